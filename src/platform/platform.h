@@ -1,0 +1,229 @@
+// The only door to the operating system. Everything above this header is the same on Windows and
+// on Linux; `posix/` and `windows/` hold the two sides, and no other file knows which one runs.
+//
+// Paths are single-byte text. Every operation that takes a path takes both separators and means the
+// same by them; trailing separators are ignored, `*` and `?` match nothing but themselves. Nothing
+// here traces, prints, throws or retries: failures are return values.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace platform {
+
+// ---- The process ---------------------------------------------------------------------------------
+
+// Called once, first thing in every program: broken pipes become failed writes instead of a signal,
+// ended children leave no trace, standard streams pass bytes unchanged.
+void PrepareProcess();
+
+// The number of this process.
+[[nodiscard]] int ProcessId();
+
+// ---- Time ------------------------------------------------------------------------------------------
+
+struct LocalTime {
+  int hour = 0;
+  int minute = 0;
+  int second = 0;
+};
+[[nodiscard]] LocalTime LocalTimeNow();
+
+// Calendar time in seconds, the low 32 bits, as a signed number.
+[[nodiscard]] std::int32_t Time32();
+
+// Blocks for so many milliseconds; a steady clock in milliseconds. Every wait of the program goes
+// through these two, so a test that replaces them waits for nothing.
+void SleepMilliseconds(std::uint32_t milliseconds);
+[[nodiscard]] std::uint64_t SteadyMilliseconds();
+
+struct Clock {
+  void (*sleepMilliseconds)(std::uint32_t) = nullptr;
+  std::uint64_t (*steadyMilliseconds)() = nullptr;
+};
+// Test only: the given functions take the place of the system's; a null one restores it.
+void ReplaceClock(const Clock& clock);
+
+// ---- Names -----------------------------------------------------------------------------------------
+
+// True for a name that this system writes with `/` and that is first class here: one that begins with
+// `/`. Never true on Windows. The kind of a name is asked of the untouched name alone.
+[[nodiscard]] bool IsSystemName(std::string_view name);
+
+// The name with its slashes turned into backslashes; a system name keeps its slashes.
+[[nodiscard]] std::string ToSystemForm(std::string_view name);
+
+// Position of the separator in front of the last component: the last `/` of a system name, the last
+// backslash of any other; npos without one.
+[[nodiscard]] std::size_t LastSeparator(std::string_view name);
+
+// What the program appends between a name and something below it: `/` for a system name, else `\`.
+[[nodiscard]] char SeparatorOf(std::string_view name);
+
+// Whether two names are one. If either is a system name: whole and letter for letter. Otherwise
+// without regard to letter case and to the direction of slashes.
+[[nodiscard]] bool SameName(std::string_view a, std::string_view b);
+
+// ---- Paths without opening them --------------------------------------------------------------------
+
+enum class PathKind { kMissing, kFile, kDirectory, kOther };
+struct PathInfo {
+  PathKind kind = PathKind::kMissing;
+  std::uint64_t size = 0;  // bytes, of a file
+  long error = 0;          // the system's error number if the path cannot be looked up
+};
+// Type and size; symbolic links are followed.
+[[nodiscard]] PathInfo LookUp(const std::string& path);
+[[nodiscard]] bool Exists(const std::string& path);
+
+// The names in a directory, without "." and "..", in the system's order. False if it cannot be read;
+// `names` then holds what was read until then.
+[[nodiscard]] bool ListDirectory(const std::string& path, std::vector<std::string>& names);
+
+// Deletes a file; false if it is still there or never was.
+bool RemoveFile(const std::string& path);
+
+// The directory for temporary files of this machine, without a separator at its end.
+[[nodiscard]] std::string TemporaryDirectory();
+
+// ---- Text files ------------------------------------------------------------------------------------
+
+// A text file, or one of the standard streams. A CR LF pair reads as one line feed; a line feed is
+// written as the line end of the system, or as asked for. No character ends a text but its end.
+// Closes itself (a standard stream is left open).
+class TextFile {
+ public:
+  enum class Mode {
+    kRead,    // must exist; what is no regular file, pipe or terminal cannot be opened
+    kAppend,  // made if missing
+    kCreate,  // made, or emptied
+  };
+  enum class LineEnd { kSystem, kLineFeed, kCarriageReturnLineFeed };
+
+  // None if the file cannot be opened.
+  [[nodiscard]] static std::unique_ptr<TextFile> Open(const std::string& path, Mode mode,
+                                                      LineEnd lineEnd = LineEnd::kSystem);
+  // A new file of a name of its own in `directory`, readable by its owner alone, open for writing;
+  // `path` gets its name. None if it cannot be made.
+  [[nodiscard]] static std::unique_ptr<TextFile> CreateTemporary(const std::string& directory,
+                                                                 std::string& path);
+  [[nodiscard]] static std::unique_ptr<TextFile> StandardInput();
+  [[nodiscard]] static std::unique_ptr<TextFile> StandardOutput();
+
+  TextFile(std::FILE* stream, bool owned, LineEnd lineEnd);
+  TextFile(const TextFile&) = delete;
+  TextFile& operator=(const TextFile&) = delete;
+  ~TextFile();
+
+  // The next line, its line feed included, or as much of it as `limit` characters hold; the rest comes
+  // as the next line. A NUL ends the line: what stands between it and the line's end is dropped.
+  // False at the end, and after a failed read (`ReadFailed` tells).
+  [[nodiscard]] bool ReadLine(std::string& line, std::size_t limit);
+  [[nodiscard]] bool ReadFailed() const;
+
+  // Back to the first line. False if the stream cannot do that.
+  [[nodiscard]] bool Rewind();
+
+  // Writes the text; false if it did not fit. `Close` is false as well if anything written since the
+  // opening was lost on its way.
+  bool Write(std::string_view text);
+  // Hands everything written so far to the system; for a standard stream, which is not closed.
+  bool Flush();
+  bool Close();
+
+  // Takes off the end of the file again what was written since the opening.
+  void CutBack();
+
+ private:
+  int NextCharacter();
+
+  std::FILE* stream_;
+  bool owned_;
+  bool carriageReturns_;  // a line feed is written as CR LF
+  bool failed_ = false;
+  bool readFailed_ = false;
+  long long sizeAtOpening_ = -1;
+};
+
+// ---- Appending among several processes -------------------------------------------------------------
+
+// Appends `text` unchanged to the file in one write, under a lock on the bytes behind the file's end,
+// waiting for the lock for ten seconds at most. The file is made if missing, readable by its owner
+// alone, and never emptied. False if the text was lost (no directory, read-only, no regular file, no
+// lock, full disk; a torn piece is cut off again).
+bool AppendLocked(const std::string& path, std::string_view text);
+
+// A claim on a name among processes: a lock on one byte of a file that is made if missing and stays
+// empty. Held until destroyed, or until the process ends.
+class FileClaim {
+ public:
+  FileClaim(const FileClaim&) = delete;
+  FileClaim& operator=(const FileClaim&) = delete;
+  ~FileClaim();
+  // Claims byte `position` of the file without waiting. None if another claim holds it or the file
+  // cannot be opened.
+  [[nodiscard]] static std::unique_ptr<FileClaim> TryClaim(const std::string& path, std::uint32_t position);
+
+ private:
+  explicit FileClaim(std::intptr_t handle) : handle_(handle) {}
+  std::intptr_t handle_;
+};
+
+// ---- The product's install directory ---------------------------------------------------------------
+
+enum class InstallDirResult { kFound, kNoKey, kNoValue };
+// Windows: value `KV_BIN_KORVO` of the registry key `SOFTWARE\Talvani Systeme GmbH\korvo` under
+// HKEY_LOCAL_MACHINE, at most 259 characters. Elsewhere: the environment variable `KV_BIN_KORVO`
+// (unset is a missing key, empty a missing value).
+[[nodiscard]] InstallDirResult InstallDirectory(std::string& directory);
+
+// ---- Tools -----------------------------------------------------------------------------------------
+
+// The lines that a tool prints, until every process that holds the other end has closed it. Reading
+// ends with the stream; the tool itself is never waited for and its exit status never looked at.
+class ToolStream {
+ public:
+  ToolStream(const ToolStream&) = delete;
+  ToolStream& operator=(const ToolStream&) = delete;
+  ~ToolStream();
+  // As TextFile::ReadLine, except that a carriage return is kept where `keepCarriageReturns` says so.
+  [[nodiscard]] bool ReadLine(std::string& line, std::size_t limit);
+
+  // For the starting functions of the two systems. `handle` is owned; a negative one is a stream that
+  // has ended.
+  ToolStream(std::intptr_t handle, bool keepCarriageReturns)
+      : handle_(handle), keepCarriageReturns_(keepCarriageReturns) {}
+
+ private:
+  [[nodiscard]] int NextByte();
+
+  std::intptr_t handle_;
+  bool keepCarriageReturns_;
+  std::string buffer_;
+  std::size_t position_ = 0;
+};
+
+// Children get the null device as standard input, inherit nothing but their three streams, run in a
+// process group of their own and find the default signal actions. No shell or command processor ever
+// takes part; a name that ends in .bat or .cmd is refused. A program without a separator in its name
+// is looked up in PATH and nowhere else. Command lines are split by the rules of the Windows C runtime:
+// double quotes group, a backslash is literal except before a quote.
+
+// Starts the control tool: its standard output is the stream (CR LF reads as one line feed), its
+// standard error is appended to `errorFile` (the null device if that cannot be opened). None if the
+// tool cannot be started.
+[[nodiscard]] std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine,
+                                                           const std::string& errorFile);
+
+// Starts the data mover: its standard error is the stream, bytes unchanged; its standard output is ours.
+// `arguments` is handed over whole behind the program's name. A mover that cannot be started gives a
+// stream that has ended. None if the pipe cannot be made.
+[[nodiscard]] std::unique_ptr<ToolStream> StartDataMover(const std::string& program,
+                                                         const std::string& arguments);
+
+}  // namespace platform
