@@ -1,0 +1,137 @@
+#include "support/run_program.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <stdexcept>
+#include <thread>
+
+extern char** environ;
+
+namespace support {
+namespace {
+
+std::vector<char*> Pointers(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (std::string& text : texts) {
+    pointers.push_back(text.data());
+  }
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+void Feed(int pipe, const std::string& text) {
+  std::size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t written = write(pipe, text.data() + done, text.size() - done);
+    if (written <= 0) {
+      break;  // the program did not read it all
+    }
+    done += static_cast<std::size_t>(written);
+  }
+  close(pipe);
+}
+
+// Exit statuses can be had only while ended children are kept.
+class KeptChildren {
+ public:
+  KeptChildren() {
+    struct sigaction standard = {};
+    standard.sa_handler = SIG_DFL;
+    sigaction(SIGCHLD, &standard, &before_);
+    signal(SIGPIPE, SIG_IGN);
+  }
+  KeptChildren(const KeptChildren&) = delete;
+  KeptChildren& operator=(const KeptChildren&) = delete;
+  ~KeptChildren() { sigaction(SIGCHLD, &before_, nullptr); }
+
+ private:
+  struct sigaction before_ = {};
+};
+
+int WaitFor(pid_t child) {
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0) {
+    if (errno != EINTR) {
+      return -1;
+    }
+  }
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+}  // namespace
+
+ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& arguments,
+                      const std::map<std::string, std::string>& environment,
+                      const std::string& workingDirectory, const std::string& standardInput) {
+  const KeptChildren kept;
+  const TemporaryDirectory outputs;
+  const std::string out = outputs.File("out");
+  const std::string err = outputs.File("err");
+  std::vector<std::string> argumentTexts = {path};
+  argumentTexts.insert(argumentTexts.end(), arguments.begin(), arguments.end());
+  std::vector<std::string> variables;
+  for (const auto& [name, value] : environment) {
+    variables.push_back(name + "=" + value);
+  }
+  int input[2] = {-1, -1};
+  if (pipe2(input, O_CLOEXEC) != 0) {
+    throw std::runtime_error("no pipe");
+  }
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, input[0], 0);
+  posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  posix_spawn_file_actions_addchdir_np(&actions, workingDirectory.c_str());
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t brokenPipe;
+  sigemptyset(&brokenPipe);
+  sigaddset(&brokenPipe, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &brokenPipe);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  pid_t child = -1;
+  const int failure = posix_spawn(&child, path.c_str(), &actions, &attributes, Pointers(argumentTexts).data(),
+                                  Pointers(variables).data());
+  posix_spawn_file_actions_destroy(&actions);
+  posix_spawnattr_destroy(&attributes);
+  close(input[0]);
+  std::thread feeder(Feed, input[1], std::cref(standardInput));
+  ProgramRun run;
+  if (failure == 0) {
+    run.exitStatus = WaitFor(child);
+  }
+  feeder.join();
+  run.out = ReadWholeFile(out);
+  run.err = ReadWholeFile(err);
+  return run;
+}
+
+std::map<std::string, std::string> CurrentEnvironment() {
+  std::map<std::string, std::string> variables;
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    const std::string text = *variable;
+    const std::size_t equals = text.find('=');
+    if (equals != std::string::npos) {
+      variables[text.substr(0, equals)] = text.substr(equals + 1);
+    }
+  }
+  return variables;
+}
+
+std::string ProgramDirectory() {
+  std::string path(4096, '\0');
+  const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
+  path.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+  return path.substr(0, path.rfind('/'));
+}
+
+std::string BuiltProgram(const std::string& name) { return ProgramDirectory() + "/" + name; }
+
+}  // namespace support

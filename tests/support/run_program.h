@@ -1,0 +1,51 @@
+// What the tests need of the system beyond the platform layer: starting the built programs as a caller
+// does, a directory of their own, whole files.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace support {
+
+struct ProgramRun {
+  int exitStatus = -1;  // -1: could not be started; 128 and the signal's number: killed by it
+  std::string out;
+  std::string err;
+};
+
+// Starts a program and waits for its end. `environment` is complete: nothing else is passed on (but what
+// no program of the system starts without). Standard input is a pipe that holds `standardInput`.
+ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& arguments,
+                      const std::map<std::string, std::string>& environment,
+                      const std::string& workingDirectory, const std::string& standardInput = "");
+
+// The environment of this process.
+std::map<std::string, std::string> CurrentEnvironment();
+
+// The directory that holds this test program, and with it the other programs of the build.
+std::string ProgramDirectory();
+
+// The full path of one of the build's programs, given its name without ".exe".
+std::string BuiltProgram(const std::string& name);
+
+// A new directory, removed with all that is in it.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory();
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+  ~TemporaryDirectory();
+  [[nodiscard]] const std::string& Path() const { return path_; }
+  // The path of a name below it, with the system's separator between.
+  [[nodiscard]] std::string File(const std::string& name) const;
+
+ private:
+  std::string path_;
+};
+
+// The bytes of a file; empty if it cannot be read.
+std::string ReadWholeFile(const std::string& path);
+void WriteWholeFile(const std::string& path, const std::string& text);
+
+}  // namespace support
