@@ -28,6 +28,22 @@ size_t strlcpy(char* buffer, const char* text, size_t size) CM_NOTHROW;
    no terminator within `size` is left alone; the result is then `size` plus the length of `text`. */
 size_t strlcat(char* buffer, const char* text, size_t size) CM_NOTHROW;
 
+/* Looks up a key in a sectioned text file and copies its value, cut to `valueSize` less 1 characters. Returns
+   1 when a value that is not empty was found. Otherwise it returns 0 and `message` says why, cut to
+   `messageSize` less 1 characters; after success it is empty. Without memory the result is 0 and `message` is
+   left alone.
+
+   A line `[name]` begins a section, a line that begins with `#` is skipped, all others are `key=value`, with
+   nothing around the key. Letter case counts in values alone. `section` may have its brackets or not; with a
+   null or empty one the whole file is searched, whatever its headers say. Sections longer than 63 characters,
+   brackets included, are cut; keys longer than 254 are not found.
+
+   The first `%(name)` of a value stands for the value of the key `name` in the same section, or else in
+   [DEFAULT]. If it is not closed, or is the 101st in a chain of such references, as in one that leads back to
+   its own key, the result is 0. */
+int i_GetPrivateProfileString(const char* file, const char* section, const char* key, char* value,
+                              int32_t valueSize, char* message, int32_t messageSize);
+
 #ifdef __cplusplus
 }
 #endif
