@@ -1,0 +1,281 @@
+// The scenarios that are told in files under `data`: given tools that answer so, when this list comes in,
+// then these lines go out. A file holds several; what stands before its first "=== title" holds for all.
+//
+// A section begins with "--- " and is carried out where it stands. What a run finds:
+//   files          "name", "name SIZE", "name = text", or a directory "name\"
+//   environment    NAME=value, or NAME alone to unset it
+//   parameters     lines added to the parameter file;   "parameter file" replaces it whole
+//   input          the lines of `in.lis`;   "standard input" the text on standard input
+//   tools          the tools' script
+//   run OPTIONS    with the caller's usual options in front;   "run only OPTIONS" without them
+// What is expected of it ("exit N" must follow each run):
+//   result         all lines of the output file; none if the section is not there
+//   calls          all calls of the tools;   "calls has" some of them
+//   trace          the whole trace;   "trace has" some lines in that order;   "trace lacks" texts
+//   mover trace, stdout, stderr     whole;   "stdout has" some lines of it
+//   there, gone    names of files;   "file NAME" the lines of one
+// In any line {NUL}, {CR}, {TAB} and { } stand for a character, {N*text} for N times the text, {DIR} for the
+// scenario's directory and {/} for the system's separator.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <memory>
+#include <ostream>
+#include <set>
+
+#include "support/scenario.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Section {
+  std::string head;
+  Lines lines;
+};
+
+struct ScenarioText {
+  std::string file;
+  std::string title;
+  std::vector<Section> sections;
+};
+std::ostream& operator<<(std::ostream& stream, const ScenarioText& text) {
+  return stream << text.file << ": " << text.title;
+}
+
+void TakeLine(std::vector<Section>& sections, const std::string& line) {
+  if (line.rfind("--- ", 0) == 0) {
+    sections.push_back({line.substr(4), {}});
+  } else if (!sections.empty()) {
+    sections.back().lines.push_back(line);
+  }
+}
+
+std::vector<ScenarioText> ReadScenarios() {
+  std::vector<ScenarioText> scenarios;
+  for (const auto& entry : fs::directory_iterator(SCENARIO_DATA)) {
+    std::ifstream stream(entry.path());
+    std::vector<Section> preamble;
+    const std::string file = entry.path().stem().string();
+    bool inPreamble = true;
+    for (std::string line; std::getline(stream, line);) {
+      if (line.rfind("=== ", 0) == 0) {
+        inPreamble = false;
+        scenarios.push_back({file, line.substr(4), preamble});
+        scenarios.back().sections.push_back({"title", {}});
+      } else {
+        TakeLine(inPreamble ? preamble : scenarios.back().sections, line);
+      }
+    }
+  }
+  for (ScenarioText& scenario : scenarios) {
+    for (Section& section : scenario.sections) {
+      while (!section.lines.empty() && section.lines.back().empty()) {
+        section.lines.pop_back();
+      }
+    }
+  }
+  return scenarios;
+}
+
+Lines Words(const std::string& text) {
+  Lines words;
+  bool inWord = false;
+  bool quoted = false;
+  for (const char c : text) {
+    quoted = quoted != (c == '"');
+    if (c == ' ' && !quoted) {
+      inWord = false;
+      continue;
+    }
+    if (!inWord) {
+      words.emplace_back();
+      inWord = true;
+    }
+    if (c != '"') {
+      words.back() += c;
+    }
+  }
+  return words;
+}
+
+class Told : public testing::TestWithParam<ScenarioText> {
+ protected:
+  void Carry(const Section& section) {
+    Lines lines = section.lines;
+    std::for_each(lines.begin(), lines.end(), [this](std::string& line) { line = Expand(line); });
+    const std::size_t blank = section.head.find(' ');
+    const std::string word = section.head.substr(0, blank);
+    const std::string rest = blank == std::string::npos ? "" : Expand(section.head.substr(blank + 1));
+    if (word == "run") {
+      Run(rest);
+    } else if (!Prepare(section.head, lines)) {
+      ASSERT_NE(outcome_, nullptr) << section.head << " before a run";
+      Expect(word, rest, lines);
+    }
+  }
+
+  void Finish() {
+    if (outcome_ != nullptr) {
+      EXPECT_TRUE(exitSeen_) << "the scenario does not tell the exit status";
+      if (!resultSeen_) {
+        EXPECT_EQ(Join(outcome_->result), "");
+      }
+    }
+    exitSeen_ = resultSeen_ = false;
+  }
+
+ private:
+  std::string Expand(const std::string& line) const {
+    std::string text;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+      const std::size_t end = line[i] == '{' ? line.find('}', i) : std::string::npos;
+      if (end == std::string::npos) {
+        text += line[i];
+        continue;
+      }
+      text += Meaning(line.substr(i + 1, end - i - 1));
+      i = end;
+    }
+    return text;
+  }
+
+  std::string Meaning(const std::string& name) const {
+    const std::map<std::string, std::string> meanings = {
+        {"NUL", std::string(1, '\0')},
+        {"CR", "\r"},
+        {"TAB", "\t"},
+        {" ", " "},
+        {"DIR", scenario_.Directory()},
+        {"/", std::string(1, static_cast<char>(fs::path::preferred_separator))}};
+    const auto meaning = meanings.find(name);
+    if (meaning != meanings.end()) {
+      return meaning->second;
+    }
+    std::string text;
+    const std::size_t star = name.find('*');
+    for (int i = std::stoi(name); i > 0; --i) {
+      text += name.substr(star + 1);
+    }
+    return text;
+  }
+
+  void MakeFile(const std::string& line) const {
+    const std::size_t equals = line.find(" = ");
+    const std::size_t blank = line.find(' ');
+    if (line.back() == '\\') {
+      fs::create_directories(scenario_.Path(line));
+    } else if (equals != std::string::npos) {
+      scenario_.WriteText(line.substr(0, equals), line.substr(equals + 3) + "\n");
+    } else {
+      scenario_.WriteText(line.substr(0, blank), "x");
+      if (blank != std::string::npos) {
+        fs::resize_file(scenario_.Path(line.substr(0, blank)), std::stoull(line.substr(blank)));
+      }
+    }
+  }
+
+  // False if the section is none that prepares a run.
+  bool Prepare(const std::string& head, const Lines& lines) {
+    if (head == "files") {
+      std::for_each(lines.begin(), lines.end(), [this](const std::string& line) { MakeFile(line); });
+    } else if (head == "environment") {
+      for (const std::string& line : lines) {
+        const std::size_t equals = line.find('=');
+        scenario_.environment.erase(line.substr(0, equals));
+        if (equals != std::string::npos) {
+          scenario_.environment[line.substr(0, equals)] = line.substr(equals + 1);
+        }
+      }
+    } else if (head == "parameters") {
+      scenario_.parameters.insert(scenario_.parameters.end(), lines.begin(), lines.end());
+    } else if (head == "parameter file") {
+      scenario_.parameters = lines;
+    } else if (head == "input") {
+      scenario_.WriteText("in.lis", Join(lines));
+    } else if (head == "standard input") {
+      standardInput_ = Join(lines);
+    } else if (head == "tools") {
+      scenario_.script = Join(lines);
+    } else {
+      return head == "title";
+    }
+    return true;
+  }
+
+  void Run(const std::string& options) {
+    Finish();
+    const bool only = options.rfind("only", 0) == 0;
+    Lines arguments = only ? Lines() : Scenario::CallerOptions();
+    const Lines words = Words(only ? options.substr(4) : options);
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    outcome_ = std::make_unique<Outcome>(scenario_.Run(arguments, standardInput_));
+  }
+
+  void Expect(const std::string& word, const std::string& rest, const Lines& lines) {
+    const std::map<std::string, std::string> texts = {
+        {"result", Join(outcome_->result)}, {"calls", Join(outcome_->calls)},
+        {"trace", Join(outcome_->trace)},   {"mover", Join(outcome_->moverTrace)},
+        {"stdout", outcome_->out},          {"stderr", outcome_->err}};
+    const auto text = texts.find(word);
+    if (word == "exit") {
+      exitSeen_ = true;
+      EXPECT_EQ(outcome_->exitStatus, std::stoi(rest));
+    } else if (word == "there" || word == "gone") {
+      for (const std::string& line : lines) {
+        EXPECT_EQ(fs::exists(scenario_.Path(line)), word == "there") << line;
+      }
+    } else if (word == "file") {
+      EXPECT_EQ(Join(scenario_.ReadLines(rest)), Join(lines)) << rest;
+    } else if (text == texts.end()) {
+      ADD_FAILURE() << "unknown section: " << word;
+    } else if (rest == "has") {
+      ExpectInOrder(text->second, lines);
+    } else if (rest == "lacks") {
+      for (const std::string& line : lines) {
+        EXPECT_EQ(text->second.find(line), std::string::npos) << line;
+      }
+    } else {
+      resultSeen_ = resultSeen_ || word == "result";
+      EXPECT_EQ(text->second, Join(lines)) << word;
+    }
+  }
+
+  static void ExpectInOrder(const std::string& text, const Lines& lines) {
+    std::size_t position = 0;
+    const std::string whole = '\n' + text;
+    for (const std::string& line : lines) {
+      const std::size_t found = whole.find('\n' + line + '\n', position);
+      if (found == std::string::npos) {
+        ADD_FAILURE() << "missing, or out of order: " << line << "\nin:\n" << text.substr(0, 20000);
+        return;
+      }
+      position = found + line.size() + 1;
+    }
+  }
+
+  Scenario scenario_;
+  std::string standardInput_;
+  std::unique_ptr<Outcome> outcome_;
+  bool exitSeen_ = false;
+  bool resultSeen_ = false;
+};
+
+TEST_P(Told, Happens) {
+  for (const Section& section : GetParam().sections) {
+    ASSERT_NO_FATAL_FAILURE(Carry(section));
+  }
+  Finish();
+}
+
+std::string NameOf(const testing::TestParamInfo<ScenarioText>& info) {
+  std::string name = info.param.file + '_' + info.param.title;
+  std::replace_if(
+      name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, Told, testing::ValuesIn(ReadScenarios()), NameOf);
+
+}  // namespace

@@ -1,0 +1,280 @@
+// Stands in for both tools of the backup product. Control tool and data mover are told apart by their
+// options; the environment variable SCRIPT names the text file that says what each call prints.
+//
+// A script is a list of answers. An answer begins with
+//   on VERB [N]        VERB: open openjob closejob close query backup restore; N: only the verb's Nth call
+// The call's numbered answer is taken, else the one without a number, else the default:
+//   open               reply=OK, SESSIONID=17
+//   openjob            reply=OK, JOBNAME=job, TAPE_SERVER=tape1; in a backup SAVESETNAME=SET<N>@tail
+//   closejob close query   reply=OK
+//   backup restore     !confirm all, then 3007 Operation successful
+// The lines of an answer are printed as they stand, except for
+//   !confirm all|N...  an item line for every item, or for the Nth
+//   !repeat N TEXT     TEXT N times
+//   !other TEXT        TEXT on the other stream
+//   !delete PATH       deletes a file
+//   !directory PATH    makes a directory
+//   !close             closes the stream and lives on
+//   !wait MS
+//   !die               by a signal
+//   !exit N            with that status, else 0
+// A control tool prints on standard output, a mover on standard error.
+//
+// Every call appends a line to the file SCRIPT.calls: the tool and its arguments, quoted where they are
+// empty or hold a blank, a tab or a quote; below it, indented, the lines of the list file it got.
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+Lines ReadLines(const std::string& path) {
+  Lines lines;
+  std::ifstream file(path, std::ios::binary);
+  for (std::string line; std::getline(file, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+std::string Shown(const std::string& argument) {
+  if (!argument.empty() && argument.find_first_of(" \t\"") == std::string::npos) {
+    return argument;
+  }
+  std::string quoted = "\"";
+  for (const char c : argument) {
+    if (c == '"') {
+      quoted += '\\';
+    }
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+// What the tool was called for.
+struct Call {
+  bool control = false;
+  std::string verb;
+  std::string destination;
+  Lines items;      // the mover's
+  Lines listLines;  // of the list file it got, as they stand
+  std::string text;
+  int ordinal = 1;
+};
+
+void TakeList(Call& call, std::string path) {
+  if (path.rfind("@file:", 0) == 0) {
+    path.erase(0, 6);
+  }
+  call.listLines = ReadLines(path);
+  for (std::string line : call.listLines) {
+    const std::size_t first = line.find_first_not_of(" \t\r");
+    if (first != std::string::npos) {
+      call.items.push_back(line.substr(first, line.find_last_not_of(" \t\r") - first + 1));
+    }
+  }
+}
+
+Call Understand(const Lines& arguments) {
+  Call call;
+  const auto at = [&](std::size_t i) { return i < arguments.size() ? arguments[i] : std::string(); };
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    call.control = call.control || arguments[i] == "-C";
+    if (arguments[i] == "-R") {
+      call.destination = at(i + 1);
+    }
+  }
+  call.text = call.control ? "xfr_com_interface" : "xfr";
+  for (const std::string& argument : arguments) {
+    call.text += ' ' + Shown(argument);
+  }
+  if (call.control) {
+    call.verb = at(0) == "-q" ? "query" : at(1).substr(0, at(1).find(':'));
+    return call;
+  }
+  call.verb = at(0) == "-b" ? "backup" : "restore";
+  std::size_t i = 0;
+  while (i < arguments.size() && arguments[i] != "-v") {
+    ++i;
+  }
+  if (at(i + 2) == "-f") {
+    TakeList(call, at(i + 3));
+  } else {
+    for (i += 2; i < arguments.size(); ++i) {
+      call.items.push_back(arguments[i]);
+    }
+  }
+  return call;
+}
+
+// Counts the verb's calls (in SCRIPT.verbs) and writes this one down.
+void Record(Call& call, const std::string& script) {
+  for (const std::string& verb : ReadLines(script + ".verbs")) {
+    call.ordinal += verb == call.verb ? 1 : 0;
+  }
+  std::ofstream(script + ".verbs", std::ios::binary | std::ios::app) << call.verb << '\n';
+  std::ofstream calls(script + ".calls", std::ios::binary | std::ios::app);
+  calls << call.text << '\n';
+  for (const std::string& line : call.listLines) {
+    calls << "  " << line << '\n';
+  }
+}
+
+Lines DefaultAnswer(const Call& call) {
+  if (!call.control) {
+    return {"!confirm all", "3007 Operation successful"};
+  }
+  if (call.verb == "open") {
+    return {"reply=OK", "SESSIONID=17"};
+  }
+  if (call.verb == "openjob") {
+    Lines lines = {"reply=OK", "JOBNAME=job", "TAPE_SERVER=tape1"};
+    if (call.text.find(" -b ") != std::string::npos) {
+      lines.push_back("SAVESETNAME=SET" + std::to_string(call.ordinal) + "@tail");
+    }
+    return lines;
+  }
+  return {"reply=OK"};
+}
+
+Lines FindAnswer(const Call& call, const Lines& script) {
+  const std::string forAll = "on " + call.verb;
+  const std::string forThis = forAll + ' ' + std::to_string(call.ordinal);
+  Lines general;
+  Lines numbered;
+  bool hasGeneral = false;
+  bool hasNumbered = false;
+  Lines* current = nullptr;
+  for (const std::string& line : script) {
+    if (line.rfind("on ", 0) == 0) {
+      current = line == forAll ? &general : line == forThis ? &numbered : nullptr;
+      hasGeneral = hasGeneral || current == &general;
+      hasNumbered = hasNumbered || current == &numbered;
+    } else if (current != nullptr) {
+      current->push_back(line);
+    }
+  }
+  return hasNumbered ? numbered : hasGeneral ? general : DefaultAnswer(call);
+}
+
+// The path that a mover reports for an item.
+std::string ReportedPath(const std::string& item, const Call& call) {
+  const std::string name = platform::ToSystemForm(item);
+  if (call.destination.empty()) {
+    return name;
+  }
+  const std::size_t last = platform::LastSeparator(name);
+  const char separator = platform::SeparatorOf(call.destination);
+  const bool ended = call.destination.back() == separator;
+  return call.destination + (ended ? "" : std::string(1, separator)) +
+         (last == std::string::npos ? name : name.substr(last + 1));
+}
+
+class Player {
+ public:
+  explicit Player(const Call& call)
+      : call_(call), out_(call.control ? stdout : stderr), other_(call.control ? stderr : stdout) {
+    std::setvbuf(out_, buffer_, _IOFBF, sizeof buffer_);
+  }
+
+  // Returns the exit status.
+  int Play(const Lines& answer) {
+    for (const std::string& line : answer) {
+      const std::size_t blank = line.find(' ');
+      const std::string word = line.substr(0, blank);
+      const std::string rest = blank == std::string::npos ? "" : line.substr(blank + 1);
+      if (word == "!exit") {
+        std::fflush(nullptr);
+        return std::atoi(rest.c_str());
+      }
+      if (word[0] == '!') {
+        Do(word, rest);
+      } else {
+        Print(out_, line);
+      }
+    }
+    std::fflush(nullptr);
+    return 0;
+  }
+
+ private:
+  static void Print(std::FILE* stream, const std::string& line) {
+    if (stream == nullptr) {
+      return;
+    }
+    std::fwrite(line.data(), 1, line.size(), stream);
+    std::fputc('\n', stream);
+  }
+
+  void Do(const std::string& word, const std::string& rest) {
+    if (word == "!confirm") {
+      Confirm(rest);
+    } else if (word == "!repeat") {
+      const std::size_t blank = rest.find(' ');
+      for (int i = std::atoi(rest.c_str()); i > 0; --i) {
+        Print(out_, rest.substr(blank + 1));
+      }
+    } else if (word == "!other") {
+      Print(other_, rest);
+      std::fflush(other_);
+    } else if (word == "!delete") {
+      platform::RemoveFile(rest);
+    } else if (word == "!directory") {
+      std::filesystem::create_directory(rest);
+    } else {
+      End(word, rest);
+    }
+  }
+
+  void Confirm(const std::string& which) {
+    const std::string wanted = ' ' + which + ' ';
+    for (std::size_t i = 0; i < call_.items.size(); ++i) {
+      if (which == "all" || wanted.find(' ' + std::to_string(i + 1) + ' ') != std::string::npos) {
+        Print(out_, "-3108 Item processed successfully [" + ReportedPath(call_.items[i], call_) + "]");
+      }
+    }
+  }
+
+  void End(const std::string& word, const std::string& rest) {
+    std::fflush(nullptr);
+    if (word == "!close") {
+      std::fclose(out_);
+      out_ = nullptr;
+    } else if (word == "!wait") {
+      platform::SleepMilliseconds(static_cast<std::uint32_t>(std::atoi(rest.c_str())));
+    } else if (word == "!die") {
+      std::signal(SIGTERM, SIG_DFL);
+      std::raise(SIGTERM);
+    } else {
+      Print(out_, "unknown word in the script: " + word);
+    }
+  }
+
+  const Call& call_;
+  std::FILE* out_;
+  std::FILE* other_;
+  char buffer_[65536] = {};
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  platform::PrepareProcess();
+  const char* script = std::getenv("SCRIPT");
+  if (script == nullptr) {
+    std::fputs("scripted tool: SCRIPT is not set\n", stderr);
+    return 99;
+  }
+  Call call = Understand(Lines(argv + (argc > 0 ? 1 : 0), argv + argc));
+  Record(call, script);
+  static Player player(call);
+  return player.Play(FindAnswer(call, ReadLines(script)));
+}

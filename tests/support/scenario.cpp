@@ -1,0 +1,140 @@
+#include "support/scenario.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <regex>
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+Lines SplitLines(const std::string& text) {
+  Lines lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+// The name that the program proposes for a saveset holds the time.
+std::string WithoutTime(const std::string& text) {
+  static const std::regex proposed("ABC_+[0-9]{10}");
+  return text.find("ABC_") == std::string::npos ? text : std::regex_replace(text, proposed, "ABC___<TIME>");
+}
+
+// A trace line without process, time and line number.
+std::string Message(const std::string& line) {
+  static const std::regex head("^KVB:\\([0-9]+\\): [0-9]{6}: *([^:]*):\\( *[0-9]+\\):: ");
+  std::smatch parts;
+  if (!std::regex_search(line, parts, head)) {
+    return "| " + line;
+  }
+  return parts[1].str() + ": " + WithoutTime(parts.suffix().str());
+}
+
+Lines Messages(Lines lines) {
+  for (std::string& line : lines) {
+    if (line.empty() || line.back() != '\r') {
+      line += "<no CR LF>";
+    } else {
+      line.pop_back();
+    }
+    line = Message(line);
+  }
+  return lines;
+}
+
+}  // namespace
+
+Scenario::Scenario() {
+  for (const char* name : {"home/saptrace", "oracle/Database", "sapbackup", "saparch", "data", "out"}) {
+    fs::create_directories(Path(name));
+  }
+  environment = {{"BI_CALLER", "BRBACKUP"},
+                 {"BI_BACKUP", "FULL"},
+                 {"BI_REQUEST", "NEW"},
+                 {"ORACLE_HOME", "oracle"},
+                 {"SAPDATA_HOME", "home"},
+                 {"SAPBACKUP", "sapbackup"},
+                 {"SAPARCH", "saparch"},
+                 {"ORACLE_SID", "ABC"},
+                 {"SCRIPT", "script.txt"},
+                 {"PATH", (fs::path(support::ProgramDirectory()).parent_path() / "scripted").string()}};
+  for (const char* name : {"TEMP", "TMP", "ASAN_OPTIONS", "UBSAN_OPTIONS"}) {
+    if (const char* value = std::getenv(name)) {
+      environment[name] = value;
+    }
+  }
+  parameters = {"KORVO_SERVER=srv",
+                "KORVO_JOB=job",
+                "KORVO_POOL=pool",
+                "XFR=xfr",
+                "XFR_COM_INTERFACE=xfr_com_interface",
+                "KORVO_RAW_UTIL=raw"};
+}
+
+fs::path Scenario::Path(const std::string& name) const {
+  std::string native = name;
+  std::replace(native.begin(), native.end(), '\\', '/');
+  return fs::path(directory_.Path()) / native;
+}
+
+void Scenario::WriteText(const std::string& name, const std::string& text) const {
+  fs::create_directories(Path(name).parent_path());
+  support::WriteWholeFile(Path(name).string(), text);
+}
+
+Lines Scenario::ReadLines(const std::string& name) const {
+  return SplitLines(support::ReadWholeFile(Path(name).string()));
+}
+
+Lines Scenario::NewLines(const std::string& name) {
+  Lines lines = ReadLines(name);
+  std::size_t& seen = seen_[name];
+  lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(std::min(seen, lines.size())));
+  seen += lines.size();
+  return lines;
+}
+
+Lines Scenario::CallerOptions() {
+  return {"-u", "sap", "-p", "par.txt", "-i", "in.lis", "-o", "out\\result.lis"};
+}
+
+Outcome Scenario::Run(const Lines& arguments, const std::string& standardInput) {
+  WriteText("par.txt", Join(parameters));
+  WriteText("script.txt", script);
+  support::ProgramRun run = support::RunProgram(support::BuiltProgram("backint"), arguments, environment,
+                                                Directory(), standardInput);
+  Outcome outcome;
+  outcome.exitStatus = run.exitStatus;
+  outcome.out = run.out;
+  outcome.err = run.err;
+  outcome.result = NewLines("out\\result.lis");
+  for (std::string* text : {&outcome.out, &outcome.err}) {
+    text->erase(std::remove(text->begin(), text->end(), '\r'), text->end());
+  }
+  for (std::string& line : outcome.result) {
+    if (!line.empty() && line.back() == '\r') {
+      line.pop_back();
+    }
+  }
+  outcome.calls = NewLines("script.txt.calls");
+  for (std::string& line : outcome.calls) {
+    line = WithoutTime(line);
+  }
+  const auto sid = environment.find("ORACLE_SID");
+  const std::string tail = "_" + (sid == environment.end() ? "" : sid->second) + ".log";
+  outcome.trace = Messages(NewLines("home\\saptrace\\backint" + tail));
+  outcome.moverTrace = Messages(NewLines("home\\saptrace\\xfr" + tail));
+  return outcome;
+}
+
+std::string Join(const Lines& lines) {
+  std::string text;
+  for (const std::string& line : lines) {
+    text += line + '\n';
+  }
+  return text;
+}

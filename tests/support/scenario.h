@@ -1,0 +1,58 @@
+// One run, or several, of the built program in a directory of its own, with scripted tools in its PATH.
+// All paths that a run meets are relative to that directory and written with backslashes, so what it
+// prints, traces and hands to its tools reads the same on every system.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "support/run_program.h"
+
+using Lines = std::vector<std::string>;
+
+// What a caller can see of a run. `trace` holds a line "source: message" for each line of the trace, and
+// "| text" for what a message with a line feed leaves below it. The lists hold what this run added.
+struct Outcome {
+  int exitStatus = -1;
+  std::string out;
+  std::string err;
+  Lines result;
+  Lines calls;
+  Lines trace;
+  Lines moverTrace;
+};
+
+class Scenario {
+ public:
+  // Makes the directories `home\saptrace`, `oracle\Database`, `sapbackup`, `saparch`, `data` and `out`.
+  Scenario();
+
+  // The path of this system for a name below the scenario's directory.
+  [[nodiscard]] std::filesystem::path Path(const std::string& name) const;
+  [[nodiscard]] std::string Directory() const { return directory_.Path(); }
+
+  void WriteText(const std::string& name, const std::string& text) const;
+  [[nodiscard]] Lines ReadLines(const std::string& name) const;
+
+  // A caller's environment, complete; a parameter file of the mandatory keys and the tools' names; a script
+  // of default answers. All of them to be changed before a run.
+  std::map<std::string, std::string> environment;
+  Lines parameters;
+  std::string script;
+
+  // The options every caller gives: user, `par.txt`, `in.lis` and `out\result.lis`.
+  static Lines CallerOptions();
+
+  Outcome Run(const Lines& arguments, const std::string& standardInput = "");
+
+ private:
+  [[nodiscard]] Lines NewLines(const std::string& name);
+
+  support::TemporaryDirectory directory_;
+  std::map<std::string, std::size_t> seen_;  // lines of a growing file that earlier runs left there
+};
+
+// The text with its lines, for comparisons that show what differs.
+std::string Join(const Lines& lines);
