@@ -141,10 +141,13 @@ class TextFile {
 
  private:
   int NextCharacter();
+  void HandOver();
 
   std::FILE* stream_;
   bool owned_;
   bool carriageReturns_;  // a line feed is written as CR LF
+  std::string pending_;   // written, not yet handed to the stream
+  long firstLine_ = 0;    // where a standard input began
   bool failed_ = false;
   bool readFailed_ = false;
   long long sizeAtOpening_ = -1;
@@ -201,6 +204,7 @@ class ToolStream {
 
  private:
   [[nodiscard]] int NextByte();
+  [[nodiscard]] int NextCharacter();
 
   std::intptr_t handle_;
   bool keepCarriageReturns_;
@@ -210,13 +214,14 @@ class ToolStream {
 
 // Children get the null device as standard input, inherit nothing but their three streams, run in a
 // process group of their own and find the default signal actions. No shell or command processor ever
-// takes part; a name that ends in .bat or .cmd is refused. A program without a separator in its name
-// is looked up in PATH and nowhere else. Command lines are split by the rules of the Windows C runtime:
-// double quotes group, a backslash is literal except before a quote.
+// takes part; a name that ends in .bat or .cmd is refused. A program without a separator in its name is
+// looked up in PATH and nowhere else (in full directories, on Windows with ".exe" added if it has no
+// extension); a mover whose name holds "exe" is taken as it stands. Command lines are split by the rules
+// of the Windows C runtime: double quotes group, a backslash is literal except before a quote.
 
 // Starts the control tool: its standard output is the stream (CR LF reads as one line feed), its
-// standard error is appended to `errorFile` (the null device if that cannot be opened). None if the
-// tool cannot be started.
+// standard error is appended to `errorFile` (the null device if that cannot be opened; ours if the name is
+// empty). None if the tool cannot be started.
 [[nodiscard]] std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine,
                                                            const std::string& errorFile);
 

@@ -1,0 +1,113 @@
+// What the platform layer's own files share. Nothing outside src/platform includes this header.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/platform.h"
+
+namespace platform::internal {
+
+// The path as this system's calls take it, without separators at its end (a root keeps its own).
+std::string SystemPath(std::string_view path);
+
+// Reads one line by the rules of TextFile::ReadLine from a source of characters that gives a negative
+// number at its end.
+template <class Source>
+bool ReadTextLine(Source next, std::string& line, std::size_t limit) {
+  line.clear();
+  bool cut = false;
+  bool any = false;
+  while (line.size() < limit) {
+    const int c = next();
+    if (c < 0) {
+      return any;
+    }
+    any = true;
+    if (c == '\n') {
+      line += '\n';
+      return true;
+    }
+    cut = cut || c == '\0';
+    if (!cut) {
+      line += static_cast<char>(c);
+    }
+  }
+  return true;
+}
+
+// ---- Streams of text files -------------------------------------------------------------------------
+
+std::FILE* OpenStream(const std::string& path, TextFile::Mode mode);
+std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path);
+// Whether the stream is a regular file, in which a position can be found again.
+bool IsRegularFile(std::FILE* stream);
+long long SizeOf(std::FILE* stream);
+void CutTo(std::FILE* stream, long long size);
+bool SystemEndsLinesInCarriageReturn();
+
+// ---- A file that is locked and appended to ---------------------------------------------------------
+
+class LockableFile {
+ public:
+  // Opens a regular file for reading and writing, made if missing and readable by its owner alone; never
+  // waits and never empties it.
+  explicit LockableFile(const std::string& path);
+  LockableFile(const LockableFile&) = delete;
+  LockableFile& operator=(const LockableFile&) = delete;
+  ~LockableFile();
+
+  [[nodiscard]] bool IsOpen() const;
+  // Negative if it cannot be told.
+  [[nodiscard]] std::int64_t End() const;
+  // Locks so many bytes from `position` for this open file alone, without waiting.
+  enum class Lock { kGranted, kHeldByAnother, kImpossible };
+  [[nodiscard]] Lock TryLock(std::int64_t position, std::uint64_t length) const;
+  void Unlock(std::int64_t position, std::uint64_t length) const;
+  // Writes in one call at the file's end, which is `position`. False if not all of it was written.
+  [[nodiscard]] bool Append(std::int64_t position, std::string_view text) const;
+  void CutTo(std::int64_t size) const;
+  // Gives the handle away.
+  std::intptr_t Release();
+  static void CloseHandle(std::intptr_t handle);
+
+ private:
+  std::intptr_t handle_;
+};
+
+// ---- Command lines and programs --------------------------------------------------------------------
+
+// The program that a command line begins with (blanks in front of it are passed over, its quotes taken
+// off) and the position behind it.
+struct ProgramToken {
+  std::string name;
+  std::size_t end = 0;
+};
+ProgramToken FirstToken(std::string_view commandLine);
+
+std::string WithoutQuotes(std::string_view program);
+
+// The arguments that the Windows C runtime would make of a text.
+std::vector<std::string> SplitArguments(std::string_view text);
+
+// A name that only a command processor could run.
+bool NeedsCommandProcessor(std::string_view program);
+
+// The file of a program: a name with a separator as it stands, any other where PATH has it. Empty if there
+// is none.
+std::string FindProgram(const std::string& name);
+// The same for a file in place: the path to start, or empty.
+std::string RunnableFile(const std::string& path);
+bool HoldsSeparator(std::string_view name);
+
+// ---- Streams of tools ------------------------------------------------------------------------------
+
+// At most so many bytes from the read end of a pipe; waits for the first. 0 at the end and after a failure.
+std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size);
+void ClosePipe(std::intptr_t handle);
+
+}  // namespace platform::internal

@@ -1,0 +1,83 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/internal.h"
+
+namespace platform::internal {
+namespace {
+
+int Descriptor(std::intptr_t handle) { return static_cast<int>(handle); }
+
+// A lock of the open file, not of the process: a second opening in the same process is another holder.
+bool SetLock(int descriptor, short type, std::int64_t position, std::uint64_t length) {
+  struct flock range = {};
+  range.l_type = type;
+  range.l_whence = SEEK_SET;
+  range.l_start = position;
+  range.l_len = static_cast<off_t>(length);
+  int result = 0;
+  do {
+    result = fcntl(descriptor, F_OFD_SETLK, &range);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
+}  // namespace
+
+// Without O_NONBLOCK the opening of a FIFO or of a device could wait.
+LockableFile::LockableFile(const std::string& path)
+    : handle_(open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600)) {
+  struct stat status = {};
+  if (IsOpen() && (fstat(Descriptor(handle_), &status) != 0 || !S_ISREG(status.st_mode))) {
+    CloseHandle(Release());
+  }
+}
+
+LockableFile::~LockableFile() {
+  if (IsOpen()) {
+    CloseHandle(handle_);
+  }
+}
+
+bool LockableFile::IsOpen() const { return handle_ >= 0; }
+
+std::int64_t LockableFile::End() const { return lseek(Descriptor(handle_), 0, SEEK_END); }
+
+LockableFile::Lock LockableFile::TryLock(std::int64_t position, std::uint64_t length) const {
+  if (SetLock(Descriptor(handle_), F_WRLCK, position, length)) {
+    return Lock::kGranted;
+  }
+  return errno == EAGAIN || errno == EACCES ? Lock::kHeldByAnother : Lock::kImpossible;
+}
+
+void LockableFile::Unlock(std::int64_t position, std::uint64_t length) const {
+  SetLock(Descriptor(handle_), F_UNLCK, position, length);
+}
+
+// Append mode finds the end by itself.
+bool LockableFile::Append(std::int64_t /*position*/, std::string_view text) const {
+  ssize_t written = 0;
+  do {
+    written = write(Descriptor(handle_), text.data(), text.size());
+  } while (written < 0 && errno == EINTR);
+  return written >= 0 && static_cast<std::size_t>(written) == text.size();
+}
+
+void LockableFile::CutTo(std::int64_t size) const {
+  if (ftruncate(Descriptor(handle_), size) != 0) {
+    return;  // the torn piece stays: nothing more can be done about it
+  }
+}
+
+std::intptr_t LockableFile::Release() {
+  const std::intptr_t handle = handle_;
+  handle_ = -1;
+  return handle;
+}
+
+void LockableFile::CloseHandle(std::intptr_t handle) { close(Descriptor(handle)); }
+
+}  // namespace platform::internal

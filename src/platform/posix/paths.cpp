@@ -1,0 +1,61 @@
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+
+#include "platform/internal.h"
+
+namespace platform {
+
+bool IsSystemName(std::string_view name) { return !name.empty() && name.front() == '/'; }
+
+std::string internal::SystemPath(std::string_view path) {
+  std::string form(path);
+  std::replace(form.begin(), form.end(), '\\', '/');
+  while (form.size() > 1 && form.back() == '/') {
+    form.pop_back();
+  }
+  return form;
+}
+
+PathInfo LookUp(const std::string& path) {
+  struct stat status = {};
+  if (stat(internal::SystemPath(path).c_str(), &status) != 0) {
+    return {PathKind::kMissing, 0, errno};
+  }
+  if (S_ISREG(status.st_mode)) {
+    return {PathKind::kFile, static_cast<std::uint64_t>(status.st_size), 0};
+  }
+  return {S_ISDIR(status.st_mode) ? PathKind::kDirectory : PathKind::kOther, 0, 0};
+}
+
+bool Exists(const std::string& path) { return LookUp(path).kind != PathKind::kMissing; }
+
+bool ListDirectory(const std::string& path, std::vector<std::string>& names) {
+  names.clear();
+  const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir(internal::SystemPath(path).c_str()), closedir);
+  if (directory == nullptr) {
+    return false;
+  }
+  errno = 0;
+  while (const dirent* entry = readdir(directory.get())) {
+    const std::string name = entry->d_name;
+    if (name != "." && name != "..") {
+      names.push_back(name);
+    }
+    errno = 0;
+  }
+  return errno == 0;
+}
+
+bool RemoveFile(const std::string& path) { return unlink(internal::SystemPath(path).c_str()) == 0; }
+
+std::string TemporaryDirectory() {
+  const char* directory = std::getenv("TMPDIR");
+  return internal::SystemPath(directory != nullptr && *directory != '\0' ? directory : "/tmp");
+}
+
+}  // namespace platform

@@ -1,0 +1,43 @@
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "platform/platform.h"
+
+namespace platform {
+
+void PrepareProcess() {
+  signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
+  // A caller may have closed a standard stream. Its number must not fall to the next file that is opened.
+  for (int descriptor = open("/dev/null", O_RDWR); descriptor >= 0; descriptor = dup(descriptor)) {
+    if (descriptor > STDERR_FILENO) {
+      close(descriptor);
+      break;
+    }
+  }
+}
+
+int ProcessId() { return static_cast<int>(getpid()); }
+
+LocalTime LocalTimeNow() {
+  const std::time_t now = std::time(nullptr);
+  std::tm parts = {};
+  // Unlike localtime it looks at the zone's file once, not on every call.
+  localtime_r(&now, &parts);
+  return {parts.tm_hour, parts.tm_min, parts.tm_sec};
+}
+
+InstallDirResult InstallDirectory(std::string& directory) {
+  const char* value = std::getenv("KV_BIN_KORVO");
+  if (value == nullptr) {
+    return InstallDirResult::kNoKey;
+  }
+  directory = value;
+  return directory.empty() ? InstallDirResult::kNoValue : InstallDirResult::kFound;
+}
+
+}  // namespace platform

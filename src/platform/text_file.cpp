@@ -1,0 +1,148 @@
+#include <utility>
+
+#include "platform/internal.h"
+
+namespace platform {
+namespace {
+
+constexpr std::size_t kBufferSize = 65536;
+
+bool WritesCarriageReturns(TextFile::LineEnd lineEnd) {
+  return lineEnd == TextFile::LineEnd::kCarriageReturnLineFeed ||
+         (lineEnd == TextFile::LineEnd::kSystem && internal::SystemEndsLinesInCarriageReturn());
+}
+
+}  // namespace
+
+TextFile::TextFile(std::FILE* stream, bool owned, LineEnd lineEnd)
+    : stream_(stream), owned_(owned), carriageReturns_(WritesCarriageReturns(lineEnd)) {}
+
+TextFile::~TextFile() { Close(); }
+
+std::unique_ptr<TextFile> TextFile::Open(const std::string& path, Mode mode, LineEnd lineEnd) {
+  std::FILE* stream = internal::OpenStream(internal::SystemPath(path), mode);
+  if (stream == nullptr) {
+    return nullptr;
+  }
+  auto file = std::make_unique<TextFile>(stream, true, lineEnd);
+  if (mode != Mode::kRead) {
+    // The stream keeps nothing back, so that what failed to be written is not tried again behind our back.
+    std::setvbuf(stream, nullptr, _IONBF, 0);
+    file->sizeAtOpening_ = internal::IsRegularFile(stream) ? internal::SizeOf(stream) : -1;
+  }
+  return file;
+}
+
+std::unique_ptr<TextFile> TextFile::CreateTemporary(const std::string& directory, std::string& path) {
+  std::FILE* stream = internal::OpenTemporaryStream(directory, path);
+  if (stream == nullptr) {
+    return nullptr;
+  }
+  auto file = std::make_unique<TextFile>(stream, true, LineEnd::kSystem);
+  std::setvbuf(stream, nullptr, _IONBF, 0);
+  file->sizeAtOpening_ = 0;
+  return file;
+}
+
+std::unique_ptr<TextFile> TextFile::StandardInput() {
+  auto file = std::make_unique<TextFile>(stdin, false, LineEnd::kSystem);
+  if (internal::IsRegularFile(stdin)) {
+    file->firstLine_ = std::ftell(stdin);
+  }
+  return file;
+}
+
+std::unique_ptr<TextFile> TextFile::StandardOutput() {
+  return std::make_unique<TextFile>(stdout, false, LineEnd::kSystem);
+}
+
+int TextFile::NextCharacter() {
+  const int c = std::getc(stream_);
+  if (c != '\r') {
+    return c;
+  }
+  const int next = std::getc(stream_);
+  if (next == '\n') {
+    return next;
+  }
+  if (next != EOF) {
+    std::ungetc(next, stream_);
+  }
+  return c;
+}
+
+bool TextFile::ReadLine(std::string& line, std::size_t limit) {
+  if (stream_ == nullptr || readFailed_) {
+    return false;
+  }
+  const bool read = internal::ReadTextLine([this] { return NextCharacter(); }, line, limit);
+  readFailed_ = std::ferror(stream_) != 0;
+  return read && !readFailed_;
+}
+
+bool TextFile::ReadFailed() const { return readFailed_; }
+
+bool TextFile::Rewind() {
+  if (stream_ == nullptr || !internal::IsRegularFile(stream_)) {
+    return false;
+  }
+  std::clearerr(stream_);
+  readFailed_ = false;
+  return std::fseek(stream_, firstLine_, SEEK_SET) == 0;
+}
+
+bool TextFile::Write(std::string_view text) {
+  if (stream_ == nullptr) {
+    return false;
+  }
+  for (const char c : text) {
+    if (c == '\n' && carriageReturns_) {
+      pending_ += '\r';
+    }
+    pending_ += c;
+  }
+  if (pending_.size() >= kBufferSize || !owned_) {
+    HandOver();
+  }
+  return !failed_;
+}
+
+void TextFile::HandOver() {
+  if (pending_.empty()) {
+    return;
+  }
+  const std::string text = std::exchange(pending_, {});
+  failed_ = failed_ || std::fwrite(text.data(), 1, text.size(), stream_) != text.size();
+}
+
+bool TextFile::Flush() {
+  if (stream_ == nullptr) {
+    return false;
+  }
+  HandOver();
+  failed_ = std::fflush(stream_) != 0 || failed_;
+  return !failed_;
+}
+
+bool TextFile::Close() {
+  if (stream_ == nullptr) {
+    return !failed_;
+  }
+  HandOver();
+  if (owned_) {
+    failed_ = std::fclose(stream_) != 0 || failed_;
+  } else {
+    failed_ = std::fflush(stream_) != 0 || failed_;
+  }
+  stream_ = nullptr;
+  return !failed_;
+}
+
+void TextFile::CutBack() {
+  pending_.clear();
+  if (stream_ != nullptr && sizeAtOpening_ >= 0) {
+    internal::CutTo(stream_, sizeAtOpening_);
+  }
+}
+
+}  // namespace platform

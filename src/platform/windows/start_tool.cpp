@@ -1,0 +1,163 @@
+#include <windows.h>
+
+#include <vector>
+
+#include "platform/internal.h"
+
+namespace platform {
+namespace {
+
+// A handle that closes itself.
+class Handle {
+ public:
+  explicit Handle(HANDLE handle) : handle_(handle) {}
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+  ~Handle() {
+    if (IsOpen()) {
+      CloseHandle(handle_);
+    }
+  }
+  [[nodiscard]] bool IsOpen() const { return handle_ != nullptr && handle_ != INVALID_HANDLE_VALUE; }
+  [[nodiscard]] HANDLE Get() const { return handle_; }
+
+ private:
+  HANDLE handle_;
+};
+
+HANDLE OpenInheritable(const std::string& path, DWORD access, DWORD creation) {
+  SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
+  return CreateFileA(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                     &inheritable, creation, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+HANDLE NullDevice(DWORD access) { return OpenInheritable("NUL", access, OPEN_EXISTING); }
+
+// One of our own streams in a form that a child can inherit; the null device if it is closed.
+HANDLE OwnStream(DWORD which) {
+  HANDLE copy = nullptr;
+  const HANDLE process = GetCurrentProcess();
+  if (DuplicateHandle(process, GetStdHandle(which), process, &copy, 0, TRUE, DUPLICATE_SAME_ACCESS) == 0) {
+    return NullDevice(GENERIC_WRITE);
+  }
+  return copy;
+}
+
+HANDLE OpenErrorFile(const std::string& path) {
+  if (path.empty()) {
+    return OwnStream(STD_ERROR_HANDLE);
+  }
+  // With this access alone every write goes to the end as it is then.
+  const HANDLE file =
+      OpenInheritable(internal::SystemPath(path), FILE_APPEND_DATA | SYNCHRONIZE, OPEN_ALWAYS);
+  return file != INVALID_HANDLE_VALUE ? file : NullDevice(GENERIC_WRITE);
+}
+
+// Both ends of a pipe; the reading end is ours alone. False if there is none.
+bool MakePipe(HANDLE& readEnd, HANDLE& writeEnd) {
+  SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
+  if (CreatePipe(&readEnd, &writeEnd, &inheritable, 0) == 0) {
+    return false;
+  }
+  SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
+  return true;
+}
+
+// The list of the only handles that a child inherits.
+class InheritedHandles {
+ public:
+  explicit InheritedHandles(std::vector<HANDLE> handles) : handles_(std::move(handles)) {
+    SIZE_T size = 0;
+    InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    storage_.resize(size);
+    made_ = InitializeProcThreadAttributeList(List(), 1, 0, &size) != 0 &&
+            UpdateProcThreadAttribute(List(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(),
+                                      handles_.size() * sizeof(HANDLE), nullptr, nullptr) != 0;
+  }
+  InheritedHandles(const InheritedHandles&) = delete;
+  InheritedHandles& operator=(const InheritedHandles&) = delete;
+  ~InheritedHandles() { DeleteProcThreadAttributeList(List()); }
+  [[nodiscard]] bool Made() const { return made_; }
+  [[nodiscard]] LPPROC_THREAD_ATTRIBUTE_LIST List() {
+    return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(storage_.data());
+  }
+
+ private:
+  std::vector<HANDLE> handles_;
+  std::vector<unsigned char> storage_;
+  bool made_ = false;
+};
+
+// True once the child runs the program.
+bool StartProcess(const std::string& program, std::string commandLine, HANDLE output, HANDLE error) {
+  const Handle input(NullDevice(GENERIC_READ));
+  InheritedHandles inherited({input.Get(), output, error});
+  if (!input.IsOpen() || !inherited.Made()) {
+    return false;
+  }
+  STARTUPINFOEXA startup = {};
+  startup.StartupInfo.cb = sizeof(startup);
+  startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+  startup.StartupInfo.hStdInput = input.Get();
+  startup.StartupInfo.hStdOutput = output;
+  startup.StartupInfo.hStdError = error;
+  startup.lpAttributeList = inherited.List();
+  PROCESS_INFORMATION process = {};
+  if (CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                     CREATE_NEW_PROCESS_GROUP | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
+                     &startup.StartupInfo, &process) == 0) {
+    return false;
+  }
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
+  return true;
+}
+
+// The file to start, or empty.
+std::string RunnableProgram(const std::string& name, bool lookUp) {
+  if (internal::NeedsCommandProcessor(name)) {
+    return {};
+  }
+  return lookUp ? internal::FindProgram(name) : internal::RunnableFile(name);
+}
+
+}  // namespace
+
+std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, const std::string& errorFile) {
+  const std::string program = RunnableProgram(internal::FirstToken(commandLine).name, true);
+  HANDLE readEnd = nullptr;
+  HANDLE pipeEnd = nullptr;
+  if (program.empty() || !MakePipe(readEnd, pipeEnd)) {
+    return nullptr;
+  }
+  auto stream = std::make_unique<ToolStream>(reinterpret_cast<std::intptr_t>(readEnd), false);
+  const Handle writeEnd(pipeEnd);
+  const Handle error(OpenErrorFile(errorFile));
+  // With a blank in front the program's own name would be an argument.
+  const std::size_t start = commandLine.find_first_not_of(" \t");
+  if (!StartProcess(program, commandLine.substr(start), writeEnd.Get(), error.Get())) {
+    return nullptr;
+  }
+  return stream;
+}
+
+std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std::string& arguments) {
+  const std::string name = internal::WithoutQuotes(program);
+  HANDLE readEnd = nullptr;
+  HANDLE pipeEnd = nullptr;
+  if (!MakePipe(readEnd, pipeEnd)) {
+    return nullptr;
+  }
+  auto stream = std::make_unique<ToolStream>(reinterpret_cast<std::intptr_t>(readEnd), true);
+  const Handle writeEnd(pipeEnd);
+  const Handle output(OwnStream(STD_OUTPUT_HANDLE));
+  // A name that holds "exe" has been found to exist as it stands.
+  const std::string file = RunnableProgram(name, name.find("exe") == std::string::npos);
+  if (!file.empty()) {
+    // If this fails the write end closes and the stream ends at once.
+    StartProcess(file, arguments, output.Get(), writeEnd.Get());
+  }
+  return stream;
+}
+
+}  // namespace platform

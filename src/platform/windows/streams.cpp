@@ -1,0 +1,62 @@
+#include <fcntl.h>
+#include <io.h>
+#include <sys/stat.h>
+#include <windows.h>
+
+#include "platform/internal.h"
+
+namespace platform::internal {
+namespace {
+
+constexpr int kAttempts = 1000;
+
+HANDLE HandleOf(std::FILE* stream) { return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))); }
+
+}  // namespace
+
+// Binary throughout: line ends are our own work, and a Ctrl-Z is a character like any other.
+std::FILE* OpenStream(const std::string& path, TextFile::Mode mode) {
+  switch (mode) {
+    case TextFile::Mode::kRead:
+      return std::fopen(path.c_str(), "rbN");
+    case TextFile::Mode::kAppend:
+      return std::fopen(path.c_str(), "abN");
+    case TextFile::Mode::kCreate:
+      break;
+  }
+  return std::fopen(path.c_str(), "wbN");
+}
+
+std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path) {
+  const std::string beginning =
+      SystemPath(directory) + "\\backint_" + std::to_string(GetCurrentProcessId()) + "_";
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const std::string name = beginning + std::to_string(GetTickCount() + static_cast<DWORD>(attempt));
+    const int descriptor =
+        _open(name.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT, _S_IREAD | _S_IWRITE);
+    if (descriptor >= 0) {
+      path = name;
+      return _fdopen(descriptor, "wb");
+    }
+    if (errno != EEXIST) {
+      break;
+    }
+  }
+  return nullptr;
+}
+
+bool IsRegularFile(std::FILE* stream) { return GetFileType(HandleOf(stream)) == FILE_TYPE_DISK; }
+
+long long SizeOf(std::FILE* stream) { return _filelengthi64(_fileno(stream)); }
+
+void CutTo(std::FILE* stream, long long size) {
+  LARGE_INTEGER position = {};
+  position.QuadPart = size;
+  if (SetFilePointerEx(HandleOf(stream), position, nullptr, FILE_BEGIN) != 0) {
+    SetEndOfFile(HandleOf(stream));
+  }
+}
+
+bool SystemEndsLinesInCarriageReturn() { return true; }
+
+}  // namespace platform::internal
