@@ -1,0 +1,42 @@
+#include "store/names.h"
+
+#include <algorithm>
+
+namespace store {
+
+std::string DatabaseOfProposedName(std::string_view proposed) {
+  constexpr std::size_t kTimeDigits = 10;
+  if (proposed.size() >= kTimeDigits) {
+    const std::string_view end = proposed.substr(proposed.size() - kTimeDigits);
+    if (end.find_first_not_of("0123456789") == std::string_view::npos) {
+      proposed.remove_suffix(kTimeDigits);
+    }
+  }
+  return DatabaseOfSid(proposed);
+}
+
+std::string DatabaseOfSid(std::string_view sid) {
+  const std::size_t last = sid.find_last_not_of('_');
+  return std::string(sid.substr(0, last == std::string_view::npos ? 0 : last + 1));
+}
+
+std::string ListedName(std::string_view name) {
+  std::string listed;
+  for (const char character : name) {
+    if (character == ' ') {
+      listed += "%20";
+    } else {
+      listed += character;
+    }
+  }
+  return listed;
+}
+
+std::string OneLine(std::string_view text) {
+  std::string line(text);
+  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; };
+  std::replace_if(line.begin(), line.end(), isControl, '?');
+  return line;
+}
+
+}  // namespace store

@@ -1,0 +1,27 @@
+// Names as the store keeps, finds and shows them.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace store {
+
+// Most characters of a saveset name, of a section name (its brackets go along in the search for it) and of
+// one line of a list.
+inline constexpr std::size_t kSavesetNameWidth = 31;
+inline constexpr std::size_t kSectionNameWidth = 61;
+inline constexpr std::size_t kItemNameWidth = 20479;
+
+// The database that a proposed saveset name was made for: what stands in front of the ten digits of the time
+// and the underscores that pad it. A name without such digits loses its underscores alone.
+[[nodiscard]] std::string DatabaseOfProposedName(std::string_view proposed);
+// The database of a query, in the form that the above gives.
+[[nodiscard]] std::string DatabaseOfSid(std::string_view sid);
+
+// The name as a reply shows it: %20 for each blank, since a value of a reply ends at its first blank.
+[[nodiscard]] std::string ListedName(std::string_view name);
+
+// The line with every control character turned into `?`, so that it stays one line.
+[[nodiscard]] std::string OneLine(std::string_view text);
+
+}  // namespace store

@@ -1,0 +1,125 @@
+#include "store/saveset_writer.h"
+
+#include <algorithm>
+
+#include "platform/platform.h"
+
+namespace store {
+namespace {
+
+// Small files share a commit, since each costs several waits for the disk. A file larger than the limit
+// lets none wait for it.
+constexpr std::size_t kMostPending = 64;
+constexpr std::uint64_t kMostPendingBytes = 8 * 1024 * 1024;
+
+}  // namespace
+
+Status SavesetWriter::Begin(const std::string& name) {
+  if (Status found = repository_.FindOpenSaveset(name, Mode::kBackup, saveset_); !found) {
+    return found;
+  }
+  bool claimed = false;
+  if (Status asked = repository_.Items().ClaimSaveset(saveset_.id, claimed); !asked) {
+    return asked;
+  }
+  return claimed ? Status()
+                 : Status::Failed("saveset " + name + " was given to another mover before: open a new job");
+}
+
+Status SavesetWriter::MakeContainer() {
+  if (container_ != nullptr) {
+    return {};
+  }
+  Status made = Container::Create(repository_.ContainerPath(saveset_), saveset_.id, repository_.Compression(),
+                                  container_);
+  committedEnd_ = made ? container_->End() : 0;
+  return made;
+}
+
+Status SavesetWriter::Save(const std::string& name, platform::DataFile& source, Saved& saved) {
+  Item item;
+  item.name = name;
+  if (!source.Facts(item.facts)) {
+    saved.trouble = source.Why();
+    return {};
+  }
+  if (Status made = MakeContainer(); !made) {
+    return made;
+  }
+  if (!pending_.empty() && item.facts.size > kMostPendingBytes) {
+    if (Status done = Commit(); !done) {
+      return done;
+    }
+  }
+  item.position = container_->End();
+  if (Status written = Write(item, source, saved, item.hash); !written) {
+    return written;
+  }
+  if (!saved.trouble.empty()) {
+    return container_->CutBack(item.position);
+  }
+  pending_.push_back(item);
+  const bool full = pending_.size() >= kMostPending || container_->End() - committedEnd_ >= kMostPendingBytes;
+  return full ? Commit() : Status();
+}
+
+Status SavesetWriter::Write(const Item& item, platform::DataFile& source, Saved& saved, std::string& hash) {
+  digest_.Reset();
+  block_.resize(kBlockSize);
+  for (std::uint64_t offset = 0; offset < item.facts.size;) {
+    const std::size_t wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(kBlockSize, item.facts.size - offset));
+    std::size_t got = 0;
+    if (!source.ReadAt(offset, block_.data(), wanted, got)) {
+      saved.trouble = source.Why();
+      return {};
+    }
+    if (got < wanted) {
+      saved.trouble = "it became shorter while it was read";
+      return {};
+    }
+    const std::string_view bytes = std::string_view(block_).substr(0, got);
+    digest_.Add(bytes);
+    if (Status written = container_->WriteBlock(bytes); !written) {
+      return written;
+    }
+    offset += got;
+  }
+  hash = digest_.Value();
+  platform::FileFacts now;
+  saved.grew = source.Facts(now) && now.size > item.facts.size;
+  return {};
+}
+
+// The only place that confirms: first the data is on the disk, then the catalog, then anyone is told.
+Status SavesetWriter::Commit() {
+  if (pending_.empty()) {
+    return {};
+  }
+  if (Status synced = container_->Sync(); !synced) {
+    return synced;
+  }
+  if (Status added = repository_.Items().AddItems(saveset_.id, pending_); !added) {
+    return added;
+  }
+  anyCommitted_ = true;
+  committedEnd_ = container_->End();
+  for (const Item& item : pending_) {
+    confirm_(item.name);
+  }
+  pending_.clear();
+  return {};
+}
+
+Status SavesetWriter::End(bool good) {
+  Status committed = Commit();
+  if (container_ != nullptr && !anyCommitted_) {
+    container_.reset();
+    platform::RemoveFile(repository_.ContainerPath(saveset_));
+  }
+  const Mover end = good && committed ? Mover::kEndedClean : Mover::kEndedFailed;
+  Status ended = repository_.Items().EndSaveset(saveset_.id, end);
+  return committed ? ended : committed;
+}
+
+}  // namespace store
