@@ -1,0 +1,25 @@
+// What the control tool is asked to do, checked.
+#pragma once
+
+#include <string>
+
+#include "store/catalog.h"
+#include "store/status.h"
+
+enum class Verb { kOpen, kOpenJob, kCloseJob, kClose, kQuery };
+
+struct Request {
+  Verb verb = Verb::kOpen;
+  store::Mode mode = store::Mode::kBackup;
+  std::string session;
+  std::string server;  // in its login form
+  std::string client;
+  std::string job;
+  std::string pool;
+  std::string saveset;  // empty in a query for all
+  store::State state = store::State::kGood;
+  std::string sid;   // of a query
+  std::string file;  // of a query, empty if it names none
+};
+
+store::Status ReadRequest(int argc, const char* const* argv, Request& request);
