@@ -1,0 +1,16 @@
+#include "xfr/plan.h"
+
+#include "platform/data_file.h"
+
+Plan MakePlan(const std::vector<std::string>& items) {
+  Plan plan;
+  std::map<std::string, std::string> firstOf;
+  for (const std::string& item : items) {
+    const auto [entry, isNew] = firstOf.emplace(platform::FoldName(item), item);
+    if (isNew) {
+      plan.items.push_back(item);
+    }
+    plan.spellings[entry->second].push_back(item);
+  }
+  return plan;
+}

@@ -1,0 +1,108 @@
+#include "xfr/request.h"
+
+#include "backint/backint_util/path.h"
+#include "backint/backint_util/text.h"
+#include "platform/platform.h"
+#include "store/command_line.h"
+#include "store/names.h"
+
+using store::CommandLine;
+using store::Status;
+
+namespace {
+
+constexpr std::string_view kListPrefix = "@file:";
+
+Status ReadList(const std::string& path, std::vector<std::string>& items) {
+  const auto list = platform::TextFile::Open(path, platform::TextFile::Mode::kRead);
+  if (list == nullptr) {
+    return Status::Failed("the list of items cannot be opened: " + path);
+  }
+  std::string line;
+  while (list->ReadLine(line, store::kItemNameWidth)) {
+    StripNewline(line);
+    if (!IsEmptyLine(line)) {
+      items.push_back(line);
+    }
+  }
+  return list->ReadFailed() ? Status::Failed("the list of items cannot be read to its end: " + path)
+                            : Status();
+}
+
+Status ReadItems(const CommandLine& line, Request& request) {
+  request.items = line.Operands();
+  bool writtenList = false;
+  if (line.Has('f')) {
+    if (!request.items.empty()) {
+      return Status::Failed("items stand on the command line beside the list of option -f");
+    }
+    std::string path = line.Value('f');
+    writtenList = path.compare(0, kListPrefix.size(), kListPrefix) == 0;
+    if (Status read = ReadList(writtenList ? path.substr(kListPrefix.size()) : path, request.items); !read) {
+      return read;
+    }
+  }
+  // A list that was written for the mover has all slashes turned forward, and so has a restore's command;
+  // the items go by the names that they had before.
+  if (writtenList || request.restore) {
+    for (std::string& item : request.items) {
+      item = platform::ToSystemForm(item);
+    }
+  }
+  return {};
+}
+
+// With `-o plain` the text is the destination. Without, it belongs to one directory, and the path that the
+// directory lies in stands in front, with a colon between.
+Status ReadDestination(const CommandLine& line, Request& request) {
+  request.destination = line.Value('R');
+  if (request.destination.empty() || line.HasValue('o', "plain")) {
+    return {};
+  }
+  if (request.items.size() == 1) {
+    const std::string item = ToUnix(request.items.front());
+    const std::string parent = item.substr(0, item.find_last_of('/')) + ":";
+    if (request.destination.compare(0, parent.size(), parent) == 0 &&
+        request.destination.size() > parent.size()) {
+      request.destination.erase(0, parent.size());
+      return {};
+    }
+  }
+  return Status::Failed("option -R without -o plain takes <path of the item>:<destination>, and one item: " +
+                        request.destination);
+}
+
+Status CheckFormats(const CommandLine& line) {
+  return line.Has('o') && !line.HasValue('o', "plain") && !line.HasValue('o', "over")
+             ? Status::Failed("option -o takes plain or over: " + line.Value('o'))
+             : Status();
+}
+
+}  // namespace
+
+Status ReadRequest(int argc, const char* const* argv, Request& request) {
+  CommandLine line;
+  if (Status read = line.Read(argc, argv, "br", "lSsdjtnRofv", "o"); !read) {
+    return read;
+  }
+  if (line.Has('b') == line.Has('r')) {
+    return Status::Failed("one of -b (back up) and -r (restore) is expected");
+  }
+  request.restore = line.Has('r');
+  request.server = line.Value('S');
+  request.saveset = line.Value('s');
+  request.replace = line.HasValue('o', "over");
+  if (request.server.empty() || request.saveset.empty()) {
+    return Status::Failed("options -S with the server and -s with the saveset are expected");
+  }
+  if (line.Has('R') && !request.restore) {
+    return Status::Failed("option -R goes with a restore only");
+  }
+  if (Status checked = CheckFormats(line); !checked) {
+    return checked;
+  }
+  if (Status read = ReadItems(line, request); !read) {
+    return read;
+  }
+  return ReadDestination(line, request);
+}

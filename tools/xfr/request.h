@@ -1,0 +1,20 @@
+// What the mover is asked to do: its whole command and list, read and checked before any file is touched.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "store/status.h"
+
+struct Request {
+  bool restore = false;
+  std::string server;
+  std::string saveset;
+  // Where a restore puts the items, whatever directories they came from; empty for their own places.
+  std::string destination;
+  bool replace = false;  // a restore may replace files
+  // In the form in which they are reported.
+  std::vector<std::string> items;
+};
+
+store::Status ReadRequest(int argc, const char* const* argv, Request& request);
