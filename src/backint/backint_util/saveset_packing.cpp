@@ -85,8 +85,9 @@ void Packer::SortBySize() {
   }
 }
 
-// A double can only be passed over: if its twin found no place in a pass, it finds none either, and when the
-// twin has one, it needs none. It never leaves the list, which tells only where it stands in front.
+// A double is never packed: if its twin finds no place in a pass, it finds none either, and once the twin has
+// one, it is passed over. But it never leaves the list, and one that stands in front of all files that wait
+// changes how a saveset is opened.
 void Packer::AddClass(std::size_t begin, std::size_t end) {
   const std::size_t first = order_.size();
   std::unordered_set<std::string_view> names;
@@ -136,8 +137,8 @@ void Packer::OpenSaveset() {
 }
 
 void Packer::FirstFit() {
-  // Size of the class that was tried last; all larger ones lie behind the walk.
-  std::int64_t lastTried = saveset_.Empty() ? std::numeric_limits<std::int64_t>::max() : total_;
+  // The size tried last: the walk never comes back to larger ones.
+  std::int64_t lastTried = std::numeric_limits<std::int64_t>::max();
   while (!closed_) {
     const auto fitting = waiting_.lower_bound(maximum_ - total_);
     RememberCandidate(fitting, lastTried);
