@@ -46,7 +46,35 @@ int LiveOn() {
   std::fputs("one line\n", stderr);
   std::fclose(stdout);
   std::fclose(stderr);
-  platform::SleepMilliseconds(20000);
+  platform::SleepMilliseconds(10000);
+  return 0;
+}
+
+// Starts a tool itself and writes what it hears from it.
+int StartTool(const std::string& kind, const std::string& program, const std::string& arguments) {
+  const auto stream = kind == "control" ? platform::StartControlTool(program + arguments, "")
+                                        : platform::StartDataMover(program, arguments);
+  if (stream == nullptr) {
+    std::fputs("no stream\n", stdout);
+    return 0;
+  }
+  std::string line;
+  while (stream->ReadLine(line, 20479)) {
+    std::printf("heard: %s", line.c_str());
+  }
+  return 0;
+}
+
+// Reads standard input twice, if it can.
+int ReadInput() {
+  const auto input = platform::TextFile::StandardInput();
+  std::string line;
+  do {
+    while (input->ReadLine(line, 20479)) {
+      std::printf("%s", line.c_str());
+    }
+    std::printf("--\n");
+  } while (input->Rewind());
   return 0;
 }
 
@@ -76,7 +104,13 @@ int main(int argc, char** argv) {
   if (task == "live-on") {
     return LiveOn();
   }
-  if (task == "input") {
+  if (task == "start" && argc == 5) {
+    return StartTool(argv[2], argv[3], argv[4]);
+  }
+  if (task == "read-input") {
+    return ReadInput();
+  }
+  if (task == "count-input") {
     return CountInput();
   }
   if (task == "die") {

@@ -37,23 +37,6 @@ void Feed(int pipe, const std::string& text) {
   close(pipe);
 }
 
-// Exit statuses can be had only while ended children are kept.
-class KeptChildren {
- public:
-  KeptChildren() {
-    struct sigaction standard = {};
-    standard.sa_handler = SIG_DFL;
-    sigaction(SIGCHLD, &standard, &before_);
-    signal(SIGPIPE, SIG_IGN);
-  }
-  KeptChildren(const KeptChildren&) = delete;
-  KeptChildren& operator=(const KeptChildren&) = delete;
-  ~KeptChildren() { sigaction(SIGCHLD, &before_, nullptr); }
-
- private:
-  struct sigaction before_ = {};
-};
-
 int WaitFor(pid_t child) {
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
@@ -69,7 +52,9 @@ int WaitFor(pid_t child) {
 ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& arguments,
                       const std::map<std::string, std::string>& environment,
                       const std::string& workingDirectory, const std::string& standardInput) {
-  const KeptChildren kept;
+  // Exit statuses can be had only while ended children are kept; starting a tool ends that.
+  signal(SIGCHLD, SIG_DFL);
+  signal(SIGPIPE, SIG_IGN);
   const TemporaryDirectory outputs;
   const std::string out = outputs.File("out");
   const std::string err = outputs.File("err");

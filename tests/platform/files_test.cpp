@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "platform/platform.h"
+#include "support/run_program.h"
+
+namespace {
+
+using platform::PathKind;
+using platform::TextFile;
+using support::ReadWholeFile;
+using support::TemporaryDirectory;
+using support::WriteWholeFile;
+using Lines = std::vector<std::string>;
+
+Lines ReadLines(TextFile& file, std::size_t limit) {
+  Lines lines;
+  std::string line;
+  while (file.ReadLine(line, limit)) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+TEST(Paths, TypeAndSize) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.Path();
+  std::filesystem::create_directory(directory.File("sub"));
+  WriteWholeFile(directory.File("five"), "12345");
+  std::filesystem::resize_file(directory.File("five"), 5000000000);
+  EXPECT_EQ(platform::LookUp(path + "/five").size, 5000000000U);
+  for (const std::string& name : {path + "/sub", path + "\\sub", path + "\\sub\\", path + "/sub//\\"}) {
+    EXPECT_EQ(platform::LookUp(name).kind, PathKind::kDirectory) << name;
+  }
+  EXPECT_EQ(platform::LookUp(path + "\\five").kind, PathKind::kFile);
+  for (const char* name : {"missing", "fi*", "fiv?", "*", "five/below"}) {
+    const platform::PathInfo info = platform::LookUp(path + "/" + name);
+    EXPECT_EQ(info.kind, PathKind::kMissing) << name;
+    EXPECT_NE(info.error, 0) << name;
+  }
+  EXPECT_EQ(platform::LookUp("").kind, PathKind::kMissing);
+  EXPECT_EQ(platform::LookUp("/").kind, PathKind::kDirectory);
+}
+
+TEST(Paths, ListingAndRemoving) {
+  const TemporaryDirectory directory;
+  WriteWholeFile(directory.File("a b"), "");
+  std::filesystem::create_directory(directory.File("sub"));
+  Lines names;
+  ASSERT_TRUE(platform::ListDirectory(directory.Path() + "\\", names));
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (Lines{"a b", "sub"}));
+  EXPECT_TRUE(platform::ListDirectory(directory.Path() + "/sub", names));
+  EXPECT_TRUE(names.empty());
+  EXPECT_FALSE(platform::ListDirectory(directory.File("a b"), names));
+  EXPECT_FALSE(platform::ListDirectory(directory.File("missing"), names));
+  EXPECT_TRUE(platform::RemoveFile(directory.Path() + "\\a b"));
+  EXPECT_FALSE(platform::Exists(directory.File("a b")));
+  EXPECT_FALSE(platform::RemoveFile(directory.File("a b")));
+  EXPECT_FALSE(platform::RemoveFile(directory.File("sub")));
+}
+
+TEST(TextFiles, LinesOfAllKinds) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.File("text");
+  std::string text = "crlf\r\nlone\rreturn\r\r\nctrl\x1Az\n";
+  text += std::string("cut\0gone\n\0\n", 11) + std::string(20479, 'x') + "yz\nnever ended";
+  WriteWholeFile(path, text);
+  const auto file = TextFile::Open(path, TextFile::Mode::kRead);
+  ASSERT_NE(file, nullptr);
+  const Lines expected = {"crlf\n", "lone\rreturn\r\n",      "ctrl\x1Az\n", "cut\n",
+                          "\n",     std::string(20479, 'x'), "yz\n",        "never ended"};
+  EXPECT_EQ(ReadLines(*file, 20479), expected);
+  ASSERT_TRUE(file->Rewind());
+  EXPECT_EQ(ReadLines(*file, 20479), expected);
+  EXPECT_FALSE(file->ReadFailed());
+}
+
+TEST(TextFiles, WhatCannotBeOpened) {
+  const TemporaryDirectory directory;
+  for (const TextFile::Mode mode :
+       {TextFile::Mode::kRead, TextFile::Mode::kAppend, TextFile::Mode::kCreate}) {
+    EXPECT_EQ(TextFile::Open(directory.Path(), mode), nullptr);
+    EXPECT_EQ(TextFile::Open(directory.File("missing/file"), mode), nullptr);
+    EXPECT_EQ(TextFile::Open("", mode), nullptr);
+  }
+  EXPECT_EQ(TextFile::Open(directory.File("file"), TextFile::Mode::kRead), nullptr);
+  std::string path;
+  EXPECT_EQ(TextFile::CreateTemporary(directory.File("missing"), path), nullptr);
+}
+
+TEST(TextFiles, ModesAndLineEnds) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.File("text");
+  const auto write = [&](TextFile::Mode mode, TextFile::LineEnd end, const char* text) {
+    const auto file = TextFile::Open(path, mode, end);
+    return file != nullptr && file->Write(text) && file->Close();
+  };
+  EXPECT_TRUE(write(TextFile::Mode::kAppend, TextFile::LineEnd::kLineFeed, "a\n"));
+  EXPECT_TRUE(write(TextFile::Mode::kAppend, TextFile::LineEnd::kCarriageReturnLineFeed, "b\nc\n"));
+  EXPECT_EQ(ReadWholeFile(path), "a\nb\r\nc\r\n");
+  EXPECT_TRUE(write(TextFile::Mode::kCreate, TextFile::LineEnd::kSystem, "d\n"));
+  const auto file = TextFile::Open(path, TextFile::Mode::kRead);
+  EXPECT_EQ(ReadLines(*file, 100), (Lines{"d\n"}));
+}
+
+TEST(TextFiles, WhatWasWrittenCanBeTakenBack) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.File("text");
+  WriteWholeFile(path, "before\n");
+  const auto file = TextFile::Open(path, TextFile::Mode::kAppend, TextFile::LineEnd::kLineFeed);
+  EXPECT_TRUE(file->Write("handed over\n") && file->Flush() && file->Write("still held\n"));
+  file->CutBack();
+  EXPECT_TRUE(file->Write("kept\n") && file->Close());
+  EXPECT_EQ(ReadWholeFile(path), "before\nkept\n");
+}
+
+TEST(TextFiles, TemporaryOnesHaveNamesOfTheirOwn) {
+  const TemporaryDirectory directory;
+  std::string first;
+  std::string second;
+  const auto one = TextFile::CreateTemporary(directory.Path(), first);
+  const auto two = TextFile::CreateTemporary(directory.Path() + "/", second);
+  ASSERT_TRUE(one != nullptr && two != nullptr);
+  EXPECT_NE(first, second);
+  EXPECT_TRUE(one->Write("x\n") && one->Close());
+  const auto again = TextFile::Open(first, TextFile::Mode::kRead);
+  ASSERT_NE(again, nullptr);
+  EXPECT_EQ(ReadLines(*again, 100), (Lines{"x\n"}));
+}
+
+TEST(TextFiles, StandardInputThatIsAPipeIsReadOnce) {
+  const std::string child = support::BuiltProgram("platform_child");
+  const support::ProgramRun run =
+      support::RunProgram(child, {"read-input"}, support::CurrentEnvironment(), ".", "a\r\nb\x1A\nc");
+  EXPECT_EQ(run.out, "a\nb\x1A\nc--\n");
+  EXPECT_EQ(run.exitStatus, 0);
+}
+
+TEST(Time, IsTheLocalOne) {
+  platform::LocalTime now;
+  std::tm expected = {};
+  do {
+    const std::time_t before = std::time(nullptr);
+    expected = *std::localtime(&before);
+    now = platform::LocalTimeNow();
+  } while (now.second != expected.tm_sec);  // the second may turn between the two
+  EXPECT_EQ(now.hour, expected.tm_hour);
+  EXPECT_EQ(now.minute, expected.tm_min);
+}
+
+}  // namespace

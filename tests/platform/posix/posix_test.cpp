@@ -1,0 +1,180 @@
+// For Linux alone: what only this system can show.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "platform/figures.h"
+#include "platform/platform.h"
+#include "support/run_program.h"
+
+namespace {
+
+using platform::AppendLocked;
+using platform::TextFile;
+using support::ReadWholeFile;
+using support::TemporaryDirectory;
+
+std::string Heard(const std::string& commandLine) {
+  const auto stream = platform::StartControlTool(commandLine, "");
+  std::string text;
+  std::string line;
+  while (stream != nullptr && stream->ReadLine(line, 1000)) {
+    text += line;
+  }
+  return text;
+}
+
+// The signals that the system itself knows, one bit each, of a set in a process's status.
+unsigned OrdinarySignals(const std::string& status, const std::string& set) {
+  const std::size_t found = status.find(set);
+  EXPECT_NE(found, std::string::npos) << status;
+  return static_cast<unsigned>(std::stoull(status.substr(found + set.size()), nullptr, 16) & 0x7FFFFFFF);
+}
+
+std::size_t OpenFiles() {
+  std::vector<std::string> names;
+  EXPECT_TRUE(platform::ListDirectory("/proc/self/fd", names));
+  return names.size();
+}
+
+// No file may grow beyond so many bytes while this lives: a full disk.
+class SizeLimit {
+ public:
+  explicit SizeLimit(rlim_t size) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limited = {size, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limited);
+  }
+  SizeLimit(const SizeLimit&) = delete;
+  SizeLimit& operator=(const SizeLimit&) = delete;
+  ~SizeLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
+
+ private:
+  rlimit before_ = {};
+};
+
+TEST(PosixTools, ManyStartsLeaveNothingBehind) {
+  (void)Heard("/bin/echo x");
+  const std::size_t before = OpenFiles();
+  for (int i = 0; i < kToolStarts; ++i) {
+    ASSERT_EQ(Heard("/bin/echo x"), "x\n");
+    std::string line;
+    ASSERT_FALSE(platform::StartDataMover(i % 2 == 0 ? "/bin/true" : "/missing", " x")->ReadLine(line, 100));
+  }
+  EXPECT_EQ(OpenFiles(), before);
+  const std::string task = "/proc/self/task/" + std::to_string(getpid()) + "/children";
+  for (int attempt = 0; attempt < 500 && !ReadWholeFile(task).empty(); ++attempt) {
+    usleep(10000);  // the last one may still be ending
+  }
+  EXPECT_EQ(ReadWholeFile(task), "");
+}
+
+TEST(PosixTools, TheyStartFromACleanState) {
+  const int leftOpen = open("/dev/null", O_RDONLY);  // no close-on-exec: as a caller may leave one to us
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGTERM);
+  sigprocmask(SIG_BLOCK, &blocked, nullptr);
+  signal(SIGHUP, SIG_IGN);
+  const std::string status = Heard("/bin/cat /proc/self/status");
+  const std::string stat = Heard("/bin/cat /proc/self/stat");
+  // The directory that is listed is the one file that the tool opens itself.
+  EXPECT_EQ(Heard("/bin/ls /proc/self/fd"), "0\n1\n2\n3\n");
+  sigprocmask(SIG_UNBLOCK, &blocked, nullptr);
+  signal(SIGHUP, SIG_DFL);
+  close(leftOpen);
+  EXPECT_EQ(OrdinarySignals(status, "SigBlk:"), 0U);
+  EXPECT_EQ(OrdinarySignals(status, "SigIgn:"), 0U);
+  std::istringstream fields(stat);
+  std::string name;
+  std::string state;
+  int process = 0;
+  int parent = 0;
+  int group = -1;
+  fields >> process >> name >> state >> parent >> group;
+  EXPECT_EQ(group, process);
+}
+
+TEST(PosixAppending, IntoWhatIsNoOrdinaryFile) {
+  const TemporaryDirectory directory;
+  const std::string fifo = directory.File("fifo");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  for (const std::string& path : {fifo, std::string("/dev/full"), std::string("/proc/new.log")}) {
+    EXPECT_FALSE(AppendLocked(path, "x")) << path;
+    EXPECT_EQ(platform::FileClaim::TryClaim(path, 0), nullptr) << path;
+  }
+}
+
+TEST(PosixAppending, AFullDiskTearsNoLine) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.File("file");
+  EXPECT_TRUE(AppendLocked(path, "whole\n"));
+  const SizeLimit limit(10);
+  EXPECT_FALSE(AppendLocked(path, "too long\n"));
+  EXPECT_EQ(ReadWholeFile(path), "whole\n");
+}
+
+TEST(PosixAppending, NewFilesAreTheirOwnersAlone) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.File("file");
+  EXPECT_TRUE(AppendLocked(path, "x"));
+  EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600));
+}
+
+TEST(PosixTextFiles, AFullDiskIsToldAndTheTornPieceTakenBack) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.File("file");
+  support::WriteWholeFile(path, "whole\n");
+  const SizeLimit limit(10);
+  const auto file = TextFile::Open(path, TextFile::Mode::kAppend);
+  ASSERT_NE(file, nullptr);
+  EXPECT_TRUE(file->Write("too long\n"));
+  EXPECT_FALSE(file->Flush());
+  file->CutBack();
+  EXPECT_FALSE(file->Close());
+  EXPECT_EQ(ReadWholeFile(path), "whole\n");
+}
+
+TEST(PosixTextFiles, SystemLineEndAndReadErrors) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.File("file");
+  EXPECT_TRUE(TextFile::Open(path, TextFile::Mode::kCreate)->Write("a\n"));
+  EXPECT_EQ(ReadWholeFile(path), "a\n");
+  EXPECT_EQ(TextFile::Open("/dev/null", TextFile::Mode::kRead), nullptr);
+  // The memory of a process reads as a file until a hole in it.
+  const auto memory = TextFile::Open("/proc/self/mem", TextFile::Mode::kRead);
+  ASSERT_NE(memory, nullptr);
+  std::string line;
+  EXPECT_FALSE(memory->ReadLine(line, 100));
+  EXPECT_TRUE(memory->ReadFailed());
+}
+
+TEST(PosixNames, NamesOfThisSystem) {
+  EXPECT_TRUE(platform::IsSystemName("/a"));
+  EXPECT_FALSE(platform::IsSystemName("\\a"));
+  EXPECT_EQ(platform::ToSystemForm("/a/b"), "/a/b");
+  EXPECT_EQ(platform::LastSeparator("/a/b\\c"), 2U);
+  EXPECT_FALSE(platform::SameName("/a/B", "/a/b"));
+  EXPECT_FALSE(platform::SameName("/a/b", "\\a\\b"));
+  EXPECT_TRUE(platform::SameName("/a/b", "/a/b"));
+}
+
+TEST(PosixInstallDirectory, ComesFromTheEnvironment) {
+  std::string directory;
+  unsetenv("KV_BIN_KORVO");
+  EXPECT_EQ(platform::InstallDirectory(directory), platform::InstallDirResult::kNoKey);
+  setenv("KV_BIN_KORVO", "", 1);
+  EXPECT_EQ(platform::InstallDirectory(directory), platform::InstallDirResult::kNoValue);
+  setenv("KV_BIN_KORVO", "/opt/korvo", 1);
+  EXPECT_EQ(platform::InstallDirectory(directory), platform::InstallDirResult::kFound);
+  EXPECT_EQ(directory, "/opt/korvo");
+  unsetenv("KV_BIN_KORVO");
+}
+
+}  // namespace

@@ -1,0 +1,105 @@
+// For Windows alone: what only this system can show.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "platform/figures.h"
+#include "platform/platform.h"
+#include "support/run_program.h"
+
+namespace {
+
+using platform::InstallDirectory;
+using platform::InstallDirResult;
+using platform::TextFile;
+using support::TemporaryDirectory;
+
+// The local machine's part of the registry is another place while this lives, for this process alone.
+class ReplacedRegistry {
+ public:
+  ReplacedRegistry() : place_("Software\\backint_test_" + std::to_string(GetCurrentProcessId())) {
+    RegCreateKeyA(HKEY_CURRENT_USER, place_.c_str(), &key_);
+    RegOverridePredefKey(HKEY_LOCAL_MACHINE, key_);
+  }
+  ReplacedRegistry(const ReplacedRegistry&) = delete;
+  ReplacedRegistry& operator=(const ReplacedRegistry&) = delete;
+  ~ReplacedRegistry() {
+    RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+    RegCloseKey(key_);
+    RegDeleteTreeA(HKEY_CURRENT_USER, place_.c_str());
+  }
+
+ private:
+  std::string place_;
+  HKEY key_ = nullptr;
+};
+
+TEST(WindowsInstallDirectory, ComesFromTheRegistry) {
+  const ReplacedRegistry registry;
+  std::string directory;
+  EXPECT_EQ(InstallDirectory(directory), InstallDirResult::kNoKey);
+  HKEY key = nullptr;
+  ASSERT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Talvani Systeme GmbH\\korvo", &key), ERROR_SUCCESS);
+  EXPECT_EQ(InstallDirectory(directory), InstallDirResult::kNoValue);
+  const auto set = [&](const std::string& value) {
+    RegSetValueExA(key, "KV_BIN_KORVO", 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                   static_cast<DWORD>(value.size() + 1));
+  };
+  set("C:\\Program Files\\korvo\\bin");
+  EXPECT_EQ(InstallDirectory(directory), InstallDirResult::kFound);
+  EXPECT_EQ(directory, "C:\\Program Files\\korvo\\bin");
+  set(std::string(259, 'x'));
+  EXPECT_EQ(InstallDirectory(directory), InstallDirResult::kFound);
+  EXPECT_EQ(directory, std::string(259, 'x'));
+  set(std::string(260, 'x'));
+  EXPECT_EQ(InstallDirectory(directory), InstallDirResult::kNoValue);
+  RegCloseKey(key);
+}
+
+TEST(WindowsTools, ManyStartsLeaveNothingBehind) {
+  const std::string child = support::BuiltProgram("platform_child");
+  std::string line;
+  const auto startBoth = [&] {
+    ASSERT_TRUE(platform::StartControlTool("\"" + child + "\" count-input", "")->ReadLine(line, 100));
+    ASSERT_FALSE(platform::StartDataMover(child, " arguments")->ReadLine(line, 100));
+    ASSERT_FALSE(platform::StartDataMover(child + ".missing", " x")->ReadLine(line, 100));
+  };
+  startBoth();
+  DWORD before = 0;
+  ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &before));
+  for (int i = 0; i < kToolStarts; ++i) {
+    startBoth();
+  }
+  DWORD after = 0;
+  ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &after));
+  EXPECT_LE(after, before + 5);
+}
+
+TEST(WindowsTools, TheyInheritNothingButTheirStreams) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.File("open");
+  SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
+  const HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, &inheritable, CREATE_ALWAYS, 0, nullptr);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  const auto stream =
+      platform::StartControlTool("\"" + support::BuiltProgram("platform_child") + "\" live-on", "");
+  ASSERT_NE(stream, nullptr);
+  std::string line;
+  EXPECT_TRUE(stream->ReadLine(line, 100));
+  CloseHandle(file);
+  EXPECT_TRUE(platform::RemoveFile(path)) << "the tool, which lives on, holds it";
+}
+
+TEST(WindowsTextFiles, SystemLineEnd) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.File("file");
+  EXPECT_TRUE(TextFile::Open(path, TextFile::Mode::kCreate)->Write("a\n"));
+  EXPECT_EQ(support::ReadWholeFile(path), "a\r\n");
+}
+
+TEST(WindowsNames, NoNameIsOfAnotherSystem) {
+  EXPECT_FALSE(platform::IsSystemName("/a"));
+  EXPECT_EQ(platform::ToSystemForm("/a/b"), "\\a\\b");
+  EXPECT_TRUE(platform::SameName("/a/B", "\\A\\b"));
+}
+
+}  // namespace
