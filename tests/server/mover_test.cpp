@@ -1,0 +1,271 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <random>
+
+#include "server/server.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kMiB = 1024 * 1024;
+
+std::string Confirmed(const std::string& path) { return "-3108 Item processed successfully [" + path + "]"; }
+
+std::string RandomBytes(std::size_t size) {
+  static std::mt19937_64 generator(42);
+  std::string bytes(size, '\0');
+  std::generate(bytes.begin(), bytes.end(), [] { return static_cast<char>(generator()); });
+  return bytes;
+}
+
+std::string OnlyContainer(const Server& server) {
+  const fs::directory_iterator first(server.Path("repository/savesets"));
+  return first == fs::directory_iterator() ? "" : first->path().string();
+}
+
+// Names of what an interrupted or refused restore may have left.
+int LeftOvers(const Server& server) {
+  int count = 0;
+  for (const auto& entry : fs::recursive_directory_iterator(server.Path("."))) {
+    count += entry.path().extension() == ".tmp" ? 1 : 0;
+  }
+  return count;
+}
+
+void ExpectRefused(const Lines& lines, const std::string& text) {
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0].compare(0, 7, "ERROR: "), 0) << lines[0];
+  EXPECT_NE(lines[0].find(text), std::string::npos) << lines[0];
+  EXPECT_EQ(lines[1], "3053 Operation failed");
+}
+
+TEST(Mover, RefusesACommandThatItDoesNotUnderstandWhole) {
+  const Server server;
+  const std::string file = server.Write("a", "saved");
+  const std::string saveset = server.Save({file}).saveset;
+  server.Write("a", "newer");
+  const auto job = server.Open('r', saveset);
+  const std::pair<Lines, std::string> commands[] = {
+      // A destination with -R in its name arrives without its switch.
+      {{"-r", "-S", "bk", "-s", saveset, "/x/ORA-RESTORE", "-o", "over", file},
+       "/x/ORA-RESTORE in front of -o"},
+      {{"-r", "-S", "bk", "-s", saveset, "-R", "-o", "over", file}, "-R has no value"},
+      {{"-r", "-S", "bk", "-s", saveset, "-R", "/x", "-o", "over", file}, "-R without -o plain"},
+      {{"-r", "-S", "bk", "-s", saveset, "-j", "a", "-j", "b", "-o", "over", file}, "-j is given twice"},
+      {{"-r", "-S", "bk", "-s", saveset, "-o", "under", file}, "plain or over"},
+      {{"-r", "-S", "bk", "-s", saveset, "-x", file}, "unknown option -x"},
+      {{"-r", "-b", "-S", "bk", "-s", saveset, file}, "one of -b"},
+      {{"-b", "-S", "bk", "-s", saveset, "-R", "/x", file}, "-R goes with a restore"},
+      {{"-r", "-S", "bk", "-o", "over", file}, "-s with the saveset"},
+      {{"-r", "-S", "bk", "-s", saveset, "-o", "over", "-f", "nosuch"}, "list of items cannot be opened"},
+      {{"-r", "-S", "bk", "-s", saveset, "-f", server.Write("list", file), file}, "beside the list"},
+      {{"-r", "-S", "bk", "-s", "nosuch", "-o", "over", file}, "saveset nosuch is not known"},
+      {{"-b", "-S", "bk", "-s", saveset, file}, "has no open job"},
+  };
+  for (const auto& [command, text] : commands) {
+    ExpectRefused(server.Mover(command), text);
+  }
+  EXPECT_EQ(server.Read("a"), "newer");
+  // Without -o over a restore replaces nothing.
+  ExpectRefused(server.Mover({"-r", "-S", "bk", "-s", saveset, file}), "it exists");
+  server.Close('r', job, 3);
+
+  const auto backup = server.Open('b', "ABC___1700000000");
+  EXPECT_EQ(server.Mover({"-b", "-S", "bk", "-s", backup.saveset, file}).back(), "3007 Operation successful");
+  ExpectRefused(server.Mover({"-b", "-S", "bk", "-s", backup.saveset, file}), "given to another mover");
+}
+
+// The forms that the program compares with its items.
+TEST(Mover, ReportsEachItemInTheFormThatWasAskedFor) {
+  const Server server;
+  server.Write("d/e", "relative");
+  server.Write("bare", "bare");
+  const std::string full = server.Write("full[1]", "system name");
+  const auto save = [&server](const Lines& items) {
+    const auto job = server.Open('b', "ABC___1700000000");
+    Lines arguments = {"-b", "-l", "c", "-S", "bk", "-s", job.saveset, "-j", "J", "-v", "2"};
+    arguments.insert(arguments.end(), items.begin(), items.end());
+    Lines lines = server.Mover(arguments);
+    server.Close('b', job, 0);
+    return lines;
+  };
+  const std::string good = "3007 Operation successful";
+  server.Write("log", "  d/e\t\n\n \nd\\e\nbare\n" + full);
+  EXPECT_EQ(save({"d/e", "d\\e", "bare", full}),
+            (Lines{Confirmed("d/e"), Confirmed("d\\e"), Confirmed("bare"), Confirmed(full), good}));
+  EXPECT_EQ(save({"-f", "log"}),
+            (Lines{Confirmed("d/e"), Confirmed("d\\e"), Confirmed("bare"), Confirmed(full), good}));
+  EXPECT_EQ(save({"-f", "@file:log"}),
+            (Lines{Confirmed("d\\e"), Confirmed("d\\e"), Confirmed("bare"), Confirmed(full), good}));
+  server.Write("empty", " \n");
+  EXPECT_EQ(save({"-f", "@file:empty"}), Lines{"2002 Saveset empty"});
+  EXPECT_EQ(server.Query("NULL", "ABC@").size(), 3U);
+
+  const std::string saveset = server.Query("NULL", "ABC@").front().substr(12);
+  fs::remove(server.Path("d/e"));
+  EXPECT_EQ(server.Restore(saveset, {"d/e", "never", full}),
+            (Lines{Confirmed("d\\e"), Confirmed(full), good}));
+  EXPECT_EQ(server.Read("d/e"), "relative");
+  EXPECT_EQ(server.Restore(saveset, {"d/e", "bare", full}, "new"),
+            (Lines{Confirmed("new\\e"), Confirmed("new\\bare"), Confirmed("new\\full[1]"), good}));
+  EXPECT_EQ(server.Restore(saveset, {full, full}, server.Path("x/y/")),
+            (Lines{Confirmed(server.Path("x/y/full[1]")), Confirmed(server.Path("x/y/full[1]")), good}));
+  EXPECT_EQ(server.Read("new/bare") + server.Read("x/y/full[1]"), "baresystem name");
+}
+
+TEST(Mover, DoesTheRestWhenAnItemCannotBeDone) {
+  const Server server;
+  const std::string good = server.Write("good", "good");
+  fs::create_directory(server.Path("directory"));
+  ASSERT_EQ(mkfifo(server.Path("pipe").c_str(), 0600), 0);
+  const std::string shaped = "3007 Operation successful";
+  server.Write(shaped, "x");
+  const Lines items = {server.Path("missing"),
+                       server.Path("directory"),
+                       server.Path("pipe"),
+                       server.Path(shaped),
+                       server.Path("2045 Cannot write to Item"),
+                       good};
+  const auto done = server.Save(items, 3);
+  ASSERT_EQ(done.lines.size(), 7U);
+  const Lines reasons = {"No such file", "is a directory", "no regular file", "its name", "its name"};
+  for (std::size_t i = 0; i < reasons.size(); ++i) {
+    EXPECT_NE(done.lines[i].find(reasons[i]), std::string::npos) << done.lines[i];
+    // Nothing that is said of a file may read as the end of the run.
+    EXPECT_EQ(done.lines[i].find("Operation successful"), std::string::npos) << done.lines[i];
+    EXPECT_EQ(done.lines[i].find("Cannot write to Item"), std::string::npos) << done.lines[i];
+  }
+  EXPECT_EQ((Lines{done.lines[5], done.lines[6]}), (Lines{Confirmed(good), "3053 Operation failed"}));
+
+  const Lines nothing = server.Save({server.Path("missing")}, 3).lines;
+  EXPECT_EQ(nothing.back(), "3053 Operation failed");
+  EXPECT_EQ(server.Query("NULL", "ABC@"), Lines{"savesetname=" + done.saveset});
+
+  // On the way back a directory in the file's place is in the way, the other item is done.
+  const std::string second = server.Write("second", "second");
+  const std::string both = server.Save({good, second}).saveset;
+  fs::remove(good);
+  server.Write("good/inside", "x");
+  const Lines lines = server.Restore(both, {good, second});
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_NE(lines[0].find("a directory stands in its place"), std::string::npos);
+  EXPECT_EQ((Lines{lines[1], lines[2]}), (Lines{Confirmed(second), "3053 Operation failed"}));
+}
+
+TEST(Mover, RefusesASecondItemForOnePlaceBeforeItWritesAny) {
+  const Server server;
+  const std::string first = server.Write("1/a", "first");
+  const std::string second = server.Write("2/a", "second");
+  const std::string other = server.Write("2/b", "other");
+  const std::string saveset = server.Save({first, second, other}).saveset;
+  const std::string place = server.Path("there/a");
+  const Lines refused = {"ERROR: cannot restore " + second +
+                         ": an item listed before it has the same name in the destination"};
+  Lines lines = server.Restore(saveset, {first, second, other}, server.Path("there"));
+  EXPECT_EQ(lines, (Lines{refused[0], Confirmed(place), Confirmed(server.Path("there/b")),
+                          "3053 Operation failed"}));
+  EXPECT_EQ(server.Read("there/a"), "first");
+
+  // Nor does it take the place of a first one that the saveset does not hold.
+  fs::remove_all(server.Path("there"));
+  lines = server.Restore(saveset, {"/never/a", second}, server.Path("there"));
+  EXPECT_EQ(lines, (Lines{refused[0], "3053 Operation failed"}));
+  EXPECT_FALSE(fs::exists(place));
+}
+
+TEST(Mover, BringsBackTimesModeAndTheTargetOfALink) {
+  const Server server;
+  const std::string file = server.Write("data/real", std::string(3 * kMiB, 'x') + RandomBytes(kMiB + 1));
+  const std::string saved = server.Read("data/real");
+  const std::string link = server.Path("link");
+  fs::create_symlink("data/real", link);
+  fs::permissions(file, fs::perms(0640));
+  fs::last_write_time(file, fs::file_time_type::clock::now() - std::chrono::hours(1000));
+  const auto time = fs::last_write_time(file);
+  const std::string saveset = server.Save({link}).saveset;
+
+  server.Write("data/real", "changed");
+  EXPECT_EQ(server.Restore(saveset, {link}).back(), "3007 Operation successful");
+  EXPECT_TRUE(fs::is_symlink(link));
+  EXPECT_TRUE(server.Read("data/real") == saved);
+  EXPECT_EQ(fs::last_write_time(file), time);
+  EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640));
+  EXPECT_EQ(LeftOvers(server), 0);
+}
+
+TEST(Mover, WritesNothingFromADamagedContainer) {
+  const Server server;
+  const std::string first = server.Write("first", RandomBytes(2 * kMiB));
+  const std::string second = server.Write("second", std::string(1000, 'y'));
+  const std::string saveset = server.Save({first, second}).saveset;
+  const std::string container = OnlyContainer(server);
+  const std::string sound = support::ReadWholeFile(container);
+  server.Write("first", "target");
+
+  // One bit in the file's head, in a block's head, its hash, its data, and in the last item.
+  for (const std::size_t place : {std::size_t{3}, std::size_t{9}, std::size_t{17}, std::size_t{25},
+                                  std::size_t{33}, std::size_t{45}, kMiB / 2, kMiB + 100, sound.size() - 1}) {
+    std::string damaged = sound;
+    damaged[place] = static_cast<char>(damaged[place] ^ 4);
+    support::WriteWholeFile(container, damaged);
+    const bool onlySecond = place > 2 * kMiB;
+    const Lines lines = server.Restore(saveset, {onlySecond ? second : first});
+    ASSERT_EQ(lines.size(), 2U) << place;
+    EXPECT_NE(lines[0].find("container"), std::string::npos) << lines[0];
+    EXPECT_EQ(lines[1], "3053 Operation failed");
+  }
+  // Damage in one item leaves the other one whole.
+  std::string damaged = sound;
+  damaged[kMiB] = static_cast<char>(damaged[kMiB] ^ 1);
+  support::WriteWholeFile(container, damaged);
+  EXPECT_EQ(server.Restore(saveset, {first, second})[1], Confirmed(second));
+
+  fs::resize_file(container, kMiB);
+  EXPECT_EQ(server.Restore(saveset, {first}).back(), "3053 Operation failed");
+  fs::remove(container);
+  EXPECT_NE(server.Restore(saveset, {first})[0].find("cannot be opened"), std::string::npos);
+  EXPECT_EQ(server.Read("first"), "target");
+  EXPECT_EQ(LeftOvers(server), 0);
+}
+
+// What was confirmed can be restored, and nothing else was confirmed: when the mover is killed while it reads
+// a file that has no end for it, and when the disk is full, for which a limit on the size of its files
+// stands.
+TEST(Mover, KeepsWhatItConfirmedWhenItDiesOrTheDiskIsFull) {
+  const std::string kill =
+      "\"$@\" 2>lines & while ! grep -q '/2]' lines; do sleep 0.01; done; kill -9 $!; cat lines";
+  const std::string full = "ulimit -f 24000; exec \"$@\"";
+  for (const std::string& script : {kill, full}) {
+    const Server server;
+    Lines items;
+    for (const char* name : {"1", "2", "3"}) {
+      items.push_back(server.Write(name, RandomBytes(5 * kMiB)));
+    }
+    fs::resize_file(items[2], 1024 * 1024 * kMiB);
+    const auto job = server.Open('b', "ABC___1700000000");
+    Lines arguments = {"-c", script, "sh", support::BuiltProgram("xfr"), "-b", "-S", "bk", "-s", job.saveset};
+    arguments.insert(arguments.end(), items.begin(), items.end());
+    const Lines lines = server.Program("/bin/sh", arguments);
+    ASSERT_GE(lines.size(), 2U);
+    EXPECT_EQ((Lines{lines[0], lines[1]}), (Lines{Confirmed(items[0]), Confirmed(items[1])}));
+    if (script == full) {
+      ASSERT_EQ(lines.size(), 4U);
+      EXPECT_NE(lines[2].find("cannot be written"), std::string::npos) << lines[2];
+      EXPECT_EQ(lines[3], "3053 Operation failed");
+    }
+    server.Close('b', job, 3);
+
+    EXPECT_EQ(server.Query(job.saveset, "ABC@").size(), 2U);
+    const std::string saved = server.Read("2");
+    fs::remove(items[1]);
+    EXPECT_EQ(server.Restore(job.saveset, {items[1], items[2]}),
+              (Lines{Confirmed(items[1]), "3007 Operation successful"}));
+    EXPECT_TRUE(server.Read("2") == saved);
+  }
+}
+
+}  // namespace
