@@ -14,7 +14,7 @@
 //   trace          the whole trace;   "trace has" some lines in that order;   "trace lacks" texts
 //   mover trace, stdout, stderr     whole;   "stdout has" some lines of it
 //   there, gone    names of files;   "file NAME" the lines of one
-// In any line {NUL}, {CR}, {TAB} and { } stand for a character, {N*text} for N times the text, {DIR} for the
+// In any line {NUL}, {CR}, {TAB}, {BOM} and { } stand for a character, {N*text} for N times the text, {DIR} for the
 // scenario's directory and {/} for the system's separator.
 #include <gtest/gtest.h>
 
@@ -146,6 +146,7 @@ class Told : public testing::TestWithParam<ScenarioText> {
         {"NUL", std::string(1, '\0')},
         {"CR", "\r"},
         {"TAB", "\t"},
+        {"BOM", "\xEF\xBB\xBF"},
         {" ", " "},
         {"DIR", scenario_.Directory()},
         {"/", std::string(1, static_cast<char>(fs::path::preferred_separator))}};
