@@ -1,4 +1,5 @@
-// The scenarios that are told in files under `data`: given tools that answer so, when this list comes in,
+// The scenarios that are told in files under `data`, and under a folder of its own there
+// what only one system can show: given tools that answer so, when this list comes in,
 // then these lines go out. A file holds several; what stands before its first "=== title" holds for all.
 //
 // A section begins with "--- " and is carried out where it stands. What a run finds:
@@ -14,8 +15,8 @@
 //   trace          the whole trace;   "trace has" some lines in that order;   "trace lacks" texts
 //   mover trace, stdout, stderr     whole;   "stdout has" some lines of it
 //   there, gone    names of files;   "file NAME" the lines of one
-// In any line {NUL}, {CR}, {TAB}, {BOM} and { } stand for a character, {N*text} for N times the text, {DIR} for the
-// scenario's directory and {/} for the system's separator.
+// In any line {NUL}, {CR}, {TAB}, {BOM} and { } stand for a character, {N*text} for N times the text, {DIR}
+// for the scenario's directory and {/} for the system's separator.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -52,9 +53,12 @@ void TakeLine(std::vector<Section>& sections, const std::string& line) {
   }
 }
 
-std::vector<ScenarioText> ReadScenarios() {
+std::vector<ScenarioText> ReadScenarios(const std::string& directory) {
   std::vector<ScenarioText> scenarios;
-  for (const auto& entry : fs::directory_iterator(SCENARIO_DATA)) {
+  for (const auto& entry : fs::directory_iterator(directory)) {
+    if (entry.path().extension() != ".txt") {
+      continue;
+    }
     std::ifstream stream(entry.path());
     std::vector<Section> preamble;
     const std::string file = entry.path().stem().string();
@@ -277,6 +281,8 @@ std::string NameOf(const testing::TestParamInfo<ScenarioText>& info) {
   return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Scenarios, Told, testing::ValuesIn(ReadScenarios()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Everywhere, Told, testing::ValuesIn(ReadScenarios(SCENARIO_DATA)), NameOf);
+INSTANTIATE_TEST_SUITE_P(Here, Told, testing::ValuesIn(ReadScenarios(SCENARIO_DATA "/" SCENARIO_SYSTEM)),
+                         NameOf);
 
 }  // namespace

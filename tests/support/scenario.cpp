@@ -52,16 +52,10 @@ Scenario::Scenario() {
   for (const char* name : {"home/saptrace", "oracle/Database", "sapbackup", "saparch", "data", "out"}) {
     fs::create_directories(Path(name));
   }
-  environment = {{"BI_CALLER", "BRBACKUP"},
-                 {"BI_BACKUP", "FULL"},
-                 {"BI_REQUEST", "NEW"},
-                 {"ORACLE_HOME", "oracle"},
-                 {"SAPDATA_HOME", "home"},
-                 {"SAPBACKUP", "sapbackup"},
-                 {"SAPARCH", "saparch"},
-                 {"ORACLE_SID", "ABC"},
-                 {"SCRIPT", "script.txt"},
-                 {"PATH", (fs::path(support::ProgramDirectory()).parent_path() / "scripted").string()}};
+  environment = {{"BI_CALLER", "BRBACKUP"}, {"BI_BACKUP", "FULL"},    {"BI_REQUEST", "NEW"},
+                 {"ORACLE_HOME", "oracle"}, {"SAPDATA_HOME", "home"}, {"SAPBACKUP", "sapbackup"},
+                 {"SAPARCH", "saparch"},    {"ORACLE_SID", "ABC"},    {"SCRIPT", "script.txt"},
+                 {"PATH", ToolsFolder()}};
   for (const char* name : {"TEMP", "TMP", "ASAN_OPTIONS", "UBSAN_OPTIONS"}) {
     if (const char* value = std::getenv(name)) {
       environment[name] = value;
@@ -73,6 +67,10 @@ Scenario::Scenario() {
                 "XFR=xfr",
                 "XFR_COM_INTERFACE=xfr_com_interface",
                 "KORVO_RAW_UTIL=raw"};
+}
+
+std::string Scenario::ToolsFolder() {
+  return (fs::path(support::ProgramDirectory()).parent_path() / "scripted").string();
 }
 
 fs::path Scenario::Path(const std::string& name) const {
@@ -105,8 +103,7 @@ Lines Scenario::CallerOptions() {
 Outcome Scenario::Run(const Lines& arguments, const std::string& standardInput) {
   WriteText("par.txt", Join(parameters));
   WriteText("script.txt", script);
-  support::ProgramRun run = support::RunProgram(support::BuiltProgram("backint"), arguments, environment,
-                                                Directory(), standardInput);
+  support::ProgramRun run = support::RunProgram(program, arguments, environment, Directory(), standardInput);
   Outcome outcome;
   outcome.exitStatus = run.exitStatus;
   outcome.out = run.out;
@@ -126,7 +123,9 @@ Outcome Scenario::Run(const Lines& arguments, const std::string& standardInput) 
   }
   const auto sid = environment.find("ORACLE_SID");
   const std::string tail = "_" + (sid == environment.end() ? "" : sid->second) + ".log";
-  outcome.trace = Messages(NewLines("home\\saptrace\\backint" + tail));
+  outcome.trace = Messages(NewLines("backint"));  // where lines go before the paths are known
+  const Lines trace = Messages(NewLines("home\\saptrace\\backint" + tail));
+  outcome.trace.insert(outcome.trace.end(), trace.begin(), trace.end());
   outcome.moverTrace = Messages(NewLines("home\\saptrace\\xfr" + tail));
   return outcome;
 }

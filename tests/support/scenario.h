@@ -41,6 +41,9 @@ class Scenario {
   std::map<std::string, std::string> environment;
   Lines parameters;
   std::string script;
+  // What is started, and the folder in which the tools lie under their names.
+  std::string program = support::BuiltProgram("backint");
+  static std::string ToolsFolder();
 
   // The options every caller gives: user, `par.txt`, `in.lis` and `out\result.lis`.
   static Lines CallerOptions();
