@@ -27,12 +27,15 @@ std::size_t LastSeparator(std::string_view name) { return name.rfind(SeparatorOf
 
 char SeparatorOf(std::string_view name) { return IsSystemName(name) ? '/' : '\\'; }
 
-bool SameName(std::string_view a, std::string_view b) {
-  if (IsSystemName(a) || IsSystemName(b)) {
-    return a == b;
+std::string NameKey(std::string_view name) {
+  if (IsSystemName(name)) {
+    return "=" + std::string(name);
   }
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char left, char right) { return Folded(left) == Folded(right); });
+  std::string key(name);
+  std::transform(key.begin(), key.end(), key.begin(), Folded);
+  return "~" + key;
 }
+
+bool SameName(std::string_view a, std::string_view b) { return NameKey(a) == NameKey(b); }
 
 }  // namespace platform

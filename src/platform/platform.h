@@ -68,6 +68,8 @@ void ReplaceClock(const Clock& clock);
 // Whether two names are one. If either is a system name: whole and letter for letter. Otherwise
 // without regard to letter case and to the direction of slashes.
 [[nodiscard]] bool SameName(std::string_view a, std::string_view b);
+// A text that two names have in common exactly if they are one; for looking names up.
+[[nodiscard]] std::string NameKey(std::string_view name);
 
 // ---- Paths without opening them --------------------------------------------------------------------
 
@@ -184,6 +186,10 @@ enum class InstallDirResult { kFound, kNoKey, kNoValue };
 // HKEY_LOCAL_MACHINE, at most 259 characters. Elsewhere: the environment variable `KV_BIN_KORVO`
 // (unset is a missing key, empty a missing value).
 [[nodiscard]] InstallDirResult InstallDirectory(std::string& directory);
+
+// The program that is meant by a path in the install directory that ends in ".exe": on Windows that path;
+// elsewhere that path if it exists, else the one without ".exe" if that exists.
+[[nodiscard]] std::string InstalledProgram(const std::string& path);
 
 // ---- Tools -----------------------------------------------------------------------------------------
 
