@@ -37,11 +37,31 @@ bool TraceShows(int level);
 // printf into a text.
 __attribute__((format(printf, 1, 2))) std::string FormatText(const char* format, ...);
 
-// A trace call: formats only when the level passes. The source file says who speaks by defining
-// `kTraceSource`, a const char*, in a scope around the call.
-#define TRACE(level, ...)                                                   \
-  do {                                                                      \
-    if (TraceShows(level)) {                                                \
-      WriteTrace(kTraceSource, __LINE__, FormatText(__VA_ARGS__), (level)); \
-    }                                                                       \
+// A trace call: formats only when the level passes. `TRACE_AS` names the module that speaks; `TRACE` takes it
+// from `kTraceSource`, which the source file defines.
+#define TRACE_AS(source, level, ...)                                  \
+  do {                                                                \
+    if (TraceShows(level)) {                                          \
+      WriteTrace((source), __LINE__, FormatText(__VA_ARGS__), level); \
+    }                                                                 \
   } while (false)
+#define TRACE(level, ...) TRACE_AS(kTraceSource, level, __VA_ARGS__)
+
+// While one lives, lines are gathered; they reach their files, each in one cycle, when the outermost ends.
+// For lines between which nobody outside can observe anything, such as the comparisons within one line of
+// the mover.
+class TraceBatch {
+ public:
+  TraceBatch();
+  TraceBatch(const TraceBatch&) = delete;
+  TraceBatch& operator=(const TraceBatch&) = delete;
+  ~TraceBatch();
+};
+
+// Turn a bare trace-file name of BackintParams into its path under SAPDATA_HOME and tell it on standard
+// error. The directory is not made.
+void SetTraceFileName(std::string& field);
+void SetComTraceFileName(std::string& field);
+
+// Writes the list of the run's parameters.
+void TraceCommandParameters();
