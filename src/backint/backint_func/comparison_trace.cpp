@@ -1,0 +1,97 @@
+#include "backint/backint_func/comparison_trace.h"
+
+#include "backint/backint_func/trace.h"
+#include "backint/backint_util/path.h"
+#include "backint/backint_util/text.h"
+#include "backint/run_records.h"
+#include "platform/platform.h"
+
+namespace {
+
+constexpr const char* kTraceSource = "backint_func";
+constexpr std::size_t kMostComparedItems = 250;
+
+}  // namespace
+
+bool ComparisonTrace::ShowsComparisons() {
+  if (items_.names.Count() <= kMostComparedItems) {
+    return true;
+  }
+  if (!announced_) {
+    TRACE(1, "INFO: More than 250 items: single comparisons are not traced.");
+    announced_ = true;
+  }
+  return false;
+}
+
+void ComparisonTrace::TellReading() {
+  if (items_.fromInputFile && ShowsComparisons()) {
+    TraceReading(items_);
+  }
+}
+
+void ComparisonTrace::TellCheck(const std::string& name, const std::string& line) {
+  TraceF("%l1 Item from list: [%s]", name.c_str());
+  std::string relocated = name;
+  if (!destination_.empty()) {
+    TraceF("%l0 Re-allocate file: <%s>dir: <%s>", name.c_str(), destination_.c_str());
+    ReallocateItem(relocated, destination_);
+    TraceF("%l0 IsSuccessInfoLine: reallocated [%s]", relocated.c_str());
+  }
+  TraceF("%l1 SuccessInfo:    Check <%s> in line <%s> ...", CheckForm(relocated).c_str(),
+         CheckFormOfLine(line).c_str());
+}
+
+void ComparisonTrace::TellSearch(const std::string& line, std::optional<std::size_t> confirmed) {
+  if (!TraceShows(0)) {
+    return;
+  }
+  TellReading();
+  TraceF("%l1 SuccessInfo:    Check line [%s]", line.c_str());
+  TraceF("%l1 SuccessInfo:    Compare with items from list...");
+  const std::size_t compared = confirmed ? *confirmed + 1 : items_.names.Count();
+  if (compared > 0 && ShowsComparisons()) {
+    for (std::size_t position = 1; position <= compared; ++position) {
+      TellCheck(*items_.names.Get(position), line);
+    }
+  }
+  if (!confirmed) {
+    TraceF("%l1 IsSuccessInfoLine: Didn't find item in line [%s]", line.c_str());
+    return;
+  }
+  const std::string record = RelocatedName(*items_.names.Get(*confirmed + 1), destination_);
+  TraceF("%l1 SuccessInfo:    Found <%s> in line <%s>", WithoutLeadingDotSlash(record).c_str(), line.c_str());
+}
+
+void ComparisonTrace::TellTaking(const std::string& path, const std::vector<ItemMatcher::Match>& matches) {
+  if (!TraceShows(0)) {
+    return;
+  }
+  TellReading();
+  const std::vector<ItemMatcher::Match> all = matcher_.AllMatches(matches);
+  if (!ShowsComparisons()) {
+    for (const ItemMatcher::Match& match : all) {
+      TellMatch(match);
+    }
+    return;
+  }
+  auto match = all.begin();
+  std::string current = path;
+  for (std::size_t position = 0; position < items_.names.Count(); ++position) {
+    TraceF("Check file from input list: %s", items_.names.Get(position + 1)->c_str());
+    TraceF("%l1 Compare XFR = LIST: %s == %s", current.c_str(), TakenRecord(position).c_str());
+    if (match != all.end() && match->position == position) {
+      TellMatch(*match);
+      current = match->listForm;
+      ++match;
+    }
+  }
+}
+
+std::string ComparisonTrace::TakenRecord(std::size_t position) const {
+  return RelocatedName(platform::ToSystemForm(*items_.names.Get(position + 1)), destination_);
+}
+
+void ComparisonTrace::TellMatch(const ItemMatcher::Match& match) const {
+  TRACE(3, "4:%s<>%s", match.listForm.c_str(), Upper(TakenRecord(match.position)).c_str());
+}

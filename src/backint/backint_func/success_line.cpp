@@ -1,0 +1,190 @@
+#include "backint/backint_func/success_line.h"
+
+#include <algorithm>
+#include <array>
+
+#include "backint/backint_util/path.h"
+#include "backint/backint_util/text.h"
+#include "platform/platform.h"
+
+namespace {
+
+struct StatusText {
+  const char* number;
+  const char* text;
+  int code;
+};
+
+constexpr std::array<StatusText, 5> kStatusTexts{{
+    {"3007", "Operation successful", kSuccessful},
+    {"2032", "Operation successful with warnings", kSuccessfulWithWarnings},
+    {"3053", "Operation failed", kOperationFailed},
+    {"2002", "Saveset empty", kSavesetEmpty},
+    {"2045", "Cannot write to Item", kCannotWrite},
+}};
+
+bool Holds(std::string_view line, std::string_view text) { return line.find(text) != std::string_view::npos; }
+
+// A count of exactly 0 in brackets behind the text; a count in front of it does not matter.
+bool HasZeroCount(std::string_view line) {
+  constexpr std::string_view kText = "Items processed correctly";
+  const std::size_t text = line.find(kText);
+  if (text == std::string_view::npos || !Holds(line, "-3052")) {
+    return false;
+  }
+  const std::size_t bracket = line.find('[', text + kText.size());
+  return bracket != std::string_view::npos && line.substr(bracket + 1, 2) == "0]";
+}
+
+std::string_view UpToLastBracket(std::string_view line) { return line.substr(0, line.rfind(']')); }
+
+// The earliest position behind `last` among several rising rows.
+std::optional<std::size_t> NextPosition(const std::vector<const TailIndex::Positions*>& rows,
+                                        std::optional<std::size_t> last) {
+  std::optional<std::size_t> next;
+  for (const TailIndex::Positions* row : rows) {
+    const auto found = last ? std::upper_bound(row->begin(), row->end(), *last) : row->begin();
+    if (found != row->end() && (!next || *found < *next)) {
+      next = *found;
+    }
+  }
+  return next;
+}
+
+}  // namespace
+
+int StatusCode(std::string_view line) {
+  for (const StatusText& status : kStatusTexts) {
+    if (Holds(line, status.number) && Holds(line, status.text)) {
+      return status.code;
+    }
+  }
+  return HasZeroCount(line) ? kNothingProcessed : kNoCode;
+}
+
+bool IsItemLine(std::string_view line) {
+  return Holds(line, "-3108") && Holds(line, "Item processed successfully");
+}
+
+std::optional<std::string> ReportedPath(std::string_view line) {
+  if (!Holds(line, "]")) {
+    return std::nullopt;
+  }
+  const std::string_view cut = UpToLastBracket(line);
+  const std::size_t bracket = cut.find('[');
+  if (bracket == std::string_view::npos) {
+    return std::nullopt;
+  }
+  return std::string(cut.substr(bracket + 1));
+}
+
+std::string RelocatedName(const std::string& name, const std::string& destination) {
+  std::string relocated = name;
+  if (!destination.empty()) {
+    std::string directory = destination;
+    ReallocateItem(relocated, directory);
+  }
+  return relocated;
+}
+
+std::string WithoutLeadingDotSlash(std::string name) {
+  for (const char leading : {'.', '/'}) {
+    if (name.starts_with(leading)) {
+      name.erase(0, 1);
+    }
+  }
+  return name;
+}
+
+std::string CheckForm(std::string relocated) {
+  return ToUnix(Upper(WithoutLeadingDotSlash(std::move(relocated))));
+}
+
+std::string CheckFormOfLine(std::string_view line) { return ToUnix(Upper(UpToLastBracket(line))); }
+
+ItemMatcher::ItemMatcher(const ItemList& names, const std::string& destination) {
+  std::size_t position = 0;
+  for (const std::string& name : names) {
+    listForms_.push_back(platform::ToSystemForm(name));
+    const std::string relocated = RelocatedName(name, destination);
+    if (platform::IsSystemName(relocated)) {
+      systemTails_.Add(relocated, position);
+      AddForTaking(relocated, position, nullptr);
+    } else {
+      checkTails_.Add(CheckForm(relocated), position);
+      AddForTaking(Upper(RelocatedName(listForms_.back(), destination)), position, &takeTails_);
+    }
+    ++position;
+  }
+}
+
+// A double of the spelling that its form had last is kept aside: the path would become what it is already.
+void ItemMatcher::AddForTaking(const std::string& form, std::size_t position, TailIndex* tails) {
+  const auto [last, isNew] = lastOfForm_.try_emplace(form, position);
+  if (!isNew && listForms_[last->second] == listForms_[position]) {
+    doubles_[last->second].push_back(position);
+    return;
+  }
+  last->second = position;
+  if (tails != nullptr) {
+    tails->Add(form, position);
+  } else {
+    systemNames_[form].push_back(position);
+  }
+}
+
+std::optional<std::size_t> ItemMatcher::FindConfirmed(const std::string& line) const {
+  const std::optional<std::string> path = ReportedPath(line);
+  if (path) {
+    const auto exact = systemNames_.find(*path);
+    if (exact != systemNames_.end()) {
+      return exact->second.front();
+    }
+  }
+  std::vector<const Positions*> found = checkTails_.FindFirstTails(CheckFormOfLine(line));
+  if (!path) {
+    const std::vector<const Positions*> more =
+        systemTails_.FindFirstTails(std::string(UpToLastBracket(line)));
+    found.insert(found.end(), more.begin(), more.end());
+  }
+  return NextPosition(found, std::nullopt);
+}
+
+std::vector<const ItemMatcher::Positions*> ItemMatcher::FindCandidates(const std::string& path,
+                                                                       bool systemPath) const {
+  if (!systemPath) {
+    return takeTails_.FindFirstTails(Upper(path));
+  }
+  const auto exact = systemNames_.find(path);
+  return exact == systemNames_.end() ? std::vector<const Positions*>() : std::vector{&exact->second};
+}
+
+std::vector<ItemMatcher::Match> ItemMatcher::MatchPath(const std::string& path) const {
+  const bool systemPath = systemNames_.contains(path);
+  std::vector<Match> matches;
+  std::vector<const Positions*> rows = FindCandidates(path, systemPath);
+  std::optional<std::size_t> last;
+  while ((last = NextPosition(rows, last))) {
+    const std::string& listForm = listForms_[*last];
+    matches.push_back({*last, listForm});
+    rows = FindCandidates(listForm, systemPath);
+  }
+  return matches;
+}
+
+std::vector<ItemMatcher::Match> ItemMatcher::AllMatches(const std::vector<Match>& matches) const {
+  std::vector<Match> all;
+  for (std::size_t i = 0; i < matches.size(); ++i) {
+    all.push_back(matches[i]);
+    const auto doubles = doubles_.find(matches[i].position);
+    if (doubles == doubles_.end()) {
+      continue;
+    }
+    for (const std::size_t position : doubles->second) {
+      if (i + 1 == matches.size() || position < matches[i + 1].position) {
+        all.push_back({position, matches[i].listForm});
+      }
+    }
+  }
+  return all;
+}

@@ -1,0 +1,75 @@
+// What a line of the data mover says: whether it confirms an item of the run, and whether it is a status of
+// the whole run.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "backint/backint_list/item_list.h"
+#include "backint/backint_util/tail_index.h"
+
+// The codes of status lines.
+inline constexpr int kNoCode = 0;
+inline constexpr int kSuccessful = 3007;
+inline constexpr int kSuccessfulWithWarnings = 2032;
+inline constexpr int kOperationFailed = 3053;
+inline constexpr int kSavesetEmpty = 2002;
+inline constexpr int kCannotWrite = 2045;
+inline constexpr int kNothingProcessed = -3052;
+
+// The code of a line; kNoCode if it is no status line.
+[[nodiscard]] int StatusCode(std::string_view line);
+
+// Whether the line has the text of one that confirms an item.
+[[nodiscard]] bool IsItemLine(std::string_view line);
+
+// The path that a line names: between its first "[" and its last "]". None without both.
+[[nodiscard]] std::optional<std::string> ReportedPath(std::string_view line);
+
+// The forms of an item's name that the comparisons work on. `destination` is empty without one.
+[[nodiscard]] std::string RelocatedName(const std::string& name, const std::string& destination);
+[[nodiscard]] std::string WithoutLeadingDotSlash(std::string name);
+[[nodiscard]] std::string CheckForm(std::string relocated);  // that, in capitals and with forward slashes
+[[nodiscard]] std::string CheckFormOfLine(std::string_view line);
+
+// Looks up the items of a run in the lines of the mover; the work per line does not grow with their number.
+//
+// A name of this system is confirmed by exactly itself, and a path that is such an item confirms nothing
+// else; any other name by a path that ends in it, without regard to letter case. In a restore with a
+// destination the names count as moved there.
+class ItemMatcher {
+ public:
+  // Positions count from 0. `destination` is empty without one.
+  ItemMatcher(const ItemList& names, const std::string& destination);
+
+  // The first item that an item line confirms.
+  [[nodiscard]] std::optional<std::size_t> FindConfirmed(const std::string& line) const;
+
+  struct Match {
+    std::size_t position;
+    std::string listForm;  // the item's own name; it takes the reported path's place for later items
+  };
+  // The items that a reported path matches, one after the other, each compared with the path as the one
+  // before left it. Empty: none does. A double that changes nothing any more is left out; `AllMatches` puts
+  // it in.
+  [[nodiscard]] std::vector<Match> MatchPath(const std::string& path) const;
+  [[nodiscard]] std::vector<Match> AllMatches(const std::vector<Match>& matches) const;
+
+ private:
+  using Positions = TailIndex::Positions;
+  void AddForTaking(const std::string& form, std::size_t position, TailIndex* tails);
+  [[nodiscard]] std::vector<const Positions*> FindCandidates(const std::string& path, bool systemPath) const;
+
+  std::vector<std::string> listForms_;
+  std::unordered_map<std::string, Positions> systemNames_;
+  // Behind an item, the ones of the same form and spelling that follow it with no other spelling between.
+  std::unordered_map<std::size_t, Positions> doubles_;
+  std::unordered_map<std::string, std::size_t> lastOfForm_;
+  TailIndex checkTails_;
+  TailIndex takeTails_;
+  TailIndex systemTails_;
+};
