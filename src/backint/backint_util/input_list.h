@@ -1,0 +1,32 @@
+// What kinds of things the input names. Names are judged in capitals, whatever their case, and by backslashes
+// alone; no file is opened.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "backint/backint_list/item_list.h"
+#include "backint/run_records.h"
+
+// Traces every line of the input.
+void TraceInputList(const ItemList& lines);
+
+// Whether every item is a log file of the calling tools, which is also true of no item at all. The items of
+// such a list are traced.
+[[nodiscard]] bool IsLogFileList(const ItemList& items);
+
+// A file whose last component contains "LOG" and "_".
+[[nodiscard]] bool IsOnlineRedoLog(const std::string& item);
+// A file whose last component contains "CTL", "CTRL" or "CNTRL".
+[[nodiscard]] bool IsControlFile(const std::string& item);
+
+// A name of this system that holds a backslash could not be told from another file's and is not saved.
+[[nodiscard]] bool IsUnsavableName(const std::string& item);
+
+// Copies the redo logs and control files that exist into the temporary list newinput.txt, whose path is then
+// in `listPath`; without any, `listPath` is empty and no file is made. A failure, which is traced, if the
+// list cannot be written to its last byte.
+RunResult SplitRedoAndControlFiles(const ItemList& items, std::string& listPath);
+
+// The size in Mb, rounded, half a Mb down; -1, which is traced, if the file cannot be looked up.
+[[nodiscard]] std::int32_t GetFileSizeMb(const std::string& item);
