@@ -1,0 +1,232 @@
+#!/usr/bin/env bash
+# Plays a database's backup with real files: saves copies of them, asks what was saved, deletes the copies,
+# brings them back in three ways and compares every byte. Called by `./run demo`, which builds first.
+set -euo pipefail
+export LC_ALL=C
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+bin=$root/build/linux/bin
+home=$root/build/demo
+started=$SECONDS
+failures=0
+
+# ---- What it prints ---------------------------------------------------------------------------------------
+
+title() { printf '\n== %s\n' "$*"; }
+say() { printf '   %s\n' "$*"; }
+
+fail() {
+  failures=$((failures + 1))
+  say "WRONG: $*"
+}
+
+# The first lines of a file, and how many more there are.
+show() {
+  local lines shown=${2:-3}
+  lines=$(wc -l <"$1")
+  head -n "$shown" "$1" | sed 's/^/   | /'
+  if [ "$lines" -gt "$shown" ]; then
+    say "| ... and $((lines - shown)) more lines"
+  fi
+}
+
+mebibytes() { du -sk --apparent-size "$1" | awk '{ printf "%.0f MiB", $1 / 1024 }'; }
+
+# ---- Running the program ----------------------------------------------------------------------------------
+
+# backint_run FUNCTION NAME: runs the program with NAME.in and NAME.out, which lie in the directory SAPBACKUP.
+backint_run() {
+  local command=(backint -u dem -f "$1" -t file -p initDEM.utl -i "$2.in" -o "$2.out")
+  local start=$EPOCHREALTIME status=0
+  say "\$ ${command[*]}"
+  "${command[@]}" >console.txt 2>&1 || status=$?
+  awk -v a="$start" -v b="$EPOCHREALTIME" -v s="$status" \
+    'BEGIN { printf "   exit status %d after %.1f seconds\n", s, b - a }'
+  touch "sapbackup/$2.out"
+  if [ "$status" != 0 ]; then
+    fail "the exit status should be 0; what it printed is in $home/console.txt"
+  fi
+}
+
+# expect NAME KEYWORD COUNT: whether NAME.out holds so many lines, each with this keyword.
+expect() {
+  local all right
+  all=$(wc -l <"sapbackup/$1.out")
+  right=$(grep -c "^#$2 " "sapbackup/$1.out" || true)
+  if [ "$all" != "$3" ] || [ "$right" != "$3" ]; then
+    fail "$3 lines #$2 were expected, $right of $all came"
+  fi
+}
+
+# Names with blanks are asked for with %20 for each blank.
+asked_for() { sed 's/ /%20/g'; }
+
+# ---- Real files -------------------------------------------------------------------------------------------
+
+# take KIND MEBIBYTES DEPTH DIRECTORY...: copies files below the directories until there are so many mebibytes.
+take() {
+  local kind=$1 most=$(($2 * 1024 * 1024)) depth=$3
+  shift 3
+  mkdir -p "data/$kind"
+  { find -L "$@" -maxdepth "$depth" -type f -readable ! -path '*[\\ ]*' -printf '%s %p\n' 2>/dev/null || true; } |
+    sort -u -k2 | awk -v most="$most" 'sum + $1 <= most { sum += $1; print $2 }' >"$kind.list"
+  xargs -d '\n' cp --parents --dereference --preserve=mode,timestamps -t "data/$kind" <"$kind.list"
+}
+
+prepare_files() {
+  take programs 90 1 /usr/bin
+  take libraries 120 2 /usr/lib/*-linux-gnu /usr/lib/gcc/*-linux-gnu
+  take documentation 10 2 /usr/share/doc
+  find "$home/data" -type f | sort >data.list
+}
+
+# ---- The configuration ------------------------------------------------------------------------------------
+
+prepare_configuration() {
+  mkdir -p sapdata/saptrace sapbackup saparch oracle
+  cat >initDEM.utl <<TEXT
+KORVO_SERVER=demoserver
+KORVO_JOB=DEMO
+KORVO_POOL=DEMOPOOL
+XFR=xfr
+XFR_COM_INTERFACE=xfr_com_interface
+KORVO_RAW_UTIL=none
+SAVESET_SIZE=100
+BI_TRACE_LEVEL=1
+TEXT
+  cat >korvo.ini <<TEXT
+[demoserver]
+repository=$home/repository
+compression=3
+TEXT
+  cat >environment.sh <<TEXT
+export ORACLE_SID=DEM ORACLE_HOME='$home/oracle' SAPDATA_HOME='$home/sapdata'
+export SAPBACKUP='$home/sapbackup' SAPARCH='$home/saparch'
+export BI_CALLER=BRBACKUP BI_BACKUP=FULL BI_REQUEST=NEW
+export KORVO_CONFIG='$home/korvo.ini' PATH='$bin':"\$PATH"
+TEXT
+  . ./environment.sh
+}
+
+# ---- The steps --------------------------------------------------------------------------------------------
+
+back_up() {
+  title "1. Back up $(wc -l <data.list) files ($(mebibytes data)), as BRBACKUP does"
+  cp data.list sapbackup/backup.in
+  backint_run backup backup
+  show sapbackup/backup.out
+  expect backup SAVED "$(wc -l <data.list)"
+  say "$(cut -d ' ' -f 2 sapbackup/backup.out | sort -u | wc -l) savesets, $(mebibytes repository) in the repository"
+}
+
+ask() {
+  local first id file
+  first=$(head -n 1 sapbackup/backup.out)
+  id=$(cut -d ' ' -f 2 <<<"$first")
+  file=$(cut -d ' ' -f 3- <<<"$first" | asked_for)
+
+  title "2. Ask what there is"
+  say "All backups of the database:"
+  echo "#NULL" >sapbackup/all.in
+  backint_run inquire all
+  show sapbackup/all.out
+  expect all BACKUP "$(cut -d ' ' -f 2 sapbackup/backup.out | sort -u | wc -l)"
+
+  say "The backups of one file:"
+  echo "#NULL $file" >sapbackup/file.in
+  backint_run inquire file
+  show sapbackup/file.out
+  expect file BACKUP 1
+
+  say "What one backup holds:"
+  echo "$id" >sapbackup/contents.in
+  backint_run inquire contents
+  show sapbackup/contents.out
+  expect contents BACKUP "$(grep -c "^#SAVED $id " sapbackup/backup.out)"
+
+  say "Whether that backup holds the file, and one that was never saved:"
+  printf '%s %s\n%s %s\n' "$id" "$file" "$id" "$file.never" >sapbackup/holds.in
+  backint_run inquire holds
+  show sapbackup/holds.out
+  if [ "$(cut -d ' ' -f 1 sapbackup/holds.out | xargs)" != "#BACKUP #NOTFOUND" ]; then
+    fail "one #BACKUP and one #NOTFOUND were expected"
+  fi
+}
+
+lose() {
+  title "3. Lose the files"
+  rm -r data
+  say "deleted: $home/data"
+}
+
+bring_back() {
+  title "4. Bring the programs back, each from the backup that its #SAVED line names"
+  grep -F " $home/data/programs/" sapbackup/backup.out | cut -d ' ' -f 2 >ids
+  grep -F " $home/data/programs/" sapbackup/backup.out | cut -d ' ' -f 3- | asked_for >names
+  paste -d ' ' ids names >sapbackup/byid.in
+  backint_run restore byid
+  show sapbackup/byid.out
+  expect byid RESTORED "$(wc -l <sapbackup/byid.in)"
+
+  title "5. Bring the rest back, each from its last backup, whichever that is"
+  grep -vF "$home/data/programs/" data.list | asked_for | sed 's/^/#NULL /' >sapbackup/last.in
+  backint_run restore last
+  show sapbackup/last.out
+  expect last RESTORED "$(wc -l <sapbackup/last.in)"
+
+  title "6. Bring the programs back once more, into another directory"
+  sed "s|\$| $(asked_for <<<"$home")/elsewhere|" sapbackup/byid.in >sapbackup/elsewhere.in
+  backint_run restore elsewhere
+  show sapbackup/elsewhere.out
+  expect elsewhere RESTORED "$(wc -l <sapbackup/elsewhere.in)"
+}
+
+# same ORIGINAL COPY
+same() {
+  compared=$((compared + 1))
+  cmp -s "$1" "$2" || fail "$2 is not as $1"
+}
+
+compare() {
+  local kind original
+  compared=0
+  title "7. Compare every byte with the originals"
+  for kind in programs libraries documentation; do
+    while read -r original; do
+      same "$original" "data/$kind$original"
+      if [ "$kind" = programs ]; then
+        same "$original" "elsewhere/$(basename "$original")"
+      fi
+    done <"$kind.list"
+  done
+  say "$compared files compared"
+}
+
+tell_where() {
+  title "To go on from here"
+  say "cd build/demo && . ./environment.sh"
+  say "parameter file   build/demo/initDEM.utl"
+  say "traces           build/demo/sapdata/saptrace/"
+  say "in and out files build/demo/sapbackup/"
+  say "repository       build/demo/repository/ (set in build/demo/korvo.ini)"
+}
+
+rm -rf "$home"
+mkdir -p "$home"
+cd "$home"
+title "Copies of real files, and a repository of their own, in build/demo"
+prepare_files
+prepare_configuration
+say "$(mebibytes data/programs) of programs, $(mebibytes data/libraries) of libraries, $(mebibytes data/documentation) of documentation"
+back_up
+ask
+lose
+bring_back
+compare
+tell_where
+if [ "$failures" != 0 ]; then
+  printf '\nDEMO FAILED: %d things went wrong, %d files compared, %d seconds\n' \
+    "$failures" "$compared" $((SECONDS - started))
+  exit 1
+fi
+printf '\nDEMO PASSED: %d files compared, every byte is as it was, %d seconds\n' \
+  "$compared" $((SECONDS - started))
