@@ -2,6 +2,7 @@
 
 #include <string>
 #include <unordered_set>
+#include <utility>
 
 #include "backint/backint_func/com_interface.h"
 #include "backint/backint_func/trace.h"
@@ -76,6 +77,7 @@ ItemList RequestedItems(const ItemList& items) {
 
 // Confirmed items first, then the requested ones that nobody confirmed. False if there are any of those.
 bool SettleItems(const ItemList& requested, const ItemList& lhSuccessResultList, ItemEntries& entries) {
+  const TraceBatch batch;
   std::unordered_set<std::string> confirmed;
   entries.clear();
   for (const std::string& name : lhSuccessResultList) {
@@ -92,9 +94,9 @@ bool SettleItems(const ItemList& requested, const ItemList& lhSuccessResultList,
   return entries.size() == confirmedEntries;
 }
 
-RunResult RunMover(const ItemList& items, const std::string& command, ItemList& lhSuccessResultList) {
+RunResult RunMover(RunItems items, const std::string& command, ItemList& lhSuccessResultList) {
   TRACE(3, "INFO: %s.", command.c_str());
-  XfrJob job(HoldRunItems(items), "");
+  XfrJob job(std::move(items), "");
   const RunResult result = RunXfr(command, job, lhSuccessResultList);
   TRACE(3, "INFO: ExecuteXFR finished.");
   return result;
@@ -103,7 +105,8 @@ RunResult RunMover(const ItemList& items, const std::string& command, ItemList& 
 }  // namespace
 
 RunResult ExecuteXFR(const ItemList& items, ItemEntries& entries) {
-  WarnOfBlanks(HoldRunItems(items).names);
+  RunItems held = HoldRunItems(items);
+  WarnOfBlanks(held.names);
   PrepareFields(items);
   std::string command;
   ItemList lhSuccessResultList;
@@ -111,7 +114,7 @@ RunResult ExecuteXFR(const ItemList& items, ItemEntries& entries) {
     SettleItems(RequestedItems(items), lhSuccessResultList, entries);
     return RunResult::kFailure;
   }
-  RunResult result = RunMover(items, command, lhSuccessResultList);
+  RunResult result = RunMover(std::move(held), command, lhSuccessResultList);
   if (!SettleItems(RequestedItems(items), lhSuccessResultList, entries)) {
     result = RunResult::kFailure;
   }
