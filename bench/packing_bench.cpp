@@ -32,7 +32,7 @@ double Seconds(const Case& packing, std::size_t count, std::size_t& savesets) {
 }  // namespace
 
 int main() {
-  Params().nTraceLevel = 0;
+  const RunRecords records;  // without defaults: the trace is off
   std::mt19937 random(1);
   const auto upTo50000 = [&](std::size_t) { return static_cast<std::int32_t>(random() % 50001); };
   const auto distinct = [](std::size_t number) { return static_cast<std::int32_t>(number + 1); };
