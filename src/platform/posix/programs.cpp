@@ -25,13 +25,14 @@ std::string FindProgram(const std::string& name) {
   std::string_view rest = list != nullptr && !name.empty() ? list : "";
   while (!rest.empty()) {
     const std::size_t end = rest.find(':');
-    const std::string directory(rest.substr(0, end));
+    std::string file(rest.substr(0, end));
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
     // An entry that is empty or relative would mean the current directory.
-    if (directory.empty() || directory.front() != '/') {
+    if (file.empty() || file.front() != '/') {
       continue;
     }
-    if (std::string file = RunnableFile(directory + "/" + name); !file.empty()) {
+    file = RunnableFile(file.append("/").append(name));
+    if (!file.empty()) {
       return file;
     }
   }
