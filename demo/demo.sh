@@ -69,14 +69,16 @@ take() {
   mkdir -p "data/$kind"
   { find -L "$@" -maxdepth "$depth" -type f -readable ! -path '*[\\ ]*' -printf '%s %p\n' 2>/dev/null || true; } |
     sort -u -k2 | awk -v most="$most" 'sum + $1 <= most { sum += $1; print $2 }' >"$kind.list"
-  xargs -d '\n' cp --parents --dereference --preserve=mode,timestamps -t "data/$kind" <"$kind.list"
+  (cd / && sed 's|^/||' | xargs -d '\n' cp --parents --dereference --preserve=mode,timestamps \
+    -t "$home/data/$kind") <"$kind.list"
 }
 
 prepare_files() {
-  take programs 90 1 /usr/bin
-  take libraries 120 2 /usr/lib/*-linux-gnu /usr/lib/gcc/*-linux-gnu
+  take programs 120 1 /usr/bin
+  take libraries 200 2 /usr/lib/*-linux-gnu /usr/lib/gcc/*-linux-gnu
   take documentation 10 2 /usr/share/doc
   find "$home/data" -type f | sort >data.list
+  changed=$(grep -m 1 -F "$home/data/documentation/" data.list)
 }
 
 # ---- The configuration ------------------------------------------------------------------------------------
@@ -91,7 +93,7 @@ XFR=xfr
 XFR_COM_INTERFACE=xfr_com_interface
 KORVO_RAW_UTIL=none
 SAVESET_SIZE=100
-BI_TRACE_LEVEL=1
+BI_TRACE_LEVEL=3
 TEXT
   cat >korvo.ini <<TEXT
 [demoserver]
@@ -116,50 +118,54 @@ back_up() {
   show sapbackup/backup.out
   expect backup SAVED "$(wc -l <data.list)"
   say "$(cut -d ' ' -f 2 sapbackup/backup.out | sort -u | wc -l) savesets, $(mebibytes repository) in the repository"
+
+  title "2. Change one file, and back that up again"
+  echo "a line that came later" >>"$changed"
+  cp "$changed" changed.copy
+  echo "$changed" >sapbackup/again.in
+  backint_run backup again
+  show sapbackup/again.out
+  expect again SAVED 1
+}
+
+# inquire NAME QUESTION COUNT: asks one question, to which so many lines are the answer.
+inquire() {
+  echo "$2" >"sapbackup/$1.in"
+  backint_run inquire "$1"
+  show "sapbackup/$1.out"
+  expect "$1" BACKUP "$3"
 }
 
 ask() {
-  local first id file
-  first=$(head -n 1 sapbackup/backup.out)
-  id=$(cut -d ' ' -f 2 <<<"$first")
-  file=$(cut -d ' ' -f 3- <<<"$first" | asked_for)
+  local id file savesets
+  id=$(cut -d ' ' -f 2 sapbackup/again.out)
+  file=$(asked_for <<<"$changed")
+  savesets=$(cat sapbackup/backup.out sapbackup/again.out | cut -d ' ' -f 2 | sort -u | wc -l)
 
-  title "2. Ask what there is"
-  say "All backups of the database:"
-  echo "#NULL" >sapbackup/all.in
-  backint_run inquire all
-  show sapbackup/all.out
-  expect all BACKUP "$(cut -d ' ' -f 2 sapbackup/backup.out | sort -u | wc -l)"
-
-  say "The backups of one file:"
-  echo "#NULL $file" >sapbackup/file.in
-  backint_run inquire file
-  show sapbackup/file.out
-  expect file BACKUP 1
-
-  say "What one backup holds:"
-  echo "$id" >sapbackup/contents.in
-  backint_run inquire contents
-  show sapbackup/contents.out
-  expect contents BACKUP "$(grep -c "^#SAVED $id " sapbackup/backup.out)"
-
-  say "Whether that backup holds the file, and one that was never saved:"
-  printf '%s %s\n%s %s\n' "$id" "$file" "$id" "$file.never" >sapbackup/holds.in
-  backint_run inquire holds
-  show sapbackup/holds.out
-  if [ "$(cut -d ' ' -f 1 sapbackup/holds.out | xargs)" != "#BACKUP #NOTFOUND" ]; then
-    fail "one #BACKUP and one #NOTFOUND were expected"
-  fi
+  title "3. Ask what there is"
+  say "All backups of the database, the last one first:"
+  inquire all "#NULL" "$savesets"
+  say "The backups of the changed file:"
+  inquire file "#NULL $file" 2
+  say "What the last backup holds:"
+  inquire contents "$id" 1
+  say "Whether it holds the file:"
+  inquire holds "$id $file" 1
+  say "And one that was never saved:"
+  echo "$id $file.never" >sapbackup/never.in
+  backint_run inquire never
+  show sapbackup/never.out
+  expect never NOTFOUND 1
 }
 
 lose() {
-  title "3. Lose the files"
+  title "4. Lose the files"
   rm -r data
   say "deleted: $home/data"
 }
 
 bring_back() {
-  title "4. Bring the programs back, each from the backup that its #SAVED line names"
+  title "5. Bring the programs back, each from the backup that its #SAVED line names"
   grep -F " $home/data/programs/" sapbackup/backup.out | cut -d ' ' -f 2 >ids
   grep -F " $home/data/programs/" sapbackup/backup.out | cut -d ' ' -f 3- | asked_for >names
   paste -d ' ' ids names >sapbackup/byid.in
@@ -167,13 +173,13 @@ bring_back() {
   show sapbackup/byid.out
   expect byid RESTORED "$(wc -l <sapbackup/byid.in)"
 
-  title "5. Bring the rest back, each from its last backup, whichever that is"
+  title "6. Bring the rest back, each from its last backup, whichever that is"
   grep -vF "$home/data/programs/" data.list | asked_for | sed 's/^/#NULL /' >sapbackup/last.in
   backint_run restore last
   show sapbackup/last.out
   expect last RESTORED "$(wc -l <sapbackup/last.in)"
 
-  title "6. Bring the programs back once more, into another directory"
+  title "7. Bring the programs back once more, into another directory"
   sed "s|\$| $(asked_for <<<"$home")/elsewhere|" sapbackup/byid.in >sapbackup/elsewhere.in
   backint_run restore elsewhere
   show sapbackup/elsewhere.out
@@ -189,9 +195,13 @@ same() {
 compare() {
   local kind original
   compared=0
-  title "7. Compare every byte with the originals"
+  title "8. Compare every byte with the originals"
   for kind in programs libraries documentation; do
     while read -r original; do
+      if [ "$home/data/$kind$original" = "$changed" ]; then
+        same changed.copy "$changed"
+        continue
+      fi
       same "$original" "data/$kind$original"
       if [ "$kind" = programs ]; then
         same "$original" "elsewhere/$(basename "$original")"
