@@ -27,7 +27,7 @@ bool LockWithin(const LockableFile& file, std::int64_t position, std::uint64_t l
 // position of the lock, or a negative number.
 std::int64_t LockBehindEnd(const LockableFile& file, std::uint64_t length) {
   const std::uint64_t startOfWait = SteadyMilliseconds();
-  std::int64_t end = file.End();
+  std::int64_t end = file.EndAtOpening();
   while (end >= 0) {
     if (!LockWithin(file, end, length, startOfWait)) {
       return -1;

@@ -62,7 +62,8 @@ class LockableFile {
   ~LockableFile();
 
   [[nodiscard]] bool IsOpen() const;
-  // Negative if it cannot be told.
+  // Where the file ended when it was opened, and where it ends; negative if that cannot be told.
+  [[nodiscard]] std::int64_t EndAtOpening() const { return endAtOpening_; }
   [[nodiscard]] std::int64_t End() const;
   // Locks so many bytes from `position` for this open file alone, without waiting.
   enum class Lock { kGranted, kHeldByAnother, kImpossible };
@@ -77,6 +78,7 @@ class LockableFile {
 
  private:
   std::intptr_t handle_;
+  std::int64_t endAtOpening_ = -1;
 };
 
 // ---- Command lines and programs --------------------------------------------------------------------

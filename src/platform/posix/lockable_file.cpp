@@ -31,9 +31,14 @@ bool SetLock(int descriptor, short type, std::int64_t position, std::uint64_t le
 LockableFile::LockableFile(const std::string& path)
     : handle_(open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600)) {
   struct stat status = {};
-  if (IsOpen() && (fstat(Descriptor(handle_), &status) != 0 || !S_ISREG(status.st_mode))) {
-    CloseHandle(Release());
+  if (!IsOpen()) {
+    return;
   }
+  if (fstat(Descriptor(handle_), &status) != 0 || !S_ISREG(status.st_mode)) {
+    CloseHandle(Release());
+    return;
+  }
+  endAtOpening_ = status.st_size;
 }
 
 LockableFile::~LockableFile() {

@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include "platform/internal.h"
+#include "platform/windows/owner_alone.h"
 
 namespace platform::internal {
 namespace {
@@ -20,12 +21,19 @@ DWORD High(std::uint64_t length) { return static_cast<DWORD>(length >> 32); }
 }  // namespace
 
 LockableFile::LockableFile(const std::string& path)
-    : handle_(reinterpret_cast<std::intptr_t>(CreateFileA(
-          path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-          nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr))) {
-  if (IsOpen() && GetFileType(Handle(handle_)) != FILE_TYPE_DISK) {
-    CloseHandle(Release());
+    : handle_(reinterpret_cast<std::intptr_t>(INVALID_HANDLE_VALUE)) {
+  SECURITY_ATTRIBUTES ownerAlone = OwnerAlone(false);
+  handle_ = reinterpret_cast<std::intptr_t>(CreateFileA(
+      path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+      &ownerAlone, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!IsOpen()) {
+    return;
   }
+  if (GetFileType(Handle(handle_)) != FILE_TYPE_DISK) {
+    CloseHandle(Release());
+    return;
+  }
+  endAtOpening_ = End();
 }
 
 LockableFile::~LockableFile() {

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "platform/internal.h"
+#include "platform/windows/owner_alone.h"
 
 namespace platform {
 namespace {
@@ -26,7 +27,7 @@ class Handle {
 };
 
 HANDLE OpenInheritable(const std::string& path, DWORD access, DWORD creation) {
-  SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
+  SECURITY_ATTRIBUTES inheritable = internal::OwnerAlone(true);
   return CreateFileA(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                      &inheritable, creation, FILE_ATTRIBUTE_NORMAL, nullptr);
 }

@@ -1,9 +1,9 @@
 #include <fcntl.h>
 #include <io.h>
-#include <sys/stat.h>
 #include <windows.h>
 
 #include "platform/internal.h"
+#include "platform/windows/owner_alone.h"
 
 namespace platform::internal {
 namespace {
@@ -32,13 +32,14 @@ std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path) 
       SystemPath(directory) + "\\backint_" + std::to_string(GetCurrentProcessId()) + "_";
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     const std::string name = beginning + std::to_string(GetTickCount() + static_cast<DWORD>(attempt));
-    const int descriptor =
-        _open(name.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT, _S_IREAD | _S_IWRITE);
-    if (descriptor >= 0) {
+    SECURITY_ATTRIBUTES ownerAlone = OwnerAlone(false);
+    const HANDLE file = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &ownerAlone, CREATE_NEW,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file != INVALID_HANDLE_VALUE) {
       path = name;
-      return _fdopen(descriptor, "wb");
+      return _fdopen(_open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_BINARY), "wb");
     }
-    if (errno != EEXIST) {
+    if (GetLastError() != ERROR_FILE_EXISTS) {
       break;
     }
   }

@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+// Behind the header that it needs.
+#include <sddl.h>
+
 #include "platform/figures.h"
 #include "platform/platform.h"
 #include "support/run_program.h"
@@ -87,6 +90,36 @@ TEST(WindowsTools, TheyInheritNothingButTheirStreams) {
   EXPECT_TRUE(stream->ReadLine(line, 100));
   CloseHandle(file);
   EXPECT_TRUE(platform::RemoveFile(path)) << "the tool, which lives on, holds it";
+}
+
+// Who may do what with a file, as text.
+std::string RightsOf(const std::string& path) {
+  DWORD size = 0;
+  GetFileSecurityA(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+  std::vector<BYTE> descriptor(size);
+  EXPECT_TRUE(GetFileSecurityA(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size, &size));
+  char* text = nullptr;
+  EXPECT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorA(
+      descriptor.data(), SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr));
+  const std::string rights = text;
+  LocalFree(text);
+  return rights;
+}
+
+TEST(WindowsAppending, NewFilesAreTheirOwnersAlone) {
+  const TemporaryDirectory directory;
+  const std::string log = directory.File("log");
+  const std::string errors = directory.File("errors");
+  std::string temporary;
+  EXPECT_TRUE(platform::AppendLocked(log, "x"));
+  const auto stream =
+      platform::StartControlTool("\"" + support::BuiltProgram("platform_child") + "\" count-input", errors);
+  const auto file = TextFile::CreateTemporary(directory.Path(), temporary);
+  support::WriteWholeFile(directory.File("plain"), "");
+  EXPECT_NE(RightsOf(directory.File("plain")).find(";;;WD)"), std::string::npos);
+  for (const std::string& path : {log, errors, temporary}) {
+    EXPECT_EQ(RightsOf(path).find(";;;WD)"), std::string::npos) << RightsOf(path);
+  }
 }
 
 TEST(WindowsTextFiles, SystemLineEnd) {
