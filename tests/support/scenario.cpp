@@ -85,6 +85,9 @@ void Scenario::WriteText(const std::string& name, const std::string& text) const
 }
 
 Lines Scenario::ReadLines(const std::string& name) const {
+  if (!fs::is_regular_file(Path(name))) {
+    return {};
+  }
   return SplitLines(support::ReadWholeFile(Path(name).string()));
 }
 
