@@ -36,6 +36,9 @@ class DataFile {
 
   // Up to `size` bytes; fewer only at the end of the file, `got` tells.
   [[nodiscard]] bool ReadAt(std::uint64_t offset, void* bytes, std::size_t size, std::size_t& got);
+  // Where the next byte stands, from the offset on, that is no part of a hole: `size` if only holes are left.
+  // The offset itself where the system does not tell.
+  [[nodiscard]] std::uint64_t NextData(std::uint64_t offset, std::uint64_t size);
   [[nodiscard]] bool WriteAt(std::uint64_t offset, const void* bytes, std::size_t size);
   // Cuts the file, or grows it by a hole.
   [[nodiscard]] bool SetSize(std::uint64_t size);

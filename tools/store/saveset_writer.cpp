@@ -12,6 +12,8 @@ namespace {
 constexpr std::size_t kMostPending = 64;
 constexpr std::uint64_t kMostPendingBytes = 8 * 1024 * 1024;
 
+constexpr const char* kBecameShorter = "it became shorter while it was read";
+
 }  // namespace
 
 Status SavesetWriter::Begin(const std::string& name) {
@@ -69,13 +71,15 @@ Status SavesetWriter::Write(const Item& item, platform::DataFile& source, Saved&
   for (std::uint64_t offset = 0; offset < item.facts.size;) {
     const std::size_t wanted =
         static_cast<std::size_t>(std::min<std::uint64_t>(kBlockSize, item.facts.size - offset));
-    std::size_t got = 0;
-    if (!source.ReadAt(offset, block_.data(), wanted, got)) {
+    std::size_t got = wanted;
+    if (item.facts.sparse && source.NextData(offset, item.facts.size) >= offset + wanted) {
+      block_.assign(kBlockSize, '\0');
+    } else if (!source.ReadAt(offset, block_.data(), wanted, got)) {
       saved.trouble = source.Why();
       return {};
     }
     if (got < wanted) {
-      saved.trouble = "it became shorter while it was read";
+      saved.trouble = kBecameShorter;
       return {};
     }
     const std::string_view bytes = std::string_view(block_).substr(0, got);
@@ -87,7 +91,12 @@ Status SavesetWriter::Write(const Item& item, platform::DataFile& source, Saved&
   }
   hash = digest_.Value();
   platform::FileFacts now;
-  saved.grew = source.Facts(now) && now.size > item.facts.size;
+  if (!source.Facts(now)) {
+    saved.trouble = source.Why();
+  } else if (now.size < item.facts.size) {
+    saved.trouble = kBecameShorter;
+  }
+  saved.grew = now.size > item.facts.size;
   return {};
 }
 

@@ -93,6 +93,14 @@ bool DataFile::ReadAt(std::uint64_t offset, void* bytes, std::size_t size, std::
   return true;
 }
 
+std::uint64_t DataFile::NextData(std::uint64_t offset, std::uint64_t size) {
+  const off_t next = lseek(static_cast<int>(handle_), static_cast<off_t>(offset), SEEK_DATA);
+  if (next >= 0) {
+    return static_cast<std::uint64_t>(next);
+  }
+  return errno == ENXIO ? size : offset;
+}
+
 bool DataFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t size) {
   std::size_t done = 0;
   while (done < size) {

@@ -1,0 +1,228 @@
+// The program and the embedded server together, on real files.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
+
+#include "server/server.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A database whose caller runs the program against a server of its own.
+class Landscape : public ::testing::Test {
+ protected:
+  Landscape() {
+    for (const char* name : {"home/saptrace", "oracle", "sapbackup", "saparch"}) {
+      fs::create_directories(server_.Path(name));
+    }
+    server_.Write("init.utl",
+                  "KORVO_SERVER=bk\nKORVO_JOB=NIGHT\nKORVO_POOL=POOL\nKORVO_RAW_UTIL=none\nXFR=xfr\n"
+                  "XFR_COM_INTERFACE=xfr_com_interface\nBI_TRACE_LEVEL=1\n");
+    server_.environment.insert({{"BI_CALLER", "BRBACKUP"},
+                                {"BI_BACKUP", "FULL"},
+                                {"BI_REQUEST", "NEW"},
+                                {"ORACLE_SID", "ABC"},
+                                {"ORACLE_HOME", server_.Path("oracle")},
+                                {"SAPDATA_HOME", server_.Path("home")},
+                                {"SAPBACKUP", server_.Path("sapbackup")},
+                                {"SAPARCH", server_.Path("saparch")}});
+    server_.environment["PATH"] = support::ProgramDirectory() + ":" + server_.environment["PATH"];
+  }
+
+  struct Run {
+    int exitStatus;
+    Lines result;
+  };
+  [[nodiscard]] Run Start(const std::string& function, const Lines& input) const {
+    std::string text;
+    for (const std::string& line : input) {
+      text += line + "\n";
+    }
+    fs::remove(server_.Path("sapbackup/result"));
+    server_.Write("sapbackup/input", text);
+    const auto run = support::RunProgram(
+        support::BuiltProgram("backint"),
+        {"-u", "sap", "-f", function, "-p", "init.utl", "-i", "input", "-o", "result", "-c"},
+        server_.environment, server_.Path("."));
+    return {run.exitStatus, SplitLines(server_.Read("sapbackup/result"))};
+  }
+
+  // Saves the files and gives the backup id that each of them got.
+  [[nodiscard]] std::string Save(const Lines& files) const {
+    const Run run = Start("backup", files);
+    EXPECT_EQ(run.exitStatus, 0);
+    EXPECT_EQ(run.result.size(), files.size());
+    const std::string id = run.result.empty() ? "" : run.result[0].substr(7, run.result[0].find(' ', 7) - 7);
+    ExpectLines(run.result, With("#SAVED " + id + " ", files));
+    return id;
+  }
+
+  // The lines, in whatever order: the program's packing moves files.
+  static void ExpectLines(Lines lines, Lines expected) {
+    std::sort(lines.begin(), lines.end());
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(lines, expected);
+  }
+
+  static Lines With(const std::string& prefix, Lines lines, const std::string& suffix = "") {
+    for (std::string& line : lines) {
+      line.insert(0, prefix);
+      line += suffix;
+    }
+    return lines;
+  }
+
+  Server server_;
+};
+
+std::string RandomBytes(std::size_t size) {
+  std::mt19937_64 generator(size);
+  std::string bytes(size, '\0');
+  std::generate(bytes.begin(), bytes.end(), [&generator] { return static_cast<char>(generator()); });
+  return bytes;
+}
+
+TEST_F(Landscape, FilesOfEveryKindAndNameComeBack) {
+  const std::string names[] = {
+      "a.dbf",      "xa.dbf",     "A.dbf",        "\xe4\xf6\xfc.dbf", "\xc3\xa4.dbf", "a&b",
+      "100%",       "%PATH%",     "$HOME",        "$(date)",          "in[1].dbf",    "]odd[",
+      "back]",      "semi;colon", "quo'te",       "tilde~.dbf",       "star*.dbf",    "?mark",
+      "a.dbf.copy", "3007",       "deep/er/a.dbf"};
+  std::map<std::string, std::string> saved;
+  Lines files;
+  for (const std::string& name : names) {
+    files.push_back(server_.Path("d/" + name));
+    saved[files.back()] = "content of " + name;
+  }
+  saved[files[0]] = "";
+  saved[files[1]] = "x";
+  saved[files[2]] = RandomBytes(5 * 1024 * 1024 + 3);
+  saved[files[3]] = std::string(3 * 1024 * 1024, '\0') + "end";
+  for (const auto& [file, content] : saved) {
+    fs::create_directories(fs::path(file).parent_path());
+    support::WriteWholeFile(file, content);
+  }
+  const auto expectFiles = [&saved](const Lines& expected) {
+    for (const std::string& file : expected) {
+      EXPECT_TRUE(fs::exists(file) && support::ReadWholeFile(file) == saved[file]) << file;
+    }
+  };
+
+  const Lines fewFiles(files.begin(), files.begin() + 8);  // on the command line, the others in a list
+  const std::string few = Save(fewFiles);
+  const std::string all = Save(files);
+  ExpectLines(Start("inquire", {all}).result, With("#BACKUP " + all + " ", files));
+  EXPECT_EQ(Start("inquire", {"#NULL " + files[0], few + " " + files[1], few + " " + files[10]}).result,
+            (Lines{"#BACKUP " + all + " " + files[0], "#BACKUP " + few + " " + files[0],
+                   "#BACKUP " + few + " " + files[1], "#NOTFOUND " + files[10]}));
+
+  fs::remove_all(server_.Path("d"));
+  Run run = Start("restore", With(few + " ", fewFiles));
+  EXPECT_EQ(run.exitStatus, 0);
+  ExpectLines(run.result, With("#RESTORED " + few + " ", fewFiles));
+  expectFiles(fewFiles);
+
+  fs::remove_all(server_.Path("d"));
+  run = Start("restore", With("#NULL ", files));
+  EXPECT_EQ(run.exitStatus, 0);
+  ExpectLines(run.result, With("#RESTORED " + all + " ", files));
+  expectFiles(files);
+
+  const Lines distinct(files.begin(), files.end() - 1);
+  run = Start("restore", With(all + " ", distinct, " " + server_.Path("else/where")));
+  EXPECT_EQ(run.exitStatus, 0);
+  ExpectLines(run.result, With("#RESTORED " + all + " ", distinct));
+  for (const std::string& file : distinct) {
+    EXPECT_TRUE(server_.Read("else/where/" + fs::path(file).filename().string()) == saved[file]) << file;
+  }
+}
+
+TEST_F(Landscape, ThreeThousandSmallFilesComeBack) {
+  Lines files;
+  for (int i = 0; i < 3000; ++i) {
+    files.push_back(server_.Write("d/file" + std::to_string(i), "small " + std::to_string(i)));
+  }
+  const std::string id = Save(files);
+  fs::remove_all(server_.Path("d"));
+  const Run run = Start("restore", With(id + " ", files));
+  EXPECT_EQ(run.exitStatus, 0);
+  EXPECT_EQ(run.result, With("#RESTORED " + id + " ", files));
+  for (int i = 0; i < 3000; ++i) {
+    ASSERT_EQ(support::ReadWholeFile(files[static_cast<std::size_t>(i)]), "small " + std::to_string(i));
+  }
+}
+
+TEST_F(Landscape, ALogListComesBack) {
+  const Lines logs = {server_.Write("arch/one.log", "first"), server_.Write("arch/two.log", "second")};
+  const std::string id = Save(logs);
+  fs::remove_all(server_.Path("arch"));
+  EXPECT_EQ(Start("restore", With("#NULL ", logs)).result, With("#RESTORED " + id + " ", logs));
+  EXPECT_EQ(server_.Read("arch/one.log") + server_.Read("arch/two.log"), "firstsecond");
+}
+
+TEST_F(Landscape, AMissingAndANeverSavedFileAreToldFromTheRest) {
+  const std::string file = server_.Write("d/a", "a");
+  const std::string missing = server_.Path("d/missing");
+  Run run = Start("backup", {missing, file});
+  ASSERT_EQ(run.result.size(), 2U);
+  EXPECT_EQ(run.result[0], "#ERROR " + missing);
+  const std::string id = run.result[1].substr(7, run.result[1].find(' ', 7) - 7);
+  EXPECT_EQ(run.result[1], "#SAVED " + id + " " + file);
+
+  run = Start("restore", {id + " " + missing, id + " " + file, "#NULL " + missing, "ABC___1 " + file});
+  EXPECT_EQ(run.exitStatus, 2);
+  ExpectLines(run.result, {"#NOTFOUND " + missing, "#RESTORED " + id + " " + file, "#NOTFOUND " + missing,
+                           "#NOTFOUND " + file});
+}
+
+TEST_F(Landscape, ADestinationNeverCostsAFile) {
+  const Lines files = {server_.Write("1/a", "first"), server_.Write("2/a", "second")};
+  const std::string id = Save(files);
+  support::WriteWholeFile(files[0], "newer");
+  Run run = Start("restore", With(id + " ", files, " " + server_.Path("there")));
+  EXPECT_EQ(run.exitStatus, 2);
+  EXPECT_EQ(run.result, (Lines{"#RESTORED " + id + " " + files[0], "#ERROR " + files[1]}));
+  EXPECT_EQ(server_.Read("there/a"), "first");
+
+  // The switch of such a destination is lost on the way to the mover, which must not restore in place.
+  run = Start("restore", {id + " " + files[0] + " " + server_.Path("ORA-RESTORE")});
+  EXPECT_EQ(run.exitStatus, 2);
+  EXPECT_EQ(run.result, Lines{"#ERROR " + files[0]});
+  EXPECT_EQ(support::ReadWholeFile(files[0]), "newer");
+}
+
+// Sizes beyond 32 bits. What is not read back here is a hole, which the room on the disk shows, so it is
+// zeros.
+TEST_F(Landscape, ASparseFileOfThreeGibibytesComesBack) {
+  constexpr std::uintmax_t kSize = 3ULL << 30;
+  const std::map<std::streamoff, std::string> pieces = {
+      {0, "start"}, {(5LL << 29) + 12345, "middle"}, {static_cast<std::streamoff>(kSize) - 3, "end"}};
+  const std::string file = server_.Write("d/sparse", "");
+  {
+    std::ofstream stream(file, std::ios::binary);
+    for (const auto& [place, text] : pieces) {
+      stream.seekp(place);
+      stream << text;
+    }
+  }
+  const std::string id = Save({file});
+  EXPECT_EQ(Start("restore", {id + " " + file + " " + server_.Path("back")}).result,
+            Lines{"#RESTORED " + id + " " + file});
+  EXPECT_EQ(fs::file_size(server_.Path("back/sparse")), kSize);
+  std::ifstream stream(server_.Path("back/sparse"), std::ios::binary);
+  for (const auto& [place, text] : pieces) {
+    std::string found(text.size(), '\0');
+    stream.seekg(place);
+    stream.read(found.data(), static_cast<std::streamsize>(found.size()));
+    EXPECT_EQ(found, text);
+  }
+  const Lines room = server_.Program("/usr/bin/du", {"-k", "back/sparse"});
+  EXPECT_LE(std::stol(room.front()), 3 * 1024);
+}
+
+}  // namespace
