@@ -1,5 +1,6 @@
 #include "backint/backint_back/backup_job.h"
 
+#include "backint/backint_back/backup_online.h"
 #include "backint/backint_back/execute_xfr.h"
 #include "backint/backint_func/com_interface.h"
 #include "backint/backint_func/result_line.h"
@@ -41,10 +42,16 @@ RunResult ReportItems(const ItemEntries& entries) {
   return result;
 }
 
-void TellType() {
-  if (Params().szType == "FILE_ONLINE") {
-    TRACE(2, "WARNING: type FILE_ONLINE is handled like FILE: the database is not told to switch its files.");
-  }
+RunResult RunOnline(const ItemList& items) {
+  TRACE(3, "INFO: Backuping file online....");
+  return BackupOnline(items, "");
+}
+
+RunResult RunPlain(const ItemList& items) {
+  ItemEntries entries;
+  RunResult result = ExecuteXFR(items, entries);
+  FoldResult(result, ReportItems(entries));
+  return result;
 }
 
 }  // namespace
@@ -53,10 +60,7 @@ RunResult BackupJob(const ItemList& items) {
   if (RunComInterface(ComOperation::kOpenJob) == RunResult::kFailure) {
     return ReportUnopenedJob(items);
   }
-  TellType();
-  ItemEntries entries;
-  RunResult result = ExecuteXFR(items, entries);
-  FoldResult(result, ReportItems(entries));
+  RunResult result = Params().szType == "FILE_ONLINE" ? RunOnline(items) : RunPlain(items);
   Params().nJobState = StateOf(result);
   FoldResult(result, RunComInterface(ComOperation::kCloseJob));
   Session().szSavesetShort.clear();
