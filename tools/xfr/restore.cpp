@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "backint/backint_util/path.h"
 #include "platform/data_file.h"
@@ -10,10 +11,15 @@
 #include "store/names.h"
 #include "store/saveset_reader.h"
 #include "xfr/plan.h"
+#include "xfr/replacement.h"
 
 using store::Status;
 
 namespace {
+
+// Small files are brought to the disk together, since each wait for it costs about as much as they do.
+constexpr std::size_t kMostWaiting = 64;
+constexpr std::uint64_t kMostWaitingBytes = 8 * 1024 * 1024;
 
 // Where the item goes: into the destination under its last component, or to its own place.
 std::string PlaceOf(const std::string& item, const std::string& destination) {
@@ -29,8 +35,8 @@ std::string PlaceOf(const std::string& item, const std::string& destination) {
   return WithSeparator(directory, platform::SeparatorOf(directory)) + place;
 }
 
-// The items that would overwrite another one of the request: several with the same last component, bound for
-// one directory. The first listed has the place, whether or not the saveset holds it.
+// Takes out the items that would overwrite another one of the request: several with the same last component,
+// bound for one directory. The first listed has the place, whether or not the saveset holds it.
 std::vector<std::string> TakeOutRivals(std::vector<std::string>& items, const std::string& destination) {
   std::vector<std::string> kept;
   std::vector<std::string> rivals;
@@ -45,108 +51,112 @@ std::vector<std::string> TakeOutRivals(std::vector<std::string>& items, const st
   return rivals;
 }
 
-// The new file beside the one it is to replace, gone again unless it took that one's place.
-class Replacement {
+class Restorer {
  public:
-  explicit Replacement(std::string target) : target_(std::move(target)) {}
-  Replacement(const Replacement&) = delete;
-  Replacement& operator=(const Replacement&) = delete;
-  ~Replacement() {
-    if (file_ != nullptr) {
-      file_.reset();
-      platform::RemoveFile(path_);
-    }
-  }
+  Restorer(const Request& request, store::SavesetReader& reader) : request_(request), reader_(reader) {}
 
-  Status Create() {
-    static int number = 0;
-    std::string why;
-    const std::string directory = platform::DirectoryOf(target_);
-    if (!platform::MakeDirectories(directory, platform::DirectoryAccess::kUsual, why)) {
-      return Status::Failed("its directory cannot be made: " + why);
-    }
-    path_ = directory + "/.korvo-" + std::to_string(platform::ProcessId()) + "-" + std::to_string(++number) +
-            ".tmp";
-    file_ = platform::DataFile::CreateNew(path_, why);
-    return file_ != nullptr ? Status() : Status::Failed("no file can be made in its directory: " + why);
-  }
-
-  [[nodiscard]] platform::DataFile& File() { return *file_; }
-
-  Status TakePlace(const platform::FileFacts& facts) {
-    std::string why;
-    if (!file_->SetFacts(facts) || !file_->Sync() || !file_->Close()) {
-      return Status::Failed(file_->Why());
-    }
-    if (!platform::ReplaceFile(path_, target_, why)) {
-      return Status::Failed(why);
-    }
-    file_.reset();
-    return platform::SyncDirectory(platform::DirectoryOf(target_), why) ? Status() : Status::Failed(why);
-  }
+  // Brings one item back, now or with the next `Settle`; one that the saveset does not hold is passed over.
+  void Take(const std::string& name, const std::vector<std::string>& spellings);
+  // Everything taken is in its place and on the disk, and only then reported.
+  void Settle();
+  void Fail(const std::string& place, const Status& status);
+  [[nodiscard]] bool Failed() const { return failed_; }
 
  private:
-  std::string target_;
-  std::string path_;
-  std::unique_ptr<platform::DataFile> file_;
+  struct Waiting {
+    std::string place;
+    std::vector<std::string> reports;
+    platform::FileFacts facts;
+    std::unique_ptr<Replacement> file;
+    Status status;
+  };
+  Status Copy(const store::Item& item, Waiting& waiting);
+  void SyncDirectories();
+
+  const Request& request_;
+  store::SavesetReader& reader_;
+  std::vector<Waiting> waiting_;
+  std::uint64_t waitingBytes_ = 0;
+  bool failed_ = false;
 };
 
-Status CheckTarget(const std::string& target, bool replace) {
-  switch (platform::LookUp(target).kind) {
-    case platform::PathKind::kMissing:
-      return {};
-    case platform::PathKind::kFile:
-      return replace ? Status() : Status::Failed("it exists, and option -o over is not given");
-    case platform::PathKind::kDirectory:
-      return Status::Failed("a directory stands in its place");
-    case platform::PathKind::kOther:
-      break;
-  }
-  return Status::Failed("something that is no regular file stands in its place");
+void Restorer::Fail(const std::string& place, const Status& status) {
+  ReportTrouble("cannot restore " + place + ": " + status.Message());
+  failed_ = true;
 }
 
-Status RestoreOne(const store::Item& item, const Request& request, store::SavesetReader& reader) {
-  std::string target;
-  std::string why;
-  if (!platform::FollowLinks(PlaceOf(item.name, request.destination), target, why)) {
-    return Status::Failed(why);
+Status Restorer::Copy(const store::Item& item, Waiting& waiting) {
+  if (!CanBeReported(waiting.place)) {
+    return Status::Failed("its name holds a line break or a text that this program reports with");
   }
-  if (Status checked = CheckTarget(target, request.replace); !checked) {
-    return checked;
-  }
-  Replacement replacement(target);
-  if (Status made = replacement.Create(); !made) {
+  waiting.facts = item.facts;
+  waiting.file = std::make_unique<Replacement>(PlaceOf(item.name, request_.destination));
+  if (Status made = waiting.file->Create(request_.replace); !made) {
     return made;
   }
-  if (Status copied = reader.Copy(item, replacement.File()); !copied) {
-    return copied;
-  }
-  return replacement.TakePlace(item.facts);
+  return reader_.Copy(item, waiting.file->File());
 }
 
-// False if the item could not be brought back; an item that the saveset does not hold is passed over.
-bool FindAndRestore(const std::string& name, const std::vector<std::string>& spellings,
-                    const Request& request, store::SavesetReader& reader) {
+void Restorer::Take(const std::string& name, const std::vector<std::string>& spellings) {
   std::optional<store::Item> item;
-  Status status = reader.Find(name, item);
-  if (status && !item) {
-    return true;
+  Waiting waiting;
+  waiting.place = PlaceOf(name, request_.destination);
+  for (const std::string& spelling : spellings) {
+    waiting.reports.push_back(PlaceOf(spelling, request_.destination));
   }
-  const std::string reported = PlaceOf(name, request.destination);
-  if (status && !CanBeReported(reported)) {
-    status = Status::Failed("its name holds a line break or a text that this program reports with");
+  Status status = reader_.Find(name, item);
+  if (status && !item) {
+    return;
   }
   if (status) {
-    status = RestoreOne(*item, request, reader);
+    status = Copy(*item, waiting);
   }
   if (!status) {
-    ReportTrouble("cannot restore " + reported + ": " + status.Message());
-    return false;
+    Fail(waiting.place, status);
+    return;
   }
-  for (const std::string& spelling : spellings) {
-    ReportItem(PlaceOf(spelling, request.destination));
+  waitingBytes_ += item->facts.size;
+  waiting_.push_back(std::move(waiting));
+  if (waiting_.size() >= kMostWaiting || waitingBytes_ >= kMostWaitingBytes) {
+    Settle();
   }
-  return true;
+}
+
+void Restorer::Settle() {
+  for (Waiting& waiting : waiting_) {
+    waiting.status = waiting.file->Finish(waiting.facts);
+  }
+  for (Waiting& waiting : waiting_) {
+    if (waiting.status) {
+      waiting.status = waiting.file->TakePlace();
+    }
+  }
+  SyncDirectories();
+  for (const Waiting& waiting : waiting_) {
+    if (!waiting.status) {
+      Fail(waiting.place, waiting.status);
+      continue;
+    }
+    for (const std::string& report : waiting.reports) {
+      ReportItem(report);
+    }
+  }
+  waiting_.clear();
+  waitingBytes_ = 0;
+}
+
+void Restorer::SyncDirectories() {
+  std::map<std::string, std::string> whyNot;
+  for (Waiting& waiting : waiting_) {
+    const auto [entry, isNew] = whyNot.emplace(waiting.file->Directory(), "");
+    if (isNew) {
+      std::string why;
+      entry->second = platform::SyncDirectory(entry->first, why) ? "" : why;
+    }
+    if (waiting.status && !entry->second.empty()) {
+      waiting.status = Status::Failed("its directory cannot be synchronised: " + entry->second);
+    }
+  }
 }
 
 }  // namespace
@@ -160,18 +170,15 @@ End Restore(const Request& request, store::Repository& repository) {
   if (request.items.empty()) {
     return End::kEmpty;
   }
+  Restorer restorer(request, reader);
   std::vector<std::string> items = request.items;
-  bool failed = false;
   for (const std::string& rival : TakeOutRivals(items, request.destination)) {
-    ReportTrouble("cannot restore " + rival +
-                  ": an item listed before it has the same name in the destination");
-    failed = true;
+    restorer.Fail(rival, Status::Failed("an item listed before it has the same name in the destination"));
   }
   const Plan plan = MakePlan(items);
   for (const std::string& item : plan.items) {
-    if (!FindAndRestore(item, plan.spellings.at(item), request, reader)) {
-      failed = true;
-    }
+    restorer.Take(item, plan.spellings.at(item));
   }
-  return failed ? End::kFailed : End::kGood;
+  restorer.Settle();
+  return restorer.Failed() ? End::kFailed : End::kGood;
 }
