@@ -46,6 +46,8 @@ class DataFile {
   // Times and mode, and the owner where this process may set it; of a file whose owner cannot be kept the
   // bits that lend the owner's rights are dropped.
   [[nodiscard]] bool SetFacts(const FileFacts& facts);
+  // Lets the system begin to write to the disk, without a wait: the `Sync` of several files is then quicker.
+  void BeginSync();
   // True when every byte written is on the disk.
   [[nodiscard]] bool Sync();
   [[nodiscard]] bool Close();

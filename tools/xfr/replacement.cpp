@@ -53,9 +53,16 @@ Status Replacement::Create(bool replace) {
   return {};
 }
 
-Status Replacement::Finish(const platform::FileFacts& facts) {
-  const bool done = file_->SetFacts(facts) && file_->Sync() && file_->Close();
-  return done ? Status() : Status::Failed(file_->Why());
+Status Replacement::Prepare(const platform::FileFacts& facts) {
+  if (!file_->SetFacts(facts)) {
+    return Status::Failed(file_->Why());
+  }
+  file_->BeginSync();
+  return {};
+}
+
+Status Replacement::Finish() {
+  return file_->Sync() && file_->Close() ? Status() : Status::Failed(file_->Why());
 }
 
 Status Replacement::TakePlace() {

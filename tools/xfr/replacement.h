@@ -19,8 +19,10 @@ class Replacement {
   // Makes it, empty, with the directories that are missing. `replace` allows a file in its place.
   store::Status Create(bool replace);
   [[nodiscard]] platform::DataFile& File() { return *file_; }
-  // It is whole and on the disk, and bears these times and this mode.
-  store::Status Finish(const platform::FileFacts& facts);
+  // It bears these times and this mode, and is on its way to the disk.
+  store::Status Prepare(const platform::FileFacts& facts);
+  // It is whole and on the disk.
+  store::Status Finish();
   store::Status TakePlace();
   // Whose names have to be synchronised then.
   [[nodiscard]] std::string Directory() const { return platform::DirectoryOf(target_); }

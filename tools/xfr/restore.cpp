@@ -124,7 +124,12 @@ void Restorer::Take(const std::string& name, const std::vector<std::string>& spe
 
 void Restorer::Settle() {
   for (Waiting& waiting : waiting_) {
-    waiting.status = waiting.file->Finish(waiting.facts);
+    waiting.status = waiting.file->Prepare(waiting.facts);
+  }
+  for (Waiting& waiting : waiting_) {
+    if (waiting.status) {
+      waiting.status = waiting.file->Finish();
+    }
   }
   for (Waiting& waiting : waiting_) {
     if (waiting.status) {
