@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <set>
 
 #include "server/server.h"
 #include "store/sqlite.h"
@@ -78,6 +80,15 @@ TEST(ControlTool, GivesEachSavesetANameOfItsOwnWithinTheSecond) {
   EXPECT_EQ(names[0], proposed);
   EXPECT_EQ(names[1], proposed + "_2");
   EXPECT_EQ(names[11], proposed + "_12");
+}
+
+TEST(ControlTool, ServesManyCallersAtOnceFromTheFirstMomentOn) {
+  const Server server;
+  const Lines replies = server.Program(
+      "/bin/sh", {"-c", "for i in 1 2 3 4 5 6 7 8 9 10; do \"$@\" >reply$i & done; wait; cat reply*", "sh",
+                  support::BuiltProgram("xfr_com_interface"), "-b", "open", "-C", "bk", "-v", "2"});
+  EXPECT_EQ(std::count(replies.begin(), replies.end(), "reply=OK"), 10);
+  EXPECT_EQ(std::set<std::string>(replies.begin(), replies.end()).size(), 11U);  // and ten different sessions
 }
 
 TEST(ControlTool, TellsDatabasesApart) {

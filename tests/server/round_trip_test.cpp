@@ -57,7 +57,7 @@ class Landscape : public ::testing::Test {
     const Run run = Start("backup", files);
     EXPECT_EQ(run.exitStatus, 0);
     EXPECT_EQ(run.result.size(), files.size());
-    const std::string id = run.result.empty() ? "" : run.result[0].substr(7, run.result[0].find(' ', 7) - 7);
+    std::string id = run.result.empty() ? "" : run.result[0].substr(7, run.result[0].find(' ', 7) - 7);
     ExpectLines(run.result, With("#SAVED " + id + " ", files));
     return id;
   }
@@ -163,6 +163,16 @@ TEST_F(Landscape, ALogListComesBack) {
   fs::remove_all(server_.Path("arch"));
   EXPECT_EQ(Start("restore", With("#NULL ", logs)).result, With("#RESTORED " + id + " ", logs));
   EXPECT_EQ(server_.Read("arch/one.log") + server_.Read("arch/two.log"), "firstsecond");
+}
+
+TEST_F(Landscape, ANameWithBlanksComesBackByTheSpellingThatIsShown) {
+  const std::string file = server_.Write("d/my own file.dbf", "mine");
+  const std::string shown = server_.Path("d/my%20own%20file.dbf");
+  const std::string id = Save({file});
+  EXPECT_EQ(Start("inquire", {id, "#NULL " + shown}).result, Lines(2, "#BACKUP " + id + " " + shown));
+  fs::remove(file);
+  EXPECT_EQ(Start("restore", {"#NULL " + shown}).result, Lines{"#RESTORED " + id + " " + shown});
+  EXPECT_EQ(support::ReadWholeFile(file), "mine");
 }
 
 TEST_F(Landscape, AMissingAndANeverSavedFileAreToldFromTheRest) {
