@@ -38,6 +38,19 @@ using Lines = std::vector<std::string>;
 
 Lines ReadLines(const std::string& path) {
   Lines lines;
+  const auto file = platform::TextFile::Open(path, platform::TextFile::Mode::kRead);
+  for (std::string line; file != nullptr && file->ReadLine(line, 1 << 20);) {
+    if (line.back() == '\n') {
+      line.pop_back();
+    }
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+// A script holds bytes that no text reader keeps.
+Lines ReadScript(const std::string& path) {
+  Lines lines;
   std::ifstream file(path, std::ios::binary);
   for (std::string line; std::getline(file, line);) {
     lines.push_back(line);
@@ -76,9 +89,9 @@ void TakeList(Call& call, std::string path) {
   }
   call.listLines = ReadLines(path);
   for (std::string line : call.listLines) {
-    const std::size_t first = line.find_first_not_of(" \t\r");
+    const std::size_t first = line.find_first_not_of(" \t");
     if (first != std::string::npos) {
-      call.items.push_back(line.substr(first, line.find_last_not_of(" \t\r") - first + 1));
+      call.items.push_back(line.substr(first, line.find_last_not_of(" \t") - first + 1));
     }
   }
 }
@@ -276,5 +289,5 @@ int main(int argc, char** argv) {
   Call call = Understand(Lines(argv + (argc > 0 ? 1 : 0), argv + argc));
   Record(call, script);
   static Player player(call);
-  return player.Play(FindAnswer(call, ReadLines(script)));
+  return player.Play(FindAnswer(call, ReadScript(script)));
 }
