@@ -1,5 +1,6 @@
 #include "backint/backint_back/backup.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -44,25 +45,25 @@ RunResult RunLogJob(const InputFile& input) {
 // The redo logs and control files of an ordinary list, in a job of their own ahead of the others. False if
 // the items cannot be worked through at all.
 bool RunSpecialJob(const ItemList& items, RunResult& result) {
-  std::string listPath;
-  if (SplitRedoAndControlFiles(items, listPath) == RunResult::kFailure) {
+  std::unique_ptr<OwnList> list;
+  if (SplitRedoAndControlFiles(items, list) == RunResult::kFailure) {
     TRACE(1, "ERROR: There was error on checking online redo logs in list.");
     return false;
   }
-  if (listPath.empty()) {
+  if (list == nullptr) {
     return true;
   }
-  if (platform::TextFile::Open(listPath, platform::TextFile::Mode::kRead) == nullptr) {
+  if (platform::TextFile::Open(list->Path(), platform::TextFile::Mode::kRead) == nullptr) {
     TRACE(1, "ERROR: There was error on opening new online redo log input file.");
     return false;
   }
   Params().bLogsRun = true;
-  Params().szInFile = listPath;
+  Params().szInFile = list->Path();
   TRACE(3, "INFO: ... Backuping online redo log separately ...");
   FoldResult(result, BackupJob({}));
   TRACE(3, "INFO: Finished online redo log");
-  platform::RemoveFile(listPath);
-  TRACE(3, "INFO: Deleting temporary input file:[%s].", listPath.c_str());
+  platform::RemoveFile(list->Path());
+  TRACE(3, "INFO: Deleting temporary input file:[%s].", list->Path().c_str());
   Params().bLogsRun = false;
   return true;
 }

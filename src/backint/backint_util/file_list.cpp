@@ -1,15 +1,20 @@
 #include "backint/backint_util/file_list.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "backint/backint_func/trace.h"
 #include "backint/backint_util/item_sources.h"
+#include "backint/backint_util/own_list.h"
 #include "backint/backint_util/path.h"
 #include "platform/platform.h"
 
 namespace {
 
 constexpr const char* kTraceSource = "backint_util";
+
+// Held while szFileListFile is set.
+std::unique_ptr<OwnList> g_name;
 
 std::string ListForm(const std::string& name) { return platform::IsSystemName(name) ? name : ToUnix(name); }
 
@@ -29,7 +34,11 @@ bool WriteNames(const ItemList& names) {
 }  // namespace
 
 void SetFileListPath() {
-  Session().szFileListFile = WithSeparator(Params().szSapDataHome) + "saptrace\\filelist.txt";
+  if (Session().szFileListFile.empty()) {
+    g_name.reset();
+    g_name = std::make_unique<OwnList>(OwnList::Name::kFileList);
+    Session().szFileListFile = g_name->Path();
+  }
 }
 
 RunResult WriteFileList(const ItemList& items) {
@@ -57,6 +66,7 @@ void DeleteFileList(const char* source) {
   platform::RemoveFile(path);
   TRACE_AS(source, 3, "INFO: Deleting file list file:[%s].", path.c_str());
   path.clear();
+  g_name.reset();
 }
 
 bool TakesFileList(const std::string& command, const ItemList& items) {

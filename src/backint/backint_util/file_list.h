@@ -6,7 +6,7 @@
 #include "backint/backint_list/item_list.h"
 #include "backint/run_records.h"
 
-// Sets szFileListFile.
+// Sets szFileListFile unless it is set, and claims that name until DeleteFileList.
 void SetFileListPath();
 
 // Writes one name per line with forward slashes, the lines of the input file in a log run, and traces it. A

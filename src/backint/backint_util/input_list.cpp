@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "backint/backint_func/trace.h"
 #include "backint/backint_util/path.h"
@@ -48,31 +49,32 @@ std::string LastComponent(const std::string& item) {
 class TemporaryList {
  public:
   bool Put(const std::string& item) {
-    if (file_ == nullptr) {
-      path_ = WithSeparator(Params().szSapDataHome) + "saptrace\\newinput.txt";
-      file_ = platform::TextFile::Open(path_, platform::TextFile::Mode::kCreate);
+    if (list_ == nullptr) {
+      list_ = std::make_unique<OwnList>(OwnList::Name::kNewInput);
+      file_ = platform::TextFile::Open(list_->Path(), platform::TextFile::Mode::kCreate);
     }
     if (file_ == nullptr || !file_->Write(item + "\n")) {
       return Fail();
     }
     TRACE(3, "INFO: Putting %s [%s] to separate file: [%s].",
-          IsOnlineRedoLog(item) ? "online redo log" : "control file", item.c_str(), path_.c_str());
+          IsOnlineRedoLog(item) ? "online redo log" : "control file", item.c_str(), list_->Path().c_str());
     return true;
   }
   bool Close() { return file_ == nullptr || file_->Close() || Fail(); }
-  [[nodiscard]] const std::string& Path() const { return path_; }
+  // The name it was written under; none if no item was put.
+  [[nodiscard]] std::unique_ptr<OwnList> TakeName() { return std::move(list_); }
 
  private:
   bool Fail() {
-    TRACE(1, "ERROR: Could not create temporary input file: [%s].", path_.c_str());
+    TRACE(1, "ERROR: Could not create temporary input file: [%s].", list_->Path().c_str());
     if (file_ != nullptr) {
       file_.reset();
-      platform::RemoveFile(path_);
+      platform::RemoveFile(list_->Path());
     }
     return false;
   }
 
-  std::string path_;
+  std::unique_ptr<OwnList> list_;
   std::unique_ptr<platform::TextFile> file_;
 };
 
@@ -111,19 +113,19 @@ bool IsUnsavableName(const std::string& item) {
   return platform::IsSystemName(item) && item.find('\\') != std::string::npos;
 }
 
-RunResult SplitRedoAndControlFiles(const ItemList& items, std::string& listPath) {
-  listPath.clear();
-  TemporaryList list;
+RunResult SplitRedoAndControlFiles(const ItemList& items, std::unique_ptr<OwnList>& list) {
+  list.reset();
+  TemporaryList file;
   for (const std::string& item : items) {
     const bool special = (IsOnlineRedoLog(item) || IsControlFile(item)) && !IsUnsavableName(item);
-    if (special && FileExists(item) && !list.Put(item)) {
+    if (special && FileExists(item) && !file.Put(item)) {
       return RunResult::kFailure;
     }
   }
-  if (!list.Close()) {
+  if (!file.Close()) {
     return RunResult::kFailure;
   }
-  listPath = list.Path();
+  list = file.TakeName();
   return RunResult::kSuccess;
 }
 

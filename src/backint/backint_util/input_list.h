@@ -3,9 +3,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "backint/backint_list/item_list.h"
+#include "backint/backint_util/own_list.h"
 #include "backint/run_records.h"
 
 // Traces every line of the input.
@@ -23,10 +25,10 @@ void TraceInputList(const ItemList& lines);
 // A name of this system that holds a backslash could not be told from another file's and is not saved.
 [[nodiscard]] bool IsUnsavableName(const std::string& item);
 
-// Copies the redo logs and control files that exist into the temporary list newinput.txt, whose path is then
-// in `listPath`; without any, `listPath` is empty and no file is made. A failure, which is traced, if the
-// list cannot be written to its last byte.
-RunResult SplitRedoAndControlFiles(const ItemList& items, std::string& listPath);
+// Copies the redo logs and control files that exist into the temporary list newinput.txt, whose name the
+// caller then holds; without any, `list` is null and no file is made. A failure, which is traced, if the list
+// cannot be written to its last byte.
+RunResult SplitRedoAndControlFiles(const ItemList& items, std::unique_ptr<OwnList>& list);
 
 // The size in Mb, rounded, half a Mb down; -1, which is traced, if the file cannot be looked up.
 [[nodiscard]] std::int32_t GetFileSizeMb(const std::string& item);
