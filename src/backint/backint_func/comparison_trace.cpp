@@ -63,12 +63,12 @@ void ComparisonTrace::TellSearch(const std::string& line, std::optional<std::siz
   TraceF("%l1 SuccessInfo:    Found <%s> in line <%s>", WithoutLeadingDotSlash(record).c_str(), line.c_str());
 }
 
-void ComparisonTrace::TellTaking(const std::string& path, const std::vector<ItemMatcher::Match>& matches) {
+void ComparisonTrace::TellTaking(const std::string& path) {
   if (!TraceShows(0)) {
     return;
   }
   TellReading();
-  const std::vector<ItemMatcher::Match> all = matcher_.AllMatches(matches);
+  const std::vector<ItemMatcher::Match> all = matcher_.MatchPath(path, true);
   if (!ShowsComparisons()) {
     for (const ItemMatcher::Match& match : all) {
       TellMatch(match);

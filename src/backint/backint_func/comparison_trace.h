@@ -21,7 +21,7 @@ class ComparisonTrace {
   void TellSearch(const std::string& line, std::optional<std::size_t> confirmed);
 
   // The comparison of the reported path with the items, and what it matched.
-  void TellTaking(const std::string& path, const std::vector<ItemMatcher::Match>& matches);
+  void TellTaking(const std::string& path);
 
   // Whether single comparisons are told in this job; the line in their place is written if not.
   [[nodiscard]] bool ShowsComparisons();

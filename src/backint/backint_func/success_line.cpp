@@ -38,17 +38,15 @@ bool HasZeroCount(std::string_view line) {
 
 std::string_view UpToLastBracket(std::string_view line) { return line.substr(0, line.rfind(']')); }
 
-// The earliest position behind `last` among several rising rows.
-std::optional<std::size_t> NextPosition(const std::vector<const TailIndex::Positions*>& rows,
-                                        std::optional<std::size_t> last) {
-  std::optional<std::size_t> next;
+// The first of the items in several rows of rising positions.
+std::optional<std::size_t> FirstOf(const std::vector<const TailIndex::Positions*>& rows) {
+  std::optional<std::size_t> first;
   for (const TailIndex::Positions* row : rows) {
-    const auto found = last ? std::upper_bound(row->begin(), row->end(), *last) : row->begin();
-    if (found != row->end() && (!next || *found < *next)) {
-      next = *found;
+    if (!first || row->front() < *first) {
+      first = row->front();
     }
   }
-  return next;
+  return first;
 }
 
 }  // namespace
@@ -103,33 +101,25 @@ std::string CheckForm(std::string relocated) {
 std::string CheckFormOfLine(std::string_view line) { return ToUnix(Upper(UpToLastBracket(line))); }
 
 ItemMatcher::ItemMatcher(const ItemList& names, const std::string& destination) {
+  std::unordered_map<std::string, std::size_t> lastOfForm;
   std::size_t position = 0;
   for (const std::string& name : names) {
     listForms_.push_back(platform::ToSystemForm(name));
     const std::string relocated = RelocatedName(name, destination);
-    if (platform::IsSystemName(relocated)) {
-      systemTails_.Add(relocated, position);
-      AddForTaking(relocated, position, nullptr);
+    const bool systemName = platform::IsSystemName(relocated);
+    const std::string form = systemName ? relocated : Upper(RelocatedName(listForms_.back(), destination));
+    if (systemName) {
+      systemTails_.Add(form, position);
+      systemNames_[form].push_back(position);
     } else {
       checkTails_.Add(CheckForm(relocated), position);
-      AddForTaking(Upper(RelocatedName(listForms_.back(), destination)), position, &takeTails_);
+      takeTails_.Add(form, position);
     }
+    const auto [last, isNew] = lastOfForm.try_emplace(form, position);
+    const bool repeated = !isNew && listForms_[last->second] == listForms_[position];
+    repetitions_.push_back(repeated ? repetitions_[last->second] : position);
+    last->second = position;
     ++position;
-  }
-}
-
-// A double of the spelling that its form had last is kept aside: the path would become what it is already.
-void ItemMatcher::AddForTaking(const std::string& form, std::size_t position, TailIndex* tails) {
-  const auto [last, isNew] = lastOfForm_.try_emplace(form, position);
-  if (!isNew && listForms_[last->second] == listForms_[position]) {
-    doubles_[last->second].push_back(position);
-    return;
-  }
-  last->second = position;
-  if (tails != nullptr) {
-    tails->Add(form, position);
-  } else {
-    systemNames_[form].push_back(position);
   }
 }
 
@@ -147,7 +137,7 @@ std::optional<std::size_t> ItemMatcher::FindConfirmed(const std::string& line) c
         systemTails_.FindFirstTails(std::string(UpToLastBracket(line)));
     found.insert(found.end(), more.begin(), more.end());
   }
-  return NextPosition(found, std::nullopt);
+  return FirstOf(found);
 }
 
 std::vector<const ItemMatcher::Positions*> ItemMatcher::FindCandidates(const std::string& path,
@@ -159,32 +149,34 @@ std::vector<const ItemMatcher::Positions*> ItemMatcher::FindCandidates(const std
   return exact == systemNames_.end() ? std::vector<const Positions*>() : std::vector{&exact->second};
 }
 
-std::vector<ItemMatcher::Match> ItemMatcher::MatchPath(const std::string& path) const {
-  const bool systemPath = systemNames_.contains(path);
-  std::vector<Match> matches;
-  std::vector<const Positions*> rows = FindCandidates(path, systemPath);
-  std::optional<std::size_t> last;
-  while ((last = NextPosition(rows, last))) {
-    const std::string& listForm = listForms_[*last];
-    matches.push_back({*last, listForm});
-    rows = FindCandidates(listForm, systemPath);
+// The first candidate behind `last`, but none of the name to skip.
+std::optional<std::size_t> ItemMatcher::NextMatch(const Positions& candidates,
+                                                  std::optional<std::size_t> last,
+                                                  const std::string* nameToSkip) const {
+  auto next = last ? std::upper_bound(candidates.begin(), candidates.end(), *last) : candidates.begin();
+  if (next != candidates.end() && nameToSkip != nullptr && listForms_[*next] == *nameToSkip) {
+    next = std::partition_point(
+        next, candidates.end(),
+        [this, same = repetitions_[*next]](std::size_t position) { return repetitions_[position] == same; });
   }
-  return matches;
+  return next == candidates.end() ? std::nullopt : std::optional(*next);
 }
 
-std::vector<ItemMatcher::Match> ItemMatcher::AllMatches(const std::vector<Match>& matches) const {
-  std::vector<Match> all;
-  for (std::size_t i = 0; i < matches.size(); ++i) {
-    all.push_back(matches[i]);
-    const auto doubles = doubles_.find(matches[i].position);
-    if (doubles == doubles_.end()) {
-      continue;
+std::vector<ItemMatcher::Match> ItemMatcher::MatchPath(const std::string& path, bool doublesToo) const {
+  const bool systemPath = systemNames_.contains(path);
+  std::vector<Match> matches;
+  std::string current = path;
+  for (std::optional<std::size_t> last;;) {
+    std::optional<std::size_t> next;
+    for (const Positions* candidates : FindCandidates(current, systemPath)) {
+      const std::optional<std::size_t> found = NextMatch(*candidates, last, doublesToo ? nullptr : &current);
+      next = found && (!next || *found < *next) ? found : next;
     }
-    for (const std::size_t position : doubles->second) {
-      if (i + 1 == matches.size() || position < matches[i + 1].position) {
-        all.push_back({position, matches[i].listForm});
-      }
+    if (!next) {
+      return matches;
     }
+    last = next;
+    current = listForms_[*next];
+    matches.push_back({*next, current});
   }
-  return all;
 }

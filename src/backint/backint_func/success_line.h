@@ -54,21 +54,21 @@ class ItemMatcher {
     std::string listForm;  // the item's own name; it takes the reported path's place for later items
   };
   // The items that a reported path matches, one after the other, each compared with the path as the one
-  // before left it. Empty: none does. A double that changes nothing any more is left out; `AllMatches` puts
-  // it in.
-  [[nodiscard]] std::vector<Match> MatchPath(const std::string& path) const;
-  [[nodiscard]] std::vector<Match> AllMatches(const std::vector<Match>& matches) const;
+  // before left it. Empty: none does. Items whose name the path has already change nothing and are left out
+  // unless `doublesToo` is set.
+  [[nodiscard]] std::vector<Match> MatchPath(const std::string& path, bool doublesToo = false) const;
 
  private:
   using Positions = TailIndex::Positions;
-  void AddForTaking(const std::string& form, std::size_t position, TailIndex* tails);
   [[nodiscard]] std::vector<const Positions*> FindCandidates(const std::string& path, bool systemPath) const;
+  [[nodiscard]] std::optional<std::size_t> NextMatch(const Positions& candidates,
+                                                     std::optional<std::size_t> last,
+                                                     const std::string* nameToSkip) const;
 
   std::vector<std::string> listForms_;
+  // Items that are taken by the same form and follow one another under the same name have the same number.
+  std::vector<std::size_t> repetitions_;
   std::unordered_map<std::string, Positions> systemNames_;
-  // Behind an item, the ones of the same form and spelling that follow it with no other spelling between.
-  std::unordered_map<std::size_t, Positions> doubles_;
-  std::unordered_map<std::string, std::size_t> lastOfForm_;
   TailIndex checkTails_;
   TailIndex takeTails_;
   TailIndex systemTails_;

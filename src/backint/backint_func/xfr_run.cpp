@@ -41,7 +41,7 @@ void TakeConfirmedItem(const std::string& line, XfrJob& job, ItemList& lhSuccess
   }
   TRACE(3, "INFO: File: [%s] successfully processed.", path->c_str());
   const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*path);
-  job.trace.TellTaking(*path, matches);
+  job.trace.TellTaking(*path);
   const std::string& name = matches.empty() ? *path : matches.back().listForm;
   lhSuccessResultList.Push(name);
   TRACE(3, "Push lhSuccessResultList: %s0", name.c_str());
