@@ -88,10 +88,14 @@ void ComparisonTrace::TellTaking(const std::string& path) {
   }
 }
 
-std::string ComparisonTrace::TakenRecord(std::size_t position) const {
-  return RelocatedName(platform::ToSystemForm(*items_.names.Get(position + 1)), destination_);
+std::string ComparisonTrace::TakenRecord(std::size_t position) {
+  std::string record = platform::ToSystemForm(*items_.names.Get(position + 1));
+  if (!destination_.empty()) {
+    ReallocateItem(record, destination_);
+  }
+  return record;
 }
 
-void ComparisonTrace::TellMatch(const ItemMatcher::Match& match) const {
+void ComparisonTrace::TellMatch(const ItemMatcher::Match& match) {
   TRACE(3, "4:%s<>%s", match.listForm.c_str(), Upper(TakenRecord(match.position)).c_str());
 }

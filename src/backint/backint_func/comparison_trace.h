@@ -29,8 +29,8 @@ class ComparisonTrace {
  private:
   void TellReading();
   void TellCheck(const std::string& name, const std::string& line);
-  void TellMatch(const ItemMatcher::Match& match) const;
-  [[nodiscard]] std::string TakenRecord(std::size_t position) const;
+  void TellMatch(const ItemMatcher::Match& match);
+  [[nodiscard]] std::string TakenRecord(std::size_t position);
 
   const RunItems& items_;
   const ItemMatcher& matcher_;
