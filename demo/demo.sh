@@ -19,13 +19,13 @@ fail() {
   say "WRONG: $*"
 }
 
-# The first lines of a file, and how many more there are.
+# show FILE MARK COUNT: the first lines of a file behind a mark, and how many more there are.
 show() {
-  local lines shown=${2:-3}
+  local lines
   lines=$(wc -l <"$1")
-  head -n "$shown" "$1" | sed 's/^/   | /'
-  if [ "$lines" -gt "$shown" ]; then
-    say "| ... and $((lines - shown)) more lines"
+  head -n "$3" "$1" | sed "s/^/   $2 /"
+  if [ "$lines" -gt "$3" ]; then
+    say "$2 ... and $((lines - $3)) more"
   fi
 }
 
@@ -38,10 +38,12 @@ backint_run() {
   local command=(backint -u dem -f "$1" -t file -p initDEM.utl -i "$2.in" -o "$2.out")
   local start=$EPOCHREALTIME status=0
   say "\$ ${command[*]}"
+  show "sapbackup/$2.in" "<" 2
   "${command[@]}" >console.txt 2>&1 || status=$?
-  awk -v a="$start" -v b="$EPOCHREALTIME" -v s="$status" \
-    'BEGIN { printf "   exit status %d after %.1f seconds\n", s, b - a }'
   touch "sapbackup/$2.out"
+  show "sapbackup/$2.out" ">" 3
+  awk -v a="$start" -v b="$EPOCHREALTIME" -v s="$status" \
+    'BEGIN { printf "   exit status %d after %.2f seconds\n", s, b - a }'
   if [ "$status" != 0 ]; then
     fail "the exit status should be 0; what it printed is in $home/console.txt"
   fi
@@ -100,12 +102,12 @@ TEXT
 repository=$home/repository
 compression=3
 TEXT
-  cat >environment.sh <<TEXT
-export ORACLE_SID=DEM ORACLE_HOME='$home/oracle' SAPDATA_HOME='$home/sapdata'
-export SAPBACKUP='$home/sapbackup' SAPARCH='$home/saparch'
-export BI_CALLER=BRBACKUP BI_BACKUP=FULL BI_REQUEST=NEW
-export KORVO_CONFIG='$home/korvo.ini' PATH='$bin':"\$PATH"
-TEXT
+  {
+    printf 'export ORACLE_SID=DEM BI_CALLER=BRBACKUP BI_BACKUP=FULL BI_REQUEST=NEW\n'
+    printf 'export %s=%q\n' ORACLE_HOME "$home/oracle" SAPDATA_HOME "$home/sapdata" SAPBACKUP "$home/sapbackup" \
+      SAPARCH "$home/saparch" KORVO_CONFIG "$home/korvo.ini"
+    printf 'export PATH=%q:"$PATH"\n' "$bin"
+  } >environment.sh
   . ./environment.sh
 }
 
@@ -115,7 +117,6 @@ back_up() {
   title "1. Back up $(wc -l <data.list) files ($(mebibytes data)), as BRBACKUP does"
   cp data.list sapbackup/backup.in
   backint_run backup backup
-  show sapbackup/backup.out
   expect backup SAVED "$(wc -l <data.list)"
   say "$(cut -d ' ' -f 2 sapbackup/backup.out | sort -u | wc -l) savesets, $(mebibytes repository) in the repository"
 
@@ -124,7 +125,6 @@ back_up() {
   cp "$changed" changed.copy
   echo "$changed" >sapbackup/again.in
   backint_run backup again
-  show sapbackup/again.out
   expect again SAVED 1
 }
 
@@ -132,7 +132,6 @@ back_up() {
 inquire() {
   echo "$2" >"sapbackup/$1.in"
   backint_run inquire "$1"
-  show "sapbackup/$1.out"
   expect "$1" BACKUP "$3"
 }
 
@@ -154,7 +153,6 @@ ask() {
   say "And one that was never saved:"
   echo "$id $file.never" >sapbackup/never.in
   backint_run inquire never
-  show sapbackup/never.out
   expect never NOTFOUND 1
 }
 
@@ -170,19 +168,16 @@ bring_back() {
   grep -F " $home/data/programs/" sapbackup/backup.out | cut -d ' ' -f 3- | asked_for >names
   paste -d ' ' ids names >sapbackup/byid.in
   backint_run restore byid
-  show sapbackup/byid.out
   expect byid RESTORED "$(wc -l <sapbackup/byid.in)"
 
   title "6. Bring the rest back, each from its last backup, whichever that is"
   grep -vF "$home/data/programs/" data.list | asked_for | sed 's/^/#NULL /' >sapbackup/last.in
   backint_run restore last
-  show sapbackup/last.out
   expect last RESTORED "$(wc -l <sapbackup/last.in)"
 
   title "7. Bring the programs back once more, into another directory"
-  sed "s|\$| $(asked_for <<<"$home")/elsewhere|" sapbackup/byid.in >sapbackup/elsewhere.in
+  sed 's/$/ elsewhere/' sapbackup/byid.in >sapbackup/elsewhere.in
   backint_run restore elsewhere
-  show sapbackup/elsewhere.out
   expect elsewhere RESTORED "$(wc -l <sapbackup/elsewhere.in)"
 }
 
@@ -227,6 +222,7 @@ title "Copies of real files, and a repository of their own, in build/demo"
 prepare_files
 prepare_configuration
 say "$(mebibytes data/programs) of programs, $(mebibytes data/libraries) of libraries, $(mebibytes data/documentation) of documentation"
+say "The commands below run in build/demo. Their in-files (<) and out-files (>) lie in build/demo/sapbackup."
 back_up
 ask
 lose
