@@ -67,6 +67,7 @@ std::string RandomLine(const MoverJob& job, Dice& dice) {
   if (!job.destination.empty() && !dice.OneIn(6)) {
     path = job.destination + dice.One({"\\", "/"}) + path.substr(path.find_last_of("\\/") + 1);
   }
+  path = (dice.OneIn(12) ? path : "") + path;
   path = dice.One({"", "", "", "", "Q:\\", "Q:/", "a", "/", "\\"}) +
          (dice.OneIn(2) ? path : Altered(path, dice));
   return dice.One({"-3108 Item processed successfully ", "-3108 Item processed successfully ",
@@ -95,14 +96,6 @@ MoverJob RandomJob(std::size_t items, Dice& dice) {
   return job;
 }
 
-std::string Text(const Lines& lines) {
-  std::string text;
-  for (const std::string& line : lines) {
-    text += line + '\n';
-  }
-  return text;
-}
-
 ItemList ListOf(const Lines& lines) {
   ItemList list;
   std::for_each(lines.begin(), lines.end(), [&](const std::string& line) { list.Push(line); });
@@ -124,8 +117,8 @@ class MoverLines : public RunFixture {
     Session().szXfrPath = support::BuiltProgram("platform_child");
     Session().szReplyTapeServer = '"' + directory_.File("lines") + '"';
     Session().szSavesetShort = "set";
-    support::WriteWholeFile(directory_.File("lines"), Text(job.moverLines));
-    support::WriteWholeFile(directory_.File("items"), Text(job.items));
+    support::WriteWholeFile(directory_.File("lines"), Join(job.moverLines));
+    support::WriteWholeFile(directory_.File("items"), Join(job.items));
     job.restore ? RunRestore(job) : RunBackup(job);
     trace_ = TakeTrace(Params().szTraceFile);
     // What stands in front of the run, and behind it in `ExecuteXFR`, is not the matter here.
@@ -181,8 +174,8 @@ class MoverLines : public RunFixture {
       const MoverJob job = RandomJob(items(dice), dice);
       ASSERT_TRUE(Agrees(job)) << "job " << seed << (job.restore ? " restore " : " backup ")
                                << job.destination << "\nitems\n"
-                               << Text(job.items) << "lines\n"
-                               << Text(job.moverLines);
+                               << Join(job.items) << "lines\n"
+                               << Join(job.moverLines);
     }
     // Most lines name an item of their job.
     EXPECT_GT(confirmed_, static_cast<std::size_t>(count));
