@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Plays a database's backup with real files: saves copies of them, asks what was saved, deletes the copies,
 # brings them back in three ways and compares every byte. Called by `./run demo`, which builds first.
-set -euo pipefail
+set -Eeuo pipefail
+trap 'printf "\nDEMO FAILED: it stopped in line %d of demo/demo.sh\n" "$LINENO"' ERR
 export LC_ALL=C
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 bin=$root/build/linux/bin
