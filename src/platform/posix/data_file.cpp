@@ -152,9 +152,7 @@ bool DataFile::SetFacts(const FileFacts& facts) {
   return (fchmod(handle, mode) == 0 && futimens(handle, times) == 0) || Fail();
 }
 
-void DataFile::BeginSync() {
-  (void)sync_file_range(static_cast<int>(handle_), 0, 0, SYNC_FILE_RANGE_WRITE);
-}
+void DataFile::BeginSync() { (void)sync_file_range(static_cast<int>(handle_), 0, 0, SYNC_FILE_RANGE_WRITE); }
 
 bool DataFile::Sync() { return fsync(static_cast<int>(handle_)) == 0 || Fail(); }
 
