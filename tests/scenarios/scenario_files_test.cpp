@@ -8,12 +8,14 @@
 //   parameters     lines added to the parameter file;   "parameter file" replaces it whole
 //   input          the lines of `in.lis`;   "standard input" the text on standard input
 //   tools          the tools' script
+//   peer           BRBACKUP's logs during the next run, an exchange each: "log" and lines, or "no log"
 //   run OPTIONS    with the caller's usual options in front;   "run only OPTIONS" without them
 // What is expected of it ("exit N" must follow each run):
 //   result         all lines of the output file; none if the section is not there
 //   calls          all calls of the tools;   "calls has" some of them
 //   trace          the whole trace;   "trace has" some lines in that order;   "trace lacks" texts
 //   mover trace, stdout, stderr     whole;   "stdout has" some lines of it
+//   heard          all lines that the peer found in its lists
 //   there, gone    names of files;   "file NAME" the lines of one
 // In any line {NUL}, {CR}, {TAB}, {BOM} and { } stand for a character, {N*text} for N times the text, {DIR}
 // for the scenario's directory and {/} for the system's separator.
@@ -22,10 +24,14 @@
 #include <algorithm>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <set>
+#include <thread>
 
+#include "platform/platform.h"
 #include "support/scenario.h"
+#include "support/switch_peer.h"
 
 namespace {
 
@@ -181,6 +187,18 @@ class Told : public testing::TestWithParam<ScenarioText> {
     }
   }
 
+  void MakePeer(const Lines& lines) {
+    std::vector<std::optional<std::string>> logs;
+    for (const std::string& line : lines) {
+      if (line == "log" || line == "no log") {
+        logs.emplace_back(line == "log" ? std::optional<std::string>("") : std::nullopt);
+      } else {
+        logs.back().value() += line + "\n";
+      }
+    }
+    peer_ = support::SwitchPeer(scenario_.Path("sapbackup").string(), logs);
+  }
+
   // False if the section is none that prepares a run.
   bool Prepare(const std::string& head, const Lines& lines) {
     if (head == "files") {
@@ -203,6 +221,8 @@ class Told : public testing::TestWithParam<ScenarioText> {
       standardInput_ = Join(lines);
     } else if (head == "tools") {
       scenario_.script = Join(lines);
+    } else if (head == "peer") {
+      MakePeer(lines);
     } else {
       return head == "title";
     }
@@ -215,14 +235,23 @@ class Told : public testing::TestWithParam<ScenarioText> {
     Lines arguments = only ? Lines() : Scenario::CallerOptions();
     const Lines words = Words(only ? options.substr(4) : options);
     arguments.insert(arguments.end(), words.begin(), words.end());
+    const std::jthread peer([this](const std::stop_token& end) {
+      while (!end.stop_requested() && peer_.Expected()) {
+        peer_.Act();
+        platform::SleepMilliseconds(5);
+      }
+    });
     outcome_ = std::make_unique<Outcome>(scenario_.Run(arguments, standardInput_));
   }
 
   void Expect(const std::string& word, const std::string& rest, const Lines& lines) {
-    const std::map<std::string, std::string> texts = {
-        {"result", Join(outcome_->result)}, {"calls", Join(outcome_->calls)},
-        {"trace", Join(outcome_->trace)},   {"mover", Join(outcome_->moverTrace)},
-        {"stdout", outcome_->out},          {"stderr", outcome_->err}};
+    const std::map<std::string, std::string> texts = {{"result", Join(outcome_->result)},
+                                                      {"calls", Join(outcome_->calls)},
+                                                      {"trace", Join(outcome_->trace)},
+                                                      {"mover", Join(outcome_->moverTrace)},
+                                                      {"stdout", outcome_->out},
+                                                      {"stderr", outcome_->err},
+                                                      {"heard", peer_.Heard()}};
     const auto text = texts.find(word);
     if (word == "exit") {
       exitSeen_ = true;
@@ -261,6 +290,7 @@ class Told : public testing::TestWithParam<ScenarioText> {
   }
 
   Scenario scenario_;
+  support::SwitchPeer peer_{"", {}};
   std::string standardInput_;
   std::unique_ptr<Outcome> outcome_;
   bool exitSeen_ = false;

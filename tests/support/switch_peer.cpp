@@ -15,7 +15,7 @@ SwitchPeer::SwitchPeer(std::string directory, std::vector<std::optional<std::str
 std::string SwitchPeer::File(const std::string& ending) const { return directory_ + "/.switch." + ending; }
 
 void SwitchPeer::Act() {
-  if (exchanges_ == logs_.size() || !fs::exists(File("sem"))) {
+  if (!Expected() || !fs::exists(File("sem"))) {
     return;
   }
   std::string list = ReadWholeFile(File("lis"));

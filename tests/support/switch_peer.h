@@ -16,6 +16,8 @@ class SwitchPeer {
   // the list and last the semaphore.
   void Act();
 
+  [[nodiscard]] bool Expected() const { return exchanges_ < logs_.size(); }
+
   // The lists that it read, one behind the other, each line ended by a line feed.
   [[nodiscard]] const std::string& Heard() const { return heard_; }
 
