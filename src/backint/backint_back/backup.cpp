@@ -95,11 +95,15 @@ bool IsRefused(const std::string& item) {
     TRACE(1, "ERROR: a root directory cannot be backed up: %s.", item.c_str());
     return true;
   }
-  if (IsDirectory(item)) {
-    TRACE(1, "ERROR: a directory cannot be backed up: %s.", item.c_str());
-    return true;
-  }
   return false;
+}
+
+void RunDirectoryJob(const std::string& item, RunResult& result) {
+  Params().bDirItem = true;
+  const RunResult jobResult = BackupJob({item});
+  FoldResult(result, jobResult);
+  TRACE(3, "INFO: ....Backuping finished with code :%d.\n", NumberOf(jobResult));
+  Params().bDirItem = false;
 }
 
 void TakeFile(const std::string& item, std::vector<FileRecord>& files) {
@@ -107,21 +111,28 @@ void TakeFile(const std::string& item, std::vector<FileRecord>& files) {
   files.push_back({item, size < 0 ? 0 : size});
 }
 
-// Sorts out what is reported at once; the others are files that wait for their saveset.
-std::vector<FileRecord> CollectFiles(const ItemList& items, RunResult& result) {
+// One item of an ordinary list: reported at once, saved at once as a directory, or put to the files that wait
+// for their saveset.
+void HandleItem(const std::string& item, std::vector<FileRecord>& files, RunResult& result) {
+  if (!IsUnsavableName(item) && !FileExists(item)) {
+    TRACE(2, "WARNING: item from input file does not exist: %s.", item.c_str());
+    ReportRefusedItem(item);
+  } else if (IsRefused(item)) {
+    ReportRefusedItem(item);
+    FoldResult(result, RunResult::kFailure);
+  } else if (IsDirectory(item)) {
+    RunDirectoryJob(item, result);
+  } else {
+    TakeFile(item, files);
+  }
+}
+
+// Works through the items; what is left is the files.
+std::vector<FileRecord> HandleItems(const ItemList& items, RunResult& result) {
   std::vector<FileRecord> files;
   for (const std::string& item : items) {
-    if (!IsUnsavableName(item) && BelongsToSpecialJob(item)) {
-      continue;
-    }
-    if (!IsUnsavableName(item) && !FileExists(item)) {
-      TRACE(2, "WARNING: item from input file does not exist: %s.", item.c_str());
-      ReportRefusedItem(item);
-    } else if (IsRefused(item)) {
-      ReportRefusedItem(item);
-      FoldResult(result, RunResult::kFailure);
-    } else {
-      TakeFile(item, files);
+    if (IsUnsavableName(item) || !BelongsToSpecialJob(item)) {
+      HandleItem(item, files, result);
     }
   }
   return files;
@@ -155,7 +166,7 @@ RunResult RunJobs(const InputFile& input) {
   if (!RunSpecialJob(input.lines, result)) {
     return RunResult::kFailure;
   }
-  RunSavesetJobs(CollectFiles(input.lines, result), result);
+  RunSavesetJobs(HandleItems(input.lines, result), result);
   return result;
 }
 

@@ -2,6 +2,7 @@
 
 #include "backint/backint_back/backup_online.h"
 #include "backint/backint_back/execute_xfr.h"
+#include "backint/backint_back/first_level.h"
 #include "backint/backint_func/com_interface.h"
 #include "backint/backint_func/result_line.h"
 #include "backint/backint_func/trace.h"
@@ -42,16 +43,38 @@ RunResult ReportItems(const ItemEntries& entries) {
   return result;
 }
 
-RunResult RunOnline(const ItemList& items) {
-  TRACE(3, "INFO: Backuping file online....");
-  return BackupOnline(items, "");
-}
-
-RunResult RunPlain(const ItemList& items) {
+// Has the mover save the items and reports them: each by itself, or, if `szDirName` is not empty, as that one
+// directory.
+RunResult SaveItems(const ItemList& items, const std::string& szDirName) {
+  if (Params().szType == "FILE_ONLINE") {
+    TRACE(3, "INFO: Backuping file online....");
+    return BackupOnline(items, szDirName);
+  }
   ItemEntries entries;
   RunResult result = ExecuteXFR(items, entries);
-  FoldResult(result, ReportItems(entries));
+  if (szDirName.empty()) {
+    FoldResult(result, ReportItems(entries));
+  } else {
+    FoldResult(result, WriteBackupResult(szDirName, static_cast<ItemStatus>(NumberOf(result))));
+  }
   return result;
+}
+
+RunResult SaveFirstLevel(const std::string& szDirName, FirstLevel& firstLevel) {
+  const ItemList entries = firstLevel.Expand(szDirName);
+  if (entries.Empty()) {
+    static_cast<void>(WriteBackupResult(szDirName, ItemStatus::kFailed));
+    return RunResult::kFailure;
+  }
+  return SaveItems(entries, szDirName);
+}
+
+RunResult SaveJob(const ItemList& items, FirstLevel& firstLevel) {
+  if (!Params().bDirItem) {
+    return SaveItems(items, "");
+  }
+  const std::string& szDirName = *items.Get(1);
+  return Params().bDirectoryXfrUse ? SaveItems(items, szDirName) : SaveFirstLevel(szDirName, firstLevel);
 }
 
 }  // namespace
@@ -60,8 +83,10 @@ RunResult BackupJob(const ItemList& items) {
   if (RunComInterface(ComOperation::kOpenJob) == RunResult::kFailure) {
     return ReportUnopenedJob(items);
   }
-  RunResult result = Params().szType == "FILE_ONLINE" ? RunOnline(items) : RunPlain(items);
+  FirstLevel firstLevel;
+  RunResult result = SaveJob(items, firstLevel);
   Params().nJobState = StateOf(result);
+  firstLevel.DeleteMarkers();
   FoldResult(result, RunComInterface(ComOperation::kCloseJob));
   Session().szSavesetShort.clear();
   Session().szSavesetName.clear();

@@ -4,5 +4,7 @@
 #include "backint/backint_list/item_list.h"
 #include "backint/run_records.h"
 
-// Saves the items, or the lines of the input file in a log run, and writes one result line for each.
+// Saves the items, or the lines of the input file in a log run, and writes one result line for each. With
+// bDirItem set the one item is a directory: what lies directly in it is saved, or all of it by a mover that
+// walks directories itself.
 RunResult BackupJob(const ItemList& items);

@@ -11,6 +11,11 @@ namespace {
 constexpr const char* kTraceSource = "backint_func";
 constexpr std::size_t kMostComparedItems = 250;
 
+std::string SearchedRecord(const std::string& relocated, bool directories) {
+  const bool isDirectory = directories && IsDirectory(relocated);
+  return WithoutLeadingDotSlash(isDirectory ? relocated + platform::SeparatorOf(relocated) : relocated);
+}
+
 }  // namespace
 
 bool ComparisonTrace::ShowsComparisons() {
@@ -30,19 +35,20 @@ void ComparisonTrace::TellReading() {
   }
 }
 
-void ComparisonTrace::TellCheck(const std::string& name, const std::string& line) {
+// The item as the line is searched for it.
+std::string ComparisonTrace::TellRecord(const std::string& name, bool directories) {
   TraceF("%l1 Item from list: [%s]", name.c_str());
-  std::string relocated = name;
+  std::string record = name;
   if (!destination_.empty()) {
     TraceF("%l0 Re-allocate file: <%s>dir: <%s>", name.c_str(), destination_.c_str());
-    ReallocateItem(relocated, destination_);
-    TraceF("%l0 IsSuccessInfoLine: reallocated [%s]", relocated.c_str());
+    ReallocateItem(record, destination_);
+    TraceF("%l0 IsSuccessInfoLine: reallocated [%s]", record.c_str());
   }
-  TraceF("%l1 SuccessInfo:    Check <%s> in line <%s> ...", CheckForm(relocated).c_str(),
-         CheckFormOfLine(line).c_str());
+  return SearchedRecord(record, directories);
 }
 
-void ComparisonTrace::TellSearch(const std::string& line, std::optional<std::size_t> confirmed) {
+void ComparisonTrace::TellSearch(const std::string& line, bool directories,
+                                 std::optional<std::size_t> confirmed) {
   if (!TraceShows(0)) {
     return;
   }
@@ -52,15 +58,18 @@ void ComparisonTrace::TellSearch(const std::string& line, std::optional<std::siz
   const std::size_t compared = confirmed ? *confirmed + 1 : items_.names.Count();
   if (compared > 0 && ShowsComparisons()) {
     for (std::size_t position = 1; position <= compared; ++position) {
-      TellCheck(*items_.names.Get(position), line);
+      const std::string record = TellRecord(*items_.names.Get(position), directories);
+      TraceF("%l1 SuccessInfo:    Check <%s> in line <%s> ...", CheckForm(record).c_str(),
+             CheckFormOfLine(line).c_str());
     }
   }
   if (!confirmed) {
     TraceF("%l1 IsSuccessInfoLine: Didn't find item in line [%s]", line.c_str());
     return;
   }
-  const std::string record = RelocatedName(*items_.names.Get(*confirmed + 1), destination_);
-  TraceF("%l1 SuccessInfo:    Found <%s> in line <%s>", WithoutLeadingDotSlash(record).c_str(), line.c_str());
+  const std::string relocated = RelocatedName(*items_.names.Get(*confirmed + 1), destination_);
+  TraceF("%l1 SuccessInfo:    Found <%s> in line <%s>", SearchedRecord(relocated, directories).c_str(),
+         line.c_str());
 }
 
 void ComparisonTrace::TellTaking(const std::string& path) {
@@ -85,6 +94,19 @@ void ComparisonTrace::TellTaking(const std::string& path) {
       current = match->listForm;
       ++match;
     }
+  }
+}
+
+void ComparisonTrace::TellDirectoryTaking(const std::string& path) {
+  if (!TraceShows(0) || items_.names.Empty()) {
+    return;
+  }
+  const std::string record = TakenRecord(0);
+  TraceF("Check file from input list: %s", items_.names.Get(1)->c_str());
+  TraceF("%l1 Compare XFR = LIST: %s == %s", path.c_str(), record.c_str());
+  TraceF("%l1 Directory restore: %s", Upper(path).c_str());
+  for (const ItemMatcher::Match& match : matcher_.MatchPath(path)) {
+    TraceF("%l1 File restored found in input list:%s == %s", match.listForm.c_str(), Upper(record).c_str());
   }
 }
 

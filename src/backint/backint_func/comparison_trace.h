@@ -17,18 +17,21 @@ class ComparisonTrace {
   ComparisonTrace(const RunItems& items, const ItemMatcher& matcher, std::string destination)
       : items_(items), matcher_(matcher), destination_(std::move(destination)) {}
 
-  // The search of an item line for the item that it confirms.
-  void TellSearch(const std::string& line, std::optional<std::size_t> confirmed);
+  // The search of an item line for the item that it confirms; `directories` as the search had it.
+  void TellSearch(const std::string& line, bool directories, std::optional<std::size_t> confirmed);
 
   // The comparison of the reported path with the items, and what it matched.
   void TellTaking(const std::string& path);
+
+  // The same in the restore of a directory, whose one item the path names or not.
+  void TellDirectoryTaking(const std::string& path);
 
   // Whether single comparisons are told in this job; the line in their place is written if not.
   [[nodiscard]] bool ShowsComparisons();
 
  private:
   void TellReading();
-  void TellCheck(const std::string& name, const std::string& line);
+  std::string TellRecord(const std::string& name, bool directories);
   void TellMatch(const ItemMatcher::Match& match);
   [[nodiscard]] std::string TakenRecord(std::size_t position);
 

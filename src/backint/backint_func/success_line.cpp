@@ -94,9 +94,7 @@ std::string WithoutLeadingDotSlash(std::string name) {
   return name;
 }
 
-std::string CheckForm(std::string relocated) {
-  return ToUnix(Upper(WithoutLeadingDotSlash(std::move(relocated))));
-}
+std::string CheckForm(std::string_view name) { return ToUnix(Upper(name)); }
 
 std::string CheckFormOfLine(std::string_view line) { return ToUnix(Upper(UpToLastBracket(line))); }
 
@@ -105,14 +103,14 @@ ItemMatcher::ItemMatcher(const ItemList& names, const std::string& destination) 
   std::size_t position = 0;
   for (const std::string& name : names) {
     listForms_.push_back(platform::ToSystemForm(name));
-    const std::string relocated = RelocatedName(name, destination);
+    const std::string& relocated = relocated_.emplace_back(RelocatedName(name, destination));
     const bool systemName = platform::IsSystemName(relocated);
     const std::string form = systemName ? relocated : Upper(RelocatedName(listForms_.back(), destination));
     if (systemName) {
       systemTails_.Add(form, position);
       systemNames_[form].push_back(position);
     } else {
-      checkTails_.Add(CheckForm(relocated), position);
+      checkTails_.Add(CheckForm(WithoutLeadingDotSlash(relocated)), position);
       takeTails_.Add(form, position);
     }
     const auto [last, isNew] = lastOfForm.try_emplace(form, position);
@@ -123,30 +121,50 @@ ItemMatcher::ItemMatcher(const ItemList& names, const std::string& destination) 
   }
 }
 
-std::optional<std::size_t> ItemMatcher::FindConfirmed(const std::string& line) const {
-  const std::optional<std::string> path = ReportedPath(line);
-  if (path) {
-    const auto exact = systemNames_.find(*path);
-    if (exact != systemNames_.end()) {
-      return exact->second.front();
-    }
-  }
-  std::vector<const Positions*> found = checkTails_.FindFirstTails(CheckFormOfLine(line));
-  if (!path) {
-    const std::vector<const Positions*> more =
-        systemTails_.FindFirstTails(std::string(UpToLastBracket(line)));
-    found.insert(found.end(), more.begin(), more.end());
-  }
-  return FirstOf(found);
+std::optional<std::size_t> ItemMatcher::FindConfirmed(const std::string& line, bool directories) const {
+  return directories ? FindDirectoryOrFile(line) : FirstOf(FindConfirming(line, ""));
 }
 
-std::vector<const ItemMatcher::Positions*> ItemMatcher::FindCandidates(const std::string& path,
-                                                                       bool systemPath) const {
+// The items that an item line names with `separator` behind them.
+ItemMatcher::Rows ItemMatcher::FindConfirming(const std::string& line, std::string_view separator) const {
+  const std::optional<std::string> path = ReportedPath(line);
+  if (path && path->ends_with(separator)) {
+    const auto exact = systemNames_.find(path->substr(0, path->size() - separator.size()));
+    if (exact != systemNames_.end()) {
+      return {&exact->second};
+    }
+  }
+  Rows found = checkTails_.FindFirstTails(CheckFormOfLine(line), separator);
+  if (!path) {
+    const Rows more = systemTails_.FindFirstTails(std::string(UpToLastBracket(line)), separator);
+    found.insert(found.end(), more.begin(), more.end());
+  }
+  return found;
+}
+
+// What kind of thing an item is, is looked up for those alone that the line could confirm.
+std::optional<std::size_t> ItemMatcher::FindDirectoryOrFile(const std::string& line) const {
+  std::optional<std::size_t> first;
+  const auto search = [&](const Rows& rows, bool wantsDirectory) {
+    for (const Positions* row : rows) {
+      for (const std::size_t position : *row) {
+        if ((!first || position < *first) && IsDirectory(relocated_[position]) == wantsDirectory) {
+          first = position;
+        }
+      }
+    }
+  };
+  search(FindConfirming(line, ""), false);
+  search(FindConfirming(line, "/"), true);
+  return first;
+}
+
+ItemMatcher::Rows ItemMatcher::FindCandidates(const std::string& path, bool systemPath) const {
   if (!systemPath) {
     return takeTails_.FindFirstTails(Upper(path));
   }
   const auto exact = systemNames_.find(path);
-  return exact == systemNames_.end() ? std::vector<const Positions*>() : std::vector{&exact->second};
+  return exact == systemNames_.end() ? Rows() : Rows{&exact->second};
 }
 
 // The first candidate behind `last`, but none of the name to skip.

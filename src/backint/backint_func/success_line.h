@@ -33,7 +33,7 @@ inline constexpr int kNothingProcessed = -3052;
 // The forms of an item's name that the comparisons work on. `destination` is empty without one.
 [[nodiscard]] std::string RelocatedName(const std::string& name, const std::string& destination);
 [[nodiscard]] std::string WithoutLeadingDotSlash(std::string name);
-[[nodiscard]] std::string CheckForm(std::string relocated);  // that, in capitals and with forward slashes
+[[nodiscard]] std::string CheckForm(std::string_view name);  // in capitals, with forward slashes
 [[nodiscard]] std::string CheckFormOfLine(std::string_view line);
 
 // Looks up the items of a run in the lines of the mover; the work per line does not grow with their number.
@@ -46,8 +46,10 @@ class ItemMatcher {
   // Positions count from 0. `destination` is empty without one.
   ItemMatcher(const ItemList& names, const std::string& destination);
 
-  // The first item that an item line confirms.
-  [[nodiscard]] std::optional<std::size_t> FindConfirmed(const std::string& line) const;
+  // The first item that an item line confirms. With `directories` set (the run is about a directory) an item
+  // that is a directory on this machine is confirmed only with a separator behind its name.
+  [[nodiscard]] std::optional<std::size_t> FindConfirmed(const std::string& line,
+                                                         bool directories = false) const;
 
   struct Match {
     std::size_t position;
@@ -58,14 +60,21 @@ class ItemMatcher {
   // unless `doublesToo` is set.
   [[nodiscard]] std::vector<Match> MatchPath(const std::string& path, bool doublesToo = false) const;
 
+  // An item's own name, with the separators of its kind.
+  [[nodiscard]] const std::string& ListForm(std::size_t position) const { return listForms_[position]; }
+
  private:
   using Positions = TailIndex::Positions;
-  [[nodiscard]] std::vector<const Positions*> FindCandidates(const std::string& path, bool systemPath) const;
+  using Rows = std::vector<const Positions*>;
+  [[nodiscard]] Rows FindConfirming(const std::string& line, std::string_view separator) const;
+  [[nodiscard]] std::optional<std::size_t> FindDirectoryOrFile(const std::string& line) const;
+  [[nodiscard]] Rows FindCandidates(const std::string& path, bool systemPath) const;
   [[nodiscard]] std::optional<std::size_t> NextMatch(const Positions& candidates,
                                                      std::optional<std::size_t> last,
                                                      const std::string* nameToSkip) const;
 
   std::vector<std::string> listForms_;
+  std::vector<std::string> relocated_;  // where the run puts the items
   // Items that are taken by the same form and follow one another under the same name have the same number.
   std::vector<std::size_t> repetitions_;
   std::unordered_map<std::string, Positions> systemNames_;

@@ -134,9 +134,13 @@ TraceBatch::TraceBatch() { ++openBatches; }
 
 TraceBatch::~TraceBatch() {
   if (--openBatches == 0) {
-    WriteWaiting(Params().szXfrTraceFile, waitingXfrTrace);
-    WriteWaiting(Params().szTraceFile, waitingTrace);
+    WriteOut();
   }
+}
+
+void TraceBatch::WriteOut() {
+  WriteWaiting(Params().szXfrTraceFile, waitingXfrTrace);
+  WriteWaiting(Params().szTraceFile, waitingTrace);
 }
 
 void SetTraceFileName(std::string& field) { SetName(field, field == "backint" ? "backint" : "xfr"); }

@@ -56,6 +56,9 @@ class TraceBatch {
   TraceBatch(const TraceBatch&) = delete;
   TraceBatch& operator=(const TraceBatch&) = delete;
   ~TraceBatch();
+
+  // Writes what was gathered so far; before something that can be observed from outside.
+  static void WriteOut();
 };
 
 // Turn a bare trace-file name of BackintParams into its path under SAPDATA_HOME and tell it on standard

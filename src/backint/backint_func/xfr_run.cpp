@@ -1,10 +1,12 @@
 #include "backint/backint_func/xfr_run.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <optional>
 
 #include "backint/backint_func/trace.h"
+#include "backint/backint_util/dir_marker.h"
 #include "backint/backint_util/path.h"
 #include "backint/backint_util/text.h"
 #include "platform/platform.h"
@@ -32,19 +34,78 @@ std::unique_ptr<platform::ToolStream> SpawnXfr(const std::string& command) {
   return nullptr;
 }
 
+// What a line confirms: an item of the run, by its position.
+struct Confirmed {
+  std::size_t position = 0;
+  std::optional<std::string> path;  // as the line names it
+};
+
+// An entry names a directory without the separator at its end.
+std::string EntryName(std::string name) {
+  if (Params().bDirItem && EndsWithChar(name, platform::SeparatorOf(name))) {
+    name.pop_back();
+  }
+  return name;
+}
+
+// A directory restore reports its one item, once, however many lines name it.
+void PushRestoredDirectory(const std::string& name, ItemList& lhSuccessResultList) {
+  TraceF("%l1 File restored found in input list. Add it output list: %s0", name.c_str());
+  if (!lhSuccessResultList.Contains(name)) {
+    lhSuccessResultList.Push(name);
+  }
+  TraceF("%l1 Push lhSuccessResultList restore: %s0", name.c_str());
+}
+
+// A marker file is no file of the user's: it goes again as soon as it has come back.
+void DropMarker(const std::string& path) {
+  constexpr std::uint32_t kMoverLetsGo = 1000;
+  if (Upper(path).ends_with(Upper(kMarkerName))) {
+    TraceBatch::WriteOut();
+    platform::SleepMilliseconds(kMoverLetsGo);
+    DeleteDirMarker(path);
+  }
+}
+
+void TakeRestoredDirectory(const Confirmed& confirmed, XfrJob& job, ItemList& lhSuccessResultList) {
+  if (!confirmed.path) {
+    PushRestoredDirectory(EntryName(job.matcher.ListForm(confirmed.position)), lhSuccessResultList);
+    return;
+  }
+  const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*confirmed.path);
+  job.trace.TellDirectoryTaking(*confirmed.path);
+  DropMarker(*confirmed.path);
+  if (matches.empty()) {
+    TraceF("%l1 File restored but not in input list: %s0", EntryName(*confirmed.path).c_str());
+  } else {
+    PushRestoredDirectory(EntryName(matches.back().listForm), lhSuccessResultList);
+  }
+}
+
 // The name under which an item is confirmed: the last one that matches decides.
-void TakeConfirmedItem(const std::string& line, XfrJob& job, ItemList& lhSuccessResultList) {
-  const std::optional<std::string> path = ReportedPath(line);
-  if (!path) {
+void TakeItem(const Confirmed& confirmed, XfrJob& job, ItemList& lhSuccessResultList) {
+  const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*confirmed.path);
+  job.trace.TellTaking(*confirmed.path);
+  const std::string name = EntryName(matches.empty() ? *confirmed.path : matches.back().listForm);
+  lhSuccessResultList.Push(name);
+  TRACE(3, "Push lhSuccessResultList: %s0", name.c_str());
+}
+
+void TakeConfirmedItem(const std::string& line, const Confirmed& confirmed, XfrJob& job,
+                       ItemList& lhSuccessResultList) {
+  const bool directoryRestore = Params().szFunction == "RESTORE" && Params().bDirItem;
+  if (!confirmed.path && !directoryRestore) {
     TRACE(2, "WARNING: Cannot read item from XFR line: [%s]", line.c_str());
     return;
   }
-  TRACE(3, "INFO: File: [%s] successfully processed.", path->c_str());
-  const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*path);
-  job.trace.TellTaking(*path);
-  const std::string& name = matches.empty() ? *path : matches.back().listForm;
-  lhSuccessResultList.Push(name);
-  TRACE(3, "Push lhSuccessResultList: %s0", name.c_str());
+  if (confirmed.path) {
+    TRACE(3, "INFO: File: [%s] successfully processed.", confirmed.path->c_str());
+  }
+  if (directoryRestore) {
+    TakeRestoredDirectory(confirmed, job, lhSuccessResultList);
+  } else {
+    TakeItem(confirmed, job, lhSuccessResultList);
+  }
 }
 
 // "SEGMENT", one separator and a number of four characters: the number goes to the trace.
@@ -59,14 +120,22 @@ void TraceSegment(const std::string& line) {
   TRACE(3, "INFO: SEGMENT NUMBER: %s", cut.substr(cut.size() - kNumber).c_str());
 }
 
-// Whether the line confirms an item of the run.
-bool ConfirmsItem(const std::string& line, XfrJob& job) {
-  if (!IsItemLine(line)) {
-    return false;
+// A directory that the mover has made since the restore started counts as one from here on.
+void LookForRestoredDirectory(const ItemList& names) {
+  if (Params().szFunction == "RESTORE" && !Params().bDirItem && names.Count() == 1) {
+    Params().bDirItem = IsDirectory(*names.Get(1));
   }
-  const std::optional<std::size_t> confirmed = job.matcher.FindConfirmed(line);
-  job.trace.TellSearch(line, confirmed);
-  return confirmed.has_value();
+}
+
+std::optional<Confirmed> FindConfirmed(const std::string& line, XfrJob& job) {
+  if (!IsItemLine(line)) {
+    return std::nullopt;
+  }
+  const bool directories = Params().bDirItem;
+  const std::optional<std::size_t> position = job.matcher.FindConfirmed(line, directories);
+  job.trace.TellSearch(line, directories, position);
+  LookForRestoredDirectory(job.items.names);
+  return position ? std::optional<Confirmed>({*position, ReportedPath(line)}) : std::nullopt;
 }
 
 void HandleLine(std::string line, XfrJob& job, int& lastCode, ItemList& lhSuccessResultList) {
@@ -75,7 +144,7 @@ void HandleLine(std::string line, XfrJob& job, int& lastCode, ItemList& lhSucces
   StripNewline(line);
   WriteXfrTrace(kTraceSource, __LINE__, line);
   TRACE(3, "xfr: [%s]", line.c_str());
-  const bool found = ConfirmsItem(line, job);
+  const std::optional<Confirmed> confirmed = FindConfirmed(line, job);
   const int code = StatusCode(line);
   if (code != kNoCode) {
     lastCode = lastCode == kCannotWrite ? lastCode : code;
@@ -83,9 +152,9 @@ void HandleLine(std::string line, XfrJob& job, int& lastCode, ItemList& lhSucces
     StripNewline(line);
     TRACE(3, "INFO: XFR Message Line: ===[%s]===. ", line.c_str());
   }
-  TRACE(3, "Item found: [%d]", found ? 1 : 0);
-  if (found) {
-    TakeConfirmedItem(line, job, lhSuccessResultList);
+  TRACE(3, "Item found: [%d]", confirmed ? 1 : 0);
+  if (confirmed) {
+    TakeConfirmedItem(line, *confirmed, job, lhSuccessResultList);
   }
   TraceSegment(line);
 }

@@ -33,16 +33,12 @@ RunResult ReportAll(const ItemList& files, ItemStatus status) {
 }
 
 // Whether the job cannot be handed over at all; that is told.
-bool IsRefused(const ItemList& files, const std::string& destination) {
-  if (destination.find_first_of("\t\"") != std::string::npos) {
-    TRACE(1, "ERROR: destination directory cannot be handed over: %s.", destination.c_str());
-    return true;
+bool IsRefused(const std::string& destination) {
+  if (destination.find_first_of("\t\"") == std::string::npos) {
+    return false;
   }
-  if (files.Count() == 1 && IsDirectory(*files.Get(1))) {
-    TRACE(1, "ERROR: a directory cannot be restored: %s.", files.Get(1)->c_str());
-    return true;
-  }
-  return false;
+  TRACE(1, "ERROR: destination directory cannot be handed over: %s.", destination.c_str());
+  return true;
 }
 
 void TellFiles(const ItemList& files) {
@@ -63,20 +59,37 @@ ItemList WithForwardSlashes(const ItemList& files) {
   return names;
 }
 
+// The directory that an item lies in, or the item itself if its name has no separator.
+std::string ParentOf(const std::string& item) {
+  const std::string name = platform::ToSystemForm(item);
+  return name.substr(0, platform::LastSeparator(name));
+}
+
+std::string DestinationText(const std::string& destination, const ItemList& names) {
+  if (destination.empty()) {
+    return "";
+  }
+  if (destination.find("-R") != std::string::npos) {
+    return destination + " ";
+  }
+  if (Params().bDirItem) {
+    return "-R " + ToUnix(ParentOf(*names.Get(1))) + ":" + ToUnix(destination) + " ";
+  }
+  return "-R " + destination + " -o plain ";
+}
+
 // Brings the reply's values and the destination into the form of the command; gives the destination's text.
 std::string PrepareFields(const ItemList& names, std::string destination) {
   SessionData& session = Session();
   session.szItem = JoinItems(names);
+  Params().bDirItem = names.Count() == 1 && IsDirectory(*names.Get(1));
   ToSwitchForm(session.szDrive, "-d");
   ToSwitchForm(session.szJobName, "-j");
   ToSwitchForm(session.szTape, "-t");
   ToSwitchForm(session.szSegment, "-n");
   Params().bRestoreDest = !IsEmptyLine(destination);
   Params().szRestoreDir = destination;
-  if (destination.empty()) {
-    return "";
-  }
-  return destination.find("-R") == std::string::npos ? "-R " + destination + " -o plain " : destination + " ";
+  return DestinationText(destination, names);
 }
 
 // `source` is what stands behind the mover's trace level: the files, or "-f" and the list.
@@ -151,7 +164,7 @@ void NameSaveset(const std::string& backupId) {
 }  // namespace
 
 RunResult RestoreJob(const std::string& backupId, const ItemList& files, const std::string& destination) {
-  if (IsRefused(files, destination)) {
+  if (IsRefused(destination)) {
     return ReportAll(files, ItemStatus::kFailed);
   }
   TellFiles(files);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -17,12 +18,14 @@ class TailIndex {
 
   // Every text that `text` ends in.
   [[nodiscard]] std::vector<const Positions*> FindTails(const std::string& text) const;
-  // Only those whose first occurrence in `text` is that at its end.
-  [[nodiscard]] std::vector<const Positions*> FindFirstTails(const std::string& text) const;
+  // Every text that `text` ends in with `suffix` behind it, if the two together occur there for the first
+  // time.
+  [[nodiscard]] std::vector<const Positions*> FindFirstTails(const std::string& text,
+                                                             std::string_view suffix = "") const;
 
  private:
   template <typename Accepts>
-  [[nodiscard]] std::vector<const Positions*> Find(const std::string& text, const Accepts& accepts) const;
+  [[nodiscard]] std::vector<const Positions*> Find(std::string_view text, const Accepts& accepts) const;
 
   std::unordered_map<std::string, Positions> positions_;
   std::vector<std::size_t> lengths_;  // distinct, rising
