@@ -16,9 +16,9 @@
 //   trace          the whole trace;   "trace has" some lines in that order;   "trace lacks" texts
 //   mover trace, stdout, stderr     whole;   "stdout has" some lines of it
 //   heard          all lines that the peer found in its lists
-//   there, gone    names of files;   "file NAME" the lines of one
-// In any line {NUL}, {CR}, {TAB}, {BOM} and { } stand for a character, {N*text} for N times the text, {DIR}
-// for the scenario's directory and {/} for the system's separator.
+//   there, gone    names of files;   "file NAME" the lines of one;   "folder NAME" the names in one
+// In any line {NUL}, {CR}, {TAB}, {SUB}, {BOM} and { } stand for a character, {N*text} for N times the text,
+// {DIR} for the scenario's directory and {/} for the system's separator.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,7 +26,6 @@
 #include <memory>
 #include <optional>
 #include <ostream>
-#include <set>
 #include <thread>
 
 #include "platform/platform.h"
@@ -156,6 +155,7 @@ class Told : public testing::TestWithParam<ScenarioText> {
         {"NUL", std::string(1, '\0')},
         {"CR", "\r"},
         {"TAB", "\t"},
+        {"SUB", "\x1A"},
         {"BOM", "\xEF\xBB\xBF"},
         {" ", " "},
         {"DIR", scenario_.Directory()},
@@ -261,7 +261,14 @@ class Told : public testing::TestWithParam<ScenarioText> {
         EXPECT_EQ(fs::exists(scenario_.Path(line)), word == "there") << line;
       }
     } else if (word == "file") {
-      EXPECT_EQ(Join(scenario_.ReadLines(rest)), Join(lines)) << rest;
+      EXPECT_EQ(Join(scenario_.ReadText(rest)), Join(lines)) << rest;
+    } else if (word == "folder") {
+      Lines names;
+      for (const auto& entry : fs::directory_iterator(scenario_.Path(rest))) {
+        names.push_back(entry.path().filename().string());
+      }
+      std::sort(names.begin(), names.end());
+      EXPECT_EQ(Join(names), Join(lines)) << rest;
     } else if (text == texts.end()) {
       ADD_FAILURE() << "unknown section: " << word;
     } else if (rest == "has") {

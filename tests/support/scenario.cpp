@@ -18,6 +18,16 @@ Lines SplitLines(const std::string& text) {
   return lines;
 }
 
+// The lines of a text file of this system, without what stands in front of their line feeds on Windows.
+Lines WithSystemEnds(Lines lines) {
+  for (std::string& line : lines) {
+    if (fs::path::preferred_separator == '\\' && !line.empty() && line.back() == '\r') {
+      line.pop_back();
+    }
+  }
+  return lines;
+}
+
 // The name that the program proposes for a saveset holds the time.
 std::string WithoutTime(const std::string& text) {
   static const std::regex proposed("ABC_+[0-9]{10}");
@@ -91,6 +101,8 @@ Lines Scenario::ReadLines(const std::string& name) const {
   return SplitLines(support::ReadWholeFile(Path(name).string()));
 }
 
+Lines Scenario::ReadText(const std::string& name) const { return WithSystemEnds(ReadLines(name)); }
+
 Lines Scenario::NewLines(const std::string& name) {
   Lines lines = ReadLines(name);
   std::size_t& seen = seen_[name];
@@ -111,14 +123,9 @@ Outcome Scenario::Run(const Lines& arguments, const std::string& standardInput) 
   outcome.exitStatus = run.exitStatus;
   outcome.out = run.out;
   outcome.err = run.err;
-  outcome.result = NewLines("out\\result.lis");
+  outcome.result = WithSystemEnds(NewLines("out\\result.lis"));
   for (std::string* text : {&outcome.out, &outcome.err}) {
     text->erase(std::remove(text->begin(), text->end(), '\r'), text->end());
-  }
-  for (std::string& line : outcome.result) {
-    if (!line.empty() && line.back() == '\r') {
-      line.pop_back();
-    }
   }
   outcome.calls = NewLines("script.txt.calls");
   for (std::string& line : outcome.calls) {

@@ -34,7 +34,9 @@ class Scenario {
   [[nodiscard]] std::string Directory() const { return directory_.Path(); }
 
   void WriteText(const std::string& name, const std::string& text) const;
+  // The lines of a file, as they stand, and as a reader of this system's text sees them.
   [[nodiscard]] Lines ReadLines(const std::string& name) const;
+  [[nodiscard]] Lines ReadText(const std::string& name) const;
 
   // A caller's environment, complete; a parameter file of the mandatory keys and the tools' names; a script
   // of default answers. All of them to be changed before a run.
