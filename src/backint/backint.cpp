@@ -164,6 +164,8 @@ int RunWithRecords(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   platform::PrepareProcess();
+  platform::EndOnInterrupt(true);
+  platform::WatchInterrupts();
   try {
     return RunWithRecords(argc, argv);
   } catch (const std::bad_alloc&) {

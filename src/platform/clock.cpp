@@ -1,8 +1,7 @@
 #include <chrono>
 #include <ctime>
-#include <thread>
 
-#include "platform/platform.h"
+#include "platform/internal.h"
 
 namespace platform {
 namespace {
@@ -18,7 +17,7 @@ void SleepMilliseconds(std::uint32_t milliseconds) {
     g_replaced.sleepMilliseconds(milliseconds);
     return;
   }
-  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+  internal::SystemSleep(milliseconds);
 }
 
 std::uint64_t SteadyMilliseconds() {

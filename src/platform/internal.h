@@ -106,6 +106,17 @@ std::string FindProgram(const std::string& name);
 std::string RunnableFile(const std::string& path);
 bool HoldsSeparator(std::string_view name);
 
+// ---- Interrupts --------------------------------------------------------------------------------------
+
+// Puts the mover that runs in the charge of the interrupts: `mover` is its process number on POSIX, its
+// process handle, which is taken over, on Windows. One that came before counts too.
+void WatchMover(std::intptr_t mover);
+void ForgetMover();
+// The mover was killed: its stream counts as ended, whoever still holds it.
+bool MoverWasKilled();
+// Blocks for so many milliseconds or until an interrupt.
+void SystemSleep(std::uint32_t milliseconds);
+
 // ---- Streams of tools ------------------------------------------------------------------------------
 
 // At most so many bytes from the read end of a pipe; waits for the first. 0 at the end and after a failure.

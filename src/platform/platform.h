@@ -25,6 +25,18 @@ void PrepareProcess();
 // The number of this process.
 [[nodiscard]] int ProcessId();
 
+// ---- Interrupts --------------------------------------------------------------------------------------
+
+// From here on the first Ctrl-C, SIGTERM, SIGHUP or closing of the console is noted instead of ending the
+// process; a second one ends it at once. One that was ignored at the start stays ignored. A data mover that
+// runs is told to end, and killed if it has not after ten seconds (as many as a closing console leaves).
+void WatchInterrupts();
+[[nodiscard]] bool Interrupted();
+
+// While `ends` is set, an interrupt ends the process at once with exit status 2: for the time in which
+// nothing is open that would have to be closed.
+void EndOnInterrupt(bool ends);
+
 // ---- Time ------------------------------------------------------------------------------------------
 
 struct LocalTime {
@@ -37,8 +49,8 @@ struct LocalTime {
 // Calendar time in seconds, the low 32 bits, as a signed number.
 [[nodiscard]] std::int32_t Time32();
 
-// Blocks for so many milliseconds; a steady clock in milliseconds. Every wait of the program goes
-// through these two, so a test that replaces them waits for nothing.
+// Blocks for so many milliseconds, or until the first interrupt; a steady clock in milliseconds. Every wait
+// of the program goes through these two, so a test that replaces them waits for nothing.
 void SleepMilliseconds(std::uint32_t milliseconds);
 [[nodiscard]] std::uint64_t SteadyMilliseconds();
 
@@ -200,20 +212,19 @@ class ToolStream {
   ToolStream(const ToolStream&) = delete;
   ToolStream& operator=(const ToolStream&) = delete;
   ~ToolStream();
-  // As TextFile::ReadLine, except that a carriage return is kept where `keepCarriageReturns` says so.
+  // As TextFile::ReadLine, except that a data mover's carriage returns are kept.
   [[nodiscard]] bool ReadLine(std::string& line, std::size_t limit);
 
-  // For the starting functions of the two systems. `handle` is owned; a negative one is a stream that
-  // has ended.
-  ToolStream(std::intptr_t handle, bool keepCarriageReturns)
-      : handle_(handle), keepCarriageReturns_(keepCarriageReturns) {}
+  // For the starting functions of the two systems. `handle` is owned; a negative one is a stream that has
+  // ended. A mover's carriage returns are kept, and it is in the charge of the interrupts.
+  ToolStream(std::intptr_t handle, bool isMover) : handle_(handle), isMover_(isMover) {}
 
  private:
   [[nodiscard]] int NextByte();
   [[nodiscard]] int NextCharacter();
 
   std::intptr_t handle_;
-  bool keepCarriageReturns_;
+  bool isMover_;
   std::string buffer_;
   std::size_t position_ = 0;
 };

@@ -8,6 +8,9 @@ constexpr std::size_t kReadSize = 65536;
 }  // namespace
 
 ToolStream::~ToolStream() {
+  if (isMover_) {
+    internal::ForgetMover();
+  }
   if (handle_ >= 0) {
     internal::ClosePipe(handle_);
   }
@@ -32,7 +35,7 @@ int ToolStream::NextByte() {
 
 int ToolStream::NextCharacter() {
   const int c = NextByte();
-  if (c != '\r' || keepCarriageReturns_) {
+  if (c != '\r' || isMover_) {
     return c;
   }
   const int next = NextByte();

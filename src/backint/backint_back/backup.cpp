@@ -8,6 +8,7 @@
 #include "backint/backint_back/backup_job.h"
 #include "backint/backint_func/bi_files.h"
 #include "backint/backint_func/com_interface.h"
+#include "backint/backint_func/interrupt.h"
 #include "backint/backint_func/result_line.h"
 #include "backint/backint_func/trace.h"
 #include "backint/backint_util/input_list.h"
@@ -176,7 +177,10 @@ RunResult ProcessBackupList(const InputFile& input) {
     return RunResult::kFailure;
   }
   TraceInputList(input.lines);
-  const RunResult result = RunJobs(input);
+  RunResult result = RunJobs(input);
+  if (RunIsInterrupted()) {
+    result = RunResult::kFailure;
+  }
   Params().nSessionState = StateOf(result);
   if (RunComInterface(ComOperation::kCloseSession) == RunResult::kFailure) {
     TRACE(1, "ERROR: xfr_com_interface backup call [CLOSE_SESSION] returned error.");

@@ -4,6 +4,7 @@
 #include "backint/backint_back/execute_xfr.h"
 #include "backint/backint_back/first_level.h"
 #include "backint/backint_func/com_interface.h"
+#include "backint/backint_func/interrupt.h"
 #include "backint/backint_func/result_line.h"
 #include "backint/backint_func/trace.h"
 #include "backint/backint_util/item_entries.h"
@@ -21,9 +22,8 @@ RunResult WriteLine(const std::string& item, ItemStatus status) {
   return result;
 }
 
-// A job that the server did not open: none of its items is saved.
+// A job that is not open on the server: none of its items is saved.
 RunResult ReportUnopenedJob(const ItemList& items) {
-  TRACE(1, "ERROR: xfr_com_interface backup call [OPEN_JOB] returned error.");
   ItemList failed = items;
   if (Params().bLogsRun) {
     failed = {};
@@ -80,7 +80,11 @@ RunResult SaveJob(const ItemList& items, FirstLevel& firstLevel) {
 }  // namespace
 
 RunResult BackupJob(const ItemList& items) {
+  if (RunIsInterrupted()) {
+    return ReportUnopenedJob(items);
+  }
   if (RunComInterface(ComOperation::kOpenJob) == RunResult::kFailure) {
+    TRACE(1, "ERROR: xfr_com_interface backup call [OPEN_JOB] returned error.");
     return ReportUnopenedJob(items);
   }
   FirstLevel firstLevel;

@@ -272,6 +272,7 @@ RunResult Converse(ComOperation operation) {
 }  // namespace
 
 RunResult RunComInterface(ComOperation operation) {
+  platform::EndOnInterrupt(false);  // from the first call on there may be something to close
   const RunResult result = Converse(operation);
   NoteOpened(operation, result);
   return result;

@@ -12,8 +12,8 @@ enum class ComOperation { kOpenSession = 1, kOpenJob = 2, kCloseJob = 4, kCloseS
 // One run of the control tool for a session or job. Success or failure, never warnings: what the tool printed
 // decides, and a value that must be there after an opening is missing otherwise.
 //
-// A session that opened is to be closed once; a job whose opening failed is not closed, even if the server
-// opened it.
+// From the first call on an interrupt no longer ends the process at once. A session that opened is to be
+// closed once; a job whose opening failed is not closed, even if the server opened it.
 RunResult RunComInterface(ComOperation operation);
 
 // Makes szServer its login form: port, user and password behind it, joined by colons. Once in a run.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "backint/backint_func/bi_files.h"
+#include "backint/backint_func/interrupt.h"
 #include "backint/backint_func/trace.h"
 #include "backint/backint_util/item_sources.h"
 #include "backint/backint_util/path.h"
@@ -152,6 +153,9 @@ RunResult WaitForSwitchSemaphore() {
     if (!FileExists(path)) {
       TRACE(3, "INFO: Switch Semaphore file get deleted.");
       return RunResult::kSuccess;
+    }
+    if (RunIsInterrupted()) {
+      return RunResult::kFailure;
     }
     platform::SleepMilliseconds(kCheckSeconds * 1000);
   }

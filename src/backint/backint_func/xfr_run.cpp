@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "backint/backint_func/interrupt.h"
 #include "backint/backint_func/trace.h"
 #include "backint/backint_util/dir_marker.h"
 #include "backint/backint_util/path.h"
@@ -186,6 +187,9 @@ RunResult RunXfr(const std::string& command, XfrJob& job, ItemList& lhSuccessRes
     TRACE(1, "ERROR: Cannot find XFR executable file.");
     return RunResult::kFailure;
   }
+  if (RunIsInterrupted()) {
+    return RunResult::kFailure;
+  }
   const std::unique_ptr<platform::ToolStream> stream = SpawnXfr(command);
   if (stream == nullptr) {
     TRACE(1, "ERROR: XFR call failed");
@@ -195,5 +199,6 @@ RunResult RunXfr(const std::string& command, XfrJob& job, ItemList& lhSuccessRes
   for (std::string line; stream->ReadLine(line, kPathWidth);) {
     HandleLine(line, job, lastCode, lhSuccessResultList);
   }
-  return ResultOf(lastCode);
+  const RunResult result = ResultOf(lastCode);
+  return RunIsInterrupted() ? RunResult::kFailure : result;
 }

@@ -6,11 +6,13 @@
 
 #include "backint/backint_func/bi_files.h"
 #include "backint/backint_func/com_interface.h"
+#include "backint/backint_func/interrupt.h"
 #include "backint/backint_func/result_line.h"
 #include "backint/backint_func/trace.h"
 #include "backint/backint_util/input_list.h"
 #include "backint/backint_util/text.h"
 #include "backint/backint_util/tokens.h"
+#include "platform/platform.h"
 
 namespace {
 
@@ -169,8 +171,11 @@ class Query {
 RunResult InquireItem(const std::string& backupId, const std::string& file) {
   Params().szBackupId = backupId;
   Session().szItem = file;
-  if (backupId.size() > kBackupIdWidth) {
-    ReportLongBackupId(backupId);
+  const bool interrupted = RunIsInterrupted();
+  if (interrupted || backupId.size() > kBackupIdWidth) {
+    if (!interrupted) {
+      ReportLongBackupId(backupId);
+    }
     static_cast<void>(WriteInquireResult(backupId, file, InquireStatus::kError));
     return RunResult::kFailure;
   }
@@ -179,6 +184,7 @@ RunResult InquireItem(const std::string& backupId, const std::string& file) {
 
 RunResult InquireList(const ItemList& lines) {
   RunResult result = RunResult::kSuccess;
+  platform::EndOnInterrupt(false);
   AddServerLogin();
   for (const std::string& line : lines) {
     std::vector<std::string> tokens = SplitTokens(line);

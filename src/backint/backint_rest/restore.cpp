@@ -9,6 +9,7 @@
 
 #include "backint/backint_func/bi_files.h"
 #include "backint/backint_func/com_interface.h"
+#include "backint/backint_func/interrupt.h"
 #include "backint/backint_func/result_line.h"
 #include "backint/backint_func/trace.h"
 #include "backint/backint_inqu/inquire.h"
@@ -69,16 +70,23 @@ std::optional<RestoreRecord> SplitLine(const std::string& line) {
   return record;
 }
 
+void ReportFailed(const std::string& file, RunResult& result) {
+  static_cast<void>(WriteRestoreResult(file, ItemStatus::kFailed));
+  FoldResult(result, RunResult::kFailure);
+}
+
 // The record of a line; none for a line that is settled already.
 std::optional<RestoreRecord> ReadRecord(const std::string& line, RunResult& result) {
   std::optional<RestoreRecord> record = SplitLine(line);
   if (!record) {
     return std::nullopt;
   }
-  if (record->backupId.size() > kBackupIdWidth) {
-    ReportLongBackupId(record->backupId);
-    static_cast<void>(WriteRestoreResult(record->file, ItemStatus::kFailed));
-    FoldResult(result, RunResult::kFailure);
+  const bool interrupted = RunIsInterrupted();
+  if (interrupted || record->backupId.size() > kBackupIdWidth) {
+    if (!interrupted) {
+      ReportLongBackupId(record->backupId);
+    }
+    ReportFailed(record->file, result);
     return std::nullopt;
   }
   if (record->backupId == "#NULL") {
@@ -170,7 +178,10 @@ RunResult Restore() {
     return RunResult::kFailure;
   }
   TraceInputList(input->lines);
-  const RunResult result = RestoreList(input->lines);
+  RunResult result = RestoreList(input->lines);
+  if (RunIsInterrupted()) {
+    result = RunResult::kFailure;
+  }
   TRACE(1, "INFO: Restore() finished. Return value: %d.", NumberOf(result));
   Params().nSessionState = StateOf(result);
   if (RunComInterface(ComOperation::kCloseSession) == RunResult::kFailure) {

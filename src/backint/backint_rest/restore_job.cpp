@@ -3,6 +3,7 @@
 #include <string>
 
 #include "backint/backint_func/com_interface.h"
+#include "backint/backint_func/interrupt.h"
 #include "backint/backint_func/trace.h"
 #include "backint/backint_func/xfr_run.h"
 #include "backint/backint_rest/restore_settlement.h"
@@ -164,7 +165,7 @@ void NameSaveset(const std::string& backupId) {
 }  // namespace
 
 RunResult RestoreJob(const std::string& backupId, const ItemList& files, const std::string& destination) {
-  if (IsRefused(destination)) {
+  if (RunIsInterrupted() || IsRefused(destination)) {
     return ReportAll(files, ItemStatus::kFailed);
   }
   TellFiles(files);

@@ -10,7 +10,7 @@ std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size) {
   ssize_t got = 0;
   do {
     got = read(static_cast<int>(handle), buffer, size);
-  } while (got < 0 && errno == EINTR);
+  } while (got < 0 && errno == EINTR && !MoverWasKilled());
   return got > 0 ? static_cast<std::size_t>(got) : 0;
 }
 

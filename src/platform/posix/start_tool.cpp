@@ -74,8 +74,8 @@ class SpawnSettings {
   posix_spawnattr_t attributes_ = {};
 };
 
-// True once the child runs the program.
-bool Spawn(const std::string& program, std::vector<std::string> arguments, const Outputs& outputs) {
+// The number of the child once it runs the program, or a negative one.
+pid_t Spawn(const std::string& program, std::vector<std::string> arguments, const Outputs& outputs) {
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) {
@@ -86,7 +86,9 @@ bool Spawn(const std::string& program, std::vector<std::string> arguments, const
   const SpawnSettings settings(outputs);
   pid_t child = -1;
   return posix_spawn(&child, program.c_str(), settings.Actions(), settings.Attributes(), pointers.data(),
-                     environ) == 0;
+                     environ) == 0
+             ? child
+             : -1;
 }
 
 std::string RunnableProgram(const std::string& name, bool lookUp) {
@@ -123,7 +125,7 @@ std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, con
   const Descriptor error(errorFile.empty() ? -1 : OpenErrorFile(errorFile));
   std::vector<std::string> arguments = internal::SplitArguments(commandLine.substr(token.end));
   arguments.insert(arguments.begin(), token.name);
-  if (!Spawn(program, std::move(arguments), {writeEnd.Number(), error.Number()})) {
+  if (Spawn(program, std::move(arguments), {writeEnd.Number(), error.Number()}) < 0) {
     return nullptr;
   }
   return stream;
@@ -143,7 +145,10 @@ std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std
     std::vector<std::string> list = internal::SplitArguments(arguments);
     list.insert(list.begin(), file);
     // If this fails the write end closes and the stream ends at once.
-    Spawn(file, std::move(list), {-1, writeEnd.Number()});
+    const pid_t child = Spawn(file, std::move(list), {-1, writeEnd.Number()});
+    if (child > 0) {
+      internal::WatchMover(child);
+    }
   }
   return stream;
 }

@@ -89,12 +89,12 @@ class InheritedHandles {
   bool made_ = false;
 };
 
-// True once the child runs the program.
-bool StartProcess(const std::string& program, std::string commandLine, HANDLE output, HANDLE error) {
+// The handle of the process once it runs the program, or null.
+HANDLE StartProcess(const std::string& program, std::string commandLine, HANDLE output, HANDLE error) {
   const Handle input(NullDevice(GENERIC_READ));
   InheritedHandles inherited({input.Get(), output, error});
   if (!input.IsOpen() || !inherited.Made()) {
-    return false;
+    return nullptr;
   }
   STARTUPINFOEXA startup = {};
   startup.StartupInfo.cb = sizeof(startup);
@@ -107,11 +107,10 @@ bool StartProcess(const std::string& program, std::string commandLine, HANDLE ou
   if (CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
                      CREATE_NEW_PROCESS_GROUP | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
                      &startup.StartupInfo, &process) == 0) {
-    return false;
+    return nullptr;
   }
   CloseHandle(process.hThread);
-  CloseHandle(process.hProcess);
-  return true;
+  return process.hProcess;
 }
 
 // The file to start, or empty.
@@ -136,7 +135,8 @@ std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, con
   const Handle error(OpenErrorFile(errorFile));
   // With a blank in front the program's own name would be an argument.
   const std::size_t start = commandLine.find_first_not_of(" \t");
-  if (!StartProcess(program, commandLine.substr(start), writeEnd.Get(), error.Get())) {
+  const Handle process(StartProcess(program, commandLine.substr(start), writeEnd.Get(), error.Get()));
+  if (!process.IsOpen()) {
     return nullptr;
   }
   return stream;
@@ -156,7 +156,10 @@ std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std
   const std::string file = RunnableProgram(name, name.find("exe") == std::string::npos);
   if (!file.empty()) {
     // If this fails the write end closes and the stream ends at once.
-    StartProcess(file, arguments, output.Get(), writeEnd.Get());
+    const HANDLE process = StartProcess(file, arguments, output.Get(), writeEnd.Get());
+    if (process != nullptr) {
+      internal::WatchMover(reinterpret_cast<std::intptr_t>(process));
+    }
   }
   return stream;
 }

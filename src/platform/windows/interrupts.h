@@ -1,0 +1,9 @@
+// What a console event does; apart from its registration, so that a test can call it.
+#pragma once
+
+namespace platform::internal {
+
+// `event` is one of the system's CTRL_ numbers. False if the system shall end the process.
+bool HandleConsoleEvent(unsigned long event);
+
+}  // namespace platform::internal
