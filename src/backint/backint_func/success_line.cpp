@@ -180,14 +180,15 @@ std::optional<std::size_t> ItemMatcher::NextMatch(const Positions& candidates,
   return next == candidates.end() ? std::nullopt : std::optional(*next);
 }
 
-std::vector<ItemMatcher::Match> ItemMatcher::MatchPath(const std::string& path, bool doublesToo) const {
+std::vector<ItemMatcher::Match> ItemMatcher::MatchPath(const std::string& path, bool all) const {
   const bool systemPath = systemNames_.contains(path);
   std::vector<Match> matches;
   std::string current = path;
   for (std::optional<std::size_t> last;;) {
     std::optional<std::size_t> next;
     for (const Positions* candidates : FindCandidates(current, systemPath)) {
-      const std::optional<std::size_t> found = NextMatch(*candidates, last, doublesToo ? nullptr : &current);
+      const std::optional<std::size_t> found =
+          NextMatch(*candidates, last, all || matches.empty() ? nullptr : &current);
       next = found && (!next || *found < *next) ? found : next;
     }
     if (!next) {

@@ -56,9 +56,9 @@ class ItemMatcher {
     std::string listForm;  // the item's own name; it takes the reported path's place for later items
   };
   // The items that a reported path matches, one after the other, each compared with the path as the one
-  // before left it. Empty: none does. Items whose name the path has already change nothing and are left out
-  // unless `doublesToo` is set.
-  [[nodiscard]] std::vector<Match> MatchPath(const std::string& path, bool doublesToo = false) const;
+  // before left it. Empty: none does. Behind the first, an item whose name the path has already changes
+  // nothing and is left out unless `all` is set.
+  [[nodiscard]] std::vector<Match> MatchPath(const std::string& path, bool all = false) const;
 
   // An item's own name, with the separators of its kind.
   [[nodiscard]] const std::string& ListForm(std::size_t position) const { return listForms_[position]; }
