@@ -90,7 +90,7 @@ MoverJob RandomJob(std::size_t items, Dice& dice) {
     const std::string name = again ? dice.One(job.items) : RandomName(dice);
     job.items.push_back(again && dice.OneIn(2) ? Altered(name, dice) : name);
   }
-  for (std::size_t i = dice.Below(12) + 1; i > 0; --i) {
+  for (std::size_t i = dice.Below(24) + 1; i > 0; --i) {
     job.moverLines.push_back(RandomLine(job, dice));
   }
   return job;
@@ -188,11 +188,11 @@ class MoverLines : public RunFixture {
 };
 
 TEST_F(MoverLines, AreReadAsByPlainLoops) {
-  RunJobs(400, [](Dice& dice) { return dice.Below(9) + 1; });
+  RunJobs(200, [](Dice& dice) { return dice.Below(9) + 1; });
 }
 
 TEST_F(MoverLines, AreReadAsByPlainLoopsAroundTheLimitOfTracedComparisons) {
-  RunJobs(24, [](Dice& dice) { return 250 + dice.Below(2); });
+  RunJobs(16, [](Dice& dice) { return 250 + dice.Below(2); });
 }
 
 }  // namespace
