@@ -22,6 +22,7 @@
 //
 // Every call appends a line to the file SCRIPT.calls: the tool and its arguments, quoted where they are
 // empty or hold a blank, a tab or a quote; below it, indented, the lines of the list file it got.
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -241,7 +242,9 @@ class Player {
     } else if (word == "!delete") {
       platform::RemoveFile(rest);
     } else if (word == "!directory") {
-      std::filesystem::create_directory(rest);
+      std::string name = rest;
+      std::replace(name.begin(), name.end(), '\\', '/');
+      std::filesystem::create_directory(name);
     } else {
       End(word, rest);
     }

@@ -55,6 +55,21 @@ TEST_F(Posix, ATemporaryListThatCannotBeReadStopsTheRun) {
   EXPECT_NE(Join(outcome.calls).find(" close:17 -C srv -i 3 "), std::string::npos);
 }
 
+TEST_F(Posix, AMarkerThatCannotBeMadeLosesTheDirectory) {
+  scenario_.WriteText("data\\dir\\file", "x");
+  scenario_.WriteText("in.lis", "data\\dir\n");
+  fs::create_directory_symlink("/proc", scenario_.Path("data\\dir\\sub"));
+  scenario_.script = "on backup\n!confirm 1\n3007 Operation successful\n";
+  const Outcome outcome = scenario_.Run(Scenario::CallerOptions());
+  EXPECT_EQ(outcome.exitStatus, 2);
+  EXPECT_EQ(Join(outcome.result), "#ERROR data\\dir\n");
+  EXPECT_NE(Join(outcome.trace)
+                .find("backint_util: ERROR: Could not create directory definition file.\n"
+                      "backint_back: INFO: First level directory item: "
+                      "[data\\dir\\sub\\korvo.dir].\n"),
+            std::string::npos);
+}
+
 TEST_F(Posix, ToolsOfTheInstallDirectory) {
   scenario_.parameters = {"KORVO_SERVER=srv", "KORVO_JOB=job", "KORVO_POOL=pool"};
   const auto expectFailure = [this](const std::string& text) {
