@@ -73,7 +73,7 @@ void TakeRestoredDirectory(const Confirmed& confirmed, XfrJob& job, ItemList& lh
     PushRestoredDirectory(EntryName(job.matcher.ListForm(confirmed.position)), lhSuccessResultList);
     return;
   }
-  const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*confirmed.path);
+  const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*confirmed.path, true);
   job.trace.TellDirectoryTaking(*confirmed.path);
   DropMarker(*confirmed.path);
   if (matches.empty()) {
