@@ -14,9 +14,10 @@
 
 struct MoverJob {
   Lines items;
-  bool logRun = false;      // the items stand in the input file
-  bool restore = false;     // else a backup
-  std::string destination;  // of a restore; empty: none
+  bool logRun = false;       // the items stand in the input file
+  bool restore = false;      // else a backup
+  std::string destination;   // of a restore; empty: none
+  bool directories = false;  // the run is about a directory from its start
   int traceLevel = 3;
   Lines moverLines;
 };
@@ -77,7 +78,8 @@ inline std::string Shown(std::string message) {
 
 class PlainMover {
  public:
-  explicit PlainMover(const MoverJob& job) : job_(job), destination_(job.destination) {}
+  explicit PlainMover(const MoverJob& job)
+      : job_(job), destination_(job.destination), directories_(job.directories) {}
 
   RunResult Run() {
     int last = 0;
@@ -215,7 +217,7 @@ class PlainMover {
              std::string destination = job_.destination;
              std::string moved = item;
              destination.empty() ? void() : ReallocateItem(moved, destination);
-             return moved == *path;
+             return moved == *path || (directories_ && moved + '/' == *path);
            });
   }
 
@@ -237,16 +239,21 @@ class PlainMover {
       if (!destination_.empty()) {
         Compare(0, "IsSuccessInfoLine: reallocated [" + moved + "]");
       }
-      std::string record = moved;
+      const std::string separator =
+          directories_ && IsDirectory(moved) ? std::string(1, platform::SeparatorOf(moved)) : "";
+      directories_ = directories_ || (job_.restore && job_.items.size() == 1 && IsDirectory(item));
+      const std::string named = moved + separator;
+      std::string record = named;
       record.erase(0, record.starts_with('.') ? 1 : 0);
       record.erase(0, record.starts_with('/') ? 1 : 0);
       const std::string copy = Upper(ToUnix(record));
       const std::string cut = line.substr(0, line.rfind(']'));
       const std::string lineCopy = Upper(ToUnix(cut));
       Compare(1, "SuccessInfo:    Check <" + copy + "> in line <" + lineCopy + "> ...");
-      if (reported && (systemPath || platform::IsSystemName(moved)) ? moved == *reported
-          : platform::IsSystemName(moved)                           ? plain::EndsFirstIn(moved, cut)
+      if (reported && (systemPath || platform::IsSystemName(moved)) ? named == *reported
+          : platform::IsSystemName(moved)                           ? plain::EndsFirstIn(named, cut)
                                                                     : plain::EndsFirstIn(copy, lineCopy)) {
+        found_ = platform::ToSystemForm(item);
         Say(1, "SuccessInfo:    Found <" + record + "> in line <" + line + ">");
         return true;
       }
@@ -256,31 +263,57 @@ class PlainMover {
   }
 
   void Take(const std::string& line) {
+    const bool directory = job_.restore && directories_;
     const std::optional<std::string> reported = plain::Reported(line);
     if (!reported) {
-      Say(2, "WARNING: Cannot read item from XFR line: [" + line + "]");
+      directory ? PushDirectory(found_) : Say(2, "WARNING: Cannot read item from XFR line: [" + line + "]");
       return;
     }
     std::string path = *reported;
     Say(3, "INFO: File: [" + path + "] successfully processed.");
     Read(false);
     const bool systemPath = IsSystemItem(path);
+    bool inList = false;
     for (const std::string& item : job_.items) {
       Compare(3, "Check file from input list: " + item);
       const std::string listForm = platform::ToSystemForm(item);
       const std::string record = Moved(listForm);
       Compare(1, "Compare XFR = LIST: " + path + " == " + record);
+      if (directory) {
+        Compare(1, "Directory restore: " + Upper(path));
+      }
       const bool whole = systemPath || platform::IsSystemName(record);
       if (whole ? record == path : plain::EndsFirstIn(Upper(record), Upper(path))) {
         path = listForm;
-        Say(3, "4:" + path + "<>" + Upper(record));
+        inList = true;
+        directory ? Say(1, "File restored found in input list:" + path + " == " + Upper(record))
+                  : Say(3, "4:" + path + "<>" + Upper(record));
       }
     }
-    pushed.push_back(path);
-    Say(3, "Push lhSuccessResultList: " + path + "0");
+    if (directories_ && path.ends_with(platform::SeparatorOf(path))) {
+      path.pop_back();
+    }
+    if (!directory) {
+      pushed.push_back(path);
+      Say(3, "Push lhSuccessResultList: " + path + "0");
+    } else if (inList) {
+      PushDirectory(path);
+    } else {
+      Say(1, "File restored but not in input list: " + path + "0");
+    }
+  }
+
+  void PushDirectory(const std::string& path) {
+    Say(1, "File restored found in input list. Add it output list: " + path + "0");
+    if (std::find(pushed.begin(), pushed.end(), path) == pushed.end()) {
+      pushed.push_back(path);
+    }
+    Say(1, "Push lhSuccessResultList restore: " + path + "0");
   }
 
   const MoverJob& job_;
   std::string destination_;
+  bool directories_;
   bool announced_ = false;
+  std::string found_;  // the item that the line confirms
 };

@@ -10,6 +10,7 @@
 #include "backint/backint_back/execute_xfr.h"
 #include "backint/backint_func/xfr_run.h"
 #include "backint/backint_rest/restore_settlement.h"
+#include "backint/backint_util/path.h"
 #include "support/run_fixture.h"
 #include "unit/plain_mover.h"
 
@@ -73,7 +74,7 @@ std::string RandomLine(const MoverJob& job, Dice& dice) {
   return dice.One({"-3108 Item processed successfully ", "-3108 Item processed successfully ",
                    "-3108 Item processed successfully ", "Item processed successfully -3108] ",
                    "3007 Operation successful -3108 Item processed successfully ", "-3108 Item processed "}) +
-         dice.One({"[", "[", "[", "[", "[", "[", "", "[["}) + path +
+         dice.One({"[", "[", "[", "[", "[", "[", "", "[["}) + path + dice.One({"", "", "", "", "/", "\\"}) +
          dice.One({"]", "]", "]", "]", "]", "]", "", "] a", "]]", "]\r", "\r"});
 }
 
@@ -90,6 +91,10 @@ MoverJob RandomJob(std::size_t items, Dice& dice) {
     const std::string name = again ? dice.One(job.items) : RandomName(dice);
     job.items.push_back(again && dice.OneIn(2) ? Altered(name, dice) : name);
   }
+  if (items == 1 && !dice.OneIn(3)) {
+    job.items = {dice.One({"a", ".\\a", "a/b", "ab\\a"})};  // is a directory
+  }
+  job.directories = job.restore ? items == 1 && IsDirectory(job.items[0]) && dice.OneIn(2) : dice.OneIn(3);
   for (std::size_t i = dice.Below(24) + 1; i > 0; --i) {
     job.moverLines.push_back(RandomLine(job, dice));
   }
@@ -104,13 +109,22 @@ ItemList ListOf(const Lines& lines) {
 
 class MoverLines : public RunFixture {
  protected:
-  MoverLines() { std::filesystem::create_directory(directory_.File("saptrace")); }
+  MoverLines() {
+    std::filesystem::create_directory(directory_.File("saptrace"));
+    // Some of the relative names are directories.
+    for (const char* name : {"a/b", "a/a", "b/ab", "ab/a"}) {
+      std::filesystem::create_directories(directory_.File(name));
+    }
+    std::filesystem::current_path(directory_.Path());
+  }
+  ~MoverLines() override { std::filesystem::current_path(outside_); }
 
   // A mover that prints the job's lines, and what the whole program says of a run of it.
   void RunJob(const MoverJob& job) {
     Params().nTraceLevel = job.traceLevel;
     Params().szFunction = job.restore ? "RESTORE" : "BACKUP";
     Params().bLogsRun = job.logRun;
+    Params().bDirItem = job.directories;
     Params().bRestoreDest = !job.destination.empty();
     Params().szRestoreDir = job.destination;
     Params().szInFile = directory_.File("items");
@@ -181,6 +195,7 @@ class MoverLines : public RunFixture {
     EXPECT_GT(confirmed_, static_cast<std::size_t>(count));
   }
 
+  const std::filesystem::path outside_ = std::filesystem::current_path();
   RunResult result_ = RunResult::kSuccess;
   Lines entries_;
   Lines trace_;
@@ -188,11 +203,21 @@ class MoverLines : public RunFixture {
 };
 
 TEST_F(MoverLines, AreReadAsByPlainLoops) {
-  RunJobs(200, [](Dice& dice) { return dice.Below(9) + 1; });
+  RunJobs(300, [](Dice& dice) { return dice.OneIn(3) ? 1 : dice.Below(9) + 1; });
 }
 
 TEST_F(MoverLines, AreReadAsByPlainLoopsAroundTheLimitOfTracedComparisons) {
   RunJobs(16, [](Dice& dice) { return 250 + dice.Below(2); });
+}
+
+TEST_F(MoverLines, OfADirectoryThatTheMoverMakesDuringTheRestore) {
+  MoverJob job;
+  job.restore = true;
+  job.items = {"a"};
+  const std::string confirms = "-3108 Item processed successfully ";
+  job.moverLines = {confirms + "[a]", confirms + "[a]", confirms + "a/", "3007 Operation successful"};
+  EXPECT_TRUE(Agrees(job));
+  EXPECT_EQ(Join(entries_), "a0\n");
 }
 
 }  // namespace
