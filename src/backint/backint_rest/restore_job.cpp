@@ -60,13 +60,11 @@ ItemList WithForwardSlashes(const ItemList& files) {
   return names;
 }
 
-// The directory that an item lies in, or the item itself if its name has no separator.
-std::string ParentOf(const std::string& item) {
-  const std::string name = platform::ToSystemForm(item);
-  return name.substr(0, platform::LastSeparator(name));
-}
+// The directory that an item lies in, or the item itself if its name has no separator. A slash in a name of
+// the other kind is none, so a relative name with slashes counts as a whole.
+std::string ParentOf(const std::string& item) { return item.substr(0, platform::LastSeparator(item)); }
 
-std::string DestinationText(const std::string& destination, const ItemList& names) {
+std::string DestinationText(const std::string& destination, const ItemList& files) {
   if (destination.empty()) {
     return "";
   }
@@ -74,13 +72,14 @@ std::string DestinationText(const std::string& destination, const ItemList& name
     return destination + " ";
   }
   if (Params().bDirItem) {
-    return "-R " + ToUnix(ParentOf(*names.Get(1))) + ":" + ToUnix(destination) + " ";
+    return "-R " + ToUnix(ParentOf(*files.Get(1))) + ":" + ToUnix(destination) + " ";
   }
   return "-R " + destination + " -o plain ";
 }
 
 // Brings the reply's values and the destination into the form of the command; gives the destination's text.
-std::string PrepareFields(const ItemList& names, std::string destination) {
+// `names` are the files with forward slashes.
+std::string PrepareFields(const ItemList& files, const ItemList& names, std::string destination) {
   SessionData& session = Session();
   session.szItem = JoinItems(names);
   Params().bDirItem = names.Count() == 1 && IsDirectory(*names.Get(1));
@@ -90,7 +89,7 @@ std::string PrepareFields(const ItemList& names, std::string destination) {
   ToSwitchForm(session.szSegment, "-n");
   Params().bRestoreDest = !IsEmptyLine(destination);
   Params().szRestoreDir = destination;
-  return DestinationText(destination, names);
+  return DestinationText(destination, files);
 }
 
 // `source` is what stands behind the mover's trace level: the files, or "-f" and the list.
@@ -128,7 +127,7 @@ void TellRestore(const ItemList& files, const std::string& destination) {
 RunResult RestoreFiles(const ItemList& files, const std::string& destination, ItemEntries& entries) {
   TellRestore(files, destination);
   const ItemList names = WithForwardSlashes(files);
-  const std::string destinationText = PrepareFields(names, destination);
+  const std::string destinationText = PrepareFields(files, names, destination);
   XfrJob job(HoldRunItems(names), Params().bRestoreDest ? Params().szRestoreDir : "");
   std::string command;
   ItemList lhSuccessResultList;
