@@ -70,7 +70,8 @@ void DropMarker(const std::string& path) {
 
 void TakeRestoredDirectory(const Confirmed& confirmed, XfrJob& job, ItemList& lhSuccessResultList) {
   if (!confirmed.path) {
-    PushRestoredDirectory(EntryName(job.matcher.ListForm(confirmed.position)), lhSuccessResultList);
+    // Whole: a request with a separator at its end is found by no shorter entry.
+    PushRestoredDirectory(job.matcher.ListForm(confirmed.position), lhSuccessResultList);
     return;
   }
   const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*confirmed.path, true);
