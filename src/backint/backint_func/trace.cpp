@@ -58,7 +58,7 @@ std::string TraceLine(const char* source, int number, std::string_view message) 
   return WithCarriageReturns(line);
 }
 
-int Append(const std::string& path, std::string& waiting, std::string line) {
+int Append(const std::string& path, std::string& waiting, const std::string& line) {
   if (openBatches > 0) {
     waiting += line;
     return 1;

@@ -49,7 +49,7 @@ std::string QuotedArgument(const std::string& text, bool quote) {
 }
 
 std::string LastArgument(Mode mode) {
-  const std::string database = Params().szOracleSid + "@";
+  std::string database = Params().szOracleSid + "@";
   if (mode != Mode::kBackupsOfFile) {
     return database;
   }
