@@ -93,7 +93,7 @@ TEST(ControlTool, ServesManyCallersAtOnceFromTheFirstMomentOn) {
 
 TEST(ControlTool, TellsDatabasesApart) {
   const Server server;
-  const std::string file = server.Write("a", "a");
+  const std::string file = server.Write("d/a", "a");
   const std::string abc = server.Save({file}, 0, "ABC___1700000000").saveset;
   const std::string abcdef = server.Save({file}, 0, "ABCDEF1700000000").saveset;
   const std::string digits = server.Save({file}, 0, "AB12__1700000000").saveset;
@@ -101,7 +101,7 @@ TEST(ControlTool, TellsDatabasesApart) {
   EXPECT_EQ(server.Query("NULL", "ABC_@" + file), Lines{"savesetname=" + abc});
   EXPECT_EQ(server.Query("NULL", "ABCDEF@" + file), Lines{"savesetname=" + abcdef});
   EXPECT_EQ(server.Query("NULL", "AB12@"), Lines{"savesetname=" + digits});
-  EXPECT_EQ(server.Query(abc, "ABC@"), Lines{"backupsrc=" + file});
+  EXPECT_EQ(server.Query(abc, "ABC@"), (Lines{"backupsrc=" + file, "backupsrc=" + server.Path("d")}));
   ExpectError(server.Control("-q -C bk -s " + abcdef + " -v 2 ABC@"), "is no backup of database ABC");
 }
 
@@ -128,7 +128,7 @@ TEST(ControlTool, ShowsANameWithBlanksInASpellingThatCanBeAskedFor) {
   const std::string blank = server.Write("one two three", "blanks");
   const std::string shown = server.Path("one%20two%20three");
   const std::string first = server.Save({blank}).saveset;
-  EXPECT_EQ(server.Query(first, "ABC@"), Lines{"backupsrc=" + shown});
+  EXPECT_EQ(server.Query(first, "ABC@").front(), "backupsrc=" + shown);
   EXPECT_EQ(server.Query("NULL", "ABC@" + shown), Lines{"savesetname=" + first});
   std::filesystem::remove(blank);
   EXPECT_EQ(server.Restore(first, {shown}),
@@ -193,7 +193,9 @@ TEST(ControlTool, ReportsARepositoryThatItCannotUse) {
   }
   store::Database database;
   ASSERT_TRUE(database.Open(server.Path("repository/catalog.db"), 0));
-  ASSERT_TRUE(database.Execute("PRAGMA user_version = 2"));
+  ASSERT_TRUE(database.Execute("PRAGMA user_version = 1"));
+  ExpectError(server.Control("-b open -C bk"), "older release");
+  ASSERT_TRUE(database.Execute("PRAGMA user_version = 3"));
   ExpectError(server.Control("-b open -C bk"), "newer release");
   EXPECT_NE(server.Mover({"-b", "-S", "bk", "-s", job.saveset, "x"}).front().find("newer release"),
             std::string::npos);

@@ -7,7 +7,7 @@
 namespace store {
 namespace {
 
-constexpr int kSchemaVersion = 1;
+constexpr int kSchemaVersion = 2;
 constexpr int kBusyMilliseconds = 60000;
 constexpr int kRetryMilliseconds = 20;
 
@@ -43,6 +43,9 @@ CREATE TABLE item(
   name BLOB NOT NULL,
   key BLOB NOT NULL,
   listed BLOB,
+  kind INTEGER NOT NULL,
+  inside INTEGER NOT NULL,
+  link BLOB NOT NULL,
   size INTEGER NOT NULL,
   modified INTEGER NOT NULL,
   mode INTEGER NOT NULL,
@@ -54,7 +57,7 @@ CREATE TABLE item(
 CREATE UNIQUE INDEX item_of_saveset ON item(saveset, key);
 CREATE INDEX item_by_key ON item(key);
 CREATE INDEX item_by_listed ON item(listed) WHERE listed IS NOT NULL;
-PRAGMA user_version = 1;
+PRAGMA user_version = 2;
 )sql";
 
 Status ReadNumber(Database& database, const char* sql, std::int64_t& number) {
@@ -112,6 +115,10 @@ Status CheckVersion(Database& database, std::int64_t& version) {
     return Status::Failed("the catalog was written by a newer release (schema " + std::to_string(version) +
                           "): use the tools of that release");
   }
+  if (version != 0 && version < kSchemaVersion) {
+    return Status::Failed("the catalog was written by an older release (schema " + std::to_string(version) +
+                          "): restore from it with that release's tools, and name another repository here");
+  }
   std::int64_t tables = 0;
   if (Status read = ReadNumber(database, "SELECT count(*) FROM sqlite_master", tables); !read) {
     return read;
@@ -122,9 +129,17 @@ Status CheckVersion(Database& database, std::int64_t& version) {
   return {};
 }
 
+// What `TakeItem` reads; the condition follows.
+const std::string kSelectItem =
+    "SELECT name, kind, inside, link, size, modified, mode, owner, owner_group, sparse, position, hash "
+    "FROM item WHERE saveset = ? AND ";
+
 Item TakeItem(Statement& statement) {
   Item item;
   item.name = statement.TakeBlob();
+  item.kind = static_cast<ItemKind>(statement.TakeNumber());
+  item.inside = statement.TakeNumber() != 0;
+  item.link = statement.TakeBlob();
   item.facts.size = static_cast<std::uint64_t>(statement.TakeNumber());
   item.facts.modifiedNs = statement.TakeNumber();
   item.facts.mode = static_cast<std::uint32_t>(statement.TakeNumber());
@@ -134,6 +149,19 @@ Item TakeItem(Statement& statement) {
   item.position = static_cast<std::uint64_t>(statement.TakeNumber());
   item.hash = statement.TakeBlob();
   return item;
+}
+
+bool LiesIn(std::string_view item, const std::string& directory) {
+  return ItemKey(item).starts_with(platform::FoldName(directory + '/'));
+}
+
+// Which of the directories that the item lies in bears the key, or is shown by it.
+std::string DirectoryShownAs(std::string_view item, const std::string& key) {
+  std::string_view directory = ParentOf(item);
+  while (!directory.empty() && ItemKey(directory) != key && ItemKey(ListedName(directory)) != key) {
+    directory = ParentOf(directory);
+  }
+  return std::string(directory);
 }
 
 }  // namespace
@@ -298,19 +326,20 @@ Status Catalog::AddItems(std::int64_t saveset, const std::vector<Item>& items) {
   }
   Statement statement(
       engine_->database,
-      "INSERT INTO item(saveset, name, key, size, modified, mode, owner, owner_group, sparse, "
-      "position, hash, listed) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+      "INSERT OR IGNORE INTO item(saveset, name, key, kind, inside, link, size, modified, mode, owner, "
+      "owner_group, sparse, position, hash, listed) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
   for (const Item& item : items) {
     const platform::FileFacts& facts = item.facts;
     statement.Reset();
-    statement.Number(saveset).Blob(item.name).Blob(platform::FoldName(item.name));
+    statement.Number(saveset).Blob(item.name).Blob(ItemKey(item.name));
+    statement.Number(static_cast<int>(item.kind)).Number(item.inside ? 1 : 0).Blob(item.link);
     statement.Number(static_cast<std::int64_t>(facts.size)).Number(facts.modifiedNs).Number(facts.mode);
     statement.Number(facts.owner).Number(facts.group).Number(facts.sparse ? 1 : 0);
     statement.Number(static_cast<std::int64_t>(item.position)).Blob(item.hash);
     if (item.name.find(' ') == std::string::npos) {
       statement.Null();
     } else {
-      statement.Blob(platform::FoldName(ListedName(item.name)));
+      statement.Blob(ItemKey(ListedName(item.name)));
     }
     if (Status added = statement.Run(); !added) {
       return added;
@@ -320,19 +349,37 @@ Status Catalog::AddItems(std::int64_t saveset, const std::vector<Item>& items) {
 }
 
 Status Catalog::FindItem(std::int64_t saveset, std::string_view asked, std::optional<Item>& item) {
-  static constexpr const char* kByName =
-      "SELECT name, size, modified, mode, owner, owner_group, sparse, position, hash "
-      "FROM item WHERE saveset = ? AND key = ?";
-  static constexpr const char* kAsShown =
-      "SELECT name, size, modified, mode, owner, owner_group, sparse, position, hash "
-      "FROM item WHERE saveset = ? AND listed = ? ORDER BY id LIMIT 1";
-  for (const char* sql : {kByName, kAsShown}) {
-    Statement statement(engine_->database, sql);
-    if (statement.Number(saveset).Blob(platform::FoldName(asked)).Step()) {
+  for (const char* condition : {"key = ?", "listed = ? ORDER BY id LIMIT 1"}) {
+    Statement statement(engine_->database, (kSelectItem + condition).c_str());
+    if (statement.Number(saveset).Blob(ItemKey(asked)).Step()) {
       item = TakeItem(statement);
       return {};
     }
     if (Status result = statement.Result(); !result) {
+      return result;
+    }
+  }
+  return {};
+}
+
+Status Catalog::FindItemsIn(std::int64_t saveset, std::string_view asked, std::string& directory,
+                            std::vector<Item>& items) {
+  const std::string key = ItemKey(asked);
+  // Everything that begins with the name and a separator stands between these two.
+  const std::string first = platform::FoldName(key + '/');
+  std::string behind = first;
+  ++behind.back();
+  items.clear();
+  for (const char* condition :
+       {"key > ? AND key < ? ORDER BY key", "listed > ? AND listed < ? ORDER BY key"}) {
+    Statement statement(engine_->database, (kSelectItem + condition).c_str());
+    statement.Number(saveset).Blob(first).Blob(behind);
+    while (!key.empty() && statement.Step()) {
+      items.push_back(TakeItem(statement));
+    }
+    if (Status result = statement.Result(); !result || !items.empty()) {
+      directory = items.empty() ? std::string() : DirectoryShownAs(items.front().name, key);
+      std::erase_if(items, [&directory](const Item& item) { return !LiesIn(item.name, directory); });
       return result;
     }
   }
@@ -355,7 +402,7 @@ Status Catalog::ListSavesetsWith(std::string_view database, std::string_view fil
       "WHERE database = ?2 GROUP BY saveset.id ORDER BY min(shown), "
       "mover = 2 AND EXISTS(SELECT 1 FROM job WHERE job.saveset = saveset.id AND mode = 0 AND state = 3), "
       "saveset.id DESC");
-  return ReadNames(statement.Blob(platform::FoldName(file)).Blob(database), names);
+  return ReadNames(statement.Blob(ItemKey(file)).Blob(database), names);
 }
 
 Status Catalog::ListItems(std::int64_t saveset, std::vector<std::string>& names) {

@@ -35,8 +35,19 @@ struct Saveset {
   bool hasItems = false;
 };
 
+// The numbers stand in the catalog.
+enum class ItemKind {
+  kFile = 0,
+  kDirectory = 1,  // with everything in it, which are items of their own
+  kLink = 2,
+  kFirstLevel = 3,  // a directory in which every item of the saveset lies directly
+};
+
 struct Item {
   std::string name;  // as it was given
+  ItemKind kind = ItemKind::kFile;
+  bool inside = false;  // part of a directory that was saved whole
+  std::string link;     // the text of a link
   platform::FileFacts facts;
   std::uint64_t position = 0;  // of its first block in the container
   std::string hash;            // of all its bytes
@@ -79,15 +90,20 @@ class Catalog {
   // Closes the session's latest open job on the saveset; `found` is false without one.
   Status CloseJob(std::int64_t session, std::int64_t saveset, State state, bool& found);
 
+  // An item that the saveset holds already stays as it is.
   Status AddItems(std::int64_t saveset, const std::vector<Item>& items);
-  // The item that bears the name, else one that is shown by it.
+  // The item that bears the name, else one that is shown by it. Separators at a name's end do not count.
   Status FindItem(std::int64_t saveset, std::string_view asked, std::optional<Item>& item);
+  // What lies in the directory that bears the name, however deep, else in one that is shown by it; whatever
+  // holds others stands before them. `directory` gets its name.
+  Status FindItemsIn(std::int64_t saveset, std::string_view asked, std::string& directory,
+                     std::vector<Item>& items);
 
   // Names of the savesets with items, newest first.
   Status ListSavesets(std::string_view database, std::vector<std::string>& names);
-  // The same of those that hold the file. Those that hold it by its own name come before those where it is
-  // only shown by it; among each a saveset whose job was closed as failed although its mover had ended clean
-  // comes last: its caller may have withdrawn it.
+  // The same of those that hold the file or directory. Those that hold it by its own name come before those
+  // where it is only shown by it; among each a saveset whose job was closed as failed although its mover had
+  // ended clean comes last: its caller may have withdrawn it.
   Status ListSavesetsWith(std::string_view database, std::string_view file, std::vector<std::string>& names);
   // Names of the items in the order of their saving.
   Status ListItems(std::int64_t saveset, std::vector<std::string>& names);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/data_file.h"
+
 namespace store {
 
 std::string DatabaseOfProposedName(std::string_view proposed) {
@@ -30,6 +32,18 @@ std::string ListedName(std::string_view name) {
     }
   }
   return listed;
+}
+
+std::string_view WithoutEndSeparators(std::string_view name) {
+  return name.substr(0, name.find_last_not_of("/\\") + 1);
+}
+
+std::string ItemKey(std::string_view name) { return platform::FoldName(WithoutEndSeparators(name)); }
+
+std::string_view ParentOf(std::string_view name) {
+  name = WithoutEndSeparators(name);
+  const std::size_t separator = name.find_last_of("/\\");
+  return WithoutEndSeparators(name.substr(0, separator == std::string_view::npos ? 0 : separator));
 }
 
 std::string OneLine(std::string_view text) {

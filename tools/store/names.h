@@ -21,6 +21,13 @@ inline constexpr std::size_t kItemNameWidth = 20479;
 // The name as a reply shows it: %20 for each blank, since a value of a reply ends at its first blank.
 [[nodiscard]] std::string ListedName(std::string_view name);
 
+// The name without the separators at its end; one that is nothing else is empty then.
+[[nodiscard]] std::string_view WithoutEndSeparators(std::string_view name);
+// What the names of one item have in common.
+[[nodiscard]] std::string ItemKey(std::string_view name);
+// The directory that the item lies in, as the name has it; empty if the name does not say, or says a root.
+[[nodiscard]] std::string_view ParentOf(std::string_view name);
+
 // The line with every control character turned into `?`, so that it stays one line.
 [[nodiscard]] std::string OneLine(std::string_view text);
 

@@ -174,6 +174,10 @@ Status Repository::FindOpenSaveset(const std::string& name, Mode mode, Saveset& 
                                " has no open job for this work: open one by the control tool");
 }
 
+std::vector<std::string> Repository::Directories() const {
+  return {config_.repository, config_.repository + "/savesets"};
+}
+
 std::string Repository::ContainerPath(const Saveset& saveset) const {
   std::string number = std::to_string(saveset.id);
   number.insert(0, number.size() < kNumberDigits ? kNumberDigits - number.size() : 0, '0');

@@ -40,6 +40,8 @@ class Repository {
   // What the mover works on: a saveset that an open job of this mode has named.
   Status FindOpenSaveset(const std::string& name, Mode mode, Saveset& saveset);
   [[nodiscard]] Catalog& Items() { return catalog_; }
+  // The directories that hold the repository's files.
+  [[nodiscard]] std::vector<std::string> Directories() const;
   [[nodiscard]] std::string ContainerPath(const Saveset& saveset) const;
   [[nodiscard]] int Compression() const { return config_.compression; }
 

@@ -10,6 +10,10 @@ Status SavesetReader::Find(const std::string& asked, std::optional<Item>& item) 
   return repository_.Items().FindItem(saveset_.id, asked, item);
 }
 
+Status SavesetReader::FindIn(const std::string& asked, std::string& directory, std::vector<Item>& items) {
+  return repository_.Items().FindItemsIn(saveset_.id, asked, directory, items);
+}
+
 Status SavesetReader::Copy(const Item& item, platform::DataFile& target) {
   if (container_ == nullptr) {
     if (Status opened = Container::Open(repository_.ContainerPath(saveset_), saveset_.id, container_);

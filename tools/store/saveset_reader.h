@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/data_file.h"
 #include "store/container.h"
@@ -19,6 +20,8 @@ class SavesetReader {
   Status Begin(const std::string& name);
   // The item that is asked for by this name, if the saveset holds it.
   Status Find(const std::string& asked, std::optional<Item>& item);
+  // What lies in a directory (catalog.h tells).
+  Status FindIn(const std::string& asked, std::string& directory, std::vector<Item>& items);
   // Writes the item's bytes into an empty file. When the status is good, they are all there and the very
   // ones that were saved.
   Status Copy(const Item& item, platform::DataFile& target);

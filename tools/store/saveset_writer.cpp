@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "platform/platform.h"
+#include "store/marker.h"
+#include "store/names.h"
 
 namespace store {
 namespace {
@@ -39,19 +41,36 @@ Status SavesetWriter::MakeContainer() {
 }
 
 Status SavesetWriter::Save(const std::string& name, platform::DataFile& source, Saved& saved) {
+  platform::FileFacts facts;
+  if (!pending_.empty() && source.Facts(facts) && facts.size > kMostPendingBytes) {
+    if (Status done = Commit(); !done) {
+      return done;
+    }
+  }
   Item item;
   item.name = name;
+  if (Status added = Add(std::move(item), source, saved); !added) {
+    return added;
+  }
+  const bool full = pending_.size() >= kMostPending ||
+                    (container_ != nullptr && container_->End() - committedEnd_ >= kMostPendingBytes);
+  return full ? Commit() : Status();
+}
+
+Status SavesetWriter::SaveInside(const std::string& name, platform::DataFile& source, Saved& saved) {
+  Item item;
+  item.name = name;
+  item.inside = true;
+  return Add(std::move(item), source, saved);
+}
+
+Status SavesetWriter::Add(Item item, platform::DataFile& source, Saved& saved) {
   if (!source.Facts(item.facts)) {
     saved.trouble = source.Why();
     return {};
   }
   if (Status made = MakeContainer(); !made) {
     return made;
-  }
-  if (!pending_.empty() && item.facts.size > kMostPendingBytes) {
-    if (Status done = Commit(); !done) {
-      return done;
-    }
   }
   item.position = container_->End();
   if (Status written = Write(item, source, saved, item.hash); !written) {
@@ -60,9 +79,18 @@ Status SavesetWriter::Save(const std::string& name, platform::DataFile& source, 
   if (!saved.trouble.empty()) {
     return container_->CutBack(item.position);
   }
-  pending_.push_back(item);
-  const bool full = pending_.size() >= kMostPending || container_->End() - committedEnd_ >= kMostPendingBytes;
-  return full ? Commit() : Status();
+  pending_.push_back(std::move(item));
+  return {};
+}
+
+Status SavesetWriter::BeginDirectory() { return Commit(); }
+
+Status SavesetWriter::EndDirectory(bool whole) {
+  if (whole) {
+    return Commit();
+  }
+  pending_.clear();
+  return container_ == nullptr ? Status() : container_->CutBack(committedEnd_);
 }
 
 Status SavesetWriter::Write(const Item& item, platform::DataFile& source, Saved& saved, std::string& hash) {
@@ -105,29 +133,52 @@ Status SavesetWriter::Commit() {
   if (pending_.empty()) {
     return {};
   }
-  if (Status synced = container_->Sync(); !synced) {
-    return synced;
+  if (container_ != nullptr) {
+    if (Status synced = container_->Sync(); !synced) {
+      return synced;
+    }
+    committedEnd_ = container_->End();
   }
   if (Status added = repository_.Items().AddItems(saveset_.id, pending_); !added) {
     return added;
   }
   anyCommitted_ = true;
-  committedEnd_ = container_->End();
   for (const Item& item : pending_) {
-    confirm_(item.name);
+    if (!item.inside) {
+      NoteDirectory(item);
+      confirm_(item);
+    }
   }
   pending_.clear();
   return {};
 }
 
-Status SavesetWriter::End(bool good) {
+void SavesetWriter::NoteDirectory(const Item& item) {
+  std::string_view directory = ParentOf(item.name);
+  if (IsMarker(item)) {
+    directory = ParentOf(directory);
+  }
+  if (directory_.empty()) {
+    directory_ = directory;
+  }
+  scattered_ = scattered_ || directory.empty() || ItemKey(directory) != ItemKey(directory_);
+}
+
+Status SavesetWriter::End(bool good, bool firstLevel) {
   Status committed = Commit();
   if (container_ != nullptr && !anyCommitted_) {
     container_.reset();
     platform::RemoveFile(repository_.ContainerPath(saveset_));
   }
-  const Mover end = good && committed ? Mover::kEndedClean : Mover::kEndedFailed;
-  Status ended = repository_.Items().EndSaveset(saveset_.id, end);
+  const bool clean = good && committed;
+  if (clean && firstLevel && anyCommitted_ && !scattered_) {
+    Item level;
+    level.name = directory_;
+    level.kind = ItemKind::kFirstLevel;
+    committed = repository_.Items().AddItems(saveset_.id, {level});
+  }
+  Status ended = repository_.Items().EndSaveset(
+      saveset_.id, clean && committed ? Mover::kEndedClean : Mover::kEndedFailed);
   return committed ? ended : committed;
 }
 

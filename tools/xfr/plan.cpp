@@ -1,12 +1,12 @@
 #include "xfr/plan.h"
 
-#include "platform/data_file.h"
+#include "store/names.h"
 
 Plan MakePlan(const std::vector<std::string>& items) {
   Plan plan;
   std::map<std::string, std::string> firstOf;
   for (const std::string& item : items) {
-    const auto [entry, isNew] = firstOf.emplace(platform::FoldName(item), item);
+    const auto [entry, isNew] = firstOf.emplace(store::ItemKey(item), item);
     if (isNew) {
       plan.items.push_back(item);
     }

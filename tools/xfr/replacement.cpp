@@ -1,26 +1,38 @@
 #include "xfr/replacement.h"
 
 #include "platform/platform.h"
+#include "platform/tree.h"
 
 using store::Status;
 
 namespace {
 
+// What stands there is a file, or a link that is not followed.
 Status CheckTarget(const std::string& target, bool replace) {
-  switch (platform::LookUp(target).kind) {
-    case platform::PathKind::kMissing:
-      return {};
-    case platform::PathKind::kFile:
+  std::string why;
+  platform::Entry entry;
+  if (!platform::ReadEntry(target, entry, why)) {
+    return {};
+  }
+  switch (entry.kind) {
+    case platform::EntryKind::kFile:
+    case platform::EntryKind::kLink:
       return replace ? Status() : Status::Failed("it exists, and option -o over is not given");
-    case platform::PathKind::kDirectory:
+    case platform::EntryKind::kDirectory:
       return Status::Failed("a directory stands in its place");
-    case platform::PathKind::kOther:
+    case platform::EntryKind::kOther:
       break;
   }
   return Status::Failed("something that is no regular file stands in its place");
 }
 
 }  // namespace
+
+std::string NewNameIn(const std::string& directory) {
+  static int number = 0;
+  return directory + "/.korvo-" + std::to_string(platform::ProcessId()) + "-" + std::to_string(++number) +
+         ".tmp";
+}
 
 Replacement::~Replacement() {
   file_.reset();
@@ -30,21 +42,21 @@ Replacement::~Replacement() {
 }
 
 Status Replacement::Create(bool replace) {
-  static int number = 0;
   std::string why;
-  std::string target;
-  if (!platform::FollowLinks(target_, target, why)) {
-    return Status::Failed(why);
+  if (links_ == Links::kFollow) {
+    std::string target;
+    if (!platform::FollowLinks(target_, target, why)) {
+      return Status::Failed(why);
+    }
+    target_ = target;
   }
-  target_ = target;
   if (Status checked = CheckTarget(target_, replace); !checked) {
     return checked;
   }
   if (!platform::MakeDirectories(Directory(), platform::DirectoryAccess::kUsual, why)) {
     return Status::Failed("its directory cannot be made: " + why);
   }
-  const std::string path = Directory() + "/.korvo-" + std::to_string(platform::ProcessId()) + "-" +
-                           std::to_string(++number) + ".tmp";
+  const std::string path = NewNameIn(Directory());
   file_ = platform::DataFile::CreateNew(path, why);
   if (file_ == nullptr) {
     return Status::Failed("no file can be made in its directory: " + why);

@@ -1,4 +1,4 @@
-// A new file beside the one that it is to replace.
+// New files beside those that they are to replace.
 #pragma once
 
 #include <memory>
@@ -7,10 +7,15 @@
 #include "platform/data_file.h"
 #include "store/status.h"
 
+// A name for a new file in the directory that nothing bears.
+[[nodiscard]] std::string NewNameIn(const std::string& directory);
+
 class Replacement {
  public:
-  // The file that `place` names, or that it leads to as a symbolic link.
-  explicit Replacement(std::string place) : target_(std::move(place)) {}
+  // The file that `place` names. Of a symbolic link there, either the file that it leads to is replaced, or
+  // the link itself.
+  enum class Links { kFollow, kReplace };
+  Replacement(std::string place, Links links) : target_(std::move(place)), links_(links) {}
   Replacement(const Replacement&) = delete;
   Replacement& operator=(const Replacement&) = delete;
   // Gone again unless it took its place.
@@ -29,6 +34,7 @@ class Replacement {
 
  private:
   std::string target_;
+  Links links_;
   std::string path_;  // empty when there is nothing to remove
   std::unique_ptr<platform::DataFile> file_;
 };

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 
+#include "backint/backint_util/path.h"
 #include "platform/data_file.h"
+#include "platform/platform.h"
 #include "store/names.h"
 
 namespace {
@@ -23,6 +25,29 @@ constexpr std::array<Meaning, 7> kMeanings = {{{"3007", "Operation successful"},
 
 bool Holds(std::string_view line, std::string_view text) { return line.find(text) != std::string_view::npos; }
 
+constexpr const char* kItemDone = "-3108 Item processed successfully ";
+
+bool EndsWithSeparator(const std::string& name) {
+  return !name.empty() && (name.back() == '/' || name.back() == '\\');
+}
+
+std::string WithSeparatorBehind(const std::string& name) { return name + platform::SeparatorOf(name); }
+
+void ReportWithoutBrackets(const std::string& name) {
+  platform::WriteToStandardError(kItemDone + name + "\n");
+}
+
+void ReportLine(const std::string& prefix, const std::string& text) {
+  std::string line = store::OneLine(prefix + text);
+  for (const Meaning& meaning : kMeanings) {
+    for (std::size_t at = line.find(meaning.text); at != std::string::npos;
+         at = line.find(meaning.text, at)) {
+      line[line.find(' ', at)] = '_';
+    }
+  }
+  platform::WriteToStandardError(line + "\n");
+}
+
 }  // namespace
 
 bool CanBeReported(std::string_view name) {
@@ -32,20 +57,32 @@ bool CanBeReported(std::string_view name) {
          });
 }
 
-void ReportItem(const std::string& name) {
-  platform::WriteToStandardError("-3108 Item processed successfully [" + name + "]\n");
+void ReportItem(const std::string& name) { platform::WriteToStandardError(kItemDone + ("[" + name + "]\n")); }
+
+void ReportSavedDirectory(const std::string& name) {
+  ReportItem(name);
+  ReportItem(WithSeparatorBehind(name));
 }
 
-void ReportTrouble(const std::string& text) {
-  std::string line = store::OneLine("ERROR: " + text);
-  for (const Meaning& meaning : kMeanings) {
-    for (std::size_t at = line.find(meaning.text); at != std::string::npos;
-         at = line.find(meaning.text, at)) {
-      line[line.find(' ', at)] = '_';
-    }
+void ReportRestoredDirectory(const std::string& name, const std::string& place, bool alone) {
+  if (!EndsWithSeparator(name)) {
+    ReportItem(place);
+    ReportWithoutBrackets(WithSeparatorBehind(place));
+  } else if (alone && IsDirectory(name)) {
+    ReportWithoutBrackets(place);
+    ReportWithoutBrackets(WithSeparatorBehind(place));
+  } else {
+    ReportItem(place);
   }
-  platform::WriteToStandardError(line + "\n");
 }
+
+bool CanReportRestored(const std::string& name, const std::string& place, bool alone) {
+  return !alone || !IsDirectory(name) || !Holds(place, "]");
+}
+
+void ReportNote(const std::string& text) { ReportLine("NOTE: ", text); }
+
+void ReportTrouble(const std::string& text) { ReportLine("ERROR: ", text); }
 
 void ReportEnd(End end) {
   switch (end) {

@@ -13,6 +13,15 @@ enum class End { kGood, kWarnings, kFailed, kEmpty };
 
 // The item under this name is safe.
 void ReportItem(const std::string& name);
+// A directory that is saved, or brought back; no item of its own lies between its lines. A program that sees
+// a directory in the path waits for a separator behind it, and in a restore takes it only without brackets.
+void ReportSavedDirectory(const std::string& name);
+// `place` is where the item of this name has come to; `alone`: the request holds no other item.
+void ReportRestoredDirectory(const std::string& name, const std::string& place, bool alone);
+// Whether those lines can be told to the program. `name` as it was asked for.
+[[nodiscard]] bool CanReportRestored(const std::string& name, const std::string& place, bool alone);
+// Something that is no failure, in words.
+void ReportNote(const std::string& text);
 // Something went wrong, in words; texts that mean something else are made unlike them.
 void ReportTrouble(const std::string& text);
 // The run is over.

@@ -52,6 +52,21 @@ Status ReadItems(const CommandLine& line, Request& request) {
   return {};
 }
 
+// What stands behind the item's parent and a colon; empty if the text does not begin so. The program cuts the
+// parent from the name as its input had it, of which the slashes are not known here: it may be the item
+// itself.
+std::string BehindParent(const std::string& text, const std::string& item) {
+  std::string parent = ToUnix(item);
+  while (text.compare(0, parent.size() + 1, parent + ":") != 0) {
+    const std::size_t slash = parent.rfind('/');
+    if (slash == std::string::npos) {
+      return "";
+    }
+    parent.erase(slash);
+  }
+  return text.substr(parent.size() + 1);
+}
+
 // With `-o plain` the text is the destination. Without, it belongs to one directory, and the path that the
 // directory lies in stands in front, with a colon between.
 Status ReadDestination(const CommandLine& line, Request& request) {
@@ -60,11 +75,9 @@ Status ReadDestination(const CommandLine& line, Request& request) {
     return {};
   }
   if (request.items.size() == 1) {
-    const std::string item = ToUnix(request.items.front());
-    const std::string parent = item.substr(0, item.find_last_of('/')) + ":";
-    if (request.destination.compare(0, parent.size(), parent) == 0 &&
-        request.destination.size() > parent.size()) {
-      request.destination.erase(0, parent.size());
+    const std::string destination = BehindParent(request.destination, request.items.front());
+    if (!destination.empty()) {
+      request.destination = destination;
       return {};
     }
   }
@@ -91,6 +104,7 @@ Status ReadRequest(int argc, const char* const* argv, Request& request) {
   request.restore = line.Has('r');
   request.server = line.Value('S');
   request.saveset = line.Value('s');
+  request.wholeDirectory = !request.restore && line.HasValue('o', "plain");
   request.replace = line.HasValue('o', "over");
   if (request.server.empty() || request.saveset.empty()) {
     return Status::Failed("options -S with the server and -s with the saveset are expected");

@@ -13,6 +13,8 @@ struct Request {
   // Where a restore puts the items, whatever directories they came from; empty for their own places.
   std::string destination;
   bool replace = false;  // a restore may replace files
+  // A backup of what the program took for one directory, to be saved whole.
+  bool wholeDirectory = false;
   // In the form in which they are reported.
   std::vector<std::string> items;
 };

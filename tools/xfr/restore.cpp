@@ -1,25 +1,24 @@
 #include "xfr/restore.h"
 
+#include <algorithm>
 #include <map>
-#include <memory>
 #include <optional>
 #include <vector>
 
 #include "backint/backint_util/path.h"
 #include "platform/data_file.h"
 #include "platform/platform.h"
+#include "store/marker.h"
 #include "store/names.h"
 #include "store/saveset_reader.h"
+#include "xfr/placer.h"
 #include "xfr/plan.h"
-#include "xfr/replacement.h"
+#include "xfr/restore_directory.h"
 
+using store::ItemKind;
 using store::Status;
 
 namespace {
-
-// Small files are brought to the disk together, since each wait for it costs about as much as they do.
-constexpr std::size_t kMostWaiting = 64;
-constexpr std::uint64_t kMostWaitingBytes = 8 * 1024 * 1024;
 
 // Where the item goes: into the destination under its last component, or to its own place.
 std::string PlaceOf(const std::string& item, const std::string& destination) {
@@ -53,114 +52,122 @@ std::vector<std::string> TakeOutRivals(std::vector<std::string>& items, const st
 
 class Restorer {
  public:
-  Restorer(const Request& request, store::SavesetReader& reader) : request_(request), reader_(reader) {}
+  Restorer(const Request& request, store::SavesetReader& reader)
+      : request_(request), reader_(reader), placer_(reader, request.replace) {}
 
   // Brings one item back, now or with the next `Settle`; one that the saveset does not hold is passed over.
   void Take(const std::string& name, const std::vector<std::string>& spellings);
-  // Everything taken is in its place and on the disk, and only then reported.
-  void Settle();
-  void Fail(const std::string& place, const Status& status);
-  [[nodiscard]] bool Failed() const { return failed_; }
+  void Settle() { placer_.Settle(); }
+  void Fail(const std::string& place, const Status& status) { placer_.Fail(place, status); }
+  [[nodiscard]] bool Failed() const { return placer_.Failures() > 0; }
 
  private:
-  struct Waiting {
-    std::string place;
-    std::vector<std::string> reports;
-    platform::FileFacts facts;
-    std::unique_ptr<Replacement> file;
-    Status status;
+  struct Found {
+    std::optional<store::Item> item;
+    DirectoryContent content;  // empty if it is no directory
+    [[nodiscard]] bool IsDirectory() const { return !content.name.empty(); }
   };
-  Status Copy(const store::Item& item, Waiting& waiting);
-  void SyncDirectories();
+  Status Find(const std::string& name, Found& found);
+  void TakeFile(const store::Item& item, const std::vector<std::string>& spellings);
+  void TakeDirectory(const DirectoryContent& content, const std::vector<std::string>& spellings);
+  [[nodiscard]] std::string WhyNot(const std::string& name) const;
+  [[nodiscard]] bool IsAlone() const { return request_.items.size() == 1; }
+  void ReportDirectory(const std::vector<std::string>& spellings) const {
+    for (const std::string& spelling : spellings) {
+      ReportRestoredDirectory(spelling, PlaceOf(spelling, request_.destination), IsAlone());
+    }
+  }
 
   const Request& request_;
   store::SavesetReader& reader_;
-  std::vector<Waiting> waiting_;
-  std::uint64_t waitingBytes_ = 0;
-  bool failed_ = false;
+  Placer placer_;
 };
 
-void Restorer::Fail(const std::string& place, const Status& status) {
-  ReportTrouble("cannot restore " + place + ": " + status.Message());
-  failed_ = true;
+// Whatever was saved under a name belongs to it, unless it is the name of a file or link.
+Status Restorer::Find(const std::string& name, Found& found) {
+  if (Status looked = reader_.Find(name, found.item); !looked) {
+    return looked;
+  }
+  const bool single =
+      found.item && (found.item->kind == ItemKind::kFile || found.item->kind == ItemKind::kLink);
+  if (single) {
+    return {};
+  }
+  DirectoryContent& content = found.content;
+  Status looked = reader_.FindIn(found.item ? found.item->name : name, content.name, content.items);
+  if (found.item) {
+    // What is only shown by the name of a directory that is empty belongs to another one.
+    if (store::ItemKey(content.name) != store::ItemKey(found.item->name)) {
+      content.items.clear();
+    }
+    content.name = store::WithoutEndSeparators(found.item->name);
+    content.items.insert(content.items.begin(), *found.item);
+  }
+  return looked;
 }
 
-Status Restorer::Copy(const store::Item& item, Waiting& waiting) {
-  if (!CanBeReported(waiting.place)) {
-    return Status::Failed("its name holds a line break or a text that this program reports with");
+// Why the item, which is there, cannot be told as restored; empty if it can.
+std::string Restorer::WhyNot(const std::string& name) const {
+  const std::string place = PlaceOf(name, request_.destination);
+  if (!CanBeReported(place)) {
+    return "its name holds a line break or a text that this program reports with";
   }
-  waiting.facts = item.facts;
-  waiting.file = std::make_unique<Replacement>(PlaceOf(item.name, request_.destination));
-  if (Status made = waiting.file->Create(request_.replace); !made) {
-    return made;
+  if (store::WithoutEndSeparators(name) != name && !request_.destination.empty()) {
+    return "a name with a separator at its end cannot go into another directory: ask for it without";
   }
-  return reader_.Copy(item, waiting.file->File());
+  if (!CanReportRestored(name, place, IsAlone())) {
+    return "a directory that is there and has a ] in its name cannot be reported: move it away first";
+  }
+  return "";
 }
 
 void Restorer::Take(const std::string& name, const std::vector<std::string>& spellings) {
-  std::optional<store::Item> item;
-  Waiting waiting;
-  waiting.place = PlaceOf(name, request_.destination);
+  const std::string place = PlaceOf(name, request_.destination);
+  Found found;
+  if (const Status looked = Find(name, found); !looked) {
+    Fail(place, looked);
+    return;
+  }
+  if (!found.item && !found.IsDirectory()) {
+    return;
+  }
   for (const std::string& spelling : spellings) {
-    waiting.reports.push_back(PlaceOf(spelling, request_.destination));
+    if (const std::string why = WhyNot(spelling); !why.empty()) {
+      Fail(PlaceOf(spelling, request_.destination), Status::Failed(why));
+      return;
+    }
   }
-  Status status = reader_.Find(name, item);
-  if (status && !item) {
-    return;
-  }
-  if (status) {
-    status = Copy(*item, waiting);
-  }
-  if (!status) {
-    Fail(waiting.place, status);
-    return;
-  }
-  waitingBytes_ += item->facts.size;
-  waiting_.push_back(std::move(waiting));
-  if (waiting_.size() >= kMostWaiting || waitingBytes_ >= kMostWaitingBytes) {
-    Settle();
+  if (found.IsDirectory()) {
+    TakeDirectory(found.content, spellings);
+  } else {
+    TakeFile(*found.item, spellings);
   }
 }
 
-void Restorer::Settle() {
-  for (Waiting& waiting : waiting_) {
-    waiting.status = waiting.file->Prepare(waiting.facts);
+void Restorer::TakeDirectory(const DirectoryContent& content, const std::vector<std::string>& spellings) {
+  if (RestoreDirectory(content, PlaceOf(content.name, request_.destination), placer_)) {
+    ReportDirectory(spellings);
   }
-  for (Waiting& waiting : waiting_) {
-    if (waiting.status) {
-      waiting.status = waiting.file->Finish();
-    }
-  }
-  for (Waiting& waiting : waiting_) {
-    if (waiting.status) {
-      waiting.status = waiting.file->TakePlace();
-    }
-  }
-  SyncDirectories();
-  for (const Waiting& waiting : waiting_) {
-    if (!waiting.status) {
-      Fail(waiting.place, waiting.status);
-      continue;
-    }
-    for (const std::string& report : waiting.reports) {
-      ReportItem(report);
-    }
-  }
-  waiting_.clear();
-  waitingBytes_ = 0;
 }
 
-void Restorer::SyncDirectories() {
-  std::map<std::string, std::string> whyNot;
-  for (Waiting& waiting : waiting_) {
-    const auto [entry, isNew] = whyNot.emplace(waiting.file->Directory(), "");
-    if (isNew) {
-      std::string why;
-      entry->second = platform::SyncDirectory(entry->first, why) ? "" : why;
+void Restorer::TakeFile(const store::Item& item, const std::vector<std::string>& spellings) {
+  const std::string place = PlaceOf(item.name, request_.destination);
+  if (item.kind == ItemKind::kLink) {
+    // The program may find a directory where it leads.
+    if (placer_.PutLink(item, place)) {
+      ReportDirectory(spellings);
     }
-    if (waiting.status && !entry->second.empty()) {
-      waiting.status = Status::Failed("its directory cannot be synchronised: " + entry->second);
-    }
+    return;
+  }
+  std::vector<std::string> reports;
+  for (const std::string& spelling : spellings) {
+    reports.push_back(PlaceOf(spelling, request_.destination));
+  }
+  if (!store::IsMarker(item)) {
+    placer_.PutFile(item, place, reports);
+  } else if (placer_.PutDirectory(platform::DirectoryOf(place), platform::DirectoryAccess::kUsual,
+                                  Placer::Links::kFollow)) {
+    std::for_each(reports.begin(), reports.end(), ReportItem);
   }
 }
 

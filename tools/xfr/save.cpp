@@ -6,6 +6,7 @@
 #include "platform/platform.h"
 #include "store/saveset_writer.h"
 #include "xfr/plan.h"
+#include "xfr/save_directory.h"
 
 using store::Status;
 
@@ -19,39 +20,36 @@ std::string RefusalOf(const std::string& item) {
   return CanBeReported(item) ? "" : "its name holds a line break or a text that this program reports with";
 }
 
-struct Outcome {
-  bool failed = false;
-  bool warnings = false;
-};
-
 // A bad status is the store's; what is wrong with the file alone goes into the outcome.
-Status SaveOne(const std::string& item, store::SavesetWriter& writer, Outcome& outcome) {
+Status SaveFile(const std::string& item, store::SavesetWriter& writer, Outcome& outcome) {
   store::Saved saved;
-  saved.trouble = RefusalOf(item);
-  if (saved.trouble.empty()) {
-    if (const auto source = platform::DataFile::OpenForReading(item, saved.trouble)) {
-      if (Status status = writer.Save(item, *source, saved); !status) {
-        return status;
-      }
+  if (const auto source = platform::DataFile::OpenForReading(item, saved.trouble)) {
+    if (Status status = writer.Save(item, *source, saved); !status) {
+      return status;
     }
   }
-  if (!saved.trouble.empty()) {
-    ReportTrouble("cannot back up " + item + ": " + saved.trouble);
-    outcome.failed = true;
-  } else if (saved.grew) {
-    ReportTrouble(item + " became longer while it was read: it is saved as long as it was");
-    outcome.warnings = true;
-  }
+  TakeIn(item, saved, outcome);
   return {};
+}
+
+Status SaveOne(const std::string& item, const store::Repository& repository, store::SavesetWriter& writer,
+               Outcome& outcome) {
+  if (const std::string refusal = RefusalOf(item); !refusal.empty()) {
+    Refuse(item, refusal, outcome);
+    return {};
+  }
+  return platform::LookUp(item).kind == platform::PathKind::kDirectory
+             ? SaveDirectory(item, repository, writer, outcome)
+             : SaveFile(item, writer, outcome);
 }
 
 }  // namespace
 
 End Save(const Request& request, store::Repository& repository) {
   const Plan plan = MakePlan(request.items);
-  store::SavesetWriter writer(repository, [&plan](const std::string& name) {
-    for (const std::string& spelling : plan.spellings.at(name)) {
-      ReportItem(spelling);
+  store::SavesetWriter writer(repository, [&plan](const store::Item& item) {
+    for (const std::string& spelling : plan.spellings.at(item.name)) {
+      item.kind == store::ItemKind::kDirectory ? ReportSavedDirectory(spelling) : ReportItem(spelling);
     }
   });
   if (Status begun = writer.Begin(request.saveset); !begun) {
@@ -61,14 +59,14 @@ End Save(const Request& request, store::Repository& repository) {
   Outcome outcome;
   Status store;
   for (const std::string& item : plan.items) {
-    store = SaveOne(item, writer, outcome);
+    store = SaveOne(item, repository, writer, outcome);
     if (!store) {
       ReportTrouble("the backup stops at " + item + ": " + store.Message());
       outcome.failed = true;
       break;
     }
   }
-  if (Status ended = writer.End(!outcome.failed); !ended) {
+  if (Status ended = writer.End(!outcome.failed, !request.wholeDirectory); !ended) {
     ReportTrouble(ended.Message());
     return End::kFailed;
   }

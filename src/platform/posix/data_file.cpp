@@ -11,12 +11,12 @@
 #include <system_error>
 
 #include "platform/internal.h"
+#include "platform/posix/file_facts.h"
 
 namespace platform {
 namespace {
 
 constexpr int kMostLinks = 40;
-constexpr std::int64_t kNsPerSecond = 1000000000;
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
 
@@ -119,37 +119,16 @@ bool DataFile::SetSize(std::uint64_t size) {
 }
 
 bool DataFile::Facts(FileFacts& facts) {
-  constexpr std::uint64_t kStatusBlock = 512;
   struct stat status = {};
   if (fstat(static_cast<int>(handle_), &status) != 0) {
     return Fail();
   }
-  facts.size = static_cast<std::uint64_t>(status.st_size);
-  facts.modifiedNs = status.st_mtim.tv_sec * kNsPerSecond + status.st_mtim.tv_nsec;
-  facts.mode = status.st_mode & 07777;
-  facts.owner = status.st_uid;
-  facts.group = status.st_gid;
-  facts.sparse = static_cast<std::uint64_t>(status.st_blocks) * kStatusBlock < facts.size;
+  facts = internal::FactsOf(status);
   return true;
 }
 
 bool DataFile::SetFacts(const FileFacts& facts) {
-  const int handle = static_cast<int>(handle_);
-  mode_t mode = facts.mode;
-  if (fchown(handle, facts.owner, facts.group) != 0) {
-    mode &= 0777;
-  }
-  std::int64_t seconds = facts.modifiedNs / kNsPerSecond;
-  std::int64_t rest = facts.modifiedNs % kNsPerSecond;
-  if (rest < 0) {
-    --seconds;
-    rest += kNsPerSecond;
-  }
-  struct timespec times[2] = {};
-  times[0].tv_nsec = UTIME_NOW;
-  times[1].tv_sec = seconds;
-  times[1].tv_nsec = rest;
-  return (fchmod(handle, mode) == 0 && futimens(handle, times) == 0) || Fail();
+  return internal::SetFactsOf(static_cast<int>(handle_), facts) || Fail();
 }
 
 void DataFile::BeginSync() { (void)sync_file_range(static_cast<int>(handle_), 0, 0, SYNC_FILE_RANGE_WRITE); }

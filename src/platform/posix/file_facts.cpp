@@ -1,0 +1,47 @@
+#include "platform/posix/file_facts.h"
+
+#include <unistd.h>
+
+namespace platform::internal {
+namespace {
+
+constexpr std::int64_t kNsPerSecond = 1000000000;
+
+}  // namespace
+
+FileFacts FactsOf(const struct stat& status) {
+  constexpr std::uint64_t kStatusBlock = 512;
+  FileFacts facts;
+  facts.size = S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
+  facts.modifiedNs = status.st_mtim.tv_sec * kNsPerSecond + status.st_mtim.tv_nsec;
+  facts.mode = status.st_mode & 07777;
+  facts.owner = status.st_uid;
+  facts.group = status.st_gid;
+  facts.sparse = static_cast<std::uint64_t>(status.st_blocks) * kStatusBlock < facts.size;
+  return facts;
+}
+
+std::array<timespec, 2> TimesOf(const FileFacts& facts) {
+  std::int64_t seconds = facts.modifiedNs / kNsPerSecond;
+  std::int64_t rest = facts.modifiedNs % kNsPerSecond;
+  if (rest < 0) {
+    --seconds;
+    rest += kNsPerSecond;
+  }
+  std::array<timespec, 2> times = {};
+  times[0].tv_nsec = UTIME_OMIT;
+  times[1].tv_sec = seconds;
+  times[1].tv_nsec = rest;
+  return times;
+}
+
+bool SetFactsOf(int handle, const FileFacts& facts) {
+  mode_t mode = facts.mode;
+  if (fchown(handle, facts.owner, facts.group) != 0) {
+    mode &= 0777;
+  }
+  const auto times = TimesOf(facts);
+  return fchmod(handle, mode) == 0 && futimens(handle, times.data()) == 0;
+}
+
+}  // namespace platform::internal
