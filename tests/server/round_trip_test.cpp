@@ -169,7 +169,8 @@ TEST_F(Landscape, ANameWithBlanksComesBackByTheSpellingThatIsShown) {
   const std::string file = server_.Write("d/my own file.dbf", "mine");
   const std::string shown = server_.Path("d/my%20own%20file.dbf");
   const std::string id = Save({file});
-  EXPECT_EQ(Start("inquire", {id, "#NULL " + shown}).result, Lines(2, "#BACKUP " + id + " " + shown));
+  EXPECT_EQ(Start("inquire", {id + " " + shown, "#NULL " + shown}).result,
+            Lines(2, "#BACKUP " + id + " " + shown));
   fs::remove(file);
   EXPECT_EQ(Start("restore", {"#NULL " + shown}).result, Lines{"#RESTORED " + id + " " + shown});
   EXPECT_EQ(support::ReadWholeFile(file), "mine");
