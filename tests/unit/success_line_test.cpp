@@ -5,27 +5,16 @@
 #include <filesystem>
 #include <functional>
 #include <iterator>
-#include <random>
 
 #include "backint/backint_back/execute_xfr.h"
 #include "backint/backint_func/xfr_run.h"
 #include "backint/backint_rest/restore_settlement.h"
 #include "backint/backint_util/path.h"
+#include "support/dice.h"
 #include "support/run_fixture.h"
 #include "unit/plain_mover.h"
 
 namespace {
-
-class Dice {
- public:
-  explicit Dice(unsigned seed) : random_(seed) {}
-  std::size_t Below(std::size_t count) { return random_() % count; }
-  bool OneIn(std::size_t count) { return Below(count) == 0; }
-  const std::string& One(const Lines& of) { return of[Below(of.size())]; }
-
- private:
-  std::mt19937 random_;
-};
 
 // The first difference, with what stands around it; empty if there is none.
 std::string Difference(const Lines& program, const Lines& plain) {

@@ -1,0 +1,247 @@
+// Random lists and a random mover: every item gets the result lines that a plain walk through the list gives
+// it, and none is called saved or restored that no line of the mover named.
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <set>
+
+#include "support/dice.h"
+#include "support/run_fixture.h"
+#include "support/scenario.h"
+#include "unit/plain_mover.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kMarker = "korvo.dir";
+
+std::string WithBackslash(const std::string& name) { return name + (name.ends_with('\\') ? "" : "\\"); }
+
+// Whether a line names a path that ends in the name, whatever its case, its slashes and the separator behind.
+bool IsNamed(std::string name, const Lines& moverLines) {
+  const auto plainForm = [](std::string text) {
+    text = Upper(ToUnix(text));
+    text.erase(text.find_last_not_of('/') + 1);
+    return text;
+  };
+  name.erase(0, name.starts_with('.') ? 1 : 0);
+  return std::any_of(moverLines.begin(), moverLines.end(), [&](const std::string& line) {
+    return line.starts_with("-3108") && plainForm(line.substr(0, line.rfind(']'))).ends_with(plainForm(name));
+  });
+}
+
+class RandomLists : public RunFixture, public testing::WithParamInterface<int> {
+ protected:
+  RandomLists() : dice_(static_cast<unsigned>(GetParam())) {
+    fs::current_path(scenario_.Directory());
+    for (const char* file : {"a", "ba", "data\\a", "data\\ba", "data\\x y", "data\\d\\a", "data\\d\\ba",
+                             "data\\d\\sub\\a", "data\\ed\\e\\f", "data\\my dir\\a", "d\\a", "x.log"}) {
+      scenario_.WriteText(file, "x");
+    }
+    fs::create_directories(scenario_.Path("data\\e"));
+    fs::create_directories(scenario_.Path("data\\d.log"));
+  }
+  ~RandomLists() override { fs::current_path(outside_); }
+
+  Lines RandomList(const Lines& names) {
+    Lines list;
+    for (std::size_t i = dice_.Below(7) + 1; i > 0; --i) {
+      list.push_back(list.empty() || !dice_.OneIn(5) ? dice_.One(names) : dice_.One(list));
+    }
+    return list;
+  }
+
+  std::string RandomPath(const MoverJob& job) {
+    std::string path = dice_.OneIn(6) ? dice_.One({"a", "data\\d", "other"}) : dice_.One(job.items);
+    if (!job.destination.empty() && !dice_.OneIn(5)) {
+      path = WithBackslash(job.destination) + path.substr(path.find_last_of("\\/") + 1);
+    }
+    path = dice_.One({"", "", "", "", "C:\\x\\", "x"}) + path;
+    path = dice_.OneIn(5) ? Upper(path) : path;
+    path = dice_.OneIn(5) ? ToUnix(path) : ToDos(path);
+    return path + (dice_.OneIn(job.directories ? 2 : 8) ? "\\" : "");
+  }
+
+  // What the mover prints for a job; its answer goes to the script.
+  void MakeMover(MoverJob& job, const std::string& verb, const std::string& first = "") {
+    const std::string confirms = "-3108 Item processed successfully ";
+    for (const std::string& item : job.items) {
+      if (job.destination.empty() && !dice_.OneIn(4)) {
+        job.moverLines.push_back(confirms + '[' + ToDos(item) + (job.directories ? "\\" : "") + ']');
+      }
+    }
+    for (std::size_t i = dice_.Below(4); i > 0; --i) {
+      const std::string path = RandomPath(job);
+      job.moverLines.push_back(confirms + (dice_.OneIn(4) ? path : '[' + path + ']'));
+    }
+    const Lines ends = {"3007 Operation successful", "3007 Operation successful",
+                        "2032 Operation successful with warnings", "3053 Operation failed", "gone"};
+    job.moverLines.push_back(dice_.One(ends));
+    job.traceLevel = 0;
+    scenario_.script += "on " + verb + ' ' + std::to_string(++movers_) + '\n' + first + Join(job.moverLines);
+  }
+
+  // The items of a job come back with their digits; gives the job's result.
+  RunResult PlainBackup(MoverJob job, Lines& entries) {
+    MakeMover(job, "backup");
+    PlainMover mover(job);
+    RunResult result = mover.Run();
+    mover.SettleBackup(result);
+    entries = mover.entries;
+    for (const std::string& entry : entries) {
+      if (entry.ends_with('0')) {
+        EXPECT_TRUE(IsNamed(entry.substr(0, entry.size() - 1), job.moverLines)) << entry;
+      }
+    }
+    return result;
+  }
+
+  Lines FirstLevel(const std::string& directory) {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(scenario_.Path(directory))) {
+      names.insert(entry.path().filename().string());
+    }
+    Lines items;
+    for (const std::string& name : names) {
+      const std::string path = WithBackslash(directory) + name;
+      items.push_back(IsDirectory(path) ? WithBackslash(path) + kMarker : path);
+    }
+    return items;
+  }
+
+  // A job for a directory, reported as one, or for items that are reported each.
+  void ExpectJob(const Lines& items, const std::string& directory = "", bool logRun = false) {
+    const std::string saved = "#SAVED SET" + std::to_string(++jobs_) + ' ';
+    MoverJob job;
+    job.items = items;
+    job.logRun = logRun;
+    job.directories = !directory.empty();
+    Lines entries;
+    const RunResult result = items.empty() ? RunResult::kFailure : PlainBackup(job, entries);
+    FoldResult(result_, result);
+    if (job.directories) {
+      entries = {directory + (result == RunResult::kFailure ? '2' : '0')};
+    }
+    for (const std::string& entry : entries) {
+      expected_.push_back((entry.ends_with('0') ? saved : "#ERROR ") + entry.substr(0, entry.size() - 1));
+    }
+  }
+
+  void ExpectBackup(const Lines& list, bool whole) {
+    if (std::all_of(list.begin(), list.end(), [](const auto& item) { return item.ends_with(".log"); })) {
+      ExpectJob(list, "", true);
+      return;
+    }
+    Lines files;
+    for (const std::string& item : list) {
+      if (!FileExists(item)) {
+        expected_.push_back("#ERROR " + item);
+      } else if (IsDirectory(item)) {
+        ExpectJob(whole ? Lines{item} : FirstLevel(item), item);
+      } else if (std::find(files.begin(), files.end(), item) == files.end()) {
+        files.push_back(item);
+      }
+    }
+    if (!files.empty()) {
+      ExpectJob(files);
+    }
+  }
+
+  void ExpectRestoreJob(const std::string& place, const Lines& files) {
+    MoverJob job;
+    job.restore = true;
+    job.destination = place.substr(2);
+    std::transform(files.begin(), files.end(), std::back_inserter(job.items), ToUnix);
+    job.directories = files.size() == 1 && IsDirectory(files[0]);
+    const bool gone = files.size() == 1 && files[0] == "data\\gone" && dice_.OneIn(2);
+    MakeMover(job, "restore", gone ? "!directory data\\gone\n" : "");
+    if (gone) {
+      fs::create_directory(scenario_.Path(files[0]));
+    }
+    PlainMover mover(job);
+    const RunResult moverResult = mover.Run();
+    job.items = files;  // the mover was given forward slashes, the request stays as it was
+    mover.SettleRestore(moverResult, "");
+    FoldResult(result_, moverResult);
+    for (const std::string& entry : mover.entries) {
+      const std::string name = entry.substr(0, entry.size() - 1);
+      const bool good = entry.ends_with('0');
+      const std::string bad = entry.ends_with('3') ? "#NOTFOUND " : "#ERROR ";
+      expected_.push_back((good ? "#RESTORED " + place.substr(0, 2) : bad) + name);
+      const std::size_t last = job.destination.empty() ? 0 : ToDos(name).rfind('\\') + 1;
+      EXPECT_TRUE(!good || IsNamed(name.substr(last), job.moverLines)) << entry;
+      FoldResult(result_, good ? RunResult::kSuccess : RunResult::kFailure);
+    }
+  }
+
+  // Jobs by backup and destination in the order of their first lines; a double of a job's first line is
+  // dropped.
+  Lines ExpectRestore(const Lines& list) {
+    std::vector<std::pair<std::string, Lines>> groups;
+    Lines input;
+    for (const std::string& file : list) {
+      const bool stays = file.ends_with('\\');  // into a directory it would be that directory itself
+      const std::string place = stays ? "A " : dice_.One({"A ", "A ", "A new", "B new\\"});
+      input.push_back(place.substr(0, 2) + file + ' ' + place.substr(2));
+      const auto same = [&](const auto& group) { return group.first == place; };
+      const auto group = std::find_if(groups.begin(), groups.end(), same);
+      if (group == groups.end()) {
+        groups.push_back({place, {file}});
+      } else if (file != group->second[0]) {
+        group->second.push_back(file);
+      }
+    }
+    for (const auto& [place, files] : groups) {
+      ExpectRestoreJob(place, files);
+    }
+    fs::remove(scenario_.Path("data\\gone"));
+    return input;
+  }
+
+  void RunList(const Lines& input, const std::string& function) {
+    scenario_.WriteText("in.lis", Join(input));
+    Lines options = Scenario::CallerOptions();
+    options.insert(options.end(), {"-f", function});
+    const Outcome outcome = scenario_.Run(options);
+    EXPECT_EQ(Join(outcome.result), Join(expected_)) << Join(input) << scenario_.script;
+    EXPECT_EQ(outcome.exitStatus, NumberOf(result_)) << Join(input) << scenario_.script;
+    for (const auto& entry : fs::recursive_directory_iterator(scenario_.Directory())) {
+      const std::string name = entry.path().filename().string();
+      EXPECT_TRUE(name != kMarker && name != "filelist.txt" && name != "newinput.txt") << entry.path();
+    }
+  }
+
+  Scenario scenario_;
+  Dice dice_;
+  const fs::path outside_ = fs::current_path();
+  Lines expected_;
+  RunResult result_ = RunResult::kSuccess;
+  int jobs_ = 0;
+  int movers_ = 0;
+};
+
+TEST_P(RandomLists, AreSaved) {
+  const Lines logs = {"x.log", "data\\d.log", "missing.log", "log"};
+  const Lines names = {"a",          "ba",       "data\\a",   "DATA\\a",     "data/ba",      "data\\x y",
+                       "data\\d",    "data\\ed", "data\\d\\", "data/d",      "data\\e",      "d",
+                       "data\\gone", "gone",     "x.log",     "data\\D.log", "data\\my dir", ".\\data\\a"};
+  const bool whole = dice_.OneIn(2);
+  if (whole) {
+    scenario_.parameters.push_back("DIRECTORY_XFR_USE=YES");
+  }
+  const Lines list = RandomList(dice_.OneIn(5) ? logs : names);
+  ExpectBackup(list, whole);
+  RunList(list, "backup");
+}
+
+TEST_P(RandomLists, AreRestored) {
+  const Lines names = {"a",         "ba",     "data\\a", "data/a",     "DATA\\a", ".\\data\\a", "data\\d",
+                       "data\\d\\", "data/d", "d",       "data\\gone", "d\\a",    "data\\ed",   ".\\d"};
+  const Lines input = ExpectRestore(RandomList(names));
+  RunList(input, "restore");
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomLists, testing::Range(1, 51));
+
+}  // namespace
