@@ -148,7 +148,7 @@ ask() {
   say "The backups of the changed file:"
   inquire file "#NULL $file" 2
   say "What the last backup holds:"
-  inquire contents "$id" 1
+  inquire contents "$id" 2
   say "Whether it holds the file:"
   inquire holds "$id $file" 1
   say "And one that was never saved:"

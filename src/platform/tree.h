@@ -34,6 +34,9 @@ struct Entry {
 // Its time, and its owner where this process may set it. What the system does not allow for links is left.
 void SetLinkFacts(const std::string& path, const FileFacts& facts);
 
+// Makes a directory that gets its facts when everything is in it. Where they decide who may look into it, its
+// owner alone can until then.
+[[nodiscard]] bool MakeUnfinishedDirectory(const std::string& path, std::string& why);
 // Times, mode and owner of a directory, by the rules of DataFile::SetFacts; they and its names are on the
 // disk then.
 [[nodiscard]] bool SetDirectoryFacts(const std::string& path, const FileFacts& facts, std::string& why);

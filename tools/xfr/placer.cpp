@@ -39,7 +39,7 @@ Status MakeLinkAt(const store::Item& item, const std::string& place, bool replac
   return platform::SyncDirectory(directory, why) ? Status() : Status::Failed(why);
 }
 
-Status MakeDirectoryAt(const std::string& place, platform::DirectoryAccess access, Placer::Links links) {
+Status MakeDirectoryAt(const std::string& place, Placer::Make make, Placer::Links links) {
   std::string why;
   platform::Entry entry;
   if (platform::ReadEntry(place, entry, why)) {
@@ -50,9 +50,10 @@ Status MakeDirectoryAt(const std::string& place, platform::DirectoryAccess acces
                ? Status()
                : Status::Failed("something that is no directory stands in its place");
   }
-  const bool made =
-      platform::MakeDirectories(platform::DirectoryOf(place), platform::DirectoryAccess::kUsual, why) &&
-      platform::MakeDirectories(place, access, why);
+  const auto usual = platform::DirectoryAccess::kUsual;
+  const bool made = platform::MakeDirectories(platform::DirectoryOf(place), usual, why) &&
+                    (make == Placer::Make::kFinished ? platform::MakeDirectories(place, usual, why)
+                                                     : platform::MakeUnfinishedDirectory(place, why));
   return made ? Status() : Status::Failed("the directory cannot be made: " + why);
 }
 
@@ -71,8 +72,8 @@ bool Placer::PutLink(const store::Item& item, const std::string& place) {
   return static_cast<bool>(made);
 }
 
-bool Placer::PutDirectory(const std::string& place, platform::DirectoryAccess access, Links links) {
-  const Status made = MakeDirectoryAt(place, access, links);
+bool Placer::PutDirectory(const std::string& place, Make make, Links links) {
+  const Status made = MakeDirectoryAt(place, make, links);
   if (!made) {
     Fail(place, made);
   }

@@ -20,8 +20,11 @@ class Placer {
   // At once; true if it is there.
   [[nodiscard]] bool PutLink(const store::Item& item, const std::string& place);
   // True if the directory is there. In the place of one that was saved, a link is no directory.
+  // One that is not finished gets its facts later.
   enum class Links { kFollow, kRefuse };
-  [[nodiscard]] bool PutDirectory(const std::string& place, platform::DirectoryAccess access, Links links);
+  enum class Make { kFinished, kUnfinished };
+  [[nodiscard]] bool PutDirectory(const std::string& place, Make make = Make::kFinished,
+                                  Links links = Links::kFollow);
   // Every file is in its place and on the disk, and reported.
   void Settle();
 

@@ -165,8 +165,7 @@ void Restorer::TakeFile(const store::Item& item, const std::vector<std::string>&
   }
   if (!store::IsMarker(item)) {
     placer_.PutFile(item, place, reports);
-  } else if (placer_.PutDirectory(platform::DirectoryOf(place), platform::DirectoryAccess::kUsual,
-                                  Placer::Links::kFollow)) {
+  } else if (placer_.PutDirectory(platform::DirectoryOf(place))) {
     std::for_each(reports.begin(), reports.end(), ReportItem);
   }
 }

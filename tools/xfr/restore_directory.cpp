@@ -8,7 +8,6 @@
 #include "store/marker.h"
 #include "store/names.h"
 
-using platform::DirectoryAccess;
 using store::ItemKind;
 
 namespace {
@@ -21,7 +20,8 @@ class DirectoryRestorer {
   bool Run() {
     placer_.Settle();
     const int failures = placer_.Failures();
-    if (!placer_.PutDirectory(place_, DirectoryAccess::kUsual, Placer::Links::kFollow)) {
+    const bool whole = !content_.items.empty() && content_.items.front().kind == ItemKind::kDirectory;
+    if (!placer_.PutDirectory(place_, whole ? Placer::Make::kUnfinished : Placer::Make::kFinished)) {
       return false;
     }
     for (const store::Item& item : content_.items) {
@@ -46,8 +46,8 @@ class DirectoryRestorer {
     });
   }
 
-  void PutInnerDirectory(std::string_view name, DirectoryAccess access, Placer::Links links) {
-    if (!placer_.PutDirectory(PlaceOf(name), access, links)) {
+  void PutInnerDirectory(std::string_view name, Placer::Make make, Placer::Links links) {
+    if (!placer_.PutDirectory(PlaceOf(name), make, links)) {
       blocked_.push_back(platform::FoldName(std::string(name) + '/'));
     }
   }
@@ -56,7 +56,7 @@ class DirectoryRestorer {
     switch (item.kind) {
       case ItemKind::kFile:
         if (store::IsMarker(item)) {
-          PutInnerDirectory(store::ParentOf(item.name), DirectoryAccess::kUsual, Placer::Links::kFollow);
+          PutInnerDirectory(store::ParentOf(item.name), Placer::Make::kFinished, Placer::Links::kFollow);
         } else {
           placer_.PutFile(item, PlaceOf(item.name), {});
         }
@@ -64,7 +64,7 @@ class DirectoryRestorer {
       case ItemKind::kDirectory:
         // It bears its own mode only when everything is in it.
         if (item.name.size() > content_.name.size()) {
-          PutInnerDirectory(item.name, DirectoryAccess::kPrivate,
+          PutInnerDirectory(item.name, Placer::Make::kUnfinished,
                             item.inside ? Placer::Links::kRefuse : Placer::Links::kFollow);
         }
         break;

@@ -64,6 +64,10 @@ void SetLinkFacts(const std::string& path, const FileFacts& facts) {
   (void)utimensat(AT_FDCWD, native.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
 }
 
+bool MakeUnfinishedDirectory(const std::string& path, std::string& why) {
+  return MakeDirectories(path, DirectoryAccess::kPrivate, why);
+}
+
 bool SetDirectoryFacts(const std::string& path, const FileFacts& facts, std::string& why) {
   const int handle = open(NativePath(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (handle < 0) {

@@ -67,6 +67,10 @@ bool MakeLink(const std::string& /*text*/, const std::string& /*path*/, std::str
 
 void SetLinkFacts(const std::string& /*path*/, const FileFacts& /*facts*/) {}
 
+bool MakeUnfinishedDirectory(const std::string& path, std::string& why) {
+  return MakeDirectories(path, DirectoryAccess::kUsual, why);
+}
+
 bool SetDirectoryFacts(const std::string& path, const FileFacts& facts, std::string& why) {
   const Handle handle(path, FILE_WRITE_ATTRIBUTES);
   const auto ticks = static_cast<std::uint64_t>(facts.modifiedNs / kNsPerTick + kTicksTo1970);
