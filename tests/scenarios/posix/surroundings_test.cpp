@@ -70,6 +70,17 @@ TEST_F(Posix, AMarkerThatCannotBeMadeLosesTheDirectory) {
             std::string::npos);
 }
 
+TEST_F(Posix, AnInputThatCannotBeReadToItsEndIsNotTakenForAShortOne) {
+  // A regular file that opens and then gives nothing but an error.
+  const Outcome outcome =
+      scenario_.Run({"-u", "sap", "-p", "par.txt", "-i", "/proc/self/mem", "-o", "out\\result.lis"});
+  EXPECT_EQ(outcome.exitStatus, 2);
+  EXPECT_EQ(Join(outcome.result), "");
+  EXPECT_EQ(Join(outcome.calls), "");
+  EXPECT_NE(Join(outcome.trace).find("backint_func: ERROR: Reading input file failed: /proc/self/mem.\n"),
+            std::string::npos);
+}
+
 TEST_F(Posix, ToolsOfTheInstallDirectory) {
   scenario_.parameters = {"KORVO_SERVER=srv", "KORVO_JOB=job", "KORVO_POOL=pool"};
   const auto expectFailure = [this](const std::string& text) {
