@@ -2,7 +2,6 @@
 // it, and none is called saved or restored that no line of the mover named.
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <set>
 
 #include "support/dice.h"
@@ -82,19 +81,22 @@ class RandomLists : public RunFixture, public testing::WithParamInterface<int> {
     scenario_.script += "on " + verb + ' ' + std::to_string(++movers_) + '\n' + first + Join(job.moverLines);
   }
 
-  // The items of a job come back with their digits; gives the job's result.
-  RunResult PlainBackup(MoverJob job, Lines& entries) {
-    MakeMover(job, "backup");
-    PlainMover mover(job);
-    RunResult result = mover.Run();
-    mover.SettleBackup(result);
-    entries = mover.entries;
+  // The result lines for items that have come back from a job, each with its digit.
+  void ExpectLines(const Lines& entries, const std::string& good) {
     for (const std::string& entry : entries) {
-      if (entry.ends_with('0')) {
-        EXPECT_TRUE(IsNamed(entry.substr(0, entry.size() - 1), job.moverLines)) << entry;
-      }
+      const std::string bad = entry.ends_with('3') ? "#NOTFOUND " : "#ERROR ";
+      expected_.push_back((entry.ends_with('0') ? good : bad) + entry.substr(0, entry.size() - 1));
+      FoldResult(result_, entry.ends_with('0') ? RunResult::kSuccess : RunResult::kFailure);
     }
-    return result;
+  }
+
+  static void ExpectNamed(const Lines& entries, const MoverJob& job) {
+    for (std::string name : entries) {
+      const bool confirmed = name.ends_with('0');
+      name.pop_back();
+      name.erase(0, job.destination.empty() ? 0 : name.find_last_of("\\/") + 1);
+      EXPECT_TRUE(!confirmed || IsNamed(name, job.moverLines)) << name << '\n' << Join(job.moverLines);
+    }
   }
 
   Lines FirstLevel(const std::string& directory) {
@@ -112,20 +114,23 @@ class RandomLists : public RunFixture, public testing::WithParamInterface<int> {
 
   // A job for a directory, reported as one, or for items that are reported each.
   void ExpectJob(const Lines& items, const std::string& directory = "", bool logRun = false) {
-    const std::string saved = "#SAVED SET" + std::to_string(++jobs_) + ' ';
     MoverJob job;
     job.items = items;
     job.logRun = logRun;
     job.directories = !directory.empty();
+    RunResult result = RunResult::kFailure;  // of a directory with nothing in it
     Lines entries;
-    const RunResult result = items.empty() ? RunResult::kFailure : PlainBackup(job, entries);
+    if (!items.empty()) {
+      MakeMover(job, "backup");
+      PlainMover mover(job);
+      result = mover.Run();
+      mover.SettleBackup(result);
+      entries = mover.entries;
+      ExpectNamed(entries, job);
+    }
     FoldResult(result_, result);
-    if (job.directories) {
-      entries = {directory + (result == RunResult::kFailure ? '2' : '0')};
-    }
-    for (const std::string& entry : entries) {
-      expected_.push_back((entry.ends_with('0') ? saved : "#ERROR ") + entry.substr(0, entry.size() - 1));
-    }
+    const Lines one = {directory + (result == RunResult::kFailure ? '2' : '0')};
+    ExpectLines(job.directories ? one : entries, "#SAVED SET" + std::to_string(++jobs_) + ' ');
   }
 
   void ExpectBackup(const Lines& list, bool whole) {
@@ -164,19 +169,11 @@ class RandomLists : public RunFixture, public testing::WithParamInterface<int> {
     job.items = files;  // the mover was given forward slashes, the request stays as it was
     mover.SettleRestore(moverResult, "");
     FoldResult(result_, moverResult);
-    for (const std::string& entry : mover.entries) {
-      const std::string name = entry.substr(0, entry.size() - 1);
-      const bool good = entry.ends_with('0');
-      const std::string bad = entry.ends_with('3') ? "#NOTFOUND " : "#ERROR ";
-      expected_.push_back((good ? "#RESTORED " + place.substr(0, 2) : bad) + name);
-      const std::size_t last = job.destination.empty() ? 0 : ToDos(name).rfind('\\') + 1;
-      EXPECT_TRUE(!good || IsNamed(name.substr(last), job.moverLines)) << entry;
-      FoldResult(result_, good ? RunResult::kSuccess : RunResult::kFailure);
-    }
+    ExpectNamed(mover.entries, job);
+    ExpectLines(mover.entries, "#RESTORED " + place.substr(0, 2));
   }
 
-  // Jobs by backup and destination in the order of their first lines; a double of a job's first line is
-  // dropped.
+  // Jobs by backup and destination, in the order of their first lines, whose doubles are dropped.
   Lines ExpectRestore(const Lines& list) {
     std::vector<std::pair<std::string, Lines>> groups;
     Lines input;
@@ -238,8 +235,7 @@ TEST_P(RandomLists, AreSaved) {
 TEST_P(RandomLists, AreRestored) {
   const Lines names = {"a",         "ba",     "data\\a", "data/a",     "DATA\\a", ".\\data\\a", "data\\d",
                        "data\\d\\", "data/d", "d",       "data\\gone", "d\\a",    "data\\ed",   ".\\d"};
-  const Lines input = ExpectRestore(RandomList(names));
-  RunList(input, "restore");
+  RunList(ExpectRestore(RandomList(names)), "restore");
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomLists, testing::Range(1, 51));
