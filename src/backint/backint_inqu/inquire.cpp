@@ -211,7 +211,10 @@ RunResult Inquire() {
     return RunResult::kFailure;
   }
   TraceInputList(input->lines);
-  const RunResult result = InquireList(input->lines);
+  RunResult result = InquireList(input->lines);
+  if (RunIsInterrupted()) {
+    result = RunResult::kFailure;
+  }
   TRACE(1, "INFO: Inquire() finished. Return value: %d.", NumberOf(result));
   return result;
 }
