@@ -22,9 +22,11 @@ std::atomic<pid_t> moverGroup{0};
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<pid_t>::is_always_lock_free,
               "signal handlers work on these");
 
-void SetHandler(int number, void (*handler)(int)) {
+// `flags` tells what becomes of a system call that is under way.
+void SetHandler(int number, void (*handler)(int), int flags) {
   struct sigaction action = {};
   action.sa_handler = handler;
+  action.sa_flags = flags;
   sigemptyset(&action.sa_mask);
   sigaction(number, &action, nullptr);
 }
@@ -39,7 +41,7 @@ void KillMover(int /*number*/) {
 }
 
 void TellMoverToEnd(pid_t group) {
-  SetHandler(SIGALRM, KillMover);
+  SetHandler(SIGALRM, KillMover, 0);
   kill(-group, SIGTERM);
   const itimerval timer = {{1, 0}, {kMoverSeconds, 0}};
   setitimer(ITIMER_REAL, &timer, nullptr);
@@ -52,7 +54,7 @@ void NoteInterrupt(int /*number*/) {
   for (const int number : kWatchedSignals) {
     struct sigaction now = {};
     if (sigaction(number, nullptr, &now) == 0 && now.sa_handler != SIG_IGN) {
-      SetHandler(number, SIG_DFL);
+      SetHandler(number, SIG_DFL, 0);
     }
   }
   interrupted = true;
@@ -68,7 +70,8 @@ void WatchInterrupts() {
   for (const int number : kWatchedSignals) {
     struct sigaction before = {};
     if (sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
-      SetHandler(number, NoteInterrupt);
+      // A result line on its way to a slow reader is written whole; a sleep ends in any case.
+      SetHandler(number, NoteInterrupt, SA_RESTART);
     }
   }
 }
