@@ -57,6 +57,13 @@ DWORD WINAPI EndMoverThread(void* /*unused*/) {
   return 0;
 }
 
+void StartEndingMover() {
+  const HANDLE thread = CreateThread(nullptr, 0, EndMoverThread, nullptr, 0, nullptr);
+  if (thread != nullptr) {
+    CloseHandle(thread);
+  }
+}
+
 bool IsClosing(DWORD event) {
   return event == CTRL_CLOSE_EVENT || event == CTRL_LOGOFF_EVENT || event == CTRL_SHUTDOWN_EVENT;
 }
@@ -82,7 +89,11 @@ bool internal::HandleConsoleEvent(unsigned long event) {
     return false;  // the second: the system ends the process
   }
   SetEvent(InterruptEvent());
-  EndMover(IsClosing(event) ? kClosingMilliseconds : kMoverMilliseconds);
+  if (IsClosing(event)) {
+    EndMover(kClosingMilliseconds);
+  } else {
+    StartEndingMover();  // the system calls for no second event before this one has returned
+  }
   return true;
 }
 
@@ -98,7 +109,7 @@ void internal::WatchMover(std::intptr_t process) {
   mover = reinterpret_cast<HANDLE>(process);
   ReleaseSRWLockExclusive(&moverLock);
   if (interrupted) {
-    CloseHandle(CreateThread(nullptr, 0, EndMoverThread, nullptr, 0, nullptr));
+    StartEndingMover();
   }
 }
 
