@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "platform/platform.h"
+
 namespace store {
 namespace {
 
@@ -13,6 +15,9 @@ constexpr std::uint64_t kVersion = 1;
 constexpr std::size_t kFileHeaderSize = 24;
 constexpr std::size_t kGuardedSize = 16;
 constexpr std::size_t kBlockHeaderSize = kGuardedSize + kDigestSize;
+
+// Asked with every block, which is the longest that a tool works without looking up.
+constexpr const char* kToldToEnd = "this program was told to end";
 
 enum Kind : std::uint64_t { kAsItIs = 0, kCompressed = 1, kZeros = 2 };
 
@@ -120,6 +125,9 @@ Status Container::Open(const std::string& path, std::int64_t saveset, std::uniqu
 }
 
 Status Container::WriteBlock(std::string_view bytes) {
+  if (platform::Interrupted()) {
+    return Status::Failed(kToldToEnd);
+  }
   Kind kind = kAsItIs;
   std::string_view content = bytes;
   if (AllZeros(bytes)) {
@@ -168,6 +176,9 @@ Status Container::Sync() {
 }
 
 Status Container::ReadBlock(std::uint64_t& position, std::string& bytes, std::size_t& zeros) {
+  if (platform::Interrupted()) {
+    return Status::Failed(kToldToEnd);
+  }
   std::string header(kBlockHeaderSize, '\0');
   std::size_t got = 0;
   if (!file_->ReadAt(position, header.data(), header.size(), got)) {

@@ -36,6 +36,7 @@ class Container {
 
   // Where the next block will stand.
   [[nodiscard]] std::uint64_t End() const { return end_; }
+  // Fails, like `ReadBlock`, once the process was told to end.
   Status WriteBlock(std::string_view bytes);
   // Takes off again what was written from there on.
   Status CutBack(std::uint64_t end);

@@ -28,6 +28,8 @@ Status Prepare(int argc, const char* const* argv, Request& request,
 
 int main(int argc, char** argv) {
   platform::PrepareProcess();
+  // The block that is under way is the last one then: what is committed stays, nothing half done does.
+  platform::WatchInterrupts();
   Request request;
   std::unique_ptr<store::Repository> repository;
   if (const Status prepared = Prepare(argc, argv, request, repository); !prepared) {
