@@ -9,6 +9,8 @@
 //   input          the lines of `in.lis`;   "standard input" the text on standard input
 //   tools          the tools' script
 //   peer           BRBACKUP's logs during the next run, an exchange each: "log" and lines, or "no log"
+//   interrupt NAME the next run is interrupted as soon as that file is there and holds the text of the lines;
+//                  then `interrupted` is made
 //   run OPTIONS    with the caller's usual options in front;   "run only OPTIONS" without them
 // What is expected of it ("exit N" must follow each run):
 //   result         all lines of the output file; none if the section is not there
@@ -199,6 +201,13 @@ class Told : public testing::TestWithParam<ScenarioText> {
     peer_ = support::SwitchPeer(scenario_.Path("sapbackup").string(), logs);
   }
 
+  // Interrupts the run as soon as the file holds the text.
+  void InterruptAt(const std::string& name, const std::string& text, int process) const {
+    EXPECT_TRUE(scenario_.Await(name, text)) << name << ": " << text;
+    EXPECT_TRUE(support::Interrupt(process));
+    scenario_.WriteText("interrupted", "");
+  }
+
   // False if the section is none that prepares a run.
   bool Prepare(const std::string& head, const Lines& lines) {
     if (head == "files") {
@@ -221,6 +230,12 @@ class Told : public testing::TestWithParam<ScenarioText> {
       standardInput_ = Join(lines);
     } else if (head == "tools") {
       scenario_.script = Join(lines);
+    } else if (head.starts_with("interrupt ")) {
+      std::string text = Join(lines);
+      text = text.substr(0, text.find_last_not_of('\n') + 1);
+      scenario_.meanwhile = [this, name = head.substr(10), text](int process) {
+        InterruptAt(name, text, process);
+      };
     } else if (head == "peer") {
       MakePeer(lines);
     } else {
@@ -242,6 +257,10 @@ class Told : public testing::TestWithParam<ScenarioText> {
       }
     });
     outcome_ = std::make_unique<Outcome>(scenario_.Run(arguments, standardInput_));
+    if (scenario_.meanwhile) {
+      EXPECT_TRUE(scenario_.MoverIsGone());
+      scenario_.meanwhile = {};
+    }
   }
 
   void Expect(const std::string& word, const std::string& rest, const Lines& lines) {

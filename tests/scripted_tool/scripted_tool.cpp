@@ -15,13 +15,16 @@
 //   !delete PATH       deletes a file
 //   !directory PATH    makes a directory
 //   !close             closes the stream and lives on
-//   !wait MS
+//   !wait MS           or until the first request to end that `!watch` noted
+//   !watch             requests to end are noted from here on, and change nothing else
+//   !await PATH        until it is there
 //   !die               by a signal
 //   !exit N            with that status, else 0
 // A control tool prints on standard output, a mover on standard error.
 //
 // Every call appends a line to the file SCRIPT.calls: the tool and its arguments, quoted where they are
-// empty or hold a blank, a tab or a quote; below it, indented, the lines of the list file it got.
+// empty or hold a blank, a tab or a quote; below it, indented, the lines of the list file it got. A mover
+// holds a claim on SCRIPT.mover as long as it lives.
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -266,6 +269,12 @@ class Player {
       out_ = nullptr;
     } else if (word == "!wait") {
       platform::SleepMilliseconds(static_cast<std::uint32_t>(std::atoi(rest.c_str())));
+    } else if (word == "!watch") {
+      platform::WatchInterrupts();
+    } else if (word == "!await") {
+      for (int i = 0; i < 6000 && !platform::Exists(rest); ++i) {
+        platform::SleepMilliseconds(10);
+      }
     } else if (word == "!die") {
       std::signal(SIGTERM, SIG_DFL);
       std::raise(SIGTERM);
@@ -291,6 +300,8 @@ int main(int argc, char** argv) {
   }
   Call call = Understand(Lines(argv + (argc > 0 ? 1 : 0), argv + argc));
   Record(call, script);
+  const auto alive =
+      call.control ? nullptr : platform::FileClaim::TryClaim(std::string(script) + ".mover", 0);
   static Player player(call);
   return player.Play(FindAnswer(call, ReadScript(script)));
 }

@@ -2,6 +2,7 @@
 // does, a directory of their own, whole files.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -15,10 +16,17 @@ struct ProgramRun {
 };
 
 // Starts a program and waits for its end. `environment` is complete: nothing else is passed on (but what
-// no program of the system starts without). Standard input is a pipe that holds `standardInput`.
+// no program of the system starts without). Standard input is a pipe that holds `standardInput`. `meanwhile`
+// is called with the program's process number while it runs, on a terminal of its own where only a terminal's
+// processes can be interrupted; an empty standard input has no end until it
+// returns.
 ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& arguments,
                       const std::map<std::string, std::string>& environment,
-                      const std::string& workingDirectory, const std::string& standardInput = "");
+                      const std::string& workingDirectory, const std::string& standardInput = "",
+                      const std::function<void(int)>& meanwhile = {});
+
+// Presses Ctrl-C for the program that a `meanwhile` was called for. False if that cannot be done.
+bool Interrupt(int process);
 
 // The environment of this process.
 std::map<std::string, std::string> CurrentEnvironment();

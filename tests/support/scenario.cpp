@@ -5,6 +5,8 @@
 #include <regex>
 #include <sstream>
 
+#include "platform/platform.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -111,6 +113,25 @@ Lines Scenario::NewLines(const std::string& name) {
   return lines;
 }
 
+bool Scenario::Await(const std::string& name, const std::string& text) const {
+  const std::string path = Path(name).string();
+  const auto there = [&] {
+    return fs::exists(path) && support::ReadWholeFile(path).find(text) != std::string::npos;
+  };
+  for (int i = 0; i < 6000 && !there(); ++i) {
+    platform::SleepMilliseconds(10);
+  }
+  return there();
+}
+
+bool Scenario::MoverIsGone() const {
+  const std::string path = Path("script.txt.mover").string();
+  for (int i = 0; i < 500 && platform::FileClaim::TryClaim(path, 0) == nullptr; ++i) {
+    platform::SleepMilliseconds(10);
+  }
+  return platform::FileClaim::TryClaim(path, 0) != nullptr;
+}
+
 Lines Scenario::CallerOptions() {
   return {"-u", "sap", "-p", "par.txt", "-i", "in.lis", "-o", "out\\result.lis"};
 }
@@ -118,7 +139,8 @@ Lines Scenario::CallerOptions() {
 Outcome Scenario::Run(const Lines& arguments, const std::string& standardInput) {
   WriteText("par.txt", Join(parameters));
   WriteText("script.txt", script);
-  support::ProgramRun run = support::RunProgram(program, arguments, environment, Directory(), standardInput);
+  support::ProgramRun run =
+      support::RunProgram(program, arguments, environment, Directory(), standardInput, meanwhile);
   Outcome outcome;
   outcome.exitStatus = run.exitStatus;
   outcome.out = run.out;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -38,11 +39,18 @@ class Scenario {
   [[nodiscard]] Lines ReadLines(const std::string& name) const;
   [[nodiscard]] Lines ReadText(const std::string& name) const;
 
+  // Waits until something of that name is there, and holds the text if it is a file; false after a minute.
+  [[nodiscard]] bool Await(const std::string& name, const std::string& text = "") const;
+  // Whether every mover has ended, or does so in a moment.
+  [[nodiscard]] bool MoverIsGone() const;
+
   // A caller's environment, complete; a parameter file of the mandatory keys and the tools' names; a script
   // of default answers. All of them to be changed before a run.
   std::map<std::string, std::string> environment;
   Lines parameters;
   std::string script;
+  // Called with the process number while a run goes on.
+  std::function<void(int)> meanwhile;
   // What is started, and the folder in which the tools lie under their names.
   std::string program = support::BuiltProgram("backint");
   static std::string ToolsFolder();

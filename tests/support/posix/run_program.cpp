@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <future>
 #include <stdexcept>
 #include <thread>
 
@@ -25,7 +26,7 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
   return pointers;
 }
 
-void Feed(int pipe, const std::string& text) {
+void Feed(int pipe, const std::string& text, std::future<void> end) {
   std::size_t done = 0;
   while (done < text.size()) {
     const ssize_t written = write(pipe, text.data() + done, text.size() - done);
@@ -33,6 +34,9 @@ void Feed(int pipe, const std::string& text) {
       break;  // the program did not read it all
     }
     done += static_cast<std::size_t>(written);
+  }
+  if (text.empty()) {
+    end.wait();
   }
   close(pipe);
 }
@@ -51,7 +55,8 @@ int WaitFor(pid_t child) {
 
 ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& arguments,
                       const std::map<std::string, std::string>& environment,
-                      const std::string& workingDirectory, const std::string& standardInput) {
+                      const std::string& workingDirectory, const std::string& standardInput,
+                      const std::function<void(int)>& meanwhile) {
   // Exit statuses can be had only while ended children are kept; starting a tool ends that.
   signal(SIGCHLD, SIG_DFL);
   signal(SIGPIPE, SIG_IGN);
@@ -76,10 +81,10 @@ ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& a
   posix_spawn_file_actions_addchdir_np(&actions, workingDirectory.c_str());
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
-  sigset_t brokenPipe;
-  sigemptyset(&brokenPipe);
-  sigaddset(&brokenPipe, SIGPIPE);
-  posix_spawnattr_setsigdefault(&attributes, &brokenPipe);
+  // However this test was started: a job in the background of a script ignores Ctrl-C.
+  sigset_t signals;
+  sigfillset(&signals);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
   pid_t child = -1;
   const int failure = posix_spawn(&child, path.c_str(), &actions, &attributes, Pointers(argumentTexts).data(),
@@ -87,7 +92,12 @@ ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& a
   posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attributes);
   close(input[0]);
-  std::thread feeder(Feed, input[1], std::cref(standardInput));
+  std::promise<void> inputEnds;
+  std::thread feeder(Feed, input[1], std::cref(standardInput), inputEnds.get_future());
+  if (failure == 0 && meanwhile) {
+    meanwhile(child);
+  }
+  inputEnds.set_value();
   ProgramRun run;
   if (failure == 0) {
     run.exitStatus = WaitFor(child);
@@ -97,6 +107,8 @@ ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& a
   run.err = ReadWholeFile(err);
   return run;
 }
+
+bool Interrupt(int process) { return kill(process, SIGINT) == 0; }
 
 std::map<std::string, std::string> CurrentEnvironment() {
   std::map<std::string, std::string> variables;

@@ -1,7 +1,12 @@
+// Terminals without a screen came with this release.
+#define _WIN32_WINNT 0x0A00
+#define NTDDI_VERSION 0x0A000006
 #include "support/run_program.h"
 
 #include <windows.h>
 
+#include <future>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 
@@ -31,9 +36,12 @@ HANDLE OutputFile(const std::string& path) {
                      &inheritable, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-void Feed(HANDLE pipe, const std::string& text) {
+void Feed(HANDLE pipe, const std::string& text, std::future<void> end) {
   DWORD written = 0;
   WriteFile(pipe, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+  if (text.empty()) {
+    end.wait();
+  }
   CloseHandle(pipe);
 }
 
@@ -51,11 +59,62 @@ std::string EnvironmentBlock(std::map<std::string, std::string> environment) {
   return block + '\0';
 }
 
+// A terminal without a screen, for one program to be started.
+class Terminal {
+ public:
+  explicit Terminal(STARTUPINFOEXA& startup) {
+    HANDLE keys = nullptr;
+    HANDLE screen = nullptr;
+    CreatePipe(&keys, &keyboard_, nullptr, 0);
+    CreatePipe(&screenEnd_, &screen, nullptr, 0);
+    CreatePseudoConsole({80, 25}, keys, screen, 0, &console_);
+    CloseHandle(keys);
+    CloseHandle(screen);
+    SIZE_T size = 0;
+    InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    attributes_.resize(size);
+    startup.lpAttributeList = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(attributes_.data());
+    InitializeProcThreadAttributeList(startup.lpAttributeList, 1, 0, &size);
+    UpdateProcThreadAttribute(startup.lpAttributeList, 0, PROC_THREAD_ATTRIBUTE_PSEUDOCONSOLE, console_,
+                              sizeof(console_), nullptr, nullptr);
+  }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+  ~Terminal() {
+    CloseHandle(screenEnd_);
+    ClosePseudoConsole(console_);
+    CloseHandle(keyboard_);
+  }
+
+ private:
+  HANDLE keyboard_ = nullptr;
+  HANDLE screenEnd_ = nullptr;
+  HPCON console_ = nullptr;
+  std::vector<unsigned char> attributes_;
+};
+
+BOOL WINAPI SurviveCtrlC(DWORD event) { return event == CTRL_C_EVENT ? TRUE : FALSE; }
+
 }  // namespace
+
+// Only who shares a program's terminal can press its keys.
+bool Interrupt(int process) {
+  FreeConsole();
+  if (AttachConsole(static_cast<DWORD>(process)) == 0) {
+    return false;
+  }
+  SetConsoleCtrlHandler(SurviveCtrlC, TRUE);
+  const bool pressed = GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) != 0;
+  Sleep(500);  // the handlers run in threads of their own
+  FreeConsole();
+  SetConsoleCtrlHandler(SurviveCtrlC, FALSE);
+  return pressed;
+}
 
 ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& arguments,
                       const std::map<std::string, std::string>& environment,
-                      const std::string& workingDirectory, const std::string& standardInput) {
+                      const std::string& workingDirectory, const std::string& standardInput,
+                      const std::function<void(int)>& meanwhile) {
   const TemporaryDirectory outputs;
   const std::string out = outputs.File("out");
   const std::string err = outputs.File("err");
@@ -70,20 +129,31 @@ ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& a
     throw std::runtime_error("no pipe");
   }
   SetHandleInformation(feedingEnd, HANDLE_FLAG_INHERIT, 0);
-  STARTUPINFOA startup = {};
-  startup.cb = sizeof(startup);
+  STARTUPINFOEXA extended = {};
+  STARTUPINFOA& startup = extended.StartupInfo;
+  startup.cb = sizeof(extended);
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdInput = inputEnd;
   startup.hStdOutput = OutputFile(out);
   startup.hStdError = OutputFile(err);
+  std::optional<Terminal> terminal;
+  if (meanwhile) {
+    terminal.emplace(extended);
+  }
   PROCESS_INFORMATION process = {};
   std::string block = EnvironmentBlock(environment);
-  const BOOL started = CreateProcessA(path.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0,
-                                      block.data(), workingDirectory.c_str(), &startup, &process);
+  const BOOL started =
+      CreateProcessA(path.c_str(), commandLine.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT,
+                     block.data(), workingDirectory.c_str(), &startup, &process);
   CloseHandle(inputEnd);
   CloseHandle(startup.hStdOutput);
   CloseHandle(startup.hStdError);
-  std::thread feeder(Feed, feedingEnd, std::cref(standardInput));
+  std::promise<void> inputEnds;
+  std::thread feeder(Feed, feedingEnd, std::cref(standardInput), inputEnds.get_future());
+  if (started != 0 && meanwhile) {
+    meanwhile(static_cast<int>(process.dwProcessId));
+  }
+  inputEnds.set_value();
   ProgramRun run;
   if (started != 0) {
     WaitForSingleObject(process.hProcess, INFINITE);
