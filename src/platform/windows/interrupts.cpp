@@ -70,7 +70,7 @@ bool IsClosing(DWORD event) {
 
 BOOL WINAPI NoteEvent(DWORD event) {
   if (!internal::HandleConsoleEvent(event)) {
-    return FALSE;
+    ExitProcess(kFailureStatus);  // not left to the system, whose status need not tell a failure
   }
   if (IsClosing(event)) {
     Sleep(kClosingEnd);  // the process ends as soon as this returns
@@ -86,7 +86,7 @@ bool internal::HandleConsoleEvent(unsigned long event) {
     ExitProcess(kFailureStatus);
   }
   if (interrupted.exchange(true)) {
-    return false;  // the second: the system ends the process
+    return false;
   }
   SetEvent(InterruptEvent());
   if (IsClosing(event)) {

@@ -3,7 +3,7 @@
 
 namespace platform::internal {
 
-// `event` is one of the system's CTRL_ numbers. False if the system shall end the process.
+// `event` is one of the system's CTRL_ numbers. False if it is the second one: the process shall end.
 bool HandleConsoleEvent(unsigned long event);
 
 }  // namespace platform::internal
