@@ -52,6 +52,14 @@ int LiveOn() {
   return 0;
 }
 
+// Says that it is there and stays.
+int Stay() {
+  std::fputs("here\n", stderr);
+  std::fflush(stderr);
+  platform::SleepMilliseconds(60000);
+  return 0;
+}
+
 // Starts a tool itself and writes what it hears from it.
 int StartTool(const std::string& kind, const std::string& program, const std::string& arguments) {
   const auto stream = kind == "control" ? platform::StartControlTool(program + arguments, "")
@@ -114,6 +122,9 @@ int main(int argc, char** argv) {
   }
   if (task == "live-on") {
     return LiveOn();
+  }
+  if (task == "stay") {
+    return Stay();
   }
   if (task == "start" && argc == 5) {
     return StartTool(argv[2], argv[3], argv[4]);
