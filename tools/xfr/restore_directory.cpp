@@ -41,9 +41,9 @@ class DirectoryRestorer {
 
   // Nothing is written below a directory that could not be made: what stands there may lead elsewhere.
   [[nodiscard]] bool IsBlocked(const store::Item& item) const {
-    return std::any_of(blocked_.begin(), blocked_.end(), [&item](const std::string& key) {
-      return store::ItemKey(item.name).starts_with(key);
-    });
+    const std::string key = platform::FoldName(item.name + '/');
+    return std::any_of(blocked_.begin(), blocked_.end(),
+                       [&key](const std::string& blocked) { return key.starts_with(blocked); });
   }
 
   void PutInnerDirectory(std::string_view name, Placer::Make make, Placer::Links links) {
