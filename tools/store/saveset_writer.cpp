@@ -16,6 +16,12 @@ constexpr std::uint64_t kMostPendingBytes = 8 * 1024 * 1024;
 
 constexpr const char* kBecameShorter = "it became shorter while it was read";
 
+// Behind the end of a file that became shorter there is no hole.
+bool IsHole(platform::DataFile& file, std::uint64_t begin, std::uint64_t end, std::uint64_t size) {
+  platform::FileFacts now;
+  return file.NextData(begin, size) >= end && file.Facts(now) && now.size >= end;
+}
+
 }  // namespace
 
 Status SavesetWriter::Begin(const std::string& name) {
@@ -100,7 +106,7 @@ Status SavesetWriter::Write(const Item& item, platform::DataFile& source, Saved&
     const std::size_t wanted =
         static_cast<std::size_t>(std::min<std::uint64_t>(kBlockSize, item.facts.size - offset));
     std::size_t got = wanted;
-    if (item.facts.sparse && source.NextData(offset, item.facts.size) >= offset + wanted) {
+    if (item.facts.sparse && IsHole(source, offset, offset + wanted, item.facts.size)) {
       block_.assign(kBlockSize, '\0');
     } else if (!source.ReadAt(offset, block_.data(), wanted, got)) {
       saved.trouble = source.Why();
