@@ -34,9 +34,9 @@ mebibytes() { du -sk --apparent-size "$1" | awk '{ printf "%.0f MiB", $1 / 1024 
 
 # ---- Running the program ----------------------------------------------------------------------------------
 
-# backint_run FUNCTION NAME: runs the program with NAME.in and NAME.out, which lie in the directory SAPBACKUP.
+# backint_run FUNCTION NAME [TYPE]: runs the program with NAME.in and NAME.out, which lie in the directory SAPBACKUP.
 backint_run() {
-  local command=(backint -u dem -f "$1" -t file -p initDEM.utl -i "$2.in" -o "$2.out")
+  local command=(backint -u dem -f "$1" -t "${3:-file}" -p initDEM.utl -i "$2.in" -o "$2.out")
   local start=$EPOCHREALTIME status=0
   say "\$ ${command[*]}"
   show "sapbackup/$2.in" "<" 2
@@ -60,6 +60,19 @@ expect() {
   fi
 }
 
+# Plays BRBACKUP's side of an online job: twice, before and after the mover, it hears the names of the files, here
+# for a database that has nothing to switch, and answers.
+answer_switches() {
+  local exchange
+  for exchange in 1 2; do
+    until [ -e sapbackup/.switch.sem ]; do sleep 0.1; done
+    cat sapbackup/.switch.lis >>heard.txt
+    echo "#SUCCESS" >sapbackup/.switch.log
+    rm sapbackup/.switch.lis
+    rm sapbackup/.switch.sem
+  done
+}
+
 # Names with blanks are asked for with %20 for each blank.
 asked_for() { sed 's/ /%20/g'; }
 
@@ -77,10 +90,21 @@ take() {
 }
 
 prepare_files() {
+  local number=0 original
   take programs 120 1 /usr/bin
   take libraries 200 2 /usr/lib/*-linux-gnu /usr/lib/gcc/*-linux-gnu
   take documentation 10 2 /usr/share/doc
   find "$home/data" -type f | sort >data.list
+  cp -a /etc/alternatives tree
+  cp -a "$home/data/documentation" tree/documents
+  mkdir -m 750 tree/empty
+  mkdir saparch
+  head -n 20 documentation.list | while read -r original; do
+    number=$((number + 1))
+    cp "$original" "saparch/DEM_$number.log"
+  done
+  cp -a tree tree.copy
+  cp -a saparch saparch.copy
   changed=$(grep -m 1 -F "$home/data/documentation/" data.list)
 }
 
@@ -96,6 +120,7 @@ XFR=xfr
 XFR_COM_INTERFACE=xfr_com_interface
 KORVO_RAW_UTIL=none
 SAVESET_SIZE=100
+DIRECTORY_XFR_USE=YES
 BI_TRACE_LEVEL=3
 TEXT
   cat >korvo.ini <<TEXT
@@ -129,6 +154,28 @@ back_up() {
   expect again SAVED 1
 }
 
+back_up_others() {
+  local peer
+  title "3. Back up a directory with everything in it: files, links, an empty directory"
+  echo "$home/tree" >sapbackup/tree.in
+  backint_run backup tree
+  expect tree SAVED 1
+
+  title "4. Back up $(ls saparch | wc -l) archive logs in one run"
+  find "$home/saparch" -name '*.log' | sort >sapbackup/logs.in
+  backint_run backup logs
+  expect logs SAVED "$(wc -l <sapbackup/logs.in)"
+
+  title "5. Back up 3 files of an open database, which is told before and after"
+  sed -n 2,4p data.list >sapbackup/online.in
+  answer_switches &
+  peer=$!
+  backint_run backup online file_online
+  kill "$peer" 2>/dev/null || true
+  expect online SAVED 3
+  show heard.txt "database heard:" 4
+}
+
 # inquire NAME QUESTION COUNT: asks one question, to which so many lines are the answer.
 inquire() {
   echo "$2" >"sapbackup/$1.in"
@@ -140,9 +187,9 @@ ask() {
   local id file savesets
   id=$(cut -d ' ' -f 2 sapbackup/again.out)
   file=$(asked_for <<<"$changed")
-  savesets=$(cat sapbackup/backup.out sapbackup/again.out | cut -d ' ' -f 2 | sort -u | wc -l)
+  savesets=$(cat sapbackup/{backup,again,tree,logs,online}.out | cut -d ' ' -f 2 | sort -u | wc -l)
 
-  title "3. Ask what there is"
+  title "6. Ask what there is"
   say "All backups of the database, the last one first:"
   inquire all "#NULL" "$savesets"
   say "The backups of the changed file:"
@@ -158,29 +205,40 @@ ask() {
 }
 
 lose() {
-  title "4. Lose the files"
+  title "7. Lose the files"
   rm -r data
-  say "deleted: $home/data"
+  rm -r tree saparch/*.log
+  say "deleted: $home/data, $home/tree and the archive logs"
 }
 
 bring_back() {
-  title "5. Bring the programs back, each from the backup that its #SAVED line names"
+  title "8. Bring the programs back, each from the backup that its #SAVED line names"
   grep -F " $home/data/programs/" sapbackup/backup.out | cut -d ' ' -f 2 >ids
   grep -F " $home/data/programs/" sapbackup/backup.out | cut -d ' ' -f 3- | asked_for >names
   paste -d ' ' ids names >sapbackup/byid.in
   backint_run restore byid
   expect byid RESTORED "$(wc -l <sapbackup/byid.in)"
 
-  title "6. Bring the rest back, each from its last backup, whichever that is"
+  title "9. Bring the rest back, each from its last backup, whichever that is"
   grep -vF "$home/data/programs/" data.list | asked_for | sed 's/^/#NULL /' >sapbackup/last.in
   backint_run restore last
   expect last RESTORED "$(wc -l <sapbackup/last.in)"
 
-  title "7. Bring the programs back once more, into another directory"
+  title "10. Bring the programs back once more, into another directory"
   sed 's/$/ elsewhere/' sapbackup/byid.in >sapbackup/elsewhere.in
   backint_run restore elsewhere
   expect elsewhere RESTORED "$(wc -l <sapbackup/elsewhere.in)"
 }
+
+bring_back_others() {
+  title "11. Bring the directory and the archive logs back"
+  sed 's/^/#NULL /' sapbackup/tree.in sapbackup/logs.in >sapbackup/others.in
+  backint_run restore others
+  expect others RESTORED "$(wc -l <sapbackup/others.in)"
+}
+
+# What there is below a directory, with modes, times and where links lead.
+inventory() { (cd "$1" && find . -printf '%P %y %m %T@ %l\n' | sort); }
 
 # same ORIGINAL COPY
 same() {
@@ -191,7 +249,7 @@ same() {
 compare() {
   local kind original
   compared=0
-  title "8. Compare every byte with the originals"
+  title "12. Compare every byte with the originals"
   for kind in programs libraries documentation; do
     while read -r original; do
       if [ "$home/data/$kind$original" = "$changed" ]; then
@@ -204,7 +262,14 @@ compare() {
       fi
     done <"$kind.list"
   done
-  say "$compared files compared"
+  while read -r original; do
+    same "tree.copy/$original" "tree/$original"
+  done < <(cd tree.copy && find . -type f)
+  cmp -s <(inventory tree.copy) <(inventory tree) || fail "the directory is not as it was"
+  while read -r original; do
+    same "saparch.copy/$(basename "$original")" "$original"
+  done <sapbackup/logs.in
+  say "$compared files compared, and the times, modes and links of the directory"
 }
 
 tell_where() {
@@ -225,9 +290,11 @@ prepare_configuration
 say "$(mebibytes data/programs) of programs, $(mebibytes data/libraries) of libraries, $(mebibytes data/documentation) of documentation"
 say "The commands below run in build/demo. Their in-files (<) and out-files (>) lie in build/demo/sapbackup."
 back_up
+back_up_others
 ask
 lose
 bring_back
+bring_back_others
 compare
 tell_where
 if [ "$failures" != 0 ]; then
