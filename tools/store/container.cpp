@@ -16,9 +16,6 @@ constexpr std::size_t kFileHeaderSize = 24;
 constexpr std::size_t kGuardedSize = 16;
 constexpr std::size_t kBlockHeaderSize = kGuardedSize + kDigestSize;
 
-// Asked with every block, which is the longest that a tool works without looking up.
-constexpr const char* kToldToEnd = "this program was told to end";
-
 enum Kind : std::uint64_t { kAsItIs = 0, kCompressed = 1, kZeros = 2 };
 
 void PutNumber(std::string& bytes, std::uint64_t value, int width) {

@@ -22,4 +22,7 @@ class [[nodiscard]] Status {
   std::string message_;
 };
 
+// Why nothing new is begun once the process was interrupted.
+inline constexpr const char* kToldToEnd = "this program was told to end";
+
 }  // namespace store

@@ -188,6 +188,10 @@ End Restore(const Request& request, store::Repository& repository) {
   }
   const Plan plan = MakePlan(items);
   for (const std::string& item : plan.items) {
+    if (platform::Interrupted()) {
+      restorer.Fail(item, Status::Failed(store::kToldToEnd));
+      break;
+    }
     restorer.Take(item, plan.spellings.at(item));
   }
   restorer.Settle();

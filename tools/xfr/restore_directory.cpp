@@ -25,6 +25,10 @@ class DirectoryRestorer {
       return false;
     }
     for (const store::Item& item : content_.items) {
+      if (platform::Interrupted()) {
+        placer_.Fail(place_, store::Status::Failed(store::kToldToEnd));
+        break;
+      }
       if (!IsBlocked(item)) {
         Put(item);
       }

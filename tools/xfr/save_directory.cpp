@@ -77,6 +77,12 @@ class Walk {
   }
 
   void Take(const std::string& path) {
+    if (platform::Interrupted()) {
+      if (!outcome_.failed) {
+        Refuse(path, store::kToldToEnd, outcome_);
+      }
+      return;
+    }
     platform::Entry entry;
     std::string why;
     if (!platform::ReadEntry(path, entry, why)) {
