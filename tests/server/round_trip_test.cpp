@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <random>
 
+#include "platform/platform.h"
 #include "server/server.h"
 
 namespace {
@@ -38,7 +40,8 @@ class Landscape : public ::testing::Test {
     int exitStatus;
     Lines result;
   };
-  [[nodiscard]] Run Start(const std::string& function, const Lines& input) const {
+  [[nodiscard]] Run Start(const std::string& function, const Lines& input,
+                          const std::function<void(int)>& meanwhile = {}) const {
     std::string text;
     for (const std::string& line : input) {
       text += line + "\n";
@@ -48,7 +51,7 @@ class Landscape : public ::testing::Test {
     const auto run = support::RunProgram(
         support::BuiltProgram("backint"),
         {"-u", "sap", "-f", function, "-p", "init.utl", "-i", "input", "-o", "result", "-c"},
-        server_.environment, server_.Path("."));
+        server_.environment, server_.Path("."), "", meanwhile);
     return {run.exitStatus, SplitLines(server_.Read("sapbackup/result"))};
   }
 
@@ -174,6 +177,29 @@ TEST_F(Landscape, ANameWithBlanksComesBackByTheSpellingThatIsShown) {
   fs::remove(file);
   EXPECT_EQ(Start("restore", {"#NULL " + shown}).result, Lines{"#RESTORED " + id + " " + shown});
   EXPECT_EQ(support::ReadWholeFile(file), "mine");
+}
+
+TEST_F(Landscape, AnInterruptedRunKeepsWhatItConfirmed) {
+  Lines files;
+  for (const char* name : {"d/1.SAP", "d/2.SAP", "d/3.SAP"}) {
+    files.push_back(server_.Write(name, name));
+  }
+  fs::resize_file(files[1], std::uintmax_t{1} << 40);  // as good as endless
+  const Run run = Start("backup", files, [this](int process) {
+    const fs::path savesets = server_.Path("repository/savesets");
+    for (int i = 0; i < 6000 && (!fs::exists(savesets) || fs::is_empty(savesets)); ++i) {
+      platform::SleepMilliseconds(10);
+    }
+    EXPECT_TRUE(support::Interrupt(process));
+  });
+  EXPECT_EQ(run.exitStatus, 2);
+  ASSERT_EQ(run.result.size(), 3U);
+  const std::string id = run.result[0].substr(7, run.result[0].find(' ', 7) - 7);
+  EXPECT_EQ(run.result, (Lines{"#SAVED " + id + " " + files[0], "#ERROR " + files[1], "#ERROR " + files[2]}));
+  EXPECT_EQ(server_.Query(id, "ABC@"), Lines{"backupsrc=" + files[0]});
+  fs::remove(files[0]);
+  EXPECT_EQ(Start("restore", {"#NULL " + files[0]}).result, Lines{"#RESTORED " + id + " " + files[0]});
+  EXPECT_EQ(server_.Read("d/1.SAP"), "d/1.SAP");
 }
 
 TEST_F(Landscape, AMissingAndANeverSavedFileAreToldFromTheRest) {
