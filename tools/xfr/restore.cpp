@@ -160,6 +160,7 @@ void Restorer::TakeFile(const store::Item& item, const std::vector<std::string>&
     return;
   }
   std::vector<std::string> reports;
+  reports.reserve(spellings.size());
   for (const std::string& spelling : spellings) {
     reports.push_back(PlaceOf(spelling, request_.destination));
   }
