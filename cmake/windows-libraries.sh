@@ -1,0 +1,103 @@
+#!/usr/bin/env bash
+# Makes the libraries of the embedded server for the Windows build, from Debian's source packages:
+# build/windows-libraries/include and lib. A second call does nothing.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+target=x86_64-w64-mingw32
+place=$PWD/build/windows-libraries
+work=$place/work
+packages=(sqlite3 libzstd xxhash)
+keyring=/usr/share/keyrings/debian-archive-keyring.gpg
+
+for program in apt-get dpkg-source tclsh make cc $target-gcc-posix; do
+  command -v $program >/dev/null && continue
+  echo "$program is missing: apt-get install --no-install-recommends dpkg-dev tcl make gcc g++-mingw-w64-x86-64-posix"
+  exit 1
+done
+
+state=$(cat "${BASH_SOURCE[0]}" <($target-gcc-posix --version) | sha256sum)
+[ "$(cat "$place/made" 2>/dev/null)" = "$state" ] && exit 0
+
+# ---- Sources ------------------------------------------------------------------------------------------------
+
+# The machine's package lists and their configuration stay as they are: these have a place of their own.
+apt_options=(
+  -o Dir::Etc::sourcelist="$work/sources.list"
+  -o Dir::Etc::sourceparts=-
+  -o Dir::State::lists="$work/lists"
+  -o Dir::Cache="$work/cache"
+)
+
+# The mirrors that this machine has its packages from, asked for sources.
+write_source_list() {
+  local release
+  # shellcheck source=/dev/null
+  release=$(. /etc/os-release && echo "$VERSION_CODENAME")
+  apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' | sort -u |
+    awk -v release="$release" -v keyring="$keyring" '
+      $3 == "main" && ($2 == release || $2 == release "-updates" || $2 == release "-security") {
+        print "deb-src [signed-by=" keyring "] " $1, $2, $3
+      }' >"$work/sources.list"
+  if [ ! -s "$work/sources.list" ]; then
+    echo "None of this machine's package sources is a mirror of Debian $release main"
+    exit 1
+  fi
+}
+
+fetch_sources() {
+  mkdir -p "$work"/{lists/partial,cache/archives/partial,sources}
+  write_source_list
+  apt-get "${apt_options[@]}" update -o APT::Update::Error-Mode=any
+  local package
+  for package in "${packages[@]}"; do
+    (cd "$work/sources" && apt-get "${apt_options[@]}" source --download-only --only-source "$package")
+    dpkg-source --no-copy -x "$work/sources/${package}_"*.dsc "$work/$package"
+  done
+}
+
+# ---- Libraries ----------------------------------------------------------------------------------------------
+
+# compile NAME FLAGS... -- SOURCE...: a static library.
+compile() {
+  local name=$1 flags=() objects=$work/objects/$1
+  shift
+  while [ "$1" != -- ]; do
+    flags+=("$1")
+    shift
+  done
+  shift
+  mkdir -p "$objects"
+  printf '%s\n' "$@" | xargs -P "$(nproc)" -I{} sh -c \
+    'objects=$1 source=$2; shift 2; "$@" -c "$source" -o "$objects/$(basename "$source" .c).o"' \
+    _ "$objects" {} $target-gcc-posix -O2 "${flags[@]}"
+  $target-ar rcs "$place/lib/lib$name.a" "$objects"/*.o
+}
+
+make_sqlite() {
+  mkdir -p "$work/sqlite-single"
+  # The single source file comes out of a build for this machine.
+  (cd "$work/sqlite-single" && ../sqlite3/configure --disable-tcl --disable-readline && make sqlite3.c sqlite3.h)
+  compile sqlite3 -DSQLITE_THREADSAFE=1 -DSQLITE_OMIT_LOAD_EXTENSION -- "$work/sqlite-single/sqlite3.c"
+  cp "$work/sqlite-single/sqlite3.h" "$place/include"
+}
+
+make_zstd() {
+  # Its copy of the hash gets names of its own, so that it does not meet the other one.
+  compile zstd -DXXH_NAMESPACE=ZSTD_ -DZSTD_DISABLE_ASM -- "$work"/libzstd/lib/{common,compress,decompress}/*.c
+  cp "$work"/libzstd/lib/{zstd,zstd_errors}.h "$place/include"
+}
+
+make_xxhash() {
+  compile xxhash -- "$work/xxhash/xxhash.c"
+  cp "$work"/xxhash/{xxhash,xxh3}.h "$place/include"
+}
+
+rm -rf "$place"
+mkdir -p "$place"/{include,lib}
+fetch_sources
+make_sqlite
+make_zstd
+make_xxhash
+rm -rf "$work"
+echo "$state" >"$place/made"
