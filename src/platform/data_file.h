@@ -1,6 +1,8 @@
 // Binary files and directories, as the backup server's tools need them: whole reads and writes at a place,
 // synchronisation to the disk, replacement by rename, times and mode. Paths take both separators, as in
-// platform.h. Nothing here prints or retries: what fails says why, in the system's words.
+// platform.h. Nothing here prints or retries: what fails says why, in the system's words. A name that Windows
+// would take for another one (a blank or a point at its end), for a device, or not at all is refused there by
+// every operation that would open, make or replace a file.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +17,7 @@ namespace platform {
 struct FileFacts {
   std::uint64_t size = 0;
   std::int64_t modifiedNs = 0;  // nanoseconds since 1970
-  std::uint32_t mode = 0;       // permission bits
+  std::uint32_t mode = 0;  // permission bits; on Windows the attributes: read-only, hidden, system, archive
   std::uint32_t owner = 0;
   std::uint32_t group = 0;
   bool sparse = false;  // takes less room on the disk than its size
@@ -63,7 +65,8 @@ class DataFile {
   std::string why_;
 };
 
-// Renames a file over whatever file bears the new name.
+// Renames a file over whatever file bears the new name. On Windows it takes over that one's access rights, or
+// those that the directory gives.
 [[nodiscard]] bool ReplaceFile(const std::string& from, const std::string& to, std::string& why);
 
 // True when the names in the directory are on the disk.
@@ -82,7 +85,7 @@ enum class DirectoryAccess { kUsual, kPrivate };
 // other path as it stands. False when the links lead round in a circle or cannot be read.
 [[nodiscard]] bool FollowLinks(const std::string& path, std::string& target, std::string& why);
 
-// The path as the system's own interfaces, and libraries that call them, take it.
+// The path as libraries that open files take it.
 [[nodiscard]] std::string NativePath(const std::string& path);
 
 // Whether the path does not depend on the working directory.

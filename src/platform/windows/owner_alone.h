@@ -1,4 +1,5 @@
-// The rights of a new file that only its owner, the system and its administrators may read.
+// The rights of a new file, or of a new directory and all that is made in it, that only its owner, the system
+// and its administrators may read.
 #pragma once
 
 #include <windows.h>
@@ -6,5 +7,6 @@
 namespace platform::internal {
 
 SECURITY_ATTRIBUTES OwnerAlone(bool inheritable);
+SECURITY_ATTRIBUTES OwnerAloneDirectory();
 
 }  // namespace platform::internal

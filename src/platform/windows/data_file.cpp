@@ -1,0 +1,338 @@
+#include "platform/data_file.h"
+
+#include <aclapi.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "platform/internal.h"
+#include "platform/windows/data_names.h"
+#include "platform/windows/owner_alone.h"
+
+#undef ReplaceFile  // the system's header has a macro of this name
+
+namespace platform {
+namespace {
+
+using internal::ErrorText;
+using internal::IsUnusableName;
+
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+constexpr std::size_t kMostAtOnce = 64 * 1024 * 1024;
+// What stands in a file's mode: the attributes that a user can set.
+constexpr DWORD kKeptAttributes =
+    FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
+// 1970 in the system's time, which counts tenths of microseconds since 1601.
+constexpr std::int64_t kTicks1970 = 116444736000000000;
+constexpr std::int64_t kNsPerTick = 100;
+
+HANDLE Handle(std::intptr_t handle) { return reinterpret_cast<HANDLE>(handle); }
+
+std::intptr_t Number(HANDLE handle) { return reinterpret_cast<std::intptr_t>(handle); }
+
+const std::intptr_t kNoHandle = Number(INVALID_HANDLE_VALUE);
+
+OVERLAPPED At(std::uint64_t offset) {
+  OVERLAPPED place = {};
+  place.Offset = static_cast<DWORD>(offset & 0xFFFFFFFF);
+  place.OffsetHigh = static_cast<DWORD>(offset >> 32);
+  return place;
+}
+
+// What is written, or cut, behind the end leaves a hole. A file system that knows none fills it with zeros.
+void PrepareHole(HANDLE file, std::uint64_t offset) {
+  LARGE_INTEGER size = {};
+  if (GetFileSizeEx(file, &size) != 0 && static_cast<std::uint64_t>(size.QuadPart) < offset) {
+    DWORD got = 0;
+    DeviceIoControl(file, FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &got, nullptr);
+  }
+}
+
+struct LocalReleaser {
+  void operator()(void* memory) const { LocalFree(memory); }
+};
+
+// A file gets the access rights of the one whose place it takes, or those that its directory gives. A file
+// system without such rights has none to give.
+void TakeOverRights(std::string from, std::string to) {
+  PSECURITY_DESCRIPTOR found = nullptr;
+  const DWORD result = GetNamedSecurityInfoA(to.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                                             nullptr, nullptr, nullptr, &found);
+  const std::unique_ptr<void, LocalReleaser> descriptor(found);
+  if (result == ERROR_SUCCESS) {
+    SetSecurityDescriptorControl(found, SE_DACL_AUTO_INHERIT_REQ, SE_DACL_AUTO_INHERIT_REQ);
+    SetFileSecurityA(from.c_str(), DACL_SECURITY_INFORMATION, found);
+    return;
+  }
+  ACL none = {};
+  InitializeAcl(&none, sizeof none, ACL_REVISION);
+  SetNamedSecurityInfoA(from.data(), SE_FILE_OBJECT,
+                        DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION, nullptr, nullptr,
+                        &none, nullptr);
+}
+
+// A file that may not be written cannot be replaced or removed either. Gives the attributes it had.
+DWORD AllowWriting(const std::string& path) {
+  const DWORD attributes = GetFileAttributesA(path.c_str());
+  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
+    SetFileAttributesA(path.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
+  }
+  return attributes;
+}
+
+bool MakeOne(const std::string& path, DirectoryAccess access, std::string& why) {
+  SECURITY_ATTRIBUTES ownerAlone = internal::OwnerAloneDirectory();
+  if (CreateDirectoryA(path.c_str(), access == DirectoryAccess::kPrivate ? &ownerAlone : nullptr) != 0) {
+    return true;
+  }
+  const DWORD error = GetLastError();
+  if (LookUp(path).kind == PathKind::kDirectory) {
+    return true;
+  }
+  why = ErrorText(error);
+  return false;
+}
+
+}  // namespace
+
+std::unique_ptr<DataFile> DataFile::OpenForReading(const std::string& path, std::string& why) {
+  if (IsUnusableName(path, why)) {
+    return nullptr;
+  }
+  if (LookUp(path).kind == PathKind::kDirectory) {
+    why = "it is a directory";
+    return nullptr;
+  }
+  const HANDLE handle = CreateFileA(internal::SystemPath(path).c_str(), GENERIC_READ, kShareAll, nullptr,
+                                    OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    why = ErrorText(GetLastError());
+    return nullptr;
+  }
+  std::unique_ptr<DataFile> file(new DataFile(Number(handle)));
+  if (GetFileType(handle) != FILE_TYPE_DISK) {
+    why = "it is no regular file";
+    return nullptr;
+  }
+  return file;
+}
+
+std::unique_ptr<DataFile> DataFile::CreateNew(const std::string& path, std::string& why) {
+  if (IsUnusableName(path, why)) {
+    return nullptr;
+  }
+  SECURITY_ATTRIBUTES ownerAlone = internal::OwnerAlone(false);
+  const HANDLE handle = CreateFileA(internal::SystemPath(path).c_str(), GENERIC_READ | GENERIC_WRITE,
+                                    kShareAll, &ownerAlone, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    why = ErrorText(GetLastError());
+    return nullptr;
+  }
+  return std::unique_ptr<DataFile>(new DataFile(Number(handle)));
+}
+
+DataFile::~DataFile() {
+  if (handle_ != kNoHandle) {
+    CloseHandle(Handle(handle_));
+  }
+}
+
+bool DataFile::Fail() {
+  why_ = ErrorText(GetLastError());
+  return false;
+}
+
+bool DataFile::ReadAt(std::uint64_t offset, void* bytes, std::size_t size, std::size_t& got) {
+  got = 0;
+  while (got < size) {
+    OVERLAPPED place = At(offset + got);
+    DWORD count = 0;
+    const DWORD wanted = static_cast<DWORD>(std::min(size - got, kMostAtOnce));
+    if (ReadFile(Handle(handle_), static_cast<char*>(bytes) + got, wanted, &count, &place) == 0 &&
+        GetLastError() != ERROR_HANDLE_EOF) {
+      return Fail();
+    }
+    if (count == 0) {
+      break;
+    }
+    got += count;
+  }
+  return true;
+}
+
+std::uint64_t DataFile::NextData(std::uint64_t offset, std::uint64_t size) {
+  FILE_ALLOCATED_RANGE_BUFFER asked = {};
+  asked.FileOffset.QuadPart = static_cast<LONGLONG>(offset);
+  asked.Length.QuadPart = static_cast<LONGLONG>(size - offset);
+  FILE_ALLOCATED_RANGE_BUFFER first = {};
+  DWORD got = 0;
+  if (DeviceIoControl(Handle(handle_), FSCTL_QUERY_ALLOCATED_RANGES, &asked, sizeof asked, &first,
+                      sizeof first, &got, nullptr) == 0 &&
+      GetLastError() != ERROR_MORE_DATA) {
+    return offset;
+  }
+  return got < sizeof first ? size : std::max(offset, static_cast<std::uint64_t>(first.FileOffset.QuadPart));
+}
+
+bool DataFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t size) {
+  PrepareHole(Handle(handle_), offset);
+  std::size_t done = 0;
+  while (done < size) {
+    OVERLAPPED place = At(offset + done);
+    DWORD count = 0;
+    const DWORD wanted = static_cast<DWORD>(std::min(size - done, kMostAtOnce));
+    if (WriteFile(Handle(handle_), static_cast<const char*>(bytes) + done, wanted, &count, &place) == 0) {
+      return Fail();
+    }
+    done += count;
+  }
+  return true;
+}
+
+bool DataFile::SetSize(std::uint64_t size) {
+  PrepareHole(Handle(handle_), size);
+  LARGE_INTEGER end = {};
+  end.QuadPart = static_cast<LONGLONG>(size);
+  return (SetFilePointerEx(Handle(handle_), end, nullptr, FILE_BEGIN) != 0 &&
+          SetEndOfFile(Handle(handle_)) != 0) ||
+         Fail();
+}
+
+bool DataFile::Facts(FileFacts& facts) {
+  FILE_STANDARD_INFO sizes = {};
+  FILE_BASIC_INFO times = {};
+  if (GetFileInformationByHandleEx(Handle(handle_), FileStandardInfo, &sizes, sizeof sizes) == 0 ||
+      GetFileInformationByHandleEx(Handle(handle_), FileBasicInfo, &times, sizeof times) == 0) {
+    return Fail();
+  }
+  facts = {};
+  facts.size = static_cast<std::uint64_t>(sizes.EndOfFile.QuadPart);
+  facts.modifiedNs = (times.LastWriteTime.QuadPart - kTicks1970) * kNsPerTick;
+  facts.mode = times.FileAttributes & kKeptAttributes;
+  facts.sparse = sizes.AllocationSize.QuadPart < sizes.EndOfFile.QuadPart;
+  return true;
+}
+
+bool DataFile::SetFacts(const FileFacts& facts) {
+  std::int64_t ticks = facts.modifiedNs / kNsPerTick;
+  if (facts.modifiedNs % kNsPerTick < 0) {
+    --ticks;
+  }
+  // A time of 0 stays as it is, and so would the attributes.
+  FILE_BASIC_INFO times = {};
+  times.LastWriteTime.QuadPart = ticks + kTicks1970;
+  times.FileAttributes = facts.mode & kKeptAttributes;
+  if (times.FileAttributes == 0) {
+    times.FileAttributes = FILE_ATTRIBUTE_NORMAL;
+  }
+  return SetFileInformationByHandle(Handle(handle_), FileBasicInfo, &times, sizeof times) != 0 || Fail();
+}
+
+// The system has no such call.
+void DataFile::BeginSync() {}
+
+bool DataFile::Sync() { return FlushFileBuffers(Handle(handle_)) != 0 || Fail(); }
+
+bool DataFile::Close() {
+  const std::intptr_t handle = handle_;
+  handle_ = kNoHandle;
+  return handle == kNoHandle || CloseHandle(Handle(handle)) != 0 || Fail();
+}
+
+bool ReplaceFile(const std::string& from, const std::string& to, std::string& why) {
+  if (IsUnusableName(to, why)) {
+    return false;
+  }
+  const std::string source = internal::SystemPath(from);
+  const std::string target = internal::SystemPath(to);
+  const DWORD attributes = AllowWriting(target);
+  const DWORD ownAttributes = GetFileAttributesA(source.c_str());
+  TakeOverRights(source, target);
+  // The right to write and the attribute are one thing to some file systems.
+  SetFileAttributesA(source.c_str(), ownAttributes);
+  if (MoveFileExA(source.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0) {
+    return true;
+  }
+  why = ErrorText(GetLastError());
+  if (attributes != INVALID_FILE_ATTRIBUTES) {
+    SetFileAttributesA(target.c_str(), attributes);
+  }
+  AllowWriting(source);
+  return false;
+}
+
+// The system writes the names of a directory with its files.
+bool SyncDirectory(const std::string& /*path*/, std::string& /*why*/) { return true; }
+
+bool MakeDirectories(const std::string& path, DirectoryAccess access, std::string& why) {
+  if (LookUp(path).kind == PathKind::kDirectory) {
+    return true;
+  }
+  if (IsUnusableName(path, why)) {
+    return false;
+  }
+  const std::string native = internal::SystemPath(path);
+  std::vector<std::string> missing = {native};
+  for (std::string above = DirectoryOf(native); !Exists(above) && above != DirectoryOf(above);
+       above = DirectoryOf(above)) {
+    missing.push_back(above);
+  }
+  return std::all_of(missing.rbegin(), missing.rend(), [&](const std::string& directory) {
+    return LookUp(directory).kind == PathKind::kDirectory || MakeOne(directory, access, why);
+  });
+}
+
+bool FollowLinks(const std::string& path, std::string& target, std::string& why) {
+  target = path;
+  if (IsUnusableName(path, why)) {
+    return false;
+  }
+  const std::string native = internal::SystemPath(path);
+  const DWORD attributes = GetFileAttributesA(native.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+    return true;
+  }
+  const HANDLE handle =
+      CreateFileA(native.c_str(), 0, kShareAll, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    why = "it is a link that leads nowhere: " + ErrorText(GetLastError());
+    return false;
+  }
+  constexpr DWORD kLongestPath = 32768;
+  std::string text(kLongestPath, '\0');
+  text.resize(GetFinalPathNameByHandleA(handle, text.data(), kLongestPath, FILE_NAME_NORMALIZED));
+  CloseHandle(handle);
+  // `\\?\C:\x`, or `\\?\UNC\computer\share\x`
+  constexpr std::string_view kLong = "\\\\?\\";
+  constexpr std::string_view kLongShare = "\\\\?\\UNC\\";
+  if (text.compare(0, kLongShare.size(), kLongShare) == 0) {
+    text.replace(0, kLongShare.size(), "\\\\");
+  } else if (text.compare(0, kLong.size(), kLong) == 0) {
+    text.erase(0, kLong.size());
+  }
+  target = text.empty() ? path : text;
+  return true;
+}
+
+bool EnvironmentVariable(const std::string& name, std::string& value) {
+  const char* found = std::getenv(name.c_str());
+  if (found == nullptr || *found == '\0') {
+    return false;
+  }
+  value = found;
+  return true;
+}
+
+void WriteToStandardError(std::string_view text) {
+  const HANDLE error = GetStdHandle(STD_ERROR_HANDLE);
+  while (!text.empty()) {
+    DWORD count = 0;
+    if (WriteFile(error, text.data(), static_cast<DWORD>(text.size()), &count, nullptr) == 0 || count == 0) {
+      return;
+    }
+    text.remove_prefix(count);
+  }
+}
+
+}  // namespace platform

@@ -1,0 +1,149 @@
+#include "platform/windows/data_names.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <array>
+
+#include "platform/data_file.h"
+#include "platform/internal.h"
+
+namespace platform {
+namespace {
+
+constexpr std::string_view kSeparators = "\\/";
+
+bool IsSeparator(char c) { return kSeparators.find(c) != std::string_view::npos; }
+
+bool HasDrive(std::string_view path) {
+  const auto isLetter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); };
+  return path.size() > 1 && path[1] == ':' && isLetter(path[0]);
+}
+
+// Two separators in front: a name on another computer, or of a device.
+bool BeginsWithTwoSeparators(std::string_view path) {
+  return path.size() > 1 && IsSeparator(path[0]) && IsSeparator(path[1]);
+}
+
+// Devices answer to their names in every directory, in any case, whatever follows a point.
+bool IsDevice(std::string_view component) {
+  constexpr std::array<std::string_view, 6> kDevices = {"CON", "PRN", "AUX", "NUL", "CONIN$", "CONOUT$"};
+  constexpr std::string_view kDigits = "123456789\xB9\xB2\xB3";
+  std::string name(component.substr(0, component.find('.')));
+  name.erase(name.find_last_not_of(' ') + 1);
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+  const bool numbered =
+      name.size() == 4 && (name.compare(0, 3, "COM") == 0 || name.compare(0, 3, "LPT") == 0);
+  return std::find(kDevices.begin(), kDevices.end(), name) != kDevices.end() ||
+         (numbered && kDigits.find(name.back()) != std::string_view::npos);
+}
+
+// Why there can be no such name in a directory; empty if there can.
+std::string TroubleWith(std::string_view component) {
+  const auto cannotStand = [](char c) {
+    return static_cast<unsigned char>(c) < ' ' ||
+           std::string_view("<>:\"|?*").find(c) != std::string_view::npos;
+  };
+  if (component == "." || component == "..") {
+    return "";
+  }
+  const std::string name(component);
+  if (const auto bad = std::find_if(name.begin(), name.end(), cannotStand); bad != name.end()) {
+    return "Windows cannot hold a name with this character: " + std::string(1, *bad);
+  }
+  if (!name.empty() && (name.back() == ' ' || name.back() == '.')) {
+    return "Windows cannot hold a name that ends in a blank or a point";
+  }
+  return IsDevice(name) ? "Windows keeps this name for a device: " + name : "";
+}
+
+std::wstring Wide(std::string_view text) {
+  const int size = static_cast<int>(text.size());
+  std::wstring wide(text.size(), L'\0');
+  wide.resize(static_cast<std::size_t>(
+      MultiByteToWideChar(CP_ACP, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()))));
+  return wide;
+}
+
+}  // namespace
+
+std::string internal::ErrorText(unsigned long error) {
+  constexpr DWORD kMost = 512;
+  std::string text(kMost, '\0');
+  text.resize(FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
+                             text.data(), kMost, nullptr));
+  text.erase(text.find_last_not_of("\r\n. ") + 1);
+  return text.empty() ? "error " + std::to_string(error) : text;
+}
+
+bool internal::IsUnusableName(const std::string& path, std::string& why) {
+  std::string_view rest = path;
+  if (HasDrive(rest)) {
+    rest.remove_prefix(2);
+  } else if (BeginsWithTwoSeparators(rest) && (rest.substr(2, 1) == "." || rest.substr(2, 1) == "?")) {
+    why = "it names a device";
+    return true;
+  }
+  while (!rest.empty()) {
+    const std::size_t end = std::min(rest.find_first_of(kSeparators), rest.size());
+    if (std::string trouble = TroubleWith(rest.substr(0, end)); !trouble.empty()) {
+      why = std::move(trouble);
+      return true;
+    }
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  return false;
+}
+
+std::string DirectoryOf(const std::string& path) {
+  const std::size_t separator = path.find_last_of(kSeparators);
+  if (separator == std::string::npos) {
+    // Without a separator behind it a drive stands for the directory that it is in.
+    return HasDrive(path) ? path.substr(0, 2) + "." : ".";
+  }
+  const bool root = separator == 0 || (separator == 2 && HasDrive(path));
+  return path.substr(0, root ? separator + 1 : separator);
+}
+
+std::string NativePath(const std::string& path) {
+  const std::wstring wide = Wide(internal::SystemPath(path));
+  const int size = static_cast<int>(wide.size());
+  std::string native(static_cast<std::size_t>(
+                         WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, nullptr, 0, nullptr, nullptr)),
+                     '\0');
+  WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, native.data(), static_cast<int>(native.size()), nullptr,
+                      nullptr);
+  return native;
+}
+
+bool IsAbsolute(const std::string& path) {
+  return (path.size() > 2 && HasDrive(path) && IsSeparator(path[2])) || BeginsWithTwoSeparators(path);
+}
+
+std::string FoldName(std::string_view name) {
+  std::string folded(name);
+  std::replace(folded.begin(), folded.end(), '/', '\\');
+  std::string upper(folded.size(), '\0');
+  const int size = static_cast<int>(folded.size());
+  // A text that is none in this system's code page stays as it is.
+  if (LCMapStringA(LOCALE_INVARIANT, LCMAP_UPPERCASE | LOCALE_USE_CP_ACP, folded.data(), size, upper.data(),
+                   size) != size) {
+    return folded;
+  }
+  return upper;
+}
+
+std::string UserStateDirectory() {
+  std::string directory;
+  return EnvironmentVariable("LOCALAPPDATA", directory) && IsAbsolute(directory) ? directory : "";
+}
+
+std::string ProgramDirectory() {
+  constexpr std::size_t kLongestPath = 32768;
+  std::string path(kLongestPath, '\0');
+  path.resize(GetModuleFileNameA(nullptr, path.data(), static_cast<DWORD>(path.size())));
+  return DirectoryOf(path);
+}
+
+}  // namespace platform
