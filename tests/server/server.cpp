@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <random>
 #include <sstream>
+
+#include "platform/data_file.h"
 
 namespace {
 
@@ -23,9 +27,21 @@ Lines SplitLines(const std::string& text) {
   Lines lines;
   std::istringstream stream(text);
   for (std::string line; std::getline(stream, line);) {
+    if (!line.empty() && line.back() == '\r') {
+      line.pop_back();
+    }
     lines.push_back(line);
   }
   return lines;
+}
+
+std::string Confirmed(const std::string& path) { return "-3108 Item processed successfully [" + path + "]"; }
+
+std::string RandomBytes(std::size_t size) {
+  std::mt19937_64 generator(size);
+  std::string bytes(size, '\0');
+  std::generate(bytes.begin(), bytes.end(), [&generator] { return static_cast<char>(generator()); });
+  return bytes;
 }
 
 Server::Server() : environment(support::CurrentEnvironment()) {
@@ -39,9 +55,32 @@ std::string Server::Write(const std::string& name, const std::string& text) cons
   return Path(name);
 }
 
+std::string Server::OnlyContainer() const {
+  const std::filesystem::directory_iterator first(Path("repository/savesets"));
+  return first == std::filesystem::directory_iterator() ? "" : first->path().string();
+}
+
+int Server::LeftOvers() const {
+  int count = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(Path("."))) {
+    count += entry.path().extension() == ".tmp" ? 1 : 0;
+  }
+  return count;
+}
+
+std::string Server::WriteEndless(const std::string& name) const {
+  const std::string path = Write(name, "");
+  std::string why;
+  std::filesystem::remove(path);
+  EXPECT_TRUE(platform::DataFile::CreateNew(path, why)->SetSize(1ULL << 40)) << why;
+  return path;
+}
+
 Lines Server::Program(const std::string& program, const Lines& arguments) const {
   const support::ProgramRun run = support::RunProgram(program, arguments, environment, Path("."));
   EXPECT_GE(run.exitStatus, 0);
+  // What the mover prints is read with every byte.
+  EXPECT_EQ(run.err.find('\r'), std::string::npos) << run.err;
   return SplitLines(run.out + run.err);
 }
 

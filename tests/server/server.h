@@ -8,8 +8,14 @@
 
 using Lines = std::vector<std::string>;
 
-// The lines of a text, without their ends.
+// The lines of a text, without their ends, which may be those of either system.
 Lines SplitLines(const std::string& text);
+
+// The mover's line for a path that it has done.
+std::string Confirmed(const std::string& path);
+
+// Bytes that cannot be compressed, the same in every run for a size.
+std::string RandomBytes(std::size_t size);
 
 class Server {
  public:
@@ -19,7 +25,14 @@ class Server {
   [[nodiscard]] std::string Path(const std::string& name) const { return directory_.File(name); }
   // Writes a file there, its directories included, and gives its full path.
   std::string Write(const std::string& name, const std::string& text) const;
+  // A file that is a terabyte of hole: as good as endless for a mover.
+  std::string WriteEndless(const std::string& name) const;
   [[nodiscard]] std::string Read(const std::string& name) const { return support::ReadWholeFile(Path(name)); }
+
+  // The first container of the repository; empty if there is none.
+  [[nodiscard]] std::string OnlyContainer() const;
+  // How many files lie about that a restore made beside those it was to replace.
+  [[nodiscard]] int LeftOvers() const;
 
   // Both tools by hand.
   [[nodiscard]] Lines Control(const std::string& arguments) const;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -28,7 +29,10 @@ TemporaryDirectory::~TemporaryDirectory() {
 }
 
 std::string TemporaryDirectory::File(const std::string& name) const {
-  return (fs::path(path_) / name).make_preferred().string();
+  // As bytes: the library's own conversions know one code page alone.
+  std::string path = path_ + "/" + name;
+  std::replace(path.begin(), path.end(), '/', static_cast<char>(fs::path::preferred_separator));
+  return path;
 }
 
 std::string ReadWholeFile(const std::string& path) {

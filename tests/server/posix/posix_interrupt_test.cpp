@@ -10,7 +10,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TEST(Mover, ToldToEndARestoreDropsTheFileThatItIsAt) {
+TEST(PosixMover, ToldToEndARestoreDropsTheFileThatItIsAt) {
   const Server server;
   const Lines items = {server.Write("data/1", "first"), server.Write("data/2", "")};
   // As large as its restore is slow: a gigabyte that is no hole.
