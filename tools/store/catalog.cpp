@@ -108,6 +108,11 @@ Status MakeSchema(Database& database) {
 }
 
 Status CheckVersion(Database& database, std::int64_t& version) {
+  // The tables first: another process may be about to make them, and gives the version in the same moment.
+  std::int64_t tables = 0;
+  if (Status read = ReadNumber(database, "SELECT count(*) FROM sqlite_master", tables); !read) {
+    return read;
+  }
   if (Status read = ReadNumber(database, "PRAGMA user_version", version); !read) {
     return read;
   }
@@ -118,10 +123,6 @@ Status CheckVersion(Database& database, std::int64_t& version) {
   if (version != 0 && version < kSchemaVersion) {
     return Status::Failed("the catalog was written by an older release (schema " + std::to_string(version) +
                           "): restore from it with that release's tools, and name another repository here");
-  }
-  std::int64_t tables = 0;
-  if (Status read = ReadNumber(database, "SELECT count(*) FROM sqlite_master", tables); !read) {
-    return read;
   }
   if (version == 0 && tables > 0) {
     return Status::Failed("the catalog file belongs to another program: name another repository");
