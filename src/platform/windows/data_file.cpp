@@ -8,6 +8,7 @@
 
 #include "platform/internal.h"
 #include "platform/windows/data_names.h"
+#include "platform/windows/file_facts.h"
 #include "platform/windows/owner_alone.h"
 
 #undef ReplaceFile  // the system's header has a macro of this name
@@ -20,12 +21,6 @@ using internal::IsUnusableName;
 
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr std::size_t kMostAtOnce = 64 * 1024 * 1024;
-// What stands in a file's mode: the attributes that a user can set.
-constexpr DWORD kKeptAttributes =
-    FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
-// 1970 in the system's time, which counts tenths of microseconds since 1601.
-constexpr std::int64_t kTicks1970 = 116444736000000000;
-constexpr std::int64_t kNsPerTick = 100;
 
 HANDLE Handle(std::intptr_t handle) { return reinterpret_cast<HANDLE>(handle); }
 
@@ -199,34 +194,10 @@ bool DataFile::SetSize(std::uint64_t size) {
          Fail();
 }
 
-bool DataFile::Facts(FileFacts& facts) {
-  FILE_STANDARD_INFO sizes = {};
-  FILE_BASIC_INFO times = {};
-  if (GetFileInformationByHandleEx(Handle(handle_), FileStandardInfo, &sizes, sizeof sizes) == 0 ||
-      GetFileInformationByHandleEx(Handle(handle_), FileBasicInfo, &times, sizeof times) == 0) {
-    return Fail();
-  }
-  facts = {};
-  facts.size = static_cast<std::uint64_t>(sizes.EndOfFile.QuadPart);
-  facts.modifiedNs = (times.LastWriteTime.QuadPart - kTicks1970) * kNsPerTick;
-  facts.mode = times.FileAttributes & kKeptAttributes;
-  facts.sparse = sizes.AllocationSize.QuadPart < sizes.EndOfFile.QuadPart;
-  return true;
-}
+bool DataFile::Facts(FileFacts& facts) { return internal::FactsOf(Handle(handle_), facts) || Fail(); }
 
 bool DataFile::SetFacts(const FileFacts& facts) {
-  std::int64_t ticks = facts.modifiedNs / kNsPerTick;
-  if (facts.modifiedNs % kNsPerTick < 0) {
-    --ticks;
-  }
-  // A time of 0 stays as it is, and so would the attributes.
-  FILE_BASIC_INFO times = {};
-  times.LastWriteTime.QuadPart = ticks + kTicks1970;
-  times.FileAttributes = facts.mode & kKeptAttributes;
-  if (times.FileAttributes == 0) {
-    times.FileAttributes = FILE_ATTRIBUTE_NORMAL;
-  }
-  return SetFileInformationByHandle(Handle(handle_), FileBasicInfo, &times, sizeof times) != 0 || Fail();
+  return internal::SetFactsOf(Handle(handle_), facts) || Fail();
 }
 
 // The system has no such call.
@@ -266,11 +237,11 @@ bool ReplaceFile(const std::string& from, const std::string& to, std::string& wh
 bool SyncDirectory(const std::string& /*path*/, std::string& /*why*/) { return true; }
 
 bool MakeDirectories(const std::string& path, DirectoryAccess access, std::string& why) {
-  if (LookUp(path).kind == PathKind::kDirectory) {
-    return true;
-  }
   if (IsUnusableName(path, why)) {
     return false;
+  }
+  if (LookUp(path).kind == PathKind::kDirectory) {
+    return true;
   }
   const std::string native = internal::SystemPath(path);
   std::vector<std::string> missing = {native};

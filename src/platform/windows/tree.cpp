@@ -2,25 +2,22 @@
 
 #include <windows.h>
 
-#include <memory>
-#include <system_error>
+#include "platform/internal.h"
+#include "platform/windows/data_names.h"
+#include "platform/windows/file_facts.h"
 
 namespace platform {
 namespace {
 
-// Between 1601, with which the system's file times begin, and 1970.
-constexpr std::int64_t kTicksTo1970 = 116444736000000000;
-constexpr std::int64_t kNsPerTick = 100;
-
 bool Fail(std::string& why, DWORD error) {
-  why = std::system_category().message(static_cast<int>(error));
+  why = internal::ErrorText(error);
   return false;
 }
 
 class Handle {
  public:
   explicit Handle(const std::string& path, DWORD access)
-      : handle_(CreateFileA(NativePath(path).c_str(), access,
+      : handle_(CreateFileA(internal::SystemPath(path).c_str(), access,
                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                             FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr)) {}
   Handle(const Handle&) = delete;
@@ -37,26 +34,34 @@ class Handle {
   HANDLE handle_;
 };
 
-std::uint64_t Joined(DWORD high, DWORD low) { return static_cast<std::uint64_t>(high) << 32 | low; }
+// Whether another name stands behind this one. A file system uses the same means for what it keeps elsewhere,
+// or has made smaller: such a file is one like any other.
+bool IsLink(HANDLE file) {
+  FILE_ATTRIBUTE_TAG_INFO tag = {};
+  return GetFileInformationByHandleEx(file, FileAttributeTagInfo, &tag, sizeof tag) != 0 &&
+         (tag.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+         IsReparseTagNameSurrogate(tag.ReparseTag);
+}
 
 }  // namespace
 
 bool ReadEntry(const std::string& path, Entry& entry, std::string& why) {
+  if (internal::IsUnusableName(path, why)) {
+    return false;
+  }
   const Handle handle(path, FILE_READ_ATTRIBUTES);
   BY_HANDLE_FILE_INFORMATION info = {};
-  if (!handle.IsOpen() || GetFileInformationByHandle(handle.Get(), &info) == 0) {
+  entry = {};
+  if (!handle.IsOpen() || GetFileInformationByHandle(handle.Get(), &info) == 0 ||
+      !internal::FactsOf(handle.Get(), entry.facts)) {
     return Fail(why, GetLastError());
   }
-  entry = {};
-  if ((info.dwFileAttributes & (FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DEVICE)) == 0) {
+  if ((info.dwFileAttributes & FILE_ATTRIBUTE_DEVICE) == 0 && !IsLink(handle.Get())) {
     const bool directory = (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     entry.kind = directory ? EntryKind::kDirectory : EntryKind::kFile;
   }
-  const auto ticks = static_cast<std::int64_t>(
-      Joined(info.ftLastWriteTime.dwHighDateTime, info.ftLastWriteTime.dwLowDateTime));
-  entry.facts.modifiedNs = (ticks - kTicksTo1970) * kNsPerTick;
-  entry.facts.size = Joined(info.nFileSizeHigh, info.nFileSizeLow);
-  entry.id = {info.dwVolumeSerialNumber, Joined(info.nFileIndexHigh, info.nFileIndexLow)};
+  entry.id = {info.dwVolumeSerialNumber,
+              static_cast<std::uint64_t>(info.nFileIndexHigh) << 32 | info.nFileIndexLow};
   return true;
 }
 
@@ -73,10 +78,7 @@ bool MakeUnfinishedDirectory(const std::string& path, std::string& why) {
 
 bool SetDirectoryFacts(const std::string& path, const FileFacts& facts, std::string& why) {
   const Handle handle(path, FILE_WRITE_ATTRIBUTES);
-  const auto ticks = static_cast<std::uint64_t>(facts.modifiedNs / kNsPerTick + kTicksTo1970);
-  const FILETIME time = {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
-  const bool set = handle.IsOpen() && SetFileTime(handle.Get(), nullptr, nullptr, &time) != 0;
-  return set || Fail(why, GetLastError());
+  return (handle.IsOpen() && internal::SetFactsOf(handle.Get(), facts)) || Fail(why, GetLastError());
 }
 
 }  // namespace platform
