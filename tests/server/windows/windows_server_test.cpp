@@ -146,7 +146,9 @@ TEST(WindowsMover, TakesNoNoticeOfLetterCase) {
   const std::string other = server.Path("dATA/\xE4PFEL.dbf");
   const Server::Done done = server.Save({file, other});
   EXPECT_EQ(done.lines, (Lines{Confirmed(file), Confirmed(other), "3007 Operation successful"}));
-  EXPECT_EQ(server.Query(done.saveset, "ABC@"), Lines{"backupsrc=" + file});
+  // One file, and the directory that all of the saveset lies in.
+  EXPECT_EQ(server.Query(done.saveset, "ABC@"),
+            (Lines{"backupsrc=" + file, "backupsrc=" + server.Path("Data")}));
   EXPECT_EQ(server.Query("NULL", "ABC@" + other), Lines{"savesetname=" + done.saveset});
   ASSERT_TRUE(DeleteFileA(file.c_str()));
   EXPECT_EQ(server.Restore(done.saveset, {other}), (Lines{Confirmed(other), "3007 Operation successful"}));
