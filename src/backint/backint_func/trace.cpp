@@ -73,16 +73,6 @@ void WriteWaiting(const std::string& path, std::string& waiting) {
   }
 }
 
-std::string FormatList(const char* format, std::va_list arguments) {
-  std::va_list again;
-  va_copy(again, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, again);
-  va_end(again);
-  std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-  std::vsnprintf(text.data(), text.size() + 1, format, arguments);
-  return text;
-}
-
 std::string TraceFileName(const std::string& base) {
   const BackintParams& run = Params();
   return WithSeparator(run.szSapDataHome) + "saptrace\\" + base + "_" + run.szOracleSid + ".log";
@@ -114,20 +104,12 @@ void TraceFormatted(int level, const char* format, ...) {
   }
   std::va_list arguments;
   va_start(arguments, format);
-  std::string text = FormatList(format, arguments);
+  std::string text = FormatArguments(format, arguments);
   va_end(arguments);
   if (text.size() > kTraceFWidth) {
     text.resize(kTraceFWidth);
   }
   WriteTrace("backint_func", __LINE__, text, level);
-}
-
-std::string FormatText(const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  std::string text = FormatList(format, arguments);
-  va_end(arguments);
-  return text;
 }
 
 TraceBatch::TraceBatch() { ++openBatches; }

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "backint/backint_util/format.h"
+
 // Levels: 1 errors and the marks of a run's progress, 2 warnings, 3 details.
 
 // Writes one line to `szTraceFile`. `source` is the module that speaks (of a path only what stands
@@ -33,9 +35,6 @@ constexpr int TraceFSkip(const char* format) { return TraceFMarked(format) ? 4 :
 
 // Whether a message of that level would be written.
 bool TraceShows(int level);
-
-// printf into a text.
-__attribute__((format(printf, 1, 2))) std::string FormatText(const char* format, ...);
 
 // A trace call: formats only when the level passes. `TRACE_AS` names the module that speaks; `TRACE` takes it
 // from `kTraceSource`, which the source file defines.
