@@ -10,17 +10,24 @@
 //   tools          the tools' script
 //   peer           BRBACKUP's logs during the next run, an exchange each: "log" and lines, or "no log"
 //   interrupt NAME the next run is interrupted as soon as that file is there and holds the text of the lines;
-//                  then `interrupted` is made
+//                  then `interrupted` is made; when the run has ended, `over`
+//   meanwhile      a shell's commands (Linux alone) while the next run goes on, whose process is $PROCESS
+//   shell          a shell's commands; $TOOLS is the folder of the tools
+//   program WORDS  what starts the program, in front of its path
+//   copied to NAME program and tools are those in a folder of that name
+//   another run    uses all lists under `saptrace` during the next run
 //   run OPTIONS    with the caller's usual options in front;   "run only OPTIONS" without them
 // What is expected of it ("exit N" must follow each run):
 //   result         all lines of the output file; none if the section is not there
 //   calls          all calls of the tools;   "calls has" some of them
 //   trace          the whole trace;   "trace has" some lines in that order;   "trace lacks" texts
+//   trace counts   "N TEXT": so many of its lines hold the text
 //   mover trace, stdout, stderr     whole;   "stdout has" some lines of it
 //   heard          all lines that the peer found in its lists
 //   there, gone    names of files;   "file NAME" the lines of one;   "folder NAME" the names in one
 // In any line {NUL}, {CR}, {TAB}, {SUB}, {BOM} and { } stand for a character, {N*text} for N times the text,
-// {DIR} for the scenario's directory and {/} for the system's separator.
+// {DIR} for the scenario's directory and {/} for the system's separator. A line that begins with {M-N} stands
+// for as many as there are numbers from M to N, with the number in place of each {n}.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -28,6 +35,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <regex>
 #include <thread>
 
 #include "platform/platform.h"
@@ -114,14 +122,16 @@ Lines Words(const std::string& text) {
 class Told : public testing::TestWithParam<ScenarioText> {
  protected:
   void Carry(const Section& section) {
-    Lines lines = section.lines;
-    std::for_each(lines.begin(), lines.end(), [this](std::string& line) { line = Expand(line); });
+    Lines lines;
+    for (const std::string& line : section.lines) {
+      AddLine(lines, line);
+    }
     const std::size_t blank = section.head.find(' ');
     const std::string word = section.head.substr(0, blank);
     const std::string rest = blank == std::string::npos ? "" : Expand(section.head.substr(blank + 1));
     if (word == "run") {
       Run(rest);
-    } else if (!Prepare(section.head, lines)) {
+    } else if (!Prepare(section.head, lines) && !Surround(word, rest, lines)) {
       ASSERT_NE(outcome_, nullptr) << section.head << " before a run";
       Expect(word, rest, lines);
     }
@@ -138,6 +148,19 @@ class Told : public testing::TestWithParam<ScenarioText> {
   }
 
  private:
+  void AddLine(Lines& lines, std::string line) const {
+    static const std::regex numbers("\\{([0-9]+)-([0-9]+)\\}");
+    static const std::regex number("\\{n\\}");
+    std::smatch range;
+    if (!std::regex_search(line, range, numbers, std::regex_constants::match_continuous)) {
+      lines.push_back(Expand(line));
+      return;
+    }
+    for (int n = std::stoi(range[1]); n <= std::stoi(range[2]); ++n) {
+      lines.push_back(Expand(std::regex_replace(range.suffix().str(), number, std::to_string(n))));
+    }
+  }
+
   std::string Expand(const std::string& line) const {
     std::string text;
     for (std::size_t i = 0; i < line.size(); ++i) {
@@ -233,7 +256,8 @@ class Told : public testing::TestWithParam<ScenarioText> {
     } else if (head.starts_with("interrupt ")) {
       std::string text = Join(lines);
       text = text.substr(0, text.find_last_not_of('\n') + 1);
-      scenario_.meanwhile = [this, name = head.substr(10), text](int process) {
+      scenario_.meanwhile = [this, before = scenario_.meanwhile, name = head.substr(10), text](int process) {
+        before ? before(process) : void();
         InterruptAt(name, text, process);
       };
     } else if (head == "peer") {
@@ -244,12 +268,50 @@ class Told : public testing::TestWithParam<ScenarioText> {
     return true;
   }
 
+  // The same for what a run has around it.
+  bool Surround(const std::string& word, const std::string& rest, const Lines& lines) {
+    if (word == "shell") {
+      Shell(Join(lines), 0);
+    } else if (word == "meanwhile") {
+      scenario_.meanwhile = [this, text = Join(lines)](int process) { Shell(text, process); };
+    } else if (word == "program") {
+      starter_ = Words(rest);
+      starter_.push_back(scenario_.program);
+      scenario_.program = starter_.front();
+    } else if (word == "copied") {
+      const fs::path folder = scenario_.Path(rest.substr(3));
+      fs::create_directories(folder);
+      fs::copy(Scenario::ToolsFolder(), folder);
+      fs::copy(scenario_.program, folder);
+      scenario_.program = (folder / fs::path(scenario_.program).filename()).string();
+      scenario_.environment["PATH"] = folder.string();
+    } else if (word == "another") {
+      for (std::uint32_t position = 0; position < 4; ++position) {
+        const std::string path = scenario_.Path("home\\saptrace\\backint.lock").string();
+        claims_.push_back(platform::FileClaim::TryClaim(path, position));
+      }
+    } else {
+      return false;
+    }
+    return true;
+  }
+
+  void Shell(const std::string& commands, int process) const {
+    const support::ProgramRun run = support::RunProgram(
+        "/bin/sh", {"-ec", commands},
+        {{"PATH", "/usr/bin:/bin"}, {"TOOLS", Scenario::ToolsFolder()}, {"PROCESS", std::to_string(process)}},
+        scenario_.Directory(), "no input");
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+  }
+
   void Run(const std::string& options) {
     Finish();
     const bool only = options.rfind("only", 0) == 0;
-    Lines arguments = only ? Lines() : Scenario::CallerOptions();
-    const Lines words = Words(only ? options.substr(4) : options);
-    arguments.insert(arguments.end(), words.begin(), words.end());
+    Lines arguments(starter_.begin() + (starter_.empty() ? 0 : 1), starter_.end());
+    for (const Lines& more :
+         {only ? Lines() : Scenario::CallerOptions(), Words(options.substr(only ? 4 : 0))}) {
+      arguments.insert(arguments.end(), more.begin(), more.end());
+    }
     const std::jthread peer([this](const std::stop_token& end) {
       while (!end.stop_requested() && peer_.Expected()) {
         peer_.Act();
@@ -257,7 +319,9 @@ class Told : public testing::TestWithParam<ScenarioText> {
       }
     });
     outcome_ = std::make_unique<Outcome>(scenario_.Run(arguments, standardInput_));
+    claims_.clear();
     if (scenario_.meanwhile) {
+      scenario_.WriteText("over", "");
       EXPECT_TRUE(scenario_.MoverIsGone());
       scenario_.meanwhile = {};
     }
@@ -292,6 +356,14 @@ class Told : public testing::TestWithParam<ScenarioText> {
       ADD_FAILURE() << "unknown section: " << word;
     } else if (rest == "has") {
       ExpectInOrder(text->second, lines);
+    } else if (rest == "counts") {
+      for (const std::string& line : lines) {
+        const std::string counted = line.substr(line.find(' ') + 1);
+        EXPECT_EQ(std::count_if(outcome_->trace.begin(), outcome_->trace.end(),
+                                [&](const std::string& told) { return told.find(counted) < told.size(); }),
+                  std::stoi(line))
+            << line;
+      }
     } else if (rest == "lacks") {
       for (const std::string& line : lines) {
         EXPECT_EQ(text->second.find(line), std::string::npos) << line;
@@ -318,6 +390,8 @@ class Told : public testing::TestWithParam<ScenarioText> {
   Scenario scenario_;
   support::SwitchPeer peer_{"", {}};
   std::string standardInput_;
+  Lines starter_;
+  std::vector<std::unique_ptr<platform::FileClaim>> claims_;
   std::unique_ptr<Outcome> outcome_;
   bool exitSeen_ = false;
   bool resultSeen_ = false;
