@@ -4,17 +4,13 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
-#include <filesystem>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <thread>
 
 #include "backint/backint_back/backup_online.h"
 #include "platform/platform.h"
-#include "support/run_program.h"
 #include "support/switch_peer.h"
 
 namespace {
@@ -53,10 +49,10 @@ class Surroundings {
     return text;
   }
   [[nodiscard]] std::string Messages() const {
-    std::istringstream trace(Text("trace"));
     std::string messages;
-    for (std::string line; std::getline(trace, line);) {
-      messages += line.substr(std::min(line.find(":: ") + 3, line.size())) + "\n";
+    const std::string trace = Text("trace");
+    for (std::size_t at = 0; (at = trace.find(":: ", at)) != std::string::npos; ++at) {
+      messages += trace.substr(at + 3, trace.find('\n', at) - at - 2);
     }
     return messages;
   }
@@ -88,7 +84,6 @@ TEST(SwitchFiles, Answers) {
     std::string output;
     std::string left;
   } const cases[] = {
-      {{"#SUCCESS a 1\nTS #SUCCESS b\n"}, 1, 3, "", "", ""},
       {{""}, 3, 3, "", "", ""},
       {{"Switching: \n \t\n\n  #Success?\r\nno end"}, 4, 6, "", "Switching: \n\n\n#Success?\nno end\n", ""},
       {{std::string(2047, 'x') + "y\n"}, 1, 3, "", std::string(2047, 'x') + "\ny\n", ""},
@@ -98,7 +93,6 @@ TEST(SwitchFiles, Answers) {
        std::string(kErrorFound) + kErrorFound + kBadLog,
        "#ERROR a\n100%s\n",
        ""},
-      {{std::nullopt}, 1, 3, std::string("ERROR: switch log file does not exists.\n") + kBadLog, "", ""},
       {{"late"}, 1796, 1797, "", "late\n", ""},
       {{"too late"}, 1798, 1800, kExpired, "", "log "},
       {{}, 0, 1800, kExpired, "", "lis sem "},
@@ -117,90 +111,47 @@ TEST(SwitchFiles, Answers) {
     EXPECT_EQ(run.Messages(), test.messages);
     EXPECT_EQ(run.Text("out.lis"), test.output);
     EXPECT_EQ(run.Left(), test.left);
-    EXPECT_EQ(peer.Heard(), test.logs.empty() ? "" : "#BEGIN a 1\n#BEGIN b\n");
   }
 }
 
+// The last two: what another one may do between the look at all three and the making of each.
 TEST(SwitchFiles, NothingBeginsBesideAnotherExchange) {
-  for (const std::string ending : {"lis", "sem", "log"}) {
+  struct {
+    std::string ending;
+    RunResult (*begin)(const ItemList&, SwitchTag);
+    std::string message;
+    std::string left;
+  } const cases[] = {{"lis", HandleSwitchFiles, "ERROR: BRBACKUP already in use.\n", "lis "},
+                     {"sem", HandleSwitchFiles, "ERROR: BRBACKUP already in use.\n", "sem "},
+                     {"lis", CreateSwitchFiles, "ERROR: switch.lis file already exists.\n", "lis "},
+                     {"sem", CreateSwitchFiles, "ERROR: switch.sem file already exists.\n", "lis sem "}};
+  for (const auto& [ending, begin, message, left] : cases) {
     const Surroundings run;
     support::WriteWholeFile(run.File(".switch." + ending), "another's");
-    EXPECT_EQ(HandleSwitchFiles({"a"}, SwitchTag::kEnd), RunResult::kFailure);
-    EXPECT_EQ(run.Messages(), "ERROR: BRBACKUP already in use.\n");
-    EXPECT_EQ(run.Left(), ending + " ");
+    EXPECT_EQ(begin({"a"}, SwitchTag::kEnd), RunResult::kFailure);
+    EXPECT_EQ(run.Messages(), message);
+    EXPECT_EQ(run.Left(), left);
     EXPECT_EQ(run.Text(".switch." + ending), "another's");
     EXPECT_EQ(g_sleptSeconds, 0U);
   }
 }
 
-// What another one may do between the look at all three and the making of each.
-TEST(SwitchFiles, CannotBeMade) {
-  struct {
-    std::string there;
-    std::string directory;
-    std::string message;
-    std::string left;
-  } const cases[] = {{".switch.lis", "", "ERROR: switch.lis file already exists.\n", "lis "},
-                     {".switch.sem", "", "ERROR: switch.sem file already exists.\n", "lis sem "},
-                     {"out.lis", "\\missing", "ERROR: switch.lis file creating failes.\n", ""}};
-  for (const auto& test : cases) {
-    const Surroundings run;
-    support::WriteWholeFile(run.File(test.there), "x");
-    Params().szSapBackup += test.directory;
-    EXPECT_EQ(CreateSwitchFiles({"a"}, SwitchTag::kBegin), RunResult::kFailure);
-    EXPECT_EQ(run.Messages(), test.message);
-    EXPECT_EQ(run.Left(), test.left);
-  }
+TEST(SwitchFiles, CannotBeMadeOrCopied) {
   const Surroundings run;
-  Params().szSapBackup += "\\missing";
-  EXPECT_EQ(HandleSwitchFiles({"a"}, SwitchTag::kEnd), RunResult::kFailure);
-  EXPECT_EQ(run.Messages(),
-            "ERROR: switch.lis file creating failes.\nERROR: Creating switch files (begin) failes.\n");
-}
-
-TEST(SwitchFiles, ASemaphoreThatIsGoneIsNotWaitedFor) {
-  const Surroundings run;
-  EXPECT_EQ(WaitForSwitchSemaphore(), RunResult::kSuccess);
-  EXPECT_EQ(g_sleptSeconds, 0U);
-}
-
-TEST(SwitchFiles, ALogRunNamesItsInputAndThenItsEntries) {
-  const Surroundings run;
-  Params().bLogsRun = true;
-  Params().szInFile = run.File("in.lis");
-  support::WriteWholeFile(Params().szInFile, " log 1 \n\nlog2\n");
-  support::SwitchPeer peer(Params().szSapBackup, {"", ""});
-  g_atSleep = [&] { peer.Act(); };
-  EXPECT_EQ(HandleSwitchFiles({}, SwitchTag::kBegin), RunResult::kSuccess);
-  EXPECT_EQ(HandleSwitchFiles({"log2", "log 1"}, SwitchTag::kEnd), RunResult::kSuccess);
-  EXPECT_EQ(peer.Heard(), "#BEGIN log 1\n#BEGIN log2\n#END log2\n#END log 1\n");
-}
-
-TEST(SwitchFiles, ALogThatCannotBeCopied) {
-  const Surroundings run;
-  fs::create_directory(run.File(".switch.log"));
-  EXPECT_EQ(ReadSwitchLog(), RunResult::kFailure);
-  EXPECT_EQ(run.Messages(), "ERROR: switch log file cannot be open.\n");
-  fs::remove(run.File(".switch.log"));
-  fs::remove(run.File("trace"));
-
   support::SwitchPeer peer(Params().szSapBackup, {"lost\n"});
   g_atSleep = [&] { peer.Act(); };
   Params().szOutFile = Params().szSapBackup + "\\missing\\out.lis";
   EXPECT_EQ(HandleSwitchFiles({"a"}, SwitchTag::kBegin), RunResult::kFailure);
   EXPECT_EQ(run.Messages(), kBadLog);
   EXPECT_EQ(run.Left(), "");
-}
-
-TEST(SwitchFiles, StandardOutputGetsTheLog) {
-  const Surroundings run;
-  Params().szOutFile = "STDOUT";
-  support::WriteWholeFile(run.File(".switch.log"), "one\n#SUCCESS\n\ntwo\n");
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(ReadSwitchLog(), RunResult::kSuccess);
-  std::string printed = testing::internal::GetCapturedStdout();
-  printed.erase(std::remove(printed.begin(), printed.end(), '\r'), printed.end());
-  EXPECT_EQ(printed, "one\n\ntwo\n");
+  fs::remove(run.File("trace"));
+  fs::create_directory(run.File(".switch.log"));
+  EXPECT_EQ(ReadSwitchLog(), RunResult::kFailure);
+  Params().szSapBackup += "\\missing";
+  EXPECT_EQ(HandleSwitchFiles({"a"}, SwitchTag::kEnd), RunResult::kFailure);
+  EXPECT_EQ(run.Messages(),
+            "ERROR: switch log file cannot be open.\nERROR: switch.lis file creating failes.\n"
+            "ERROR: Creating switch files (begin) failes.\n");
 }
 
 // The log is open while a long line of it is read. Meanwhile another one deletes it, which Linux allows; on

@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 
 #include "platform/figures.h"
 #include "platform/platform.h"
+#include "support/posix/size_limit.h"
 #include "support/run_program.h"
 
 namespace {
@@ -42,22 +42,6 @@ std::size_t OpenFiles() {
   EXPECT_TRUE(platform::ListDirectory("/proc/self/fd", names));
   return names.size();
 }
-
-// No file may grow beyond so many bytes while this lives: a full disk.
-class SizeLimit {
- public:
-  explicit SizeLimit(rlim_t size) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limited = {size, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limited);
-  }
-  SizeLimit(const SizeLimit&) = delete;
-  SizeLimit& operator=(const SizeLimit&) = delete;
-  ~SizeLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
-
- private:
-  rlimit before_ = {};
-};
 
 TEST(PosixTools, ManyStartsLeaveNothingBehind) {
   (void)Heard("/bin/echo x");

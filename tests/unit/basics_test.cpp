@@ -1,0 +1,92 @@
+// Lists, texts and paths: what no run of the program shows by itself.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "backint/backint_list/item_list.h"
+#include "backint/backint_util/path.h"
+#include "backint/backint_util/text.h"
+#include "platform/platform.h"
+#include "support/run_program.h"
+
+namespace {
+
+// The records of one pass, run to its end.
+std::string Pass(ItemList& list) {
+  std::string records;
+  for (std::string record; list.Next(record);) {
+    records += "[" + record + "]";
+  }
+  return records;
+}
+
+TEST(ItemList, KeepsItsOrderOverPassesAndRemovals) {
+  ItemList list{"a", "b", "a"};
+  EXPECT_EQ(Pass(list) + Pass(list), "[a][b][a][a][b][a]");
+  EXPECT_FALSE(list.Remove(0) || list.Remove(4) || list.Contains("A"));
+  EXPECT_TRUE(list.Remove(1) && *list.Get(1) == "b" && list.Remove(2));
+  list.Push("d");
+  EXPECT_EQ(Pass(list), "[b][d]");
+  EXPECT_TRUE(list.Remove(2) && list.Remove(1) && list.Empty() && Pass(list).empty());
+  EXPECT_TRUE(list.Get(0) == nullptr && list.Get(1) == nullptr);
+}
+
+TEST(ItemList, AJoinedListIsBuiltAsFarAsItIsShown) {
+  const ItemList list{"abc", "", "de"};
+  std::string text = "old";
+  EXPECT_TRUE(JoinUpTo(list, 8, text));
+  EXPECT_EQ(text, "abc  de");
+  EXPECT_FALSE(JoinUpTo(list, 7, text));
+  EXPECT_EQ(text, "abc  de");
+  EXPECT_FALSE(JoinUpTo(list, 4, text));
+  EXPECT_EQ(text, "abc ");
+}
+
+TEST(Text, NumbersAreReadAsFarAsTheyGoAndClamped) {
+  const std::pair<const char*, std::int32_t> cases[] = {{" \t+0012x", 12},
+                                                        {"-3 4", -3},
+                                                        {"", 0},
+                                                        {"-", 0},
+                                                        {"+-1", 0},
+                                                        {"2147483647", 2147483647},
+                                                        {"x1", 0},
+                                                        {"-99999999999999999999999", -2147483647 - 1},
+                                                        {"2147483648", 2147483647}};
+  for (const auto& [text, number] : cases) {
+    EXPECT_EQ(ToNumber(text), number) << text;
+  }
+  EXPECT_EQ(Upper("az[{\xe4\xff\xdf"), "AZ[{\xe4\xff\xdf");
+}
+
+TEST(Path, AFullPathHasItsFirstBackslashBehindADrive) {
+  EXPECT_TRUE(IsFullPath("C:\\dir\\file") && IsFullPath("abc\\file"));
+  EXPECT_FALSE(IsFullPath("a\\file") || IsFullPath("\\file\\x") || IsFullPath("C:/dir/file"));
+}
+
+TEST(Path, ADirectoryWithABlankCouldBeSeveralNames) {
+  const support::TemporaryDirectory directory;
+  for (const char* name : {"a b", "a bc", "a bcd"}) {
+    std::filesystem::create_directory(directory.File(name));
+  }
+  EXPECT_TRUE(IsDirectory(directory.File("a b")) && IsDirectory(directory.File("a bc")));
+  EXPECT_FALSE(IsDirectory(directory.File("a bcd")));
+}
+
+TEST(Path, ARelocatedItemKeepsItsLastComponent) {
+  const std::string cases[][3] = {{"D:\\a/f.dbf", "E:\\to", "E:\\to\\f.dbf"},
+                                  {"a/f.dbf", "E:/to/", "E:/to/\\f.dbf"},
+                                  {"f.dbf", "E:\\to", "f.dbf"},
+                                  {"/a/f.dbf", "/to", "/to/f.dbf"},
+                                  {"/a/f.dbf", "E:\\to\\", "E:\\to\\f.dbf"},
+                                  {"D:\\a\\f.dbf", "/to/", "/to/f.dbf"}};
+  for (const auto& [item, place, expected] : cases) {
+    std::string moved = item;
+    std::string directory = place;
+    ReallocateItem(moved, directory);
+    if (platform::IsSystemName("/") || place[0] == 'E') {  // here too
+      EXPECT_EQ(moved, expected);
+    }
+  }
+}
+
+}  // namespace
