@@ -2,40 +2,47 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "platform/platform.h"
 
 namespace {
 
-// Writes its arguments to both streams, one a line in brackets.
-int TellArguments(int count, char** arguments) {
-  for (int i = 2; i < count; ++i) {
-    std::printf("[%s]\n", arguments[i]);
-    std::fprintf(stderr, "[%s]\n", arguments[i]);
+using Arguments = std::vector<std::string>;
+
+void PrintOnBoth(const std::string& text) {
+  for (std::FILE* stream : {stdout, stderr}) {
+    std::fwrite(text.data(), 1, text.size(), stream);
+    std::fflush(stream);
+  }
+}
+
+int TellArguments(const Arguments& arguments) {
+  for (const std::string& argument : arguments) {
+    PrintOnBoth("[" + argument + "]\n");
   }
   return 0;
 }
 
 // Writes bytes that a careless reader stumbles over.
-int WriteOddLines() {
+int WriteOddLines(const Arguments&) {
   std::string text =
       "before\x1A"
       "after\r\ncut";
   text += '\0';
-  text += "gone\nlone\rreturn\n" + std::string(20479, 'x') + "yz\n\nlast without end";
-  for (std::FILE* stream : {stdout, stderr}) {
-    std::fwrite(text.data(), 1, text.size(), stream);
-  }
+  PrintOnBoth(text + "gone\nlone\rreturn\n" + std::string(20479, 'x') + "yz\n\nlast without end");
   return 0;
 }
 
 // Appends so many lines of its own to a file that others append to as well.
-int AppendLines(const std::string& path, int count, const std::string& name) {
-  for (int i = 0; i < count; ++i) {
+int AppendLines(const Arguments& arguments) {
+  const std::string& name = arguments[2];
+  for (int i = 0; i < std::stoi(arguments[1]); ++i) {
     const std::string line = name + " " + std::to_string(i) + " " + std::string(60, name.front()) + "\r\n";
-    if (!platform::AppendLocked(path, line)) {
+    if (!platform::AppendLocked(arguments[0], line)) {
       return 1;
     }
   }
@@ -43,9 +50,8 @@ int AppendLines(const std::string& path, int count, const std::string& name) {
 }
 
 // Closes both streams and lives on.
-int LiveOn() {
-  std::fputs("one line\n", stdout);
-  std::fputs("one line\n", stderr);
+int LiveOn(const Arguments&) {
+  PrintOnBoth("one line\n");
   std::fclose(stdout);
   std::fclose(stderr);
   platform::SleepMilliseconds(10000);
@@ -53,30 +59,31 @@ int LiveOn() {
 }
 
 // Says that it is there and stays.
-int Stay() {
-  std::fputs("here\n", stderr);
-  std::fflush(stderr);
+int Stay(const Arguments&) {
+  PrintOnBoth("here\n");
   platform::SleepMilliseconds(60000);
   return 0;
 }
 
+int Die(const Arguments&) {
+  std::fputs("before\n", stderr);
+  std::abort();
+}
+
 // Starts a tool itself and writes what it hears from it.
-int StartTool(const std::string& kind, const std::string& program, const std::string& arguments) {
-  const auto stream = kind == "control" ? platform::StartControlTool(program + arguments, "")
-                                        : platform::StartDataMover(program, arguments);
-  if (stream == nullptr) {
-    std::fputs("no stream\n", stdout);
-    return 0;
-  }
-  std::string line;
-  while (stream->ReadLine(line, 20479)) {
+int StartTool(const Arguments& arguments) {
+  const auto stream = arguments[0] == "control" ? platform::StartControlTool(arguments[1] + arguments[2], "")
+                                                : platform::StartDataMover(arguments[1], arguments[2]);
+  std::string line = stream == nullptr ? "no stream\n" : "";
+  std::fputs(line.c_str(), stdout);
+  while (stream != nullptr && stream->ReadLine(line, 20479)) {
     std::printf("heard: %s", line.c_str());
   }
   return 0;
 }
 
 // Reads standard input twice, if it can.
-int ReadInput() {
+int ReadInput(const Arguments&) {
   const auto input = platform::TextFile::StandardInput();
   std::string line;
   do {
@@ -88,7 +95,7 @@ int ReadInput() {
   return 0;
 }
 
-int CountInput() {
+int CountInput(const Arguments&) {
   int bytes = 0;
   while (std::getchar() != EOF) {
     ++bytes;
@@ -98,8 +105,8 @@ int CountInput() {
 }
 
 // Reports as a data mover whose server's name is a file with the lines to print.
-int Report(const std::string& path) {
-  std::ifstream lines(path, std::ios::binary);
+int Report(const Arguments& arguments) {
+  std::ifstream lines(arguments[3], std::ios::binary);
   std::ostringstream text;
   text << lines.rdbuf();
   std::fputs(text.str().c_str(), stderr);
@@ -110,37 +117,16 @@ int Report(const std::string& path) {
 
 int main(int argc, char** argv) {
   platform::PrepareProcess();
-  const std::string task = argc > 1 ? argv[1] : "";
-  if (task == "arguments") {
-    return TellArguments(argc, argv);
-  }
-  if (task == "odd-lines") {
-    return WriteOddLines();
-  }
-  if (task == "append" && argc == 5) {
-    return AppendLines(argv[2], std::atoi(argv[3]), argv[4]);
-  }
-  if (task == "live-on") {
-    return LiveOn();
-  }
-  if (task == "stay") {
-    return Stay();
-  }
-  if (task == "start" && argc == 5) {
-    return StartTool(argv[2], argv[3], argv[4]);
-  }
-  if (task == "read-input") {
-    return ReadInput();
-  }
-  if (task == "count-input") {
-    return CountInput();
-  }
-  if (task == "-b" && argc > 5) {
-    return Report(argv[5]);
-  }
-  if (task == "die") {
-    std::fputs("before\n", stderr);
-    std::abort();
-  }
-  return 2;
+  const std::map<std::string, int (*)(const Arguments&)> tasks = {{"arguments", TellArguments},
+                                                                  {"odd-lines", WriteOddLines},
+                                                                  {"append", AppendLines},
+                                                                  {"live-on", LiveOn},
+                                                                  {"stay", Stay},
+                                                                  {"die", Die},
+                                                                  {"start", StartTool},
+                                                                  {"read-input", ReadInput},
+                                                                  {"count-input", CountInput},
+                                                                  {"-b", Report}};
+  const auto task = tasks.find(argc > 1 ? argv[1] : "");
+  return task == tasks.end() ? 2 : task->second(Arguments(argv + 2, argv + argc));
 }

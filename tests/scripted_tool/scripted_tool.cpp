@@ -31,6 +31,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -40,20 +42,8 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
+// As bytes: a script holds what no text reader keeps.
 Lines ReadLines(const std::string& path) {
-  Lines lines;
-  const auto file = platform::TextFile::Open(path, platform::TextFile::Mode::kRead);
-  for (std::string line; file != nullptr && file->ReadLine(line, 1 << 20);) {
-    if (line.back() == '\n') {
-      line.pop_back();
-    }
-    lines.push_back(line);
-  }
-  return lines;
-}
-
-// A script holds bytes that no text reader keeps.
-Lines ReadScript(const std::string& path) {
   Lines lines;
   std::ifstream file(path, std::ios::binary);
   for (std::string line; std::getline(file, line);) {
@@ -63,17 +53,9 @@ Lines ReadScript(const std::string& path) {
 }
 
 std::string Shown(const std::string& argument) {
-  if (!argument.empty() && argument.find_first_of(" \t\"") == std::string::npos) {
-    return argument;
-  }
-  std::string quoted = "\"";
-  for (const char c : argument) {
-    if (c == '"') {
-      quoted += '\\';
-    }
-    quoted += c;
-  }
-  return quoted + '"';
+  static const std::regex quote("\"");
+  const bool plain = !argument.empty() && argument.find_first_of(" \t\"") == std::string::npos;
+  return plain ? argument : '"' + std::regex_replace(argument, quote, "\\\"") + '"';
 }
 
 // What the tool was called for.
@@ -92,7 +74,8 @@ void TakeList(Call& call, std::string path) {
     path.erase(0, 6);
   }
   call.listLines = ReadLines(path);
-  for (std::string line : call.listLines) {
+  for (std::string& line : call.listLines) {
+    line.erase(line.size() - (line.ends_with('\r') ? 1 : 0));
     const std::size_t first = line.find_first_not_of(" \t");
     if (first != std::string::npos) {
       call.items.push_back(line.substr(first, line.find_last_not_of(" \t") - first + 1));
@@ -149,37 +132,36 @@ Lines DefaultAnswer(const Call& call) {
   if (!call.control) {
     return {"!confirm all", "3007 Operation successful"};
   }
+  Lines lines = {"reply=OK"};
   if (call.verb == "open") {
-    return {"reply=OK", "SESSIONID=17"};
-  }
-  if (call.verb == "openjob") {
-    Lines lines = {"reply=OK", "JOBNAME=job", "TAPE_SERVER=tape1"};
+    lines.push_back("SESSIONID=17");
+  } else if (call.verb == "openjob") {
+    lines.insert(lines.end(), {"JOBNAME=job", "TAPE_SERVER=tape1"});
     if (call.text.find(" -b ") != std::string::npos) {
       lines.push_back("SAVESETNAME=SET" + std::to_string(call.ordinal) + "@tail");
     }
-    return lines;
   }
-  return {"reply=OK"};
+  return lines;
 }
 
 Lines FindAnswer(const Call& call, const Lines& script) {
-  const std::string forAll = "on " + call.verb;
-  const std::string forThis = forAll + ' ' + std::to_string(call.ordinal);
-  Lines general;
-  Lines numbered;
-  bool hasGeneral = false;
-  bool hasNumbered = false;
-  Lines* current = nullptr;
+  std::map<std::string, Lines> answers;
+  std::string head;
   for (const std::string& line : script) {
-    if (line.rfind("on ", 0) == 0) {
-      current = line == forAll ? &general : line == forThis ? &numbered : nullptr;
-      hasGeneral = hasGeneral || current == &general;
-      hasNumbered = hasNumbered || current == &numbered;
-    } else if (current != nullptr) {
-      current->push_back(line);
+    if (line.starts_with("on ")) {
+      head = line;
+      answers[head].clear();
+    } else {
+      answers[head].push_back(line);
     }
   }
-  return hasNumbered ? numbered : hasGeneral ? general : DefaultAnswer(call);
+  const std::string forAll = "on " + call.verb;
+  for (const std::string& wanted : {forAll + ' ' + std::to_string(call.ordinal), forAll}) {
+    if (const auto answer = answers.find(wanted); answer != answers.end()) {
+      return answer->second;
+    }
+  }
+  return DefaultAnswer(call);
 }
 
 // The path that a mover reports for an item.
@@ -224,20 +206,18 @@ class Player {
 
  private:
   static void Print(std::FILE* stream, const std::string& line) {
-    if (stream == nullptr) {
-      return;
+    if (stream != nullptr) {
+      std::fwrite(line.data(), 1, line.size(), stream);
+      std::fputc('\n', stream);
     }
-    std::fwrite(line.data(), 1, line.size(), stream);
-    std::fputc('\n', stream);
   }
 
   void Do(const std::string& word, const std::string& rest) {
     if (word == "!confirm") {
       Confirm(rest);
     } else if (word == "!repeat") {
-      const std::size_t blank = rest.find(' ');
-      for (int i = std::atoi(rest.c_str()); i > 0; --i) {
-        Print(out_, rest.substr(blank + 1));
+      for (int i = std::stoi(rest); i > 0; --i) {
+        Print(out_, rest.substr(rest.find(' ') + 1));
       }
     } else if (word == "!other") {
       Print(other_, rest);
@@ -249,26 +229,18 @@ class Player {
       std::replace(name.begin(), name.end(), '\\', '/');
       std::filesystem::create_directory(name);
     } else {
-      End(word, rest);
+      std::fflush(nullptr);
+      Act(word, rest);
     }
   }
 
-  void Confirm(const std::string& which) {
-    const std::string wanted = ' ' + which + ' ';
-    for (std::size_t i = 0; i < call_.items.size(); ++i) {
-      if (which == "all" || wanted.find(' ' + std::to_string(i + 1) + ' ') != std::string::npos) {
-        Print(out_, "-3108 Item processed successfully [" + ReportedPath(call_.items[i], call_) + "]");
-      }
-    }
-  }
-
-  void End(const std::string& word, const std::string& rest) {
-    std::fflush(nullptr);
+  // When all that was printed before is there.
+  void Act(const std::string& word, const std::string& rest) {
     if (word == "!close") {
       std::fclose(out_);
       out_ = nullptr;
     } else if (word == "!wait") {
-      platform::SleepMilliseconds(static_cast<std::uint32_t>(std::atoi(rest.c_str())));
+      platform::SleepMilliseconds(static_cast<std::uint32_t>(std::stoi(rest)));
     } else if (word == "!watch") {
       platform::WatchInterrupts();
     } else if (word == "!await") {
@@ -280,6 +252,15 @@ class Player {
       std::raise(SIGTERM);
     } else {
       Print(out_, "unknown word in the script: " + word);
+    }
+  }
+
+  void Confirm(const std::string& which) {
+    const std::string wanted = ' ' + which + ' ';
+    for (std::size_t i = 0; i < call_.items.size(); ++i) {
+      if (which == "all" || wanted.find(' ' + std::to_string(i + 1) + ' ') != std::string::npos) {
+        Print(out_, "-3108 Item processed successfully [" + ReportedPath(call_.items[i], call_) + "]");
+      }
     }
   }
 
@@ -303,5 +284,5 @@ int main(int argc, char** argv) {
   const auto alive =
       call.control ? nullptr : platform::FileClaim::TryClaim(std::string(script) + ".mover", 0);
   static Player player(call);
-  return player.Play(FindAnswer(call, ReadScript(script)));
+  return player.Play(FindAnswer(call, ReadLines(script)));
 }

@@ -2,11 +2,11 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -15,6 +15,8 @@ extern char** environ;
 
 namespace support {
 namespace {
+
+constexpr int kNotStarted = 127;
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
@@ -48,7 +50,8 @@ int WaitFor(pid_t child) {
       return -1;
     }
   }
-  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  const int ended = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  return ended == kNotStarted ? -1 : ended;
 }
 
 }  // namespace
@@ -73,35 +76,31 @@ ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& a
   if (pipe2(input, O_CLOEXEC) != 0) {
     throw std::runtime_error("no pipe");
   }
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, input[0], 0);
-  posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-  posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-  posix_spawn_file_actions_addchdir_np(&actions, workingDirectory.c_str());
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  // However this test was started: a job in the background of a script ignores Ctrl-C.
-  sigset_t signals;
-  sigfillset(&signals);
-  posix_spawnattr_setsigdefault(&attributes, &signals);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-  pid_t child = -1;
-  const int failure = posix_spawn(&child, path.c_str(), &actions, &attributes, Pointers(argumentTexts).data(),
-                                  Pointers(variables).data());
-  posix_spawn_file_actions_destroy(&actions);
-  posix_spawnattr_destroy(&attributes);
+  const std::vector<char*> argumentList = Pointers(argumentTexts);
+  const std::vector<char*> variableList = Pointers(variables);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(input[0], 0);
+    dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600), 1);
+    dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600), 2);
+    // However this test was started: a job in the background of a script ignores Ctrl-C.
+    for (int number = 1; number < 32; ++number) {
+      signal(number, SIG_DFL);
+    }
+    if (chdir(workingDirectory.c_str()) == 0) {
+      execve(path.c_str(), argumentList.data(), variableList.data());
+    }
+    _exit(kNotStarted);
+  }
   close(input[0]);
   std::promise<void> inputEnds;
   std::thread feeder(Feed, input[1], std::cref(standardInput), inputEnds.get_future());
-  if (failure == 0 && meanwhile) {
+  if (meanwhile) {
     meanwhile(child);
   }
   inputEnds.set_value();
   ProgramRun run;
-  if (failure == 0) {
-    run.exitStatus = WaitFor(child);
-  }
+  run.exitStatus = WaitFor(child);
   feeder.join();
   run.out = ReadWholeFile(out);
   run.err = ReadWholeFile(err);
@@ -123,10 +122,7 @@ std::map<std::string, std::string> CurrentEnvironment() {
 }
 
 std::string ProgramDirectory() {
-  std::string path(4096, '\0');
-  const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
-  path.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
-  return path.substr(0, path.rfind('/'));
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
 }
 
 std::string BuiltProgram(const std::string& name) { return ProgramDirectory() + "/" + name; }
