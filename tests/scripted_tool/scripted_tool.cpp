@@ -42,10 +42,15 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
+std::string Native(std::string name) {
+  std::replace(name.begin(), name.end(), '\\', '/');
+  return name;
+}
+
 // As bytes: a script holds what no text reader keeps.
 Lines ReadLines(const std::string& path) {
   Lines lines;
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(Native(path), std::ios::binary);
   for (std::string line; std::getline(file, line);) {
     lines.push_back(line);
   }
@@ -225,9 +230,7 @@ class Player {
     } else if (word == "!delete") {
       platform::RemoveFile(rest);
     } else if (word == "!directory") {
-      std::string name = rest;
-      std::replace(name.begin(), name.end(), '\\', '/');
-      std::filesystem::create_directory(name);
+      std::filesystem::create_directory(Native(rest));
     } else {
       std::fflush(nullptr);
       Act(word, rest);
