@@ -145,6 +145,7 @@ ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& a
   const BOOL started =
       CreateProcessA(path.c_str(), commandLine.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT,
                      block.data(), workingDirectory.c_str(), &startup, &process);
+  const DWORD failure = started != 0 ? ERROR_SUCCESS : GetLastError();
   CloseHandle(inputEnd);
   CloseHandle(startup.hStdOutput);
   CloseHandle(startup.hStdError);
@@ -165,7 +166,7 @@ ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& a
   }
   feeder.join();
   run.out = ReadWholeFile(out);
-  run.err = ReadWholeFile(err);
+  run.err = started != 0 ? ReadWholeFile(err) : "cannot be started: error " + std::to_string(failure);
   return run;
 }
 
