@@ -49,6 +49,8 @@ fetch_sources() {
   mkdir -p "$work"/{lists/partial,cache/archives/partial,sources}
   write_source_list
   apt-get "${apt_options[@]}" update -o APT::Update::Error-Mode=any
+  # apt holds each file against the signed index. That dpkg-source cannot check the uploader's own signature
+  # as well, for want of that person's key, is only a warning.
   local package
   for package in "${packages[@]}"; do
     (cd "$work/sources" && apt-get "${apt_options[@]}" source --download-only --only-source "$package")
@@ -76,8 +78,8 @@ compile() {
 
 make_sqlite() {
   mkdir -p "$work/sqlite-single"
-  # The single source file comes out of a build for this machine.
-  (cd "$work/sqlite-single" && ../sqlite3/configure --disable-tcl --disable-readline && make sqlite3.c sqlite3.h)
+  # The single source file comes out of a build for this machine, which takes no path with a blank.
+  (cd "$work/sqlite-single" && ../sqlite3/configure --disable-tcl --disable-readline && make TOP=../sqlite3 sqlite3.c sqlite3.h)
   compile sqlite3 -DSQLITE_THREADSAFE=1 -DSQLITE_OMIT_LOAD_EXTENSION -- "$work/sqlite-single/sqlite3.c"
   cp "$work/sqlite-single/sqlite3.h" "$place/include"
 }
