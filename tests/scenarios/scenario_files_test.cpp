@@ -4,6 +4,7 @@
 //
 // A section begins with "--- " and is carried out where it stands. What a run finds:
 //   files          "name", "name SIZE", "name = text", or a directory "name\"
+//   lines NAME     the text of a file
 //   environment    NAME=value, or NAME alone to unset it
 //   parameters     lines added to the parameter file;   "parameter file" replaces it whole
 //   input          the lines of `in.lis`;   "standard input" the text on standard input
@@ -12,9 +13,14 @@
 //   interrupt NAME the next run is interrupted as soon as that file is there and holds the text of the lines;
 //                  then `interrupted` is made; when the run has ended, `over`
 //   meanwhile      a shell's commands (Linux alone) while the next run goes on, whose process is $PROCESS
-//   shell          a shell's commands; $TOOLS is the folder of the tools
+//   shell          a shell's commands, whose output is `said`; $TOOLS and $BIN are the folders of the
+//   scripted
+//                  tools and of the programs, $SAVESET and $SESSION the last ones
 //   program WORDS  what starts the program, in front of its path
 //   copied to NAME program and tools are those in a folder of that name
+//   server         the embedded server's tools instead of scripted ones, with a repository of its own
+//   tool WORDS     one of them, by hand: what it prints is `said`; {SESSION} and {SAVESET} are the last ones
+//   remember NAME  {NAME} stands for the backup id that a run or a tool told last
 //   another run    uses all lists under `saptrace` during the next run
 //   run OPTIONS    with the caller's usual options in front;   "run only OPTIONS" without them
 // What is expected of it ("exit N" must follow each run):
@@ -24,6 +30,7 @@
 //   trace counts   "N TEXT": so many of its lines hold the text
 //   mover trace, stdout, stderr     whole;   "stdout has" some lines of it
 //   heard          all lines that the peer found in its lists
+//   said           what the last tool printed, whole;   "said has" some lines;   "said names" texts in it
 //   there, gone    names of files;   "file NAME" the lines of one;   "folder NAME" the names in one
 // In any line {NUL}, {CR}, {TAB}, {SUB}, {BOM} and { } stand for a character, {N*text} for N times the text,
 // {DIR} for the scenario's directory and {/} for the system's separator. A line that begins with {M-N} stands
@@ -132,7 +139,6 @@ class Told : public testing::TestWithParam<ScenarioText> {
     if (word == "run") {
       Run(rest);
     } else if (!Prepare(section.head, lines) && !Surround(word, rest, lines)) {
-      ASSERT_NE(outcome_, nullptr) << section.head << " before a run";
       Expect(word, rest, lines);
     }
   }
@@ -185,9 +191,10 @@ class Told : public testing::TestWithParam<ScenarioText> {
         {" ", " "},
         {"DIR", scenario_.Directory()},
         {"/", std::string(1, static_cast<char>(fs::path::preferred_separator))}};
-    const auto meaning = meanings.find(name);
-    if (meaning != meanings.end()) {
-      return meaning->second;
+    for (const auto& known : {meanings, ids_}) {
+      if (const auto meaning = known.find(name); meaning != known.end()) {
+        return meaning->second;
+      }
     }
     std::string text;
     const std::size_t star = name.find('*');
@@ -270,7 +277,9 @@ class Told : public testing::TestWithParam<ScenarioText> {
 
   // The same for what a run has around it.
   bool Surround(const std::string& word, const std::string& rest, const Lines& lines) {
-    if (word == "shell") {
+    if (word == "lines") {
+      scenario_.WriteText(rest, Join(lines));
+    } else if (word == "shell") {
       Shell(Join(lines), 0);
     } else if (word == "meanwhile") {
       scenario_.meanwhile = [this, text = Join(lines)](int process) { Shell(text, process); };
@@ -278,6 +287,12 @@ class Told : public testing::TestWithParam<ScenarioText> {
       starter_ = Words(rest);
       starter_.push_back(scenario_.program);
       scenario_.program = starter_.front();
+    } else if (word == "server") {
+      UseServer();
+    } else if (word == "tool") {
+      UseTool(Words(rest));
+    } else if (word == "remember") {
+      ids_[rest] = ids_["SAVESET"];
     } else if (word == "copied") {
       const fs::path folder = scenario_.Path(rest.substr(3));
       fs::create_directories(folder);
@@ -296,12 +311,42 @@ class Told : public testing::TestWithParam<ScenarioText> {
     return true;
   }
 
-  void Shell(const std::string& commands, int process) const {
-    const support::ProgramRun run = support::RunProgram(
-        "/bin/sh", {"-ec", commands},
-        {{"PATH", "/usr/bin:/bin"}, {"TOOLS", Scenario::ToolsFolder()}, {"PROCESS", std::to_string(process)}},
-        scenario_.Directory(), "no input");
+  void UseServer() {
+    const std::string repository = scenario_.Path("repository").string();
+    scenario_.WriteText("korvo.ini", "[srv]\nrepository=" + repository + "\n");
+    scenario_.environment["KORVO_CONFIG"] = scenario_.Path("korvo.ini").string();
+    scenario_.environment["PATH"] = support::ProgramDirectory();
+  }
+
+  void UseTool(Lines words) {
+    const std::string tool = support::BuiltProgram(words.front());
+    words.erase(words.begin());
+    const support::ProgramRun run =
+        support::RunProgram(tool, words, scenario_.environment, scenario_.Directory());
+    said_ = run.out + run.err;
+    said_.erase(std::remove(said_.begin(), said_.end(), '\r'), said_.end());
+    TakeIds(said_);
+  }
+
+  // Sessions and backup ids cannot be foretold.
+  void TakeIds(const std::string& text) {
+    static const std::regex told("(SESSIONID=|SAVESETNAME=|#SAVED )([^ \n]+)");
+    for (std::sregex_iterator id(text.begin(), text.end(), told), end; id != end; ++id) {
+      ids_[(*id)[1] == "SESSIONID=" ? "SESSION" : "SAVESET"] = (*id)[2];
+    }
+  }
+
+  void Shell(const std::string& commands, int process) {
+    std::map<std::string, std::string> variables = scenario_.environment;
+    variables.insert(ids_.begin(), ids_.end());
+    variables["PATH"] = "/usr/bin:/bin";
+    variables["TOOLS"] = Scenario::ToolsFolder();
+    variables["BIN"] = support::ProgramDirectory();
+    variables["PROCESS"] = std::to_string(process);
+    const support::ProgramRun run =
+        support::RunProgram("/bin/sh", {"-ec", commands}, variables, scenario_.Directory(), "no input");
     EXPECT_EQ(run.exitStatus, 0) << run.err;
+    said_ = run.out + run.err;
   }
 
   void Run(const std::string& options) {
@@ -319,6 +364,7 @@ class Told : public testing::TestWithParam<ScenarioText> {
       }
     });
     outcome_ = std::make_unique<Outcome>(scenario_.Run(arguments, standardInput_));
+    TakeIds(Join(outcome_->result));
     claims_.clear();
     if (scenario_.meanwhile) {
       scenario_.WriteText("over", "");
@@ -328,17 +374,20 @@ class Told : public testing::TestWithParam<ScenarioText> {
   }
 
   void Expect(const std::string& word, const std::string& rest, const Lines& lines) {
-    const std::map<std::string, std::string> texts = {{"result", Join(outcome_->result)},
-                                                      {"calls", Join(outcome_->calls)},
-                                                      {"trace", Join(outcome_->trace)},
-                                                      {"mover", Join(outcome_->moverTrace)},
-                                                      {"stdout", outcome_->out},
-                                                      {"stderr", outcome_->err},
+    const Outcome none;
+    const Outcome& outcome = outcome_ == nullptr ? none : *outcome_;
+    const std::map<std::string, std::string> texts = {{"said", said_},
+                                                      {"result", Join(outcome.result)},
+                                                      {"calls", Join(outcome.calls)},
+                                                      {"trace", Join(outcome.trace)},
+                                                      {"mover", Join(outcome.moverTrace)},
+                                                      {"stdout", outcome.out},
+                                                      {"stderr", outcome.err},
                                                       {"heard", peer_.Heard()}};
     const auto text = texts.find(word);
     if (word == "exit") {
       exitSeen_ = true;
-      EXPECT_EQ(outcome_->exitStatus, std::stoi(rest));
+      EXPECT_EQ(outcome.exitStatus, std::stoi(rest));
     } else if (word == "there" || word == "gone") {
       for (const std::string& line : lines) {
         EXPECT_EQ(fs::exists(scenario_.Path(line)), word == "there") << line;
@@ -359,14 +408,14 @@ class Told : public testing::TestWithParam<ScenarioText> {
     } else if (rest == "counts") {
       for (const std::string& line : lines) {
         const std::string counted = line.substr(line.find(' ') + 1);
-        EXPECT_EQ(std::count_if(outcome_->trace.begin(), outcome_->trace.end(),
+        EXPECT_EQ(std::count_if(outcome.trace.begin(), outcome.trace.end(),
                                 [&](const std::string& told) { return told.find(counted) < told.size(); }),
                   std::stoi(line))
             << line;
       }
-    } else if (rest == "lacks") {
+    } else if (rest == "lacks" || rest == "names") {
       for (const std::string& line : lines) {
-        EXPECT_EQ(text->second.find(line), std::string::npos) << line;
+        EXPECT_EQ(text->second.find(line) != std::string::npos, rest == "names") << line << text->second;
       }
     } else {
       resultSeen_ = resultSeen_ || word == "result";
@@ -390,6 +439,8 @@ class Told : public testing::TestWithParam<ScenarioText> {
   Scenario scenario_;
   support::SwitchPeer peer_{"", {}};
   std::string standardInput_;
+  std::string said_;
+  std::map<std::string, std::string> ids_;
   Lines starter_;
   std::vector<std::unique_ptr<platform::FileClaim>> claims_;
   std::unique_ptr<Outcome> outcome_;

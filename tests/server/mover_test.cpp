@@ -10,49 +10,6 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kMiB = 1024 * 1024;
 
-void ExpectRefused(const Lines& lines, const std::string& text) {
-  ASSERT_EQ(lines.size(), 2U);
-  EXPECT_EQ(lines[0].compare(0, 7, "ERROR: "), 0) << lines[0];
-  EXPECT_NE(lines[0].find(text), std::string::npos) << lines[0];
-  EXPECT_EQ(lines[1], "3053 Operation failed");
-}
-
-TEST(Mover, RefusesACommandThatItDoesNotUnderstandWhole) {
-  const Server server;
-  const std::string file = server.Write("a", "saved");
-  const std::string saveset = server.Save({file}).saveset;
-  server.Write("a", "newer");
-  const auto job = server.Open('r', saveset);
-  const std::pair<Lines, std::string> commands[] = {
-      // A destination with -R in its name arrives without its switch.
-      {{"-r", "-S", "bk", "-s", saveset, "/x/ORA-RESTORE", "-o", "over", file},
-       "/x/ORA-RESTORE in front of -o"},
-      {{"-r", "-S", "bk", "-s", saveset, "-R", "-o", "over", file}, "-R has no value"},
-      {{"-r", "-S", "bk", "-s", saveset, "-R", "/x", "-o", "over", file}, "-R without -o plain"},
-      {{"-r", "-S", "bk", "-s", saveset, "-j", "a", "-j", "b", "-o", "over", file}, "-j is given twice"},
-      {{"-r", "-S", "bk", "-s", saveset, "-o", "under", file}, "plain or over"},
-      {{"-r", "-S", "bk", "-s", saveset, "-x", file}, "unknown option -x"},
-      {{"-r", "-b", "-S", "bk", "-s", saveset, file}, "one of -b"},
-      {{"-b", "-S", "bk", "-s", saveset, "-R", "/x", file}, "-R goes with a restore"},
-      {{"-r", "-S", "bk", "-o", "over", file}, "-s with the saveset"},
-      {{"-r", "-S", "bk", "-s", saveset, "-o", "over", "-f", "nosuch"}, "list of items cannot be opened"},
-      {{"-r", "-S", "bk", "-s", saveset, "-f", server.Write("list", file), file}, "beside the list"},
-      {{"-r", "-S", "bk", "-s", "nosuch", "-o", "over", file}, "saveset nosuch is not known"},
-      {{"-b", "-S", "bk", "-s", saveset, file}, "has no open job"},
-  };
-  for (const auto& [command, text] : commands) {
-    ExpectRefused(server.Mover(command), text);
-  }
-  EXPECT_EQ(server.Read("a"), "newer");
-  // Without -o over a restore replaces nothing.
-  ExpectRefused(server.Mover({"-r", "-S", "bk", "-s", saveset, file}), "it exists");
-  server.Close('r', job, 3);
-
-  const auto backup = server.Open('b', "ABC___1700000000");
-  EXPECT_EQ(server.Mover({"-b", "-S", "bk", "-s", backup.saveset, file}).back(), "3007 Operation successful");
-  ExpectRefused(server.Mover({"-b", "-S", "bk", "-s", backup.saveset, file}), "given to another mover");
-}
-
 // The forms that the program compares with its items.
 TEST(Mover, ReportsEachItemInTheFormThatWasAskedFor) {
   const Server server;

@@ -86,25 +86,6 @@ TEST_F(Landscape, ManySmallFilesComeBack) {
   }
 }
 
-TEST_F(Landscape, ALogListComesBack) {
-  const Lines logs = {server_.Write("arch/one.log", "first"), server_.Write("arch/two.log", "second")};
-  const std::string id = Save(logs);
-  fs::remove_all(server_.Path("arch"));
-  EXPECT_EQ(Start("restore", With("#NULL ", logs)).result, With("#RESTORED " + id + " ", logs));
-  EXPECT_EQ(server_.Read("arch/one.log") + server_.Read("arch/two.log"), "firstsecond");
-}
-
-TEST_F(Landscape, ANameWithBlanksComesBackByTheSpellingThatIsShown) {
-  const std::string file = server_.Write("d/my own file.dbf", "mine");
-  const std::string shown = server_.Path("d/my%20own%20file.dbf");
-  const std::string id = Save({file});
-  EXPECT_EQ(Start("inquire", {id + " " + shown, "#NULL " + shown}).result,
-            Lines(2, "#BACKUP " + id + " " + shown));
-  fs::remove(file);
-  EXPECT_EQ(Start("restore", {"#NULL " + shown}).result, Lines{"#RESTORED " + id + " " + shown});
-  EXPECT_EQ(support::ReadWholeFile(file), "mine");
-}
-
 TEST_F(Landscape, AnInterruptedRunKeepsWhatItConfirmed) {
   Lines files;
   for (const char* name : {"d/1.SAP", "d/2.SAP", "d/3.SAP"}) {
@@ -126,37 +107,6 @@ TEST_F(Landscape, AnInterruptedRunKeepsWhatItConfirmed) {
   fs::remove(files[0]);
   EXPECT_EQ(Start("restore", {"#NULL " + files[0]}).result, Lines{"#RESTORED " + id + " " + files[0]});
   EXPECT_EQ(server_.Read("d/1.SAP"), "d/1.SAP");
-}
-
-TEST_F(Landscape, AMissingAndANeverSavedFileAreToldFromTheRest) {
-  const std::string file = server_.Write("d/a", "a");
-  const std::string missing = server_.Path("d/missing");
-  Run run = Start("backup", {missing, file});
-  ASSERT_EQ(run.result.size(), 2U);
-  EXPECT_EQ(run.result[0], "#ERROR " + missing);
-  const std::string id = run.result[1].substr(7, run.result[1].find(' ', 7) - 7);
-  EXPECT_EQ(run.result[1], "#SAVED " + id + " " + file);
-
-  run = Start("restore", {id + " " + missing, id + " " + file, "#NULL " + missing, "ABC___1 " + file});
-  EXPECT_EQ(run.exitStatus, 2);
-  ExpectLines(run.result, {"#NOTFOUND " + missing, "#RESTORED " + id + " " + file, "#NOTFOUND " + missing,
-                           "#NOTFOUND " + file});
-}
-
-TEST_F(Landscape, ADestinationNeverCostsAFile) {
-  const Lines files = {server_.Write("1/a", "first"), server_.Write("2/a", "second")};
-  const std::string id = Save(files);
-  support::WriteWholeFile(files[0], "newer");
-  Run run = Start("restore", With(id + " ", files, " " + server_.Path("there")));
-  EXPECT_EQ(run.exitStatus, 2);
-  EXPECT_EQ(run.result, (Lines{"#RESTORED " + id + " " + files[0], "#ERROR " + files[1]}));
-  EXPECT_EQ(server_.Read("there/a"), "first");
-
-  // The switch of such a destination is lost on the way to the mover, which must not restore in place.
-  run = Start("restore", {id + " " + files[0] + " " + server_.Path("ORA-RESTORE")});
-  EXPECT_EQ(run.exitStatus, 2);
-  EXPECT_EQ(run.result, Lines{"#ERROR " + files[0]});
-  EXPECT_EQ(support::ReadWholeFile(files[0]), "newer");
 }
 
 }  // namespace

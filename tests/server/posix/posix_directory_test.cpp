@@ -1,23 +1,19 @@
 // What only this system's directories hold, and what can be in their way.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 
 #include "server/directory_landscape.h"
+
+const int kManySmallFiles = 3000;
+
+Lines NamesOfThisSystem() { return {"A.dbf", "star*.dbf", "?mark"}; }
 
 namespace {
 
 namespace fs = std::filesystem;
 
 using DirectoriesOfThisSystem = DirectoryLandscape;
-
-bool Holds(const Lines& lines, const std::string& text) {
-  return std::any_of(lines.begin(), lines.end(),
-                     [&text](const std::string& line) { return line.find(text) != std::string::npos; });
-}
 
 TEST_F(DirectoriesOfThisSystem, LinksAndRawNamesComeBack) {
   LetTheMoverWalk();
@@ -62,90 +58,6 @@ TEST_F(DirectoriesOfThisSystem, LinksAndRawNamesComeBack) {
   ExpectRestored(linkId + " " + link, "#RESTORED " + linkId + " " + link);
   EXPECT_EQ(Look(target), linked);
   EXPECT_TRUE(fs::is_symlink(link));
-}
-
-// One thing that cannot be saved costs the directory, is named, and leaves nothing of it in the saveset.
-TEST(MoverOfThisSystem, SavesADirectoryWholeOrNotAtAll) {
-  const Server server;
-  const std::string d = server.Path("d");
-  server.Write("d/file", "file");
-  const std::string good = server.Write("good", "good");
-  const auto expectFailure = [&](const std::string& named, const std::string& why) {
-    const Server::Done done = server.Save({d, good}, 3);
-    EXPECT_TRUE(Holds(done.lines, "ERROR: cannot back up " + named + ": " + why)) << done.lines.front();
-    EXPECT_EQ(done.lines.back(), "3053 Operation failed");
-    EXPECT_TRUE(Holds(done.lines, Confirmed(good)) && !Holds(done.lines, Confirmed(d)));
-    EXPECT_EQ(server.Query(done.saveset, "ABC@"), Lines{"backupsrc=" + good});
-  };
-  ASSERT_EQ(mkfifo(server.Path("d/pipe").c_str(), 0600), 0);
-  expectFailure(d + "/pipe", "it is no regular file");
-  fs::remove(server.Path("d/pipe"));
-  server.Write("d/back\\slash", "x");
-  expectFailure(d + "/back\\slash", "a name with a backslash");
-  fs::remove(server.Path("d/back\\slash"));
-
-  // Without the right that lets a superuser read everything.
-  Lines shell = {"-c", "exec \"$@\"", "sh"};
-  if (geteuid() == 0) {
-    shell.insert(shell.end(), {"setpriv", "--bounding-set=-dac_override,-dac_read_search"});
-  }
-  for (const char* closed : {"d/file", "d/sub"}) {
-    fs::create_directories(server.Path("d/sub"));
-    const fs::perms perms = fs::status(server.Path(closed)).permissions();
-    fs::permissions(server.Path(closed), fs::perms::none);
-    const Server::Job job = server.Open('b', "ABC___1700000000");
-    Lines arguments = shell;
-    arguments.insert(arguments.end(), {support::BuiltProgram("xfr"), "-b", "-S", "bk", "-s", job.saveset, d});
-    const Lines lines = server.Program("/bin/sh", arguments);
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_EQ(lines[0].find("ERROR: cannot back up " + server.Path(closed)), 0U) << lines[0];
-    EXPECT_EQ(lines[1], "3053 Operation failed");
-    fs::permissions(server.Path(closed), perms);
-  }
-}
-
-TEST(MoverOfThisSystem, LeavesTheRepositoryOutOfADirectory) {
-  const Server server;
-  server.Write("korvo.ini", "[bk]\nrepository=" + server.Path("d/backups/repository") + "\n");
-  server.Write("d/file", "file");
-  const Server::Done done = server.Save({server.Path("d")});
-  EXPECT_EQ(done.lines.back(), "3007 Operation successful");
-  EXPECT_EQ(server.Query(done.saveset, "ABC@"),
-            (Lines{"backupsrc=" + server.Path("d"), "backupsrc=" + server.Path("d/backups"),
-                   "backupsrc=" + server.Path("d/file"),
-                   "backupsrc=" + fs::path(server.Path("d")).parent_path().string()}));
-  EXPECT_TRUE(
-      Holds(server.Save({server.Path("d/backups/repository")}, 3).lines, "belongs to the repository"));
-}
-
-TEST(MoverOfThisSystem, TellsOfFilesThatChangeWhileTheyAreRead) {
-  // What is written behind the end while the file is read is not saved; what is cut off costs the directory.
-  const std::string grow = "(while test -f go; do echo x >>d/big; done) & \"$@\"; rm go; wait";
-  const std::string shrink =
-      "\"$@\" 2>lines & while ! grep -qs '/first]' lines; do sleep 0.01; done; sleep 0.2; truncate -s 1 "
-      "d/big; "
-      "wait; cat lines";
-  for (const bool grows : {true, false}) {
-    const Server server;
-    const std::string first = server.Write("first", "first");
-    server.Write("d/big", "x");
-    server.Write("go", "");
-    const std::uintmax_t size = std::uintmax_t{1} << (grows ? 29 : 40);
-    fs::resize_file(server.Path("d/big"), size);
-    const Server::Job job = server.Open('b', "ABC___1700000000");
-    const Lines lines =
-        server.Program("/bin/sh", {"-c", grows ? grow : shrink, "sh", support::BuiltProgram("xfr"), "-b",
-                                   "-S", "bk", "-s", job.saveset, first, server.Path("d")});
-    server.Close('b', job, grows ? 1 : 3);
-    EXPECT_TRUE(Holds(lines, grows ? "became longer" : "became shorter"));
-    EXPECT_EQ(lines.back(), grows ? "2032 Operation successful with warnings" : "3053 Operation failed");
-    EXPECT_EQ(Holds(lines, Confirmed(server.Path("d/"))), grows);
-    if (grows) {
-      fs::remove_all(server.Path("d"));
-      EXPECT_EQ(server.Restore(job.saveset, {server.Path("d")}).back(), "3007 Operation successful");
-      EXPECT_GE(fs::file_size(server.Path("d/big")), size);
-    }
-  }
 }
 
 // The destination of a directory stands behind its parent and a colon; the program cuts the parent from the
