@@ -243,7 +243,9 @@ class Player {
       std::fclose(out_);
       out_ = nullptr;
     } else if (word == "!wait") {
-      platform::SleepMilliseconds(static_cast<std::uint32_t>(std::stoi(rest)));
+      for (int waited = 0; waited < std::stoi(rest) && !platform::Interrupted(); waited += 10) {
+        platform::SleepMilliseconds(10);
+      }
     } else if (word == "!watch") {
       platform::WatchInterrupts();
     } else if (word == "!await") {
