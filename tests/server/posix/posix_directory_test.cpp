@@ -13,9 +13,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using DirectoriesOfThisSystem = DirectoryLandscape;
+using PosixDirectories = DirectoryLandscape;
 
-TEST_F(DirectoriesOfThisSystem, LinksAndRawNamesComeBack) {
+TEST_F(PosixDirectories, LinksAndRawNamesComeBack) {
   LetTheMoverWalk();
   const std::string directory = MakeTree("tree"), outside = server_.Write("outside/file", "outside");
   const std::pair<const char*, std::string> links[] = {
@@ -62,7 +62,7 @@ TEST_F(DirectoriesOfThisSystem, LinksAndRawNamesComeBack) {
 
 // The destination of a directory stands behind its parent and a colon; the program cuts the parent from the
 // name as its input had it.
-TEST(MoverOfThisSystem, KnowsTheDestinationOfADirectory) {
+TEST(PosixMover, KnowsTheDestinationOfADirectory) {
   const Server server;
   const std::string file = server.Write("C:/top/d/file", "file");
   const std::string saveset = server.Save({"C:\\top\\d"}).saveset;

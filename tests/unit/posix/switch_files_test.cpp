@@ -10,15 +10,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class FullDisk : public RunFixture {
+class PosixFullDisk : public RunFixture {
  protected:
-  FullDisk() { Params().szSapBackup = directory_.Path(); }
+  PosixFullDisk() { Params().szSapBackup = directory_.Path(); }
 
   const SizeLimit limit_{1000};
 };
 
 // A database that switched half the list would be saved inconsistently.
-TEST_F(FullDisk, AListThatDoesNotFitIsNotLeft) {
+TEST_F(PosixFullDisk, AListThatDoesNotFitIsNotLeft) {
   EXPECT_EQ(CreateSwitchFiles({std::string(400, 'a'), std::string(580, 'b')}, SwitchTag::kEnd),
             RunResult::kSuccess);
   fs::remove(directory_.File(".switch.lis"));
@@ -28,7 +28,7 @@ TEST_F(FullDisk, AListThatDoesNotFitIsNotLeft) {
   EXPECT_FALSE(fs::exists(directory_.File(".switch.lis")) || fs::exists(directory_.File(".switch.sem")));
 }
 
-TEST_F(FullDisk, ALogThatDoesNotFitLeavesNoTornLine) {
+TEST_F(PosixFullDisk, ALogThatDoesNotFitLeavesNoTornLine) {
   Params().szOutFile = directory_.File("out.lis");
   support::WriteWholeFile(Params().szOutFile, "#SAVED SET1 a\n");
   support::WriteWholeFile(directory_.File(".switch.log"), std::string(990, 'x') + "\n");
