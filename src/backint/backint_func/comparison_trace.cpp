@@ -105,7 +105,7 @@ void ComparisonTrace::TellDirectoryTaking(const std::string& path) {
   TraceF("Check file from input list: %s", items_.names.Get(1)->c_str());
   TraceF("%l1 Compare XFR = LIST: %s == %s", path.c_str(), record.c_str());
   TraceF("%l1 Directory restore: %s", Upper(path).c_str());
-  for (const ItemMatcher::Match& match : matcher_.MatchPath(path, true)) {
+  for (const ItemMatcher::Match& match : matcher_.MatchPath(path)) {
     TraceF("%l1 File restored found in input list:%s == %s", match.listForm.c_str(), Upper(record).c_str());
   }
 }

@@ -74,7 +74,7 @@ void TakeRestoredDirectory(const Confirmed& confirmed, XfrJob& job, ItemList& lh
     PushRestoredDirectory(job.matcher.ListForm(confirmed.position), lhSuccessResultList);
     return;
   }
-  const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*confirmed.path, true);
+  const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*confirmed.path);
   job.trace.TellDirectoryTaking(*confirmed.path);
   DropMarker(*confirmed.path);
   if (matches.empty()) {
