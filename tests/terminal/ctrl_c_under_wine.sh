@@ -37,10 +37,11 @@ press_ctrl_c() {
   wait_for ended || true  # the terminal is there until the run has ended
 }
 
+# The terminal's shell gets the Ctrl-C too, and some shells end with it: the trap keeps every one of them alive.
 status=0
-press_ctrl_c | script -qec "'$wine' '$run' -u sap -p par.txt -i in.lis -o result.lis; status=\$?; touch ended; exit \$status" \
+press_ctrl_c | script -qec "trap : INT; '$wine' '$run' -u sap -p par.txt -i in.lis -o result.lis; status=\$?; touch ended; exit \$status" \
   /dev/null >screen || status=$?
-[ "$status" = 2 ] || { cat screen; echo "exit status $status"; exit 1; }
+[ "$status" = 2 ] || { sed 's/\x1b\[[0-9?;]*[A-Za-z]//g' screen; echo "exit status $status"; exit 1; }
 tr -d '\r' <sapbackup/result.lis | diff - <(printf '%s\n' '#SAVED SET1 data\ctl' '#ERROR data\a.dbf')
 for call in closejob close; do
   grep "^xfr_com_interface -b $call:17 .* -i 3 " script.txt.calls
