@@ -77,7 +77,7 @@ void ReportRestoredDirectory(const std::string& name, const std::string& place, 
 }
 
 bool CanReportRestored(const std::string& name, const std::string& place, bool alone) {
-  return !alone || !IsDirectory(name) || !Holds(place, "]");
+  return !alone || !Holds(place, "]") || (!IsDirectory(name) && !EndsWithSeparator(name));
 }
 
 void ReportNote(const std::string& text) { ReportLine("NOTE: ", text); }
