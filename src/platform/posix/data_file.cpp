@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdlib>
 #include <system_error>
 
 #include "platform/internal.h"
@@ -232,15 +231,6 @@ std::string ProgramDirectory() {
   char text[PATH_MAX];
   const ssize_t length = readlink("/proc/self/exe", text, sizeof text);
   return length <= 0 ? "." : DirectoryOf(std::string(text, static_cast<std::size_t>(length)));
-}
-
-bool EnvironmentVariable(const std::string& name, std::string& value) {
-  const char* found = std::getenv(name.c_str());
-  if (found == nullptr || *found == '\0') {
-    return false;
-  }
-  value = found;
-  return true;
 }
 
 void WriteToStandardError(std::string_view text) {

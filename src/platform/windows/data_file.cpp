@@ -4,7 +4,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "platform/internal.h"
 #include "platform/windows/data_names.h"
@@ -283,15 +282,6 @@ bool FollowLinks(const std::string& path, std::string& target, std::string& why)
     text.erase(0, kLong.size());
   }
   target = text.empty() ? path : text;
-  return true;
-}
-
-bool EnvironmentVariable(const std::string& name, std::string& value) {
-  const char* found = std::getenv(name.c_str());
-  if (found == nullptr || *found == '\0') {
-    return false;
-  }
-  value = found;
   return true;
 }
 
