@@ -1,6 +1,9 @@
 #include "store/command_line.h"
 
 #include <algorithm>
+#include <memory>
+
+#include "platform/platform.h"
 
 namespace store {
 namespace {
@@ -50,6 +53,16 @@ bool CommandLine::HasValue(char letter, std::string_view value) const {
   const auto option = options_.find(letter);
   return option != options_.end() &&
          std::find(option->second.begin(), option->second.end(), value) != option->second.end();
+}
+
+bool TellAboutTool(int argc, const char* const* argv, const std::string& tool, const std::string& help) {
+  const std::string_view question = argc == 2 ? argv[1] : "";
+  if (question != "--version" && question != "--help") {
+    return false;
+  }
+  const std::unique_ptr<platform::TextFile> out = platform::TextFile::StandardOutput();
+  out->Write(question == "--help" ? help : tool + " (backint) " + PRODUCT_VERSION + "\n");
+  return true;
 }
 
 }  // namespace store

@@ -30,4 +30,9 @@ class CommandLine {
   std::vector<std::string> operands_;
 };
 
+// Answers a command line of `--version` or `--help` alone on standard output, the latter with `help`. False
+// if it is any other: then nothing was written.
+[[nodiscard]] bool TellAboutTool(int argc, const char* const* argv, const std::string& tool,
+                                 const std::string& help);
+
 }  // namespace store

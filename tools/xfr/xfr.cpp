@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "platform/platform.h"
+#include "store/command_line.h"
 #include "store/repository.h"
 #include "xfr/report.h"
 #include "xfr/request.h"
@@ -11,6 +12,27 @@
 using store::Status;
 
 namespace {
+
+constexpr const char* kHelp =
+    R"(Usage: xfr -b -S SERVER -s SAVESET [OPTION...] ITEM...
+       xfr -r -S SERVER -s SAVESET [OPTION...] ITEM...
+
+The data mover of backint's embedded backup server, which backint calls: saves the items into a saveset, or
+brings them back. Each item that is done is reported on standard error.
+
+  -b, -r          back up, restore
+  -S SERVER       the server, a section of korvo.ini
+  -s SAVESET      the saveset, as the control tool named it
+  -f FILE         the items are the lines of FILE (@file:FILE: a list that backint wrote)
+  -o plain        backup: the item is a directory, to be saved whole; restore: -R is the destination itself
+  -o over         restore: replaces what is there
+  -R DIRECTORY    restore: brings the items to this directory
+  -j, -t, -d, -n, -l, -v
+                  job, tape, drive and settings of other servers, taken and not used
+  --version, --help
+
+Exit status: 0 if all items were done, 1 otherwise. See also xfr_com_interface and backint.
+)";
 
 Status Prepare(int argc, const char* const* argv, Request& request,
                std::unique_ptr<store::Repository>& repository) {
@@ -28,6 +50,9 @@ Status Prepare(int argc, const char* const* argv, Request& request,
 
 int main(int argc, char** argv) {
   platform::PrepareProcess();
+  if (store::TellAboutTool(argc, argv, "xfr", kHelp)) {
+    return 0;
+  }
   // The block that is under way is the last one then: what is committed stays, nothing half done does.
   platform::WatchInterrupts();
   Request request;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "store/command_line.h"
 #include "store/names.h"
 #include "store/repository.h"
 #include "xfr_com_interface/request.h"
@@ -12,6 +13,31 @@
 using store::Status;
 
 namespace {
+
+constexpr const char* kHelp =
+    R"(Usage: xfr_com_interface -b|-r open -C SERVER [OPTION...]
+       xfr_com_interface -b|-r openjob:SESSION -C SERVER -j JOB -s SAVESET [OPTION...]
+       xfr_com_interface -b|-r closejob:SESSION -C SERVER -s SAVESET -i STATE [OPTION...]
+       xfr_com_interface -b|-r close:SESSION -C SERVER -i STATE [OPTION...]
+       xfr_com_interface -q -C SERVER -s NULL DATABASE@[FILE]
+       xfr_com_interface -q -C SERVER -s SAVESET DATABASE@
+
+The control tool of backint's embedded backup server, which backint calls: keeps account of sessions, jobs and
+savesets, and answers which savesets there are (-s NULL), or hold a file, and what a saveset holds.
+
+  -b, -r, -q      for a backup, for a restore, query
+  -C SERVER       the server, a section of korvo.ini
+  -I CLIENT       who asks
+  -j JOB          name of the job
+  -m POOL         media pool
+  -s SAVESET      name of the saveset
+  -i STATE        how the job or session went: 0 well, 1 with warnings, 3 not
+  -S, -d, -t, -v  settings of other servers, taken and not used
+  --version, --help
+
+Answers reply=OK and lines key=value, exit status 0, or reply=ERROR and one sentence, exit status 1. See also xfr
+and backint.
+)";
 
 void Answer(std::string& reply, const char* key, const std::string& value) {
   reply += key;
@@ -79,6 +105,9 @@ Status Serve(int argc, const char* const* argv, std::string& reply) {
 
 int main(int argc, char** argv) {
   platform::PrepareProcess();
+  if (store::TellAboutTool(argc, argv, "xfr_com_interface", kHelp)) {
+    return 0;
+  }
   std::string reply;
   const Status served = Serve(argc, argv, reply);
   const std::unique_ptr<platform::TextFile> out = platform::TextFile::StandardOutput();
