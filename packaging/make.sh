@@ -1,0 +1,10 @@
+#!/usr/bin/env bash
+# Makes the Debian package and the Windows zip in build/packages from what the presets linux and windows have built.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+place=$PWD/build/packages
+
+rm -rf "$place"
+cpack --config build/linux/CPackConfig.cmake -G DEB -B "$place"
+cpack --config build/windows/CPackConfig.cmake -G ZIP -B "$place"
+rm -r "$place/_CPack_Packages"
