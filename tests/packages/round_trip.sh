@@ -1,0 +1,34 @@
+# For the tests of the packages: saves files with installed programs, loses them and brings them back.
+
+# round_trip FOLDER NAME EXAMPLES CONFIGURATION
+# The database lies in FOLDER, which the programs know as NAME, its separator at the end. EXAMPLES are the package's
+# example files, to be filled in; CONFIGURATION is the backup server's, here. run_backint ARGUMENT... is the caller's and
+# runs the program with the environment `variables`.
+round_trip() {
+  local folder=$1 name=$2 examples=$3 configuration=$4 separator=${2: -1} escaped=${2//\\/\\\\} function
+  mkdir -p "$folder"/{oracle/Database,sapdata/saptrace,sapbackup,saparch,data/tree/empty}
+  cd "$folder"
+  head -c 3000000 /dev/urandom >data/a.dbf
+  seq 50000 >"data/a blank.dbf"
+  touch data/empty.dbf
+  cp data/*.dbf data/tree
+  cp -r data kept
+  cp "$examples/initDEM.utl" oracle/Database
+  sed "s|^repository=.*|repository=${escaped}repository|" "$examples/korvo.ini" >"$configuration"
+  variables=(ORACLE_SID=DEM BI_CALLER=BRBACKUP BI_BACKUP=FULL BI_REQUEST=NEW "ORACLE_HOME=${name}oracle"
+    "SAPDATA_HOME=${name}sapdata" "SAPBACKUP=${name}sapbackup" "SAPARCH=${name}saparch")
+
+  for function in a.dbf "a blank.dbf" empty.dbf tree; do
+    echo "${name}data$separator$function"
+  done >sapbackup/backup.in
+  sed 's/ /%20/g; s/^/#NULL /' sapbackup/backup.in >sapbackup/restore.in
+  for function in backup restore; do
+    run_backint -u dem -f $function -p initDEM.utl -i $function.in -o $function.out ||
+      { cat sapdata/saptrace/*; false; }
+    [ $function = restore ] || rm -r data
+    cat sapbackup/$function.out
+    [ "$(grep -cE '^#(SAVED|RESTORED) ' sapbackup/$function.out)" = 4 ]
+  done
+  diff -r data kept
+  cd /
+}
