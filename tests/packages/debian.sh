@@ -5,6 +5,8 @@
 set -euo pipefail
 here=$(realpath "$(dirname "$0")")
 package=$(realpath "$1")
+# Without being root, root in a name space of its own will do.
+export PATH=$PATH:/usr/sbin:/sbin
 [ "$(id -u)" = 0 ] || exec unshare --user --map-root-user "$here/debian.sh" "$package"
 . "$here/round_trip.sh"
 
@@ -33,7 +35,8 @@ make_root() {
   for name in "${needed[@]}"; do
     { dpkg-query -s "$name" && echo; } >>"$admin/status"
     cp /var/lib/dpkg/info/"$name"{,:*}.list "$admin/info" 2>/dev/null || true
-    dpkg-query -L "$name" | tar -C / --no-recursion --ignore-failed-read -cf - -T - 2>/dev/null | tar -C "$root" -xf -
+    dpkg-query -L "$name" | tar -C / --no-recursion --ignore-failed-read -cf - -T - 2>/dev/null |
+      tar -C "$root" --no-same-owner -xf -
   done
   # All that the programs want of the null device is that it is empty.
   mkdir -p "$root/dev" "$root/tmp"
@@ -43,7 +46,9 @@ make_root() {
 # Whatever this machine leaves out of its own packages, and keeps a log of.
 manage() { dpkg --root="$root" --log=/dev/null --path-include='*' "$@"; }
 inventory() { (cd "$root" && find . -path ./var/lib/dpkg -prune -o -print | sort); }
-run_backint() { env -i "${variables[@]}" PATH=/usr/sbin:/usr/bin KORVO_CONFIG=/database/korvo.ini chroot "$root" /usr/bin/backint "$@"; }
+run_backint() {
+  env -i "${variables[@]}" PATH=/usr/sbin:/usr/bin KORVO_CONFIG=/database/korvo.ini chroot "$root" /usr/bin/backint "$@"
+}
 
 make_root
 before=$(inventory)
