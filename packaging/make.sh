@@ -4,6 +4,8 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 place=$PWD/build/packages
 
+# Directories in a package have the access that they get here.
+umask 022
 rm -rf "$place"
 cpack --config build/linux/CPackConfig.cmake -G DEB -B "$place"
 cpack --config build/windows/CPackConfig.cmake -G ZIP -B "$place"
