@@ -48,8 +48,10 @@ std::string_view ParentOf(std::string_view name) {
 
 std::string OneLine(std::string_view text) {
   std::string line(text);
-  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; };
-  std::replace_if(line.begin(), line.end(), isControl, '?');
+  std::replace(line.begin(), line.end(), '\n', '?');
+  if (line.ends_with('\r')) {
+    line.back() = '?';
+  }
   return line;
 }
 

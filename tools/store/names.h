@@ -28,7 +28,8 @@ inline constexpr std::size_t kItemNameWidth = 20479;
 // The directory that the item lies in, as the name has it; empty if the name does not say, or says a root.
 [[nodiscard]] std::string_view ParentOf(std::string_view name);
 
-// The line with every control character turned into `?`, so that it stays one line.
+// The text as one line: `?` for each line break, and for a carriage return at the end, which would go with
+// one.
 [[nodiscard]] std::string OneLine(std::string_view text);
 
 }  // namespace store

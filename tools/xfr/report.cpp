@@ -51,8 +51,8 @@ void ReportLine(const std::string& prefix, const std::string& text) {
 }  // namespace
 
 bool CanBeReported(std::string_view name) {
-  const bool oneLine = store::OneLine(name) == name;
-  return oneLine && std::none_of(kMeanings.begin(), kMeanings.end(), [name](const Meaning& meaning) {
+  return !Holds(name, "\n") &&
+         std::none_of(kMeanings.begin(), kMeanings.end(), [name](const Meaning& meaning) {
            return Holds(name, meaning.number) && Holds(name, meaning.text);
          });
 }
