@@ -8,12 +8,13 @@ package=$(realpath "$1")
 # Without being root, root in a name space of its own will do.
 export PATH=$PATH:/usr/sbin:/sbin
 [ "$(id -u)" = 0 ] || exec unshare --user --map-root-user "$here/debian.sh" "$package"
-. "$here/round_trip.sh"
+. "$here/installed.sh"
 
 lintian --allow-root --fail-on error,warning "$package"
 root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT
 admin=$root/var/lib/dpkg
+examples=$root/usr/share/doc/backint/examples
 
 # collect DEPENDS: the packages named there and all that they need, into `needed`.
 needed=()
@@ -56,15 +57,8 @@ manage --install "$package"
 for tool in xfr xfr_com_interface; do
   [ "$(chroot "$root" /usr/bin/$tool --version)" = "$tool (backint) $(dpkg-deb -f "$package" Version)" ]
 done
-round_trip "$root/database" /database/ "$root/usr/share/doc/backint/examples" "$root/database/korvo.ini"
+round_trip "$root/database" /database/ "$examples" "$root/database/korvo.ini"
 rm -r "$root/database"
-
-cmake -S "$here/../consumer" -B "$root/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$root/usr"
-cmake --build "$root/consumer"
-for language in c cpp; do
-  [ "$("$root/consumer/consumer_$language" "$root/usr/share/doc/backint/examples/korvo.ini")" = 'D:\backup\prod' ]
-done
-rm -r "$root/consumer"
-
+use_library "$root/usr" "$examples" ""
 manage --purge backint
 diff <(echo "$before") <(inventory)

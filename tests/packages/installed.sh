@@ -1,11 +1,11 @@
-# For the tests of the packages: saves files with installed programs, loses them and brings them back.
+# For the tests of the packages: what is done with an installed one.
 
-# round_trip FOLDER NAME EXAMPLES CONFIGURATION
+# round_trip FOLDER NAME EXAMPLES CONFIGURATION: saves files with installed programs, loses them and brings them back.
 # The database lies in FOLDER, which the programs know as NAME, its separator at the end. EXAMPLES are the package's
-# example files, to be filled in; CONFIGURATION is the backup server's, here. run_backint ARGUMENT... is the caller's and
-# runs the program with the environment `variables`.
+# example files, to be filled in; CONFIGURATION is the backup server's, here. run_backint ARGUMENT... is the caller's
+# and runs the program with the environment `variables`.
 round_trip() {
-  local folder=$1 name=$2 examples=$3 configuration=$4 separator=${2: -1} escaped=${2//\\/\\\\} function
+  local folder=$1 name=$2 examples=$3 configuration=$4 separator=${2: -1} escaped=${2//\\/\\\\} item function
   mkdir -p "$folder"/{oracle/Database,sapdata/saptrace,sapbackup,saparch,data/tree/empty}
   cd "$folder"
   head -c 3000000 /dev/urandom >data/a.dbf
@@ -18,8 +18,8 @@ round_trip() {
   variables=(ORACLE_SID=DEM BI_CALLER=BRBACKUP BI_BACKUP=FULL BI_REQUEST=NEW "ORACLE_HOME=${name}oracle"
     "SAPDATA_HOME=${name}sapdata" "SAPBACKUP=${name}sapbackup" "SAPARCH=${name}saparch")
 
-  for function in a.dbf "a blank.dbf" empty.dbf tree; do
-    echo "${name}data$separator$function"
+  for item in a.dbf "a blank.dbf" empty.dbf tree; do
+    echo "${name}data$separator$item"
   done >sapbackup/backup.in
   sed 's/ /%20/g; s/^/#NULL /' sapbackup/backup.in >sapbackup/restore.in
   for function in backup restore; do
@@ -31,4 +31,18 @@ round_trip() {
   done
   diff -r data kept
   cd /
+}
+
+# use_library PREFIX EXAMPLES RUNNER OPTION...: builds a project against what lies below PREFIX, in C and in C++, and
+# runs what it makes. RUNNER may be empty; the options are for cmake.
+use_library() {
+  local prefix=$1 examples=$2 runner=$3 place program
+  shift 3
+  place=$(mktemp -d)
+  cmake -S "$here/../consumer" -B "$place" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" "$@"
+  cmake --build "$place"
+  for program in "$place"/consumer_*; do
+    [ "$($runner "$program" "$examples/korvo.ini" | tr -d '\r')" = 'D:\backup\prod' ]
+  done
+  rm -r "$place"
 }
