@@ -16,6 +16,7 @@
 #include "backint/backint_util/text.h"
 #include "backint/getopt.h"
 #include "backint/run_records.h"
+#include "common/trace_hook.h"
 #include "platform/platform.h"
 
 namespace {
@@ -166,6 +167,7 @@ int main(int argc, char** argv) {
   platform::PrepareProcess();
   platform::EndOnInterrupt(true);
   platform::WatchInterrupts();
+  cm_TraceHook = TraceFormatted;
   try {
     return RunWithRecords(argc, argv);
   } catch (const std::bad_alloc&) {

@@ -1,0 +1,35 @@
+/* What the list library's own files share. */
+#ifndef COMMON_LL_NODE_H
+#define COMMON_LL_NODE_H
+
+#include <stdio.h>
+#include <stdlib.h>
+
+#include "common/LL.h"
+
+static inline LLNode* NodeOf(const void* element) { return (LLNode*)element - 1; }
+
+static inline void* ElementOf(const LLNode* node) { return (LLNode*)node + 1; }
+
+static inline void EndWithoutMemory(const char* function) {
+  fprintf(stderr, "In %s: %s \n", function, "malloc returned NULL");
+  exit(-1);
+}
+
+/* Ends the process, in the name of the function, if the memory is exhausted. */
+static inline void* Allocate(size_t count, size_t size, const char* function) {
+  void* block = count > (size_t)-1 / size ? NULL : malloc(count * size);
+  if (block == NULL) {
+    EndWithoutMemory(function);
+  }
+  return block;
+}
+
+/* Writes the element pointers of the list's elements to the array. */
+static inline void ListElements(const LLNode* list, void** elements) {
+  for (void* element = FirstElmLL(list); IsElmLL(element) != 0; element = NextElmLL(element)) {
+    *elements++ = element;
+  }
+}
+
+#endif

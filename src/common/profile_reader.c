@@ -1,0 +1,493 @@
+/* Reads values out of sectioned text files. Nothing is kept between two look-ups: each reads the file anew.
+ */
+#include <stdarg.h>
+#include <stdbool.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "common/cm_common.h"
+#include "common/trace_hook.h"
+
+enum {
+  kLineSize = 1024,
+  kSectionSize = 64,
+  kKeyLimit = 254,
+  kListKeyLimit = 62,
+  kListValueSize = 512,
+  kNumberedKeyLimit = 255,
+};
+
+static const char kString[] = "i_GetPrivateProfileString";
+static const char kList[] = "i_GetPrivateProfileList";
+static const char kDefaultSection[] = "[DEFAULT]";
+
+/* A recursion ends the whole look-up, where another failure has [DEFAULT] tried. */
+typedef enum Result { kFound, kFailed, kRecursion, kNoMemory } Result;
+
+/* What stays the same through a look-up. */
+typedef struct Profile {
+  const char* file;
+  const char* function; /* that was called */
+  size_t valueSize;     /* of the caller's buffer, which bounds the values of macros too */
+  char* message;
+  size_t messageSize;
+} Profile;
+
+/* A key under way, with the value of its setting. */
+typedef struct Step {
+  struct Step* outer; /* whose macro names this key; null for the key that was asked for */
+  const char* section;
+  const char* key;
+  bool isExpanded;
+  char value[kLineSize]; /* while its macro is looked up, the text in front of the macro */
+  const char* macro;     /* the name in the macro, and what follows the macro; both within `value` */
+  const char* tail;
+} Step;
+
+__attribute__((format(printf, 2, 3))) static void Tell(const Profile* profile, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(profile->message, profile->messageSize, format, arguments);
+  va_end(arguments);
+}
+
+/* ---- The walk over the lines ---- */
+
+typedef struct Walk {
+  FILE* file;
+  enum { kBeforeSection, kInSection, kBehindSection, kWholeFile } state;
+  char header[kSectionSize]; /* what the section's header begins with, in lower case */
+  char line[kLineSize];
+  char lowered[kLineSize];
+} Walk;
+
+static bool IsGiven(const char* text) { return text != NULL && *text != '\0'; }
+
+static bool StartsWith(const char* text, const char* start) {
+  return strncmp(text, start, strlen(start)) == 0;
+}
+
+static bool EndsWith(const char* text, char character) {
+  return *text != '\0' && text[strlen(text) - 1] == character;
+}
+
+/* None for what can be opened but not read, as a directory on some systems. */
+static FILE* OpenReadable(const char* path) {
+  FILE* file = fopen(path, "rb");
+  if (file == NULL) {
+    return NULL;
+  }
+  const int first = getc(file);
+  if (first == EOF && ferror(file) != 0) {
+    fclose(file);
+    return NULL;
+  }
+  ungetc(first, file);
+  return file;
+}
+
+/* A path with backslashes means the same on every system. */
+static FILE* OpenEitherWay(const char* path) {
+  FILE* file = OpenReadable(path);
+  if (file == NULL && strchr(path, '\\') != NULL) {
+    const size_t size = strlen(path) + 1;
+    char* other = malloc(size);
+    if (other != NULL) {
+      memcpy(other, path, size);
+      file = OpenReadable(szPath2Unix(other));
+      free(other);
+    }
+  }
+  return file;
+}
+
+/* Opens the file. The messages are the same whichever function was called. */
+static bool Open(const Profile* profile, Walk* walk) {
+  if (!IsGiven(profile->file)) {
+    Tell(profile, "%s: FILE NOT FOUND OR ACCESS PROBLEM.", kString);
+    return false;
+  }
+  walk->file = OpenEitherWay(profile->file);
+  if (walk->file == NULL) {
+    Tell(profile, "%s: FILE NOT FOUND OR ACCESS PROBLEM: %s.", kString, profile->file);
+  }
+  return walk->file != NULL;
+}
+
+/* The start of the header that begins the section, in lower case. */
+static void MakeHeader(const char* section, bool addBrackets, char header[kSectionSize]) {
+  strlcpy(header, addBrackets && *section != '[' ? "[" : "", kSectionSize);
+  strlcat(header, section, kSectionSize);
+  if (addBrackets && !EndsWith(section, ']')) {
+    strlcat(header, "]", kSectionSize);
+  }
+  lowercase(header);
+}
+
+static void Enter(Walk* walk, const char* section, bool addBrackets) {
+  walk->state = IsGiven(section) ? kBeforeSection : kWholeFile;
+  if (walk->state == kBeforeSection) {
+    MakeHeader(section, addBrackets, walk->header);
+  }
+}
+
+/* A carriage return in front of a line feed belongs to the line's end. */
+static int NextCharacter(FILE* file) {
+  const int character = getc(file);
+  if (character != '\r') {
+    return character;
+  }
+  const int next = getc(file);
+  if (next == '\n') {
+    return next;
+  }
+  ungetc(next, file);
+  return character;
+}
+
+/* The next line without its line feed; the rest of a longer one comes as a line of its own. */
+static bool ReadLine(FILE* file, char line[kLineSize]) {
+  size_t length = 0;
+  int character = 0;
+  while (length < kLineSize - 1 && (character = NextCharacter(file)) != EOF && character != '\n') {
+    line[length++] = (char)character;
+  }
+  line[length] = '\0';
+  return length > 0 || character == '\n';
+}
+
+/* Reads on to the next line that counts. False at the end of the section or the file. */
+static bool NextSetting(Walk* walk) {
+  while (walk->state != kBehindSection && ReadLine(walk->file, walk->line)) {
+    if (walk->line[0] == '\0' || walk->line[0] == '#') {
+      continue;
+    }
+    memcpy(walk->lowered, walk->line, kLineSize);
+    lowercase(walk->lowered);
+    if (walk->state == kBeforeSection) {
+      walk->state = StartsWith(walk->lowered, walk->header) ? kInSection : kBeforeSection;
+    } else if (walk->state == kInSection && walk->line[0] == '[') {
+      walk->state = kBehindSection;
+    } else {
+      return true;
+    }
+  }
+  return false;
+}
+
+static Result NotFound(const Profile* profile, const char* function, const Walk* walk, const char* section,
+                       const char* key) {
+  if (walk->state == kBehindSection) {
+    Tell(profile, "%s: KEY NOT FOUND %s%s", function, section, key);
+  } else if (walk->state == kBeforeSection) {
+    Tell(profile, "%s: SECTION NOT FOUND: %s.", function, walk->header);
+  } else {
+    Tell(profile, "%s: KEY NOT FOUND: %s", function, key);
+  }
+  return kFailed;
+}
+
+static Result TooLong(const Profile* profile, const char* function, const char* name) {
+  Tell(profile, "%s: NAME TOO LONG: %s.", function, name);
+  return kFailed;
+}
+
+/* A value of nothing but spaces stays. */
+static void TrimTrailingSpaces(char* value) {
+  size_t length = strlen(value);
+  while (length > 0 && value[length - 1] == ' ') {
+    --length;
+  }
+  if (length > 0) {
+    value[length] = '\0';
+  }
+}
+
+/* ---- Single keys and macros ---- */
+
+static Result TakeSetting(const Profile* profile, Walk* walk, Step* step) {
+  if (strlen(step->key) > kKeyLimit) {
+    return TooLong(profile, kString, step->key);
+  }
+  char setting[kKeyLimit + 2];
+  strlcpy(setting, step->key, sizeof setting);
+  strlcat(setting, "=", sizeof setting);
+  lowercase(setting);
+  Enter(walk, step->section, true);
+  while (NextSetting(walk)) {
+    if (StartsWith(walk->lowered, setting)) {
+      strlcpy(step->value, walk->line + strlen(setting), kLineSize);
+      TrimTrailingSpaces(step->value);
+      return kFound;
+    }
+  }
+  return NotFound(profile, kString, walk, step->section, step->key);
+}
+
+/* Finds the setting of the step's key. The file is closed again before a macro in it is looked up, so a chain
+   of them holds one file open and not many. */
+static Result FindSetting(const Profile* profile, Step* step) {
+  Walk walk;
+  step->isExpanded = false;
+  if (!Open(profile, &walk)) {
+    return kFailed;
+  }
+  const Result result = TakeSetting(profile, &walk, step);
+  fclose(walk.file);
+  return result;
+}
+
+/* Cuts the value of a single key to the buffer. An empty one is none. */
+static Result JudgeValue(const Profile* profile, Step* step) {
+  if (profile->valueSize < kLineSize) {
+    step->value[profile->valueSize > 0 ? profile->valueSize - 1 : 0] = '\0';
+  }
+  if (step->value[0] == '\0') {
+    Tell(profile, "%s: KEY VALUE NOT FOUND.", kString);
+    return kFailed;
+  }
+  return kFound;
+}
+
+static bool IsDefaultSection(const char* section) {
+  char header[kSectionSize] = "";
+  if (IsGiven(section)) {
+    MakeHeader(section, true, header);
+  }
+  return strcmp(header, "[default]") == 0;
+}
+
+static bool IsSameKey(const char* first, const char* second) {
+  char lowered[2][kLineSize];
+  strlcpy(lowered[0], first, kLineSize);
+  strlcpy(lowered[1], second, kLineSize);
+  return strcmp(lowercase(lowered[0]), lowercase(lowered[1])) == 0;
+}
+
+/* Takes the value apart at its first macro. False if that is not closed. */
+static bool SplitAtMacro(Step* step) {
+  char* start = strstr(step->value, "%(");
+  char* end = strchr(start, ')');
+  if (end == NULL) {
+    return false;
+  }
+  *start = '\0';
+  *end = '\0';
+  step->macro = start + 2;
+  step->tail = end + 1;
+  return true;
+}
+
+/* Makes the macro of the innermost step the new innermost step, unless that leads back to one under way. */
+static Result BeginMacro(const Profile* profile, Step** innermost) {
+  Step* step = *innermost;
+  if (!SplitAtMacro(step)) {
+    Tell(profile, "%s: MACRO NOT CLOSED: %s.", step->outer == NULL ? profile->function : kString, step->key);
+    return kFailed;
+  }
+  for (const Step* other = step; other != NULL; other = other->outer) {
+    if (IsSameKey(step->macro, other->key)) {
+      Tell(profile, "%s: MACRO RECURSION: %s.", profile->function, step->macro);
+      return kRecursion;
+    }
+  }
+  Step* inner = malloc(sizeof *inner);
+  if (inner == NULL) {
+    return kNoMemory;
+  }
+  inner->outer = step;
+  /* Within [DEFAULT] a second look-up would repeat the first, and double the work at each level of a chain.
+   */
+  inner->section = IsDefaultSection(step->section) ? kDefaultSection : step->section;
+  inner->key = step->macro;
+  *innermost = inner;
+  return FindSetting(profile, inner);
+}
+
+/* The innermost step is decided: tries it in [DEFAULT], or ends it and puts its value into the outer one's.
+ */
+static Result EndMacro(const Profile* profile, Step** innermost, Result result) {
+  Step* inner = *innermost;
+  Step* outer = inner->outer;
+  if (result == kFound) {
+    result = JudgeValue(profile, inner);
+  }
+  if (result == kFailed && inner->section != kDefaultSection) {
+    inner->section = kDefaultSection;
+    return FindSetting(profile, inner);
+  }
+  if (result == kFound) {
+    char joined[kLineSize];
+    strlcpy(joined, outer->value, kLineSize);
+    strlcat(joined, inner->value, kLineSize);
+    strlcat(joined, outer->tail, kLineSize);
+    strlcpy(outer->value, joined, kLineSize);
+    outer->isExpanded = true;
+  }
+  free(inner);
+  *innermost = outer;
+  return result;
+}
+
+/* Puts the value that the first macro of the value names in the macro's place. A loop and not a recursion,
+   since a file can hold a chain of macros that is longer than the stack is deep. */
+static Result ExpandMacro(const Profile* profile, Step* first) {
+  Step* innermost = first;
+  Result result = kFound;
+  for (;;) {
+    if (result == kFound && !innermost->isExpanded && strstr(innermost->value, "%(") != NULL) {
+      result = BeginMacro(profile, &innermost);
+    } else if (innermost != first) {
+      result = EndMacro(profile, &innermost, result);
+    } else {
+      return result;
+    }
+  }
+}
+
+/* ---- Lists of keys ---- */
+
+/* What the caller of the list form looks for. */
+typedef struct Wanted {
+  const char* key;
+  char start[kListKeyLimit + 2]; /* of the lines that match, in lower case */
+  int marks;                     /* how many `#` stood at the key's end, up to two */
+} Wanted;
+
+static void MakeWanted(const char* key, Wanted* wanted) {
+  wanted->key = key;
+  wanted->marks = 0;
+  strlcpy(wanted->start, key, sizeof wanted->start);
+  while (wanted->marks < 2 && EndsWith(wanted->start, '#')) {
+    wanted->start[strlen(wanted->start) - 1] = '\0';
+    ++wanted->marks;
+  }
+  if (wanted->marks == 0) {
+    strlcat(wanted->start, "=", sizeof wanted->start);
+  }
+  lowercase(wanted->start);
+}
+
+/* Whether the text in front of `end` is a number in the form in which it would be printed. */
+static bool IsPlainNumber(const char* text, const char* end) {
+  char printed[16];
+  snprintf(printed, sizeof printed, "%d", (int)strtoll(text, NULL, 10));
+  return strlen(printed) == (size_t)(end - text) && StartsWith(text, printed);
+}
+
+/* Takes key and value from a line that may be of a numbered key; the line is cut in two for it. */
+static bool TakeNumbered(const Wanted* wanted, Walk* walk, Step* step) {
+  char* number = walk->line + strlen(wanted->start);
+  char* equals = strchr(number, '=');
+  if (equals == NULL || equals - number >= kNumberedKeyLimit) {
+    return false;
+  }
+  if (!IsPlainNumber(number, equals)) {
+    if (cm_TraceHook != NULL) {
+      cm_TraceHook(3, "i_GetPrivateProfileList: key matched but not with a valid number [%s]", walk->line);
+    }
+    return false;
+  }
+  *equals = '\0';
+  step->key = walk->line;
+  step->value[0] = '\0';
+  const char* underscore = strrchr(walk->line, '_');
+  if (wanted->marks == 2 && underscore != NULL) {
+    strlcpy(step->value, underscore + 1, kLineSize);
+    strlcat(step->value, ":", kLineSize);
+  }
+  strlcat(step->value, equals + 1, kLineSize);
+  return true;
+}
+
+static bool TakeMatch(const Wanted* wanted, Walk* walk, Step* step) {
+  if (!StartsWith(walk->lowered, wanted->start)) {
+    return false;
+  }
+  if (wanted->marks > 0) {
+    return TakeNumbered(wanted, walk, step);
+  }
+  step->key = wanted->key;
+  strlcpy(step->value, walk->line + strlen(wanted->start), kLineSize);
+  return true;
+}
+
+static Result Gather(const Profile* profile, Walk* walk, const char* section, const char* key, LLNode* list) {
+  if (IsGiven(section) && strlen(section) >= kSectionSize) {
+    return TooLong(profile, kList, section);
+  }
+  if (strlen(key) > kListKeyLimit) {
+    return TooLong(profile, kList, key);
+  }
+  Wanted wanted;
+  MakeWanted(key, &wanted);
+  Enter(walk, section, false);
+  bool taken = false;
+  while (NextSetting(walk)) {
+    Step step = {.section = section};
+    if (TakeMatch(&wanted, walk, &step)) {
+      TrimTrailingSpaces(step.value);
+      const Result result = ExpandMacro(profile, &step);
+      if (result != kFound) {
+        return result;
+      }
+      InsLastLLf(list, strlen(step.value) + 1, step.value);
+      taken = true;
+    }
+  }
+  return taken ? kFound : NotFound(profile, kList, walk, section, key);
+}
+
+/* ---- The two functions ---- */
+
+static bool Begin(Profile* profile, const char* file, const char* function, int32_t valueSize,
+                  int32_t messageSize) {
+  profile->file = file;
+  profile->function = function;
+  profile->valueSize = valueSize > 0 ? (size_t)valueSize : 0;
+  profile->messageSize = messageSize > 0 ? (size_t)messageSize : 1;
+  profile->message = malloc(profile->messageSize);
+  return profile->message != NULL;
+}
+
+static int End(Profile* profile, Result result, char* message, int32_t messageSize) {
+  if (result != kNoMemory && messageSize > 0) {
+    strlcpy(message, result == kFound ? "" : profile->message, profile->messageSize);
+  }
+  free(profile->message);
+  return result == kFound;
+}
+
+int i_GetPrivateProfileString(const char* file, const char* section, const char* key, char* value,
+                              int32_t valueSize, char* message, int32_t messageSize) {
+  Profile profile;
+  if (!Begin(&profile, file, kString, valueSize, messageSize)) {
+    return 0;
+  }
+  Step step = {.section = section, .key = key == NULL ? "" : key};
+  Result result = FindSetting(&profile, &step);
+  if (result == kFound) {
+    result = ExpandMacro(&profile, &step);
+  }
+  if (result == kFound) {
+    result = JudgeValue(&profile, &step);
+    strlcpy(value, step.value, profile.valueSize);
+  }
+  return End(&profile, result, message, messageSize);
+}
+
+int i_GetPrivateProfileList(const char* file, const char* section, const char* key, LLNode* list,
+                            char* message, int32_t messageSize) {
+  Profile profile;
+  if (!Begin(&profile, file, kList, kListValueSize, messageSize)) {
+    return 0;
+  }
+  Walk walk;
+  Result result = kFailed;
+  if (Open(&profile, &walk)) {
+    result = Gather(&profile, &walk, section, key == NULL ? "" : key, list);
+    fclose(walk.file);
+  }
+  return End(&profile, result, message, messageSize);
+}
