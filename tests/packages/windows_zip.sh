@@ -27,3 +27,4 @@ round_trip "$drive/database" 'C:\database\' "$home/examples" "$home/bin/korvo.in
 
 use_library "$home" "$home/examples" "$wine" -DCMAKE_TOOLCHAIN_FILE="$here/../../cmake/mingw-w64.cmake" \
   -DCMAKE_EXE_LINKER_FLAGS=-static
+x86_64-w64-mingw32-nm "$home/lib/libbackint.dll.a" 2>/dev/null | grep 'T szPath2Dos$'
