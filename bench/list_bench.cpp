@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <functional>
 #include <list>
-#include <memory>
 #include <random>
 #include <vector>
 
@@ -42,7 +41,11 @@ LLNode* ListOf(const std::vector<Record>& records) {
 
 // Makes the allocator put its small free pieces together: the order in which earlier lists were freed would
 // decide more than the sort.
-void TidyUpMemory() { std::vector<char>(1000000).swap(*std::make_unique<std::vector<char>>()); }
+void TidyUpMemory() {
+  static std::vector<char> large;
+  large.assign(1000000, 'x');
+  std::vector<char>().swap(large);
+}
 
 double SortOfTheLibrary(const std::vector<Record>& records) {
   TidyUpMemory();

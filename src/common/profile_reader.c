@@ -1,5 +1,4 @@
-/* Reads values out of sectioned text files. Nothing is kept between two look-ups: each reads the file anew.
- */
+/* Reads values out of sectioned text files. Nothing is kept between two look-ups. */
 #include <stdarg.h>
 #include <stdbool.h>
 #include <stdio.h>
@@ -7,11 +6,10 @@
 #include <string.h>
 
 #include "common/cm_common.h"
+#include "common/profile_walk.h"
 #include "common/trace_hook.h"
 
 enum {
-  kLineSize = 1024,
-  kSectionSize = 64,
   kKeyLimit = 254,
   kListKeyLimit = 62,
   kListValueSize = 512,
@@ -52,128 +50,17 @@ __attribute__((format(printf, 2, 3))) static void Tell(const Profile* profile, c
   va_end(arguments);
 }
 
-/* ---- The walk over the lines ---- */
-
-typedef struct Walk {
-  FILE* file;
-  enum { kBeforeSection, kInSection, kBehindSection, kWholeFile } state;
-  char header[kSectionSize]; /* what the section's header begins with, in lower case */
-  char line[kLineSize];
-  char lowered[kLineSize];
-} Walk;
-
-static bool IsGiven(const char* text) { return text != NULL && *text != '\0'; }
-
-static bool StartsWith(const char* text, const char* start) {
-  return strncmp(text, start, strlen(start)) == 0;
-}
-
-static bool EndsWith(const char* text, char character) {
-  return *text != '\0' && text[strlen(text) - 1] == character;
-}
-
-/* None for what can be opened but not read, as a directory on some systems. */
-static FILE* OpenReadable(const char* path) {
-  FILE* file = fopen(path, "rb");
-  if (file == NULL) {
-    return NULL;
-  }
-  const int first = getc(file);
-  if (first == EOF && ferror(file) != 0) {
-    fclose(file);
-    return NULL;
-  }
-  ungetc(first, file);
-  return file;
-}
-
-/* A path with backslashes means the same on every system. */
-static FILE* OpenEitherWay(const char* path) {
-  FILE* file = OpenReadable(path);
-  if (file == NULL && strchr(path, '\\') != NULL) {
-    const size_t size = strlen(path) + 1;
-    char* other = malloc(size);
-    if (other != NULL) {
-      memcpy(other, path, size);
-      file = OpenReadable(szPath2Unix(other));
-      free(other);
-    }
-  }
-  return file;
-}
-
 /* Opens the file. The messages are the same whichever function was called. */
 static bool Open(const Profile* profile, Walk* walk) {
   if (!IsGiven(profile->file)) {
     Tell(profile, "%s: FILE NOT FOUND OR ACCESS PROBLEM.", kString);
     return false;
   }
-  walk->file = OpenEitherWay(profile->file);
-  if (walk->file == NULL) {
+  if (!cm_WalkOpen(walk, profile->file)) {
     Tell(profile, "%s: FILE NOT FOUND OR ACCESS PROBLEM: %s.", kString, profile->file);
+    return false;
   }
-  return walk->file != NULL;
-}
-
-/* The start of the header that begins the section, in lower case. */
-static void MakeHeader(const char* section, bool addBrackets, char header[kSectionSize]) {
-  strlcpy(header, addBrackets && *section != '[' ? "[" : "", kSectionSize);
-  strlcat(header, section, kSectionSize);
-  if (addBrackets && !EndsWith(section, ']')) {
-    strlcat(header, "]", kSectionSize);
-  }
-  lowercase(header);
-}
-
-static void Enter(Walk* walk, const char* section, bool addBrackets) {
-  walk->state = IsGiven(section) ? kBeforeSection : kWholeFile;
-  if (walk->state == kBeforeSection) {
-    MakeHeader(section, addBrackets, walk->header);
-  }
-}
-
-/* A carriage return in front of a line feed belongs to the line's end. */
-static int NextCharacter(FILE* file) {
-  const int character = getc(file);
-  if (character != '\r') {
-    return character;
-  }
-  const int next = getc(file);
-  if (next == '\n') {
-    return next;
-  }
-  ungetc(next, file);
-  return character;
-}
-
-/* The next line without its line feed; the rest of a longer one comes as a line of its own. */
-static bool ReadLine(FILE* file, char line[kLineSize]) {
-  size_t length = 0;
-  int character = 0;
-  while (length < kLineSize - 1 && (character = NextCharacter(file)) != EOF && character != '\n') {
-    line[length++] = (char)character;
-  }
-  line[length] = '\0';
-  return length > 0 || character == '\n';
-}
-
-/* Reads on to the next line that counts. False at the end of the section or the file. */
-static bool NextSetting(Walk* walk) {
-  while (walk->state != kBehindSection && ReadLine(walk->file, walk->line)) {
-    if (walk->line[0] == '\0' || walk->line[0] == '#') {
-      continue;
-    }
-    memcpy(walk->lowered, walk->line, kLineSize);
-    lowercase(walk->lowered);
-    if (walk->state == kBeforeSection) {
-      walk->state = StartsWith(walk->lowered, walk->header) ? kInSection : kBeforeSection;
-    } else if (walk->state == kInSection && walk->line[0] == '[') {
-      walk->state = kBehindSection;
-    } else {
-      return true;
-    }
-  }
-  return false;
+  return true;
 }
 
 static Result NotFound(const Profile* profile, const char* function, const Walk* walk, const char* section,
@@ -214,8 +101,8 @@ static Result TakeSetting(const Profile* profile, Walk* walk, Step* step) {
   strlcpy(setting, step->key, sizeof setting);
   strlcat(setting, "=", sizeof setting);
   lowercase(setting);
-  Enter(walk, step->section, true);
-  while (NextSetting(walk)) {
+  cm_WalkEnter(walk, step->section, true);
+  while (cm_WalkNext(walk)) {
     if (StartsWith(walk->lowered, setting)) {
       strlcpy(step->value, walk->line + strlen(setting), kLineSize);
       TrimTrailingSpaces(step->value);
@@ -234,7 +121,7 @@ static Result FindSetting(const Profile* profile, Step* step) {
     return kFailed;
   }
   const Result result = TakeSetting(profile, &walk, step);
-  fclose(walk.file);
+  cm_WalkClose(&walk);
   return result;
 }
 
@@ -248,14 +135,6 @@ static Result JudgeValue(const Profile* profile, Step* step) {
     return kFailed;
   }
   return kFound;
-}
-
-static bool IsDefaultSection(const char* section) {
-  char header[kSectionSize] = "";
-  if (IsGiven(section)) {
-    MakeHeader(section, true, header);
-  }
-  return strcmp(header, "[default]") == 0;
 }
 
 static bool IsSameKey(const char* first, const char* second) {
@@ -299,7 +178,7 @@ static Result BeginMacro(const Profile* profile, Step** innermost) {
   inner->outer = step;
   /* Within [DEFAULT] a second look-up would repeat the first, and double the work at each level of a chain.
    */
-  inner->section = IsDefaultSection(step->section) ? kDefaultSection : step->section;
+  inner->section = cm_IsDefaultSection(step->section) ? kDefaultSection : step->section;
   inner->key = step->macro;
   *innermost = inner;
   return FindSetting(profile, inner);
@@ -422,9 +301,9 @@ static Result Gather(const Profile* profile, Walk* walk, const char* section, co
   }
   Wanted wanted;
   MakeWanted(key, &wanted);
-  Enter(walk, section, false);
+  cm_WalkEnter(walk, section, false);
   bool taken = false;
-  while (NextSetting(walk)) {
+  while (cm_WalkNext(walk)) {
     Step step = {.section = section};
     if (TakeMatch(&wanted, walk, &step)) {
       TrimTrailingSpaces(step.value);
@@ -487,7 +366,7 @@ int i_GetPrivateProfileList(const char* file, const char* section, const char* k
   Result result = kFailed;
   if (Open(&profile, &walk)) {
     result = Gather(&profile, &walk, section, key == NULL ? "" : key, list);
-    fclose(walk.file);
+    cm_WalkClose(&walk);
   }
   return End(&profile, result, message, messageSize);
 }

@@ -1,0 +1,110 @@
+#include "common/profile_walk.h"
+
+#include <stdlib.h>
+
+#include "common/cm_common.h"
+
+/* None for what can be opened but not read, as a directory on some systems. */
+static FILE* OpenReadable(const char* path) {
+  FILE* file = fopen(path, "rb");
+  if (file == NULL) {
+    return NULL;
+  }
+  const int first = getc(file);
+  if (first == EOF && ferror(file) != 0) {
+    fclose(file);
+    return NULL;
+  }
+  ungetc(first, file);
+  return file;
+}
+
+/* A path with backslashes means the same on every system. */
+static FILE* OpenEitherWay(const char* path) {
+  FILE* file = OpenReadable(path);
+  if (file == NULL && strchr(path, '\\') != NULL) {
+    const size_t size = strlen(path) + 1;
+    char* other = malloc(size);
+    if (other != NULL) {
+      memcpy(other, path, size);
+      file = OpenReadable(szPath2Unix(other));
+      free(other);
+    }
+  }
+  return file;
+}
+
+bool cm_WalkOpen(Walk* walk, const char* path) {
+  walk->file = OpenEitherWay(path);
+  return walk->file != NULL;
+}
+
+void cm_WalkClose(Walk* walk) { fclose(walk->file); }
+
+/* The start of the header that begins the section, in lower case. */
+static void MakeHeader(const char* section, bool addBrackets, char header[kSectionSize]) {
+  strlcpy(header, addBrackets && *section != '[' ? "[" : "", kSectionSize);
+  strlcat(header, section, kSectionSize);
+  if (addBrackets && !EndsWith(section, ']')) {
+    strlcat(header, "]", kSectionSize);
+  }
+  lowercase(header);
+}
+
+void cm_WalkEnter(Walk* walk, const char* section, bool addBrackets) {
+  walk->state = IsGiven(section) ? kBeforeSection : kWholeFile;
+  if (walk->state == kBeforeSection) {
+    MakeHeader(section, addBrackets, walk->header);
+  }
+}
+
+bool cm_IsDefaultSection(const char* section) {
+  char header[kSectionSize] = "";
+  if (IsGiven(section)) {
+    MakeHeader(section, true, header);
+  }
+  return strcmp(header, "[default]") == 0;
+}
+
+/* A carriage return in front of a line feed belongs to the line's end. */
+static int NextCharacter(FILE* file) {
+  const int character = getc(file);
+  if (character != '\r') {
+    return character;
+  }
+  const int next = getc(file);
+  if (next == '\n') {
+    return next;
+  }
+  ungetc(next, file);
+  return character;
+}
+
+/* The next line without its line feed; the rest of a longer one comes as a line of its own. */
+static bool ReadLine(FILE* file, char line[kLineSize]) {
+  size_t length = 0;
+  int character = 0;
+  while (length < kLineSize - 1 && (character = NextCharacter(file)) != EOF && character != '\n') {
+    line[length++] = (char)character;
+  }
+  line[length] = '\0';
+  return length > 0 || character == '\n';
+}
+
+bool cm_WalkNext(Walk* walk) {
+  while (walk->state != kBehindSection && ReadLine(walk->file, walk->line)) {
+    if (walk->line[0] == '\0' || walk->line[0] == '#') {
+      continue;
+    }
+    memcpy(walk->lowered, walk->line, kLineSize);
+    lowercase(walk->lowered);
+    if (walk->state == kBeforeSection) {
+      walk->state = StartsWith(walk->lowered, walk->header) ? kInSection : kBeforeSection;
+    } else if (walk->state == kInSection && walk->line[0] == '[') {
+      walk->state = kBehindSection;
+    } else {
+      return true;
+    }
+  }
+  return false;
+}
