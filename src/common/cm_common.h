@@ -4,8 +4,10 @@
 #ifndef COMMON_CM_COMMON_H
 #define COMMON_CM_COMMON_H
 
+/* The C library may have functions of the same names as ours; its headers have to come first. */
 #include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 #include <wchar.h>
 
 #include "LL.h"

@@ -1,15 +1,6 @@
 /* The list library where the memory is exhausted: `exhausted NUMBER` calls one of the functions that need
-   some. In front of the headers stands what the C library of a newer system declares. */
-#include <stddef.h>
-#include <stdio.h>
+ * some. */
 #include <stdlib.h>
-#include <wchar.h>
-size_t strlcpy(char* restrict buffer, const char* restrict text, size_t size);
-size_t strlcat(char* restrict buffer, const char* restrict text, size_t size);
-#if WCHAR_MAX > 0xffff
-size_t wcslcpy(wchar_t* restrict buffer, const wchar_t* restrict text, size_t size);
-size_t wcslcat(wchar_t* restrict buffer, const wchar_t* restrict text, size_t size);
-#endif
 
 static int isExhausted;
 static void* ScarceMalloc(size_t size) { return isExhausted ? NULL : malloc(size); }

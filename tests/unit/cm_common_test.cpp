@@ -1,13 +1,4 @@
-// A C library of a newer system declares four of these names itself.
-#include <cwchar>
-extern "C" {
-size_t strlcpy(char* __restrict, const char* __restrict, size_t) noexcept;
-size_t strlcat(char* __restrict, const char* __restrict, size_t) noexcept;
-#if WCHAR_MAX > 0xffff
-size_t wcslcpy(wchar_t* __restrict, const wchar_t* __restrict, size_t) noexcept;
-size_t wcslcat(wchar_t* __restrict, const wchar_t* __restrict, size_t) noexcept;
-#endif
-}
+#include "common/cm_common.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +11,6 @@ size_t wcslcat(wchar_t* __restrict, const wchar_t* __restrict, size_t) noexcept;
 #include <string>
 #include <utility>
 
-#include "common/cm_common.h"
 #include "common/trace_hook.h"
 #include "support/run_program.h"
 
