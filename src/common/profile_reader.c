@@ -176,9 +176,7 @@ static Result BeginMacro(const Profile* profile, Step** innermost) {
     return kNoMemory;
   }
   inner->outer = step;
-  /* Within [DEFAULT] a second look-up would repeat the first, and double the work at each level of a chain.
-   */
-  inner->section = cm_IsDefaultSection(step->section) ? kDefaultSection : step->section;
+  inner->section = step->section;
   inner->key = step->macro;
   *innermost = inner;
   return FindSetting(profile, inner);
@@ -192,6 +190,7 @@ static Result EndMacro(const Profile* profile, Step** innermost, Result result) 
   if (result == kFound) {
     result = JudgeValue(profile, inner);
   }
+  /* A step that began in [DEFAULT] is not tried there again: that would double the work at each level. */
   if (result == kFailed && inner->section != kDefaultSection) {
     inner->section = kDefaultSection;
     return FindSetting(profile, inner);

@@ -41,29 +41,15 @@ bool cm_WalkOpen(Walk* walk, const char* path) {
 
 void cm_WalkClose(Walk* walk) { fclose(walk->file); }
 
-/* The start of the header that begins the section, in lower case. */
-static void MakeHeader(const char* section, bool addBrackets, char header[kSectionSize]) {
-  strlcpy(header, addBrackets && *section != '[' ? "[" : "", kSectionSize);
-  strlcat(header, section, kSectionSize);
-  if (addBrackets && !EndsWith(section, ']')) {
-    strlcat(header, "]", kSectionSize);
-  }
-  lowercase(header);
-}
-
 void cm_WalkEnter(Walk* walk, const char* section, bool addBrackets) {
-  walk->state = IsGiven(section) ? kBeforeSection : kWholeFile;
-  if (walk->state == kBeforeSection) {
-    MakeHeader(section, addBrackets, walk->header);
-  }
-}
-
-bool cm_IsDefaultSection(const char* section) {
-  char header[kSectionSize] = "";
+  walk->state = kWholeFile;
   if (IsGiven(section)) {
-    MakeHeader(section, true, header);
+    walk->state = kBeforeSection;
+    strlcpy(walk->header, addBrackets && *section != '[' ? "[" : "", kSectionSize);
+    strlcat(walk->header, section, kSectionSize);
+    strlcat(walk->header, addBrackets && !EndsWith(section, ']') ? "]" : "", kSectionSize);
+    lowercase(walk->header);
   }
-  return strcmp(header, "[default]") == 0;
 }
 
 /* A carriage return in front of a line feed belongs to the line's end. */

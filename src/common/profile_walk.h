@@ -38,7 +38,4 @@ void cm_WalkEnter(Walk* walk, const char* section, bool addBrackets);
    section or the file. */
 bool cm_WalkNext(Walk* walk);
 
-/* Whether that is the section in which macros are looked up as well. */
-bool cm_IsDefaultSection(const char* section);
-
 #endif

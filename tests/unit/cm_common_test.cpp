@@ -128,7 +128,7 @@ TEST_F(ProfileReader, FollowsALongChainAndReadsToTheEnd) {
 
 TEST_F(ProfileReader, TellsWhatIsWrong) {
   const std::string problem = "i_GetPrivateProfileString: FILE NOT FOUND OR ACCESS PROBLEM";
-  Write("disk7x=a");
+  Write("disk7x=a\ndisk" + std::string(255, 'x') + "=b");
   cm_TraceHook = Trace;
   EXPECT_EQ(ReadList("", "disk#"), "(KEY NOT FOUND: disk#)");
   cm_TraceHook = nullptr;
@@ -156,7 +156,7 @@ TEST(CommonText, IsChangedInPlace) {
   EXPECT_EQ(changed("a--b---c", squeeze, '-') + changed("aa", squeeze, '-'), "a-b-caa");
   EXPECT_EQ(changed("-a-b-", remove_char, '-'), "ab");
   EXPECT_EQ(changed("a.b.", szChar2EscapeChar, '.', 16), "a\\.b\\.");
-  EXPECT_EQ(changed("a.b", szChar2EscapeChar, '.', 3), "a\\");
+  EXPECT_EQ(changed("a..", szChar2EscapeChar, '.', 3) + changed("a..", szChar2EscapeChar, '.', 4), "a\\a\\.");
   cm_TraceHook = Trace;
   EXPECT_EQ(changed("\"abc\"", szDelEnclosingChars, '"'), "abc");
   EXPECT_EQ(changed("\"", szDelEnclosingChars, '"'), "");

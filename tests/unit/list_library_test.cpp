@@ -184,7 +184,7 @@ TEST(ListLibrary, DoesAsAPlainModelDoes) {
   EXPECT_GT(longest, 50U);
   std::free(loose == nullptr ? nullptr : static_cast<LLNode*>(loose) - 1);
   EXPECT_EQ(DestLL(lists[0]), nullptr);
-  EXPECT_EQ(EmptyLL(&head), &head);
+  EXPECT_EQ(IsEmptyLL(EmptyLL(&head)), 1);
 }
 
 std::string WithoutReturns(std::string text) {
