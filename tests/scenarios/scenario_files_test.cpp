@@ -30,7 +30,8 @@
 //   trace counts   "N TEXT": so many of its lines hold the text
 //   mover trace, stdout, stderr     whole;   "stdout has" some lines of it
 //   heard          all lines that the peer found in its lists
-//   said           what the last tool printed, whole;   "said has" some lines;   "said names" texts in it
+//   said           what the last tool printed, whole;   "said has" some lines;   "said names" as
+//                  many lines, each of which holds its text, of which " ... " may leave out something
 //   there, gone    names of files;   "file NAME" the lines of one;   "folder NAME" the names in one
 // In any line {NUL}, {CR}, {TAB}, {SUB}, {BOM} and { } stand for a character, {N*text} for N times the text,
 // {DIR} for the scenario's directory and {/} for the system's separator. A line that begins with {M-N} stands
@@ -43,6 +44,7 @@
 #include <optional>
 #include <ostream>
 #include <regex>
+#include <sstream>
 #include <thread>
 
 #include "platform/platform.h"
@@ -413,14 +415,31 @@ class Told : public testing::TestWithParam<ScenarioText> {
                   std::stoi(line))
             << line;
       }
-    } else if (rest == "lacks" || rest == "names") {
+    } else if (rest == "names") {
+      ExpectNamed(text->second, lines);
+    } else if (rest == "lacks") {
       for (const std::string& line : lines) {
-        EXPECT_EQ(text->second.find(line) != std::string::npos, rest == "names") << line << text->second;
+        EXPECT_EQ(text->second.find(line), std::string::npos) << line;
       }
     } else {
       resultSeen_ = resultSeen_ || word == "result";
       EXPECT_EQ(text->second, Join(lines)) << word;
     }
+  }
+
+  static void ExpectNamed(const std::string& text, const Lines& lines) {
+    std::istringstream stream(text);
+    std::string line;
+    for (const std::string& expected : lines) {
+      EXPECT_TRUE(std::getline(stream, line)) << "missing: " << expected;
+      const std::size_t left = expected.find(" ... ");
+      const std::size_t first = line.find(expected.substr(0, left));
+      const std::string rest = left == std::string::npos ? "" : expected.substr(left + 5);
+      EXPECT_NE(first, std::string::npos) << expected << "\nin: " << text;
+      EXPECT_NE(line.find(rest, std::min(first, line.size())), std::string::npos)
+          << expected << "\nin: " << text;
+    }
+    EXPECT_FALSE(std::getline(stream, line)) << "more than expected: " << text;
   }
 
   static void ExpectInOrder(const std::string& text, const Lines& lines) {
