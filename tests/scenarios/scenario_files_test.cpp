@@ -3,7 +3,10 @@
 // then these lines go out. A file holds several; what stands before its first "=== title" holds for all.
 //
 // A section begins with "--- " and is carried out where it stands. What a run finds:
-//   files          "name", "name SIZE", "name = text", or a directory "name\"
+//   files          "name", "name SIZE" (of zeros), "name ~ SIZE" (of random bytes), "name = text", or a
+//                  directory "name\"
+//   age            "DAYS name": so old is that file or directory
+//   remove         names of files and directories
 //   lines NAME     the text of a file
 //   environment    NAME=value, or NAME alone to unset it
 //   parameters     lines added to the parameter file;   "parameter file" replaces it whole
@@ -14,12 +17,15 @@
 //                  then `interrupted` is made; when the run has ended, `over`
 //   meanwhile      a shell's commands (Linux alone) while the next run goes on, whose process is $PROCESS
 //   shell          a shell's commands, whose output is `said`; $TOOLS and $BIN are the folders of the
-//   scripted
-//                  tools and of the programs, $SAVESET and $SESSION the last ones
+//                  scripted tools and of the programs, $SAVESET and $SESSION the last ones
 //   program WORDS  what starts the program, in front of its path
 //   copied to NAME program and tools are those in a folder of that name
 //   server         the embedded server's tools instead of scripted ones, with a repository of its own
-//   tool WORDS     one of them, by hand: what it prints is `said`; {SESSION} and {SAVESET} are the last ones
+//   tool WORDS     one of them, by hand: what it prints is `said`; {SESSION} and {SAVESET} are the last ones,
+//                  {SAVESET1} and so on those that a run told, in their order
+//   crowd N WORDS  one of them, called N times at once; what they print is sorted
+//   keep NAME      the directory and all below it, names, contents, times and modes, for "kept"; "keep bare
+//                  NAME" without the times and modes of directories
 //   remember NAME  {NAME} stands for the backup id that a run or a tool told last
 //   another run    uses all lists under `saptrace` during the next run
 //   run OPTIONS    with the caller's usual options in front;   "run only OPTIONS" without them
@@ -32,14 +38,17 @@
 //   heard          all lines that the peer found in its lists
 //   said           what the last tool printed, whole;   "said has" some lines;   "said names" as
 //                  many lines, each of which holds its text, of which " ... " may leave out something
+//   kept NAME      a directory that is as the last "keep" found one
 //   there, gone    names of files;   "file NAME" the lines of one;   "folder NAME" the names in one
-// In any line {NUL}, {CR}, {TAB}, {SUB}, {BOM} and { } stand for a character, {N*text} for N times the text,
-// {DIR} for the scenario's directory and {/} for the system's separator. A line that begins with {M-N} stands
-// for as many as there are numbers from M to N, with the number in place of each {n}.
+// In any line {NUL}, {CR}, {TAB} and { } stand for a character, {xNN} for the byte with that number,
+// {N*text} for N times the text, {DIR} for the scenario's directory and {/} for the system's separator. A
+// line that begins with {M-N} stands for as many as there are numbers from M to N, with the number in place
+// of each {n}.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>
+#include <future>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -48,6 +57,7 @@
 #include <thread>
 
 #include "platform/platform.h"
+#include "support/dice.h"
 #include "support/scenario.h"
 #include "support/switch_peer.h"
 
@@ -188,8 +198,6 @@ class Told : public testing::TestWithParam<ScenarioText> {
         {"NUL", std::string(1, '\0')},
         {"CR", "\r"},
         {"TAB", "\t"},
-        {"SUB", "\x1A"},
-        {"BOM", "\xEF\xBB\xBF"},
         {" ", " "},
         {"DIR", scenario_.Directory()},
         {"/", std::string(1, static_cast<char>(fs::path::preferred_separator))}};
@@ -197,6 +205,9 @@ class Told : public testing::TestWithParam<ScenarioText> {
       if (const auto meaning = known.find(name); meaning != known.end()) {
         return meaning->second;
       }
+    }
+    if (name.starts_with('x')) {
+      return std::string(1, static_cast<char>(std::stoi(name.substr(1), nullptr, 16)));
     }
     std::string text;
     const std::size_t star = name.find('*');
@@ -208,11 +219,17 @@ class Told : public testing::TestWithParam<ScenarioText> {
 
   void MakeFile(const std::string& line) const {
     const std::size_t equals = line.find(" = ");
+    const std::size_t random = line.find(" ~ ");
     const std::size_t blank = line.find(' ');
     if (line.back() == '\\') {
       fs::create_directories(scenario_.Path(line));
     } else if (equals != std::string::npos) {
       scenario_.WriteText(line.substr(0, equals), line.substr(equals + 3) + "\n");
+    } else if (random != std::string::npos) {
+      Dice dice(1);
+      std::string bytes(std::stoull(line.substr(random + 3)), '\0');
+      std::generate(bytes.begin(), bytes.end(), [&dice] { return static_cast<char>(dice.Below(256)); });
+      scenario_.WriteText(line.substr(0, random), bytes);
     } else {
       scenario_.WriteText(line.substr(0, blank), "x");
       if (blank != std::string::npos) {
@@ -244,6 +261,14 @@ class Told : public testing::TestWithParam<ScenarioText> {
   bool Prepare(const std::string& head, const Lines& lines) {
     if (head == "files") {
       std::for_each(lines.begin(), lines.end(), [this](const std::string& line) { MakeFile(line); });
+    } else if (head == "age") {
+      for (const std::string& line : lines) {
+        scenario_.SetAge(line.substr(line.find(' ') + 1), std::stoi(line));
+      }
+    } else if (head == "remove") {
+      for (const std::string& line : lines) {
+        EXPECT_GT(fs::remove_all(scenario_.Path(line)), 0U) << line;
+      }
     } else if (head == "environment") {
       for (const std::string& line : lines) {
         const std::size_t equals = line.find('=');
@@ -290,9 +315,17 @@ class Told : public testing::TestWithParam<ScenarioText> {
       starter_.push_back(scenario_.program);
       scenario_.program = starter_.front();
     } else if (word == "server") {
-      UseServer();
+      scenario_.UseServer();
     } else if (word == "tool") {
-      UseTool(Words(rest));
+      said_.clear();
+      TakeToolRun(ToolRun(Words(rest)));
+    } else if (word == "crowd") {
+      UseCrowd(Words(rest));
+    } else if (word == "keep") {
+      keptBare_ = rest.starts_with("bare ");
+      kept_ = scenario_.Look(rest.substr(keptBare_ ? 5 : 0), keptBare_);
+    } else if (word == "kept") {
+      EXPECT_EQ(Join(scenario_.Look(rest, keptBare_)), Join(kept_)) << rest;
     } else if (word == "remember") {
       ids_[rest] = ids_["SAVESET"];
     } else if (word == "copied") {
@@ -313,28 +346,41 @@ class Told : public testing::TestWithParam<ScenarioText> {
     return true;
   }
 
-  void UseServer() {
-    const std::string repository = scenario_.Path("repository").string();
-    scenario_.WriteText("korvo.ini", "[srv]\nrepository=" + repository + "\n");
-    scenario_.environment["KORVO_CONFIG"] = scenario_.Path("korvo.ini").string();
-    scenario_.environment["PATH"] = support::ProgramDirectory();
+  support::ProgramRun ToolRun(const Lines& words) const {
+    return support::RunProgram(support::BuiltProgram(words.front()), {words.begin() + 1, words.end()},
+                               scenario_.environment, scenario_.Directory());
   }
 
-  void UseTool(Lines words) {
-    const std::string tool = support::BuiltProgram(words.front());
-    words.erase(words.begin());
-    const support::ProgramRun run =
-        support::RunProgram(tool, words, scenario_.environment, scenario_.Directory());
-    said_ = run.out + run.err;
-    said_.erase(std::remove(said_.begin(), said_.end(), '\r'), said_.end());
+  void TakeToolRun(const support::ProgramRun& run) {
+    EXPECT_GE(run.exitStatus, 0) << run.err;
+    std::string out = run.out;
+    out.erase(std::remove(out.begin(), out.end(), '\r'), out.end());
+    said_ += out + run.err;  // the one a text, the other read with every byte
     TakeIds(said_);
+  }
+
+  void UseCrowd(Lines words) {
+    std::vector<std::future<support::ProgramRun>> callers(std::stoul(words.front()));
+    words.erase(words.begin());
+    for (auto& caller : callers) {
+      caller = std::async(std::launch::async, [&] { return ToolRun(words); });
+    }
+    std::multimap<std::string, support::ProgramRun> runs;
+    for (auto& caller : callers) {
+      const support::ProgramRun run = caller.get();
+      runs.emplace(run.out, run);
+    }
+    said_.clear();
+    std::for_each(runs.begin(), runs.end(), [this](const auto& run) { TakeToolRun(run.second); });
   }
 
   // Sessions and backup ids cannot be foretold.
   void TakeIds(const std::string& text) {
     static const std::regex told("(SESSIONID=|SAVESETNAME=|#SAVED )([^ \n]+)");
+    int saved = 0;
     for (std::sregex_iterator id(text.begin(), text.end(), told), end; id != end; ++id) {
       ids_[(*id)[1] == "SESSIONID=" ? "SESSION" : "SAVESET"] = (*id)[2];
+      ids_["SAVESET" + std::to_string(++saved)] = (*id)[2];
     }
   }
 
@@ -460,6 +506,8 @@ class Told : public testing::TestWithParam<ScenarioText> {
   std::string standardInput_;
   std::string said_;
   std::map<std::string, std::string> ids_;
+  Lines kept_;
+  bool keptBare_ = false;
   Lines starter_;
   std::vector<std::unique_ptr<platform::FileClaim>> claims_;
   std::unique_ptr<Outcome> outcome_;

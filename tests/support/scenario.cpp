@@ -1,11 +1,14 @@
 #include "support/scenario.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <regex>
 #include <sstream>
 
 #include "platform/platform.h"
+#include "platform/tree.h"
 
 namespace {
 
@@ -58,6 +61,20 @@ Lines Messages(Lines lines) {
   return lines;
 }
 
+std::string Described(const fs::path& path, bool bare) {
+  const fs::file_status status = fs::symlink_status(path);
+  if (status.type() == fs::file_type::symlink) {
+    return "link to " + fs::read_symlink(path).string();
+  }
+  const bool directory = status.type() == fs::file_type::directory;
+  const std::string content =
+      directory ? "directory"
+                : std::to_string(std::hash<std::string>()(support::ReadWholeFile(path.string())));
+  return directory && bare ? content
+                           : content + ' ' + std::to_string(static_cast<unsigned>(status.permissions())) +
+                                 ' ' + std::to_string(fs::last_write_time(path).time_since_epoch().count());
+}
+
 }  // namespace
 
 Scenario::Scenario() {
@@ -89,6 +106,35 @@ fs::path Scenario::Path(const std::string& name) const {
   std::string native = name;
   std::replace(native.begin(), native.end(), '\\', '/');
   return fs::path(directory_.Path()) / native;
+}
+
+void Scenario::UseServer() {
+  WriteText("korvo.ini", "[srv]\nrepository=" + Path("repository").string() + "\n");
+  environment["KORVO_CONFIG"] = Path("korvo.ini").string();
+  environment["PATH"] = support::ProgramDirectory();
+}
+
+Lines Scenario::Look(const std::string& name, bool bare) const {
+  Lines lines = {Described(Path(name), bare)};
+  for (const auto& entry : fs::recursive_directory_iterator(Path(name))) {
+    lines.push_back(entry.path().lexically_relative(Path(name)).generic_string() + ": " +
+                    Described(entry.path(), bare));
+  }
+  std::sort(lines.begin() + 1, lines.end());
+  return lines;
+}
+
+void Scenario::SetAge(const std::string& name, int days) const {
+  std::string why;
+  platform::Entry entry;
+  const bool read = platform::ReadEntry(Path(name).string(), entry, why);
+  entry.facts.modifiedNs -= days * 86400LL * 1000 * 1000 * 1000;
+  // The library does this for directories on one system only.
+  if (fs::is_directory(Path(name))) {
+    EXPECT_TRUE(read && platform::SetDirectoryFacts(Path(name).string(), entry.facts, why)) << why;
+  } else {
+    fs::last_write_time(Path(name), fs::file_time_type::clock::now() - std::chrono::hours(days * 24));
+  }
 }
 
 void Scenario::WriteText(const std::string& name, const std::string& text) const {

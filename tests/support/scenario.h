@@ -34,6 +34,14 @@ class Scenario {
   [[nodiscard]] std::filesystem::path Path(const std::string& name) const;
   [[nodiscard]] std::string Directory() const { return directory_.Path(); }
 
+  // The embedded server's tools instead of scripted ones, with a repository of its own.
+  void UseServer();
+
+  // A directory and what is below it, with contents, times and modes, a line each. `bare`: directories
+  // without.
+  [[nodiscard]] Lines Look(const std::string& name, bool bare) const;
+  void SetAge(const std::string& name, int days) const;
+
   void WriteText(const std::string& name, const std::string& text) const;
   // The lines of a file, as they stand, and as a reader of this system's text sees them.
   [[nodiscard]] Lines ReadLines(const std::string& name) const;

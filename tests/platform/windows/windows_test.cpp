@@ -2,12 +2,11 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-// Behind the header that it needs.
-#include <sddl.h>
-
+#include "platform/data_file.h"
 #include "platform/figures.h"
 #include "platform/platform.h"
 #include "support/run_program.h"
+#include "support/windows/rights.h"
 
 namespace {
 
@@ -92,20 +91,6 @@ TEST(WindowsTools, TheyInheritNothingButTheirStreams) {
   EXPECT_TRUE(platform::RemoveFile(path)) << "the tool, which lives on, holds it";
 }
 
-// Who may do what with a file, as text.
-std::string RightsOf(const std::string& path) {
-  DWORD size = 0;
-  GetFileSecurityA(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
-  std::vector<BYTE> descriptor(size);
-  EXPECT_TRUE(GetFileSecurityA(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size, &size));
-  char* text = nullptr;
-  EXPECT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorA(
-      descriptor.data(), SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr));
-  const std::string rights = text;
-  LocalFree(text);
-  return rights;
-}
-
 TEST(WindowsAppending, NewFilesAreTheirOwnersAlone) {
   const TemporaryDirectory directory;
   const std::string log = directory.File("log");
@@ -133,6 +118,20 @@ TEST(WindowsNames, NoNameIsOfAnotherSystem) {
   EXPECT_FALSE(platform::IsSystemName("/a"));
   EXPECT_EQ(platform::ToSystemForm("/a/b"), "\\a\\b");
   EXPECT_TRUE(platform::SameName("/a/B", "\\A\\b"));
+}
+
+TEST(WindowsNames, PathsAndTheirDirectories) {
+  const std::pair<std::string, std::string> directories[] = {
+      {"C:\\a\\b", "C:\\a"}, {"C:/a", "C:/"}, {"C:a", "C:."}, {"\\a", "\\"}, {"a", "."}, {"a/b", "a"}};
+  for (const auto& [path, directory] : directories) {
+    EXPECT_EQ(platform::DirectoryOf(path), directory);
+  }
+  for (const char* full : {"C:\\a", "c:/", "\\\\computer\\share"}) {
+    EXPECT_TRUE(platform::IsAbsolute(full)) << full;
+  }
+  for (const char* other : {"C:a", "\\a", "a", "", "1:\\a"}) {
+    EXPECT_FALSE(platform::IsAbsolute(other)) << other;
+  }
 }
 
 }  // namespace
