@@ -4,7 +4,6 @@
 #include <set>
 #include <thread>
 
-#include "platform/figures.h"
 #include "platform/internal.h"
 #include "platform/platform.h"
 #include "support/run_program.h"
@@ -19,6 +18,7 @@ using support::TemporaryDirectory;
 
 TEST(Appending, ManyProcessesLoseAndTearNothing) {
   constexpr int kWriters = 10;
+  constexpr int kLines = 500;
   const TemporaryDirectory directory;
   const std::string path = directory.File("new.log");
   std::vector<std::thread> writers;
@@ -28,8 +28,7 @@ TEST(Appending, ManyProcessesLoseAndTearNothing) {
     writers.emplace_back([&, writer, name] {
       statuses[static_cast<std::size_t>(writer)] =
           support::RunProgram(support::BuiltProgram("platform_child"),
-                              {"append", path, std::to_string(kLinesPerWriter), name},
-                              support::CurrentEnvironment(), directory.Path())
+                              {"append", path, std::to_string(kLines), name}, {}, directory.Path())
               .exitStatus;
     });
   }
@@ -39,7 +38,7 @@ TEST(Appending, ManyProcessesLoseAndTearNothing) {
   EXPECT_EQ(statuses, std::vector<int>(kWriters, 0));
   std::multiset<std::string> expected;
   for (char name = 'a'; name < 'a' + kWriters; ++name) {
-    for (int i = 0; i < kLinesPerWriter; ++i) {
+    for (int i = 0; i < kLines; ++i) {
       expected.insert(std::string(1, name) + " " + std::to_string(i) + " " + std::string(60, name) + "\r");
     }
   }

@@ -133,10 +133,18 @@ TEST(TextFiles, TemporaryOnesHaveNamesOfTheirOwn) {
 
 TEST(TextFiles, StandardInputThatIsAPipeIsReadOnce) {
   const std::string child = support::BuiltProgram("platform_child");
-  const support::ProgramRun run =
-      support::RunProgram(child, {"read-input"}, support::CurrentEnvironment(), ".", "a\r\nb\x1A\nc");
+  const support::ProgramRun run = support::RunProgram(child, {"read-input"}, {}, ".", "a\r\nb\x1A\nc");
   EXPECT_EQ(run.out, "a\nb\x1A\nc--\n");
   EXPECT_EQ(run.exitStatus, 0);
+}
+
+TEST(Names, EqualWithoutRegardToCaseAndSlashes) {
+  EXPECT_TRUE(platform::SameName("C:\\Data\\a.dbf", "c:/data/A.DBF"));
+  EXPECT_FALSE(platform::SameName("C:\\Data\\a.dbf", "C:\\Data\\a.db"));
+  EXPECT_FALSE(platform::SameName("data\\\xE4.dbf", "data\\\xC4.dbf")) << "bytes above 127 have no case";
+  EXPECT_EQ(platform::ToSystemForm("a/b\\c"), "a\\b\\c");
+  EXPECT_EQ(platform::LastSeparator("a\\b/c"), 1U);
+  EXPECT_EQ(platform::LastSeparator("abc"), std::string::npos);
 }
 
 TEST(Time, IsTheLocalOne) {

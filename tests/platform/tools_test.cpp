@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "platform/data_file.h"
 #include "platform/platform.h"
 #include "support/run_program.h"
 
@@ -33,15 +34,8 @@ std::unique_ptr<platform::ToolStream> ControlTool(const std::string& arguments,
 // Starts a tool from a process of its own, in a directory and with a PATH of the test's choice.
 std::string HeardFrom(const std::string& kind, const std::string& program, const std::string& arguments,
                       const std::string& directory, const std::string& path) {
-  std::map<std::string, std::string> environment = support::CurrentEnvironment();
-  for (auto& [name, value] : environment) {
-    if (name == "PATH" || name == "Path") {
-      value = path;
-    }
-  }
-  environment["PATH"] = path;
-  return support::RunProgram(BuiltProgram("platform_child"), {"start", kind, program, arguments}, environment,
-                             directory)
+  return support::RunProgram(BuiltProgram("platform_child"), {"start", kind, program, arguments},
+                             {{"PATH", path}}, directory)
       .out;
 }
 
@@ -74,7 +68,7 @@ TEST(Tools, ArgumentsArriveAsTheyStand) {
 
 TEST(Tools, NamesWithoutSeparatorAreLookedUpInPathAlone) {
   const TemporaryDirectory here;
-  const std::string bin = support::ProgramDirectory();
+  const std::string bin = platform::ProgramDirectory();
   EXPECT_EQ(HeardFrom("control", "platform_child", " arguments x", here.Path(), bin), "heard: [x]\n");
   EXPECT_NE(HeardFrom("mover", "platform_child", " arguments x", here.Path(), bin).find("heard: [x]\n"),
             std::string::npos);

@@ -56,6 +56,7 @@
 #include <sstream>
 #include <thread>
 
+#include "platform/data_file.h"
 #include "platform/platform.h"
 #include "support/dice.h"
 #include "support/scenario.h"
@@ -233,9 +234,16 @@ class Told : public testing::TestWithParam<ScenarioText> {
     } else {
       scenario_.WriteText(line.substr(0, blank), "x");
       if (blank != std::string::npos) {
-        fs::resize_file(scenario_.Path(line.substr(0, blank)), std::stoull(line.substr(blank)));
+        MakeHole(scenario_.Path(line.substr(0, blank)), std::stoull(line.substr(blank)));
       }
     }
+  }
+
+  // As large as need be: the library's own operation ends at some gibibytes on one system.
+  static void MakeHole(const fs::path& path, std::uint64_t size) {
+    std::string why;
+    fs::remove(path);
+    EXPECT_TRUE(platform::DataFile::CreateNew(path.string(), why)->SetSize(size)) << why;
   }
 
   void MakePeer(const Lines& lines) {
@@ -389,7 +397,7 @@ class Told : public testing::TestWithParam<ScenarioText> {
     variables.insert(ids_.begin(), ids_.end());
     variables["PATH"] = "/usr/bin:/bin";
     variables["TOOLS"] = Scenario::ToolsFolder();
-    variables["BIN"] = support::ProgramDirectory();
+    variables["BIN"] = platform::ProgramDirectory();
     variables["PROCESS"] = std::to_string(process);
     const support::ProgramRun run =
         support::RunProgram("/bin/sh", {"-ec", commands}, variables, scenario_.Directory(), "no input");

@@ -1,10 +1,10 @@
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
 #include <stdexcept>
 
+#include "platform/data_file.h"
 #include "support/run_program.h"
 
 namespace support {
@@ -35,19 +35,24 @@ std::string TemporaryDirectory::File(const std::string& name) const {
   return path;
 }
 
-std::string ReadWholeFile(const std::string& path) {
+std::string BuiltProgram(const std::string& name) {
+  const char separator = static_cast<char>(fs::path::preferred_separator);
+  return platform::ProgramDirectory() + separator + name + (separator == '/' ? "" : ".exe");
+}
+
+std::string ReadWholeFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   std::ostringstream text;
   text << file.rdbuf();
   return text.str();
 }
 
-void WriteWholeFile(const std::string& path, const std::string& text) {
+void WriteWholeFile(const std::filesystem::path& path, const std::string& text) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file << text;
   file.close();
   if (!file) {
-    throw std::runtime_error("cannot write " + path);
+    throw std::runtime_error("cannot write " + path.string());
   }
 }
 

@@ -2,6 +2,7 @@
 // does, a directory of their own, whole files.
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <string>
@@ -28,12 +29,6 @@ ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& a
 // Presses Ctrl-C for the program that a `meanwhile` was called for. False if that cannot be done.
 bool Interrupt(int process);
 
-// The environment of this process.
-std::map<std::string, std::string> CurrentEnvironment();
-
-// The directory that holds this test program, and with it the other programs of the build.
-std::string ProgramDirectory();
-
 // The full path of one of the build's programs, given its name without ".exe".
 std::string BuiltProgram(const std::string& name);
 
@@ -53,7 +48,7 @@ class TemporaryDirectory {
 };
 
 // The bytes of a file; empty if it cannot be read.
-std::string ReadWholeFile(const std::string& path);
-void WriteWholeFile(const std::string& path, const std::string& text);
+std::string ReadWholeFile(const std::filesystem::path& path);
+void WriteWholeFile(const std::filesystem::path& path, const std::string& text);
 
 }  // namespace support

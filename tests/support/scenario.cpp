@@ -68,8 +68,7 @@ std::string Described(const fs::path& path, bool bare) {
   }
   const bool directory = status.type() == fs::file_type::directory;
   const std::string content =
-      directory ? "directory"
-                : std::to_string(std::hash<std::string>()(support::ReadWholeFile(path.string())));
+      directory ? "directory" : std::to_string(std::hash<std::string>()(support::ReadWholeFile(path)));
   return directory && bare ? content
                            : content + ' ' + std::to_string(static_cast<unsigned>(status.permissions())) +
                                  ' ' + std::to_string(fs::last_write_time(path).time_since_epoch().count());
@@ -99,7 +98,7 @@ Scenario::Scenario() {
 }
 
 std::string Scenario::ToolsFolder() {
-  return (fs::path(support::ProgramDirectory()).parent_path() / "scripted").string();
+  return (fs::path(platform::ProgramDirectory()).parent_path() / "scripted").string();
 }
 
 fs::path Scenario::Path(const std::string& name) const {
@@ -111,7 +110,7 @@ fs::path Scenario::Path(const std::string& name) const {
 void Scenario::UseServer() {
   WriteText("korvo.ini", "[srv]\nrepository=" + Path("repository").string() + "\n");
   environment["KORVO_CONFIG"] = Path("korvo.ini").string();
-  environment["PATH"] = support::ProgramDirectory();
+  environment["PATH"] = platform::ProgramDirectory();
 }
 
 Lines Scenario::Look(const std::string& name, bool bare) const {
@@ -139,14 +138,14 @@ void Scenario::SetAge(const std::string& name, int days) const {
 
 void Scenario::WriteText(const std::string& name, const std::string& text) const {
   fs::create_directories(Path(name).parent_path());
-  support::WriteWholeFile(Path(name).string(), text);
+  support::WriteWholeFile(Path(name), text);
 }
 
 Lines Scenario::ReadLines(const std::string& name) const {
   if (!fs::is_regular_file(Path(name))) {
     return {};
   }
-  return SplitLines(support::ReadWholeFile(Path(name).string()));
+  return SplitLines(support::ReadWholeFile(Path(name)));
 }
 
 Lines Scenario::ReadText(const std::string& name) const { return WithSystemEnds(ReadLines(name)); }

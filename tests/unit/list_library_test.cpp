@@ -195,8 +195,8 @@ std::string WithoutReturns(std::string text) {
 TEST(ListLibrary, EndsTheProcessWithoutMemory) {
   const char* const names[] = {"", "InsLLf", "CreatLL", "LookInLL", "SysSortLL"};
   for (std::size_t i = 0; i < std::size(names); ++i) {
-    const support::ProgramRun run = support::RunProgram(
-        support::BuiltProgram("exhausted"), {std::to_string(i)}, support::CurrentEnvironment(), ".");
+    const support::ProgramRun run =
+        support::RunProgram(support::BuiltProgram("exhausted"), {std::to_string(i)}, {}, ".");
     const std::string line = "In " + std::string(names[i]) + ": malloc returned NULL \n";
     EXPECT_EQ(WithoutReturns(run.err), i == 0 ? "" : line);
     EXPECT_EQ(run.exitStatus & 0xFF, i == 0 ? 0 : 0xFF);
@@ -212,8 +212,7 @@ TEST(LibraryPage, ShowsAProgramThatPrintsWhatItSays) {
   const support::TemporaryDirectory directory;
   const std::string file = directory.File("servers.ini");
   support::WriteWholeFile(file, block("`servers.ini`,\n\n```\n"));
-  const auto run = support::RunProgram(support::BuiltProgram("library_example"), {file},
-                                       support::CurrentEnvironment(), ".");
+  const auto run = support::RunProgram(support::BuiltProgram("library_example"), {file}, {}, ".");
   EXPECT_EQ(WithoutReturns(run.out), block("prints\n\n```\n"));
 }
 

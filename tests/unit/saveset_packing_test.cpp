@@ -1,16 +1,13 @@
 #include "backint/backint_util/saveset_packing.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
-#include <filesystem>
 #include <random>
 #include <sstream>
 
 #include "backint/backint_util/text.h"
-#include "backint/run_records.h"
-#include "support/run_program.h"
+#include "support/run_fixture.h"
+#include "support/scenario.h"
 
 namespace {
 
@@ -28,7 +25,7 @@ Savesets Names(const std::vector<ItemList>& savesets) {
 class StepByStep {
  public:
   StepByStep(std::vector<FileRecord> files, int maximum) : maximum_(maximum) {
-    messages = "INFO: Maximum Saveset size: " + std::to_string(maximum) + " Mb.\n";
+    messages = "backint_util: INFO: Maximum Saveset size: " + std::to_string(maximum) + " Mb.\n";
     while (!files.empty()) {
       auto greatest = files.begin();
       for (auto file = files.begin(); file != files.end(); ++file) {
@@ -79,7 +76,7 @@ class StepByStep {
       }
       total += file.sizeMb;
       if (position == opener) {
-        messages += "INFO: ... Opening saveset list ...\n";
+        messages += "backint_util: INFO: ... Opening saveset list ...\n";
         Put(position);
         if (total >= maximum_) {
           Close(total);
@@ -113,15 +110,15 @@ class StepByStep {
   }
   void Put(std::ptrdiff_t position) {
     const FileRecord& file = sorted_[static_cast<std::size_t>(position - 1)];
-    messages +=
-        "INFO: Putting file [" + file.name + "] into saveset (~" + std::to_string(file.sizeMb) + "Mb).\n";
+    messages += "backint_util: INFO: Putting file [" + file.name + "] into saveset (~" +
+                std::to_string(file.sizeMb) + "Mb).\n";
     placed_.push_back(file);
     savesets.back().push_back(file.name);
     positions_.insert(std::upper_bound(positions_.begin(), positions_.end(), position), position);
   }
   void Close(long long total) {
-    messages +=
-        "INFO: ... Closing saveset list ...\nINFO: Saveset size: ~" + std::to_string(total) + " Mb.\n";
+    messages += "backint_util: INFO: ... Closing saveset list ...\nbackint_util: INFO: Saveset size: ~" +
+                std::to_string(total) + " Mb.\n";
     closed_ = true;
   }
 
@@ -132,29 +129,7 @@ class StepByStep {
   bool closed_ = false;
 };
 
-// Runs the packing with the trace on or off; the messages as lines, of this module alone.
-class SavesetPacking : public ::testing::Test {
- protected:
-  SavesetPacking() {
-    SetDefaults();
-    Params().szTraceFile = directory_.File("trace");
-  }
-
-  std::string TakeMessages() {
-    std::istringstream trace(support::ReadWholeFile(Params().szTraceFile));
-    std::filesystem::remove(Params().szTraceFile);
-    std::string messages;
-    for (std::string line; std::getline(trace, line);) {
-      const std::size_t speaker = line.find("   backint_util:(");
-      const std::size_t message = line.find(":: ");
-      messages += speaker < message ? line.substr(message + 3, line.size() - message - 4) + "\n" : line;
-    }
-    return messages;
-  }
-
-  support::TemporaryDirectory directory_;
-  RunRecords records_;
-};
+using SavesetPacking = RunFixture;
 
 TEST_F(SavesetPacking, FillsSavesetsAsTold) {
   Params().nTraceLevel = 0;
@@ -202,7 +177,7 @@ TEST_F(SavesetPacking, AgreesWithThePlanStepByStep) {
     const StepByStep expected(files, maximum);
     ASSERT_EQ(Names(PackSavesets(files, maximum)), expected.savesets) << expected.messages;
     if (round < kTracedRounds) {
-      ASSERT_EQ(TakeMessages(), expected.messages);
+      ASSERT_EQ(Join(TakeTrace(Params().szTraceFile)), expected.messages);
     }
   }
 }

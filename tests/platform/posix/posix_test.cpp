@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/figures.h"
 #include "platform/platform.h"
 #include "support/posix/size_limit.h"
 #include "support/run_program.h"
@@ -46,7 +45,7 @@ std::size_t OpenFiles() {
 TEST(PosixTools, ManyStartsLeaveNothingBehind) {
   (void)Heard("/bin/echo x");
   const std::size_t before = OpenFiles();
-  for (int i = 0; i < kToolStarts; ++i) {
+  for (int i = 0; i < 1000; ++i) {
     ASSERT_EQ(Heard("/bin/echo x"), "x\n");
     std::string line;
     ASSERT_FALSE(platform::StartDataMover(i % 2 == 0 ? "/bin/true" : "/missing", " x")->ReadLine(line, 100));
@@ -147,18 +146,6 @@ TEST(PosixNames, NamesOfThisSystem) {
   EXPECT_FALSE(platform::SameName("/a/B", "/a/b"));
   EXPECT_FALSE(platform::SameName("/a/b", "\\a\\b"));
   EXPECT_TRUE(platform::SameName("/a/b", "/a/b"));
-}
-
-TEST(PosixInstallDirectory, ComesFromTheEnvironment) {
-  std::string directory;
-  unsetenv("KV_BIN_KORVO");
-  EXPECT_EQ(platform::InstallDirectory(directory), platform::InstallDirResult::kNoKey);
-  setenv("KV_BIN_KORVO", "", 1);
-  EXPECT_EQ(platform::InstallDirectory(directory), platform::InstallDirResult::kNoValue);
-  setenv("KV_BIN_KORVO", "/opt/korvo", 1);
-  EXPECT_EQ(platform::InstallDirectory(directory), platform::InstallDirResult::kFound);
-  EXPECT_EQ(directory, "/opt/korvo");
-  unsetenv("KV_BIN_KORVO");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The embedded server on Windows: access rights and attributes, and a mover that is ended from outside.
 #include <gtest/gtest.h>
 
+#include "platform/data_file.h"
 #include "platform/platform.h"
 #include "support/scenario.h"
 #include "support/windows/rights.h"
@@ -35,7 +36,7 @@ class WindowsServer : public testing::Test {
     options.insert(options.end(), {"-f", function});
     const Outcome outcome = scenario_.Run(options);
     EXPECT_EQ(outcome.exitStatus, 0);
-    ASSERT_EQ(outcome.result.size(), 1U);
+    ASSERT_EQ(outcome.result.size(), 1U) << Join(outcome.result);
     EXPECT_EQ(outcome.result[0].substr(0, result.size()), result);
   }
 
@@ -69,7 +70,7 @@ TEST_F(WindowsServer, KeepsItsFilesForTheirOwner) {
 }
 
 TEST_F(WindowsServer, BringsBackTimesAttributesAndRights) {
-  const std::string file = scenario_.Path("other\\real").string();
+  const std::string file = scenario_.Directory() + "\\other\\real";
   scenario_.WriteText("other\\real", std::string(2500000, 'x'));
   const std::string usual = RightsOf(file);
   scenario_.SetAge("other\\real", 40);
@@ -103,8 +104,8 @@ TEST_F(WindowsServer, BringsBackTimesAttributesAndRights) {
 TEST_F(WindowsServer, KeepsWhatAMoverConfirmedBeforeItWasEnded) {
   scenario_.WriteText("1", "first");
   scenario_.WriteText("2", std::string(9000000, 'x'));
-  scenario_.WriteText("3", "");
-  fs::resize_file(scenario_.Path("3"), 1ULL << 40);
+  std::string why;
+  ASSERT_TRUE(platform::DataFile::CreateNew(scenario_.Path("3").string(), why)->SetSize(1ULL << 40)) << why;
   const std::string session = Call("xfr_com_interface", {"-b", "open", "-C", "srv"}).substr(10);
   const std::string saveset = "ABC___1700000000";
   Call("xfr_com_interface", {"-b", "openjob:" + session, "-C", "srv", "-j", "J", "-s", saveset});

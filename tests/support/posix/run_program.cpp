@@ -6,12 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
 #include <future>
 #include <stdexcept>
 #include <thread>
-
-extern char** environ;
 
 namespace support {
 namespace {
@@ -108,23 +105,5 @@ ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& a
 }
 
 bool Interrupt(int process) { return kill(process, SIGINT) == 0; }
-
-std::map<std::string, std::string> CurrentEnvironment() {
-  std::map<std::string, std::string> variables;
-  for (char** variable = environ; *variable != nullptr; ++variable) {
-    const std::string text = *variable;
-    const std::size_t equals = text.find('=');
-    if (equals != std::string::npos) {
-      variables[text.substr(0, equals)] = text.substr(equals + 1);
-    }
-  }
-  return variables;
-}
-
-std::string ProgramDirectory() {
-  return std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
-}
-
-std::string BuiltProgram(const std::string& name) { return ProgramDirectory() + "/" + name; }
 
 }  // namespace support

@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "platform/data_file.h"
+
 namespace support {
 namespace {
 
@@ -46,11 +48,8 @@ void Feed(HANDLE pipe, const std::string& text, std::future<void> end) {
 }
 
 std::string EnvironmentBlock(std::map<std::string, std::string> environment) {
-  const std::map<std::string, std::string> current = CurrentEnvironment();
-  for (const char* needed : {"SystemRoot", "SYSTEMROOT"}) {
-    if (const auto found = current.find(needed); found != current.end()) {
-      environment.insert(*found);
-    }
+  if (std::string root; platform::EnvironmentVariable("SystemRoot", root)) {
+    environment.emplace("SystemRoot", root);
   }
   std::string block;
   for (const auto& [name, value] : environment) {
@@ -169,27 +168,5 @@ ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& a
   run.err = started != 0 ? ReadWholeFile(err) : "cannot be started: error " + std::to_string(failure);
   return run;
 }
-
-std::map<std::string, std::string> CurrentEnvironment() {
-  std::map<std::string, std::string> variables;
-  char* block = GetEnvironmentStringsA();
-  for (const char* variable = block; *variable != '\0'; variable += std::string(variable).size() + 1) {
-    const std::string text = variable;
-    const std::size_t equals = text.find('=', 1);
-    if (equals != std::string::npos) {
-      variables[text.substr(0, equals)] = text.substr(equals + 1);
-    }
-  }
-  FreeEnvironmentStringsA(block);
-  return variables;
-}
-
-std::string ProgramDirectory() {
-  std::string path(MAX_PATH, '\0');
-  path.resize(GetModuleFileNameA(nullptr, path.data(), static_cast<DWORD>(path.size())));
-  return path.substr(0, path.rfind('\\'));
-}
-
-std::string BuiltProgram(const std::string& name) { return ProgramDirectory() + "\\" + name + ".exe"; }
 
 }  // namespace support
