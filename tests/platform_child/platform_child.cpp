@@ -1,9 +1,8 @@
 // Stands in for a tool: its first argument says what it does.
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -65,11 +64,6 @@ int Stay(const Arguments&) {
   return 0;
 }
 
-int Die(const Arguments&) {
-  std::fputs("before\n", stderr);
-  std::abort();
-}
-
 // Starts a tool itself and writes what it hears from it.
 int StartTool(const Arguments& arguments) {
   const auto stream = arguments[0] == "control" ? platform::StartControlTool(arguments[1] + arguments[2], "")
@@ -95,21 +89,9 @@ int ReadInput(const Arguments&) {
   return 0;
 }
 
-int CountInput(const Arguments&) {
-  int bytes = 0;
-  while (std::getchar() != EOF) {
-    ++bytes;
-  }
-  std::printf("%d\n", bytes);
-  return 0;
-}
-
 // Reports as a data mover whose server's name is a file with the lines to print.
 int Report(const Arguments& arguments) {
-  std::ifstream lines(arguments[3], std::ios::binary);
-  std::ostringstream text;
-  text << lines.rdbuf();
-  std::fputs(text.str().c_str(), stderr);
+  std::cerr << std::ifstream(arguments[3], std::ios::binary).rdbuf();
   return 0;
 }
 
@@ -122,10 +104,8 @@ int main(int argc, char** argv) {
                                                                   {"append", AppendLines},
                                                                   {"live-on", LiveOn},
                                                                   {"stay", Stay},
-                                                                  {"die", Die},
                                                                   {"start", StartTool},
                                                                   {"read-input", ReadInput},
-                                                                  {"count-input", CountInput},
                                                                   {"-b", Report}};
   const auto task = tasks.find(argc > 1 ? argv[1] : "");
   return task == tasks.end() ? 2 : task->second(Arguments(argv + 2, argv + argc));

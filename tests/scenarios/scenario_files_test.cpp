@@ -1,49 +1,4 @@
-// The scenarios that are told in files under `data`, and under a folder of its own there
-// what only one system can show: given tools that answer so, when this list comes in,
-// then these lines go out. A file holds several; what stands before its first "=== title" holds for all.
-//
-// A section begins with "--- " and is carried out where it stands. What a run finds:
-//   files          "name", "name SIZE" (of zeros), "name ~ SIZE" (of random bytes), "name = text", or a
-//                  directory "name\"
-//   age            "DAYS name": so old is that file or directory
-//   remove         names of files and directories
-//   lines NAME     the text of a file
-//   environment    NAME=value, or NAME alone to unset it
-//   parameters     lines added to the parameter file;   "parameter file" replaces it whole
-//   input          the lines of `in.lis`;   "standard input" the text on standard input
-//   tools          the tools' script
-//   peer           BRBACKUP's logs during the next run, an exchange each: "log" and lines, or "no log"
-//   interrupt NAME the next run is interrupted as soon as that file is there and holds the text of the lines;
-//                  then `interrupted` is made; when the run has ended, `over`
-//   meanwhile      a shell's commands (Linux alone) while the next run goes on, whose process is $PROCESS
-//   shell          a shell's commands, whose output is `said`; $TOOLS and $BIN are the folders of the
-//                  scripted tools and of the programs, $SAVESET and $SESSION the last ones
-//   program WORDS  what starts the program, in front of its path
-//   copied to NAME program and tools are those in a folder of that name
-//   server         the embedded server's tools instead of scripted ones, with a repository of its own
-//   tool WORDS     one of them, by hand: what it prints is `said`; {SESSION} and {SAVESET} are the last ones,
-//                  {SAVESET1} and so on those that a run told, in their order
-//   crowd N WORDS  one of them, called N times at once; what they print is sorted
-//   keep NAME      the directory and all below it, names, contents, times and modes, for "kept"; "keep bare
-//                  NAME" without the times and modes of directories
-//   remember NAME  {NAME} stands for the backup id that a run or a tool told last
-//   another run    uses all lists under `saptrace` during the next run
-//   run OPTIONS    with the caller's usual options in front;   "run only OPTIONS" without them
-// What is expected of it ("exit N" must follow each run):
-//   result         all lines of the output file; none if the section is not there
-//   calls          all calls of the tools;   "calls has" some of them
-//   trace          the whole trace;   "trace has" some lines in that order;   "trace lacks" texts
-//   trace counts   "N TEXT": so many of its lines hold the text
-//   mover trace, stdout, stderr     whole;   "stdout has" some lines of it
-//   heard          all lines that the peer found in its lists
-//   said           what the last tool printed, whole;   "said has" some lines;   "said names" as
-//                  many lines, each of which holds its text, of which " ... " may leave out something
-//   kept NAME      a directory that is as the last "keep" found one
-//   there, gone    names of files;   "file NAME" the lines of one;   "folder NAME" the names in one
-// In any line {NUL}, {CR}, {TAB} and { } stand for a character, {xNN} for the byte with that number,
-// {N*text} for N times the text, {DIR} for the scenario's directory and {/} for the system's separator. A
-// line that begins with {M-N} stands for as many as there are numbers from M to N, with the number in place
-// of each {n}.
+// The scenarios that are told in files under `data`, in the language of the page there.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -119,22 +74,11 @@ std::vector<ScenarioText> ReadScenarios(const std::string& directory) {
 }
 
 Lines Words(const std::string& text) {
+  static const std::regex word("(\"[^\"]*\"|[^ \"])+");
   Lines words;
-  bool inWord = false;
-  bool quoted = false;
-  for (const char c : text) {
-    quoted = quoted != (c == '"');
-    if (c == ' ' && !quoted) {
-      inWord = false;
-      continue;
-    }
-    if (!inWord) {
-      words.emplace_back();
-      inWord = true;
-    }
-    if (c != '"') {
-      words.back() += c;
-    }
+  for (std::sregex_iterator found(text.begin(), text.end(), word), end; found != end; ++found) {
+    words.push_back(found->str());
+    std::erase(words.back(), '"');
   }
   return words;
 }

@@ -1,30 +1,5 @@
-// Stands in for both tools of the backup product. Control tool and data mover are told apart by their
-// options; the environment variable SCRIPT names the text file that says what each call prints.
-//
-// A script is a list of answers. An answer begins with
-//   on VERB [N]        VERB: open openjob closejob close query backup restore; N: only the verb's Nth call
-// The call's numbered answer is taken, else the one without a number, else the default:
-//   open               reply=OK, SESSIONID=17
-//   openjob            reply=OK, JOBNAME=job, TAPE_SERVER=tape1; in a backup SAVESETNAME=SET<N>@tail
-//   closejob close query   reply=OK
-//   backup restore     !confirm all, then 3007 Operation successful
-// The lines of an answer are printed as they stand, except for
-//   !confirm all|N...  an item line for every item, or for the Nth
-//   !repeat N TEXT     TEXT N times
-//   !other TEXT        TEXT on the other stream
-//   !delete PATH       deletes a file
-//   !directory PATH    makes a directory
-//   !close             closes the stream and lives on
-//   !wait MS           or until the first request to end that `!watch` noted
-//   !watch             requests to end are noted from here on, and change nothing else
-//   !await PATH        until it is there
-//   !die               by a signal
-//   !exit N            with that status, else 0
-// A control tool prints on standard output, a mover on standard error.
-//
-// Every call appends a line to the file SCRIPT.calls: the tool and its arguments, quoted where they are
-// empty or hold a blank, a tab or a quote; below it, indented, the lines of the list file it got. A mover
-// holds a claim on SCRIPT.mover as long as it lives.
+// Stands in for both tools of the backup product. The page beside the scenarios tells the language of its
+// scripts.
 #include <algorithm>
 #include <csignal>
 #include <cstdio>

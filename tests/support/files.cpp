@@ -12,15 +12,10 @@ namespace support {
 namespace fs = std::filesystem;
 
 TemporaryDirectory::TemporaryDirectory() {
-  std::random_device random;
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    fs::path candidate = fs::temp_directory_path() / ("backint_test_" + std::to_string(random()));
-    if (fs::create_directory(candidate)) {
-      path_ = candidate.string();
-      return;
-    }
+  path_ = (fs::temp_directory_path() / ("backint_test_" + std::to_string(std::random_device()()))).string();
+  if (!fs::create_directory(path_)) {
+    throw std::runtime_error("cannot make " + path_);
   }
-  throw std::runtime_error("no temporary directory can be made");
 }
 
 TemporaryDirectory::~TemporaryDirectory() {

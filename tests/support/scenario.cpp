@@ -141,17 +141,12 @@ void Scenario::WriteText(const std::string& name, const std::string& text) const
   support::WriteWholeFile(Path(name), text);
 }
 
-Lines Scenario::ReadLines(const std::string& name) const {
-  if (!fs::is_regular_file(Path(name))) {
-    return {};
-  }
-  return SplitLines(support::ReadWholeFile(Path(name)));
+Lines Scenario::ReadText(const std::string& name) const {
+  return WithSystemEnds(SplitLines(support::ReadWholeFile(Path(name))));
 }
 
-Lines Scenario::ReadText(const std::string& name) const { return WithSystemEnds(ReadLines(name)); }
-
 Lines Scenario::NewLines(const std::string& name) {
-  Lines lines = ReadLines(name);
+  Lines lines = SplitLines(support::ReadWholeFile(Path(name)));
   std::size_t& seen = seen_[name];
   lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(std::min(seen, lines.size())));
   seen += lines.size();

@@ -43,8 +43,7 @@ class Scenario {
   void SetAge(const std::string& name, int days) const;
 
   void WriteText(const std::string& name, const std::string& text) const;
-  // The lines of a file, as they stand, and as a reader of this system's text sees them.
-  [[nodiscard]] Lines ReadLines(const std::string& name) const;
+  // The lines of a file, as a reader of this system's text sees them.
   [[nodiscard]] Lines ReadText(const std::string& name) const;
 
   // Waits until something of that name is there, and holds the text if it is a file; false after a minute.

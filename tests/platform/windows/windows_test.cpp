@@ -60,7 +60,7 @@ TEST(WindowsTools, ManyStartsLeaveNothingBehind) {
   const std::string child = support::BuiltProgram("platform_child");
   std::string line;
   const auto startBoth = [&] {
-    ASSERT_TRUE(platform::StartControlTool("\"" + child + "\" count-input", "")->ReadLine(line, 100));
+    ASSERT_TRUE(platform::StartControlTool("\"" + child + "\" read-input", "")->ReadLine(line, 100));
     ASSERT_FALSE(platform::StartDataMover(child, " arguments")->ReadLine(line, 100));
     ASSERT_FALSE(platform::StartDataMover(child + ".missing", " x")->ReadLine(line, 100));
   };
@@ -97,7 +97,7 @@ TEST(WindowsAppending, NewFilesAreTheirOwnersAlone) {
   std::string temporary;
   EXPECT_TRUE(platform::AppendLocked(log, "x"));
   const auto stream =
-      platform::StartControlTool("\"" + support::BuiltProgram("platform_child") + "\" count-input", errors);
+      platform::StartControlTool("\"" + support::BuiltProgram("platform_child") + "\" read-input", errors);
   const auto file = TextFile::CreateTemporary(directory.Path(), temporary);
   support::WriteWholeFile(directory.File("plain"), "");
   EXPECT_NE(RightsOf(directory.File("plain")).find(";;;WD)"), std::string::npos);
