@@ -102,8 +102,8 @@ TEST(TextFiles, ModesAndLineEnds) {
   EXPECT_TRUE(write(TextFile::Mode::kAppend, TextFile::LineEnd::kCarriageReturnLineFeed, "b\nc\n"));
   EXPECT_EQ(ReadWholeFile(path), "a\nb\r\nc\r\n");
   EXPECT_TRUE(write(TextFile::Mode::kCreate, TextFile::LineEnd::kSystem, "d\n"));
-  const auto file = TextFile::Open(path, TextFile::Mode::kRead);
-  EXPECT_EQ(ReadLines(*file, 100), (Lines{"d\n"}));
+  const bool unixLike = std::filesystem::path::preferred_separator == '/';
+  EXPECT_EQ(ReadWholeFile(path), unixLike ? "d\n" : "d\r\n");
 }
 
 TEST(TextFiles, WhatWasWrittenCanBeTakenBack) {

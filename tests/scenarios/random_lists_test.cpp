@@ -203,7 +203,6 @@ class RandomLists : public RunFixture, public testing::WithParamInterface<int> {
 
   Scenario scenario_;
   Dice dice_;
-  const fs::path outside_ = fs::current_path();
   Lines expected_;
   RunResult result_ = RunResult::kSuccess;
   int jobs_ = 0;

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <future>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <ostream>
 #include <regex>
@@ -74,11 +75,19 @@ std::vector<ScenarioText> ReadScenarios(const std::string& directory) {
 }
 
 Lines Words(const std::string& text) {
-  static const std::regex word("(\"[^\"]*\"|[^ \"])+");
   Lines words;
-  for (std::sregex_iterator found(text.begin(), text.end(), word), end; found != end; ++found) {
-    words.push_back(found->str());
-    std::erase(words.back(), '"');
+  bool inWord = false;
+  bool quoted = false;
+  for (const char c : text) {
+    quoted = quoted != (c == '"');
+    const bool between = c == ' ' && !quoted;
+    if (!between && !inWord) {
+      words.emplace_back();
+    }
+    inWord = !between;
+    if (inWord && c != '"') {
+      words.back() += c;
+    }
   }
   return words;
 }
@@ -268,11 +277,9 @@ class Told : public testing::TestWithParam<ScenarioText> {
       scenario_.program = starter_.front();
     } else if (word == "server") {
       scenario_.UseServer();
-    } else if (word == "tool") {
-      said_.clear();
-      TakeToolRun(ToolRun(Words(rest)));
-    } else if (word == "crowd") {
-      UseCrowd(Words(rest));
+    } else if (word == "tool" || word == "crowd") {
+      said_ = word == "tool" ? Say(Words(rest)) : SayAtOnce(Words(rest));
+      TakeIds(said_);
     } else if (word == "keep") {
       keptBare_ = rest.starts_with("bare ");
       kept_ = scenario_.Look(rest.substr(keptBare_ ? 5 : 0), keptBare_);
@@ -298,32 +305,27 @@ class Told : public testing::TestWithParam<ScenarioText> {
     return true;
   }
 
-  support::ProgramRun ToolRun(const Lines& words) const {
-    return support::RunProgram(support::BuiltProgram(words.front()), {words.begin() + 1, words.end()},
-                               scenario_.environment, scenario_.Directory());
-  }
-
-  void TakeToolRun(const support::ProgramRun& run) {
+  // What a tool prints: a text on one stream, and what the program reads with every byte on the other.
+  std::string Say(const Lines& words) const {
+    const support::ProgramRun run =
+        support::RunProgram(support::BuiltProgram(words.front()), {words.begin() + 1, words.end()},
+                            scenario_.environment, scenario_.Directory());
     EXPECT_GE(run.exitStatus, 0) << run.err;
     std::string out = run.out;
     out.erase(std::remove(out.begin(), out.end(), '\r'), out.end());
-    said_ += out + run.err;  // the one a text, the other read with every byte
-    TakeIds(said_);
+    return out + run.err;
   }
 
-  void UseCrowd(Lines words) {
-    std::vector<std::future<support::ProgramRun>> callers(std::stoul(words.front()));
-    words.erase(words.begin());
+  std::string SayAtOnce(const Lines& words) const {
+    std::vector<std::future<std::string>> callers(std::stoul(words.front()));
     for (auto& caller : callers) {
-      caller = std::async(std::launch::async, [&] { return ToolRun(words); });
+      caller = std::async(std::launch::async, [&] { return Say({words.begin() + 1, words.end()}); });
     }
-    std::multimap<std::string, support::ProgramRun> runs;
-    for (auto& caller : callers) {
-      const support::ProgramRun run = caller.get();
-      runs.emplace(run.out, run);
-    }
-    said_.clear();
-    std::for_each(runs.begin(), runs.end(), [this](const auto& run) { TakeToolRun(run.second); });
+    Lines said;
+    std::transform(callers.begin(), callers.end(), std::back_inserter(said),
+                   [](auto& one) { return one.get(); });
+    std::sort(said.begin(), said.end());
+    return std::accumulate(said.begin(), said.end(), std::string());
   }
 
   // Sessions and backup ids cannot be foretold.

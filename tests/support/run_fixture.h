@@ -16,6 +16,7 @@ class RunFixture : public testing::Test {
     Params().szTraceFile = directory_.File("trace.log");
     Params().szXfrTraceFile = directory_.File("mover.log");
   }
+  ~RunFixture() override { std::filesystem::current_path(outside_); }
 
   // The lines that a trace file got since the last look, as "source: message".
   static std::vector<std::string> TakeTrace(const std::string& path) {
@@ -30,6 +31,7 @@ class RunFixture : public testing::Test {
     return lines;
   }
 
+  const std::filesystem::path outside_ = std::filesystem::current_path();
   support::TemporaryDirectory directory_;
   RunRecords records_;
 

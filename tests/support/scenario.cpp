@@ -23,6 +23,10 @@ Lines SplitLines(const std::string& text) {
   return lines;
 }
 
+Lines FileLines(const fs::path& path) {
+  return fs::is_regular_file(path) ? SplitLines(support::ReadWholeFile(path)) : Lines();
+}
+
 // The lines of a text file of this system, without what stands in front of their line feeds on Windows.
 Lines WithSystemEnds(Lines lines) {
   for (std::string& line : lines) {
@@ -141,12 +145,10 @@ void Scenario::WriteText(const std::string& name, const std::string& text) const
   support::WriteWholeFile(Path(name), text);
 }
 
-Lines Scenario::ReadText(const std::string& name) const {
-  return WithSystemEnds(SplitLines(support::ReadWholeFile(Path(name))));
-}
+Lines Scenario::ReadText(const std::string& name) const { return WithSystemEnds(FileLines(Path(name))); }
 
 Lines Scenario::NewLines(const std::string& name) {
-  Lines lines = SplitLines(support::ReadWholeFile(Path(name)));
+  Lines lines = FileLines(Path(name));
   std::size_t& seen = seen_[name];
   lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(std::min(seen, lines.size())));
   seen += lines.size();

@@ -106,7 +106,6 @@ class MoverLines : public RunFixture {
     }
     std::filesystem::current_path(directory_.Path());
   }
-  ~MoverLines() override { std::filesystem::current_path(outside_); }
 
   // A mover that prints the job's lines, and what the whole program says of a run of it.
   void RunJob(const MoverJob& job) {
@@ -184,7 +183,6 @@ class MoverLines : public RunFixture {
     EXPECT_GT(confirmed_, static_cast<std::size_t>(count));
   }
 
-  const std::filesystem::path outside_ = std::filesystem::current_path();
   RunResult result_ = RunResult::kSuccess;
   Lines entries_;
   Lines trace_;

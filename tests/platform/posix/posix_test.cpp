@@ -78,27 +78,19 @@ TEST(PosixAppending, IntoWhatIsNoOrdinaryFile) {
   }
 }
 
-TEST(PosixAppending, AFullDiskTearsNoLine) {
+TEST(PosixAppending, ToNewFilesThatAreTheirOwnersAlone) {
+  const TemporaryDirectory directory;
+  EXPECT_TRUE(AppendLocked(directory.File("file"), "x"));
+  EXPECT_EQ(std::filesystem::status(directory.File("file")).permissions(), std::filesystem::perms(0600));
+}
+
+TEST(PosixFullDisk, IsToldAndTheTornPieceTakenBack) {
   const TemporaryDirectory directory;
   const std::string path = directory.File("file");
   EXPECT_TRUE(AppendLocked(path, "whole\n"));
   const SizeLimit limit(10);
   EXPECT_FALSE(AppendLocked(path, "too long\n"));
   EXPECT_EQ(ReadWholeFile(path), "whole\n");
-}
-
-TEST(PosixAppending, NewFilesAreTheirOwnersAlone) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.File("file");
-  EXPECT_TRUE(AppendLocked(path, "x"));
-  EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600));
-}
-
-TEST(PosixTextFiles, AFullDiskIsToldAndTheTornPieceTakenBack) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.File("file");
-  support::WriteWholeFile(path, "whole\n");
-  const SizeLimit limit(10);
   const auto file = TextFile::Open(path, TextFile::Mode::kAppend);
   ASSERT_NE(file, nullptr);
   EXPECT_TRUE(file->Write("too long\n"));
@@ -108,11 +100,7 @@ TEST(PosixTextFiles, AFullDiskIsToldAndTheTornPieceTakenBack) {
   EXPECT_EQ(ReadWholeFile(path), "whole\n");
 }
 
-TEST(PosixTextFiles, SystemLineEndAndReadErrors) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.File("file");
-  EXPECT_TRUE(TextFile::Open(path, TextFile::Mode::kCreate)->Write("a\n"));
-  EXPECT_EQ(ReadWholeFile(path), "a\n");
+TEST(PosixTextFiles, DevicesAndReadErrors) {
   EXPECT_EQ(TextFile::Open("/dev/null", TextFile::Mode::kRead), nullptr);
   // The memory of a process reads as a file until a hole in it.
   const auto memory = TextFile::Open("/proc/self/mem", TextFile::Mode::kRead);

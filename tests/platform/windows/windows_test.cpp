@@ -106,13 +106,6 @@ TEST(WindowsAppending, NewFilesAreTheirOwnersAlone) {
   }
 }
 
-TEST(WindowsTextFiles, SystemLineEnd) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.File("file");
-  EXPECT_TRUE(TextFile::Open(path, TextFile::Mode::kCreate)->Write("a\n"));
-  EXPECT_EQ(support::ReadWholeFile(path), "a\r\n");
-}
-
 TEST(WindowsNames, NoNameIsOfAnotherSystem) {
   EXPECT_FALSE(platform::IsSystemName("/a"));
   EXPECT_EQ(platform::ToSystemForm("/a/b"), "\\a\\b");

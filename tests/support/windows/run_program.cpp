@@ -7,6 +7,7 @@
 
 #include <future>
 #include <optional>
+#include <regex>
 #include <stdexcept>
 #include <thread>
 
@@ -17,19 +18,10 @@ namespace {
 
 // Quotes one argument so that the C runtime of the child takes it for one.
 std::string Quoted(const std::string& argument) {
-  std::string text = "\"";
-  std::size_t backslashes = 0;
-  for (const char c : argument) {
-    if (c == '\\') {
-      ++backslashes;
-      continue;
-    }
-    text.append(c == '"' ? 2 * backslashes + 1 : backslashes, '\\');
-    backslashes = 0;
-    text += c;
-  }
-  text.append(2 * backslashes, '\\');
-  return text + "\"";
+  static const std::regex beforeQuote("(\\\\*)\"");
+  static const std::regex atEnd("(\\\\+)$");
+  const std::string inner = std::regex_replace(argument, beforeQuote, "$1$1\\\"");
+  return '"' + std::regex_replace(inner, atEnd, "$1$1") + '"';
 }
 
 HANDLE OutputFile(const std::string& path) {
