@@ -1,5 +1,4 @@
-/* The list library where the memory is exhausted: `exhausted NUMBER` calls one of the functions that need
- * some. */
+/* The list library where the memory is exhausted: the argument tells which function needs some. */
 #include <stdlib.h>
 
 static int isExhausted;
@@ -13,25 +12,14 @@ static void* ScarceMalloc(size_t size) { return isExhausted ? NULL : malloc(size
 static int Compare(void* first, void* second) { return first < second; }
 
 int main(int argc, char** argv) {
+  const int which = argc > 1 ? atoi(argv[1]) : 0;
   LLNode* list = ConsLL();
-  InsFirstLLf(list, 1, "a");
-  isExhausted = 1;
-  switch (argc > 1 ? atoi(argv[1]) : 0) {
-    case 1:
-      InsBefLLf(FirstElmLL(list), 1, "b");
-      break;
-    case 2:
-      ConsCopyLL(list);
-      break;
-    case 3:
-      LookInLL(list);
-      break;
-    case 4:
-      SysSortLL(list, Compare);
-      break;
-    default:
-      MergeSortLL(list, Compare);
-  }
+  void* element = InsFirstLLf(list, 1, "a");
+  isExhausted = which > 0;
+  if (which == 1) InsBefLLf(element, 1, "b");
+  if (which == 2) ConsCopyLL(list);
+  if (which == 3) LookInLL(list);
+  if (which == 4) SysSortLL(list, Compare);
   DestLL(list);
   return 0;
 }
