@@ -55,12 +55,8 @@ std::string Message(const std::string& line) {
 
 Lines Messages(Lines lines) {
   for (std::string& line : lines) {
-    if (line.empty() || line.back() != '\r') {
-      line += "<no CR LF>";
-    } else {
-      line.pop_back();
-    }
-    line = Message(line);
+    const bool ended = line.ends_with('\r');
+    line = Message(line.substr(0, line.size() - (ended ? 1 : 0)) + (ended ? "" : "<no CR LF>"));
   }
   return lines;
 }

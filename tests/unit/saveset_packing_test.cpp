@@ -11,14 +11,12 @@
 
 namespace {
 
-using Savesets = std::vector<std::vector<std::string>>;
-
-Savesets Names(const std::vector<ItemList>& savesets) {
-  Savesets names;
+std::string Text(const std::vector<ItemList>& savesets) {
+  std::string text;
   for (const ItemList& saveset : savesets) {
-    names.emplace_back(saveset.begin(), saveset.end());
+    text += JoinItems(saveset) + " | ";
   }
-  return names;
+  return text;
 }
 
 // The plan step by step: a sorted list, walked whole for each saveset and searched whole for each record.
@@ -38,7 +36,7 @@ class StepByStep {
     }
   }
 
-  Savesets savesets;
+  std::vector<ItemList> savesets;
   std::string messages;
 
  private:
@@ -51,7 +49,7 @@ class StepByStep {
     const std::string before = messages;
     savesets.emplace_back();
     Walk(1);
-    if (savesets.back().empty()) {
+    if (savesets.back().Empty()) {
       messages = before;
       Walk(fresh - sorted_.begin() + 1);
     }
@@ -113,7 +111,7 @@ class StepByStep {
     messages += "backint_util: INFO: Putting file [" + file.name + "] into saveset (~" +
                 std::to_string(file.sizeMb) + "Mb).\n";
     placed_.push_back(file);
-    savesets.back().push_back(file.name);
+    savesets.back().Push(file.name);
     positions_.insert(std::upper_bound(positions_.begin(), positions_.end(), position), position);
   }
   void Close(long long total) {
@@ -153,11 +151,7 @@ TEST_F(SavesetPacking, FillsSavesetsAsTold) {
     for (std::string name; names >> name;) {
       files.push_back({name, ToNumber(name)});
     }
-    std::string savesets;
-    for (const ItemList& saveset : PackSavesets(files, test.maximum)) {
-      savesets += JoinItems(saveset) + " | ";
-    }
-    EXPECT_EQ(savesets, test.savesets);
+    EXPECT_EQ(Text(PackSavesets(files, test.maximum)), test.savesets);
   }
 }
 
@@ -175,7 +169,7 @@ TEST_F(SavesetPacking, AgreesWithThePlanStepByStep) {
       file = upTo(4) == 0 ? files.front() : FileRecord{std::to_string(upTo(12)), upTo(std::max(largest, 0))};
     }
     const StepByStep expected(files, maximum);
-    ASSERT_EQ(Names(PackSavesets(files, maximum)), expected.savesets) << expected.messages;
+    ASSERT_EQ(Text(PackSavesets(files, maximum)), Text(expected.savesets)) << expected.messages;
     if (round < kTracedRounds) {
       ASSERT_EQ(Join(TakeTrace(Params().szTraceFile)), expected.messages);
     }
