@@ -16,11 +16,10 @@ struct ProgramRun {
   std::string err;
 };
 
-// Starts a program and waits for its end. `environment` is complete: nothing else is passed on (but what
-// no program of the system starts without). Standard input is a pipe that holds `standardInput`. `meanwhile`
-// is called with the program's process number while it runs, on a terminal of its own where only a terminal's
-// processes can be interrupted; an empty standard input has no end until it
-// returns.
+// Starts a program and waits for its end. `environment` is complete, but for what no program of the system
+// starts without. Standard input is a pipe that holds `standardInput`; an empty one ends with `meanwhile`,
+// which is called with the program's process number while it runs (on a terminal of its own where only a
+// terminal's processes can be interrupted).
 ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& arguments,
                       const std::map<std::string, std::string>& environment,
                       const std::string& workingDirectory, const std::string& standardInput = "",

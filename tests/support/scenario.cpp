@@ -39,7 +39,7 @@ Lines WithSystemEnds(Lines lines) {
 
 // The name that the program proposes for a saveset holds the time.
 std::string WithoutTime(const std::string& text) {
-  static const std::regex proposed("ABC_+[0-9]{10}");
+  static const std::regex proposed("ABC_{3}[0-9]{10}");
   return text.find("ABC_") == std::string::npos ? text : std::regex_replace(text, proposed, "ABC___<TIME>");
 }
 

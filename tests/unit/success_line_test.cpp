@@ -1,7 +1,6 @@
 // Random jobs and random lines of a mover: what the program makes of them, and tells in its trace, is what
 // the plain loops make of them.
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -62,6 +61,7 @@ std::string RandomLine(const MoverJob& job, Dice& dice) {
          (dice.OneIn(2) ? path : Altered(path, dice));
   return dice.One({"-3108 Item processed successfully ", "-3108 Item processed successfully ",
                    "-3108 Item processed successfully ", "Item processed successfully -3108] ",
+                   "3108 Item processed successfully ",
                    "3007 Operation successful -3108 Item processed successfully ", "-3108 Item processed "}) +
          dice.One({"[", "[", "[", "[", "[", "[", "", "[["}) + path + dice.One({"", "", "", "", "/", "\\"}) +
          dice.One({"]", "]", "]", "]", "]", "]", "", "] a", "]]", "]\r", "\r"});

@@ -1,8 +1,9 @@
-// A full disk under the switch files.
+// A full disk under the switch files and the output file.
 #include "backint/backint_func/switch_files.h"
 
 #include <filesystem>
 
+#include "backint/backint_func/result_line.h"
 #include "support/posix/size_limit.h"
 #include "support/run_fixture.h"
 
@@ -28,11 +29,12 @@ TEST_F(PosixFullDisk, AListThatDoesNotFitIsNotLeft) {
   EXPECT_FALSE(fs::exists(directory_.File(".switch.lis")) || fs::exists(directory_.File(".switch.sem")));
 }
 
-TEST_F(PosixFullDisk, ALogThatDoesNotFitLeavesNoTornLine) {
+TEST_F(PosixFullDisk, ALogOrAResultThatDoesNotFitLeavesNoTornLine) {
   Params().szOutFile = directory_.File("out.lis");
   support::WriteWholeFile(Params().szOutFile, "#SAVED SET1 a\n");
   support::WriteWholeFile(directory_.File(".switch.log"), std::string(990, 'x') + "\n");
   EXPECT_EQ(ReadSwitchLog(), RunResult::kFailure);
+  EXPECT_EQ(WriteBackupResult(std::string(1000, 'b'), ItemStatus::kDone), RunResult::kFailure);
   EXPECT_EQ(support::ReadWholeFile(Params().szOutFile), "#SAVED SET1 a\n");
 }
 
