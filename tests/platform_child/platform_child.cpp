@@ -80,12 +80,12 @@ int StartTool(const Arguments& arguments) {
 int ReadInput(const Arguments&) {
   const auto input = platform::TextFile::StandardInput();
   std::string line;
-  do {
+  for (int reading = 1; reading == 1 || (reading == 2 && input->Rewind()); ++reading) {
     while (input->ReadLine(line, 20479)) {
       std::printf("%s", line.c_str());
     }
     std::printf("--\n");
-  } while (input->Rewind());
+  }
   return 0;
 }
 
