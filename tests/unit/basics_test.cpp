@@ -4,10 +4,11 @@
 #include <filesystem>
 
 #include "backint/backint_list/item_list.h"
+#include "backint/backint_util/input_list.h"
 #include "backint/backint_util/path.h"
 #include "backint/backint_util/text.h"
 #include "platform/platform.h"
-#include "support/run_program.h"
+#include "support/run_fixture.h"
 
 namespace {
 
@@ -87,6 +88,14 @@ TEST(Path, ARelocatedItemKeepsItsLastComponent) {
       EXPECT_EQ(moved, expected);
     }
   }
+}
+
+using Sizes = RunFixture;
+
+TEST_F(Sizes, AFileThatWentAwayIsToldWithTheSystemsNumber) {
+  EXPECT_EQ(GetFileSizeMb(directory_.File("gone")), -1);
+  const std::string trace = support::ReadWholeFile(Params().szTraceFile);
+  EXPECT_NE(trace.find(":: Invalid File Handle. Get Last Error reports 2\r\n"), std::string::npos) << trace;
 }
 
 }  // namespace
