@@ -92,6 +92,16 @@ TEST(Path, ARelocatedItemKeepsItsLastComponent) {
 
 using Sizes = RunFixture;
 
+TEST_F(Sizes, CountHalfAMegabyteDownAndMoreUp) {
+  const std::pair<std::uintmax_t, int> cases[] = {{524288, 0}, {524289, 1}, {1572864, 1}, {1572865, 2}};
+  const std::string file = directory_.File("file");
+  support::WriteWholeFile(file, "");
+  for (const auto& [bytes, megabytes] : cases) {
+    std::filesystem::resize_file(file, bytes);
+    EXPECT_EQ(GetFileSizeMb(file), megabytes) << bytes;
+  }
+}
+
 TEST_F(Sizes, AFileThatWentAwayIsToldWithTheSystemsNumber) {
   EXPECT_EQ(GetFileSizeMb(directory_.File("gone")), -1);
   const std::string trace = support::ReadWholeFile(Params().szTraceFile);
