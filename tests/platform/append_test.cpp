@@ -18,7 +18,7 @@ using support::TemporaryDirectory;
 
 TEST(Appending, ManyProcessesLoseAndTearNothing) {
   constexpr int kWriters = 10;
-  constexpr int kLines = 500;
+  constexpr int kLines = 2000;
   const TemporaryDirectory directory;
   const std::string path = directory.File("new.log");
   std::vector<std::thread> writers;
