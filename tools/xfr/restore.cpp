@@ -116,9 +116,8 @@ std::string Restorer::WhyNot(const std::string& name) const {
     return "a name with a separator at its end cannot go into another directory: ask for it without";
   }
   if (!CanReportRestored(name, place, IsAlone())) {
-    return "a directory that is there, or is asked for with a separator at its end, and has a ] in its name "
-           "cannot be "
-           "reported: move it away, and ask for it without";
+    return "a directory with a ] in its name cannot be reported while it is there, or by a name with a "
+           "separator at its end: move it away, and ask for it without";
   }
   return "";
 }
