@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "backint/backint_func/xfr_run.h"
-#include "backint/run_records.h"
+#include "backint/base/run_records.h"
+#include "backint/server/xfr_run.h"
 #include "platform/platform.h"
 
 namespace {

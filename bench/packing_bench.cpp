@@ -5,8 +5,8 @@
 #include <functional>
 #include <random>
 
-#include "backint/backint_util/saveset_packing.h"
-#include "backint/run_records.h"
+#include "backint/backup/saveset_packing.h"
+#include "backint/base/run_records.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <sstream>
 #include <string>
 
-#include "backint/backint_func/trace.h"
-#include "backint/run_records.h"
+#include "backint/base/run_records.h"
+#include "backint/base/trace.h"
 #include "platform/platform.h"
 
 namespace {

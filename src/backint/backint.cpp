@@ -5,17 +5,17 @@
 #include <optional>
 #include <string>
 
-#include "backint/backint_back/backup.h"
-#include "backint/backint_func/com_interface.h"
-#include "backint/backint_func/parameter_file.h"
-#include "backint/backint_func/run_environment.h"
-#include "backint/backint_func/trace.h"
-#include "backint/backint_inqu/inquire.h"
-#include "backint/backint_rest/restore.h"
-#include "backint/backint_util/print.h"
-#include "backint/backint_util/text.h"
-#include "backint/getopt.h"
-#include "backint/run_records.h"
+#include "backint/backup/backup.h"
+#include "backint/base/print.h"
+#include "backint/base/run_records.h"
+#include "backint/base/text.h"
+#include "backint/base/trace.h"
+#include "backint/inquire/inquire.h"
+#include "backint/restore/restore.h"
+#include "backint/server/com_interface.h"
+#include "backint/setup/getopt.h"
+#include "backint/setup/parameter_file.h"
+#include "backint/setup/run_environment.h"
 #include "common/trace_hook.h"
 #include "platform/platform.h"
 

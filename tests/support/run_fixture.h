@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "backint/run_records.h"
+#include "backint/base/run_records.h"
 #include "support/run_program.h"
 
 class RunFixture : public testing::Test {

@@ -3,10 +3,10 @@
 
 #include <filesystem>
 
-#include "backint/backint_list/item_list.h"
-#include "backint/backint_util/input_list.h"
-#include "backint/backint_util/path.h"
-#include "backint/backint_util/text.h"
+#include "backint/base/item_list.h"
+#include "backint/base/path.h"
+#include "backint/base/text.h"
+#include "backint/caller/input_list.h"
 #include "platform/platform.h"
 #include "support/run_fixture.h"
 

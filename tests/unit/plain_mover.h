@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "backint/backint_util/path.h"
-#include "backint/backint_util/text.h"
-#include "backint/run_records.h"
+#include "backint/base/path.h"
+#include "backint/base/run_records.h"
+#include "backint/base/text.h"
 #include "platform/platform.h"
 #include "support/scenario.h"
 

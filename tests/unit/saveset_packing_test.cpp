@@ -1,11 +1,11 @@
-#include "backint/backint_util/saveset_packing.h"
+#include "backint/backup/saveset_packing.h"
 
 #include <algorithm>
 #include <array>
 #include <random>
 #include <sstream>
 
-#include "backint/backint_util/text.h"
+#include "backint/base/text.h"
 #include "support/run_fixture.h"
 #include "support/scenario.h"
 

@@ -1,6 +1,6 @@
 // The exchange with BRBACKUP in this process: the clock is replaced, and each sleep is the other side's
 // chance to act.
-#include "backint/backint_func/switch_files.h"
+#include "backint/caller/switch_files.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <functional>
 #include <thread>
 
-#include "backint/backint_back/backup_online.h"
+#include "backint/backup/backup_online.h"
 #include "platform/platform.h"
 #include "support/run_fixture.h"
 #include "support/scenario.h"

@@ -1,6 +1,6 @@
 #include "store/marker.h"
 
-#include "backint/backint_util/dir_marker.h"
+#include "backint/base/marker_name.h"
 #include "platform/data_file.h"
 #include "store/digest.h"
 #include "store/names.h"

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "backint/backint_util/text.h"
+#include "backint/base/text.h"
 #include "common/cm_common.h"
 #include "platform/data_file.h"
 #include "platform/platform.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "backint/backint_util/path.h"
+#include "backint/base/path.h"
 #include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/names.h"

@@ -1,7 +1,7 @@
 #include "xfr/request.h"
 
-#include "backint/backint_util/path.h"
-#include "backint/backint_util/text.h"
+#include "backint/base/path.h"
+#include "backint/base/text.h"
 #include "platform/platform.h"
 #include "store/command_line.h"
 #include "store/names.h"

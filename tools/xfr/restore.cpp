@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "backint/backint_util/path.h"
+#include "backint/base/path.h"
 #include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/marker.h"

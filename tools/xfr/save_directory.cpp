@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "backint/backint_util/path.h"
+#include "backint/base/path.h"
 #include "platform/platform.h"
 #include "platform/tree.h"
 #include "store/names.h"

@@ -1,9 +1,9 @@
 // A full disk under the switch files and the output file.
-#include "backint/backint_func/switch_files.h"
+#include "backint/caller/switch_files.h"
 
 #include <filesystem>
 
-#include "backint/backint_func/result_line.h"
+#include "backint/caller/result_line.h"
 #include "support/posix/size_limit.h"
 #include "support/run_fixture.h"
 

@@ -1,0 +1,203 @@
+#include "backint/backup/backup.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "backint/backup/backup_job.h"
+#include "backint/backup/saveset_packing.h"
+#include "backint/base/interrupt.h"
+#include "backint/base/path.h"
+#include "backint/base/text.h"
+#include "backint/base/trace.h"
+#include "backint/caller/bi_files.h"
+#include "backint/caller/input_list.h"
+#include "backint/caller/result_line.h"
+#include "backint/server/com_interface.h"
+#include "platform/platform.h"
+
+namespace {
+
+constexpr const char* kTraceSource = "backint_back";
+
+// An item that is not handed to any job.
+void ReportRefusedItem(const std::string& item) {
+  static_cast<void>(WriteBackupResult(item, ItemStatus::kFailed));
+}
+
+// The one job of a run in which every item is a log file: the mover reads the input file itself.
+RunResult RunLogJob(const InputFile& input) {
+  TRACE(3, "INFO: ....Log Files Backup .....");
+  SpooledInput spool;
+  if (!input.rereadable && !spool.Write(input.lines)) {
+    for (const std::string& item : input.lines) {
+      ReportRefusedItem(item);
+    }
+    return RunResult::kFailure;
+  }
+  Params().bLogsRun = true;
+  Params().szInFile = input.rereadable ? input.path : spool.Path();
+  const RunResult result = BackupJob({});
+  TRACE(3, "INFO: ....Backuping file list finished with code :%d.\n", NumberOf(result));
+  return result;
+}
+
+// The redo logs and control files of an ordinary list, in a job of their own ahead of the others. False if
+// the items cannot be worked through at all.
+bool RunSpecialJob(const ItemList& items, RunResult& result) {
+  std::unique_ptr<OwnList> list;
+  if (SplitRedoAndControlFiles(items, list) == RunResult::kFailure) {
+    TRACE(1, "ERROR: There was error on checking online redo logs in list.");
+    return false;
+  }
+  if (list == nullptr) {
+    return true;
+  }
+  if (platform::TextFile::Open(list->Path(), platform::TextFile::Mode::kRead) == nullptr) {
+    TRACE(1, "ERROR: There was error on opening new online redo log input file.");
+    return false;
+  }
+  Params().bLogsRun = true;
+  Params().szInFile = list->Path();
+  TRACE(3, "INFO: ... Backuping online redo log separately ...");
+  FoldResult(result, BackupJob({}));
+  TRACE(3, "INFO: Finished online redo log");
+  platform::RemoveFile(list->Path());
+  TRACE(3, "INFO: Deleting temporary input file:[%s].", list->Path().c_str());
+  Params().bLogsRun = false;
+  return true;
+}
+
+bool BelongsToSpecialJob(const std::string& item) {
+  if (IsOnlineRedoLog(item)) {
+    TRACE(3, "INFO: Skipping online redo log (already backed up in its own session): [%s].", item.c_str());
+    return true;
+  }
+  if (IsControlFile(item)) {
+    TRACE(3, "INFO: Skipping control file (already backed up in its own session): [%s].", item.c_str());
+    return true;
+  }
+  return false;
+}
+
+bool IsRootDirectory(const std::string& item) {
+  const std::size_t end = item.find_last_not_of("/\\");
+  return end == std::string::npos || (end == 1 && item[1] == ':');
+}
+
+// Whether the item, which is there, is one that no job can take; that is told and counts as a failure.
+bool IsRefused(const std::string& item) {
+  if (IsUnsavableName(item)) {
+    TRACE(1, "ERROR: a name with a backslash cannot be backed up: %s.", item.c_str());
+    return true;
+  }
+  if (IsDirectory(item) && IsRootDirectory(item)) {
+    TRACE(1, "ERROR: a root directory cannot be backed up: %s.", item.c_str());
+    return true;
+  }
+  return false;
+}
+
+void RunDirectoryJob(const std::string& item, RunResult& result) {
+  Params().bDirItem = true;
+  const RunResult jobResult = BackupJob({item});
+  FoldResult(result, jobResult);
+  TRACE(3, "INFO: ....Backuping finished with code :%d.\n", NumberOf(jobResult));
+  Params().bDirItem = false;
+}
+
+void TakeFile(const std::string& item, std::vector<FileRecord>& files) {
+  const std::int32_t size = GetFileSizeMb(item);
+  files.push_back({item, size < 0 ? 0 : size});
+}
+
+// One item of an ordinary list: reported at once, saved at once as a directory, or put to the files that wait
+// for their saveset.
+void HandleItem(const std::string& item, std::vector<FileRecord>& files, RunResult& result) {
+  if (!IsUnsavableName(item) && !FileExists(item)) {
+    TRACE(2, "WARNING: item from input file does not exist: %s.", item.c_str());
+    ReportRefusedItem(item);
+  } else if (IsRefused(item)) {
+    ReportRefusedItem(item);
+    FoldResult(result, RunResult::kFailure);
+  } else if (IsDirectory(item)) {
+    RunDirectoryJob(item, result);
+  } else {
+    TakeFile(item, files);
+  }
+}
+
+// Works through the items; what is left is the files.
+std::vector<FileRecord> HandleItems(const ItemList& items, RunResult& result) {
+  std::vector<FileRecord> files;
+  for (const std::string& item : items) {
+    if (IsUnsavableName(item) || !BelongsToSpecialJob(item)) {
+      HandleItem(item, files, result);
+    }
+  }
+  return files;
+}
+
+void TellSaveset(const ItemList& names) {
+  std::string joined;
+  if (JoinUpTo(names, kShownListWidth, joined)) {
+    TRACE(3, "INFO: ....Backuping File Item(s) ..... %s.", joined.c_str());
+  } else {
+    TRACE(3, "INFO: ....Backuping File Item(s) .....");
+  }
+}
+
+void RunSavesetJobs(std::vector<FileRecord> files, RunResult& result) {
+  const std::vector<ItemList> savesets = PackSavesets(std::move(files), ToNumber(Params().szSavesetSize));
+  for (const ItemList& names : savesets) {
+    TellSaveset(names);
+    const RunResult jobResult = BackupJob(names);
+    FoldResult(result, jobResult);
+    TRACE(3, "INFO: ....Backuping finished with code :%d.\n", NumberOf(jobResult));
+  }
+}
+
+RunResult RunJobs(const InputFile& input) {
+  RunResult result = RunResult::kSuccess;
+  if (IsLogFileList(input.lines)) {
+    return RunLogJob(input);
+  }
+  Params().bLogsRun = false;
+  if (!RunSpecialJob(input.lines, result)) {
+    return RunResult::kFailure;
+  }
+  RunSavesetJobs(HandleItems(input.lines, result), result);
+  return result;
+}
+
+RunResult ProcessBackupList(const InputFile& input) {
+  if (RunComInterface(ComOperation::kOpenSession) == RunResult::kFailure) {
+    TRACE(1, "ERROR: xfr_com_interface backup call [OPEN_SESSION] returned error.");
+    return RunResult::kFailure;
+  }
+  TraceInputList(input.lines);
+  RunResult result = RunJobs(input);
+  if (RunIsInterrupted()) {
+    result = RunResult::kFailure;
+  }
+  Params().nSessionState = StateOf(result);
+  if (RunComInterface(ComOperation::kCloseSession) == RunResult::kFailure) {
+    TRACE(1, "ERROR: xfr_com_interface backup call [CLOSE_SESSION] returned error.");
+    return RunResult::kFailure;
+  }
+  return result;
+}
+
+}  // namespace
+
+RunResult Backup() {
+  TRACE(1, "INFO: Backup() ...");
+  const std::optional<InputFile> input = OpenInputFile(Params().szInFile);
+  if (!input) {
+    return RunResult::kFailure;
+  }
+  const RunResult result = ProcessBackupList(*input);
+  TRACE(1, "INFO: Backup() finished. Return value: %d.", NumberOf(result));
+  return result;
+}

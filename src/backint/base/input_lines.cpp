@@ -1,0 +1,14 @@
+#include "backint/base/input_lines.h"
+
+#include "backint/base/run_records.h"
+#include "backint/base/text.h"
+
+bool InputLines::Next(std::string& line) {
+  while (file_.ReadLine(line, kPathWidth)) {
+    StripNewline(line);
+    if (!IsEmptyLine(line)) {
+      return true;
+    }
+  }
+  return false;
+}

@@ -1,0 +1,45 @@
+#include "backint/base/run_records.h"
+
+#include <memory>
+
+namespace {
+
+std::unique_ptr<BackintParams> params;
+std::unique_ptr<SessionData> session;
+
+}  // namespace
+
+void FoldResult(RunResult& stored, RunResult next) {
+  if (NumberOf(next) > NumberOf(stored)) {
+    stored = next;
+  }
+}
+
+BackintParams& Params() { return *params; }
+SessionData& Session() { return *session; }
+
+RunRecords::RunRecords() {
+  params = std::make_unique<BackintParams>();
+  session = std::make_unique<SessionData>();
+}
+
+RunRecords::~RunRecords() {
+  session.reset();
+  params.reset();
+}
+
+void SetDefaults() {
+  BackintParams& run = Params();
+  run.szFunction = "BACKUP";
+  run.szType = "FILE";
+  run.szParFile = "NO";
+  run.szInFile = "STDIN";
+  run.szOutFile = "STDOUT";
+  run.bAttended = true;
+  run.nTraceLevel = 3;
+  run.szTraceFile = "backint";
+  run.szXfrTraceFile = "xfr";
+  run.szSavesetSize = "50000";
+  Session().szXfrTraceLevel = "2";
+  Session().szComTraceLevel = "2";
+}

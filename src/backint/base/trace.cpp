@@ -1,0 +1,147 @@
+#include "backint/base/trace.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "backint/base/path.h"
+#include "backint/base/run_records.h"
+#include "backint/base/text.h"
+#include "platform/platform.h"
+
+namespace {
+
+constexpr std::size_t kLineWidth = 2047;
+constexpr std::size_t kTraceFWidth = 4095;
+
+// Lines that wait for the end of the outermost batch, for each of the two files.
+int openBatches = 0;
+std::string waitingTrace;
+std::string waitingXfrTrace;
+
+// The name of a module: of a path only what stands behind its last backslash.
+const char* ModuleName(const char* source) {
+  const char* last = std::strrchr(source, '\\');
+  return last != nullptr && last[1] != '\0' ? last + 1 : source;
+}
+
+// A message that ends in carriage return and line feed leaves one line end, not two.
+void DropDoubledLineEnd(std::string& line) {
+  if (line.size() >= 3 && line[line.size() - 3] == '\r') {
+    line.replace(line.size() - 3, 3, "\n");
+  }
+}
+
+std::string WithCarriageReturns(const std::string& line) {
+  std::string text;
+  text.reserve(line.size() + 2);
+  for (const char character : line) {
+    if (character == '\n') {
+      text += '\r';
+    }
+    text += character;
+  }
+  return text;
+}
+
+std::string TraceLine(const char* source, int number, std::string_view message) {
+  const platform::LocalTime now = platform::LocalTimeNow();
+  std::array<char, kLineWidth + 1> buffer{};
+  const int shown = static_cast<int>(std::min(message.size(), kShownMessageWidth));
+  std::snprintf(buffer.data(), buffer.size(), "KVB:(%d): %02d%02d%02d:%15s:(%4d):: %.*s%.50s\n",
+                platform::ProcessId(), now.hour, now.minute, now.second, ModuleName(source), number, shown,
+                message.data(), "");
+  std::string line(buffer.data());
+  DropDoubledLineEnd(line);
+  return WithCarriageReturns(line);
+}
+
+int Append(const std::string& path, std::string& waiting, const std::string& line) {
+  if (openBatches > 0) {
+    waiting += line;
+    return 1;
+  }
+  return platform::AppendLocked(path, line) ? 1 : -1;
+}
+
+void WriteWaiting(const std::string& path, std::string& waiting) {
+  if (!waiting.empty()) {
+    platform::AppendLocked(path, waiting);
+    waiting.clear();
+  }
+}
+
+std::string TraceFileName(const std::string& base) {
+  const BackintParams& run = Params();
+  return WithSeparator(run.szSapDataHome) + "saptrace\\" + base + "_" + run.szOracleSid + ".log";
+}
+
+void SetName(std::string& field, const std::string& base) {
+  field = TraceFileName(base);
+  std::fprintf(stderr, "Trace file: %s\n", field.c_str());
+}
+
+}  // namespace
+
+bool TraceShows(int level) { return Params().nTraceLevel != 0 && level <= Params().nTraceLevel; }
+
+int WriteTrace(const char* source, int line, std::string_view message, int level) {
+  if (!TraceShows(level)) {
+    return 0;
+  }
+  return Append(Params().szTraceFile, waitingTrace, TraceLine(source, line, message));
+}
+
+int WriteXfrTrace(const char* source, int line, std::string_view message) {
+  return Append(Params().szXfrTraceFile, waitingXfrTrace, TraceLine(source, line, message));
+}
+
+void TraceFormatted(int level, const char* format, ...) {
+  if (!TraceShows(level)) {
+    return;
+  }
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::string text = FormatArguments(format, arguments);
+  va_end(arguments);
+  if (text.size() > kTraceFWidth) {
+    text.resize(kTraceFWidth);
+  }
+  WriteTrace("backint_func", __LINE__, text, level);
+}
+
+TraceBatch::TraceBatch() { ++openBatches; }
+
+TraceBatch::~TraceBatch() {
+  if (--openBatches == 0) {
+    WriteOut();
+  }
+}
+
+void TraceBatch::WriteOut() {
+  WriteWaiting(Params().szXfrTraceFile, waitingXfrTrace);
+  WriteWaiting(Params().szTraceFile, waitingTrace);
+}
+
+void SetTraceFileName(std::string& field) { SetName(field, field == "backint" ? "backint" : "xfr"); }
+
+void SetComTraceFileName(std::string& field) { SetName(field, "xfr_com"); }
+
+void TraceCommandParameters() {
+  constexpr const char* kTraceSource = "backint_func";
+  const BackintParams& run = Params();
+  TRACE(3, "INFO: Command Parameters::::::");
+  TRACE(3, "INFO: \tUser Id: %s", run.szUserId.c_str());
+  TRACE(3, "INFO: \tFunction: %s", run.szFunction.c_str());
+  TRACE(3, "INFO: \tType: %s", run.szType.c_str());
+  TRACE(3, "INFO: \tParameter File: %s", run.szParFile.c_str());
+  TRACE(3, "INFO: \tInput File: %s", run.szInFile.c_str());
+  TRACE(3, "INFO: \tOutput File: %s", run.szOutFile.c_str());
+  if (run.bAttended) {
+    TRACE(3, "INFO:        Attended Mode: Attended.");
+  } else {
+    TRACE(3, "INFO:        Attended Mode: Unattended (no interaction with operator possible).");
+  }
+}

@@ -1,0 +1,127 @@
+#include "backint/caller/bi_files.h"
+
+#include "backint/base/input_lines.h"
+#include "backint/base/path.h"
+#include "backint/base/run_records.h"
+#include "backint/base/trace.h"
+
+namespace {
+
+constexpr const char* kTraceSource = "backint_func";
+
+using platform::TextFile;
+
+// The directory is used unchanged: one that ends in a separator gives two.
+std::string PathInWorkDirectory(const std::string& name) {
+  const BackintParams& run = Params();
+  return (run.szCaller == "BRARCHIVE" ? run.szSapArch : run.szSapBackup) + "\\" + name;
+}
+
+std::unique_ptr<TextFile> OpenForReading(const std::string& path) {
+  std::unique_ptr<TextFile> file = TextFile::Open(path, TextFile::Mode::kRead);
+  if (file != nullptr) {
+    TRACE(3, "INFO: Open input file: %s.", path.c_str());
+  }
+  return file;
+}
+
+std::unique_ptr<TextFile> FindInput(const std::string& name, std::string& path) {
+  path = name;
+  if (name == "STDIN") {
+    TRACE(3, "INFO: STDIN is used as input file.");
+    return TextFile::StandardInput();
+  }
+  std::unique_ptr<TextFile> file = OpenForReading(path);
+  if (file == nullptr) {
+    TRACE(2, "WARNING: cannot open input file: %s.", name.c_str());
+    path = PathInWorkDirectory(name);
+    file = OpenForReading(path);
+  }
+  if (file == nullptr) {
+    TRACE(1, "ERROR: cannot open input file: %s.", path.c_str());
+  }
+  return file;
+}
+
+// Opens for appending, which makes the file if it is missing and never empties it.
+std::unique_ptr<TextFile> OpenExisting(const std::string& path) {
+  std::unique_ptr<TextFile> file = TextFile::Open(path, TextFile::Mode::kAppend);
+  TRACE(3, "INFO: Open output file: %s.", path.c_str());
+  return file;
+}
+
+std::unique_ptr<TextFile> CreateOutput(const std::string& path) {
+  TRACE(3, "INFO: Creating output file: %s.", path.c_str());
+  std::unique_ptr<TextFile> file = TextFile::Open(path, TextFile::Mode::kAppend);
+  if (file == nullptr) {
+    TRACE(3, "INFO: Creating output file: %s failed.", path.c_str());
+  }
+  return file;
+}
+
+bool WriteLines(TextFile& file, const ItemList& lines) {
+  for (const std::string& line : lines) {
+    if (!file.Write(line + "\n")) {
+      return false;
+    }
+  }
+  return file.Close();
+}
+
+}  // namespace
+
+std::optional<InputFile> OpenInputFile(const std::string& name) {
+  InputFile input;
+  const std::unique_ptr<TextFile> file = FindInput(name, input.path);
+  if (file == nullptr) {
+    return std::nullopt;
+  }
+  InputLines lines(*file);
+  for (std::string line; lines.Next(line);) {
+    input.lines.Push(line);
+  }
+  if (lines.Failed()) {
+    TRACE(1, "ERROR: Reading input file failed: %s.", input.path.c_str());
+    return std::nullopt;
+  }
+  input.rereadable = name != "STDIN" && file->Rewind();
+  return input;
+}
+
+std::unique_ptr<TextFile> OpenOutputFile(const std::string& name) {
+  if (name == "STDOUT") {
+    TRACE(3, "INFO: STDOUT is used as output file.");
+    return TextFile::StandardOutput();
+  }
+  if (FileExists(name)) {
+    return OpenExisting(name);
+  }
+  TRACE(2, "WARNING: cannot open output file: %s.", name.c_str());
+  if (IsFullPath(name)) {
+    return CreateOutput(name);
+  }
+  const std::string path = PathInWorkDirectory(name);
+  return FileExists(path) ? OpenExisting(path) : CreateOutput(path);
+}
+
+bool SpooledInput::Write(const ItemList& lines) {
+  for (const std::string& directory :
+       {WithSeparator(Params().szSapDataHome) + "saptrace", platform::TemporaryDirectory()}) {
+    const std::unique_ptr<TextFile> file = TextFile::CreateTemporary(directory, path_);
+    if (file != nullptr && WriteLines(*file, lines)) {
+      return true;
+    }
+    if (file != nullptr) {
+      platform::RemoveFile(path_);
+      path_.clear();
+    }
+  }
+  TRACE(1, "ERROR: Could not create temporary input file: [%s].", Params().szInFile.c_str());
+  return false;
+}
+
+SpooledInput::~SpooledInput() {
+  if (!path_.empty()) {
+    platform::RemoveFile(path_);
+  }
+}

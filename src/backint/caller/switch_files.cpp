@@ -1,0 +1,200 @@
+#include "backint/caller/switch_files.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "backint/base/interrupt.h"
+#include "backint/base/path.h"
+#include "backint/base/print.h"
+#include "backint/base/text.h"
+#include "backint/base/trace.h"
+#include "backint/caller/bi_files.h"
+#include "backint/caller/item_sources.h"
+#include "platform/platform.h"
+
+namespace {
+
+constexpr const char* kTraceSource = "backint_func";
+
+constexpr int kCheckSeconds = 3;
+constexpr int kLimitSeconds = 1800;
+constexpr std::size_t kLogLineWidth = 2047;
+
+using platform::TextFile;
+
+// The directory is used unchanged: one that ends in a separator gives two.
+std::string SwitchFile(const char* ending) { return Params().szSapBackup + "\\.switch." + ending; }
+
+bool WriteNames(TextFile& list, const ItemList& names, SwitchTag tag) {
+  for (const std::string& name : names) {
+    TRACE(3, "INFO: Assigning %s line for file: [%s].", TagText(tag), name.c_str());
+    if (!list.Write(std::string(TagText(tag)) + " " + name + "\n")) {
+      return false;
+    }
+  }
+  return list.Close();
+}
+
+bool WriteList(TextFile& list, const ItemList& names, SwitchTag tag) {
+  if (tag == SwitchTag::kEnd || !Params().bLogsRun) {
+    return WriteNames(list, names, tag);
+  }
+  ItemList lines;
+  ReadInputItems(lines);
+  return WriteNames(list, lines, tag);
+}
+
+bool CreateList(const ItemList& names, SwitchTag tag) {
+  const std::string path = SwitchFile("lis");
+  if (FileExists(path)) {
+    TRACE(1, "ERROR: switch.lis file already exists.");
+    return false;
+  }
+  const std::unique_ptr<TextFile> list = TextFile::Open(path, TextFile::Mode::kCreate);
+  if (list != nullptr) {
+    TRACE(3, "INFO: Switch List file :%s created (%s).", path.c_str(), TagText(tag));
+    if (WriteList(*list, names, tag)) {
+      return true;
+    }
+    list->Close();
+    platform::RemoveFile(path);
+  }
+  TRACE(1, "ERROR: switch.lis file creating failes.");
+  return false;
+}
+
+bool CreateSemaphore(SwitchTag tag) {
+  const std::string path = SwitchFile("sem");
+  if (FileExists(path)) {
+    TRACE(1, "ERROR: switch.sem file already exists.");
+    return false;
+  }
+  const std::unique_ptr<TextFile> semaphore = TextFile::Open(path, TextFile::Mode::kCreate);
+  // Closed at once: on Windows an open file could not be removed by the other side, which may be quick.
+  if (semaphore == nullptr || !semaphore->Close()) {
+    TRACE(1, "ERROR: switch.sem file creating failes.");
+    return false;
+  }
+  TRACE(3, "INFO: Switch Semaphore file: [%s] created (%s).", path.c_str(), TagText(tag));
+  return true;
+}
+
+// Where the lines of the log go: the output file, opened once for all of them, or standard output.
+class LogCopy {
+ public:
+  // False if the output cannot be opened.
+  [[nodiscard]] bool Open() {
+    toFile_ = Params().szOutFile != "STDOUT";
+    if (toFile_) {
+      file_ = OpenOutputFile(Params().szOutFile);
+    }
+    return !toFile_ || file_ != nullptr;
+  }
+
+  void Write(const std::string& line) {
+    whole_ = whole_ && (toFile_ ? file_->Write(line + "\n") : PrintText(line + "\n"));
+  }
+
+  // False if a line was lost. What was copied is taken back then, so that no torn line is left in the file.
+  [[nodiscard]] bool Close() {
+    if (!toFile_) {
+      return whole_;
+    }
+    if (whole_ && file_->Flush()) {
+      return file_->Close();
+    }
+    file_->CutBack();
+    return false;
+  }
+
+ private:
+  std::unique_ptr<TextFile> file_;
+  bool toFile_ = false;
+  bool whole_ = true;
+};
+
+// Copies one line; false if it tells an error.
+bool CopyLogLine(std::string line, LogCopy& copy) {
+  bool good = true;
+  static_cast<void>(IsEmptyLine(line));
+  const std::string kept = line;
+  StripNewline(line);
+  if (IsEmptyLine(line)) {
+    copy.Write("");
+    return good;
+  }
+  if (line.find("#ERROR") != std::string::npos) {
+    TRACE(1, "ERROR: #ERROR found in switch log file.");
+    good = false;
+  }
+  if (line.find("#SUCCESS") == std::string::npos) {
+    copy.Write(kept);
+  }
+  return good;
+}
+
+}  // namespace
+
+const char* TagText(SwitchTag tag) { return tag == SwitchTag::kBegin ? "#BEGIN" : "#END"; }
+
+bool SwitchFilesExist() {
+  return FileExists(SwitchFile("lis")) || FileExists(SwitchFile("sem")) || FileExists(SwitchFile("log"));
+}
+
+RunResult CreateSwitchFiles(const ItemList& names, SwitchTag tag) {
+  return CreateList(names, tag) && CreateSemaphore(tag) ? RunResult::kSuccess : RunResult::kFailure;
+}
+
+RunResult WaitForSwitchSemaphore() {
+  TRACE(3, "INFO: Waiting for Switch Semaphore file to be deleted.");
+  const std::string path = SwitchFile("sem");
+  for (int seconds = 0; seconds < kLimitSeconds; seconds += kCheckSeconds) {
+    if (!FileExists(path)) {
+      TRACE(3, "INFO: Switch Semaphore file get deleted.");
+      return RunResult::kSuccess;
+    }
+    if (RunIsInterrupted()) {
+      return RunResult::kFailure;
+    }
+    platform::SleepMilliseconds(kCheckSeconds * 1000);
+  }
+  TRACE(1, "ERROR: Semaphore file waiting time expired.");
+  return RunResult::kFailure;
+}
+
+RunResult ReadSwitchLog() {
+  const std::string path = SwitchFile("log");
+  if (!FileExists(path)) {
+    TRACE(1, "ERROR: switch log file does not exists.");
+    return RunResult::kFailure;
+  }
+  const std::unique_ptr<TextFile> log = TextFile::Open(path, TextFile::Mode::kRead);
+  if (log == nullptr) {
+    TRACE(1, "ERROR: switch log file cannot be open.");
+    return RunResult::kFailure;
+  }
+  TRACE(3, "INFO: Reading Switch Log file: %s.", path.c_str());
+  LogCopy copy;
+  if (!copy.Open()) {
+    return RunResult::kFailure;
+  }
+  RunResult result = RunResult::kSuccess;
+  for (std::string line; log->ReadLine(line, kLogLineWidth);) {
+    FoldResult(result, CopyLogLine(line, copy) ? RunResult::kSuccess : RunResult::kFailure);
+  }
+  if (log->ReadFailed()) {
+    TRACE(1, "ERROR: Reading input file failed: %s.", path.c_str());
+    result = RunResult::kFailure;
+  }
+  return copy.Close() ? result : RunResult::kFailure;
+}
+
+RunResult DeleteSwitchLog() {
+  const std::string path = SwitchFile("log");
+  if (!platform::RemoveFile(path)) {
+    return RunResult::kFailure;
+  }
+  TRACE(3, "INFO: Switch Log file :%s deleted.", path.c_str());
+  return RunResult::kSuccess;
+}

@@ -1,0 +1,192 @@
+#include "backint/restore/restore.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "backint/base/interrupt.h"
+#include "backint/base/item_list.h"
+#include "backint/base/text.h"
+#include "backint/base/tokens.h"
+#include "backint/base/trace.h"
+#include "backint/caller/bi_files.h"
+#include "backint/caller/input_list.h"
+#include "backint/caller/result_line.h"
+#include "backint/inquire/inquire.h"
+#include "backint/restore/restore_job.h"
+#include "backint/server/com_interface.h"
+
+namespace {
+
+constexpr const char* kTraceSource = "backint_rest";
+constexpr const char* kNoBackup = "#NOTFOUND";
+
+struct RestoreRecord {
+  std::string backupId;     // or kNoBackup
+  std::string destination;  // empty: the file's own place
+  std::string file;
+};
+
+// The records of one backup and one destination.
+struct RestoreGroup {
+  std::string backupId;
+  std::string destination;
+  ItemList files;
+};
+
+// Asks for the last backup of a file; its id, or none.
+std::optional<std::string> FindLastBackup(const std::string& file) {
+  TRACE(3, "INFO: backupid = #NULL. Find last backup of file: %s.", file.c_str());
+  Params().szBackupId = "#NULL";
+  Session().szItem = file;
+  if (QueryBackups(QueryUse::kFindLast) == RunResult::kSuccess && Params().szBackupId != "#NULL") {
+    TRACE(3, "INFO: BackupID found: %s.", Params().szBackupId.c_str());
+    return Params().szBackupId;
+  }
+  TRACE(1, "ERROR: last backup of file not found.");
+  return std::nullopt;
+}
+
+// Backup id, file and perhaps a destination; none, which is told, if the line has no two words.
+std::optional<RestoreRecord> SplitLine(const std::string& line) {
+  std::vector<std::string> tokens = SplitTokens(line);
+  for (std::string& token : tokens) {
+    TrimBlanks(token);
+  }
+  tokens.resize(3);
+  RestoreRecord record{tokens[0], tokens[2], tokens[1]};
+  if (record.backupId.empty() || record.file.empty()) {
+    TRACE(2, "WARNING: Input file contains unrecognizable line :%s.", line.c_str());
+    return std::nullopt;
+  }
+  TRACE(3, "INFO: Input BackupId Item: %s.", record.backupId.c_str());
+  TRACE(3, "INFO: Input File Item: %s.", record.file.c_str());
+  if (!record.destination.empty()) {
+    TRACE(3, "INFO: Destination directory Item: %s.", record.destination.c_str());
+  }
+  return record;
+}
+
+void ReportFailed(const std::string& file, RunResult& result) {
+  static_cast<void>(WriteRestoreResult(file, ItemStatus::kFailed));
+  FoldResult(result, RunResult::kFailure);
+}
+
+// The record of a line; none for a line that is settled already.
+std::optional<RestoreRecord> ReadRecord(const std::string& line, RunResult& result) {
+  std::optional<RestoreRecord> record = SplitLine(line);
+  if (!record) {
+    return std::nullopt;
+  }
+  const bool interrupted = RunIsInterrupted();
+  if (interrupted || record->backupId.size() > kBackupIdWidth) {
+    if (!interrupted) {
+      ReportLongBackupId(record->backupId);
+    }
+    ReportFailed(record->file, result);
+    return std::nullopt;
+  }
+  if (record->backupId == "#NULL") {
+    record->backupId = FindLastBackup(record->file).value_or(kNoBackup);
+  }
+  return record;
+}
+
+std::vector<RestoreRecord> ReadRecords(const ItemList& lines, RunResult& result) {
+  std::vector<RestoreRecord> records;
+  for (const std::string& line : lines) {
+    if (std::optional<RestoreRecord> record = ReadRecord(line, result)) {
+      records.push_back(std::move(*record));
+    }
+  }
+  return records;
+}
+
+// Groups in the order of their first record, records in the order of the input. A record that repeats the
+// first of its group is dropped.
+std::vector<RestoreGroup> GroupRestoreRecords(const std::vector<RestoreRecord>& records) {
+  std::vector<RestoreGroup> groups;
+  std::map<std::pair<std::string, std::string>, std::size_t> seen;
+  for (const RestoreRecord& record : records) {
+    const auto [place, isNew] = seen.try_emplace({record.backupId, record.destination}, groups.size());
+    if (isNew) {
+      groups.push_back({record.backupId, record.destination, {record.file}});
+      continue;
+    }
+    RestoreGroup& group = groups[place->second];
+    if (record.file != *group.files.Get(1)) {
+      group.files.Push(record.file);
+    }
+  }
+  return groups;
+}
+
+void RunGroup(const RestoreGroup& group, RunResult& result) {
+  const RunResult jobResult = RestoreJob(group.backupId, group.files, group.destination);
+  TRACE(3, "INFO: ....Restore finished with code :%d.\n", NumberOf(jobResult));
+  FoldResult(result, jobResult);
+}
+
+void ReportNotFound(const RestoreGroup& group, RunResult& result) {
+  for (const std::string& file : group.files) {
+    FoldResult(result, RunResult::kFailure);
+    static_cast<void>(WriteRestoreResult(file, ItemStatus::kNotHeld));
+  }
+}
+
+// A group's job runs when the next one that has a backup begins: files without a backup that stand between
+// are reported ahead of it.
+void RunGroups(const std::vector<RestoreGroup>& groups, RunResult& result) {
+  const RestoreGroup* collected = nullptr;
+  for (const RestoreGroup& group : groups) {
+    if (group.backupId == kNoBackup) {
+      ReportNotFound(group, result);
+      continue;
+    }
+    if (collected != nullptr) {
+      RunGroup(*collected, result);
+    }
+    collected = &group;
+  }
+  if (collected != nullptr) {
+    RunGroup(*collected, result);
+  } else {
+    TRACE(1, "ERROR: There is no valid input lines in input file.");
+    FoldResult(result, RunResult::kFailure);
+  }
+}
+
+RunResult RestoreList(const ItemList& lines) {
+  RunResult result = RunResult::kSuccess;
+  RunGroups(GroupRestoreRecords(ReadRecords(lines, result)), result);
+  return result;
+}
+
+}  // namespace
+
+RunResult Restore() {
+  TRACE(1, "INFO: Restore() ...");
+  const std::optional<InputFile> input = OpenInputFile(Params().szInFile);
+  if (!input) {
+    return RunResult::kFailure;
+  }
+  if (RunComInterface(ComOperation::kOpenSession) == RunResult::kFailure) {
+    TRACE(1, "ERROR: xfr_com_interface restore call [OPEN_SESSION] returned error.");
+    return RunResult::kFailure;
+  }
+  TraceInputList(input->lines);
+  RunResult result = RestoreList(input->lines);
+  if (RunIsInterrupted()) {
+    result = RunResult::kFailure;
+  }
+  TRACE(1, "INFO: Restore() finished. Return value: %d.", NumberOf(result));
+  Params().nSessionState = StateOf(result);
+  if (RunComInterface(ComOperation::kCloseSession) == RunResult::kFailure) {
+    TRACE(1, "ERROR: xfr_com_interface restore call [CLOSE_SESSION] returned error.");
+    return RunResult::kFailure;
+  }
+  return result;
+}

@@ -1,0 +1,64 @@
+#include "backint/server/dir_marker.h"
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+#include "backint/base/marker_name.h"
+#include "backint/base/path.h"
+#include "backint/base/trace.h"
+#include "platform/platform.h"
+
+namespace {
+
+constexpr const char* kTraceSource = "backint_util";
+
+std::string WithOwnSeparator(const std::string& directory) {
+  return WithSeparator(directory, platform::SeparatorOf(directory));
+}
+
+RunResult WriteDirMarker(const std::string& path) {
+  if (FileExists(path)) {
+    TRACE(3, "INFO: File already exists: [%s].", path.c_str());
+    return RunResult::kSuccess;
+  }
+  const auto file = platform::TextFile::Open(path, platform::TextFile::Mode::kCreate);
+  if (file == nullptr || !file->Write(kMarkerName) || !file->Close()) {
+    TRACE(1, "ERROR: Could not create directory definition file.");
+    if (file != nullptr) {
+      platform::RemoveFile(path);
+    }
+    return RunResult::kFailure;
+  }
+  TRACE(3, "INFO: File created: [%s].", path.c_str());
+  return RunResult::kSuccess;
+}
+
+}  // namespace
+
+ItemList ListFirstLevel(const std::string& directory) {
+  std::vector<std::string> names;
+  ItemList entries;
+  if (!platform::ListDirectory(directory, names)) {
+    return entries;
+  }
+  std::sort(names.begin(), names.end());
+  for (const std::string& name : names) {
+    entries.Push(WithOwnSeparator(directory) + name);
+  }
+  return entries;
+}
+
+RunResult CreateDirMarker(std::string& path) {
+  path = WithOwnSeparator(path) + kMarkerName;
+  return WriteDirMarker(path);
+}
+
+void DeleteDirMarker(const std::string& path) {
+  if (!FileExists(path)) {
+    TRACE(3, "INFO: File could not be found: [%s].", path.c_str());
+    return;
+  }
+  platform::RemoveFile(path);
+  TRACE(3, "INFO: File deleted: [%s].", path.c_str());
+}

@@ -1,0 +1,19 @@
+// The marker file that carries a subdirectory into a saveset of a directory's first level, and the listing of
+// that level.
+#pragma once
+
+#include <string>
+
+#include "backint/base/item_list.h"
+#include "backint/base/run_records.h"
+
+// The entries of a directory, files and directories alike, as paths below it, sorted by name. Empty if the
+// directory cannot be read to its end: part of a directory is not taken for all of it.
+[[nodiscard]] ItemList ListFirstLevel(const std::string& directory);
+
+// Makes `path`, a directory, the path of its marker file, and writes that file unless it is there. A failure,
+// which is traced, if it is not in the file to its last byte.
+RunResult CreateDirMarker(std::string& path);
+
+// Deletes a marker file and traces that. Whether it works is not looked at.
+void DeleteDirMarker(const std::string& path);

@@ -1,0 +1,207 @@
+#include "backint/server/xfr_run.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "backint/base/interrupt.h"
+#include "backint/base/marker_name.h"
+#include "backint/base/path.h"
+#include "backint/base/text.h"
+#include "backint/base/trace.h"
+#include "backint/server/dir_marker.h"
+#include "backint/server/status_line.h"
+#include "platform/platform.h"
+
+namespace {
+
+constexpr const char* kTraceSource = "backint_func";
+
+// A first word that looks like an executable file has to be one; a piece of a path with a blank does not.
+bool ProgramIsThere(const std::string& command) {
+  const std::string program = command.substr(0, command.find(' '));
+  return program.find("exe") == std::string::npos || FileExists(program);
+}
+
+// Starts the program that the command begins with; the arguments go along in one piece, leading blank
+// included.
+std::unique_ptr<platform::ToolStream> SpawnXfr(const std::string& command) {
+  for (const std::string& path : {Session().szXfrPath, Session().szComInterfacePath}) {
+    if (!path.empty() && command.starts_with(path)) {
+      std::string program = path;
+      TrimBlanks(program, Trim::kEnd);
+      return platform::StartDataMover(program, command.substr(path.size()));
+    }
+  }
+  return nullptr;
+}
+
+// What a line confirms: an item of the run, by its position.
+struct Confirmed {
+  std::size_t position = 0;
+  std::optional<std::string> path;  // as the line names it
+};
+
+// An entry names a directory without the separator at its end.
+std::string EntryName(std::string name) {
+  if (Params().bDirItem && EndsWithChar(name, platform::SeparatorOf(name))) {
+    name.pop_back();
+  }
+  return name;
+}
+
+// A directory restore reports its one item, once, however many lines name it.
+void PushRestoredDirectory(const std::string& name, ItemList& lhSuccessResultList) {
+  TraceF("%l1 File restored found in input list. Add it output list: %s0", name.c_str());
+  if (!lhSuccessResultList.Contains(name)) {
+    lhSuccessResultList.Push(name);
+  }
+  TraceF("%l1 Push lhSuccessResultList restore: %s0", name.c_str());
+}
+
+// A marker file is no file of the user's: it goes again as soon as it has come back.
+void DropMarker(const std::string& path) {
+  constexpr std::uint32_t kMoverLetsGo = 1000;
+  if (Upper(path).ends_with(Upper(kMarkerName))) {
+    TraceBatch::WriteOut();
+    platform::SleepMilliseconds(kMoverLetsGo);
+    DeleteDirMarker(path);
+  }
+}
+
+void TakeRestoredDirectory(const Confirmed& confirmed, XfrJob& job, ItemList& lhSuccessResultList) {
+  if (!confirmed.path) {
+    // Whole: a request with a separator at its end is found by no shorter entry.
+    PushRestoredDirectory(job.matcher.ListForm(confirmed.position), lhSuccessResultList);
+    return;
+  }
+  const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*confirmed.path);
+  job.trace.TellDirectoryTaking(*confirmed.path);
+  DropMarker(*confirmed.path);
+  if (matches.empty()) {
+    TraceF("%l1 File restored but not in input list: %s0", EntryName(*confirmed.path).c_str());
+  } else {
+    PushRestoredDirectory(EntryName(matches.back().listForm), lhSuccessResultList);
+  }
+}
+
+// The name under which an item is confirmed: the last one that matches decides.
+void TakeItem(const Confirmed& confirmed, XfrJob& job, ItemList& lhSuccessResultList) {
+  const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*confirmed.path);
+  job.trace.TellTaking(*confirmed.path);
+  const std::string name = EntryName(matches.empty() ? *confirmed.path : matches.back().listForm);
+  lhSuccessResultList.Push(name);
+  TRACE(3, "Push lhSuccessResultList: %s0", name.c_str());
+}
+
+void TakeConfirmedItem(const std::string& line, const Confirmed& confirmed, XfrJob& job,
+                       ItemList& lhSuccessResultList) {
+  const bool directoryRestore = Params().szFunction == "RESTORE" && Params().bDirItem;
+  if (!confirmed.path && !directoryRestore) {
+    TRACE(2, "WARNING: Cannot read item from XFR line: [%s]", line.c_str());
+    return;
+  }
+  if (confirmed.path) {
+    TRACE(3, "INFO: File: [%s] successfully processed.", confirmed.path->c_str());
+  }
+  if (directoryRestore) {
+    TakeRestoredDirectory(confirmed, job, lhSuccessResultList);
+  } else {
+    TakeItem(confirmed, job, lhSuccessResultList);
+  }
+}
+
+// "SEGMENT", one separator and a number of four characters: the number goes to the trace.
+void TraceSegment(const std::string& line) {
+  constexpr std::size_t kSegmentText = 12;
+  constexpr std::size_t kNumber = 4;
+  const std::size_t start = line.find("SEGMENT");
+  if (start == std::string::npos || line.find("LOGIN REPLY") == std::string::npos) {
+    return;
+  }
+  const std::string cut = line.substr(0, std::min(line.size(), start + kSegmentText));
+  TRACE(3, "INFO: SEGMENT NUMBER: %s", cut.substr(cut.size() - kNumber).c_str());
+}
+
+// A directory that the mover has made since the restore started counts as one from here on.
+void LookForRestoredDirectory(const ItemList& names) {
+  if (Params().szFunction == "RESTORE" && !Params().bDirItem && names.Count() == 1) {
+    Params().bDirItem = IsDirectory(*names.Get(1));
+  }
+}
+
+std::optional<Confirmed> FindConfirmed(const std::string& line, XfrJob& job) {
+  if (!IsItemLine(line)) {
+    return std::nullopt;
+  }
+  const bool directories = Params().bDirItem;
+  const std::optional<std::size_t> position = job.matcher.FindConfirmed(line, directories);
+  job.trace.TellSearch(line, directories, position);
+  LookForRestoredDirectory(job.items.names);
+  return position ? std::optional<Confirmed>({*position, ReportedPath(line)}) : std::nullopt;
+}
+
+void HandleLine(std::string line, XfrJob& job, int& lastCode, ItemList& lhSuccessResultList) {
+  const TraceBatch batch;
+  TrimBlanks(line);
+  StripNewline(line);
+  WriteXfrTrace(kTraceSource, __LINE__, line);
+  TRACE(3, "xfr: [%s]", line.c_str());
+  const std::optional<Confirmed> confirmed = FindConfirmed(line, job);
+  const int code = StatusCode(line);
+  if (code != kNoCode) {
+    lastCode = lastCode == kCannotWrite ? lastCode : code;
+    WriteXfrTrace(kTraceSource, __LINE__, line);
+    StripNewline(line);
+    TRACE(3, "INFO: XFR Message Line: ===[%s]===. ", line.c_str());
+  }
+  TRACE(3, "Item found: [%d]", confirmed ? 1 : 0);
+  if (confirmed) {
+    TakeConfirmedItem(line, *confirmed, job, lhSuccessResultList);
+  }
+  TraceSegment(line);
+}
+
+RunResult ResultOf(int lastCode) {
+  switch (lastCode) {
+    case kSuccessful:
+      return RunResult::kSuccess;
+    case kSuccessfulWithWarnings:
+      return RunResult::kWarnings;
+    case kNothingProcessed:
+    case kCannotWrite:
+    case kOperationFailed:
+      return RunResult::kFailure;
+    default:
+      TRACE(1, "There was no XFR Success Info output line.");
+      return RunResult::kFailure;
+  }
+}
+
+}  // namespace
+
+RunResult RunXfr(const std::string& command, XfrJob& job, ItemList& lhSuccessResultList) {
+  if (command.size() > kCommandWidth) {
+    TRACE(1, "ERROR: XFR command is too long.");
+    return RunResult::kFailure;
+  }
+  if (!ProgramIsThere(command)) {
+    TRACE(1, "ERROR: Cannot find XFR executable file.");
+    return RunResult::kFailure;
+  }
+  if (RunIsInterrupted()) {
+    return RunResult::kFailure;
+  }
+  const std::unique_ptr<platform::ToolStream> stream = SpawnXfr(command);
+  if (stream == nullptr) {
+    TRACE(1, "ERROR: XFR call failed");
+    return RunResult::kFailure;
+  }
+  int lastCode = kNoCode;
+  for (std::string line; stream->ReadLine(line, kPathWidth);) {
+    HandleLine(line, job, lastCode, lhSuccessResultList);
+  }
+  const RunResult result = ResultOf(lastCode);
+  return RunIsInterrupted() ? RunResult::kFailure : result;
+}

@@ -1,0 +1,219 @@
+#include "backint/setup/parameter_file.h"
+
+#include <array>
+#include <memory>
+
+#include "backint/base/path.h"
+#include "backint/base/print.h"
+#include "backint/base/text.h"
+#include "backint/base/trace.h"
+#include "backint/server/com_interface.h"
+#include "platform/platform.h"
+
+namespace {
+
+struct TextKey {
+  const char* name;
+  std::string SessionData::*field;
+  std::size_t width;
+};
+
+constexpr std::array<TextKey, 14> kSessionKeys{{
+    {"KORVO_SERVER", &SessionData::szServer, kServerWidth},
+    {"KORVO_JOB", &SessionData::szJobName, kJobNameWidth},
+    {"KORVO_TAPESERVER", &SessionData::szTapeServer, kDriveWidth},
+    {"USERNAME", &SessionData::szUserName, kLoginPartWidth},
+    {"PASSWORD", &SessionData::szPassword, kLoginPartWidth},
+    {"PORT", &SessionData::szPort, kLoginPartWidth},
+    {"KORVO_POOL", &SessionData::szPool, kJobNameWidth},
+    {"XFR_TRACE_LEVEL", &SessionData::szXfrTraceLevel, kTraceLevelWidth},
+    {"XFR_COM_TRACE_LEVEL", &SessionData::szComTraceLevel, kTraceLevelWidth},
+    {"KORVO_TAPE", &SessionData::szParTape, kDriveWidth},
+    {"KORVO_DRIVE", &SessionData::szParDrive, kDriveWidth},
+    {"KORVO_RAW_UTIL", &SessionData::szRawUtil, kPathWidth},
+    {"XFR", &SessionData::szXfrPath, kToolPathWidth},
+    {"XFR_COM_INTERFACE", &SessionData::szComInterfacePath, kToolPathWidth},
+}};
+
+RunResult TooLong(const char* key) {
+  Print("ERROR: Value of key (%s) in parameter file is too long.\n", key);
+  return RunResult::kFailure;
+}
+
+RunResult StoreText(const char* key, const std::string& value, std::size_t width, std::string& field) {
+  if (value.size() > width) {
+    return TooLong(key);
+  }
+  field = value;
+  return RunResult::kSuccess;
+}
+
+RunResult StoreValue(const std::string& key, const std::string& value) {
+  if (key == "BI_TRACE_LEVEL") {
+    Params().nTraceLevel = ToNumber(value);
+  } else if (key == "SAVESET_SIZE") {
+    return StoreText("SAVESET_SIZE", value, kSavesetSizeWidth, Params().szSavesetSize);
+  } else if (key == "DIRECTORY_XFR_USE") {
+    Params().bDirectoryXfrUse = Params().bDirectoryXfrUse || Upper(value) == "YES";
+  }
+  for (const TextKey& known : kSessionKeys) {
+    if (key == known.name) {
+      return StoreText(known.name, value, known.width, Session().*known.field);
+    }
+  }
+  return RunResult::kSuccess;
+}
+
+// One line: `key=value`, in any letter case. Anything else is passed over.
+RunResult TakeLine(std::string line) {
+  StripNewline(line);
+  const std::size_t sign = line.find('=');
+  std::string value;
+  if (sign == std::string::npos || !GetKeyValue(line, value) || value.empty()) {
+    return RunResult::kSuccess;
+  }
+  std::string key = line.substr(0, sign);
+  TrimBlanks(key);
+  ToUpper(key);
+  return StoreValue(key, value);
+}
+
+std::string FindParameterFile() {
+  const BackintParams& run = Params();
+  if (FileExists(run.szParFile)) {
+    return run.szParFile;
+  }
+  return WithSeparator(run.szOracleHome) + "Database\\" + run.szParFile;
+}
+
+void SkipByteOrderMark(std::string& line) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  if (line.starts_with(kMark)) {
+    line.erase(0, kMark.size());
+  }
+}
+
+RunResult ReadLines() {
+  const auto file = platform::TextFile::Open(FindParameterFile(), platform::TextFile::Mode::kRead);
+  if (file == nullptr) {
+    Print("WARNING: Cannot open parameter file.\n");
+    return RunResult::kFailure;
+  }
+  std::string line;
+  for (bool first = true; file->ReadLine(line, kReplyLineWidth); first = false) {
+    if (first) {
+      SkipByteOrderMark(line);
+    }
+    if (TakeLine(line) == RunResult::kFailure) {
+      return RunResult::kFailure;
+    }
+  }
+  if (file->ReadFailed()) {
+    Print("ERROR: Reading parameter file failed.\n");
+    return RunResult::kFailure;
+  }
+  return RunResult::kSuccess;
+}
+
+RunResult CheckMandatoryKey(const char* key, const std::string& field) {
+  if (field.empty()) {
+    Print("Mandatory key (%s) is not set in parameter file.\n", key);
+    return RunResult::kFailure;
+  }
+  return RunResult::kSuccess;
+}
+
+// Server, port, user and password travel as one value, which has to fit as one.
+RunResult CheckLogin() {
+  SessionData& session = Session();
+  if (ServerLogin().size() > kServerWidth) {
+    return TooLong("KORVO_SERVER");
+  }
+  session.szBareTapeServer = session.szTapeServer.empty() ? session.szServer : session.szTapeServer;
+  return RunResult::kSuccess;
+}
+
+// The path of a program or file of the product in its install directory.
+RunResult InstalledPath(const char* name, const char* tool, std::string& path) {
+  std::string directory;
+  if (GetInstallDir(directory) == RunResult::kFailure) {
+    Print("Could not find %s Default Installation Directory.\n", tool);
+    return RunResult::kFailure;
+  }
+  path = WithSeparator(directory) + name;
+  return RunResult::kSuccess;
+}
+
+RunResult DefaultXfrPath() {
+  std::string& field = Session().szXfrPath;
+  std::string path;
+  if (!field.empty()) {
+    return RunResult::kSuccess;
+  }
+  if (InstalledPath("xfr.exe", "XFR", path) == RunResult::kFailure) {
+    return RunResult::kFailure;
+  }
+  return StoreText("XFR", platform::InstalledProgram(path), kToolPathWidth, field);
+}
+
+RunResult DefaultComInterfacePath() {
+  std::string& field = Session().szComInterfacePath;
+  std::string path;
+  if (!field.empty()) {
+    return RunResult::kSuccess;
+  }
+  if (InstalledPath("xfr_com_interface.exe", "XFR_COM_INTERFACE", path) == RunResult::kFailure) {
+    return RunResult::kFailure;
+  }
+  const std::string program = platform::InstalledProgram(path);
+  if (!FileExists(program)) {
+    Print("ERROR: Cannot find xfr_com_interface utility [%s]", path.c_str());
+    return RunResult::kFailure;
+  }
+  if (program.size() > kToolPathWidth) {
+    return TooLong("XFR_COM_INTERFACE");
+  }
+  field = FormatText("\"%s\"", program.c_str()).substr(0, kToolPathWidth);
+  return RunResult::kSuccess;
+}
+
+RunResult DefaultRawUtil() {
+  std::string& field = Session().szRawUtil;
+  return field.empty() ? InstalledPath("xfr_raw_backup.sh", "XFR", field) : RunResult::kSuccess;
+}
+
+void RaiseXfrTraceLevel() {
+  std::string& level = Session().szXfrTraceLevel;
+  if (!IsNumber(level) || ToNumber(level) < 2) {
+    level = "2";
+  }
+}
+
+}  // namespace
+
+RunResult GetInstallDir(std::string& directory) {
+  switch (platform::InstallDirectory(directory)) {
+    case platform::InstallDirResult::kFound:
+      return RunResult::kSuccess;
+    case platform::InstallDirResult::kNoKey:
+      Print("ERROR: Cannot get registry directory SOFTWARE\\Talvani Systeme GmbH\\korvo.\n");
+      break;
+    case platform::InstallDirResult::kNoValue:
+      Print("ERROR: Cannot get registry key: KV_BIN_KORVO.\n");
+      break;
+  }
+  return RunResult::kFailure;
+}
+
+RunResult ReadParameterFile() {
+  const auto failed = [](RunResult result) { return result == RunResult::kFailure; };
+  const SessionData& session = Session();
+  if (failed(ReadLines()) || failed(CheckMandatoryKey("KORVO_SERVER", session.szServer)) ||
+      failed(CheckMandatoryKey("KORVO_JOB", session.szJobName)) ||
+      failed(CheckMandatoryKey("KORVO_POOL", session.szPool)) || failed(CheckLogin()) ||
+      failed(DefaultXfrPath()) || failed(DefaultComInterfacePath()) || failed(DefaultRawUtil())) {
+    return RunResult::kFailure;
+  }
+  RaiseXfrTraceLevel();
+  return RunResult::kSuccess;
+}
