@@ -15,7 +15,8 @@ bool LockWithin(const LockableFile& file, std::int64_t position, std::uint64_t l
     if (lock != LockableFile::Lock::kHeldByAnother) {
       return lock == LockableFile::Lock::kGranted;
     }
-    if (SteadyMilliseconds() - startOfWait >= kLongestWaitMilliseconds) {
+    if (SteadyMilliseconds() - startOfWait >= kLongestWaitMilliseconds ||
+        internal::MillisecondsLeft(internal::kNoTool) == 0) {
       return false;
     }
     SleepMilliseconds(kPollMilliseconds);

@@ -44,6 +44,8 @@ bool ReadTextLine(Source next, std::string& line, std::size_t limit) {
 
 std::FILE* OpenStream(const std::string& path, TextFile::Mode mode);
 std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path);
+// Writes the whole text. A reader that is slow is waited for until an interrupt leaves no more time.
+bool WriteStream(std::FILE* stream, std::string_view text);
 // Whether the stream is a regular file, in which a position can be found again.
 bool IsRegularFile(std::FILE* stream);
 long long SizeOf(std::FILE* stream);
@@ -108,19 +110,26 @@ bool HoldsSeparator(std::string_view name);
 
 // ---- Interrupts --------------------------------------------------------------------------------------
 
-// Puts the mover that runs in the charge of the interrupts: `mover` is its process number on POSIX, its
-// process handle, which is taken over, on Windows. One that came before counts too.
-void WatchMover(std::intptr_t mover);
-void ForgetMover();
-// The mover was killed: its stream counts as ended, whoever still holds it.
-bool MoverWasKilled();
+// Puts a tool that runs in the charge of the interrupts; `process` is its process number on POSIX, its
+// process handle, which is taken over, on Windows. Gives its number here, `kNoTool` if none is free. A mover
+// is told to end by an interrupt, also by one that came before.
+constexpr int kNoTool = -1;
+int WatchTool(std::intptr_t process, bool isMover);
+void ForgetTool(int tool);
+// What an interrupt leaves a wait of time: of ten seconds since it came, or since the tool started if that
+// was later. `kNoLimit` before an interrupt.
+constexpr std::int64_t kNoLimit = -1;
+std::int64_t MillisecondsLeft(int tool);
+// Kills the tool and what it has started. Its stream counts as ended, whoever still holds it.
+void KillTool(int tool);
 // Blocks for so many milliseconds or until an interrupt.
 void SystemSleep(std::uint32_t milliseconds);
 
 // ---- Streams of tools ------------------------------------------------------------------------------
 
-// At most so many bytes from the read end of a pipe; waits for the first. 0 at the end and after a failure.
-std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size);
+// At most so many bytes from the read end of a tool's pipe; waits for the first. 0 at the end, after a
+// failure, and when the tool's time after an interrupt is up: it has been killed then.
+std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int tool);
 void ClosePipe(std::intptr_t handle);
 
 }  // namespace platform::internal

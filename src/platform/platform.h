@@ -29,7 +29,10 @@ void PrepareProcess();
 
 // From here on the first Ctrl-C, SIGTERM, SIGHUP or closing of the console is noted instead of ending the
 // process; a second one ends it at once. One that was ignored at the start stays ignored. A data mover that
-// runs is told to end, and killed if it has not after ten seconds (as many as a closing console leaves).
+// runs is told to end. Ten seconds after the interrupt (as many as a closing console leaves), or after its
+// own start if that came later, every tool is killed with all that it has started, and its stream has ended,
+// whoever still holds it. Locks, and pipes that nobody reads, are waited for no longer than that either.
+// Under a Windows service the log-off of a user is no interrupt.
 void WatchInterrupts();
 [[nodiscard]] bool Interrupted();
 
@@ -216,8 +219,10 @@ class ToolStream {
   [[nodiscard]] bool ReadLine(std::string& line, std::size_t limit);
 
   // For the starting functions of the two systems. `handle` is owned; a negative one is a stream that has
-  // ended. A mover's carriage returns are kept, and it is in the charge of the interrupts.
+  // ended. A mover's carriage returns are kept.
   ToolStream(std::intptr_t handle, bool isMover) : handle_(handle), isMover_(isMover) {}
+  // Puts the tool in the charge of the interrupts as long as the stream lives.
+  void Watch(std::intptr_t process);
 
  private:
   [[nodiscard]] int NextByte();
@@ -225,6 +230,7 @@ class ToolStream {
 
   std::intptr_t handle_;
   bool isMover_;
+  int tool_ = -1;
   std::string buffer_;
   std::size_t position_ = 0;
 };

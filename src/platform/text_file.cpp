@@ -112,7 +112,7 @@ void TextFile::HandOver() {
     return;
   }
   const std::string text = std::exchange(pending_, {});
-  failed_ = failed_ || std::fwrite(text.data(), 1, text.size(), stream_) != text.size();
+  failed_ = failed_ || !internal::WriteStream(stream_, text);
 }
 
 bool TextFile::Flush() {

@@ -8,13 +8,13 @@ constexpr std::size_t kReadSize = 65536;
 }  // namespace
 
 ToolStream::~ToolStream() {
-  if (isMover_) {
-    internal::ForgetMover();
-  }
+  internal::ForgetTool(tool_);
   if (handle_ >= 0) {
     internal::ClosePipe(handle_);
   }
 }
+
+void ToolStream::Watch(std::intptr_t process) { tool_ = internal::WatchTool(process, isMover_); }
 
 int ToolStream::NextByte() {
   if (position_ == buffer_.size()) {
@@ -22,7 +22,7 @@ int ToolStream::NextByte() {
       return -1;
     }
     buffer_.resize(kReadSize);
-    buffer_.resize(internal::ReadPipe(handle_, buffer_.data(), buffer_.size()));
+    buffer_.resize(internal::ReadPipe(handle_, buffer_.data(), buffer_.size(), tool_));
     position_ = 0;
     if (buffer_.empty()) {
       internal::ClosePipe(handle_);

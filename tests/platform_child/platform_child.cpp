@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/data_file.h"
 #include "platform/platform.h"
 
 namespace {
@@ -64,6 +65,30 @@ int Stay(const Arguments&) {
   return 0;
 }
 
+// The same for a shorter time.
+int Linger(const Arguments&) {
+  PrintOnBoth("here\n");
+  platform::SleepMilliseconds(20000);
+  return 0;
+}
+
+// Writes as long as somebody reads.
+int Flood(const Arguments&) {
+  const std::string text(1023, 'x');
+  while (std::printf("%s\n", text.c_str()) > 0) {
+  }
+  return 0;
+}
+
+// Starts a tool to whose output ours belongs, and ends before it.
+int LeaveBehind(const Arguments& arguments) {
+  const std::string self = platform::ProgramDirectory() + "/platform_child";
+  const auto stream = arguments[0] == "control"
+                          ? platform::StartControlTool("\"" + self + "\" " + arguments[1], "")
+                          : platform::StartDataMover(self, " " + arguments[1]);
+  return stream != nullptr ? 0 : 1;
+}
+
 // Starts a tool itself and writes what it hears from it.
 int StartTool(const Arguments& arguments) {
   const auto stream = arguments[0] == "control" ? platform::StartControlTool(arguments[1] + arguments[2], "")
@@ -104,6 +129,9 @@ int main(int argc, char** argv) {
                                                                   {"append", AppendLines},
                                                                   {"live-on", LiveOn},
                                                                   {"stay", Stay},
+                                                                  {"linger", Linger},
+                                                                  {"flood", Flood},
+                                                                  {"leave-behind", LeaveBehind},
                                                                   {"start", StartTool},
                                                                   {"read-input", ReadInput},
                                                                   {"-b", Report}};

@@ -1,9 +1,15 @@
+#include "platform/posix/interrupts.h"
+
+#include <poll.h>
 #include <signal.h>
-#include <sys/time.h>
+#include <sys/eventfd.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
+#include <cerrno>
 
 #include "platform/internal.h"
 
@@ -12,66 +18,107 @@ namespace {
 
 constexpr int kWatchedSignals[] = {SIGINT, SIGTERM, SIGHUP};
 constexpr int kFailureStatus = 2;
-constexpr time_t kMoverSeconds = 10;
+constexpr std::int64_t kGraceMilliseconds = 10000;
 
 std::atomic<bool> interrupted{false};
 std::atomic<bool> endsAtOnce{false};
-std::atomic<bool> moverKilled{false};
-std::atomic<pid_t> moverGroup{0};
+std::atomic<std::int64_t> interruptMoment{0};
+// Readable from the first interrupt on: what waits for it cannot miss it.
+int interruptEvent = -1;
 
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<pid_t>::is_always_lock_free,
+// The tools that run, for the signal handler too. More than one at a time is rare.
+struct WatchedTool {
+  std::atomic<pid_t> group{0};
+  std::atomic<bool> isMover{false};
+  std::atomic<std::int64_t> start{0};
+};
+std::array<WatchedTool, 16> tools;
+
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<pid_t>::is_always_lock_free &&
+                  std::atomic<std::int64_t>::is_always_lock_free,
               "signal handlers work on these");
 
-// `flags` tells what becomes of a system call that is under way.
-void SetHandler(int number, void (*handler)(int), int flags) {
+std::int64_t Now() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<std::int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+// A system call that is under way goes on after the handler: a result line on its way to a slow reader is
+// written whole.
+void SetHandler(int number, void (*handler)(int)) {
   struct sigaction action = {};
   action.sa_handler = handler;
-  action.sa_flags = flags;
+  action.sa_flags = SA_RESTART;
   sigemptyset(&action.sa_mask);
   sigaction(number, &action, nullptr);
 }
 
-// The mover's time is up. The timer repeats, so that a read that began just now ends as well.
-void KillMover(int /*number*/) {
-  const pid_t group = moverGroup;
-  if (group > 0) {
-    kill(-group, SIGKILL);
-    moverKilled = true;
+// A control tool is not told: it may be about to open or to close something on the server.
+void TellToEnd(const WatchedTool& tool) {
+  const pid_t group = tool.group;
+  if (group > 0 && tool.isMover) {
+    kill(-group, SIGTERM);
   }
-}
-
-void TellMoverToEnd(pid_t group) {
-  SetHandler(SIGALRM, KillMover, 0);
-  kill(-group, SIGTERM);
-  const itimerval timer = {{1, 0}, {kMoverSeconds, 0}};
-  setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
 void NoteInterrupt(int /*number*/) {
   if (endsAtOnce) {
     _exit(kFailureStatus);
   }
+  const int error = errno;
   for (const int number : kWatchedSignals) {
     struct sigaction now = {};
     if (sigaction(number, nullptr, &now) == 0 && now.sa_handler != SIG_IGN) {
-      SetHandler(number, SIG_DFL, 0);
+      SetHandler(number, SIG_DFL);
     }
   }
+  interruptMoment = Now();
   interrupted = true;
-  const pid_t group = moverGroup;
-  if (group > 0) {
-    TellMoverToEnd(group);
+  const std::uint64_t one = 1;
+  (void)!write(interruptEvent, &one, sizeof one);
+  for (const WatchedTool& tool : tools) {
+    TellToEnd(tool);
+  }
+  errno = error;
+}
+
+// The time that is left for what has begun, or has gone on, at this moment.
+std::int64_t LeftFrom(std::int64_t moment) {
+  if (!interrupted) {
+    return internal::kNoLimit;
+  }
+  return std::max<std::int64_t>(std::max<std::int64_t>(interruptMoment, moment) + kGraceMilliseconds - Now(),
+                                0);
+}
+
+// False when no time is left and nothing has come of the wait.
+template <class Left>
+bool WaitUntilReady(int descriptor, short events, Left left) {
+  for (;;) {
+    const std::int64_t milliseconds = left();
+    std::array<pollfd, 2> waits = {{{descriptor, events, 0}, {interrupted ? -1 : interruptEvent, POLLIN, 0}}};
+    const int ready = poll(waits.data(), waits.size(), static_cast<int>(milliseconds));
+    // What a descriptor cannot be asked about is left to the call itself.
+    if (waits[0].revents != 0 || (ready < 0 && errno != EINTR)) {
+      return true;
+    }
+    if (milliseconds == 0) {
+      return false;
+    }
   }
 }
 
 }  // namespace
 
 void WatchInterrupts() {
+  if (interruptEvent < 0) {
+    interruptEvent = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  }
   for (const int number : kWatchedSignals) {
     struct sigaction before = {};
     if (sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
-      // A result line on its way to a slow reader is written whole; a sleep ends in any case.
-      SetHandler(number, NoteInterrupt, SA_RESTART);
+      SetHandler(number, NoteInterrupt);
     }
   }
 }
@@ -80,23 +127,63 @@ bool Interrupted() { return interrupted; }
 
 void EndOnInterrupt(bool ends) { endsAtOnce = ends; }
 
-void internal::WatchMover(std::intptr_t mover) {
-  moverKilled = false;
-  moverGroup = static_cast<pid_t>(mover);
-  if (interrupted) {
-    TellMoverToEnd(moverGroup);
+int internal::WatchTool(std::intptr_t process, bool isMover) {
+  for (std::size_t number = 0; number < tools.size(); ++number) {
+    WatchedTool& tool = tools[number];
+    if (tool.group != 0) {
+      continue;
+    }
+    tool.isMover = isMover;
+    tool.start = Now();
+    tool.group = static_cast<pid_t>(process);
+    if (interrupted) {
+      TellToEnd(tool);
+    }
+    return static_cast<int>(number);
+  }
+  return kNoTool;
+}
+
+void internal::ForgetTool(int tool) {
+  if (tool != kNoTool) {
+    tools[static_cast<std::size_t>(tool)].group = 0;
   }
 }
 
-void internal::ForgetMover() {
-  moverGroup = 0;
-  const itimerval none = {};
-  setitimer(ITIMER_REAL, &none, nullptr);
+std::int64_t internal::MillisecondsLeft(int tool) {
+  return LeftFrom(tool != kNoTool ? tools[static_cast<std::size_t>(tool)].start.load() : 0);
 }
 
-bool internal::MoverWasKilled() { return moverKilled; }
+void internal::KillTool(int tool) {
+  if (tool == kNoTool) {
+    return;
+  }
+  const pid_t group = tools[static_cast<std::size_t>(tool)].group.exchange(0);
+  if (group > 0) {
+    kill(-group, SIGKILL);
+  }
+}
+
+bool internal::WaitUntilReadable(int descriptor, int tool) {
+  return WaitUntilReady(descriptor, POLLIN, [tool] { return MillisecondsLeft(tool); });
+}
+
+bool internal::WaitUntilWritable(int descriptor) {
+  static std::atomic<std::int64_t> lastProgress = 0;
+  const bool ready = WaitUntilReady(descriptor, POLLOUT, [] { return LeftFrom(lastProgress); });
+  if (ready) {
+    lastProgress = Now();
+  }
+  return ready;
+}
 
 void internal::SystemSleep(std::uint32_t milliseconds) {
+  if (!interrupted && interruptEvent >= 0) {
+    pollfd wait = {interruptEvent, POLLIN, 0};
+    const int limit = static_cast<int>(std::min<std::uint32_t>(milliseconds, 1U << 30));
+    poll(&wait, 1, limit);
+    return;
+  }
   const timespec time = {static_cast<time_t>(milliseconds / 1000),
                          static_cast<long>(milliseconds % 1000) * 1000000};
   nanosleep(&time, nullptr);

@@ -3,14 +3,21 @@
 #include <cerrno>
 
 #include "platform/internal.h"
+#include "platform/posix/interrupts.h"
 
 namespace platform::internal {
 
-std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size) {
+std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int tool) {
+  const int descriptor = static_cast<int>(handle);
   ssize_t got = 0;
   do {
-    got = read(static_cast<int>(handle), buffer, size);
-  } while (got < 0 && errno == EINTR && !MoverWasKilled());
+    // Whatever still comes when the time is up is not read.
+    if (MillisecondsLeft(tool) == 0 || !WaitUntilReadable(descriptor, tool)) {
+      KillTool(tool);
+      return 0;
+    }
+    got = read(descriptor, buffer, size);
+  } while (got < 0 && errno == EINTR);
   return got > 0 ? static_cast<std::size_t>(got) : 0;
 }
 

@@ -125,9 +125,11 @@ std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, con
   const Descriptor error(errorFile.empty() ? -1 : OpenErrorFile(errorFile));
   std::vector<std::string> arguments = internal::SplitArguments(commandLine.substr(token.end));
   arguments.insert(arguments.begin(), token.name);
-  if (Spawn(program, std::move(arguments), {writeEnd.Number(), error.Number()}) < 0) {
+  const pid_t child = Spawn(program, std::move(arguments), {writeEnd.Number(), error.Number()});
+  if (child < 0) {
     return nullptr;
   }
+  stream->Watch(child);
   return stream;
 }
 
@@ -147,7 +149,7 @@ std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std
     // If this fails the write end closes and the stream ends at once.
     const pid_t child = Spawn(file, std::move(list), {-1, writeEnd.Number()});
     if (child > 0) {
-      internal::WatchMover(child);
+      stream->Watch(child);
     }
   }
   return stream;

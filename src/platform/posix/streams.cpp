@@ -2,7 +2,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+
 #include "platform/internal.h"
+#include "platform/posix/interrupts.h"
 
 namespace platform::internal {
 namespace {
@@ -41,6 +46,27 @@ std::FILE* OpenForReading(const std::string& path) {
   return StreamOf(descriptor, "r");
 }
 
+// A pipe with a name is opened when somebody reads it; it is waited for until an interrupt leaves no more
+// time.
+std::FILE* OpenForWriting(const std::string& path, int flags, const char* mode) {
+  constexpr std::uint32_t kPollMilliseconds = 20;
+  const auto tryOnce = [&] {
+    return open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | flags,
+                kAsTheUserLikes);
+  };
+  int descriptor = tryOnce();
+  struct stat status = {};
+  while (descriptor < 0 && errno == ENXIO && MillisecondsLeft(kNoTool) != 0 &&
+         stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode)) {
+    SleepMilliseconds(kPollMilliseconds);
+    descriptor = tryOnce();
+  }
+  if (descriptor >= 0) {
+    (void)fcntl(descriptor, F_SETFL, flags & O_APPEND);
+  }
+  return StreamOf(descriptor, mode);
+}
+
 }  // namespace
 
 std::FILE* OpenStream(const std::string& path, TextFile::Mode mode) {
@@ -48,13 +74,33 @@ std::FILE* OpenStream(const std::string& path, TextFile::Mode mode) {
     case TextFile::Mode::kRead:
       return OpenForReading(path);
     case TextFile::Mode::kAppend:
-      return StreamOf(
-          open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, kAsTheUserLikes), "a");
+      return OpenForWriting(path, O_APPEND, "a");
     case TextFile::Mode::kCreate:
       break;
   }
-  return StreamOf(open(path.c_str(), O_WRONLY | O_TRUNC | O_CREAT | O_CLOEXEC | O_NOCTTY, kAsTheUserLikes),
-                  "w");
+  return OpenForWriting(path, O_TRUNC, "w");
+}
+
+bool WriteStream(std::FILE* stream, std::string_view text) {
+  if (IsRegularFile(stream)) {
+    return std::fwrite(text.data(), 1, text.size(), stream) == text.size();
+  }
+  // So much fits into a pipe that can be written at all: the writing itself never waits.
+  constexpr std::size_t kPiece = PIPE_BUF;
+  if (std::fflush(stream) != 0) {
+    return false;
+  }
+  while (!text.empty()) {
+    if (!WaitUntilWritable(fileno(stream))) {
+      return false;
+    }
+    const ssize_t written = write(fileno(stream), text.data(), std::min(text.size(), kPiece));
+    if (written < 0 && errno != EINTR) {
+      return false;
+    }
+    text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+  }
+  return true;
 }
 
 std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path) {

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 
 #include "platform/internal.h"
@@ -10,16 +12,36 @@ namespace platform {
 namespace {
 
 constexpr UINT kFailureStatus = 2;
-constexpr DWORD kMoverMilliseconds = 10000;
+constexpr ULONGLONG kGraceMilliseconds = 10000;
 // The system ends a process five seconds after its console closed.
-constexpr DWORD kClosingMilliseconds = 4000;
+constexpr ULONGLONG kClosingMilliseconds = 4000;
 constexpr DWORD kClosingEnd = 5000;
+constexpr DWORD kKeeperMilliseconds = 50;
 
 std::atomic<bool> interrupted{false};
 std::atomic<bool> endsAtOnce{false};
-std::atomic<bool> moverKilled{false};
-SRWLOCK moverLock = SRWLOCK_INIT;
-HANDLE mover = nullptr;
+std::atomic<ULONGLONG> interruptMoment{0};
+std::atomic<ULONGLONG> grace{kGraceMilliseconds};
+
+// The tools that run. More than one at a time is rare.
+struct WatchedTool {
+  HANDLE process = nullptr;
+  HANDLE job = nullptr;  // the process and all that it has started, unless the system has no such thing
+  bool isMover = false;
+  ULONGLONG start = 0;
+  bool told = false;  // to end
+  bool killed = false;
+};
+SRWLOCK toolsLock = SRWLOCK_INIT;
+std::array<WatchedTool, 16> tools;
+
+class ToolsLock {
+ public:
+  ToolsLock() { AcquireSRWLockExclusive(&toolsLock); }
+  ToolsLock(const ToolsLock&) = delete;
+  ToolsLock& operator=(const ToolsLock&) = delete;
+  ~ToolsLock() { ReleaseSRWLockExclusive(&toolsLock); }
+};
 
 // Set by the first interrupt; wakes who sleeps.
 HANDLE InterruptEvent() {
@@ -27,40 +49,65 @@ HANDLE InterruptEvent() {
   return event;
 }
 
-// A handle of its own to the mover that runs, or null.
-HANDLE MoverHandle() {
-  HANDLE copy = nullptr;
-  AcquireSRWLockExclusive(&moverLock);
-  if (mover != nullptr) {
-    const HANDLE process = GetCurrentProcess();
-    DuplicateHandle(process, mover, process, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS);
+// The thread that reads or writes a pipe, while it does, and whose pipe it is.
+SRWLOCK waitLock = SRWLOCK_INIT;
+HANDLE waitingThread = nullptr;
+int waitsForTool = internal::kNoTool;
+// When something was last written.
+std::atomic<ULONGLONG> lastProgress{0};
+
+ULONGLONG DeadlineFrom(ULONGLONG moment) { return std::max<ULONGLONG>(interruptMoment, moment) + grace; }
+
+// A control tool is not told: it may be about to open or to close something on the server.
+void TellToEnd(WatchedTool& tool) {
+  tool.told = true;
+  if (tool.isMover) {
+    GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, GetProcessId(tool.process));
   }
-  ReleaseSRWLockExclusive(&moverLock);
-  return copy;
 }
 
-void EndMover(DWORD milliseconds) {
-  const HANDLE process = MoverHandle();
-  if (process == nullptr) {
-    return;
+void Kill(WatchedTool& tool) {
+  tool.killed = true;
+  if (tool.job != nullptr) {
+    TerminateJobObject(tool.job, kFailureStatus);
   }
-  GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, GetProcessId(process));
-  if (WaitForSingleObject(process, milliseconds) != WAIT_OBJECT_0) {
-    moverKilled = true;
-    TerminateProcess(process, kFailureStatus);
-  }
-  CloseHandle(process);
+  TerminateProcess(tool.process, kFailureStatus);
 }
 
-DWORD WINAPI EndMoverThread(void* /*unused*/) {
-  EndMover(kMoverMilliseconds);
-  return 0;
+// Tells movers to end, and kills every tool whose time is up, also one that starts after the interrupt.
+void EndTools() {
+  const ToolsLock lock;
+  for (WatchedTool& tool : tools) {
+    if (tool.process == nullptr || tool.killed) {
+      continue;
+    }
+    if (!tool.told) {
+      TellToEnd(tool);
+    }
+    if (GetTickCount64() >= DeadlineFrom(tool.start)) {
+      Kill(tool);
+    }
+  }
 }
 
-void StartEndingMover() {
-  const HANDLE thread = CreateThread(nullptr, 0, EndMoverThread, nullptr, 0, nullptr);
-  if (thread != nullptr) {
-    CloseHandle(thread);
+// Ends the wait for a pipe that nobody reads, or that somebody holds whom the tool's end did not reach.
+void EndWait() {
+  AcquireSRWLockExclusive(&waitLock);
+  if (waitingThread != nullptr) {
+    const bool over = waitsForTool == internal::kNoTool ? GetTickCount64() >= DeadlineFrom(lastProgress)
+                                                        : internal::MillisecondsLeft(waitsForTool) == 0;
+    if (over) {
+      CancelSynchronousIo(waitingThread);
+    }
+  }
+  ReleaseSRWLockExclusive(&waitLock);
+}
+
+DWORD WINAPI KeepTime(void* /*unused*/) {
+  for (;;) {
+    EndTools();
+    EndWait();
+    Sleep(kKeeperMilliseconds);
   }
 }
 
@@ -68,7 +115,16 @@ bool IsClosing(DWORD event) {
   return event == CTRL_CLOSE_EVENT || event == CTRL_LOGOFF_EVENT || event == CTRL_SHUTDOWN_EVENT;
 }
 
+// The session of the services, in which nobody logs on.
+bool IsService() {
+  DWORD session = 0;
+  return ProcessIdToSessionId(GetCurrentProcessId(), &session) != 0 && session == 0;
+}
+
 BOOL WINAPI NoteEvent(DWORD event) {
+  if (!internal::ConcernsProcess(event, IsService())) {
+    return TRUE;
+  }
   if (!internal::HandleConsoleEvent(event)) {
     ExitProcess(kFailureStatus);  // not left to the system, whose status need not tell a failure
   }
@@ -80,19 +136,26 @@ BOOL WINAPI NoteEvent(DWORD event) {
 
 }  // namespace
 
+bool internal::ConcernsProcess(unsigned long event, bool isService) {
+  return event != CTRL_LOGOFF_EVENT || !isService;
+}
+
 // Runs in a thread of the system's own.
 bool internal::HandleConsoleEvent(unsigned long event) {
   if (endsAtOnce) {
     ExitProcess(kFailureStatus);
   }
-  if (interrupted.exchange(true)) {
+  const ToolsLock lock;
+  if (interrupted) {
     return false;
   }
+  interruptMoment = GetTickCount64();
+  grace = IsClosing(event) ? kClosingMilliseconds : kGraceMilliseconds;
+  interrupted = true;
   SetEvent(InterruptEvent());
-  if (IsClosing(event)) {
-    EndMover(kClosingMilliseconds);
-  } else {
-    StartEndingMover();  // the system calls for no second event before this one has returned
+  const HANDLE keeper = CreateThread(nullptr, 0, KeepTime, nullptr, 0, nullptr);
+  if (keeper != nullptr) {
+    CloseHandle(keeper);
   }
   return true;
 }
@@ -103,26 +166,82 @@ bool Interrupted() { return interrupted; }
 
 void EndOnInterrupt(bool ends) { endsAtOnce = ends; }
 
-void internal::WatchMover(std::intptr_t process) {
-  moverKilled = false;
-  AcquireSRWLockExclusive(&moverLock);
-  mover = reinterpret_cast<HANDLE>(process);
-  ReleaseSRWLockExclusive(&moverLock);
-  if (interrupted) {
-    StartEndingMover();
+// The tool has not begun to run: whatever it starts will be in the job too.
+int internal::WatchTool(std::intptr_t process, bool isMover) {
+  const auto handle = reinterpret_cast<HANDLE>(process);
+  HANDLE job = CreateJobObjectA(nullptr, nullptr);
+  // Systems before Windows 8 have one job for a process and all that it starts. The tool alone is killed
+  // there if ours is in one.
+  if (job != nullptr && AssignProcessToJobObject(job, handle) == 0) {
+    CloseHandle(job);
+    job = nullptr;
+  }
+  const ToolsLock lock;
+  for (std::size_t number = 0; number < tools.size(); ++number) {
+    if (tools[number].process == nullptr) {
+      tools[number] = {handle, job, isMover, GetTickCount64(), false, false};
+      return static_cast<int>(number);
+    }
+  }
+  CloseHandle(handle);
+  if (job != nullptr) {
+    CloseHandle(job);
+  }
+  return kNoTool;
+}
+
+void internal::ForgetTool(int tool) {
+  if (tool == kNoTool) {
+    return;
+  }
+  const ToolsLock lock;
+  WatchedTool& watched = tools[static_cast<std::size_t>(tool)];
+  CloseHandle(watched.process);
+  if (watched.job != nullptr) {
+    CloseHandle(watched.job);
+  }
+  watched = {};
+}
+
+std::int64_t internal::MillisecondsLeft(int tool) {
+  if (!interrupted) {
+    return kNoLimit;
+  }
+  ULONGLONG start = 0;
+  if (tool != kNoTool) {
+    const ToolsLock lock;
+    start = tools[static_cast<std::size_t>(tool)].start;
+  }
+  const ULONGLONG deadline = DeadlineFrom(start);
+  const ULONGLONG now = GetTickCount64();
+  return now >= deadline ? 0 : static_cast<std::int64_t>(deadline - now);
+}
+
+void internal::KillTool(int tool) {
+  if (tool == kNoTool) {
+    return;
+  }
+  const ToolsLock lock;
+  if (WatchedTool& watched = tools[static_cast<std::size_t>(tool)]; !watched.killed) {
+    Kill(watched);
   }
 }
 
-void internal::ForgetMover() {
-  AcquireSRWLockExclusive(&moverLock);
-  if (mover != nullptr) {
-    CloseHandle(mover);
-    mover = nullptr;
-  }
-  ReleaseSRWLockExclusive(&moverLock);
+internal::PipeWait::PipeWait(int tool) {
+  static thread_local const HANDLE thread = OpenThread(THREAD_TERMINATE, FALSE, GetCurrentThreadId());
+  AcquireSRWLockExclusive(&waitLock);
+  waitingThread = thread;
+  waitsForTool = tool;
+  ReleaseSRWLockExclusive(&waitLock);
 }
 
-bool internal::MoverWasKilled() { return moverKilled; }
+internal::PipeWait::~PipeWait() {
+  AcquireSRWLockExclusive(&waitLock);
+  waitingThread = nullptr;
+  ReleaseSRWLockExclusive(&waitLock);
+}
+
+void internal::NoteProgress() { lastProgress = GetTickCount64(); }
 
 void internal::SystemSleep(std::uint32_t milliseconds) {
   if (interrupted) {

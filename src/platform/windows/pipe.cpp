@@ -1,16 +1,22 @@
 #include <windows.h>
 
 #include "platform/internal.h"
+#include "platform/windows/interrupts.h"
 
 namespace platform::internal {
 
-std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size) {
+std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int tool) {
+  const PipeWait wait(tool);
   DWORD got = 0;
   // A write of no bytes ends a read of a pipe too, without ending the pipe.
-  while (ReadFile(reinterpret_cast<HANDLE>(handle), buffer, static_cast<DWORD>(size), &got, nullptr) != 0) {
+  while (MillisecondsLeft(tool) != 0 &&
+         ReadFile(reinterpret_cast<HANDLE>(handle), buffer, static_cast<DWORD>(size), &got, nullptr) != 0) {
     if (got > 0) {
       return got;
     }
+  }
+  if (MillisecondsLeft(tool) == 0) {
+    KillTool(tool);
   }
   return 0;
 }

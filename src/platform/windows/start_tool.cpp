@@ -89,12 +89,18 @@ class InheritedHandles {
   bool made_ = false;
 };
 
-// The handle of the process once it runs the program, or null.
-HANDLE StartProcess(const std::string& program, std::string commandLine, HANDLE output, HANDLE error) {
+// A process that is there and has not begun to run.
+struct Started {
+  HANDLE process = nullptr;
+  HANDLE thread = nullptr;
+};
+
+// Without a process if the program cannot be started.
+Started StartProcess(const std::string& program, std::string commandLine, HANDLE output, HANDLE error) {
   const Handle input(NullDevice(GENERIC_READ));
   InheritedHandles inherited({input.Get(), output, error});
   if (!input.IsOpen() || !inherited.Made()) {
-    return nullptr;
+    return {};
   }
   STARTUPINFOEXA startup = {};
   startup.StartupInfo.cb = sizeof(startup);
@@ -105,12 +111,17 @@ HANDLE StartProcess(const std::string& program, std::string commandLine, HANDLE 
   startup.lpAttributeList = inherited.List();
   PROCESS_INFORMATION process = {};
   if (CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
-                     CREATE_NEW_PROCESS_GROUP | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
-                     &startup.StartupInfo, &process) == 0) {
-    return nullptr;
+                     CREATE_NEW_PROCESS_GROUP | CREATE_SUSPENDED | EXTENDED_STARTUPINFO_PRESENT, nullptr,
+                     nullptr, &startup.StartupInfo, &process) == 0) {
+    return {};
   }
-  CloseHandle(process.hThread);
-  return process.hProcess;
+  return {process.hProcess, process.hThread};
+}
+
+void Watch(const Started& started, platform::ToolStream& stream) {
+  stream.Watch(reinterpret_cast<std::intptr_t>(started.process));
+  ResumeThread(started.thread);
+  CloseHandle(started.thread);
 }
 
 // The file to start, or empty.
@@ -135,10 +146,11 @@ std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, con
   const Handle error(OpenErrorFile(errorFile));
   // With a blank in front the program's own name would be an argument.
   const std::size_t start = commandLine.find_first_not_of(" \t");
-  const Handle process(StartProcess(program, commandLine.substr(start), writeEnd.Get(), error.Get()));
-  if (!process.IsOpen()) {
+  const Started started = StartProcess(program, commandLine.substr(start), writeEnd.Get(), error.Get());
+  if (started.process == nullptr) {
     return nullptr;
   }
+  Watch(started, *stream);
   return stream;
 }
 
@@ -156,9 +168,9 @@ std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std
   const std::string file = RunnableProgram(name, name.find("exe") == std::string::npos);
   if (!file.empty()) {
     // If this fails the write end closes and the stream ends at once.
-    const HANDLE process = StartProcess(file, arguments, output.Get(), writeEnd.Get());
-    if (process != nullptr) {
-      internal::WatchMover(reinterpret_cast<std::intptr_t>(process));
+    const Started started = StartProcess(file, arguments, output.Get(), writeEnd.Get());
+    if (started.process != nullptr) {
+      Watch(started, *stream);
     }
   }
   return stream;

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "platform/internal.h"
+#include "platform/windows/interrupts.h"
 #include "platform/windows/owner_alone.h"
 
 namespace platform::internal {
@@ -44,6 +45,19 @@ std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path) 
     }
   }
   return nullptr;
+}
+
+bool WriteStream(std::FILE* stream, std::string_view text) {
+  if (IsRegularFile(stream)) {
+    return std::fwrite(text.data(), 1, text.size(), stream) == text.size();
+  }
+  const PipeWait wait(kNoTool);
+  const bool written =
+      std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
+  if (written) {
+    NoteProgress();
+  }
+  return written;
 }
 
 bool IsRegularFile(std::FILE* stream) { return GetFileType(HandleOf(stream)) == FILE_TYPE_DISK; }

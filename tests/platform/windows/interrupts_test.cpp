@@ -1,13 +1,26 @@
 // For Windows alone: a console that closes leaves five seconds for everything.
 #include "platform/windows/interrupts.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <io.h>
 #include <windows.h>
 
 #include <cstdlib>
 
+#include "platform/interrupt_here.h"
 #include "platform/platform.h"
 #include "support/run_program.h"
+
+void InterruptHere() { platform::internal::HandleConsoleEvent(CTRL_C_EVENT); }
+
+std::FILE* UnreadPipe() {
+  HANDLE readEnd = nullptr;
+  HANDLE writeEnd = nullptr;
+  return CreatePipe(&readEnd, &writeEnd, nullptr, 0) != 0
+             ? _fdopen(_open_osfhandle(reinterpret_cast<std::intptr_t>(writeEnd), _O_BINARY), "wb")
+             : nullptr;
+}
 
 namespace {
 
@@ -34,6 +47,13 @@ void CloseTheConsoleWhileAMoverRuns() {
 TEST(WindowsInterrupts, AClosingConsoleEndsTheMoverInTime) {
   testing::GTEST_FLAG(death_test_style) = "threadsafe";
   EXPECT_EXIT(CloseTheConsoleWhileAMoverRuns(), testing::ExitedWithCode(0), "");
+}
+
+TEST(WindowsInterrupts, AServiceIsNotClosedByTheLogOffOfAUser) {
+  using platform::internal::ConcernsProcess;
+  EXPECT_FALSE(ConcernsProcess(CTRL_LOGOFF_EVENT, true));
+  EXPECT_TRUE(ConcernsProcess(CTRL_LOGOFF_EVENT, false));
+  EXPECT_TRUE(ConcernsProcess(CTRL_SHUTDOWN_EVENT, true));
 }
 
 void InterruptBeforeAnythingIsOpen() {
