@@ -13,7 +13,9 @@ if(WIN32)
   # Makes the import library too.
   set_target_properties(backint PROPERTIES ENABLE_EXPORTS ON)
 else()
+  # What the header turns `wcslcpy` and `wcslcat` into, for modules that were compiled with it.
   list(JOIN exported_names "; " names)
+  string(APPEND names "; cm_wcslcpy; cm_wcslcat")
   file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/exports.list CONTENT "{ @names@; };\n" @ONLY)
   # What an executable exports takes the place of a library's function of the same name, in the whole process.
   # A C library may have these two for its own, wider characters: with a version of our own nobody who was

@@ -5,27 +5,6 @@
 
 #include "common/LL_node.h"
 
-/* ---- Nodes ---- */
-
-void l_lafter(LLNode* node, LLNode* newNode) {
-  newNode->next = node->next;
-  newNode->prev = node;
-  node->next->prev = newNode;
-  node->next = newNode;
-}
-
-void l_lbefore(LLNode* node, LLNode* newNode) { l_lafter(node->prev, newNode); }
-
-void l_unlink(LLNode* node) {
-  node->prev->next = node->next;
-  node->next->prev = node->prev;
-}
-
-void l_linit(LLNode* node) {
-  node->next = node;
-  node->prev = node;
-}
-
 /* ---- Linking and unlinking elements of the caller ---- */
 
 static void* Link(LLNode* node, void* element, LLLinkFunction link) {
@@ -33,16 +12,16 @@ static void* Link(LLNode* node, void* element, LLLinkFunction link) {
   return element;
 }
 
-void* LinkFirstLL(LLNode* list, void* element) { return Link(list, element, l_lafter); }
+void* LinkFirstLL(LLNode* list, void* element) { return Link(list, element, LinkAfter); }
 
-void* LinkLastLL(LLNode* list, void* element) { return Link(list, element, l_lbefore); }
+void* LinkLastLL(LLNode* list, void* element) { return Link(list, element, LinkBefore); }
 
-void* LinkAftLL(void* place, void* element) { return Link(NodeOf(place), element, l_lafter); }
+void* LinkAftLL(void* place, void* element) { return Link(NodeOf(place), element, LinkAfter); }
 
-void* LinkBefLL(void* place, void* element) { return Link(NodeOf(place), element, l_lbefore); }
+void* LinkBefLL(void* place, void* element) { return Link(NodeOf(place), element, LinkBefore); }
 
 void* UnlinkLL(void* element) {
-  l_unlink(NodeOf(element));
+  Unlink(NodeOf(element));
   return element;
 }
 
@@ -56,19 +35,19 @@ void* LinkInsLLf(LLNode* node, size_t size, LLNode* block, LLLinkFunction link) 
 }
 
 void* LinkInsFirstLLf(LLNode* list, size_t size, void* element) {
-  return LinkInsLLf(list, size, NodeOf(element), l_lafter);
+  return LinkInsLLf(list, size, NodeOf(element), LinkAfter);
 }
 
 void* LinkInsLastLLf(LLNode* list, size_t size, void* element) {
-  return LinkInsLLf(list, size, NodeOf(element), l_lbefore);
+  return LinkInsLLf(list, size, NodeOf(element), LinkBefore);
 }
 
 void* LinkInsAftLLf(void* place, size_t size, void* element) {
-  return LinkInsLLf(NodeOf(place), size, NodeOf(element), l_lafter);
+  return LinkInsLLf(NodeOf(place), size, NodeOf(element), LinkAfter);
 }
 
 void* LinkInsBefLLf(void* place, size_t size, void* element) {
-  return LinkInsLLf(NodeOf(place), size, NodeOf(element), l_lbefore);
+  return LinkInsLLf(NodeOf(place), size, NodeOf(element), LinkBefore);
 }
 
 /* ---- Making and deleting elements ---- */
@@ -83,16 +62,16 @@ void* InsLLf(LLNode* node, size_t size, const void* data, LLLinkFunction link) {
   return LinkInsLLf(node, size, block, link);
 }
 
-void* InsFirstLLf(LLNode* list, size_t size, const void* data) { return InsLLf(list, size, data, l_lafter); }
+void* InsFirstLLf(LLNode* list, size_t size, const void* data) { return InsLLf(list, size, data, LinkAfter); }
 
-void* InsLastLLf(LLNode* list, size_t size, const void* data) { return InsLLf(list, size, data, l_lbefore); }
+void* InsLastLLf(LLNode* list, size_t size, const void* data) { return InsLLf(list, size, data, LinkBefore); }
 
 void* InsAftLLf(void* place, size_t size, const void* data) {
-  return InsLLf(NodeOf(place), size, data, l_lafter);
+  return InsLLf(NodeOf(place), size, data, LinkAfter);
 }
 
 void* InsBefLLf(void* place, size_t size, const void* data) {
-  return InsLLf(NodeOf(place), size, data, l_lbefore);
+  return InsLLf(NodeOf(place), size, data, LinkBefore);
 }
 
 void DelElmLL(void* element) { free(NodeOf(UnlinkLL(element))); }
@@ -178,7 +157,7 @@ int IndexElmLL(const LLNode* list, const void* element) {
 /* ---- Whole lists ---- */
 
 LLNode* InitLL(LLNode* head) {
-  l_linit(head);
+  InitNode(head);
   head->size = 0;
   return head;
 }
@@ -192,7 +171,7 @@ LLNode* EmptyLL(LLNode* list) {
     free(node);
     node = following;
   }
-  l_linit(list);
+  InitNode(list);
   return list;
 }
 
@@ -250,33 +229,20 @@ void** LookInLL(LLNode* list) {
 
 /* ---- Moving sections between lists ---- */
 
-void CutPaste(LLNode* first, LLNode* behind, LLNode* target) {
-  if (first == behind) {
-    return;
-  }
-  LLNode* last = behind->prev;
-  first->prev->next = behind;
-  behind->prev = first->prev;
-  first->prev = target;
-  last->next = target->next;
-  target->next->prev = last;
-  target->next = first;
-}
-
-/* Each gives back the target as the caller told it; the section goes behind `place`. */
+/* Each returns the target that the caller gave; the nodes move to the place after `place`. */
 
 static void* MoveList(void* target, LLNode* place, LLNode* source) {
-  CutPaste(source->next, source, place);
+  MoveNodes(source->next, source, place);
   return target;
 }
 
 static void* MoveHead(void* target, LLNode* place, LLNode* source, void* element) {
-  CutPaste(source->next, NodeOf(element), place);
+  MoveNodes(source->next, NodeOf(element), place);
   return target;
 }
 
 static void* MoveTail(void* target, LLNode* place, LLNode* source, void* element) {
-  CutPaste(NodeOf(element), source, place);
+  MoveNodes(NodeOf(element), source, place);
   return target;
 }
 

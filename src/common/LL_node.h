@@ -1,4 +1,5 @@
-/* What the list library's own files share. */
+/* For the list library's own files. What other files of it need is here and not in a public function: a
+   program may have a `CutPaste` of its own. */
 #ifndef COMMON_LL_NODE_H
 #define COMMON_LL_NODE_H
 
@@ -14,6 +15,39 @@ static inline void* ElementOf(const LLNode* node) { return (LLNode*)node + 1; }
 static inline void EndWithoutMemory(const char* function) {
   fprintf(stderr, "In %s: %s \n", function, "malloc returned NULL");
   exit(-1);
+}
+
+static inline void LinkAfter(LLNode* node, LLNode* newNode) {
+  newNode->next = node->next;
+  newNode->prev = node;
+  node->next->prev = newNode;
+  node->next = newNode;
+}
+
+static inline void LinkBefore(LLNode* node, LLNode* newNode) { LinkAfter(node->prev, newNode); }
+
+static inline void Unlink(LLNode* node) {
+  node->prev->next = node->next;
+  node->next->prev = node->prev;
+}
+
+static inline void InitNode(LLNode* node) {
+  node->next = node;
+  node->prev = node;
+}
+
+/* See `CutPaste`. */
+static inline void MoveNodes(LLNode* first, LLNode* end, LLNode* target) {
+  if (first == end) {
+    return;
+  }
+  LLNode* last = end->prev;
+  first->prev->next = end;
+  end->prev = first->prev;
+  first->prev = target;
+  last->next = target->next;
+  target->next->prev = last;
+  target->next = first;
 }
 
 /* Ends the process, in the name of the function, if the memory is exhausted. */

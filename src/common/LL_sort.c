@@ -3,15 +3,15 @@
 #include "common/LL.h"
 #include "common/LL_node.h"
 
-/* A sorted list lies scattered in memory, and waiting for the next node costs more than all else. While a
-   sort is under way the previous links are free, so each node of a sorted run keeps there the one that comes
-   so many places later, which is fetched ahead when the run is merged. */
+/* The nodes of a sorted list are scattered in memory, and waiting for the next node costs more than anything
+   else. During a sort the previous links are free. Each node of a sorted run keeps there the node that comes
+   this many places later, so that it can be fetched ahead when the run is merged. */
 enum { kFetchAhead = 8 };
 
 typedef struct Trail {
   LLNode* last[kFetchAhead];
   unsigned place;
-  LLNode none; /* stands for what is in front of the first node */
+  LLNode none; /* in place of a node before the first one */
 } Trail;
 
 static void StartTrail(Trail* trail) {
@@ -26,9 +26,10 @@ static void AddToTrail(Trail* trail, LLNode* node) {
   *earlier = node;
 }
 
-/* Merges two sorted runs that follow one another behind `before` and returns the last node of the whole. */
+/* Merges two sorted runs, one directly after the other, that follow `before`, and returns the last node of
+ * the whole. */
 static LLNode* Merge(LLNode* before, LLNode* firstLast, LLNode* secondLast, LLCompareFunction compare) {
-  LLNode* behind = secondLast->next;
+  LLNode* end = secondLast->next;
   LLNode* first = before->next;
   LLNode* second = firstLast->next;
   Trail trail;
@@ -54,17 +55,17 @@ static LLNode* Merge(LLNode* before, LLNode* firstLast, LLNode* secondLast, LLCo
     return secondLast;
   }
   before->next = first;
-  firstLast->next = behind;
+  firstLast->next = end;
   return firstLast;
 }
 
-/* Sorts the `count` nodes behind `before`, at least one, and returns the last of them. */
-static LLNode* SortBehind(LLNode* before, int count, LLCompareFunction compare) {
+/* Sorts the `count` nodes after `before`, at least one, and returns the last of them. */
+static LLNode* SortAfter(LLNode* before, int count, LLCompareFunction compare) {
   if (count == 1) {
     return before->next;
   }
-  LLNode* firstLast = SortBehind(before, count - count / 2, compare);
-  LLNode* secondLast = SortBehind(firstLast, count / 2, compare);
+  LLNode* firstLast = SortAfter(before, count - count / 2, compare);
+  LLNode* secondLast = SortAfter(firstLast, count / 2, compare);
   return Merge(before, firstLast, secondLast, compare);
 }
 
@@ -73,34 +74,11 @@ LLNode* MergeSortLL(LLNode* list, LLCompareFunction compare) {
   if (count == 0) {
     return list;
   }
-  SortBehind(list, count, compare);
+  SortAfter(list, count, compare);
   LLNode* node = list;
   do {
     node->next->prev = node;
     node = node->next;
   } while (node != list);
-  return list;
-}
-
-static LLCompareFunction sysSortCompare;
-
-int IntCompare(const void* first, const void* second) {
-  return sysSortCompare(*(void* const*)first, *(void* const*)second);
-}
-
-LLNode* SysSortLL(LLNode* list, LLCompareFunction compare) {
-  const size_t count = (size_t)SizeLL(list);
-  if (count == 0) {
-    return list;
-  }
-  void** elements = Allocate(count, sizeof *elements, "SysSortLL");
-  ListElements(list, elements);
-  sysSortCompare = compare;
-  qsort(elements, count, sizeof *elements, IntCompare);
-  l_linit(list);
-  for (size_t i = 0; i < count; ++i) {
-    LinkLastLL(list, elements[i]);
-  }
-  free(elements);
   return list;
 }

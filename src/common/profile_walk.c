@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include "common/cm_common.h"
+#include "common/own_text.h"
 
 /* None for what can be opened but not read, as a directory on some systems. */
 static FILE* OpenReadable(const char* path) {
@@ -45,14 +46,14 @@ void cm_WalkEnter(Walk* walk, const char* section, bool addBrackets) {
   walk->state = kWholeFile;
   if (IsGiven(section)) {
     walk->state = kBeforeSection;
-    strlcpy(walk->header, addBrackets && *section != '[' ? "[" : "", kSectionSize);
-    strlcat(walk->header, section, kSectionSize);
-    strlcat(walk->header, addBrackets && !EndsWith(section, ']') ? "]" : "", kSectionSize);
-    lowercase(walk->header);
+    CopyText(walk->header, addBrackets && *section != '[' ? "[" : "", kSectionSize);
+    AppendText(walk->header, section, kSectionSize);
+    AppendText(walk->header, addBrackets && !EndsWith(section, ']') ? "]" : "", kSectionSize);
+    LowerText(walk->header);
   }
 }
 
-/* A carriage return in front of a line feed belongs to the line's end. */
+/* A carriage return before a line feed is part of the line's end. */
 static int NextCharacter(FILE* file) {
   const int character = getc(file);
   if (character != '\r') {
@@ -78,16 +79,16 @@ static bool ReadLine(FILE* file, char line[kLineSize]) {
 }
 
 bool cm_WalkNext(Walk* walk) {
-  while (walk->state != kBehindSection && ReadLine(walk->file, walk->line)) {
+  while (walk->state != kAfterSection && ReadLine(walk->file, walk->line)) {
     if (walk->line[0] == '\0' || walk->line[0] == '#') {
       continue;
     }
     memcpy(walk->lowered, walk->line, kLineSize);
-    lowercase(walk->lowered);
+    LowerText(walk->lowered);
     if (walk->state == kBeforeSection) {
       walk->state = StartsWith(walk->lowered, walk->header) ? kInSection : kBeforeSection;
     } else if (walk->state == kInSection && walk->line[0] == '[') {
-      walk->state = kBehindSection;
+      walk->state = kAfterSection;
     } else {
       return true;
     }

@@ -10,7 +10,7 @@ enum { kLineSize = 1024, kSectionSize = 64 };
 
 typedef struct Walk {
   FILE* file;
-  enum { kBeforeSection, kInSection, kBehindSection, kWholeFile } state;
+  enum { kBeforeSection, kInSection, kAfterSection, kWholeFile } state;
   char header[kSectionSize]; /* what the section's header begins with, in lower case */
   char line[kLineSize];
   char lowered[kLineSize];

@@ -7,6 +7,7 @@ static void* ScarceMalloc(size_t size) { return isExhausted ? NULL : malloc(size
 
 #include "common/LL.c"
 #include "common/LL_sort.c"
+#include "common/LL_sys_sort.c"
 #include "common/cm_common.h"
 
 static int Compare(void* first, void* second) { return first < second; }

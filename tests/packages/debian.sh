@@ -59,6 +59,6 @@ for tool in xfr xfr_com_interface; do
 done
 round_trip "$root/database" /database/ "$examples" "$root/database/korvo.ini"
 rm -r "$root/database"
-use_library "$root/usr" "$examples" ""
+use_library "$root/usr" "$examples" gcc ""
 manage --purge backint
 diff <(echo "$before") <(inventory)

@@ -33,16 +33,21 @@ round_trip() {
   cd /
 }
 
-# use_library PREFIX EXAMPLES RUNNER OPTION...: builds a project against what lies below PREFIX, in C and in C++, and
-# runs what it makes. RUNNER may be empty; the options are for cmake.
+# use_library PREFIX EXAMPLES COMPILER RUNNER OPTION...: builds a project against what is below PREFIX, in C and in C++,
+# and runs what it makes. RUNNER may be empty; the options are for cmake.
 use_library() {
-  local prefix=$1 examples=$2 runner=$3 place program
-  shift 3
+  local prefix=$1 examples=$2 compiler=$3 runner=$4 place program options
+  shift 4
   place=$(mktemp -d)
   cmake -S "$here/../consumer" -B "$place" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" "$@"
   cmake --build "$place"
-  for program in "$place"/consumer_*; do
+  for program in "$place"/consumer_c*; do
     [ "$($runner "$program" "$examples/korvo.ini" | tr -d '\r')" = 'D:\backup\prod' ]
   done
+  # What pkg-config says is enough as well. It escapes the blanks of a path.
+  options=$(PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name backint_common.pc)") pkg-config --cflags --libs backint_common)
+  eval "options=($options)"
+  "$compiler" -std=c11 -o "$place/by_hand.exe" "$here/../consumer/consumer.c" "${options[@]}"
+  [ "$($runner "$place/by_hand.exe" "$examples/korvo.ini" | tr -d '\r')" = 'D:\backup\prod' ]
   rm -r "$place"
 }

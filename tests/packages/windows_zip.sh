@@ -25,6 +25,6 @@ run_backint() { env "${variables[@]}" "$wine" "$home/bin/backint.exe" "$@"; }
 sed -i '/^XFR\|^KORVO_RAW/d' "$home/examples/initDEM.utl"
 round_trip "$drive/database" 'C:\database\' "$home/examples" "$home/bin/korvo.ini"
 
-use_library "$home" "$home/examples" "$wine" -DCMAKE_TOOLCHAIN_FILE="$here/../../cmake/mingw-w64.cmake" \
+use_library "$home" "$home/examples" x86_64-w64-mingw32-gcc-posix "$wine" -DCMAKE_TOOLCHAIN_FILE="$here/../../cmake/mingw-w64.cmake" \
   -DCMAKE_EXE_LINKER_FLAGS=-static
 x86_64-w64-mingw32-nm "$home/lib/libbackint.dll.a" 2>/dev/null | grep 'T szPath2Dos$'

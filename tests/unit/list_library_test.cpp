@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
+#include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -203,8 +206,35 @@ TEST(ListLibrary, EndsTheProcessWithoutMemory) {
   }
 }
 
+TEST(CommonLibrary, WorksBesideFunctionsOfTheProgramWithTheSameNames) {
+  const support::TemporaryDirectory directory;
+  support::WriteWholeFile(directory.File("servers.ini"), "[prod]\nx=%(y)/b\ny=a-k\n");
+  const auto run =
+      support::RunProgram(support::BuiltProgram("own_functions"), {directory.File("servers.ini")}, {}, ".");
+  EXPECT_EQ(WithoutReturns(run.out) + run.err, "5 a-k/b a-%5ck%5cb\n");
+}
+
+TEST(CommonLibrary, HasTheVersionOfThePackage) {
+  EXPECT_STREQ(BACKINT_COMMON_VERSION, PRODUCT_VERSION);
+  int numbers[3] = {};
+  ASSERT_EQ(std::sscanf(PRODUCT_VERSION, "%d.%d.%d", &numbers[0], &numbers[1], &numbers[2]), 3);
+  EXPECT_EQ(BACKINT_COMMON_VERSION_NUMBER, (numbers[0] * 100 + numbers[1]) * 100 + numbers[2]);
+}
+
+// Every exported function has its line in one of the library's manual pages, and is declared in a header.
+TEST(CommonLibrary, HasAManualPageForEachFunction) {
+  const std::string pages = support::ReadWholeFile(SOURCE_FOLDER "/packaging/man/backint_LL.3") +
+                            support::ReadWholeFile(SOURCE_FOLDER "/packaging/man/backint_cm_common.3");
+  std::istringstream names(support::ReadWholeFile(SOURCE_FOLDER "/src/common/exports.txt"));
+  int count = 0;
+  for (std::string name; std::getline(names, name); ++count) {
+    EXPECT_TRUE(std::regex_search(pages, std::regex("\\n\\.BI \"[^\n]*\\b" + name + "\\("))) << name;
+  }
+  EXPECT_GT(count, 80);
+}
+
 TEST(LibraryPage, ShowsAProgramThatPrintsWhatItSays) {
-  const std::string page = support::ReadWholeFile(LIBRARY_PAGE);
+  const std::string page = support::ReadWholeFile(SOURCE_FOLDER "/docs/library.md");
   const auto block = [&](const std::string& before) {
     const std::size_t start = page.find(before) + before.size();
     return page.substr(start, page.find("```", start) - start);

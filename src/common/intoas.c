@@ -1,0 +1,7 @@
+#include "common/cm_common.h"
+#include "common/own_text.h"
+
+char* intoas(int32_t number) {
+  static char text[kNumberWidth];
+  return PrintNumber(number, text);
+}

@@ -1,0 +1,3 @@
+#include "common/trace_hook.h"
+
+void (*cm_TraceHook)(int level, const char* format, ...);
