@@ -1,4 +1,5 @@
 /* Reads values out of sectioned text files. Nothing is kept between two look-ups. */
+#include <ctype.h>
 #include <stdarg.h>
 #include <stdbool.h>
 #include <stdio.h>
@@ -6,6 +7,7 @@
 #include <string.h>
 
 #include "common/cm_common.h"
+#include "common/own_text.h"
 #include "common/profile_walk.h"
 #include "common/trace_hook.h"
 
@@ -20,25 +22,33 @@ static const char kString[] = "i_GetPrivateProfileString";
 static const char kList[] = "i_GetPrivateProfileList";
 static const char kDefaultSection[] = "[DEFAULT]";
 
-/* A recursion ends the whole look-up, where another failure has [DEFAULT] tried. */
+/* After a recursion the whole look-up ends; after another failure [DEFAULT] is tried. */
 typedef enum Result { kFound, kFailed, kRecursion, kNoMemory } Result;
 
-/* What stays the same through a look-up. */
+/* A key that has no value in [DEFAULT], and the message that its look-up there left. */
+typedef struct Failure {
+  struct Failure* earlier;
+  const char* message; /* within `key`'s storage, after its terminator */
+  char key[];
+} Failure;
+
+/* What stays the same through a look-up, and what has been learned in it. */
 typedef struct Profile {
   const char* file;
   const char* function; /* that was called */
-  size_t valueSize;     /* of the caller's buffer, which bounds the values of macros too */
+  size_t valueSize;     /* of the caller's buffer; it limits the values of macros too */
   char* message;
   size_t messageSize;
+  Failure* failures; /* newest first */
 } Profile;
 
-/* A key under way, with the value of its setting. */
+/* A key that is being looked up, with the value of its setting. */
 typedef struct Step {
   struct Step* outer; /* whose macro names this key; null for the key that was asked for */
   const char* section;
   const char* key;
   bool isExpanded;
-  char value[kLineSize]; /* while its macro is looked up, the text in front of the macro */
+  char value[kLineSize]; /* while its macro is looked up, the text before the macro */
   const char* macro;     /* the name in the macro, and what follows the macro; both within `value` */
   const char* tail;
 } Step;
@@ -65,7 +75,7 @@ static bool Open(const Profile* profile, Walk* walk) {
 
 static Result NotFound(const Profile* profile, const char* function, const Walk* walk, const char* section,
                        const char* key) {
-  if (walk->state == kBehindSection) {
+  if (walk->state == kAfterSection) {
     Tell(profile, "%s: KEY NOT FOUND %s%s", function, section, key);
   } else if (walk->state == kBeforeSection) {
     Tell(profile, "%s: SECTION NOT FOUND: %s.", function, walk->header);
@@ -98,13 +108,13 @@ static Result TakeSetting(const Profile* profile, Walk* walk, Step* step) {
     return TooLong(profile, kString, step->key);
   }
   char setting[kKeyLimit + 2];
-  strlcpy(setting, step->key, sizeof setting);
-  strlcat(setting, "=", sizeof setting);
-  lowercase(setting);
+  CopyText(setting, step->key, sizeof setting);
+  AppendText(setting, "=", sizeof setting);
+  LowerText(setting);
   cm_WalkEnter(walk, step->section, true);
   while (cm_WalkNext(walk)) {
     if (StartsWith(walk->lowered, setting)) {
-      strlcpy(step->value, walk->line + strlen(setting), kLineSize);
+      CopyText(step->value, walk->line + strlen(setting), kLineSize);
       TrimTrailingSpaces(step->value);
       return kFound;
     }
@@ -113,7 +123,7 @@ static Result TakeSetting(const Profile* profile, Walk* walk, Step* step) {
 }
 
 /* Finds the setting of the step's key. The file is closed again before a macro in it is looked up, so a chain
-   of them holds one file open and not many. */
+   of macros needs one open file and not many. */
 static Result FindSetting(const Profile* profile, Step* step) {
   Walk walk;
   step->isExpanded = false;
@@ -138,10 +148,43 @@ static Result JudgeValue(const Profile* profile, Step* step) {
 }
 
 static bool IsSameKey(const char* first, const char* second) {
-  char lowered[2][kLineSize];
-  strlcpy(lowered[0], first, kLineSize);
-  strlcpy(lowered[1], second, kLineSize);
-  return strcmp(lowercase(lowered[0]), lowercase(lowered[1])) == 0;
+  while (*first != '\0' && tolower((unsigned char)*first) == tolower((unsigned char)*second)) {
+    ++first;
+    ++second;
+  }
+  return *first == '\0' && *second == '\0';
+}
+
+/* Remembers that the key has no value in [DEFAULT]. Without memory it is only looked up again. */
+static void AddFailure(Profile* profile, const char* key) {
+  const size_t keySize = strlen(key) + 1;
+  const size_t messageSize = strlen(profile->message) + 1;
+  Failure* failure = malloc(sizeof *failure + keySize + messageSize);
+  if (failure != NULL) {
+    memcpy(failure->key, key, keySize);
+    memcpy(failure->key + keySize, profile->message, messageSize);
+    failure->message = failure->key + keySize;
+    failure->earlier = profile->failures;
+    profile->failures = failure;
+  }
+}
+
+static const Failure* FindFailure(const Profile* profile, const char* key) {
+  const Failure* failure = profile->failures;
+  while (failure != NULL && strcmp(failure->key, key) != 0) {
+    failure = failure->earlier;
+  }
+  return failure;
+}
+
+/* Finds the setting of a macro's key in [DEFAULT]. */
+static Result FindDefault(const Profile* profile, Step* step) {
+  const Failure* failure = FindFailure(profile, step->key);
+  if (failure != NULL) {
+    Tell(profile, "%s", failure->message);
+    return kFailed;
+  }
+  return FindSetting(profile, step);
 }
 
 /* Takes the value apart at its first macro. False if that is not closed. */
@@ -158,7 +201,8 @@ static bool SplitAtMacro(Step* step) {
   return true;
 }
 
-/* Makes the macro of the innermost step the new innermost step, unless that leads back to one under way. */
+/* Makes the macro of the innermost step the new innermost step, unless it leads back to the same key in the
+   same section. The same key in [DEFAULT] is another one: its value there may end the chain. */
 static Result BeginMacro(const Profile* profile, Step** innermost) {
   Step* step = *innermost;
   if (!SplitAtMacro(step)) {
@@ -166,7 +210,7 @@ static Result BeginMacro(const Profile* profile, Step** innermost) {
     return kFailed;
   }
   for (const Step* other = step; other != NULL; other = other->outer) {
-    if (IsSameKey(step->macro, other->key)) {
+    if (other->section == step->section && IsSameKey(step->macro, other->key)) {
       Tell(profile, "%s: MACRO RECURSION: %s.", profile->function, step->macro);
       return kRecursion;
     }
@@ -179,28 +223,30 @@ static Result BeginMacro(const Profile* profile, Step** innermost) {
   inner->section = step->section;
   inner->key = step->macro;
   *innermost = inner;
-  return FindSetting(profile, inner);
+  return inner->section == kDefaultSection ? FindDefault(profile, inner) : FindSetting(profile, inner);
 }
 
-/* The innermost step is decided: tries it in [DEFAULT], or ends it and puts its value into the outer one's.
- */
-static Result EndMacro(const Profile* profile, Step** innermost, Result result) {
+/* The innermost step has its result: tries it in [DEFAULT], or ends it and puts its value into the outer
+ * one's. */
+static Result EndMacro(Profile* profile, Step** innermost, Result result) {
   Step* inner = *innermost;
   Step* outer = inner->outer;
   if (result == kFound) {
     result = JudgeValue(profile, inner);
   }
-  /* A step that began in [DEFAULT] is not tried there again: that would double the work at each level. */
   if (result == kFailed && inner->section != kDefaultSection) {
     inner->section = kDefaultSection;
-    return FindSetting(profile, inner);
+    return FindDefault(profile, inner);
+  }
+  if (result == kFailed && FindFailure(profile, inner->key) == NULL) {
+    AddFailure(profile, inner->key);
   }
   if (result == kFound) {
     char joined[kLineSize];
-    strlcpy(joined, outer->value, kLineSize);
-    strlcat(joined, inner->value, kLineSize);
-    strlcat(joined, outer->tail, kLineSize);
-    strlcpy(outer->value, joined, kLineSize);
+    CopyText(joined, outer->value, kLineSize);
+    AppendText(joined, inner->value, kLineSize);
+    AppendText(joined, outer->tail, kLineSize);
+    CopyText(outer->value, joined, kLineSize);
     outer->isExpanded = true;
   }
   free(inner);
@@ -208,9 +254,9 @@ static Result EndMacro(const Profile* profile, Step** innermost, Result result) 
   return result;
 }
 
-/* Puts the value that the first macro of the value names in the macro's place. A loop and not a recursion,
-   since a file can hold a chain of macros that is longer than the stack is deep. */
-static Result ExpandMacro(const Profile* profile, Step* first) {
+/* Replaces the first macro of the value by the value that it names. A loop and not a recursion, since a file
+   can have a chain of macros that is longer than the stack is deep. */
+static Result ExpandMacro(Profile* profile, Step* first) {
   Step* innermost = first;
   Result result = kFound;
   for (;;) {
@@ -230,31 +276,31 @@ static Result ExpandMacro(const Profile* profile, Step* first) {
 typedef struct Wanted {
   const char* key;
   char start[kListKeyLimit + 2]; /* of the lines that match, in lower case */
-  int marks;                     /* how many `#` stood at the key's end, up to two */
+  int marks;                     /* how many `#` were at the key's end, up to two */
 } Wanted;
 
 static void MakeWanted(const char* key, Wanted* wanted) {
   wanted->key = key;
   wanted->marks = 0;
-  strlcpy(wanted->start, key, sizeof wanted->start);
+  CopyText(wanted->start, key, sizeof wanted->start);
   while (wanted->marks < 2 && EndsWith(wanted->start, '#')) {
     wanted->start[strlen(wanted->start) - 1] = '\0';
     ++wanted->marks;
   }
   if (wanted->marks == 0) {
-    strlcat(wanted->start, "=", sizeof wanted->start);
+    AppendText(wanted->start, "=", sizeof wanted->start);
   }
-  lowercase(wanted->start);
+  LowerText(wanted->start);
 }
 
-/* Whether the text in front of `end` is a number in the form in which it would be printed. */
+/* Whether the text before `end` is a number in the form in which it would be printed. */
 static bool IsPlainNumber(const char* text, const char* end) {
   char printed[16];
   snprintf(printed, sizeof printed, "%d", (int)strtoll(text, NULL, 10));
   return strlen(printed) == (size_t)(end - text) && StartsWith(text, printed);
 }
 
-/* Takes key and value from a line that may be of a numbered key; the line is cut in two for it. */
+/* Takes key and value from the line if its key is a numbered one, and cuts the line in two. */
 static bool TakeNumbered(const Wanted* wanted, Walk* walk, Step* step) {
   char* number = walk->line + strlen(wanted->start);
   char* equals = strchr(number, '=');
@@ -272,10 +318,10 @@ static bool TakeNumbered(const Wanted* wanted, Walk* walk, Step* step) {
   step->value[0] = '\0';
   const char* underscore = strrchr(walk->line, '_');
   if (wanted->marks == 2 && underscore != NULL) {
-    strlcpy(step->value, underscore + 1, kLineSize);
-    strlcat(step->value, ":", kLineSize);
+    CopyText(step->value, underscore + 1, kLineSize);
+    AppendText(step->value, ":", kLineSize);
   }
-  strlcat(step->value, equals + 1, kLineSize);
+  AppendText(step->value, equals + 1, kLineSize);
   return true;
 }
 
@@ -287,11 +333,11 @@ static bool TakeMatch(const Wanted* wanted, Walk* walk, Step* step) {
     return TakeNumbered(wanted, walk, step);
   }
   step->key = wanted->key;
-  strlcpy(step->value, walk->line + strlen(wanted->start), kLineSize);
+  CopyText(step->value, walk->line + strlen(wanted->start), kLineSize);
   return true;
 }
 
-static Result Gather(const Profile* profile, Walk* walk, const char* section, const char* key, LLNode* list) {
+static Result Gather(Profile* profile, Walk* walk, const char* section, const char* key, LLNode* list) {
   if (IsGiven(section) && strlen(section) >= kSectionSize) {
     return TooLong(profile, kList, section);
   }
@@ -325,14 +371,24 @@ static bool Begin(Profile* profile, const char* file, const char* function, int3
   profile->function = function;
   profile->valueSize = valueSize > 0 ? (size_t)valueSize : 0;
   profile->messageSize = messageSize > 0 ? (size_t)messageSize : 1;
+  profile->failures = NULL;
   profile->message = malloc(profile->messageSize);
   return profile->message != NULL;
 }
 
+static void FreeFailures(Profile* profile) {
+  while (profile->failures != NULL) {
+    Failure* failure = profile->failures;
+    profile->failures = failure->earlier;
+    free(failure);
+  }
+}
+
 static int End(Profile* profile, Result result, char* message, int32_t messageSize) {
   if (result != kNoMemory && messageSize > 0) {
-    strlcpy(message, result == kFound ? "" : profile->message, profile->messageSize);
+    CopyText(message, result == kFound ? "" : profile->message, profile->messageSize);
   }
+  FreeFailures(profile);
   free(profile->message);
   return result == kFound;
 }
@@ -350,7 +406,7 @@ int i_GetPrivateProfileString(const char* file, const char* section, const char*
   }
   if (result == kFound) {
     result = JudgeValue(&profile, &step);
-    strlcpy(value, step.value, profile.valueSize);
+    CopyText(value, step.value, profile.valueSize);
   }
   return End(&profile, result, message, messageSize);
 }

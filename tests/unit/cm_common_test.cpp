@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -49,7 +50,7 @@ class ProfileReader : public ::testing::Test {
     return found == 1 ? value.c_str() + std::string(message.c_str()) : Why("String: ", message.c_str());
   }
 
-  // The values with a bar behind each; and the message if there is one.
+  // The values with a bar after each; and the message if there is one.
   std::string ReadList(const char* section, const std::string& key) {
     const std::unique_ptr<LLNode, LLNode* (*)(LLNode*)> list(ConsLL(), DestLL);
     std::string message(400, '#');
@@ -124,6 +125,19 @@ TEST_F(ProfileReader, FollowsALongChainAndReadsToTheEnd) {
   Write(chain + "k300=bottom\x1A!");
   file_ = directory_.Path() + "\\korvo.ini";
   EXPECT_EQ(Read("", "k0"), "bottom\x1A!");
+}
+
+// Every key of the chain is tried in its section and in [DEFAULT]. If what failed there were tried again at
+// each key, this would take minutes.
+TEST_F(ProfileReader, GivesUpALongChainInGoodTime) {
+  std::string chain = "[default]\n";
+  for (int i = 0; i < 1500; ++i) {
+    chain += "k" + std::to_string(i) + "=%(k" + std::to_string(i + 1) + ")\n";
+  }
+  Write(chain);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(Read("default", "k0"), "(KEY NOT FOUND: k1500)");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
 }
 
 TEST_F(ProfileReader, TellsWhatIsWrong) {
