@@ -50,14 +50,13 @@ double TimeRun(const Case& of, std::size_t count, const std::string& directory, 
     }
     lines << "3007 Operation successful\n";
   }
-  Session().szXfrPath = program;
+  Server().szXfrPath = program;
   Params().szXfrTraceFile = directory + "/mover";
   const auto building = std::chrono::steady_clock::now();
-  XfrJob job({items, false, true}, of.destination);
+  XfrJob job(XfrJob::Kind::kRestore, false, {items, "", ItemReading::End::kWhole}, of.destination);
   const double build = Microseconds(building, count);
-  ItemList confirmed;
   const auto start = std::chrono::steady_clock::now();
-  const RunResult result = RunXfr(program + " -b \"" + file + '"', job, confirmed);
+  const XfrRun done = RunXfr(program + " -b \"" + file + '"', job);
   const double run = Microseconds(start, count);
   const auto looking = std::chrono::steady_clock::now();
   std::size_t found = 0;
@@ -68,7 +67,7 @@ double TimeRun(const Case& of, std::size_t count, const std::string& directory, 
   }
   std::printf("  %7zu items: %6.2f us a line, of that looking up %5.2f; index %5.2f an item\n", count, run,
               Microseconds(looking, count), build);
-  return result == RunResult::kSuccess && found >= count && confirmed.Count() == count ? run : -1;
+  return done.result == RunResult::kSuccess && found >= count && done.confirmed.Count() == count ? run : -1;
 }
 
 }  // namespace

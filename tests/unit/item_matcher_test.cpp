@@ -111,16 +111,11 @@ class MoverLines : public RunFixture {
   void RunJob(const MoverJob& job) {
     Params().nTraceLevel = job.traceLevel;
     Params().szFunction = job.restore ? "RESTORE" : "BACKUP";
-    Params().bLogsRun = job.logRun;
-    Params().bDirItem = job.directories;
-    Params().bRestoreDest = !job.destination.empty();
-    Params().szRestoreDir = job.destination;
-    Params().szInFile = directory_.File("items");
-    Session().szXfrPath = support::BuiltProgram("platform_child");
-    Session().szReplyTapeServer = '"' + directory_.File("lines") + '"';
-    Session().szSavesetShort = "set";
+    Server().szXfrPath = support::BuiltProgram("platform_child");
+    Server().szReplyTapeServer = '"' + directory_.File("lines") + '"';
+    Server().szSavesetShort = "set";
     support::WriteWholeFile(directory_.File("lines"), Join(job.moverLines));
-    support::WriteWholeFile(directory_.File("items"), Join(job.items));
+    support::WriteWholeFile(job.listFile, Join(job.items));
     job.restore ? RunRestore(job) : RunBackup(job);
     trace_ = TakeTrace(Params().szTraceFile);
     // What stands in front of the run, and behind it in `ExecuteXFR`, is not the matter here.
@@ -136,18 +131,18 @@ class MoverLines : public RunFixture {
 
   void RunBackup(const MoverJob& job) {
     Params().szSapDataHome = directory_.Path();
-    ItemEntries entries;
-    result_ = ExecuteXFR(job.logRun ? ItemList() : ListOf(job.items), entries);
-    TakeEntries(entries);
+    const SavedItems saved =
+        ExecuteXFR({ListOf(job.items), job.logRun ? job.listFile : "", job.directories ? "a" : ""});
+    result_ = saved.result;
+    TakeEntries(saved.entries);
   }
 
   void RunRestore(const MoverJob& job) {
-    XfrJob run({ListOf(job.items), false, true}, job.destination);
-    ItemList confirmed;
-    result_ = RunXfr(Session().szXfrPath + " -b -l c -S " + Session().szReplyTapeServer, run, confirmed);
-    ItemEntries entries;
-    SettleFiles(run.items.names, confirmed, result_, run.trace, entries);
-    TakeEntries(entries);
+    XfrJob restore(XfrJob::Kind::kRestore, job.directories, {ListOf(job.items), "", ItemReading::End::kWhole},
+                   job.destination);
+    const XfrRun run = RunXfr(Server().szXfrPath + " -b -l c -S " + Server().szReplyTapeServer, restore);
+    result_ = run.result;
+    TakeEntries(SettleFiles(restore.items.names, run, restore.trace));
   }
 
   void TakeEntries(const ItemEntries& entries) {

@@ -14,7 +14,8 @@
 
 struct MoverJob {
   Lines items;
-  bool logRun = false;       // the items stand in the input file
+  bool logRun = false;  // the items stand in the list file
+  std::string listFile = "items";
   bool restore = false;      // else a backup
   std::string destination;   // of a restore; empty: none
   bool directories = false;  // the run is about a directory from its start
@@ -198,7 +199,7 @@ class PlainMover {
       return;
     }
     const auto say = always ? &PlainMover::Say : &PlainMover::Compare;
-    (this->*say)(3, "Open input file: [" + Params().szInFile + "].", "backint_util");
+    (this->*say)(3, "Open input file: [" + job_.listFile + "].", "backint_util");
     for (const std::string& item : job_.items) {
       (this->*say)(3, "Push item: [" + item + "]", "backint_util");
     }

@@ -92,7 +92,7 @@ TEST_F(SwitchFiles, Answers) {
         peer.Act();
       }
     };
-    const RunResult result = HandleSwitchFiles({"a 1", "b"}, SwitchTag::kBegin);
+    const RunResult result = HandleSwitchFiles({{"a 1", "b"}, "", ""}, SwitchTag::kBegin);
     EXPECT_EQ(result, test.messages.empty() ? RunResult::kSuccess : RunResult::kFailure) << test.answeredAt;
     EXPECT_EQ(g_sleptSeconds, test.slept);
     EXPECT_EQ(TakeMessages(), test.messages);
@@ -105,7 +105,7 @@ TEST_F(SwitchFiles, Answers) {
 TEST_F(SwitchFiles, NothingBeginsBesideAnotherExchange) {
   struct {
     std::string ending;
-    RunResult (*begin)(const ItemList&, SwitchTag);
+    RunResult (*begin)(const JobItems&, SwitchTag);
     std::string message;
     std::string left;
   } const cases[] = {
@@ -116,7 +116,7 @@ TEST_F(SwitchFiles, NothingBeginsBesideAnotherExchange) {
   for (const auto& [ending, begin, message, left] : cases) {
     g_sleptSeconds = 0;
     support::WriteWholeFile(directory_.File(".switch." + ending), "another's");
-    EXPECT_EQ(begin({"a"}, SwitchTag::kEnd), RunResult::kFailure);
+    EXPECT_EQ(begin({{"a"}, "", ""}, SwitchTag::kEnd), RunResult::kFailure);
     EXPECT_EQ(TakeMessages(), message);
     EXPECT_EQ(support::ReadWholeFile(directory_.File(".switch." + ending)), "another's");
     EXPECT_EQ(TakeLeft(), left);
@@ -128,13 +128,13 @@ TEST_F(SwitchFiles, CannotBeMadeOrCopied) {
   support::SwitchPeer peer(Params().szSapBackup, {"lost\n"});
   g_atSleep = [&] { peer.Act(); };
   Params().szOutFile = Params().szSapBackup + "\\missing\\out.lis";
-  EXPECT_EQ(HandleSwitchFiles({"a"}, SwitchTag::kBegin), RunResult::kFailure);
+  EXPECT_EQ(HandleSwitchFiles({{"a"}, "", ""}, SwitchTag::kBegin), RunResult::kFailure);
   EXPECT_EQ(TakeMessages(), kBadLog);
   EXPECT_EQ(TakeLeft(), "");
   fs::create_directory(directory_.File(".switch.log"));
   EXPECT_EQ(ReadSwitchLog(), RunResult::kFailure);
   Params().szSapBackup += "\\missing";
-  EXPECT_EQ(HandleSwitchFiles({"a"}, SwitchTag::kEnd), RunResult::kFailure);
+  EXPECT_EQ(HandleSwitchFiles({{"a"}, "", ""}, SwitchTag::kEnd), RunResult::kFailure);
   EXPECT_EQ(TakeMessages(),
             "backint_func: ERROR: switch log file cannot be open.\n"
             "backint_func: ERROR: switch.lis file creating failes.\n"
@@ -159,7 +159,7 @@ TEST_F(SwitchFiles, ALogThatCannotBeDeleted) {
       std::this_thread::yield();
     }
   });
-  EXPECT_EQ(HandleSwitchFiles({"a"}, SwitchTag::kBegin), RunResult::kFailure);
+  EXPECT_EQ(HandleSwitchFiles({{"a"}, "", ""}, SwitchTag::kBegin), RunResult::kFailure);
   done = true;
   deleter.join();
   EXPECT_EQ(TakeMessages(), "backint_back: ERROR: Deleting switch log file failes.\n");

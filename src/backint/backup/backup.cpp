@@ -36,9 +36,7 @@ RunResult RunLogJob(const InputFile& input) {
     }
     return RunResult::kFailure;
   }
-  Params().bLogsRun = true;
-  Params().szInFile = input.rereadable ? input.path : spool.Path();
-  const RunResult result = BackupJob({});
+  const RunResult result = BackupJob({input.lines, input.rereadable ? input.path : spool.Path(), ""});
   TRACE(3, "INFO: ....Backuping file list finished with code :%d.\n", NumberOf(result));
   return result;
 }
@@ -46,26 +44,24 @@ RunResult RunLogJob(const InputFile& input) {
 // The redo logs and control files of an ordinary list, in a job of their own ahead of the others. False if
 // the items cannot be worked through at all.
 bool RunSpecialJob(const ItemList& items, RunResult& result) {
-  std::unique_ptr<OwnList> list;
-  if (SplitRedoAndControlFiles(items, list) == RunResult::kFailure) {
+  SpecialItems special;
+  if (SplitRedoAndControlFiles(items, special) == RunResult::kFailure) {
     TRACE(1, "ERROR: There was error on checking online redo logs in list.");
     return false;
   }
-  if (list == nullptr) {
+  if (special.list == nullptr) {
     return true;
   }
-  if (platform::TextFile::Open(list->Path(), platform::TextFile::Mode::kRead) == nullptr) {
+  const std::string& path = special.list->Path();
+  if (platform::TextFile::Open(path, platform::TextFile::Mode::kRead) == nullptr) {
     TRACE(1, "ERROR: There was error on opening new online redo log input file.");
     return false;
   }
-  Params().bLogsRun = true;
-  Params().szInFile = list->Path();
   TRACE(3, "INFO: ... Backuping online redo log separately ...");
-  FoldResult(result, BackupJob({}));
+  FoldResult(result, BackupJob({special.names, path, ""}));
   TRACE(3, "INFO: Finished online redo log");
-  platform::RemoveFile(list->Path());
-  TRACE(3, "INFO: Deleting temporary input file:[%s].", list->Path().c_str());
-  Params().bLogsRun = false;
+  special.list->Remove();
+  TRACE(3, "INFO: Deleting temporary input file:[%s].", path.c_str());
   return true;
 }
 
@@ -87,7 +83,7 @@ bool IsRootDirectory(const std::string& item) {
 }
 
 // Whether the item, which is there, is one that no job can take; that is told and counts as a failure.
-bool IsRefused(const std::string& item) {
+bool RefusesItem(const std::string& item) {
   if (IsUnsavableName(item)) {
     TRACE(1, "ERROR: a name with a backslash cannot be backed up: %s.", item.c_str());
     return true;
@@ -100,11 +96,9 @@ bool IsRefused(const std::string& item) {
 }
 
 void RunDirectoryJob(const std::string& item, RunResult& result) {
-  Params().bDirItem = true;
-  const RunResult jobResult = BackupJob({item});
+  const RunResult jobResult = BackupJob({{item}, "", item});
   FoldResult(result, jobResult);
   TRACE(3, "INFO: ....Backuping finished with code :%d.\n", NumberOf(jobResult));
-  Params().bDirItem = false;
 }
 
 void TakeFile(const std::string& item, std::vector<FileRecord>& files) {
@@ -118,7 +112,7 @@ void HandleItem(const std::string& item, std::vector<FileRecord>& files, RunResu
   if (!IsUnsavableName(item) && !FileExists(item)) {
     TRACE(2, "WARNING: item from input file does not exist: %s.", item.c_str());
     ReportRefusedItem(item);
-  } else if (IsRefused(item)) {
+  } else if (RefusesItem(item)) {
     ReportRefusedItem(item);
     FoldResult(result, RunResult::kFailure);
   } else if (IsDirectory(item)) {
@@ -152,7 +146,7 @@ void RunSavesetJobs(std::vector<FileRecord> files, RunResult& result) {
   const std::vector<ItemList> savesets = PackSavesets(std::move(files), ToNumber(Params().szSavesetSize));
   for (const ItemList& names : savesets) {
     TellSaveset(names);
-    const RunResult jobResult = BackupJob(names);
+    const RunResult jobResult = BackupJob({names, "", ""});
     FoldResult(result, jobResult);
     TRACE(3, "INFO: ....Backuping finished with code :%d.\n", NumberOf(jobResult));
   }
@@ -163,7 +157,6 @@ RunResult RunJobs(const InputFile& input) {
   if (IsLogFileList(input.lines)) {
     return RunLogJob(input);
   }
-  Params().bLogsRun = false;
   if (!RunSpecialJob(input.lines, result)) {
     return RunResult::kFailure;
   }
@@ -172,7 +165,7 @@ RunResult RunJobs(const InputFile& input) {
 }
 
 RunResult ProcessBackupList(const InputFile& input) {
-  if (RunComInterface(ComOperation::kOpenSession) == RunResult::kFailure) {
+  if (OpenSession() == RunResult::kFailure) {
     TRACE(1, "ERROR: xfr_com_interface backup call [OPEN_SESSION] returned error.");
     return RunResult::kFailure;
   }
@@ -181,8 +174,7 @@ RunResult ProcessBackupList(const InputFile& input) {
   if (RunIsInterrupted()) {
     result = RunResult::kFailure;
   }
-  Params().nSessionState = StateOf(result);
-  if (RunComInterface(ComOperation::kCloseSession) == RunResult::kFailure) {
+  if (CloseSession(result) == RunResult::kFailure) {
     TRACE(1, "ERROR: xfr_com_interface backup call [CLOSE_SESSION] returned error.");
     return RunResult::kFailure;
   }

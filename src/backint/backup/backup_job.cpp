@@ -23,13 +23,8 @@ RunResult WriteLine(const std::string& item, ItemStatus status) {
 }
 
 // A job that is not open on the server: none of its items is saved.
-RunResult ReportUnopenedJob(const ItemList& items) {
-  ItemList failed = items;
-  if (Params().bLogsRun) {
-    failed = {};
-    ReadInputItems(failed);
-  }
-  for (const std::string& item : failed) {
+RunResult ReportUnopenedJob(const JobItems& items) {
+  for (const std::string& item : ReadItemsAloud(items).names) {
     static_cast<void>(WriteLine(item, ItemStatus::kFailed));
   }
   return RunResult::kFailure;
@@ -43,56 +38,46 @@ RunResult ReportItems(const ItemEntries& entries) {
   return result;
 }
 
-// Has the mover save the items and reports them: each by itself, or, if `szDirName` is not empty, as that one
-// directory.
-RunResult SaveItems(const ItemList& items, const std::string& szDirName) {
+RunResult SaveItems(const JobItems& items) {
   if (Params().szType == "FILE_ONLINE") {
     TRACE(3, "INFO: Backuping file online....");
-    return BackupOnline(items, szDirName);
+    return BackupOnline(items);
   }
-  ItemEntries entries;
-  RunResult result = ExecuteXFR(items, entries);
-  if (szDirName.empty()) {
-    FoldResult(result, ReportItems(entries));
+  const SavedItems saved = ExecuteXFR(items);
+  RunResult result = saved.result;
+  if (items.directory.empty()) {
+    FoldResult(result, ReportItems(saved.entries));
   } else {
-    FoldResult(result, WriteBackupResult(szDirName, static_cast<ItemStatus>(NumberOf(result))));
+    FoldResult(result, WriteBackupResult(items.directory, static_cast<ItemStatus>(NumberOf(result))));
   }
   return result;
 }
 
-RunResult SaveFirstLevel(const std::string& szDirName, FirstLevel& firstLevel) {
-  const ItemList entries = firstLevel.Expand(szDirName);
+RunResult SaveFirstLevel(const std::string& directory, FirstLevel& firstLevel) {
+  const ItemList entries = firstLevel.Expand(directory);
   if (entries.Empty()) {
-    static_cast<void>(WriteBackupResult(szDirName, ItemStatus::kFailed));
+    static_cast<void>(WriteBackupResult(directory, ItemStatus::kFailed));
     return RunResult::kFailure;
   }
-  return SaveItems(entries, szDirName);
-}
-
-RunResult SaveJob(const ItemList& items, FirstLevel& firstLevel) {
-  if (!Params().bDirItem) {
-    return SaveItems(items, "");
-  }
-  const std::string& szDirName = *items.Get(1);
-  return Params().bDirectoryXfrUse ? SaveItems(items, szDirName) : SaveFirstLevel(szDirName, firstLevel);
+  return SaveItems({entries, "", directory});
 }
 
 }  // namespace
 
-RunResult BackupJob(const ItemList& items) {
+RunResult BackupJob(const JobItems& items) {
   if (RunIsInterrupted()) {
     return ReportUnopenedJob(items);
   }
-  if (RunComInterface(ComOperation::kOpenJob) == RunResult::kFailure) {
+  if (OpenJob() == RunResult::kFailure) {
     TRACE(1, "ERROR: xfr_com_interface backup call [OPEN_JOB] returned error.");
     return ReportUnopenedJob(items);
   }
   FirstLevel firstLevel;
-  RunResult result = SaveJob(items, firstLevel);
-  Params().nJobState = StateOf(result);
+  const bool firstLevelOnly = !items.directory.empty() && !Params().bDirectoryXfrUse;
+  RunResult result = firstLevelOnly ? SaveFirstLevel(items.directory, firstLevel) : SaveItems(items);
   firstLevel.DeleteMarkers();
-  FoldResult(result, RunComInterface(ComOperation::kCloseJob));
-  Session().szSavesetShort.clear();
-  Session().szSavesetName.clear();
+  FoldResult(result, CloseJob(result));
+  Server().szSavesetShort.clear();
+  Server().szSavesetName.clear();
   return result;
 }

@@ -3,7 +3,6 @@
 #include "backint/backup/execute_xfr.h"
 #include "backint/base/trace.h"
 #include "backint/caller/item_entries.h"
-#include "backint/caller/item_sources.h"
 #include "backint/caller/result_line.h"
 
 namespace {
@@ -19,9 +18,9 @@ ItemList NamesOf(const ItemEntries& entries) {
 }
 
 // Writes the job's lines, all with one status; what the writing of the last one gave is the result.
-RunResult WriteLines(const ItemList& names, const std::string& szDirName, ItemStatus status) {
-  if (Params().bDirItem) {
-    return WriteBackupResult(szDirName, status);
+RunResult WriteLines(const ItemList& names, const std::string& directory, ItemStatus status) {
+  if (!directory.empty()) {
+    return WriteBackupResult(directory, status);
   }
   RunResult result = RunResult::kSuccess;
   for (const std::string& name : names) {
@@ -33,30 +32,19 @@ RunResult WriteLines(const ItemList& names, const std::string& szDirName, ItemSt
   return result;
 }
 
-RunResult Fail(const ItemList& names, const std::string& szDirName) {
-  static_cast<void>(WriteLines(names, szDirName, ItemStatus::kFailed));
+RunResult Fail(const ItemList& names, const std::string& directory) {
+  static_cast<void>(WriteLines(names, directory, ItemStatus::kFailed));
   return RunResult::kFailure;
-}
-
-// The mover was not started: its items are the job's own.
-RunResult FailUnsaved(const ItemList& items, const std::string& szDirName) {
-  TRACE(1, "ERROR: Handling switch files (#BEGIN) failes.");
-  if (!Params().bLogsRun) {
-    return Fail(items, szDirName);
-  }
-  ItemList lines;
-  ReadInputItems(lines);
-  return Fail(lines, szDirName);
 }
 
 }  // namespace
 
-RunResult HandleSwitchFiles(const ItemList& names, SwitchTag tag) {
+RunResult HandleSwitchFiles(const JobItems& items, SwitchTag tag) {
   if (SwitchFilesExist()) {
     TRACE(1, "ERROR: BRBACKUP already in use.");
     return RunResult::kFailure;
   }
-  if (CreateSwitchFiles(names, tag) == RunResult::kFailure) {
+  if (CreateSwitchFiles(items, tag) == RunResult::kFailure) {
     TRACE(1, "ERROR: Creating switch files (begin) failes.");
     return RunResult::kFailure;
   }
@@ -76,24 +64,26 @@ RunResult HandleSwitchFiles(const ItemList& names, SwitchTag tag) {
   return RunResult::kSuccess;
 }
 
-RunResult BackupOnline(const ItemList& items, const std::string& szDirName) {
+RunResult BackupOnline(const JobItems& items) {
   if (HandleSwitchFiles(items, SwitchTag::kBegin) == RunResult::kFailure) {
-    return FailUnsaved(items, szDirName);
+    // The mover was not started: its items are the job's own.
+    TRACE(1, "ERROR: Handling switch files (#BEGIN) failes.");
+    return Fail(ReadItemsAloud(items).names, items.directory);
   }
   TRACE(3, "Start xfr backup");
-  ItemEntries entries;
-  const RunResult saved = ExecuteXFR(items, entries);
-  const ItemList names = NamesOf(entries);
-  if (saved == RunResult::kFailure) {
+  const SavedItems saved = ExecuteXFR(items);
+  const ItemList names = NamesOf(saved.entries);
+  if (saved.result == RunResult::kFailure) {
     TRACE(1, "ERROR: Backuping file failes.");
     // The database has to be told in any case; the job has failed whatever it answers.
-    static_cast<void>(HandleSwitchFiles(names, SwitchTag::kEnd));
-    return Fail(names, szDirName);
+    static_cast<void>(HandleSwitchFiles({names, "", ""}, SwitchTag::kEnd));
+    return Fail(names, items.directory);
   }
-  if (HandleSwitchFiles(Params().bDirItem ? ItemList{szDirName} : names, SwitchTag::kEnd) ==
-      RunResult::kFailure) {
+  const ItemList ended = items.directory.empty() ? names : ItemList{items.directory};
+  if (HandleSwitchFiles({ended, "", ""}, SwitchTag::kEnd) == RunResult::kFailure) {
     TRACE(1, "ERROR: Handling switch files (#END) failes.");
-    return Fail(names, szDirName);
+    return Fail(names, items.directory);
   }
-  return WriteLines(names, szDirName, ItemStatus::kDone) == RunResult::kFailure ? RunResult::kFailure : saved;
+  const RunResult written = WriteLines(names, items.directory, ItemStatus::kDone);
+  return written == RunResult::kFailure ? written : saved.result;
 }

@@ -1,17 +1,16 @@
 // A job of type FILE_ONLINE: the database is told of the items before the mover works on them and afterwards.
 #pragma once
 
-#include <string>
-
-#include "backint/base/item_list.h"
 #include "backint/base/run_records.h"
+#include "backint/caller/item_sources.h"
 #include "backint/caller/switch_files.h"
 
-// One exchange with BRBACKUP through the switch files: names it the files and waits for its answer, which
+// One exchange with BRBACKUP through the switch files: names it the items and waits for its answer, which
 // goes to the output. A failure, with its messages traced, unless the answer came and tells no error.
-RunResult HandleSwitchFiles(const ItemList& names, SwitchTag tag);
+RunResult HandleSwitchFiles(const JobItems& items, SwitchTag tag);
 
-// Saves the items of an open job, or the lines of the input file in a log run, between two such exchanges,
-// and writes the job's result lines: for a directory (`szDirName`, in a job of `bDirItem`) one line, else one
-// for each item. The job stands or falls as a whole: after any failure every item gets "#ERROR".
-RunResult BackupOnline(const ItemList& items, const std::string& szDirName);
+// Saves the items of an open job between two such exchanges, and writes the job's result lines: for a
+// directory one line, else one for each item. The job stands or falls as a whole: after any failure every
+// item gets
+// "#ERROR".
+RunResult BackupOnline(const JobItems& items);

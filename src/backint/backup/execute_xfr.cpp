@@ -1,11 +1,12 @@
 #include "backint/backup/execute_xfr.h"
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <unordered_set>
 #include <utility>
 
 #include "backint/base/trace.h"
-#include "backint/caller/item_sources.h"
 #include "backint/server/com_interface.h"
 #include "backint/server/file_list.h"
 #include "backint/server/xfr_run.h"
@@ -24,100 +25,91 @@ void WarnOfBlanks(const ItemList& items) {
   }
 }
 
-void PrepareFields(const ItemList& items) {
-  SessionData& session = Session();
-  session.szItem = Params().bLogsRun ? "-f " + FileArgument("", Params().szInFile) : JoinItems(items);
-  session.szXfrSource = "c";
-  ToSwitchForm(session.szDrive, "-d");
-  ToSwitchForm(session.szJobName, "-j");
-  ToSwitchForm(session.szTape, "-t");
-  session.szXfrFormat = Params().bDirItem && Params().bDirectoryXfrUse ? "-o plain " : "";
-}
-
 // `source` is what stands behind the mover's trace level: the items, or "-f" and a file.
-std::string ComposeCommand(const std::string& source) {
-  const SessionData& session = Session();
-  return FormatText("%s -b -l %s -S %s -s %s  %s%s%s%s -v %s %s", session.szXfrPath.c_str(),
-                    session.szXfrSource.c_str(), session.szReplyTapeServer.c_str(),
-                    session.szSavesetShort.c_str(), session.szDrive.c_str(), session.szJobName.c_str(),
-                    session.szTape.c_str(), session.szXfrFormat.c_str(), session.szXfrTraceLevel.c_str(),
-                    source.c_str());
+std::string BackupCommand(const JobItems& items, const std::string& source) {
+  const SessionData& server = Server();
+  const bool walksDirectory = !items.directory.empty() && Params().bDirectoryXfrUse;
+  const std::string options = OptionText("-d", server.szDrive) + OptionText("-j", server.szJobName) +
+                              OptionText("-t", server.szTape) + (walksDirectory ? "-o plain " : "");
+  return FormatText("%s -b -l c -S %s -s %s  %s -v %s %s", server.szXfrPath.c_str(),
+                    server.szReplyTapeServer.c_str(), server.szSavesetShort.c_str(), options.c_str(),
+                    server.szXfrTraceLevel.c_str(), source.c_str());
 }
 
-// The command with the items on it, or, where that does not do, with a list file. False if the list cannot be
-// written.
-bool MakeCommand(const ItemList& items, std::string& command) {
-  SessionData& session = Session();
-  session.szFileListFile.clear();
-  command = ComposeCommand(session.szItem);
-  if (!TakesFileList(command, items)) {
-    return true;
-  }
+std::string ShortCommand(const JobItems& items) {
+  const std::string file = items.listFile.empty() ? "" : "-f " + FileArgument("", items.listFile);
+  return BackupCommand(items, file.empty() ? JoinItems(items.names) : file);
+}
+
+// The command with a list file in place of the items; none if that cannot be written.
+std::optional<std::string> CommandWithList(const JobItems& items, FileList& list) {
   TRACE(3, "INFO: Backup Source too long. Putting files into file list: filelist.txt.");
-  SetFileListPath();
-  TRACE(3, "INFO: File list: %s.", session.szFileListFile.c_str());
-  if (WriteFileList(items) == RunResult::kFailure) {
+  TRACE(3, "INFO: File list: %s.", list.Path().c_str());
+  if (list.Write(items) == RunResult::kFailure) {
     TRACE(1, "ERROR: Could not create backup file list.");
-    session.szFileListFile.clear();
-    return false;
+    return std::nullopt;
   }
-  command = ComposeCommand("-f " + FileArgument("@file:", session.szFileListFile));
-  return true;
+  return BackupCommand(items, "-f " + FileArgument("@file:", list.Path()));
 }
 
-// The items whose fate the caller has to learn: in a log run what the input file holds now.
-ItemList RequestedItems(const ItemList& items) {
-  if (!Params().bLogsRun) {
-    return items;
-  }
-  ItemList requested;
-  ReadInputItems(requested);
-  return requested;
+XfrRun RunMover(const JobItems& items, ItemReading held, const std::string& command) {
+  TRACE(3, "INFO: %s.", command.c_str());
+  XfrJob job(XfrJob::Kind::kBackup, !items.directory.empty(), std::move(held), "");
+  XfrRun run = RunXfr(command, job);
+  TRACE(3, "INFO: ExecuteXFR finished.");
+  return run;
 }
 
-// Confirmed items first, then the requested ones that nobody confirmed. False if there are any of those.
-bool SettleItems(const ItemList& requested, const ItemList& lhSuccessResultList, ItemEntries& entries) {
+// Starts the mover with the items on its command line or, where that does not do, with a list file.
+XfrRun SaveItems(const JobItems& items, ItemReading held, std::unique_ptr<FileList>& list) {
+  const std::string command = ShortCommand(items);
+  if (!TakesFileList(command, items.listFile.empty() ? items.names : ItemList())) {
+    return RunMover(items, std::move(held), command);
+  }
+  list = std::make_unique<FileList>();
+  const std::optional<std::string> withList = CommandWithList(items, *list);
+  if (!withList) {
+    list.reset();
+    return {RunResult::kFailure, {}};
+  }
+  return RunMover(items, std::move(held), *withList);
+}
+
+// Confirmed items first, then the requested ones that nobody confirmed.
+ItemEntries SettleItems(const ItemList& requested, const ItemList& confirmedItems) {
   const TraceBatch batch;
   std::unordered_set<std::string> confirmed;
-  entries.clear();
-  for (const std::string& name : lhSuccessResultList) {
+  ItemEntries entries;
+  for (const std::string& name : confirmedItems) {
     entries.push_back({name, ItemStatus::kDone});
     confirmed.insert(platform::NameKey(name));
   }
-  const std::size_t confirmedEntries = entries.size();
   for (const std::string& name : requested) {
     if (!confirmed.contains(platform::NameKey(name))) {
       TRACE(1, "ERROR: File: [%s] has not been successfully backed up.", name.c_str());
       entries.push_back({name, ItemStatus::kFailed});
     }
   }
-  return entries.size() == confirmedEntries;
-}
-
-RunResult RunMover(RunItems items, const std::string& command, ItemList& lhSuccessResultList) {
-  TRACE(3, "INFO: %s.", command.c_str());
-  XfrJob job(std::move(items), "");
-  const RunResult result = RunXfr(command, job, lhSuccessResultList);
-  TRACE(3, "INFO: ExecuteXFR finished.");
-  return result;
+  return entries;
 }
 
 }  // namespace
 
-RunResult ExecuteXFR(const ItemList& items, ItemEntries& entries) {
-  RunItems held = HoldRunItems(items);
+SavedItems ExecuteXFR(const JobItems& items) {
+  ItemReading held = ReadItems(items);
+  const bool heldWhole = held.end != ItemReading::End::kFailed;
   WarnOfBlanks(held.names);
-  PrepareFields(items);
-  std::string command;
-  ItemList lhSuccessResultList;
-  if (!MakeCommand(items, command)) {
-    SettleItems(RequestedItems(items), lhSuccessResultList, entries);
-    return RunResult::kFailure;
+  std::unique_ptr<FileList> list;
+  const XfrRun run = SaveItems(items, std::move(held), list);
+  // In a log run: what the list file holds now.
+  const ItemReading requested = ReadItemsAloud(items);
+  SavedItems saved{run.result, SettleItems(requested.names, run.confirmed)};
+  const bool missing = saved.entries.size() != run.confirmed.Count();
+  if (missing || !heldWhole || requested.end == ItemReading::End::kFailed) {
+    saved.result = RunResult::kFailure;
   }
-  RunResult result = RunMover(std::move(held), command, lhSuccessResultList);
-  if (!SettleItems(RequestedItems(items), lhSuccessResultList, entries)) {
-    result = RunResult::kFailure;
+  if (list != nullptr) {
+    list->Delete(kTraceSource);
   }
-  DeleteFileList(kTraceSource);
-  return result;
+  return saved;
 }

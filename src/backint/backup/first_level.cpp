@@ -12,7 +12,7 @@ namespace {
 constexpr const char* kTraceSource = "backint_back";
 
 // Whether the name of an entry can be told to nobody, so that the directory is not saved at all.
-bool IsRefused(const std::string& entry) {
+bool RefusesEntry(const std::string& entry) {
   if (entry.find('\n') != std::string::npos) {
     std::string shown = entry;
     std::replace(shown.begin(), shown.end(), '\n', '?');
@@ -34,7 +34,7 @@ ItemList FirstLevel::Expand(const std::string& directory) {
   if (entries.Empty()) {
     TRACE(1, "ERROR: Directory is empty.");
   }
-  if (std::any_of(entries.begin(), entries.end(), IsRefused)) {
+  if (std::any_of(entries.begin(), entries.end(), RefusesEntry)) {
     return {};
   }
   ItemList items;

@@ -5,7 +5,7 @@
 namespace {
 
 std::unique_ptr<BackintParams> params;
-std::unique_ptr<SessionData> session;
+std::unique_ptr<SessionData> server;
 
 }  // namespace
 
@@ -16,15 +16,15 @@ void FoldResult(RunResult& stored, RunResult next) {
 }
 
 BackintParams& Params() { return *params; }
-SessionData& Session() { return *session; }
+SessionData& Server() { return *server; }
 
 RunRecords::RunRecords() {
   params = std::make_unique<BackintParams>();
-  session = std::make_unique<SessionData>();
+  server = std::make_unique<SessionData>();
 }
 
 RunRecords::~RunRecords() {
-  session.reset();
+  server.reset();
   params.reset();
 }
 
@@ -40,6 +40,6 @@ void SetDefaults() {
   run.szTraceFile = "backint";
   run.szXfrTraceFile = "xfr";
   run.szSavesetSize = "50000";
-  Session().szXfrTraceLevel = "2";
-  Session().szComTraceLevel = "2";
+  Server().szXfrTraceLevel = "2";
+  Server().szComTraceLevel = "2";
 }

@@ -1,5 +1,5 @@
-// The whole state of a run: what the caller asked for and what parameter file and server said. There is
-// one of each record in a process; every module works on them directly.
+// What a run was told: by its caller, by the parameter file and by the backup server. There is one of each
+// record in a process. What a step works on is no part of them: it goes from function to function.
 #pragma once
 
 #include <cstddef>
@@ -43,71 +43,60 @@ inline constexpr std::size_t kShortCommandWidth = 1024;  // a mover's command th
 inline constexpr std::size_t kShownListWidth = 920;      // a joined list of that length or more is not traced
 inline constexpr std::size_t kShownMessageWidth = 1500;  // what the trace shows of a message
 
-// What the caller told the program, and the flags of the step under way.
+// What the caller told the program.
 struct BackintParams {
-  std::string szUserId;            // -u, upper-cased
-  std::string szFunction;          // -f, upper-cased: BACKUP, RESTORE, INQUIRE or anything else
-  std::string szType;              // -t, upper-cased: FILE_ONLINE asks for online switching
-  std::string szParFile;           // -p; "NO": none was given
-  std::string szInFile;            // -i; "STDIN": standard input. In a log run the file that the mover reads
-  std::string szOutFile;           // -o; "STDOUT": standard output
-  bool bAttended = true;           // cleared by -c
-  std::string szCaller;            // BRBACKUP or BRARCHIVE in a backup run, else empty
-  std::string szSapBackup;         // directory in SAPBACKUP
-  std::string szSapArch;           // directory in SAPARCH
-  std::string szOracleSid;         // database name in ORACLE_SID
-  std::string szOracleHome;        // directory in ORACLE_HOME
-  std::string szSapDataHome;       // directory in SAPDATA_HOME
-  std::int32_t nTraceLevel = 0;    // highest level written; 0 switches the trace off
-  std::string szTraceFile;         // the program's trace; first its bare name, then its path
-  std::string szXfrTraceFile;      // the trace of the mover's output, likewise
-  std::string szComTraceFile;      // receives the control tool's standard error
-  std::string szRestoreDir;        // destination of the restore under way
-  std::string szSavesetSize;       // largest size of a saveset in megabytes, as text
-  std::string szBackupId;          // backup id of the current step
-  bool bLogsRun = false;           // the job's items are the lines of the file szInFile
-  bool bRestoreDest = false;       // the restore under way has a destination
-  bool bDirItem = false;           // the current item is a directory
-  bool bDirectoryXfrUse = false;   // the mover walks directories itself
-  std::int32_t nJobState = 0;      // what the next close of a job reports
-  std::int32_t nSessionState = 0;  // what the close of the session reports
+  std::string szUserId;           // -u, upper-cased
+  std::string szFunction;         // -f, upper-cased: BACKUP, RESTORE, INQUIRE or anything else
+  std::string szType;             // -t, upper-cased: FILE_ONLINE asks for online switching
+  std::string szParFile;          // -p; "NO": none was given
+  std::string szInFile;           // -i; "STDIN": standard input
+  std::string szOutFile;          // -o; "STDOUT": standard output
+  bool bAttended = true;          // cleared by -c
+  std::string szCaller;           // BRBACKUP or BRARCHIVE in a backup run, else empty
+  std::string szSapBackup;        // directory in SAPBACKUP
+  std::string szSapArch;          // directory in SAPARCH
+  std::string szOracleSid;        // database name in ORACLE_SID
+  std::string szOracleHome;       // directory in ORACLE_HOME
+  std::string szSapDataHome;      // directory in SAPDATA_HOME
+  std::int32_t nTraceLevel = 0;   // highest level written; 0 switches the trace off
+  std::string szTraceFile;        // the program's trace; first its bare name, then its path
+  std::string szXfrTraceFile;     // the trace of the mover's output, likewise
+  std::string szComTraceFile;     // receives the control tool's standard error
+  std::string szSavesetSize;      // largest size of a saveset in megabytes, as text
+  std::string szBackupId;         // backup id of the job or query under way; result lines and trace show it
+  bool bDirectoryXfrUse = false;  // the mover walks directories itself
 };
 
-// What parameter file and backup server told the program. The fields of tool options change from the bare
-// value to the option's text at their first use in a command (ToSwitchForm).
+// What parameter file and backup server told the program.
 struct SessionData {
-  std::string szReplyTapeServer;   // the server that the data mover talks to
-  std::string szJobName;           // KORVO_JOB, later JOBNAME of a reply
-  std::string szUserName;          // USERNAME
-  std::string szPassword;          // PASSWORD
-  std::string szSavesetShort;      // saveset name in front of its "@"
-  std::string szSessionId;         // SESSIONID of the reply that opened the session
-  std::string szXfrSource;         // the mover's -l option
-  std::string szSegment;           // SEGMENT of a reply
-  std::string szItem;              // the item or items that the current run of a tool is about
-  std::string szPort;              // PORT
-  std::string szXfrTraceLevel;     // XFR_TRACE_LEVEL, never below 2
-  std::string szPool;              // KORVO_POOL, later MEDIA of a reply
-  std::string szDrive;             // DRIVE of a reply
-  std::string szTape;              // TAPE of a reply
-  std::string szXfrFormat;         // "-o plain " for a directory that the mover walks itself, else empty
-  std::string szFileListFile;      // path of the list file in use; empty when none is
-  std::string szRawUtil;           // KORVO_RAW_UTIL; no later step uses it
-  std::string szServer;            // KORVO_SERVER, later with port, user and password behind it
-  std::string szTapeServer;        // KORVO_TAPESERVER
-  std::string szSavesetName;       // saveset name in full
-  std::string szComTraceLevel;     // XFR_COM_TRACE_LEVEL, later VERBOSE of a reply
-  std::string szParDrive;          // KORVO_DRIVE
-  std::string szParTape;           // KORVO_TAPE
-  std::string szXfrPath;           // XFR: path of the data mover
+  std::string szReplyTapeServer;  // the server that the data mover talks to
+  std::string szJobName;          // KORVO_JOB, later JOBNAME of a reply
+  std::string szUserName;         // USERNAME
+  std::string szPassword;         // PASSWORD
+  std::string szSavesetShort;     // saveset name in front of its "@"
+  std::string szSessionId;        // SESSIONID of the reply that opened the session
+  std::string szSegment;          // SEGMENT of a reply
+  std::string szPort;             // PORT
+  std::string szXfrTraceLevel;    // XFR_TRACE_LEVEL, never below 2
+  std::string szPool;             // KORVO_POOL, later MEDIA of a reply
+  std::string szDrive;            // DRIVE of a reply
+  std::string szTape;             // TAPE of a reply
+  std::string szRawUtil;          // KORVO_RAW_UTIL; no later step uses it
+  std::string szServer;         // KORVO_SERVER; once the file is read, with port, user and password behind it
+  std::string szTapeServer;     // KORVO_TAPESERVER
+  std::string szSavesetName;    // saveset name in full
+  std::string szComTraceLevel;  // XFR_COM_TRACE_LEVEL, later VERBOSE of a reply
+  std::string szParDrive;       // KORVO_DRIVE
+  std::string szParTape;        // KORVO_TAPE
+  std::string szXfrPath;        // XFR: path of the data mover
   std::string szComInterfacePath;  // XFR_COM_INTERFACE: path of the control tool
   std::string szBareTapeServer;    // KORVO_TAPESERVER, else KORVO_SERVER, as the parameter file has it
-  bool bSessionOpen = false;       // the server has a session of this run
-  bool bJobOpen = false;           // the server has a job of this run
+  bool bSessionOpen = false;       // the server has, or may have, a session of this run
+  bool bJobOpen = false;           // the same for a job
 };
 
 BackintParams& Params();
-SessionData& Session();
+SessionData& Server();
 
 // Makes both records, empty; releases them at its end. One at a time.
 class RunRecords {

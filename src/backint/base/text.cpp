@@ -74,3 +74,19 @@ std::int32_t ToNumber(std::string_view text) {
 }
 
 bool IsNumber(std::string_view text) { return std::all_of(text.begin(), text.end(), IsDigit); }
+
+std::string QuotedArgument(const std::string& text) {
+  if (text.find_first_of(" \t\"") == std::string::npos) {
+    return text;
+  }
+  std::string quoted = "\"";
+  std::size_t backslashes = 0;
+  for (const char character : text) {
+    if (character == '"') {
+      quoted.append(backslashes + 1, '\\');
+    }
+    backslashes = character == '\\' ? backslashes + 1 : 0;
+    quoted += character;
+  }
+  return quoted.append(backslashes, '\\') + "\"";
+}

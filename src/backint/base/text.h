@@ -33,3 +33,7 @@ bool GetKeyValue(std::string_view line, std::string& value);
 
 // Whether the text holds nothing but decimal digits, as an empty one does.
 [[nodiscard]] bool IsNumber(std::string_view text);
+
+// The text as one argument of a command line: in double quotes if it holds a blank, a tab or a quote, with
+// the quotes inside it, and backslashes in front of a quote, escaped.
+[[nodiscard]] std::string QuotedArgument(const std::string& text);

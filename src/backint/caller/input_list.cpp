@@ -5,7 +5,6 @@
 #include <limits>
 #include <memory>
 #include <string_view>
-#include <utility>
 
 #include "backint/base/path.h"
 #include "backint/base/text.h"
@@ -45,38 +44,26 @@ std::string LastComponent(const std::string& item) {
   return last == std::string::npos ? std::string() : Upper(std::string_view(item).substr(last + 1));
 }
 
-// Writes the temporary list; made at the first item that belongs in it.
-class TemporaryList {
- public:
-  bool Put(const std::string& item) {
-    if (list_ == nullptr) {
-      list_ = std::make_unique<OwnList>(OwnList::Name::kNewInput);
-      file_ = platform::TextFile::Open(list_->Path(), platform::TextFile::Mode::kCreate);
+bool PutToList(const std::string& item, std::unique_ptr<OwnList>& list) {
+  if (list == nullptr) {
+    list = std::make_unique<OwnList>(OwnList::Name::kNewInput);
+    if (!list->Create()) {
+      return false;
     }
-    if (file_ == nullptr || !file_->Write(item + "\n")) {
-      return Fail();
-    }
-    TRACE(3, "INFO: Putting %s [%s] to separate file: [%s].",
-          IsOnlineRedoLog(item) ? "online redo log" : "control file", item.c_str(), list_->Path().c_str());
-    return true;
   }
-  bool Close() { return file_ == nullptr || file_->Close() || Fail(); }
-  // The name it was written under; none if no item was put.
-  [[nodiscard]] std::unique_ptr<OwnList> TakeName() { return std::move(list_); }
-
- private:
-  bool Fail() {
-    TRACE(1, "ERROR: Could not create temporary input file: [%s].", list_->Path().c_str());
-    if (file_ != nullptr) {
-      file_.reset();
-      platform::RemoveFile(list_->Path());
-    }
+  if (!list->Put(item)) {
     return false;
   }
+  TRACE(3, "INFO: Putting %s [%s] to separate file: [%s].",
+        IsOnlineRedoLog(item) ? "online redo log" : "control file", item.c_str(), list->Path().c_str());
+  return true;
+}
 
-  std::unique_ptr<OwnList> list_;
-  std::unique_ptr<platform::TextFile> file_;
-};
+RunResult CannotWrite(std::unique_ptr<OwnList>& list) {
+  TRACE(1, "ERROR: Could not create temporary input file: [%s].", list->Path().c_str());
+  list.reset();
+  return RunResult::kFailure;
+}
 
 }  // namespace
 
@@ -113,20 +100,18 @@ bool IsUnsavableName(const std::string& item) {
   return platform::IsSystemName(item) && item.find('\\') != std::string::npos;
 }
 
-RunResult SplitRedoAndControlFiles(const ItemList& items, std::unique_ptr<OwnList>& list) {
-  list.reset();
-  TemporaryList file;
+RunResult SplitRedoAndControlFiles(const ItemList& items, SpecialItems& special) {
   for (const std::string& item : items) {
-    const bool special = (IsOnlineRedoLog(item) || IsControlFile(item)) && !IsUnsavableName(item);
-    if (special && FileExists(item) && !file.Put(item)) {
-      return RunResult::kFailure;
+    const bool isSpecial = (IsOnlineRedoLog(item) || IsControlFile(item)) && !IsUnsavableName(item);
+    if (!isSpecial || !FileExists(item)) {
+      continue;
     }
+    if (!PutToList(item, special.list)) {
+      return CannotWrite(special.list);
+    }
+    special.names.Push(item);
   }
-  if (!file.Close()) {
-    return RunResult::kFailure;
-  }
-  list = file.TakeName();
-  return RunResult::kSuccess;
+  return special.list == nullptr || special.list->Close() ? RunResult::kSuccess : CannotWrite(special.list);
 }
 
 std::int32_t GetFileSizeMb(const std::string& item) {

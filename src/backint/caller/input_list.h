@@ -25,10 +25,15 @@ void TraceInputList(const ItemList& lines);
 // A name of this system that holds a backslash could not be told from another file's and is not saved.
 [[nodiscard]] bool IsUnsavableName(const std::string& item);
 
-// Copies the redo logs and control files that exist into the temporary list newinput.txt, whose name the
-// caller then holds; without any, `list` is null and no file is made. A failure, which is traced, if the list
-// cannot be written to its last byte.
-RunResult SplitRedoAndControlFiles(const ItemList& items, std::unique_ptr<OwnList>& list);
+// Redo logs and control files, and the temporary list newinput.txt that holds them.
+struct SpecialItems {
+  ItemList names;
+  std::unique_ptr<OwnList> list;  // null without any
+};
+
+// Copies the redo logs and control files that exist; without any no file is made. A failure, which is traced,
+// if the list cannot be written to its last byte.
+RunResult SplitRedoAndControlFiles(const ItemList& items, SpecialItems& special);
 
 // The size in Mb, rounded, half a Mb down; -1, which is traced, if the file cannot be looked up.
 [[nodiscard]] std::int32_t GetFileSizeMb(const std::string& item);

@@ -1,7 +1,6 @@
 #include "backint/caller/item_sources.h"
 
 #include "backint/base/input_lines.h"
-#include "backint/base/run_records.h"
 #include "backint/base/trace.h"
 #include "platform/platform.h"
 
@@ -9,45 +8,48 @@ namespace {
 
 constexpr const char* kTraceSource = "backint_util";
 
-bool ReadItems(ItemList& items) {
-  const auto file = platform::TextFile::Open(Params().szInFile, platform::TextFile::Mode::kRead);
+}  // namespace
+
+ItemReading ReadItems(const JobItems& items) {
+  ItemReading reading{{}, items.listFile, ItemReading::End::kNotOpened};
+  if (items.listFile.empty()) {
+    return {items.names, "", ItemReading::End::kWhole};
+  }
+  const auto file = platform::TextFile::Open(items.listFile, platform::TextFile::Mode::kRead);
   if (file == nullptr) {
-    return false;
+    return reading;
   }
   InputLines lines(*file);
   for (std::string line; lines.Next(line);) {
-    items.Push(line);
+    reading.names.Push(line);
   }
-  return true;
+  if (lines.Failed()) {
+    return {items.names, items.listFile, ItemReading::End::kFailed};
+  }
+  reading.end = ItemReading::End::kWhole;
+  return reading;
 }
 
-}  // namespace
-
-bool ReadInputItems(ItemList& items) {
-  RunItems read{{}, true, true};
-  read.readable = ReadItems(read.names);
-  TraceReading(read);
-  items.AppendAll(read.names);
-  return read.readable;
-}
-
-RunItems HoldRunItems(const ItemList& names) {
-  if (!Params().bLogsRun) {
-    return {names, false, true};
+void TraceReading(const ItemReading& reading) {
+  if (reading.listFile.empty()) {
+    return;
   }
-  RunItems items{{}, true, true};
-  items.readable = ReadItems(items.names);
-  return items;
-}
-
-void TraceReading(const RunItems& items) {
-  TRACE(3, "Open input file: [%s].", Params().szInFile.c_str());
-  if (!items.readable) {
-    TRACE(1, "ERROR: Could not open input file: [%s].", Params().szInFile.c_str());
+  TRACE(3, "Open input file: [%s].", reading.listFile.c_str());
+  if (reading.end == ItemReading::End::kNotOpened) {
+    TRACE(1, "ERROR: Could not open input file: [%s].", reading.listFile.c_str());
   }
-  for (const std::string& name : items.names) {
+  if (reading.end == ItemReading::End::kFailed) {
+    TRACE(1, "ERROR: Reading input file failed: %s.", reading.listFile.c_str());
+  }
+  for (const std::string& name : reading.names) {
     TRACE(3, "Push item: [%s]", name.c_str());
   }
+}
+
+ItemReading ReadItemsAloud(const JobItems& items) {
+  ItemReading reading = ReadItems(items);
+  TraceReading(reading);
+  return reading;
 }
 
 bool NeedsListFile(const std::string& name) {

@@ -1,24 +1,36 @@
-// Where the items of a run of the data mover come from.
+// The items of a job, and the reading of the file that they may stand in.
 #pragma once
+
+#include <string>
 
 #include "backint/base/item_list.h"
 
-// Appends the items of the file that szInFile names, and traces the reading. False, which is traced as well,
-// if the file cannot be opened; the list then stays as it was.
-bool ReadInputItems(ItemList& items);
-
-// The items of one run of the mover, held as long as it works.
-struct RunItems {
-  ItemList names;
-  bool fromInputFile = false;  // a log run: they are the lines of szInFile
-  bool readable = true;        // false if that file could not be opened
+// What one job of a backup saves.
+struct JobItems {
+  ItemList names;  // the items
+  std::string
+      listFile;  // the file that holds them, which the mover reads itself; empty: it is given the names
+  std::string directory;  // the directory that is reported in their place; empty: each is reported by itself
 };
 
-// The items of a log run are read, without a word, from the input file; those of any other run are `names`.
-[[nodiscard]] RunItems HoldRunItems(const ItemList& names);
+// A job's items as its list file has them at one moment, or, in a job without one, as the job has them. A
+// file that cannot be opened has none. If reading fails on the way they are the job's own: each item keeps
+// its line.
+struct ItemReading {
+  enum class End { kWhole, kNotOpened, kFailed };
+  ItemList names;
+  std::string listFile;  // empty: nothing was read
+  End end = End::kWhole;
+};
 
-// Traces what a reading of the input file would say that found the held items again.
-void TraceReading(const RunItems& items);
+// Reads without a word.
+[[nodiscard]] ItemReading ReadItems(const JobItems& items);
+
+// Traces what a reading of the list file says, nothing without one.
+void TraceReading(const ItemReading& reading);
+
+// Reads and traces that.
+[[nodiscard]] ItemReading ReadItemsAloud(const JobItems& items);
 
 // A name that a command line cannot carry as one word, so that it travels in a list file.
 [[nodiscard]] bool NeedsListFile(const std::string& name);

@@ -10,7 +10,6 @@
 #include "backint/base/text.h"
 #include "backint/base/trace.h"
 #include "backint/caller/bi_files.h"
-#include "backint/caller/item_sources.h"
 #include "platform/platform.h"
 
 namespace {
@@ -36,16 +35,7 @@ bool WriteNames(TextFile& list, const ItemList& names, SwitchTag tag) {
   return list.Close();
 }
 
-bool WriteList(TextFile& list, const ItemList& names, SwitchTag tag) {
-  if (tag == SwitchTag::kEnd || !Params().bLogsRun) {
-    return WriteNames(list, names, tag);
-  }
-  ItemList lines;
-  ReadInputItems(lines);
-  return WriteNames(list, lines, tag);
-}
-
-bool CreateList(const ItemList& names, SwitchTag tag) {
+bool CreateList(const JobItems& items, SwitchTag tag) {
   const std::string path = SwitchFile("lis");
   if (FileExists(path)) {
     TRACE(1, "ERROR: switch.lis file already exists.");
@@ -54,7 +44,7 @@ bool CreateList(const ItemList& names, SwitchTag tag) {
   const std::unique_ptr<TextFile> list = TextFile::Open(path, TextFile::Mode::kCreate);
   if (list != nullptr) {
     TRACE(3, "INFO: Switch List file :%s created (%s).", path.c_str(), TagText(tag));
-    if (WriteList(*list, names, tag)) {
+    if (WriteNames(*list, ReadItemsAloud(items).names, tag)) {
       return true;
     }
     list->Close();
@@ -142,8 +132,8 @@ bool SwitchFilesExist() {
   return FileExists(SwitchFile("lis")) || FileExists(SwitchFile("sem")) || FileExists(SwitchFile("log"));
 }
 
-RunResult CreateSwitchFiles(const ItemList& names, SwitchTag tag) {
-  return CreateList(names, tag) && CreateSemaphore(tag) ? RunResult::kSuccess : RunResult::kFailure;
+RunResult CreateSwitchFiles(const JobItems& items, SwitchTag tag) {
+  return CreateList(items, tag) && CreateSemaphore(tag) ? RunResult::kSuccess : RunResult::kFailure;
 }
 
 RunResult WaitForSwitchSemaphore() {

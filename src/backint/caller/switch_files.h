@@ -3,8 +3,8 @@
 // `.switch.sem`, which this program writes and BRBACKUP removes, and `.switch.log`, the other way round.
 #pragma once
 
-#include "backint/base/item_list.h"
 #include "backint/base/run_records.h"
+#include "backint/caller/item_sources.h"
 
 // Before the mover works on the files, and after it.
 enum class SwitchTag { kBegin, kEnd };
@@ -15,10 +15,10 @@ enum class SwitchTag { kBegin, kEnd };
 // Whether any of the three is there: another exchange is under way, or one was given up.
 [[nodiscard]] bool SwitchFilesExist();
 
-// Writes one line for each name into `.switch.lis`, at the beginning of a log run for each line of the input
-// file, and then, when the list is whole and closed, makes `.switch.sem`. A failure, with its message traced,
-// if one of them is there already or cannot be written to its last byte; a torn list is removed.
-RunResult CreateSwitchFiles(const ItemList& names, SwitchTag tag);
+// Writes one line for each item into `.switch.lis` and then, when the list is whole and closed, makes
+// `.switch.sem`. A failure, with its message traced, if one of them is there already or cannot be written to
+// its last byte; a torn list is removed.
+RunResult CreateSwitchFiles(const JobItems& items, SwitchTag tag);
 
 // Waits until BRBACKUP has removed the semaphore; a failure after 1,800 seconds.
 RunResult WaitForSwitchSemaphore();

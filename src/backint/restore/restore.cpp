@@ -15,9 +15,9 @@
 #include "backint/caller/bi_files.h"
 #include "backint/caller/input_list.h"
 #include "backint/caller/result_line.h"
-#include "backint/inquire/inquire.h"
 #include "backint/restore/restore_job.h"
 #include "backint/server/com_interface.h"
+#include "backint/server/query.h"
 
 namespace {
 
@@ -37,14 +37,14 @@ struct RestoreGroup {
   ItemList files;
 };
 
-// Asks for the last backup of a file; its id, or none.
+// The last backup of a file, which is told; its id, or none.
 std::optional<std::string> FindLastBackup(const std::string& file) {
   TRACE(3, "INFO: backupid = #NULL. Find last backup of file: %s.", file.c_str());
-  Params().szBackupId = "#NULL";
-  Session().szItem = file;
-  if (QueryBackups(QueryUse::kFindLast) == RunResult::kSuccess && Params().szBackupId != "#NULL") {
-    TRACE(3, "INFO: BackupID found: %s.", Params().szBackupId.c_str());
-    return Params().szBackupId;
+  const std::optional<std::string> found = QueryLastBackup(file);
+  Params().szBackupId = found.value_or(kNoBackupId);
+  if (found && *found != kNoBackupId) {
+    TRACE(3, "INFO: BackupID found: %s.", found->c_str());
+    return found;
   }
   TRACE(1, "ERROR: last backup of file not found.");
   return std::nullopt;
@@ -89,7 +89,7 @@ std::optional<RestoreRecord> ReadRecord(const std::string& line, RunResult& resu
     ReportFailed(record->file, result);
     return std::nullopt;
   }
-  if (record->backupId == "#NULL") {
+  if (record->backupId == kNoBackupId) {
     record->backupId = FindLastBackup(record->file).value_or(kNoBackup);
   }
   return record;
@@ -173,7 +173,7 @@ RunResult Restore() {
   if (!input) {
     return RunResult::kFailure;
   }
-  if (RunComInterface(ComOperation::kOpenSession) == RunResult::kFailure) {
+  if (OpenSession() == RunResult::kFailure) {
     TRACE(1, "ERROR: xfr_com_interface restore call [OPEN_SESSION] returned error.");
     return RunResult::kFailure;
   }
@@ -183,8 +183,7 @@ RunResult Restore() {
     result = RunResult::kFailure;
   }
   TRACE(1, "INFO: Restore() finished. Return value: %d.", NumberOf(result));
-  Params().nSessionState = StateOf(result);
-  if (RunComInterface(ComOperation::kCloseSession) == RunResult::kFailure) {
+  if (CloseSession(result) == RunResult::kFailure) {
     TRACE(1, "ERROR: xfr_com_interface restore call [CLOSE_SESSION] returned error.");
     return RunResult::kFailure;
   }

@@ -1,5 +1,7 @@
 #include "backint/restore/restore_job.h"
 
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "backint/base/interrupt.h"
@@ -7,7 +9,6 @@
 #include "backint/base/text.h"
 #include "backint/base/trace.h"
 #include "backint/caller/item_entries.h"
-#include "backint/caller/item_sources.h"
 #include "backint/restore/restore_settlement.h"
 #include "backint/server/com_interface.h"
 #include "backint/server/file_list.h"
@@ -34,7 +35,7 @@ RunResult ReportAll(const ItemList& files, ItemStatus status) {
 }
 
 // Whether the job cannot be handed over at all; that is told.
-bool IsRefused(const std::string& destination) {
+bool RefusesDestination(const std::string& destination) {
   if (destination.find_first_of("\t\"") == std::string::npos) {
     return false;
   }
@@ -64,58 +65,44 @@ ItemList WithForwardSlashes(const ItemList& files) {
 // the other kind is none, so a relative name with slashes counts as a whole.
 std::string ParentOf(const std::string& item) { return item.substr(0, platform::LastSeparator(item)); }
 
-std::string DestinationText(const std::string& destination, const ItemList& files) {
+std::string DestinationText(const std::string& destination, const ItemList& files, bool isDirectory) {
   if (destination.empty()) {
     return "";
   }
   if (destination.find("-R") != std::string::npos) {
     return destination + " ";
   }
-  if (Params().bDirItem) {
+  if (isDirectory) {
     return "-R " + ToUnix(ParentOf(*files.Get(1))) + ":" + ToUnix(destination) + " ";
   }
   return "-R " + destination + " -o plain ";
 }
 
-// Brings the reply's values and the destination into the form of the command; gives the destination's text.
-// `names` are the files with forward slashes.
-std::string PrepareFields(const ItemList& files, const ItemList& names, std::string destination) {
-  SessionData& session = Session();
-  session.szItem = JoinItems(names);
-  Params().bDirItem = names.Count() == 1 && IsDirectory(*names.Get(1));
-  ToSwitchForm(session.szDrive, "-d");
-  ToSwitchForm(session.szJobName, "-j");
-  ToSwitchForm(session.szTape, "-t");
-  ToSwitchForm(session.szSegment, "-n");
-  Params().bRestoreDest = !IsEmptyLine(destination);
-  Params().szRestoreDir = destination;
-  return DestinationText(destination, files);
-}
-
 // `source` is what stands behind the mover's trace level: the files, or "-f" and the list.
-std::string ComposeCommand(const std::string& destinationText, const std::string& source) {
-  const SessionData& session = Session();
-  return FormatText("%s -r -S %s -s %s %s%s%s%s%s -o over -v %s %s", session.szXfrPath.c_str(),
-                    session.szReplyTapeServer.c_str(), session.szSavesetShort.c_str(),
-                    session.szDrive.c_str(), session.szJobName.c_str(), session.szTape.c_str(),
-                    session.szSegment.c_str(), destinationText.c_str(), session.szXfrTraceLevel.c_str(),
-                    source.c_str());
+std::string RestoreCommand(const std::string& destinationText, const std::string& source) {
+  const SessionData& server = Server();
+  const std::string options = OptionText("-d", server.szDrive) + OptionText("-j", server.szJobName) +
+                              OptionText("-t", server.szTape) + OptionText("-n", server.szSegment);
+  return FormatText("%s -r -S %s -s %s %s%s -o over -v %s %s", server.szXfrPath.c_str(),
+                    server.szReplyTapeServer.c_str(), server.szSavesetShort.c_str(), options.c_str(),
+                    destinationText.c_str(), server.szXfrTraceLevel.c_str(), source.c_str());
 }
 
-// False if the list file cannot be written.
-bool MakeCommand(const ItemList& files, const std::string& destinationText, std::string& command) {
-  SessionData& session = Session();
-  command = ComposeCommand(destinationText, session.szItem);
+// The command with the files on it or, where that does not do, with a list file. None if that cannot be
+// written.
+std::optional<std::string> MakeCommand(const ItemList& files, const std::string& destinationText,
+                                       std::unique_ptr<FileList>& list) {
+  const std::string command = RestoreCommand(destinationText, JoinItems(WithForwardSlashes(files)));
   if (!TakesFileList(command, files)) {
-    return true;
+    return command;
   }
   TRACE(3, "INFO: Backup Source too long. Putting files into file list: filelist.txt.");
-  if (WriteFileList(files) == RunResult::kFailure) {
+  list = std::make_unique<FileList>();
+  if (list->Write({files, "", ""}) == RunResult::kFailure) {
     TRACE(1, "ERROR: Could not create restore file list.");
-    return false;
+    return std::nullopt;
   }
-  command = ComposeCommand(destinationText, "-f " + FileArgument("", session.szFileListFile));
-  return true;
+  return RestoreCommand(destinationText, "-f " + FileArgument("", list->Path()));
 }
 
 void TellRestore(const ItemList& files, const std::string& destination) {
@@ -124,26 +111,35 @@ void TellRestore(const ItemList& files, const std::string& destination) {
   TraceF("%l0 INFO: Restore file: %s, directory: %s", joined.c_str(), destination.c_str());
 }
 
-RunResult RestoreFiles(const ItemList& files, const std::string& destination, ItemEntries& entries) {
+struct RestoredFiles {
+  RunResult result;
+  ItemEntries entries;
+};
+
+RestoredFiles RestoreFiles(const ItemList& files, std::string destination) {
   TellRestore(files, destination);
   const ItemList names = WithForwardSlashes(files);
-  const std::string destinationText = PrepareFields(files, names, destination);
-  XfrJob job(HoldRunItems(names), Params().bRestoreDest ? Params().szRestoreDir : "");
-  std::string command;
-  ItemList lhSuccessResultList;
-  RunResult moverResult = RunResult::kFailure;
-  if (MakeCommand(files, destinationText, command)) {
-    TRACE(3, "INFO: %s.", command.c_str());
-    moverResult = RunXfr(command, job, lhSuccessResultList);
+  const bool isDirectory = names.Count() == 1 && IsDirectory(*names.Get(1));
+  static_cast<void>(IsEmptyLine(destination));
+  XfrJob job(XfrJob::Kind::kRestore, isDirectory, {names, "", ItemReading::End::kWhole}, destination);
+  std::unique_ptr<FileList> list;
+  const std::optional<std::string> command =
+      MakeCommand(files, DestinationText(destination, files, isDirectory), list);
+  XfrRun run{RunResult::kFailure, {}};
+  if (command) {
+    TRACE(3, "INFO: %s.", command->c_str());
+    run = RunXfr(*command, job);
   }
   TRACE(1, "INFO: XFR finished");
-  const bool complete = SettleFiles(files, lhSuccessResultList, moverResult, job.trace, entries);
-  DeleteFileList(kTraceSource);
-  if (!complete) {
-    return RunResult::kFailure;
+  const ItemEntries entries = SettleFiles(files, run, job.trace);
+  if (list != nullptr) {
+    list->Delete(kTraceSource);
+  }
+  if (entries.size() != run.confirmed.Count()) {
+    return {RunResult::kFailure, entries};
   }
   TRACE(3, "cpFile: [%s]", ShownEntries(entries).c_str());
-  return moverResult;
+  return {run.result, entries};
 }
 
 RunResult ReportEntries(const ItemEntries& entries) {
@@ -157,26 +153,25 @@ RunResult ReportEntries(const ItemEntries& entries) {
 
 void NameSaveset(const std::string& backupId) {
   Params().szBackupId = backupId;
-  Session().szSavesetShort = backupId;
-  Session().szSavesetName = backupId;
+  Server().szSavesetShort = backupId;
+  Server().szSavesetName = backupId;
 }
 
 }  // namespace
 
 RunResult RestoreJob(const std::string& backupId, const ItemList& files, const std::string& destination) {
-  if (RunIsInterrupted() || IsRefused(destination)) {
+  if (RunIsInterrupted() || RefusesDestination(destination)) {
     return ReportAll(files, ItemStatus::kFailed);
   }
   TellFiles(files);
   NameSaveset(backupId);
-  if (RunComInterface(ComOperation::kOpenJob) == RunResult::kFailure) {
+  if (OpenJob() == RunResult::kFailure) {
     TRACE(1, "ERROR: xfr_com_interface restore call [OPEN_JOB] returned error.");
     return ReportAll(files, ItemStatus::kNotHeld);
   }
-  ItemEntries entries;
-  RunResult result = RestoreFiles(files, destination, entries);
-  Params().nJobState = StateOf(result);
-  FoldResult(result, RunComInterface(ComOperation::kCloseJob));
-  FoldResult(result, ReportEntries(entries));
+  const RestoredFiles restored = RestoreFiles(files, destination);
+  RunResult result = restored.result;
+  FoldResult(result, CloseJob(result));
+  FoldResult(result, ReportEntries(restored.entries));
   return result;
 }

@@ -19,8 +19,8 @@ std::string ComparedForm(const std::string& file) {
 }
 
 // Which files some confirmed item names, by their position.
-std::vector<bool> FindConfirmed(const ItemList& files, const ItemList& lhSuccessResultList) {
-  std::unordered_set<std::string> entries(lhSuccessResultList.begin(), lhSuccessResultList.end());
+std::vector<bool> NamedFiles(const ItemList& files, const ItemList& confirmedItems) {
+  std::unordered_set<std::string> entries(confirmedItems.begin(), confirmedItems.end());
   std::unordered_set<std::string> systemFiles;
   TailIndex tails;
   std::vector<bool> confirmed(files.Count(), false);
@@ -46,9 +46,9 @@ std::vector<bool> FindConfirmed(const ItemList& files, const ItemList& lhSuccess
   return confirmed;
 }
 
-void TellComparisons(const std::string& file, const ItemList& lhSuccessResultList) {
+void TellComparisons(const std::string& file, const ItemList& confirmedItems) {
   const std::string compared = ComparedForm(file);
-  for (const std::string& name : lhSuccessResultList) {
+  for (const std::string& name : confirmedItems) {
     const std::string entry = Upper(name);
     TraceF("%l0 INFO: Comparing files: <%s> == <%s>", entry.c_str(), compared.c_str());
     if (entry != compared && entry.size() >= compared.size()) {
@@ -59,7 +59,7 @@ void TellComparisons(const std::string& file, const ItemList& lhSuccessResultLis
 }
 
 void TellFile(const std::string& file, bool confirmed) {
-  const char* saveset = Session().szSavesetShort.c_str();
+  const char* saveset = Server().szSavesetShort.c_str();
   if (confirmed) {
     TRACE(3, "File: [%s]/[%s] has been found within this saveset: [%s].", file.c_str(),
           ComparedForm(file).c_str(), saveset);
@@ -70,29 +70,26 @@ void TellFile(const std::string& file, bool confirmed) {
 
 }  // namespace
 
-bool SettleFiles(const ItemList& files, const ItemList& lhSuccessResultList, RunResult moverResult,
-                 ComparisonTrace& trace, ItemEntries& entries) {
+ItemEntries SettleFiles(const ItemList& files, const XfrRun& run, ComparisonTrace& trace) {
   const TraceBatch batch;
-  entries.clear();
-  for (const std::string& name : lhSuccessResultList) {
+  ItemEntries entries;
+  for (const std::string& name : run.confirmed) {
     entries.push_back({platform::ToSystemForm(name), ItemStatus::kDone});
   }
   TraceF("%l0 INFO: Success list: %s", ShownEntries(entries).c_str());
-  const ItemStatus missing = moverResult == RunResult::kSuccess ? ItemStatus::kNotHeld : ItemStatus::kFailed;
-  const std::vector<bool> confirmed = FindConfirmed(files, lhSuccessResultList);
-  bool complete = true;
+  const ItemStatus missing = run.result == RunResult::kSuccess ? ItemStatus::kNotHeld : ItemStatus::kFailed;
+  const std::vector<bool> named = NamedFiles(files, run.confirmed);
   std::size_t position = 0;
   for (const std::string& file : files) {
     TRACE(1, "INFO: Read list [%s]", file.c_str());
-    if (TraceShows(0) && lhSuccessResultList.Count() > 0 && trace.ShowsComparisons()) {
-      TellComparisons(file, lhSuccessResultList);
+    if (TraceShows(0) && run.confirmed.Count() > 0 && trace.ShowsComparisons()) {
+      TellComparisons(file, run.confirmed);
     }
-    TellFile(file, confirmed[position]);
-    if (!confirmed[position]) {
+    TellFile(file, named[position]);
+    if (!named[position]) {
       entries.push_back({file, missing});
-      complete = false;
     }
     ++position;
   }
-  return complete;
+  return entries;
 }

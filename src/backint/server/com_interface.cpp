@@ -66,6 +66,13 @@ ReplyEnd ReadReplyLines(platform::ToolStream& stream, const char* source, const 
   return ReplyEnd::kComplete;
 }
 
+// Reads on to the end, in pieces that need no memory.
+void DropRest(platform::ToolStream& stream) {
+  constexpr std::size_t kPiece = 15;
+  for (std::string piece; stream.ReadLine(piece, kPiece);) {
+  }
+}
+
 // ---- Command lines --------------------------------------------------------------------------------
 
 bool IsBlank(std::string text) { return IsEmptyLine(text); }
@@ -84,60 +91,38 @@ std::string MakeSavesetName() {
 }
 
 std::string OpenSessionCommand() {
-  AddServerLogin();
-  const SessionData& session = Session();
-  return FormatText("%s %s %s -C %s -I %s -v %s", session.szComInterfacePath.c_str(), ModeSwitch(), "open",
-                    session.szServer.c_str(), kClientName, session.szComTraceLevel.c_str());
+  const SessionData& server = Server();
+  return FormatText("%s %s %s -C %s -I %s -v %s", server.szComInterfacePath.c_str(), ModeSwitch(), "open",
+                    server.szServer.c_str(), kClientName, server.szComTraceLevel.c_str());
 }
 
 std::string OpenJobCommand() {
-  SessionData& session = Session();
-  ToSwitchForm(session.szTapeServer, "-S");
-  ToSwitchForm(session.szParDrive, "-d");
-  ToSwitchForm(session.szJobName, "-j");
-  ToSwitchForm(session.szParTape, "-t");
-  ToSwitchForm(session.szPool, "-m");
+  SessionData& server = Server();
   if (Params().szFunction == "BACKUP") {
-    session.szSavesetName = MakeSavesetName();
+    server.szSavesetName = MakeSavesetName();
   }
-  return FormatText("%s %s %s:%s -C %s %s%s%s%s%s -s %s -I %s -v %s", session.szComInterfacePath.c_str(),
-                    ModeSwitch(), "openjob", session.szSessionId.c_str(), session.szServer.c_str(),
-                    session.szTapeServer.c_str(), session.szParDrive.c_str(), session.szJobName.c_str(),
-                    session.szParTape.c_str(), session.szPool.c_str(), session.szSavesetName.c_str(),
-                    kClientName, session.szComTraceLevel.c_str());
+  const std::string options = OptionText("-S", server.szTapeServer) + OptionText("-d", server.szParDrive) +
+                              OptionText("-j", server.szJobName) + OptionText("-t", server.szParTape) +
+                              OptionText("-m", server.szPool);
+  return FormatText("%s %s %s:%s -C %s %s -s %s -I %s -v %s", server.szComInterfacePath.c_str(), ModeSwitch(),
+                    "openjob", server.szSessionId.c_str(), server.szServer.c_str(), options.c_str(),
+                    server.szSavesetName.c_str(), kClientName, server.szComTraceLevel.c_str());
 }
 
-std::string CloseJobCommand() {
-  SessionData& session = Session();
-  std::string& jobName = session.szJobName;
-  if (!IsEmptyLine(jobName) && jobName.find("-j") == std::string::npos) {
-    jobName = "-j " + jobName;
-  }
-  return FormatText("%s %s %s:%s -C %s %s -s %s -i %d -v %s", session.szComInterfacePath.c_str(),
-                    ModeSwitch(), "closejob", session.szSessionId.c_str(), session.szServer.c_str(),
-                    jobName.c_str(), session.szSavesetName.c_str(), Params().nJobState,
-                    session.szComTraceLevel.c_str());
+std::string CloseJobCommand(RunResult result) {
+  const SessionData& server = Server();
+  std::string jobName = OptionText("-j", server.szJobName);
+  TrimBlanks(jobName, Trim::kEnd);
+  return FormatText("%s %s %s:%s -C %s %s -s %s -i %d -v %s", server.szComInterfacePath.c_str(), ModeSwitch(),
+                    "closejob", server.szSessionId.c_str(), server.szServer.c_str(), jobName.c_str(),
+                    server.szSavesetName.c_str(), StateOf(result), server.szComTraceLevel.c_str());
 }
 
-std::string CloseSessionCommand() {
-  const SessionData& session = Session();
-  return FormatText("%s %s %s:%s -C %s -i %d -v %s", session.szComInterfacePath.c_str(), ModeSwitch(),
-                    "close", session.szSessionId.c_str(), session.szServer.c_str(), Params().nSessionState,
-                    session.szComTraceLevel.c_str());
-}
-
-std::string ComposeCommand(ComOperation operation) {
-  switch (operation) {
-    case ComOperation::kOpenSession:
-      return OpenSessionCommand();
-    case ComOperation::kOpenJob:
-      return OpenJobCommand();
-    case ComOperation::kCloseJob:
-      return CloseJobCommand();
-    case ComOperation::kCloseSession:
-      break;
-  }
-  return CloseSessionCommand();
+std::string CloseSessionCommand(RunResult result) {
+  const SessionData& server = Server();
+  return FormatText("%s %s %s:%s -C %s -i %d -v %s", server.szComInterfacePath.c_str(), ModeSwitch(), "close",
+                    server.szSessionId.c_str(), server.szServer.c_str(), StateOf(result),
+                    server.szComTraceLevel.c_str());
 }
 
 // ---- Reply values ---------------------------------------------------------------------------------
@@ -185,16 +170,12 @@ bool ParseReplyLine(const std::string& line) {
       TRACE(1, "ERROR: xfr_com_interface reply value of %s is too long.", key.name);
       return false;
     }
-    Session().*key.field = value;
+    Server().*key.field = value;
     if (key.field == &SessionData::szSavesetName) {
-      Session().szSavesetShort = value.substr(0, value.find('@'));
+      Server().szSavesetShort = value.substr(0, value.find('@'));
     }
   }
   return true;
-}
-
-bool IsOpening(ComOperation operation) {
-  return operation == ComOperation::kOpenSession || operation == ComOperation::kOpenJob;
 }
 
 bool IsFailureMessage(const std::string& line) {
@@ -202,13 +183,15 @@ bool IsFailureMessage(const std::string& line) {
          (line.find("kv_xfr_com-W") != std::string::npos || line.find("kv_xfr_com-E") != std::string::npos);
 }
 
+enum class Direction { kOpening, kClosing };
+
 // Takes one line of a session's or job's reply; false if it makes the call fail.
-bool TakeReplyLine(ComOperation operation, const std::string& line) {
+bool TakeReplyLine(Direction direction, const std::string& line) {
   if (IsFailureMessage(line)) {
     TraceF("%l0 ERROR: xfr_com_interface error message: [%s]", line.c_str());
     return false;
   }
-  return ParseReplyLine(line) || !IsOpening(operation);
+  return ParseReplyLine(line) || direction == Direction::kClosing;
 }
 
 RunResult MissingValue(const char* value) {
@@ -217,110 +200,84 @@ RunResult MissingValue(const char* value) {
 }
 
 RunResult CheckOpenedJob() {
-  SessionData& session = Session();
-  if (IsBlank(session.szReplyTapeServer)) {
-    session.szReplyTapeServer = session.szBareTapeServer;
+  SessionData& server = Server();
+  if (IsBlank(server.szReplyTapeServer)) {
+    server.szReplyTapeServer = server.szBareTapeServer;
   }
-  if (IsBlank(session.szJobName)) {
+  if (IsBlank(server.szJobName)) {
     return MissingValue("Job Name");
   }
-  if (IsBlank(session.szSavesetShort)) {
+  if (IsBlank(server.szSavesetShort)) {
     return MissingValue("Saveset Name");
   }
-  std::string backupId = session.szSavesetShort;
+  std::string backupId = server.szSavesetShort;
   StripNewline(backupId);
   TrimBlanks(backupId);
   Params().szBackupId = backupId;
   return RunResult::kSuccess;
 }
 
-// What a caller relies on after a successful call.
-RunResult CheckReplyValues(ComOperation operation) {
-  if (operation == ComOperation::kOpenSession && IsBlank(Session().szSessionId)) {
-    return MissingValue("Session Id");
-  }
-  return operation == ComOperation::kOpenJob ? CheckOpenedJob() : RunResult::kSuccess;
-}
-
-// Keeps in mind what is open on the server.
-void NoteOpened(ComOperation operation, RunResult result) {
-  SessionData& session = Session();
-  switch (operation) {
-    case ComOperation::kOpenSession:
-      session.bSessionOpen = result == RunResult::kSuccess;
-      break;
-    case ComOperation::kOpenJob:
-      session.bJobOpen = result == RunResult::kSuccess;
-      break;
-    case ComOperation::kCloseJob:
-      session.bJobOpen = false;
-      break;
-    case ComOperation::kCloseSession:
-      session.bSessionOpen = false;
-      break;
-  }
-}
-
-RunResult Converse(ComOperation operation) {
-  const ComCall call{ComposeCommand(operation), Params().szComTraceFile, kTraceSource,
+// Runs the tool; false if the call has failed. `isOpen` is set while there may be something open on the
+// server: from the start of a tool that opens it to the start of one that closes it.
+bool Converse(const std::string& command, Direction direction, bool& isOpen) {
+  platform::EndOnInterrupt(false);  // from the first call on there may be something to close
+  const ComCall call{command, Params().szComTraceFile, kTraceSource,
                      "ERROR: failed to run xfr_com_interface utility."};
-  const ReplyReader reader{[operation](const std::string& line) { return TakeReplyLine(operation, line); },
-                           {}};
-  return ReadReply(call, reader) == ReplyEnd::kComplete ? CheckReplyValues(operation) : RunResult::kFailure;
+  const ReplyReader reader{[=](const std::string& line) { return TakeReplyLine(direction, line); },
+                           {},
+                           [&] { isOpen = direction == Direction::kOpening; }};
+  return ReadReply(call, reader) == ReplyEnd::kComplete;
+}
+
+RunResult Close(const std::string& command, bool& isOpen) {
+  const bool closed = Converse(command, Direction::kClosing, isOpen);
+  isOpen = false;
+  return closed ? RunResult::kSuccess : RunResult::kFailure;
+}
+
+void CloseWithLittleMemory(RunResult (*close)(RunResult)) {
+  try {
+    static_cast<void>(close(RunResult::kFailure));
+  } catch (const std::bad_alloc&) {
+    return;  // what memory there is does not even suffice for this
+  }
 }
 
 }  // namespace
 
-RunResult RunComInterface(ComOperation operation) {
-  platform::EndOnInterrupt(false);  // from the first call on there may be something to close
-  const RunResult result = Converse(operation);
-  NoteOpened(operation, result);
-  return result;
+RunResult OpenSession() {
+  bool& isOpen = Server().bSessionOpen;
+  isOpen = Converse(OpenSessionCommand(), Direction::kOpening, isOpen);
+  if (isOpen && IsBlank(Server().szSessionId)) {
+    isOpen = false;
+    return MissingValue("Session Id");
+  }
+  return isOpen ? RunResult::kSuccess : RunResult::kFailure;
 }
 
-std::string ServerLogin() {
-  const SessionData& session = Session();
-  std::string login = session.szServer;
-  const auto append = [&login](const std::string& value) {
-    if (!EndsWithChar(login, ':')) {
-      login += ':';
-    }
-    login += value;
-  };
-  if (!IsBlank(session.szPort)) {
-    append(session.szPort);
-  }
-  if (!IsBlank(session.szUserName)) {
-    append(session.szUserName);
-    append(session.szPassword);
-  }
-  return login;
+RunResult OpenJob() {
+  bool& isOpen = Server().bJobOpen;
+  isOpen = Converse(OpenJobCommand(), Direction::kOpening, isOpen) && CheckOpenedJob() == RunResult::kSuccess;
+  return isOpen ? RunResult::kSuccess : RunResult::kFailure;
 }
 
-void AddServerLogin() { Session().szServer = ServerLogin(); }
+RunResult CloseJob(RunResult result) { return Close(CloseJobCommand(result), Server().bJobOpen); }
 
-void ToSwitchForm(std::string& field, const std::string& switchText) {
-  if (IsEmptyLine(field)) {
-    return;
+RunResult CloseSession(RunResult result) { return Close(CloseSessionCommand(result), Server().bSessionOpen); }
+
+std::string OptionText(const std::string& option, std::string value) {
+  if (IsEmptyLine(value)) {
+    return "";
   }
-  if (field.find(switchText) == std::string::npos) {
-    field = switchText + " " + field;
-  }
-  field += ' ';
+  return (value.find(option) == std::string::npos ? option + " " : "") + value + " ";
 }
 
 void CloseAfterExhaustedMemory() noexcept {
-  try {
-    Params().nJobState = StateOf(RunResult::kFailure);
-    Params().nSessionState = StateOf(RunResult::kFailure);
-    if (Session().bJobOpen) {
-      static_cast<void>(RunComInterface(ComOperation::kCloseJob));
-    }
-    if (Session().bSessionOpen) {
-      static_cast<void>(RunComInterface(ComOperation::kCloseSession));
-    }
-  } catch (const std::bad_alloc&) {
-    return;  // what memory there is does not even suffice for this
+  if (Server().bJobOpen) {
+    CloseWithLittleMemory(CloseJob);
+  }
+  if (Server().bSessionOpen && !Server().szSessionId.empty()) {
+    CloseWithLittleMemory(CloseSession);
   }
 }
 
@@ -337,5 +294,10 @@ ReplyEnd ReadReply(const ComCall& call, const ReplyReader& reader) {
     TRACE_AS(call.source, 1, "%s", call.notStarted);
     return ReplyEnd::kNotStarted;
   }
-  return ReadReplyLines(*stream, call.source, reader);
+  if (reader.onStarted) {
+    reader.onStarted();
+  }
+  const ReplyEnd end = ReadReplyLines(*stream, call.source, reader);
+  DropRest(*stream);
+  return end;
 }

@@ -7,31 +7,27 @@
 
 #include "backint/base/run_records.h"
 
-enum class ComOperation { kOpenSession = 1, kOpenJob = 2, kCloseJob = 4, kCloseSession = 8 };
-
-// One run of the control tool for a session or job. Success or failure, never warnings: what the tool printed
-// decides, and a value that must be there after an opening is missing otherwise.
+// One run of the control tool each. Success or failure, never warnings: what the tool printed decides, and a
+// value that must be there after an opening is missing otherwise.
 //
 // From the first call on an interrupt no longer ends the process at once. A session that opened is to be
-// closed once; a job whose opening failed is not closed, even if the server opened it.
-RunResult RunComInterface(ComOperation operation);
+// closed once; a job whose opening failed is not closed, even if the server opened it. `result` is what the
+// server hears of the job or the session.
+RunResult OpenSession();
+RunResult OpenJob();
+RunResult CloseJob(RunResult result);
+RunResult CloseSession(RunResult result);
 
-// Makes szServer its login form: port, user and password behind it, joined by colons. Once in a run.
-void AddServerLogin();
-// That form, without storing it.
-[[nodiscard]] std::string ServerLogin();
-
-// Makes a field of a tool option the text that goes into a command: the switch, a blank, the value, a blank.
-// A blank field stays empty. A value that holds the switch's letters anywhere counts as formed and gets the
-// blank alone, so this can be repeated from job to job.
-void ToSwitchForm(std::string& field, const std::string& switchText);
+// What stands in a command for an option of a tool: the option, a blank, the value, a blank. A blank value
+// gives nothing; one that holds the option's letters anywhere stands without them in front.
+[[nodiscard]] std::string OptionText(const std::string& option, std::string value);
 
 // Closes the job and the session that are open, as failed; for a run that ends for lack of memory.
 void CloseAfterExhaustedMemory() noexcept;
 
 // ---- Reading a reply, for this module and for inquiries ----------------------------------------------
 
-// A command and how it is told in the trace.
+// A command and how the trace tells it.
 struct ComCall {
   std::string command;     // what is started
   std::string errorFile;   // receives the tool's standard error; empty: it goes where ours goes
@@ -53,7 +49,10 @@ struct ReplyReader {
   std::function<bool(const std::string& line)> takeLine;
   // Called at "reply=ERROR", before the message behind it is told. May be empty.
   std::function<void()> onErrorReply;
+  // Called once the tool runs. May be empty.
+  std::function<void()> onStarted;
 };
 
-// Starts the tool, reads its reply and traces both. The stream is closed on every road.
+// Starts the tool, reads its reply and traces both. The next tool does not start before this one has closed
+// its output: what it still prints behind a line that settles the call is dropped.
 [[nodiscard]] ReplyEnd ReadReply(const ComCall& call, const ReplyReader& reader);

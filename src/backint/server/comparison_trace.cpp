@@ -30,7 +30,7 @@ bool ComparisonTrace::ShowsComparisons() {
 }
 
 void ComparisonTrace::TellReading() {
-  if (items_.fromInputFile && ShowsComparisons()) {
+  if (!items_.listFile.empty() && ShowsComparisons()) {
     TraceReading(items_);
   }
 }

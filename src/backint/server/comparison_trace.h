@@ -14,7 +14,7 @@
 class ComparisonTrace {
  public:
   // `items` and `matcher` are borrowed for its life. `destination` is empty without one.
-  ComparisonTrace(const RunItems& items, const ItemMatcher& matcher, std::string destination)
+  ComparisonTrace(const ItemReading& items, const ItemMatcher& matcher, std::string destination)
       : items_(items), matcher_(matcher), destination_(std::move(destination)) {}
 
   // The search of an item line for the item that it confirms; `directories` as the search had it.
@@ -35,7 +35,7 @@ class ComparisonTrace {
   void TellMatch(const ItemMatcher::Match& match);
   [[nodiscard]] std::string TakenRecord(std::size_t position);
 
-  const RunItems& items_;
+  const ItemReading& items_;
   const ItemMatcher& matcher_;
   std::string destination_;  // gets a separator at its end at the first relocation
   bool announced_ = false;

@@ -1,72 +1,43 @@
 #include "backint/server/file_list.h"
 
 #include <algorithm>
-#include <memory>
 
-#include "backint/base/own_list.h"
 #include "backint/base/path.h"
+#include "backint/base/text.h"
 #include "backint/base/trace.h"
-#include "backint/caller/item_sources.h"
 #include "platform/platform.h"
 
 namespace {
 
 constexpr const char* kTraceSource = "backint_util";
 
-// Held while szFileListFile is set.
-std::unique_ptr<OwnList> g_name;
-
 std::string ListForm(const std::string& name) { return platform::IsSystemName(name) ? name : ToUnix(name); }
 
-bool WriteNames(const ItemList& names) {
-  const auto file = platform::TextFile::Open(Session().szFileListFile, platform::TextFile::Mode::kCreate);
-  if (file == nullptr) {
-    return false;
-  }
-  for (const std::string& name : names) {
-    if (!file->Write(ListForm(name) + "\n")) {
-      return false;
-    }
-  }
-  return file->Close();
+bool WriteNames(const ItemList& names, OwnList& list) {
+  return list.Create() &&
+         std::all_of(names.begin(), names.end(),
+                     [&](const std::string& name) { return list.Put(ListForm(name)); }) &&
+         list.Close();
 }
 
 }  // namespace
 
-void SetFileListPath() {
-  if (Session().szFileListFile.empty()) {
-    g_name.reset();
-    g_name = std::make_unique<OwnList>(OwnList::Name::kFileList);
-    Session().szFileListFile = g_name->Path();
-  }
-}
-
-RunResult WriteFileList(const ItemList& items) {
-  SetFileListPath();
-  ItemList names = items;
-  if (Params().bLogsRun) {
+RunResult FileList::Write(const JobItems& items) {
+  if (!items.listFile.empty()) {
     TRACE(3, "Read logfile names from input file...");
-    names = {};
-    ReadInputItems(names);
   }
+  const ItemReading reading = ReadItemsAloud(items);
   TRACE(3, "Write file names into file...");
-  if (!WriteNames(names)) {
-    platform::RemoveFile(Session().szFileListFile);
+  if (!WriteNames(reading.names, list_)) {
     return RunResult::kFailure;
   }
   TRACE(3, "Write file names into file done");
   return RunResult::kSuccess;
 }
 
-void DeleteFileList(const char* source) {
-  std::string& path = Session().szFileListFile;
-  if (path.empty()) {
-    return;
-  }
-  platform::RemoveFile(path);
-  TRACE_AS(source, 3, "INFO: Deleting file list file:[%s].", path.c_str());
-  path.clear();
-  g_name.reset();
+void FileList::Delete(const char* source) {
+  list_.Remove();
+  TRACE_AS(source, 3, "INFO: Deleting file list file:[%s].", Path().c_str());
 }
 
 bool TakesFileList(const std::string& command, const ItemList& items) {
@@ -74,6 +45,7 @@ bool TakesFileList(const std::string& command, const ItemList& items) {
 }
 
 std::string FileArgument(const std::string& prefix, const std::string& path) {
-  const std::string argument = prefix + path;
-  return path.find(' ') == std::string::npos ? argument : "\"" + argument + "\"";
+  // A relative path that a tool would take for a prefix or an option of its own.
+  const bool mistakable = prefix.empty() && (path.starts_with('@') || path.starts_with('-'));
+  return QuotedArgument(prefix + (mistakable ? ".\\" : "") + path);
 }

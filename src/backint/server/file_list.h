@@ -3,22 +3,29 @@
 
 #include <string>
 
-#include "backint/base/item_list.h"
+#include "backint/base/own_list.h"
 #include "backint/base/run_records.h"
+#include "backint/caller/item_sources.h"
 
-// Sets szFileListFile unless it is set, and claims that name until DeleteFileList.
-void SetFileListPath();
+// The list file of one job. Its name is claimed, and the file goes, as long and as soon as the object lives.
+class FileList {
+ public:
+  [[nodiscard]] const std::string& Path() const { return list_.Path(); }
 
-// Writes one name per line with forward slashes, the lines of the input file in a log run, and traces it. A
-// failure if it is not in the file to its last byte; there is no file then.
-RunResult WriteFileList(const ItemList& items);
+  // Writes one name per line with forward slashes, what the job's list file holds in a job that has one, and
+  // traces it. A failure if it is not in the file to its last byte; there is no file then.
+  RunResult Write(const JobItems& items);
 
-// Deletes the list if one is in use, traces that as the module `source`, and empties szFileListFile.
-void DeleteFileList(const char* source);
+  // Deletes the file and traces that as the module `source`.
+  void Delete(const char* source);
+
+ private:
+  OwnList list_{OwnList::Name::kFileList};
+};
 
 // Whether a finished short command has to give way to one with a list file.
 [[nodiscard]] bool TakesFileList(const std::string& command, const ItemList& items);
 
-// A path of the program's own behind "-f", with what stands in front of it: in double quotes if it holds a
-// blank.
+// A path of the program's own behind "-f", with what stands in front of it, so that a tool gets it as one
+// argument and takes it for nothing else.
 [[nodiscard]] std::string FileArgument(const std::string& prefix, const std::string& path);

@@ -27,7 +27,7 @@ bool ProgramIsThere(const std::string& command) {
 // Starts the program that the command begins with; the arguments go along in one piece, leading blank
 // included.
 std::unique_ptr<platform::ToolStream> SpawnXfr(const std::string& command) {
-  for (const std::string& path : {Session().szXfrPath, Session().szComInterfacePath}) {
+  for (const std::string& path : {Server().szXfrPath, Server().szComInterfacePath}) {
     if (!path.empty() && command.starts_with(path)) {
       std::string program = path;
       TrimBlanks(program, Trim::kEnd);
@@ -43,19 +43,19 @@ struct Confirmed {
   std::optional<std::string> path;  // as the line names it
 };
 
-// An entry names a directory without the separator at its end.
-std::string EntryName(std::string name) {
-  if (Params().bDirItem && EndsWithChar(name, platform::SeparatorOf(name))) {
+// A directory is named without the separator at its end.
+std::string NameOf(std::string name, const XfrJob& job) {
+  if (job.directory && EndsWithChar(name, platform::SeparatorOf(name))) {
     name.pop_back();
   }
   return name;
 }
 
 // A directory restore reports its one item, once, however many lines name it.
-void PushRestoredDirectory(const std::string& name, ItemList& lhSuccessResultList) {
+void PushRestoredDirectory(const std::string& name, ItemList& confirmedItems) {
   TraceF("%l1 File restored found in input list. Add it output list: %s0", name.c_str());
-  if (!lhSuccessResultList.Contains(name)) {
-    lhSuccessResultList.Push(name);
+  if (!confirmedItems.Contains(name)) {
+    confirmedItems.Push(name);
   }
   TraceF("%l1 Push lhSuccessResultList restore: %s0", name.c_str());
 }
@@ -70,34 +70,34 @@ void DropMarker(const std::string& path) {
   }
 }
 
-void TakeRestoredDirectory(const Confirmed& confirmed, XfrJob& job, ItemList& lhSuccessResultList) {
+void TakeRestoredDirectory(const Confirmed& confirmed, XfrJob& job, ItemList& confirmedItems) {
   if (!confirmed.path) {
     // Whole: a request with a separator at its end is found by no shorter entry.
-    PushRestoredDirectory(job.matcher.ListForm(confirmed.position), lhSuccessResultList);
+    PushRestoredDirectory(job.matcher.ListForm(confirmed.position), confirmedItems);
     return;
   }
   const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*confirmed.path);
   job.trace.TellDirectoryTaking(*confirmed.path);
   DropMarker(*confirmed.path);
   if (matches.empty()) {
-    TraceF("%l1 File restored but not in input list: %s0", EntryName(*confirmed.path).c_str());
+    TraceF("%l1 File restored but not in input list: %s0", NameOf(*confirmed.path, job).c_str());
   } else {
-    PushRestoredDirectory(EntryName(matches.back().listForm), lhSuccessResultList);
+    PushRestoredDirectory(NameOf(matches.back().listForm, job), confirmedItems);
   }
 }
 
 // The name under which an item is confirmed: the last one that matches decides.
-void TakeItem(const Confirmed& confirmed, XfrJob& job, ItemList& lhSuccessResultList) {
-  const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(*confirmed.path);
-  job.trace.TellTaking(*confirmed.path);
-  const std::string name = EntryName(matches.empty() ? *confirmed.path : matches.back().listForm);
-  lhSuccessResultList.Push(name);
+void TakeItem(const std::string& path, XfrJob& job, ItemList& confirmedItems) {
+  const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(path);
+  job.trace.TellTaking(path);
+  const std::string name = NameOf(matches.empty() ? path : matches.back().listForm, job);
+  confirmedItems.Push(name);
   TRACE(3, "Push lhSuccessResultList: %s0", name.c_str());
 }
 
 void TakeConfirmedItem(const std::string& line, const Confirmed& confirmed, XfrJob& job,
-                       ItemList& lhSuccessResultList) {
-  const bool directoryRestore = Params().szFunction == "RESTORE" && Params().bDirItem;
+                       ItemList& confirmedItems) {
+  const bool directoryRestore = job.kind == XfrJob::Kind::kRestore && job.directory;
   if (!confirmed.path && !directoryRestore) {
     TRACE(2, "WARNING: Cannot read item from XFR line: [%s]", line.c_str());
     return;
@@ -106,9 +106,9 @@ void TakeConfirmedItem(const std::string& line, const Confirmed& confirmed, XfrJ
     TRACE(3, "INFO: File: [%s] successfully processed.", confirmed.path->c_str());
   }
   if (directoryRestore) {
-    TakeRestoredDirectory(confirmed, job, lhSuccessResultList);
+    TakeRestoredDirectory(confirmed, job, confirmedItems);
   } else {
-    TakeItem(confirmed, job, lhSuccessResultList);
+    TakeItem(*confirmed.path, job, confirmedItems);
   }
 }
 
@@ -125,40 +125,46 @@ void TraceSegment(const std::string& line) {
 }
 
 // A directory that the mover has made since the restore started counts as one from here on.
-void LookForRestoredDirectory(const ItemList& names) {
-  if (Params().szFunction == "RESTORE" && !Params().bDirItem && names.Count() == 1) {
-    Params().bDirItem = IsDirectory(*names.Get(1));
+void LookForRestoredDirectory(XfrJob& job) {
+  if (job.kind == XfrJob::Kind::kRestore && !job.directory && job.items.names.Count() == 1) {
+    job.directory = IsDirectory(*job.items.names.Get(1));
   }
 }
 
-std::optional<Confirmed> FindConfirmed(const std::string& line, XfrJob& job) {
-  if (!IsItemLine(line)) {
-    return std::nullopt;
-  }
-  const bool directories = Params().bDirItem;
-  const std::optional<std::size_t> position = job.matcher.FindConfirmed(line, directories);
-  job.trace.TellSearch(line, directories, position);
-  LookForRestoredDirectory(job.items.names);
+std::optional<Confirmed> SearchItem(const std::string& line, XfrJob& job) {
+  const std::optional<std::size_t> position = job.matcher.FindConfirmed(line, job.directory);
+  job.trace.TellSearch(line, job.directory, position);
   return position ? std::optional<Confirmed>({*position, ReportedPath(line)}) : std::nullopt;
 }
 
-void HandleLine(std::string line, XfrJob& job, int& lastCode, ItemList& lhSuccessResultList) {
+// The code of a status line becomes the run's, unless that is one that stays. The line then loses a carriage
+// return at its end.
+void TakeStatus(std::string& line, int& lastCode) {
+  const int code = StatusCode(line);
+  if (code == kNoCode) {
+    return;
+  }
+  lastCode = lastCode == kCannotWrite ? lastCode : code;
+  WriteXfrTrace(kTraceSource, __LINE__, line);
+  StripNewline(line);
+  TRACE(3, "INFO: XFR Message Line: ===[%s]===. ", line.c_str());
+}
+
+void HandleLine(std::string line, XfrJob& job, int& lastCode, ItemList& confirmedItems) {
   const TraceBatch batch;
   TrimBlanks(line);
   StripNewline(line);
   WriteXfrTrace(kTraceSource, __LINE__, line);
   TRACE(3, "xfr: [%s]", line.c_str());
-  const std::optional<Confirmed> confirmed = FindConfirmed(line, job);
-  const int code = StatusCode(line);
-  if (code != kNoCode) {
-    lastCode = lastCode == kCannotWrite ? lastCode : code;
-    WriteXfrTrace(kTraceSource, __LINE__, line);
-    StripNewline(line);
-    TRACE(3, "INFO: XFR Message Line: ===[%s]===. ", line.c_str());
+  std::optional<Confirmed> confirmed;
+  if (IsItemLine(line)) {
+    confirmed = SearchItem(line, job);
+    LookForRestoredDirectory(job);
   }
+  TakeStatus(line, lastCode);
   TRACE(3, "Item found: [%d]", confirmed ? 1 : 0);
   if (confirmed) {
-    TakeConfirmedItem(line, *confirmed, job, lhSuccessResultList);
+    TakeConfirmedItem(line, *confirmed, job, confirmedItems);
   }
   TraceSegment(line);
 }
@@ -181,27 +187,29 @@ RunResult ResultOf(int lastCode) {
 
 }  // namespace
 
-RunResult RunXfr(const std::string& command, XfrJob& job, ItemList& lhSuccessResultList) {
+XfrRun RunXfr(const std::string& command, XfrJob& job) {
   if (command.size() > kCommandWidth) {
     TRACE(1, "ERROR: XFR command is too long.");
-    return RunResult::kFailure;
+    return {RunResult::kFailure, {}};
   }
   if (!ProgramIsThere(command)) {
     TRACE(1, "ERROR: Cannot find XFR executable file.");
-    return RunResult::kFailure;
+    return {RunResult::kFailure, {}};
   }
   if (RunIsInterrupted()) {
-    return RunResult::kFailure;
+    return {RunResult::kFailure, {}};
   }
   const std::unique_ptr<platform::ToolStream> stream = SpawnXfr(command);
   if (stream == nullptr) {
     TRACE(1, "ERROR: XFR call failed");
-    return RunResult::kFailure;
+    return {RunResult::kFailure, {}};
   }
+  XfrRun run{RunResult::kFailure, {}};
   int lastCode = kNoCode;
   for (std::string line; stream->ReadLine(line, kPathWidth);) {
-    HandleLine(line, job, lastCode, lhSuccessResultList);
+    HandleLine(line, job, lastCode, run.confirmed);
   }
-  const RunResult result = ResultOf(lastCode);
-  return RunIsInterrupted() ? RunResult::kFailure : result;
+  run.result = ResultOf(lastCode);
+  run.result = RunIsInterrupted() ? RunResult::kFailure : run.result;
+  return run;
 }

@@ -9,22 +9,34 @@
 #include "backint/server/comparison_trace.h"
 #include "backint/server/item_matcher.h"
 
-// The items of one run of the mover and how its lines are matched with them.
+// One run of the mover: its items, and how its lines are matched with them.
 struct XfrJob {
-  // `destination` is where a restore moves its items; empty without one.
-  XfrJob(RunItems runItems, const std::string& destination)
-      : items(std::move(runItems)), matcher(items.names, destination), trace(items, matcher, destination) {}
+  enum class Kind { kBackup, kRestore };
+  // `isDirectory`: the one item is a directory. `destination` is where a restore puts its items; empty
+  // without.
+  XfrJob(Kind kindOfRun, bool isDirectory, ItemReading itemsOfRun, const std::string& destination)
+      : kind(kindOfRun),
+        directory(isDirectory),
+        items(std::move(itemsOfRun)),
+        matcher(items.names, destination),
+        trace(items, matcher, destination) {}
   XfrJob(const XfrJob&) = delete;
   XfrJob& operator=(const XfrJob&) = delete;
 
-  const RunItems items;
+  const Kind kind;
+  bool directory;  // becomes so in a restore too, when the mover has made the directory
+  const ItemReading items;
   const ItemMatcher matcher;
   ComparisonTrace trace;
 };
 
-// Starts the mover with a finished command, reads what it prints until its standard error is closed, and
-// pushes the name of each item that it confirms onto `lhSuccessResultList`, in the order of its lines: as the
-// list has the name where one of the list matches, else as the mover printed it. The result is that of the
-// run as a whole and says nothing of a single item. Once it returns, files that the command names may be
-// deleted.
-RunResult RunXfr(const std::string& command, XfrJob& job, ItemList& lhSuccessResultList);
+// What came of it.
+struct XfrRun {
+  RunResult result;    // of the run as a whole; it says nothing of a single item
+  ItemList confirmed;  // each item that the mover confirmed, in the order of its lines
+};
+
+// Starts the mover with a finished command and reads what it prints until its standard error is closed. A
+// confirmed item stands as the job has it where one of the job's items matches, else as the mover printed it.
+// Once this returns, files that the command names may be deleted.
+[[nodiscard]] XfrRun RunXfr(const std::string& command, XfrJob& job);

@@ -46,7 +46,7 @@ int OptionScanner::TakeValue(const char* letterPosition) {
   optarg_ = nullptr;
   if (letterPosition[1] != '\0') {
     optarg_ = letterPosition + 1;
-  } else if (optind_ < argc_ && !IsRefused(argv_[optind_])) {
+  } else if (optind_ < argc_ && !LooksLikeOption(argv_[optind_])) {
     optarg_ = argv_[optind_++];
   } else {
     return kError;
@@ -56,7 +56,7 @@ int OptionScanner::TakeValue(const char* letterPosition) {
 
 // A value whose first hyphen, wherever it stands, is followed by an option letter or by nothing is taken for
 // an option that follows a forgotten value.
-bool OptionScanner::IsRefused(const char* value) const {
+bool OptionScanner::LooksLikeOption(const char* value) const {
   const char* hyphen = std::strchr(value, '-');
   return hyphen != nullptr && std::strchr(letters_, hyphen[1]) != nullptr;
 }

@@ -23,7 +23,7 @@ class OptionScanner {
  private:
   int End();
   int TakeValue(const char* letterPosition);
-  [[nodiscard]] bool IsRefused(const char* value) const;
+  [[nodiscard]] bool LooksLikeOption(const char* value) const;
 
   int argc_;
   const char* const* argv_;

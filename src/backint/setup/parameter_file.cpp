@@ -7,7 +7,6 @@
 #include "backint/base/print.h"
 #include "backint/base/text.h"
 #include "backint/base/trace.h"
-#include "backint/server/com_interface.h"
 #include "platform/platform.h"
 
 namespace {
@@ -58,7 +57,7 @@ RunResult StoreValue(const std::string& key, const std::string& value) {
   }
   for (const TextKey& known : kSessionKeys) {
     if (key == known.name) {
-      return StoreText(known.name, value, known.width, Session().*known.field);
+      return StoreText(known.name, value, known.width, Server().*known.field);
     }
   }
   return RunResult::kSuccess;
@@ -123,13 +122,37 @@ RunResult CheckMandatoryKey(const char* key, const std::string& field) {
   return RunResult::kSuccess;
 }
 
-// Server, port, user and password travel as one value, which has to fit as one.
-RunResult CheckLogin() {
-  SessionData& session = Session();
-  if (ServerLogin().size() > kServerWidth) {
+bool IsBlank(std::string text) { return IsEmptyLine(text); }
+
+// The server with port, user and password behind it, joined by colons.
+std::string ServerLogin() {
+  const SessionData& server = Server();
+  std::string login = server.szServer;
+  const auto append = [&login](const std::string& value) {
+    if (!EndsWithChar(login, ':')) {
+      login += ':';
+    }
+    login += value;
+  };
+  if (!IsBlank(server.szPort)) {
+    append(server.szPort);
+  }
+  if (!IsBlank(server.szUserName)) {
+    append(server.szUserName);
+    append(server.szPassword);
+  }
+  return login;
+}
+
+// They travel as one value, which has to fit as one.
+RunResult AddLogin() {
+  SessionData& server = Server();
+  const std::string login = ServerLogin();
+  if (login.size() > kServerWidth) {
     return TooLong("KORVO_SERVER");
   }
-  session.szBareTapeServer = session.szTapeServer.empty() ? session.szServer : session.szTapeServer;
+  server.szBareTapeServer = server.szTapeServer.empty() ? server.szServer : server.szTapeServer;
+  server.szServer = login;
   return RunResult::kSuccess;
 }
 
@@ -145,7 +168,7 @@ RunResult InstalledPath(const char* name, const char* tool, std::string& path) {
 }
 
 RunResult DefaultXfrPath() {
-  std::string& field = Session().szXfrPath;
+  std::string& field = Server().szXfrPath;
   std::string path;
   if (!field.empty()) {
     return RunResult::kSuccess;
@@ -157,7 +180,7 @@ RunResult DefaultXfrPath() {
 }
 
 RunResult DefaultComInterfacePath() {
-  std::string& field = Session().szComInterfacePath;
+  std::string& field = Server().szComInterfacePath;
   std::string path;
   if (!field.empty()) {
     return RunResult::kSuccess;
@@ -178,12 +201,12 @@ RunResult DefaultComInterfacePath() {
 }
 
 RunResult DefaultRawUtil() {
-  std::string& field = Session().szRawUtil;
+  std::string& field = Server().szRawUtil;
   return field.empty() ? InstalledPath("xfr_raw_backup.sh", "XFR", field) : RunResult::kSuccess;
 }
 
 void RaiseXfrTraceLevel() {
-  std::string& level = Session().szXfrTraceLevel;
+  std::string& level = Server().szXfrTraceLevel;
   if (!IsNumber(level) || ToNumber(level) < 2) {
     level = "2";
   }
@@ -207,10 +230,10 @@ RunResult GetInstallDir(std::string& directory) {
 
 RunResult ReadParameterFile() {
   const auto failed = [](RunResult result) { return result == RunResult::kFailure; };
-  const SessionData& session = Session();
-  if (failed(ReadLines()) || failed(CheckMandatoryKey("KORVO_SERVER", session.szServer)) ||
-      failed(CheckMandatoryKey("KORVO_JOB", session.szJobName)) ||
-      failed(CheckMandatoryKey("KORVO_POOL", session.szPool)) || failed(CheckLogin()) ||
+  const SessionData& server = Server();
+  if (failed(ReadLines()) || failed(CheckMandatoryKey("KORVO_SERVER", server.szServer)) ||
+      failed(CheckMandatoryKey("KORVO_JOB", server.szJobName)) ||
+      failed(CheckMandatoryKey("KORVO_POOL", server.szPool)) || failed(AddLogin()) ||
       failed(DefaultXfrPath()) || failed(DefaultComInterfacePath()) || failed(DefaultRawUtil())) {
     return RunResult::kFailure;
   }

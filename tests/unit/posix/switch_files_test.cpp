@@ -20,11 +20,11 @@ class PosixFullDisk : public RunFixture {
 
 // A database that switched half the list would be saved inconsistently.
 TEST_F(PosixFullDisk, AListThatDoesNotFitIsNotLeft) {
-  EXPECT_EQ(CreateSwitchFiles({std::string(400, 'a'), std::string(580, 'b')}, SwitchTag::kEnd),
+  EXPECT_EQ(CreateSwitchFiles({{std::string(400, 'a'), std::string(580, 'b')}, "", ""}, SwitchTag::kEnd),
             RunResult::kSuccess);
   fs::remove(directory_.File(".switch.lis"));
   fs::remove(directory_.File(".switch.sem"));
-  EXPECT_EQ(CreateSwitchFiles({std::string(400, 'a'), std::string(700, 'b')}, SwitchTag::kEnd),
+  EXPECT_EQ(CreateSwitchFiles({{std::string(400, 'a'), std::string(700, 'b')}, "", ""}, SwitchTag::kEnd),
             RunResult::kFailure);
   EXPECT_FALSE(fs::exists(directory_.File(".switch.lis")) || fs::exists(directory_.File(".switch.sem")));
 }
