@@ -13,22 +13,41 @@
 
 namespace platform {
 
+// A moment: whole seconds since 1970, fewer than 0 before, and the nanoseconds behind them.
+struct FileTime {
+  std::int64_t seconds = 0;
+  std::uint32_t nanoseconds = 0;  // below 1,000,000,000
+  auto operator<=>(const FileTime&) const = default;
+};
+
 // What a file carries besides its bytes. Values of a system that has no such thing are 0.
 struct FileFacts {
   std::uint64_t size = 0;
-  std::int64_t modifiedNs = 0;  // nanoseconds since 1970
+  FileTime modified;
+  FileTime changed;        // when its bytes or its facts last changed; cannot be set
   std::uint32_t mode = 0;  // permission bits; on Windows the attributes: read-only, hidden, system, archive
   std::uint32_t owner = 0;
   std::uint32_t group = 0;
   bool sparse = false;  // takes less room on the disk than its size
 };
 
+// A number for each file and directory of this machine, whatever the path to it.
+struct FileId {
+  std::uint64_t volume = 0;
+  std::uint64_t number = 0;
+  bool operator==(const FileId&) const = default;
+};
+
 // A regular file, open. Closes itself; only `Close` tells whether that went well.
 class DataFile {
  public:
   // An existing regular file, links followed. Anything else (directory, pipe, device) is refused without
-  // waiting for it. None on failure, `why` then says why.
+  // being opened: opening some devices moves them. None on failure, `why` then says why.
   [[nodiscard]] static std::unique_ptr<DataFile> OpenForReading(const std::string& path, std::string& why);
+  // The same for a file that was seen in a directory: a link is not followed, and a file that is not the one
+  // with this id is refused.
+  [[nodiscard]] static std::unique_ptr<DataFile> OpenEntry(const std::string& path, const FileId& id,
+                                                           std::string& why);
   // A file that must not exist yet, readable and writable by its owner alone.
   [[nodiscard]] static std::unique_ptr<DataFile> CreateNew(const std::string& path, std::string& why);
 
@@ -41,6 +60,8 @@ class DataFile {
   // Where the next byte stands, from the offset on, that is no part of a hole: `size` if only holes are left.
   // The offset itself where the system does not tell.
   [[nodiscard]] std::uint64_t NextData(std::uint64_t offset, std::uint64_t size);
+  // Where the next hole begins, from the offset on: `size` if there is none, or the system does not tell.
+  [[nodiscard]] std::uint64_t NextHole(std::uint64_t offset, std::uint64_t size);
   [[nodiscard]] bool WriteAt(std::uint64_t offset, const void* bytes, std::size_t size);
   // Cuts the file, or grows it by a hole.
   [[nodiscard]] bool SetSize(std::uint64_t size);
@@ -48,8 +69,23 @@ class DataFile {
   // Times and mode, and the owner where this process may set it; of a file whose owner cannot be kept the
   // bits that lend the owner's rights are dropped.
   [[nodiscard]] bool SetFacts(const FileFacts& facts);
-  // Lets the system begin to write to the disk, without a wait: the `Sync` of several files is then quicker.
-  void BeginSync();
+  [[nodiscard]] bool Id(FileId& id);
+
+  // Hints about what the system keeps of the file in memory. They cannot fail, and do nothing on a system
+  // that has no such thing. A length of 0 reaches to the end of the file.
+  void AdviseSequential();
+  // Begins to write to the disk, without a wait: a later `Sync` is then quicker.
+  void StartWriteback(std::uint64_t offset, std::uint64_t length);
+  // Whether the first and the last byte of the range, which is not empty, are in memory already. Ask before
+  // reading: what was there before belongs to somebody else. True where the system does not tell.
+  [[nodiscard]] bool WasCached(std::uint64_t offset, std::uint64_t length);
+  // Lets go of what is kept of the range and is on the disk already.
+  void DropCache(std::uint64_t offset, std::uint64_t length);
+
+  // Locks a file that is open for writing, for this opening, without a wait, until it is closed or the
+  // process ends. Reading and writing are not kept from anybody. False if another opening has the lock, or
+  // the file system knows none.
+  [[nodiscard]] bool TryLock();
   // True when every byte written is on the disk.
   [[nodiscard]] bool Sync();
   [[nodiscard]] bool Close();
@@ -69,8 +105,14 @@ class DataFile {
 // those that the directory gives.
 [[nodiscard]] bool ReplaceFile(const std::string& from, const std::string& to, std::string& why);
 
+// Whether an opening of the file has locked it by DataFile::TryLock. False if that cannot be found out.
+[[nodiscard]] bool IsLocked(const std::string& path, bool& locked, std::string& why);
+
 // True when the names in the directory are on the disk.
 [[nodiscard]] bool SyncDirectory(const std::string& path, std::string& why);
+// The same for every directory on the way to it: for one that a run which was killed may have made.
+// Directories above that this process may not look into are passed over; it has made none in them.
+[[nodiscard]] bool SyncDirectoryChain(const std::string& path, std::string& why);
 
 // Makes the directory and those above it that are missing, each synchronised into the one above. Private
 // ones are for their owner alone.
@@ -84,6 +126,26 @@ enum class DirectoryAccess { kUsual, kPrivate };
 // Where a path leads when it is a symbolic link, through all links, whether or not anything is there; any
 // other path as it stands. False when the links lead round in a circle or cannot be read.
 [[nodiscard]] bool FollowLinks(const std::string& path, std::string& target, std::string& why);
+
+// The regular files in a directory, without those below it, in the system's order. Links are left out.
+struct FileListing {
+  std::string name;
+  std::uint64_t size = 0;
+};
+[[nodiscard]] bool ListFiles(const std::string& directory, std::vector<FileListing>& files, std::string& why);
+
+// How many bytes this process may still write to the file system that holds the path.
+[[nodiscard]] bool FreeSpace(const std::string& path, std::uint64_t& bytes, std::string& why);
+
+// Whether anybody but the owner, and who administers the machine, may write to (make files in) or read (list)
+// what bears the name. Everybody may if its owner is neither this user nor the administrator. False if that
+// cannot be found out.
+[[nodiscard]] bool OthersMayWrite(const std::string& path, bool& others, std::string& why);
+[[nodiscard]] bool OthersMayRead(const std::string& path, bool& others, std::string& why);
+
+// 26 letters and digits that nobody can guess, for the name of a temporary file. Empty if the system has none
+// to give.
+[[nodiscard]] std::string RandomName();
 
 // The path as libraries that open files take it.
 [[nodiscard]] std::string NativePath(const std::string& path);
@@ -103,6 +165,21 @@ enum class DirectoryAccess { kUsual, kPrivate };
 
 // The value of an environment variable; false if it is not set or empty.
 [[nodiscard]] bool EnvironmentVariable(const std::string& name, std::string& value);
+
+// The name of this machine in its network; empty if it has none.
+[[nodiscard]] std::string HostName();
+
+// A process among all that ever run, on whatever machine. `start` is text that can be kept and compared.
+struct ProcessIdentity {
+  std::string host;
+  int number = 0;
+  std::string start;
+  bool operator==(const ProcessIdentity&) const = default;
+};
+[[nodiscard]] ProcessIdentity ThisProcess();
+// What runs on another machine cannot be told.
+enum class Running { kYes, kNo, kCannotTell };
+[[nodiscard]] Running IsRunning(const ProcessIdentity& process);
 
 // Writes the text to standard error in one piece.
 void WriteToStandardError(std::string_view text);

@@ -83,6 +83,9 @@ class LockableFile {
   std::int64_t endAtOpening_ = -1;
 };
 
+// From the system's own generator, which no one can foresee. False if it gives none.
+bool RandomBytes(void* bytes, std::size_t size);
+
 // ---- Command lines and programs --------------------------------------------------------------------
 
 // The program that a command line begins with (blanks in front of it are passed over, its quotes taken

@@ -3,7 +3,6 @@
 // words.
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "platform/data_file.h"
@@ -11,13 +10,6 @@
 namespace platform {
 
 enum class EntryKind { kFile, kDirectory, kLink, kOther };
-
-// A number for each file and directory of this machine, whatever the path to it.
-struct FileId {
-  std::uint64_t volume = 0;
-  std::uint64_t number = 0;
-  bool operator==(const FileId&) const = default;
-};
 
 struct Entry {
   EntryKind kind = EntryKind::kOther;

@@ -127,7 +127,7 @@ void Scenario::SetAge(const std::string& name, int days) const {
   std::string why;
   platform::Entry entry;
   const bool read = platform::ReadEntry(Path(name).string(), entry, why);
-  entry.facts.modifiedNs -= days * 86400LL * 1000 * 1000 * 1000;
+  entry.facts.modified.seconds -= days * 86400LL;
   // The library does this for directories on one system only.
   if (fs::is_directory(Path(name))) {
     EXPECT_TRUE(read && platform::SetDirectoryFacts(Path(name).string(), entry.facts, why)) << why;

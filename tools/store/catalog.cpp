@@ -15,6 +15,17 @@ Status ReadNames(Statement& statement, std::vector<std::string>& names) {
   return statement.Result();
 }
 
+constexpr std::int64_t kNanoseconds = 1000000000;
+
+std::int64_t Nanoseconds(const platform::FileTime& time) {
+  return time.seconds * kNanoseconds + time.nanoseconds;
+}
+
+platform::FileTime FromNanoseconds(std::int64_t whole) {
+  const std::int64_t rest = ((whole % kNanoseconds) + kNanoseconds) % kNanoseconds;
+  return {(whole - rest) / kNanoseconds, static_cast<std::uint32_t>(rest)};
+}
+
 // What `TakeItem` reads; the condition follows.
 const std::string kSelectItem =
     "SELECT name, kind, inside, link, size, modified, mode, owner, owner_group, sparse, position, hash "
@@ -27,7 +38,7 @@ Item TakeItem(Statement& statement) {
   item.inside = statement.TakeNumber() != 0;
   item.link = statement.TakeBlob();
   item.facts.size = static_cast<std::uint64_t>(statement.TakeNumber());
-  item.facts.modifiedNs = statement.TakeNumber();
+  item.facts.modified = FromNanoseconds(statement.TakeNumber());
   item.facts.mode = static_cast<std::uint32_t>(statement.TakeNumber());
   item.facts.owner = static_cast<std::uint32_t>(statement.TakeNumber());
   item.facts.group = static_cast<std::uint32_t>(statement.TakeNumber());
@@ -190,7 +201,9 @@ Status Catalog::AddItems(std::int64_t saveset, const std::vector<Item>& items) {
     statement.Reset();
     statement.Number(saveset).Blob(item.name).Blob(ItemKey(item.name));
     statement.Number(static_cast<int>(item.kind)).Number(item.inside ? 1 : 0).Blob(item.link);
-    statement.Number(static_cast<std::int64_t>(facts.size)).Number(facts.modifiedNs).Number(facts.mode);
+    statement.Number(static_cast<std::int64_t>(facts.size))
+        .Number(Nanoseconds(facts.modified))
+        .Number(facts.mode);
     statement.Number(facts.owner).Number(facts.group).Number(facts.sparse ? 1 : 0);
     statement.Number(static_cast<std::int64_t>(item.position)).Blob(item.hash);
     if (item.name.find(' ') == std::string::npos) {

@@ -69,7 +69,7 @@ Status Replacement::Prepare(const platform::FileFacts& facts) {
   if (!file_->SetFacts(facts)) {
     return Status::Failed(file_->Why());
   }
-  file_->BeginSync();
+  file_->StartWriteback(0, 0);
   return {};
 }
 

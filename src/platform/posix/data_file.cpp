@@ -2,11 +2,15 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
+#include <limits>
 #include <system_error>
 
 #include "platform/internal.h"
@@ -27,33 +31,72 @@ bool MakeOne(const std::string& native, DirectoryAccess access, std::string& why
   const int error = errno;
   struct stat status = {};
   if (error == EEXIST && stat(native.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
-    return true;
+    return SyncDirectory(DirectoryOf(native), why);  // another process has just made it
   }
   why = ErrorText(error);
   return false;
 }
 
+bool IsRegular(const struct stat& status, std::string& why) {
+  if (!S_ISREG(status.st_mode)) {
+    why = S_ISDIR(status.st_mode) ? "it is a directory" : "it is no regular file";
+  }
+  return S_ISREG(status.st_mode);
+}
+
+// Opens what was looked at, if it is a regular file with this id, then and when it is open. Between the two
+// another may take its place: without O_NONBLOCK the opening of a pipe would wait for its writer.
+int OpenRegular(const std::string& native, int flags, struct stat status, const FileId& id,
+                std::string& why) {
+  if (!IsRegular(status, why)) {
+    return -1;
+  }
+  const int handle = open(native.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | flags);
+  if (handle < 0 || fstat(handle, &status) != 0) {
+    why = ErrorText(errno);
+  } else if (!IsRegular(status, why)) {
+    // `why` says it
+  } else if (internal::IdOf(status) != id) {
+    why = "another file has taken its place";
+  } else {
+    return handle;
+  }
+  if (handle >= 0) {
+    close(handle);
+  }
+  return -1;
+}
+
+// One byte that no file has: who locks it keeps nobody from reading or writing.
+struct flock LockOfOpening() {
+  struct flock range = {};
+  range.l_type = F_WRLCK;
+  range.l_whence = SEEK_SET;
+  range.l_start = std::numeric_limits<off_t>::max() - 1;
+  range.l_len = 1;
+  return range;
+}
+
 }  // namespace
 
 std::unique_ptr<DataFile> DataFile::OpenForReading(const std::string& path, std::string& why) {
-  // Without O_NONBLOCK the opening of a pipe would wait for its writer.
-  const int handle = open(NativePath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-  if (handle < 0) {
-    why = ErrorText(errno);
-    return nullptr;
-  }
-  std::unique_ptr<DataFile> file(new DataFile(handle));
   struct stat status = {};
-  if (fstat(handle, &status) != 0) {
+  if (stat(NativePath(path).c_str(), &status) != 0) {
     why = ErrorText(errno);
     return nullptr;
   }
-  if (!S_ISREG(status.st_mode)) {
-    why = S_ISDIR(status.st_mode) ? "it is a directory" : "it is no regular file";
+  const int handle = OpenRegular(NativePath(path), 0, status, internal::IdOf(status), why);
+  return handle < 0 ? nullptr : std::unique_ptr<DataFile>(new DataFile(handle));
+}
+
+std::unique_ptr<DataFile> DataFile::OpenEntry(const std::string& path, const FileId& id, std::string& why) {
+  struct stat status = {};
+  if (lstat(NativePath(path).c_str(), &status) != 0) {
+    why = ErrorText(errno);
     return nullptr;
   }
-  (void)posix_fadvise(handle, 0, 0, POSIX_FADV_SEQUENTIAL);
-  return file;
+  const int handle = OpenRegular(NativePath(path), O_NOFOLLOW, status, id, why);
+  return handle < 0 ? nullptr : std::unique_ptr<DataFile>(new DataFile(handle));
 }
 
 std::unique_ptr<DataFile> DataFile::CreateNew(const std::string& path, std::string& why) {
@@ -100,6 +143,11 @@ std::uint64_t DataFile::NextData(std::uint64_t offset, std::uint64_t size) {
   return errno == ENXIO ? size : offset;
 }
 
+std::uint64_t DataFile::NextHole(std::uint64_t offset, std::uint64_t size) {
+  const off_t next = lseek(static_cast<int>(handle_), static_cast<off_t>(offset), SEEK_HOLE);
+  return next >= 0 ? std::min(static_cast<std::uint64_t>(next), size) : size;
+}
+
 bool DataFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t size) {
   std::size_t done = 0;
   while (done < size) {
@@ -130,7 +178,50 @@ bool DataFile::SetFacts(const FileFacts& facts) {
   return internal::SetFactsOf(static_cast<int>(handle_), facts) || Fail();
 }
 
-void DataFile::BeginSync() { (void)sync_file_range(static_cast<int>(handle_), 0, 0, SYNC_FILE_RANGE_WRITE); }
+bool DataFile::Id(FileId& id) {
+  struct stat status = {};
+  if (fstat(static_cast<int>(handle_), &status) != 0) {
+    return Fail();
+  }
+  id = internal::IdOf(status);
+  return true;
+}
+
+void DataFile::AdviseSequential() {
+  (void)posix_fadvise(static_cast<int>(handle_), 0, 0, POSIX_FADV_SEQUENTIAL);
+}
+
+void DataFile::StartWriteback(std::uint64_t offset, std::uint64_t length) {
+  (void)sync_file_range(static_cast<int>(handle_), static_cast<off_t>(offset), static_cast<off_t>(length),
+                        SYNC_FILE_RANGE_WRITE);
+}
+
+bool DataFile::WasCached(std::uint64_t offset, std::uint64_t length) {
+  const auto inMemory = [this](std::uint64_t place) {
+    char byte = 0;
+    const iovec piece = {&byte, 1};
+    const ssize_t got = preadv2(static_cast<int>(handle_), &piece, 1, static_cast<off_t>(place), RWF_NOWAIT);
+    return got >= 0 || errno != EAGAIN;
+  };
+  return inMemory(offset) && inMemory(offset + std::max<std::uint64_t>(length, 1) - 1);
+}
+
+void DataFile::DropCache(std::uint64_t offset, std::uint64_t length) {
+  (void)posix_fadvise(static_cast<int>(handle_), static_cast<off_t>(offset), static_cast<off_t>(length),
+                      POSIX_FADV_DONTNEED);
+}
+
+bool DataFile::TryLock() {
+  const struct flock range = LockOfOpening();
+  if (fcntl(static_cast<int>(handle_), F_OFD_SETLK, &range) == 0) {
+    return true;
+  }
+  if (errno == EAGAIN || errno == EACCES) {
+    why_ = "another process has locked it";
+    return false;
+  }
+  return Fail();
+}
 
 bool DataFile::Sync() { return fsync(static_cast<int>(handle_)) == 0 || Fail(); }
 
@@ -148,6 +239,20 @@ bool ReplaceFile(const std::string& from, const std::string& to, std::string& wh
   return false;
 }
 
+bool IsLocked(const std::string& path, bool& locked, std::string& why) {
+  const int handle = open(NativePath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  struct flock range = LockOfOpening();
+  const bool known = handle >= 0 && fcntl(handle, F_OFD_GETLK, &range) == 0;
+  if (!known) {
+    why = ErrorText(errno);
+  }
+  locked = known && range.l_type != F_UNLCK;
+  if (handle >= 0) {
+    close(handle);
+  }
+  return known;
+}
+
 bool SyncDirectory(const std::string& path, std::string& why) {
   const int handle = open(NativePath(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const bool good = handle >= 0 && fsync(handle) == 0;
@@ -158,6 +263,25 @@ bool SyncDirectory(const std::string& path, std::string& why) {
     close(handle);
   }
   return good;
+}
+
+bool SyncDirectoryChain(const std::string& path, std::string& why) {
+  if (!SyncDirectory(path, why)) {
+    return false;
+  }
+  std::array<char, PATH_MAX> full = {};
+  if (realpath(NativePath(path).c_str(), full.data()) == nullptr) {
+    why = ErrorText(errno);
+    return false;
+  }
+  for (std::string above = full.data(); above != "/";) {
+    above = DirectoryOf(above);
+    if (!SyncDirectory(above, why) && access(above.c_str(), R_OK) == 0) {
+      return false;
+    }
+  }
+  why.clear();
+  return true;
 }
 
 bool MakeDirectories(const std::string& path, DirectoryAccess access, std::string& why) {

@@ -5,7 +5,7 @@
 namespace platform::internal {
 namespace {
 
-constexpr std::int64_t kNsPerSecond = 1000000000;
+FileTime TimeOf(const timespec& time) { return {time.tv_sec, static_cast<std::uint32_t>(time.tv_nsec)}; }
 
 }  // namespace
 
@@ -13,7 +13,8 @@ FileFacts FactsOf(const struct stat& status) {
   constexpr std::uint64_t kStatusBlock = 512;
   FileFacts facts;
   facts.size = S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
-  facts.modifiedNs = status.st_mtim.tv_sec * kNsPerSecond + status.st_mtim.tv_nsec;
+  facts.modified = TimeOf(status.st_mtim);
+  facts.changed = TimeOf(status.st_ctim);
   facts.mode = status.st_mode & 07777;
   facts.owner = status.st_uid;
   facts.group = status.st_gid;
@@ -21,17 +22,13 @@ FileFacts FactsOf(const struct stat& status) {
   return facts;
 }
 
+FileId IdOf(const struct stat& status) { return {status.st_dev, status.st_ino}; }
+
 std::array<timespec, 2> TimesOf(const FileFacts& facts) {
-  std::int64_t seconds = facts.modifiedNs / kNsPerSecond;
-  std::int64_t rest = facts.modifiedNs % kNsPerSecond;
-  if (rest < 0) {
-    --seconds;
-    rest += kNsPerSecond;
-  }
   std::array<timespec, 2> times = {};
   times[0].tv_nsec = UTIME_OMIT;
-  times[1].tv_sec = seconds;
-  times[1].tv_nsec = rest;
+  times[1].tv_sec = facts.modified.seconds;
+  times[1].tv_nsec = facts.modified.nanoseconds;
   return times;
 }
 

@@ -10,6 +10,7 @@
 namespace platform::internal {
 
 FileFacts FactsOf(const struct stat& status);
+FileId IdOf(const struct stat& status);
 // The time of the last access, which stays, and that of the last change.
 std::array<timespec, 2> TimesOf(const FileFacts& facts);
 bool SetFactsOf(int handle, const FileFacts& facts);

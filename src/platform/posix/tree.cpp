@@ -39,7 +39,7 @@ bool ReadEntry(const std::string& path, Entry& entry, std::string& why) {
   }
   entry.kind = KindOf(status.st_mode);
   entry.facts = internal::FactsOf(status);
-  entry.id = {status.st_dev, status.st_ino};
+  entry.id = internal::IdOf(status);
   entry.link.clear();
   if (entry.kind != EntryKind::kLink) {
     return true;

@@ -88,25 +88,81 @@ bool MakeOne(const std::string& path, DirectoryAccess access, std::string& why) 
   return false;
 }
 
-}  // namespace
-
-std::unique_ptr<DataFile> DataFile::OpenForReading(const std::string& path, std::string& why) {
+HANDLE OpenRegular(const std::string& path, DWORD flags, std::string& why) {
   if (IsUnusableName(path, why)) {
-    return nullptr;
+    return INVALID_HANDLE_VALUE;
   }
   if (LookUp(path).kind == PathKind::kDirectory) {
     why = "it is a directory";
-    return nullptr;
+    return INVALID_HANDLE_VALUE;
   }
   const HANDLE handle = CreateFileA(internal::SystemPath(path).c_str(), GENERIC_READ, kShareAll, nullptr,
-                                    OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+                                    OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN | flags, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
     why = ErrorText(GetLastError());
+    return handle;
+  }
+  if (GetFileType(handle) != FILE_TYPE_DISK) {
+    why = "it is no regular file";
+    CloseHandle(handle);
+    return INVALID_HANDLE_VALUE;
+  }
+  return handle;
+}
+
+// One byte that no file has: who locks it keeps nobody from reading or writing.
+OVERLAPPED LockOfOpening() { return At(std::uint64_t{1} << 62); }
+
+// The ranges of the file that are no holes, from the offset on, as many as fit. False if the system does not
+// tell.
+bool AllocatedRanges(HANDLE file, std::uint64_t offset, std::uint64_t size,
+                     std::vector<FILE_ALLOCATED_RANGE_BUFFER>& ranges) {
+  FILE_ALLOCATED_RANGE_BUFFER asked = {};
+  asked.FileOffset.QuadPart = static_cast<LONGLONG>(offset);
+  asked.Length.QuadPart = static_cast<LONGLONG>(size - std::min(offset, size));
+  DWORD got = 0;
+  if (DeviceIoControl(file, FSCTL_QUERY_ALLOCATED_RANGES, &asked, sizeof asked, ranges.data(),
+                      static_cast<DWORD>(ranges.size() * sizeof(FILE_ALLOCATED_RANGE_BUFFER)), &got,
+                      nullptr) == 0 &&
+      GetLastError() != ERROR_MORE_DATA) {
+    return false;
+  }
+  ranges.resize(got / sizeof(FILE_ALLOCATED_RANGE_BUFFER));
+  return true;
+}
+
+std::uint64_t BeginOf(const FILE_ALLOCATED_RANGE_BUFFER& range) {
+  return static_cast<std::uint64_t>(range.FileOffset.QuadPart);
+}
+
+std::uint64_t EndOf(const FILE_ALLOCATED_RANGE_BUFFER& range) {
+  return BeginOf(range) + static_cast<std::uint64_t>(range.Length.QuadPart);
+}
+
+}  // namespace
+
+std::unique_ptr<DataFile> DataFile::OpenForReading(const std::string& path, std::string& why) {
+  const HANDLE handle = OpenRegular(path, 0, why);
+  return handle == INVALID_HANDLE_VALUE ? nullptr : std::unique_ptr<DataFile>(new DataFile(Number(handle)));
+}
+
+std::unique_ptr<DataFile> DataFile::OpenEntry(const std::string& path, const FileId& id, std::string& why) {
+  const HANDLE handle = OpenRegular(path, FILE_FLAG_OPEN_REPARSE_POINT, why);
+  if (handle == INVALID_HANDLE_VALUE) {
     return nullptr;
   }
   std::unique_ptr<DataFile> file(new DataFile(Number(handle)));
-  if (GetFileType(handle) != FILE_TYPE_DISK) {
-    why = "it is no regular file";
+  FileId opened;
+  if (!file->Id(opened)) {
+    why = file->Why();
+    return nullptr;
+  }
+  if (internal::IsLink(handle)) {
+    why = "it is a link";
+    return nullptr;
+  }
+  if (opened != id) {
+    why = "another file has taken its place";
     return nullptr;
   }
   return file;
@@ -156,17 +212,32 @@ bool DataFile::ReadAt(std::uint64_t offset, void* bytes, std::size_t size, std::
 }
 
 std::uint64_t DataFile::NextData(std::uint64_t offset, std::uint64_t size) {
-  FILE_ALLOCATED_RANGE_BUFFER asked = {};
-  asked.FileOffset.QuadPart = static_cast<LONGLONG>(offset);
-  asked.Length.QuadPart = static_cast<LONGLONG>(size - offset);
-  FILE_ALLOCATED_RANGE_BUFFER first = {};
-  DWORD got = 0;
-  if (DeviceIoControl(Handle(handle_), FSCTL_QUERY_ALLOCATED_RANGES, &asked, sizeof asked, &first,
-                      sizeof first, &got, nullptr) == 0 &&
-      GetLastError() != ERROR_MORE_DATA) {
+  std::vector<FILE_ALLOCATED_RANGE_BUFFER> ranges(1);
+  if (!AllocatedRanges(Handle(handle_), offset, size, ranges)) {
     return offset;
   }
-  return got < sizeof first ? size : std::max(offset, static_cast<std::uint64_t>(first.FileOffset.QuadPart));
+  return ranges.empty() ? size : std::max(offset, BeginOf(ranges.front()));
+}
+
+std::uint64_t DataFile::NextHole(std::uint64_t offset, std::uint64_t size) {
+  constexpr std::size_t kAtOnce = 64;
+  std::uint64_t end = offset;
+  for (;;) {
+    std::vector<FILE_ALLOCATED_RANGE_BUFFER> ranges(kAtOnce);
+    if (!AllocatedRanges(Handle(handle_), end, size, ranges)) {
+      return size;
+    }
+    // Ranges that touch each other are one.
+    for (const FILE_ALLOCATED_RANGE_BUFFER& range : ranges) {
+      if (BeginOf(range) > end) {
+        return end;
+      }
+      end = std::max(end, EndOf(range));
+    }
+    if (ranges.size() < kAtOnce || end >= size) {
+      return std::min(end, size);
+    }
+  }
 }
 
 bool DataFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t size) {
@@ -199,8 +270,33 @@ bool DataFile::SetFacts(const FileFacts& facts) {
   return internal::SetFactsOf(Handle(handle_), facts) || Fail();
 }
 
-// The system has no such call.
-void DataFile::BeginSync() {}
+bool DataFile::Id(FileId& id) {
+  BY_HANDLE_FILE_INFORMATION info = {};
+  if (GetFileInformationByHandle(Handle(handle_), &info) == 0) {
+    return Fail();
+  }
+  id = internal::IdOf(info);
+  return true;
+}
+
+// Every file is opened for reading in order, and of the rest the system has no such thing.
+void DataFile::AdviseSequential() {}
+void DataFile::StartWriteback(std::uint64_t /*offset*/, std::uint64_t /*length*/) {}
+bool DataFile::WasCached(std::uint64_t /*offset*/, std::uint64_t /*length*/) { return true; }
+void DataFile::DropCache(std::uint64_t /*offset*/, std::uint64_t /*length*/) {}
+
+bool DataFile::TryLock() {
+  OVERLAPPED place = LockOfOpening();
+  if (LockFileEx(Handle(handle_), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) !=
+      0) {
+    return true;
+  }
+  if (GetLastError() == ERROR_LOCK_VIOLATION || GetLastError() == ERROR_IO_PENDING) {
+    why_ = "another process has locked it";
+    return false;
+  }
+  return Fail();
+}
 
 bool DataFile::Sync() { return FlushFileBuffers(Handle(handle_)) != 0 || Fail(); }
 
@@ -232,8 +328,46 @@ bool ReplaceFile(const std::string& from, const std::string& to, std::string& wh
   return false;
 }
 
-// The system writes the names of a directory with its files.
-bool SyncDirectory(const std::string& /*path*/, std::string& /*why*/) { return true; }
+bool IsLocked(const std::string& path, bool& locked, std::string& why) {
+  const HANDLE handle = CreateFileA(internal::SystemPath(path).c_str(), GENERIC_READ, kShareAll, nullptr,
+                                    OPEN_EXISTING, 0, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    why = ErrorText(GetLastError());
+    return false;
+  }
+  OVERLAPPED place = LockOfOpening();
+  const bool free =
+      LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) != 0;
+  const DWORD error = free ? ERROR_SUCCESS : GetLastError();
+  CloseHandle(handle);
+  locked = error == ERROR_LOCK_VIOLATION || error == ERROR_IO_PENDING;
+  if (!free && !locked) {
+    why = ErrorText(error);
+  }
+  return free || locked;
+}
+
+// The system writes the names of a directory with its files, in an order that no power failure disturbs.
+// Where it lets us, they are written now; it does not say of every directory that it could not.
+bool SyncDirectory(const std::string& path, std::string& /*why*/) {
+  const HANDLE handle = CreateFileA(internal::SystemPath(path).c_str(), GENERIC_WRITE, kShareAll, nullptr,
+                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (handle != INVALID_HANDLE_VALUE) {
+    FlushFileBuffers(handle);
+    CloseHandle(handle);
+  }
+  return true;
+}
+
+bool SyncDirectoryChain(const std::string& path, std::string& why) {
+  std::string directory = path;
+  bool good = SyncDirectory(directory, why);
+  while (good && directory != DirectoryOf(directory)) {
+    directory = DirectoryOf(directory);
+    good = SyncDirectory(directory, why);
+  }
+  return good;
+}
 
 bool MakeDirectories(const std::string& path, DirectoryAccess access, std::string& why) {
   if (IsUnusableName(path, why)) {

@@ -1,5 +1,8 @@
 #include "platform/windows/file_facts.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace platform::internal {
 namespace {
 
@@ -8,7 +11,21 @@ constexpr DWORD kKeptAttributes =
     FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
 // 1970 in the system's time, which counts tenths of microseconds since 1601.
 constexpr std::int64_t kTicks1970 = 116444736000000000;
-constexpr std::int64_t kNsPerTick = 100;
+constexpr std::int64_t kTicksPerSecond = 10000000;
+constexpr std::uint32_t kNsPerTick = 100;
+// The years that the system's time can tell.
+constexpr std::int64_t kFirstSecond = -kTicks1970 / kTicksPerSecond;
+constexpr std::int64_t kLastSecond =
+    (std::numeric_limits<std::int64_t>::max() - kTicks1970) / kTicksPerSecond - 1;
+
+FileTime TimeOf(const LARGE_INTEGER& time) {
+  // Some file systems do not tell: 0.
+  if (time.QuadPart == 0) {
+    return {};
+  }
+  return {time.QuadPart / kTicksPerSecond - kTicks1970 / kTicksPerSecond,
+          static_cast<std::uint32_t>(time.QuadPart % kTicksPerSecond) * kNsPerTick};
+}
 
 }  // namespace
 
@@ -21,20 +38,31 @@ bool FactsOf(HANDLE file, FileFacts& facts) {
   }
   facts = {};
   facts.size = sizes.Directory != 0 ? 0 : static_cast<std::uint64_t>(sizes.EndOfFile.QuadPart);
-  facts.modifiedNs = (times.LastWriteTime.QuadPart - kTicks1970) * kNsPerTick;
+  facts.modified = TimeOf(times.LastWriteTime);
+  facts.changed = TimeOf(times.ChangeTime);
   facts.mode = times.FileAttributes & kKeptAttributes;
   facts.sparse = static_cast<std::uint64_t>(sizes.AllocationSize.QuadPart) < facts.size;
   return true;
 }
 
+FileId IdOf(const BY_HANDLE_FILE_INFORMATION& info) {
+  return {info.dwVolumeSerialNumber,
+          static_cast<std::uint64_t>(info.nFileIndexHigh) << 32 | info.nFileIndexLow};
+}
+
+bool IsLink(HANDLE file) {
+  FILE_ATTRIBUTE_TAG_INFO tag = {};
+  return GetFileInformationByHandleEx(file, FileAttributeTagInfo, &tag, sizeof tag) != 0 &&
+         (tag.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+         IsReparseTagNameSurrogate(tag.ReparseTag);
+}
+
 bool SetFactsOf(HANDLE file, const FileFacts& facts) {
-  std::int64_t ticks = facts.modifiedNs / kNsPerTick;
-  if (facts.modifiedNs % kNsPerTick < 0) {
-    --ticks;
-  }
   // A time of 0 stays as it is, and so would the attributes.
   FILE_BASIC_INFO times = {};
-  times.LastWriteTime.QuadPart = ticks + kTicks1970;
+  times.LastWriteTime.QuadPart =
+      std::clamp(facts.modified.seconds, kFirstSecond, kLastSecond) * kTicksPerSecond + kTicks1970 +
+      facts.modified.nanoseconds / kNsPerTick;
   times.FileAttributes = facts.mode & kKeptAttributes;
   if (times.FileAttributes == 0) {
     times.FileAttributes = FILE_ATTRIBUTE_NORMAL;

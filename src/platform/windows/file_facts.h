@@ -11,4 +11,9 @@ namespace platform::internal {
 bool FactsOf(HANDLE file, FileFacts& facts);
 bool SetFactsOf(HANDLE file, const FileFacts& facts);
 
+FileId IdOf(const BY_HANDLE_FILE_INFORMATION& info);
+// Whether another name stands behind this one. A file system uses the same means for what it keeps elsewhere,
+// or has made smaller: such a file is one like any other.
+bool IsLink(HANDLE file);
+
 }  // namespace platform::internal

@@ -34,15 +34,6 @@ class Handle {
   HANDLE handle_;
 };
 
-// Whether another name stands behind this one. A file system uses the same means for what it keeps elsewhere,
-// or has made smaller: such a file is one like any other.
-bool IsLink(HANDLE file) {
-  FILE_ATTRIBUTE_TAG_INFO tag = {};
-  return GetFileInformationByHandleEx(file, FileAttributeTagInfo, &tag, sizeof tag) != 0 &&
-         (tag.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
-         IsReparseTagNameSurrogate(tag.ReparseTag);
-}
-
 }  // namespace
 
 bool ReadEntry(const std::string& path, Entry& entry, std::string& why) {
@@ -56,12 +47,11 @@ bool ReadEntry(const std::string& path, Entry& entry, std::string& why) {
       !internal::FactsOf(handle.Get(), entry.facts)) {
     return Fail(why, GetLastError());
   }
-  if ((info.dwFileAttributes & FILE_ATTRIBUTE_DEVICE) == 0 && !IsLink(handle.Get())) {
+  if ((info.dwFileAttributes & FILE_ATTRIBUTE_DEVICE) == 0 && !internal::IsLink(handle.Get())) {
     const bool directory = (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     entry.kind = directory ? EntryKind::kDirectory : EntryKind::kFile;
   }
-  entry.id = {info.dwVolumeSerialNumber,
-              static_cast<std::uint64_t>(info.nFileIndexHigh) << 32 | info.nFileIndexLow};
+  entry.id = internal::IdOf(info);
   return true;
 }
 

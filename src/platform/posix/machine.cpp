@@ -1,0 +1,119 @@
+// This machine, its file systems and processes, as the store's rules ask about them.
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+
+#include "platform/data_file.h"
+#include "platform/internal.h"
+
+namespace platform {
+namespace {
+
+bool Fail(std::string& why) {
+  why = std::generic_category().message(errno);
+  return false;
+}
+
+// Whether the rights of the group or of everybody else hold one of these.
+bool OthersHave(const std::string& path, mode_t rights, bool& others, std::string& why) {
+  struct stat status = {};
+  if (stat(NativePath(path).c_str(), &status) != 0) {
+    return Fail(why);
+  }
+  const bool ownersOrRoots = status.st_uid == geteuid() || status.st_uid == 0;
+  others = !ownersOrRoots || (status.st_mode & rights) != 0;
+  return true;
+}
+
+// Since when the process runs, in the machine's count of its current run; empty if there is none.
+std::string StartOf(int process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  // Behind the name, which may hold anything, the state is the first word and the start the twentieth.
+  const std::size_t name = text.rfind(')');
+  if (name == std::string::npos) {
+    return "";
+  }
+  constexpr int kWord = 20;
+  std::istringstream words(text.substr(name + 1));
+  std::string word;
+  for (int number = 0; number < kWord; ++number) {
+    words >> word;
+    if (number == 0 && (word == "Z" || word == "X")) {
+      return "";  // ended, and not yet fetched by its parent
+    }
+  }
+  std::string run;
+  std::ifstream("/proc/sys/kernel/random/boot_id") >> run;
+  return run + "/" + word;
+}
+
+}  // namespace
+
+bool ListFiles(const std::string& directory, std::vector<FileListing>& files, std::string& why) {
+  files.clear();
+  const std::unique_ptr<DIR, int (*)(DIR*)> open(opendir(NativePath(directory).c_str()), closedir);
+  if (open == nullptr) {
+    return Fail(why);
+  }
+  errno = 0;
+  while (const dirent* entry = readdir(open.get())) {
+    struct stat status = {};
+    // One that is gone by now is in the directory no more.
+    if (fstatat(dirfd(open.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+      if (S_ISREG(status.st_mode)) {
+        files.push_back({entry->d_name, static_cast<std::uint64_t>(status.st_size)});
+      }
+    } else if (errno != ENOENT) {
+      return Fail(why);
+    }
+    errno = 0;
+  }
+  return errno == 0 || Fail(why);
+}
+
+bool FreeSpace(const std::string& path, std::uint64_t& bytes, std::string& why) {
+  struct statvfs status = {};
+  if (statvfs(NativePath(path).c_str(), &status) != 0) {
+    return Fail(why);
+  }
+  bytes = static_cast<std::uint64_t>(status.f_bavail) * status.f_frsize;
+  return true;
+}
+
+bool OthersMayWrite(const std::string& path, bool& others, std::string& why) {
+  return OthersHave(path, S_IWGRP | S_IWOTH, others, why);
+}
+
+bool OthersMayRead(const std::string& path, bool& others, std::string& why) {
+  return OthersHave(path, S_IRGRP | S_IROTH, others, why);
+}
+
+bool internal::RandomBytes(void* bytes, std::size_t size) {
+  return getrandom(bytes, size, 0) == static_cast<ssize_t>(size);
+}
+
+std::string HostName() {
+  std::array<char, 256> name = {};
+  return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
+
+ProcessIdentity ThisProcess() { return {HostName(), ProcessId(), StartOf(ProcessId())}; }
+
+Running IsRunning(const ProcessIdentity& process) {
+  if (process.host != HostName() || StartOf(ProcessId()).empty()) {
+    return Running::kCannotTell;
+  }
+  return StartOf(process.number) == process.start ? Running::kYes : Running::kNo;
+}
+
+}  // namespace platform

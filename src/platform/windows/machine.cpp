@@ -1,0 +1,189 @@
+// This machine, its file systems and processes, as the store's rules ask about them.
+#include <windows.h>
+
+// Behind the header that they need.
+#include <aclapi.h>
+#include <ntsecapi.h>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "platform/data_file.h"
+#include "platform/internal.h"
+#include "platform/windows/data_names.h"
+
+namespace platform {
+namespace {
+
+bool Fail(std::string& why, DWORD error) {
+  why = internal::ErrorText(error);
+  return false;
+}
+
+constexpr DWORD kWriting = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_DELETE_CHILD | DELETE | WRITE_DAC |
+                           WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
+constexpr DWORD kReading = FILE_READ_DATA | GENERIC_READ | GENERIC_ALL;
+
+struct Sid {
+  explicit Sid(WELL_KNOWN_SID_TYPE type) {
+    DWORD size = static_cast<DWORD>(bytes.size());
+    CreateWellKnownSid(type, nullptr, bytes.data(), &size);
+  }
+  [[nodiscard]] PSID Get() { return bytes.data(); }
+  std::array<unsigned char, SECURITY_MAX_SID_SIZE> bytes = {};
+};
+
+// One of the groups that every account belongs to, or every one of a kind.
+bool IsEverybody(PSID who) {
+  static std::array<Sid, 7> groups = {
+      Sid(WinWorldSid),       Sid(WinAuthenticatedUserSid), Sid(WinBuiltinUsersSid), Sid(WinBuiltinGuestsSid),
+      Sid(WinInteractiveSid), Sid(WinNetworkSid),           Sid(WinAnonymousSid)};
+  return std::any_of(groups.begin(), groups.end(), [who](Sid& group) { return EqualSid(who, group.Get()); });
+}
+
+// The user of this process; empty if the system does not say.
+std::vector<unsigned char> CurrentUser() {
+  HANDLE token = nullptr;
+  if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == 0) {
+    return {};
+  }
+  DWORD size = 0;
+  GetTokenInformation(token, TokenUser, nullptr, 0, &size);
+  std::vector<unsigned char> user(size);
+  if (GetTokenInformation(token, TokenUser, user.data(), size, &size) == 0) {
+    user.clear();
+  }
+  CloseHandle(token);
+  return user;
+}
+
+bool IsOursOrTheAdministrators(PSID owner) {
+  static std::array<Sid, 3> administrators = {Sid(WinBuiltinAdministratorsSid), Sid(WinLocalSystemSid),
+                                              Sid(WinCreatorOwnerSid)};
+  std::vector<unsigned char> user = CurrentUser();
+  const bool ours =
+      !user.empty() && EqualSid(owner, reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid) != 0;
+  return ours || std::any_of(administrators.begin(), administrators.end(),
+                             [owner](Sid& sid) { return EqualSid(owner, sid.Get()) != 0; });
+}
+
+// Whether the list grants one of the rights to everybody. A list that is missing grants all to all.
+bool GrantsToEverybody(PACL list, DWORD rights) {
+  if (list == nullptr) {
+    return true;
+  }
+  for (DWORD number = 0; number < list->AceCount; ++number) {
+    void* entry = nullptr;
+    if (GetAce(list, number, &entry) == 0) {
+      return true;
+    }
+    auto* allowed = static_cast<ACCESS_ALLOWED_ACE*>(entry);
+    if (allowed->Header.AceType == ACCESS_ALLOWED_ACE_TYPE &&
+        (allowed->Header.AceFlags & INHERIT_ONLY_ACE) == 0 && (allowed->Mask & rights) != 0 &&
+        IsEverybody(&allowed->SidStart)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool OthersHave(const std::string& path, DWORD rights, bool& others, std::string& why) {
+  std::string native = internal::SystemPath(path);
+  PSID owner = nullptr;
+  PACL list = nullptr;
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  const DWORD result = GetNamedSecurityInfoA(native.data(), SE_FILE_OBJECT,
+                                             OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner,
+                                             nullptr, &list, nullptr, &descriptor);
+  if (result != ERROR_SUCCESS) {
+    return Fail(why, result);
+  }
+  others = owner == nullptr || !IsOursOrTheAdministrators(owner) || GrantsToEverybody(list, rights);
+  LocalFree(descriptor);
+  return true;
+}
+
+std::string StartOf(HANDLE process) {
+  FILETIME start = {};
+  FILETIME unused = {};
+  if (GetProcessTimes(process, &start, &unused, &unused, &unused) == 0) {
+    return "";
+  }
+  return std::to_string(static_cast<std::uint64_t>(start.dwHighDateTime) << 32 | start.dwLowDateTime);
+}
+
+}  // namespace
+
+bool ListFiles(const std::string& directory, std::vector<FileListing>& files, std::string& why) {
+  files.clear();
+  if (LookUp(directory).kind != PathKind::kDirectory) {
+    return Fail(why, ERROR_DIRECTORY);
+  }
+  WIN32_FIND_DATAA entry = {};
+  const HANDLE search = FindFirstFileA((internal::SystemPath(directory) + "\\*").c_str(), &entry);
+  if (search == INVALID_HANDLE_VALUE) {
+    return GetLastError() == ERROR_FILE_NOT_FOUND || Fail(why, GetLastError());  // an empty root directory
+  }
+  constexpr DWORD kNoFile = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE;
+  do {
+    const bool link = (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+                      IsReparseTagNameSurrogate(entry.dwReserved0);
+    if ((entry.dwFileAttributes & kNoFile) == 0 && !link) {
+      files.push_back(
+          {entry.cFileName, static_cast<std::uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow});
+    }
+  } while (FindNextFileA(search, &entry) != 0);
+  const DWORD end = GetLastError();
+  FindClose(search);
+  return end == ERROR_NO_MORE_FILES || Fail(why, end);
+}
+
+bool FreeSpace(const std::string& path, std::uint64_t& bytes, std::string& why) {
+  const bool isDirectory = LookUp(path).kind == PathKind::kDirectory;
+  const std::string directory = internal::SystemPath(isDirectory ? path : DirectoryOf(path));
+  ULARGE_INTEGER free = {};
+  if (GetDiskFreeSpaceExA(directory.c_str(), &free, nullptr, nullptr) == 0) {
+    return Fail(why, GetLastError());
+  }
+  bytes = free.QuadPart;
+  return true;
+}
+
+bool OthersMayWrite(const std::string& path, bool& others, std::string& why) {
+  return OthersHave(path, kWriting, others, why);
+}
+
+bool OthersMayRead(const std::string& path, bool& others, std::string& why) {
+  return OthersHave(path, kReading, others, why);
+}
+
+bool internal::RandomBytes(void* bytes, std::size_t size) {
+  return RtlGenRandom(bytes, static_cast<ULONG>(size)) != 0;
+}
+
+std::string HostName() {
+  std::array<char, 256> name = {};
+  DWORD size = static_cast<DWORD>(name.size());
+  return GetComputerNameExA(ComputerNameDnsHostname, name.data(), &size) != 0 ? name.data() : "";
+}
+
+ProcessIdentity ThisProcess() { return {HostName(), ProcessId(), StartOf(GetCurrentProcess())}; }
+
+Running IsRunning(const ProcessIdentity& process) {
+  if (process.host != HostName()) {
+    return Running::kCannotTell;
+  }
+  const HANDLE handle =
+      OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(process.number));
+  if (handle == nullptr) {
+    return GetLastError() == ERROR_INVALID_PARAMETER ? Running::kNo : Running::kCannotTell;
+  }
+  DWORD status = STILL_ACTIVE;
+  const bool ended = GetExitCodeProcess(handle, &status) != 0 && status != STILL_ACTIVE;
+  const bool same = StartOf(handle) == process.start;
+  CloseHandle(handle);
+  return same && !ended ? Running::kYes : Running::kNo;
+}
+
+}  // namespace platform

@@ -1,0 +1,194 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+
+#include "platform/data_file.h"
+#include "platform/platform.h"
+#include "platform/tree.h"
+#include "support/run_program.h"
+
+namespace {
+
+using platform::DataFile;
+using platform::Entry;
+using platform::FileTime;
+using support::TemporaryDirectory;
+using support::WriteWholeFile;
+
+class DataFiles : public testing::Test {
+ protected:
+  std::unique_ptr<DataFile> Made(const std::string& name) {
+    auto file = DataFile::CreateNew(directory_.File(name), why_);
+    EXPECT_NE(file, nullptr) << why_;
+    return file;
+  }
+
+  TemporaryDirectory directory_;
+  std::string why_;
+};
+
+TEST_F(DataFiles, TimesFarAwayComeBack) {
+  const auto file = Made("file");
+  const FileTime times[] = {{0, 0}, {-1, 999999900}, {4102444800, 123456700}, {15000000000, 100}};
+  for (const FileTime& time : times) {
+    platform::FileFacts facts;
+    ASSERT_TRUE(file->Facts(facts));
+    const FileTime changedBefore = facts.changed;
+    facts.modified = time;
+    ASSERT_TRUE(file->SetFacts(facts)) << file->Why();
+    ASSERT_TRUE(file->Facts(facts));
+    EXPECT_EQ(facts.modified.seconds, time.seconds);
+    EXPECT_EQ(facts.modified.nanoseconds, time.nanoseconds);
+    EXPECT_GE(facts.changed, changedBefore);
+  }
+}
+
+TEST_F(DataFiles, HolesBeginAndEnd) {
+  constexpr std::uint64_t kPiece = 1 << 20;
+  constexpr std::uint64_t kSize = 8 * kPiece;
+  const auto file = Made("file");
+  const std::string data(kPiece, 'x');
+  ASSERT_TRUE(file->WriteAt(2 * kPiece, data.data(), data.size()));
+  ASSERT_TRUE(file->WriteAt(5 * kPiece, data.data(), data.size()));
+  ASSERT_TRUE(file->SetSize(kSize));
+  std::vector<std::uint64_t> edges;
+  for (std::uint64_t place = 0; place < kSize;) {
+    const std::uint64_t next = file->NextData(place, kSize);
+    edges.push_back(next);
+    place = file->NextHole(next, kSize);
+    edges.push_back(place);
+  }
+  // A file system without holes has one piece of data, from end to end.
+  if (edges.front() == 0) {
+    EXPECT_EQ(edges, (std::vector<std::uint64_t>{0, kSize}));
+    return;
+  }
+  EXPECT_EQ(edges,
+            (std::vector<std::uint64_t>{2 * kPiece, 3 * kPiece, 5 * kPiece, 6 * kPiece, kSize, kSize}));
+  EXPECT_EQ(file->NextHole(2 * kPiece + 5, kSize), 3 * kPiece);
+}
+
+TEST_F(DataFiles, OnlyTheEntryThatWasLookedAtIsOpened) {
+  const std::string path = directory_.File("file");
+  WriteWholeFile(path, "first");
+  Entry entry;
+  ASSERT_TRUE(platform::ReadEntry(path, entry, why_));
+  auto file = DataFile::OpenEntry(path, entry.id, why_);
+  ASSERT_NE(file, nullptr) << why_;
+  platform::FileId id;
+  EXPECT_TRUE(file->Id(id));
+  file.reset();
+  EXPECT_TRUE(id == entry.id);
+  WriteWholeFile(directory_.File("other"), "second");
+  ASSERT_TRUE(platform::ReplaceFile(directory_.File("other"), path, why_)) << why_;
+  EXPECT_EQ(DataFile::OpenEntry(path, entry.id, why_), nullptr);
+  EXPECT_EQ(why_, "another file has taken its place");
+  std::filesystem::create_directory(directory_.File("sub"));
+  EXPECT_EQ(DataFile::OpenForReading(directory_.File("sub"), why_), nullptr);
+  EXPECT_EQ(why_, "it is a directory");
+}
+
+TEST_F(DataFiles, ALockLastsAsLongAsItsOpening) {
+  const std::string path = directory_.File("file");
+  auto holder = Made("file");
+  bool locked = true;
+  ASSERT_TRUE(platform::IsLocked(path, locked, why_)) << why_;
+  EXPECT_FALSE(locked);
+  ASSERT_TRUE(holder->TryLock()) << holder->Why();
+  ASSERT_TRUE(platform::IsLocked(path, locked, why_)) << why_;
+  EXPECT_TRUE(locked);
+  EXPECT_TRUE(holder->WriteAt(0, "x", 1));
+  EXPECT_EQ(support::ReadWholeFile(path), "x") << "reading is kept from nobody";
+  holder.reset();
+  ASSERT_TRUE(platform::IsLocked(path, locked, why_));
+  EXPECT_FALSE(locked);
+  EXPECT_FALSE(platform::IsLocked(directory_.File("missing"), locked, why_));
+}
+
+// The bytes stay what they are, whatever the system does about these.
+TEST_F(DataFiles, HintsChangeNothing) {
+  const std::string data(1 << 20, 'x');
+  const auto file = Made("file");
+  ASSERT_TRUE(file->WriteAt(0, data.data(), data.size()));
+  file->AdviseSequential();
+  file->StartWriteback(0, data.size() / 2);
+  EXPECT_TRUE(file->Sync());
+  file->DropCache(0, 0);
+  std::string read(data.size(), '\0');
+  std::size_t got = 0;
+  EXPECT_TRUE(file->ReadAt(0, read.data(), read.size(), got));
+  EXPECT_TRUE(read == data);
+  EXPECT_TRUE(file->WasCached(0, data.size())) << "it has just been read";
+}
+
+TEST_F(DataFiles, FilesAndTheirSizesAreListed) {
+  WriteWholeFile(directory_.File("a"), "12345");
+  WriteWholeFile(directory_.File("b c"), "");
+  std::filesystem::create_directory(directory_.File("sub"));
+  std::vector<platform::FileListing> files;
+  ASSERT_TRUE(platform::ListFiles(directory_.Path(), files, why_)) << why_;
+  std::set<std::pair<std::string, std::uint64_t>> found;
+  for (const auto& file : files) {
+    found.emplace(file.name, file.size);
+  }
+  EXPECT_EQ(found, (std::set<std::pair<std::string, std::uint64_t>>{{"a", 5}, {"b c", 0}}));
+  EXPECT_FALSE(platform::ListFiles(directory_.File("a"), files, why_));
+  EXPECT_FALSE(platform::ListFiles(directory_.File("missing"), files, why_));
+}
+
+TEST_F(DataFiles, SpaceAndDirectories) {
+  std::uint64_t bytes = 0;
+  EXPECT_TRUE(platform::FreeSpace(directory_.Path(), bytes, why_)) << why_;
+  const auto library = std::filesystem::space(directory_.Path()).available;
+  EXPECT_LT(std::max(bytes, library) - std::min(bytes, library), library / 2) << bytes << " " << library;
+  EXPECT_FALSE(platform::FreeSpace(directory_.File("missing/below"), bytes, why_));
+  const std::string deep = directory_.File("a") + "/b/c";
+  EXPECT_TRUE(platform::MakeDirectories(deep, platform::DirectoryAccess::kPrivate, why_)) << why_;
+  EXPECT_TRUE(platform::SyncDirectoryChain(deep, why_)) << why_;
+}
+
+TEST_F(DataFiles, PrivateOnesAreNotForOthers) {
+  const std::string directory = directory_.File("private");
+  ASSERT_TRUE(platform::MakeDirectories(directory, platform::DirectoryAccess::kPrivate, why_)) << why_;
+  (void)Made("file");
+  for (const std::string& path : {directory, directory_.File("file")}) {
+    bool others = true;
+    EXPECT_TRUE(platform::OthersMayWrite(path, others, why_)) << why_;
+    EXPECT_FALSE(others) << path;
+    others = true;
+    EXPECT_TRUE(platform::OthersMayRead(path, others, why_)) << why_;
+    EXPECT_FALSE(others) << path;
+  }
+  bool others = false;
+  EXPECT_FALSE(platform::OthersMayRead(directory_.File("missing"), others, why_));
+}
+
+TEST(Processes, AreToldApart) {
+  const platform::ProcessIdentity own = platform::ThisProcess();
+  EXPECT_FALSE(own.start.empty());
+  EXPECT_EQ(platform::IsRunning(own), platform::Running::kYes);
+  platform::ProcessIdentity other = own;
+  other.start += "1";
+  EXPECT_EQ(platform::IsRunning(other), platform::Running::kNo) << "another process had this number";
+  other = own;
+  other.host += ".elsewhere";
+  EXPECT_EQ(platform::IsRunning(other), platform::Running::kCannotTell);
+  other = own;
+  other.number = 0x7FFFFFF0;
+  EXPECT_EQ(platform::IsRunning(other), platform::Running::kNo);
+}
+
+TEST(RandomNames, AreAllDifferent) {
+  std::set<std::string> names;
+  for (int i = 0; i < 1000; ++i) {
+    const std::string name = platform::RandomName();
+    EXPECT_EQ(name.size(), 26U);
+    EXPECT_EQ(name.find_first_not_of("abcdefghijklmnopqrstuvwxyz234567"), std::string::npos) << name;
+    names.insert(name);
+  }
+  EXPECT_EQ(names.size(), 1000U);
+}
+
+}  // namespace

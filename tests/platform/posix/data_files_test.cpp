@@ -1,0 +1,90 @@
+// For Linux alone: links, pipes, rights and memory as this system has them.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "platform/data_file.h"
+#include "platform/tree.h"
+#include "support/run_program.h"
+
+namespace {
+
+using platform::DataFile;
+using support::TemporaryDirectory;
+using support::WriteWholeFile;
+
+TEST(PosixDataFiles, NoLinkAndNoPipeIsOpenedForAnEntry) {
+  const TemporaryDirectory directory;
+  std::string why;
+  WriteWholeFile(directory.File("file"), "x");
+  std::filesystem::create_symlink("file", directory.File("link"));
+  ASSERT_EQ(mkfifo(directory.File("fifo").c_str(), 0600), 0);
+  platform::Entry entry;
+  ASSERT_TRUE(platform::ReadEntry(directory.File("file"), entry, why));
+  EXPECT_NE(DataFile::OpenForReading(directory.File("link"), why), nullptr);
+  EXPECT_EQ(DataFile::OpenEntry(directory.File("link"), entry.id, why), nullptr);
+  EXPECT_EQ(why, "it is no regular file");
+  EXPECT_EQ(DataFile::OpenForReading(directory.File("fifo"), why), nullptr);
+  EXPECT_EQ(why, "it is no regular file");
+}
+
+TEST(PosixDataFiles, WhatMayBeWrittenByOthers) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.File("file");
+  WriteWholeFile(path, "x");
+  std::string why;
+  // mode, others may write, others may read
+  const std::tuple<mode_t, bool, bool> cases[] = {{0600, false, false}, {0640, false, true},
+                                                  {0604, false, true},  {0620, true, false},
+                                                  {0602, true, false},  {0700, false, false}};
+  for (const auto& [mode, write, read] : cases) {
+    ASSERT_EQ(chmod(path.c_str(), mode), 0);
+    bool others = !write;
+    EXPECT_TRUE(platform::OthersMayWrite(path, others, why));
+    EXPECT_EQ(others, write) << std::oct << mode;
+    others = !read;
+    EXPECT_TRUE(platform::OthersMayRead(path, others, why));
+    EXPECT_EQ(others, read) << std::oct << mode;
+  }
+}
+
+TEST(PosixProcesses, OneThatHasEndedDoesNotRun) {
+  signal(SIGCHLD, SIG_DFL);
+  const pid_t child = fork();
+  if (child == 0) {
+    pause();
+    _exit(0);
+  }
+  platform::ProcessIdentity identity = platform::ThisProcess();
+  identity.number = child;
+  EXPECT_EQ(platform::IsRunning(identity), platform::Running::kNo) << "it started after this one";
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  EXPECT_EQ(platform::IsRunning(identity), platform::Running::kNo);
+}
+
+TEST(PosixDataFiles, WhatIsInMemoryCanBeDropped) {
+  const TemporaryDirectory directory;
+  std::string why;
+  const auto file = DataFile::CreateNew(directory.File("file"), why);
+  ASSERT_NE(file, nullptr);
+  const std::string data(1 << 20, 'x');
+  ASSERT_TRUE(file->WriteAt(0, data.data(), data.size()) && file->Sync());
+  EXPECT_TRUE(file->WasCached(0, data.size()));
+  file->DropCache(0, data.size());
+  char byte = 0;
+  std::size_t got = 0;
+  if (file->WasCached(0, data.size())) {
+    // A file system that lives in memory has nothing to drop, or does not tell.
+    EXPECT_TRUE(file->ReadAt(0, &byte, 1, got));
+  } else {
+    EXPECT_TRUE(file->ReadAt(0, &byte, 1, got) && file->ReadAt(data.size() - 1, &byte, 1, got));
+    EXPECT_TRUE(file->WasCached(0, data.size()));
+  }
+}
+
+}  // namespace
