@@ -8,3 +8,8 @@ set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+# Runs the Windows tests for `ctest`, where Wine is installed.
+find_program(wine64 NAMES wine64 wine PATHS /usr/lib/wine)
+if(wine64)
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${wine64})
+endif()

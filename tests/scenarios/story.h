@@ -1,4 +1,4 @@
-// The text of a scenario, taken apart, and how a text is held against its lines.
+// The text of a story, taken apart, and how a text is compared with its lines.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,11 +11,13 @@
 
 struct Section {
   std::string head;
+  int line = 0;  // of the head in its file, for messages
   Lines lines;
 };
 
 struct ScenarioText {
-  std::string file;
+  std::string file;    // its name without directory and ending
+  std::string source;  // its path in the project
   std::string title;
   std::vector<Section> sections;
 };
@@ -23,45 +25,54 @@ inline std::ostream& operator<<(std::ostream& stream, const ScenarioText& text) 
   return stream << text.file << ": " << text.title;
 }
 
-inline void TakeLine(std::vector<Section>& sections, const std::string& line) {
+inline void TakeLine(std::vector<Section>& sections, const std::string& line, int number) {
   if (line.rfind("--- ", 0) == 0) {
-    sections.push_back({line.substr(4), {}});
+    sections.push_back({line.substr(4), number, {}});
   } else if (!sections.empty()) {
     sections.back().lines.push_back(line);
   }
 }
 
-inline std::vector<ScenarioText> ReadScenarios(const std::string& directory) {
-  std::vector<ScenarioText> scenarios;
-  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-    if (entry.path().extension() != ".txt") {
-      continue;
-    }
-    std::ifstream stream(entry.path());
-    std::vector<Section> preamble;
-    const std::string file = entry.path().stem().string();
-    bool inPreamble = true;
-    for (std::string line; std::getline(stream, line);) {
-      if (line.rfind("=== ", 0) == 0) {
-        inPreamble = false;
-        scenarios.push_back({file, line.substr(4), preamble});
-        scenarios.back().sections.push_back({"title", {}});
-      } else {
-        TakeLine(inPreamble ? preamble : scenarios.back().sections, line);
-      }
+// The stories of one file. What comes before the first belongs to each of them.
+inline std::vector<ScenarioText> ReadStories(std::istream& stream, const std::string& file,
+                                             const std::string& source) {
+  std::vector<ScenarioText> stories;
+  std::vector<Section> preamble;
+  int number = 0;
+  for (std::string line; std::getline(stream, line);) {
+    ++number;
+    if (line.rfind("=== ", 0) == 0) {
+      stories.push_back({file, source, line.substr(4), preamble});
+      stories.back().sections.push_back({"title", number, {}});
+    } else {
+      TakeLine(stories.empty() ? preamble : stories.back().sections, line, number);
     }
   }
-  for (ScenarioText& scenario : scenarios) {
-    for (Section& section : scenario.sections) {
+  for (ScenarioText& story : stories) {
+    for (Section& section : story.sections) {
       while (!section.lines.empty() && section.lines.back().empty()) {
         section.lines.pop_back();
       }
     }
   }
+  return stories;
+}
+
+inline std::vector<ScenarioText> ReadScenarios(const std::string& directory) {
+  std::vector<ScenarioText> scenarios;
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+    if (entry.path().extension() == ".txt") {
+      std::ifstream stream(entry.path());
+      const std::string path = entry.path().generic_string();
+      const auto stories =
+          ReadStories(stream, entry.path().stem().string(), path.substr(path.find("tests/scenarios/")));
+      scenarios.insert(scenarios.end(), stories.begin(), stories.end());
+    }
+  }
   return scenarios;
 }
 
-// Parted at blanks, but for those between quotes.
+// Split at spaces, except for those between quotes.
 inline Lines Words(const std::string& text) {
   Lines words;
   bool inWord = false;

@@ -20,7 +20,9 @@ TemporaryDirectory::TemporaryDirectory() {
 
 TemporaryDirectory::~TemporaryDirectory() {
   std::error_code ignored;
-  fs::remove_all(path_, ignored);
+  if (!kept_) {
+    fs::remove_all(path_, ignored);
+  }
 }
 
 std::string TemporaryDirectory::File(const std::string& name) const {

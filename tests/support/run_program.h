@@ -39,11 +39,14 @@ class TemporaryDirectory {
   TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
   ~TemporaryDirectory();
   [[nodiscard]] const std::string& Path() const { return path_; }
+  // From now on it stays when this object ends.
+  void Keep() { kept_ = true; }
   // The path of a name below it, with the system's separator between.
   [[nodiscard]] std::string File(const std::string& name) const;
 
  private:
   std::string path_;
+  bool kept_ = false;
 };
 
 // The bytes of a file; empty if it cannot be read.

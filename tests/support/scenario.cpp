@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iostream>
 #include <regex>
 #include <sstream>
 
@@ -95,6 +96,14 @@ Scenario::Scenario() {
                 "XFR=xfr",
                 "XFR_COM_INTERFACE=xfr_com_interface",
                 "KORVO_RAW_UTIL=raw"};
+}
+
+Scenario::~Scenario() {
+  const char* kept = std::getenv("KEEP_FAILED");
+  if (kept != nullptr && std::string(kept) == "1" && testing::Test::HasFailure()) {
+    directory_.Keep();
+    std::cout << "The directory of this run is kept: " << Directory() << "\n";
+  }
 }
 
 std::string Scenario::ToolsFolder() {

@@ -29,6 +29,11 @@ class Scenario {
  public:
   // Makes the directories `home\saptrace`, `oracle\Database`, `sapbackup`, `saparch`, `data` and `out`.
   Scenario();
+  Scenario(const Scenario&) = delete;
+  Scenario& operator=(const Scenario&) = delete;
+  // Removes them, unless the test has failed and the environment has KEEP_FAILED=1: then it says where they
+  // are.
+  ~Scenario();
 
   // The path of this system for a name below the scenario's directory.
   [[nodiscard]] std::filesystem::path Path(const std::string& name) const;
