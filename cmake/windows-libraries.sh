@@ -11,7 +11,7 @@ packages=(sqlite3 libzstd xxhash)
 keyring=/usr/share/keyrings/debian-archive-keyring.gpg
 
 for program in apt-get dpkg-source tclsh make cc $target-gcc-posix; do
-  command -v $program >/dev/null && continue
+  command -v "$program" >/dev/null && continue
   echo "$program is missing: apt-get install --no-install-recommends dpkg-dev tcl make gcc g++-mingw-w64-x86-64-posix"
   exit 1
 done
@@ -34,6 +34,7 @@ write_source_list() {
   local release
   # shellcheck source=/dev/null
   release=$(. /etc/os-release && echo "$VERSION_CODENAME")
+  # shellcheck disable=SC2016  # apt-get fills these in
   apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' | sort -u |
     awk -v release="$release" -v keyring="$keyring" '
       $3 == "main" && ($2 == release || $2 == release "-updates" || $2 == release "-security") {
@@ -70,6 +71,7 @@ compile() {
   done
   shift
   mkdir -p "$objects"
+  # shellcheck disable=SC2016  # for the shell that xargs starts
   printf '%s\n' "$@" | xargs -P "$(nproc)" -I{} sh -c \
     'objects=$1 source=$2; shift 2; "$@" -c "$source" -o "$objects/$(basename "$source" .c).o"' \
     _ "$objects" {} $target-gcc-posix -O2 "${flags[@]}"

@@ -9,18 +9,28 @@ bin=$root/build/linux/bin
 home=$root/build/demo
 started=$SECONDS
 failures=0
+# A directory that is saved whole. Its name has a space, as names on a real machine do.
+tree="whole tree"
 
 # ---- What it prints ---------------------------------------------------------------------------------------
 
 title() { printf '\n== %s\n' "$*"; }
 say() { printf '   %s\n' "$*"; }
 
+# After five failures, hundreds more would say nothing new.
 fail() {
   failures=$((failures + 1))
   say "WRONG: $*"
+  [ "$failures" -lt 5 ] || end_demo "it stopped at the fifth thing that went wrong"
 }
 
-# show FILE MARK COUNT: the first lines of a file behind a mark, and how many more there are.
+# end_demo WHY
+end_demo() {
+  printf '\nDEMO FAILED: %s, %d seconds\n' "$1" $((SECONDS - started))
+  exit 1
+}
+
+# show FILE MARK COUNT: the first lines of a file, each after the mark, and how many more there are.
 show() {
   local lines
   lines=$(wc -l <"$1")
@@ -30,11 +40,13 @@ show() {
   fi
 }
 
-mebibytes() { du -sk --apparent-size "$1" | awk '{ printf "%.0f MiB", $1 / 1024 }'; }
+mebibytes() {
+  { du -sk --apparent-size "$1" 2>/dev/null || true; } | awk '{ size = $1 } END { printf "%.0f MiB", size / 1024 }'
+}
 
 # ---- Running the program ----------------------------------------------------------------------------------
 
-# backint_run FUNCTION NAME [TYPE]: runs the program with NAME.in and NAME.out, which lie in the directory SAPBACKUP.
+# backint_run FUNCTION NAME [TYPE]: runs the program with NAME.in and NAME.out, which are in the directory SAPBACKUP.
 backint_run() {
   local command=(backint -u dem -f "$1" -t "${3:-file}" -p initDEM.utl -i "$2.in" -o "$2.out")
   local start=$EPOCHREALTIME status=0
@@ -60,11 +72,10 @@ expect() {
   fi
 }
 
-# Plays BRBACKUP's side of an online job: twice, before and after the mover, it hears the names of the files, here
-# for a database that has nothing to switch, and answers.
+# Plays BRBACKUP's side of an online job: twice, before and after the mover, it gets the names of the files and
+# answers. This database has nothing to switch.
 answer_switches() {
-  local exchange
-  for exchange in 1 2; do
+  for _ in 1 2; do
     until [ -e sapbackup/.switch.sem ]; do sleep 0.1; done
     cat sapbackup/.switch.lis >>heard.txt
     echo "#SUCCESS" >sapbackup/.switch.log
@@ -73,7 +84,7 @@ answer_switches() {
   done
 }
 
-# Names with blanks are asked for with %20 for each blank.
+# Restores and queries write %20 for each space of a name.
 asked_for() { sed 's/ /%20/g'; }
 
 # ---- Real files -------------------------------------------------------------------------------------------
@@ -95,15 +106,15 @@ prepare_files() {
   take libraries 200 2 /usr/lib/*-linux-gnu /usr/lib/gcc/*-linux-gnu
   take documentation 10 2 /usr/share/doc
   find "$home/data" -type f | sort >data.list
-  cp -a /etc/alternatives tree
-  cp -a "$home/data/documentation" tree/documents
-  mkdir -m 750 tree/empty
+  cp -a /etc/alternatives "$tree"
+  cp -a "$home/data/documentation" "$tree/documents"
+  mkdir -m 750 "$tree/empty"
   mkdir saparch
   head -n 20 documentation.list | while read -r original; do
     number=$((number + 1))
     cp "$original" "saparch/DEM_$number.log"
   done
-  cp -a tree tree.copy
+  cp -a "$tree" tree.copy
   cp -a saparch saparch.copy
   changed=$(grep -m 1 -F "$home/data/documentation/" data.list)
 }
@@ -132,8 +143,10 @@ TEXT
     printf 'export ORACLE_SID=DEM BI_CALLER=BRBACKUP BI_BACKUP=FULL BI_REQUEST=NEW\n'
     printf 'export %s=%q\n' ORACLE_HOME "$home/oracle" SAPDATA_HOME "$home/sapdata" SAPBACKUP "$home/sapbackup" \
       SAPARCH "$home/saparch" KORVO_CONFIG "$home/korvo.ini"
+    # shellcheck disable=SC2016  # for the shell that reads it
     printf 'export PATH=%q:"$PATH"\n' "$bin"
   } >environment.sh
+  # shellcheck source=/dev/null
   . ./environment.sh
 }
 
@@ -157,11 +170,11 @@ back_up() {
 back_up_others() {
   local peer
   title "3. Back up a directory with everything in it: files, links, an empty directory"
-  echo "$home/tree" >sapbackup/tree.in
+  echo "$home/$tree" >sapbackup/tree.in
   backint_run backup tree
   expect tree SAVED 1
 
-  title "4. Back up $(ls saparch | wc -l) archive logs in one run"
+  title "4. Back up $(find saparch -name '*.log' | wc -l) archive logs in one run"
   find "$home/saparch" -name '*.log' | sort >sapbackup/logs.in
   backint_run backup logs
   expect logs SAVED "$(wc -l <sapbackup/logs.in)"
@@ -207,8 +220,8 @@ ask() {
 lose() {
   title "7. Lose the files"
   rm -r data
-  rm -r tree saparch/*.log
-  say "deleted: $home/data, $home/tree and the archive logs"
+  rm -r "$tree" saparch/*.log
+  say "deleted: $home/data, $home/$tree and the archive logs"
 }
 
 bring_back() {
@@ -232,7 +245,7 @@ bring_back() {
 
 bring_back_others() {
   title "11. Bring the directory and the archive logs back"
-  sed 's/^/#NULL /' sapbackup/tree.in sapbackup/logs.in >sapbackup/others.in
+  cat sapbackup/tree.in sapbackup/logs.in | asked_for | sed 's/^/#NULL /' >sapbackup/others.in
   backint_run restore others
   expect others RESTORED "$(wc -l <sapbackup/others.in)"
 }
@@ -263,9 +276,9 @@ compare() {
     done <"$kind.list"
   done
   while read -r original; do
-    same "tree.copy/$original" "tree/$original"
+    same "tree.copy/$original" "$tree/$original"
   done < <(cd tree.copy && find . -type f)
-  cmp -s <(inventory tree.copy) <(inventory tree) || fail "the directory is not as it was"
+  cmp -s <(inventory tree.copy) <(inventory "$tree") || fail "the directory is not as it was"
   while read -r original; do
     same "saparch.copy/$(basename "$original")" "$original"
   done <sapbackup/logs.in
@@ -288,7 +301,7 @@ title "Copies of real files, and a repository of their own, in build/demo"
 prepare_files
 prepare_configuration
 say "$(mebibytes data/programs) of programs, $(mebibytes data/libraries) of libraries, $(mebibytes data/documentation) of documentation"
-say "The commands below run in build/demo. Their in-files (<) and out-files (>) lie in build/demo/sapbackup."
+say "The commands below run in build/demo. Their in-files (<) and out-files (>) are in build/demo/sapbackup."
 back_up
 back_up_others
 ask
@@ -298,9 +311,7 @@ bring_back_others
 compare
 tell_where
 if [ "$failures" != 0 ]; then
-  printf '\nDEMO FAILED: %d things went wrong, %d files compared, %d seconds\n' \
-    "$failures" "$compared" $((SECONDS - started))
-  exit 1
+  end_demo "$failures things went wrong, $compared files compared"
 fi
 printf '\nDEMO PASSED: %d files compared, every byte is as it was, %d seconds\n' \
   "$compared" $((SECONDS - started))

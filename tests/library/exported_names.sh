@@ -7,6 +7,7 @@ wanted=$(LC_ALL=C sort "$1")
 # Names from a library of the system have that library's version; ours have none, but for two. What the header makes of
 # those two is exported as well.
 echo "Linux:"
+# shellcheck disable=SC2001  # one name becomes two lines
 diff <(sed 's/^wcsl...$/cm_&\n&@@BACKINT_1/' <<<"$wanted" | LC_ALL=C sort) \
   <(nm -D --defined-only "$2/bin/backint" | awk '{ print $3 }' | grep -vE '@(GLIBC|GLIBCXX|CXXABI)_|^BACKINT_1$' | LC_ALL=C sort)
 

@@ -1,13 +1,14 @@
-# For the tests of the packages: what is done with an installed one.
+# shellcheck shell=bash
+# For the tests of the packages: what is done with an installed one. They set `here`, their own directory.
 
 # round_trip FOLDER NAME EXAMPLES CONFIGURATION: saves files with installed programs, loses them and brings them back.
-# The database lies in FOLDER, which the programs know as NAME, its separator at the end. EXAMPLES are the package's
+# The database is in FOLDER, which the programs know as NAME, with its separator at the end. EXAMPLES are the package's
 # example files, to be filled in; CONFIGURATION is the backup server's, here. run_backint ARGUMENT... is the caller's
 # and runs the program with the environment `variables`.
 round_trip() {
   local folder=$1 name=$2 examples=$3 configuration=$4 separator=${2: -1} escaped=${2//\\/\\\\} item function
   mkdir -p "$folder"/{oracle/Database,sapdata/saptrace,sapbackup,saparch,data/tree/empty}
-  cd "$folder"
+  cd "$folder" || return
   head -c 3000000 /dev/urandom >data/a.dbf
   seq 50000 >"data/a blank.dbf"
   touch data/empty.dbf
@@ -15,6 +16,7 @@ round_trip() {
   cp -r data kept
   cp "$examples/initDEM.utl" oracle/Database
   sed "s|^repository=.*|repository=${escaped}repository|" "$examples/korvo.ini" >"$configuration"
+  # shellcheck disable=SC2034  # for run_backint
   variables=(ORACLE_SID=DEM BI_CALLER=BRBACKUP BI_BACKUP=FULL BI_REQUEST=NEW "ORACLE_HOME=${name}oracle"
     "SAPDATA_HOME=${name}sapdata" "SAPBACKUP=${name}sapbackup" "SAPARCH=${name}saparch")
 
@@ -39,6 +41,7 @@ use_library() {
   local prefix=$1 examples=$2 compiler=$3 runner=$4 place program options
   shift 4
   place=$(mktemp -d)
+  # shellcheck disable=SC2154  # set by the test that reads this file
   cmake -S "$here/../consumer" -B "$place" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" "$@"
   cmake --build "$place"
   for program in "$place"/consumer_c*; do

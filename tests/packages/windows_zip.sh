@@ -23,6 +23,7 @@ mkdir -p "$home"
 run_backint() { env "${variables[@]}" "$wine" "$home/bin/backint.exe" "$@"; }
 # Without lines for the tools, the registry tells where they are.
 sed -i '/^XFR\|^KORVO_RAW/d' "$home/examples/initDEM.utl"
+# shellcheck disable=SC1003  # a backslash at the end of a path
 round_trip "$drive/database" 'C:\database\' "$home/examples" "$home/bin/korvo.ini"
 
 use_library "$home" "$home/examples" x86_64-w64-mingw32-gcc-posix "$wine" -DCMAKE_TOOLCHAIN_FILE="$here/../../cmake/mingw-w64.cmake" \
