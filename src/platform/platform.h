@@ -116,9 +116,10 @@ bool RemoveFile(const std::string& path);
 class TextFile {
  public:
   enum class Mode {
-    kRead,    // must exist; what is no regular file, pipe or terminal cannot be opened
-    kAppend,  // made if missing
-    kCreate,  // made, or emptied
+    kRead,       // must exist; what is no regular file, pipe or terminal cannot be opened
+    kAppend,     // made if missing
+    kCreate,     // made, or emptied
+    kCreateNew,  // made; a name that is there, if only as a link to nowhere, cannot be opened
   };
   enum class LineEnd { kSystem, kLineFeed, kCarriageReturnLineFeed };
 

@@ -26,14 +26,18 @@ void ReportRefusedItem(const std::string& item) {
   static_cast<void>(WriteBackupResult(item, ItemStatus::kFailed));
 }
 
+void ReportRefusedItems(const ItemList& items) {
+  for (const std::string& item : items) {
+    ReportRefusedItem(item);
+  }
+}
+
 // The one job of a run in which every item is a log file: the mover reads the input file itself.
 RunResult RunLogJob(const InputFile& input) {
   TRACE(3, "INFO: ....Log Files Backup .....");
   SpooledInput spool;
   if (!input.rereadable && !spool.Write(input.lines)) {
-    for (const std::string& item : input.lines) {
-      ReportRefusedItem(item);
-    }
+    ReportRefusedItems(input.lines);
     return RunResult::kFailure;
   }
   const RunResult result = BackupJob({input.lines, input.rereadable ? input.path : spool.Path(), ""});
@@ -167,6 +171,9 @@ RunResult RunJobs(const InputFile& input) {
 RunResult ProcessBackupList(const InputFile& input) {
   if (OpenSession() == RunResult::kFailure) {
     TRACE(1, "ERROR: xfr_com_interface backup call [OPEN_SESSION] returned error.");
+    if (RunIsInterrupted()) {
+      ReportRefusedItems(input.lines);
+    }
     return RunResult::kFailure;
   }
   TraceInputList(input.lines);
@@ -178,7 +185,7 @@ RunResult ProcessBackupList(const InputFile& input) {
     TRACE(1, "ERROR: xfr_com_interface backup call [CLOSE_SESSION] returned error.");
     return RunResult::kFailure;
   }
-  return result;
+  return RunIsInterrupted() ? RunResult::kFailure : result;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "backint/backup/backup_online.h"
 
 #include "backint/backup/execute_xfr.h"
+#include "backint/base/interrupt.h"
 #include "backint/base/trace.h"
 #include "backint/caller/item_entries.h"
 #include "backint/caller/result_line.h"
@@ -65,7 +66,7 @@ RunResult HandleSwitchFiles(const JobItems& items, SwitchTag tag) {
 }
 
 RunResult BackupOnline(const JobItems& items) {
-  if (HandleSwitchFiles(items, SwitchTag::kBegin) == RunResult::kFailure) {
+  if (RunIsInterrupted() || HandleSwitchFiles(items, SwitchTag::kBegin) == RunResult::kFailure) {
     // The mover was not started: its items are the job's own.
     TRACE(1, "ERROR: Handling switch files (#BEGIN) failes.");
     return Fail(ReadItemsAloud(items).names, items.directory);

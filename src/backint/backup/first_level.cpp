@@ -4,23 +4,23 @@
 
 #include "backint/base/path.h"
 #include "backint/base/trace.h"
-#include "backint/caller/input_list.h"
 #include "backint/server/dir_marker.h"
+#include "platform/platform.h"
 
 namespace {
 
 constexpr const char* kTraceSource = "backint_back";
 
-// Whether the name of an entry can be told to nobody, so that the directory is not saved at all.
-bool RefusesEntry(const std::string& entry) {
-  if (entry.find('\n') != std::string::npos) {
-    std::string shown = entry;
+// Whether an entry's own name can be told to nobody, so that the directory is not saved at all.
+bool RefusesEntry(const std::string& name, const std::string& path) {
+  if (name.find('\n') != std::string::npos) {
+    std::string shown = path;
     std::replace(shown.begin(), shown.end(), '\n', '?');
     TRACE(1, "ERROR: a name with a line break cannot be backed up: %s.", shown.c_str());
     return true;
   }
-  if (IsUnsavableName(entry)) {
-    TRACE(1, "ERROR: a name with a backslash cannot be backed up: %s.", entry.c_str());
+  if (name.find('\\') != std::string::npos) {
+    TRACE(1, "ERROR: a name with a backslash cannot be backed up: %s.", path.c_str());
     return true;
   }
   return false;
@@ -30,15 +30,18 @@ bool RefusesEntry(const std::string& entry) {
 
 ItemList FirstLevel::Expand(const std::string& directory) {
   TRACE(3, "INFO: .... Backup directory [%s] first level ....", directory.c_str());
-  const ItemList entries = ListFirstLevel(directory);
-  if (entries.Empty()) {
+  const ItemList names = ListFirstLevel(directory);
+  if (names.Empty()) {
     TRACE(1, "ERROR: Directory is empty.");
   }
-  if (std::any_of(entries.begin(), entries.end(), RefusesEntry)) {
+  const std::string front = WithSeparator(directory, platform::SeparatorOf(directory));
+  if (std::any_of(names.begin(), names.end(),
+                  [&](const std::string& name) { return RefusesEntry(name, front + name); })) {
     return {};
   }
   ItemList items;
-  for (std::string entry : entries) {
+  for (const std::string& name : names) {
+    std::string entry = front + name;
     if (IsDirectory(entry) && CreateDirMarker(entry) == RunResult::kSuccess) {
       markers_.Push(entry);
     }

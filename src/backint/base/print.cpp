@@ -1,6 +1,7 @@
 #include "backint/base/print.h"
 
 #include <cstdarg>
+#include <cstdio>
 
 #include "backint/base/format.h"
 #include "platform/platform.h"
@@ -16,3 +17,5 @@ bool PrintText(std::string_view text) {
   const std::unique_ptr<platform::TextFile> output = platform::TextFile::StandardOutput();
   return output != nullptr && output->Write(text) && output->Flush();
 }
+
+void TellOnStandardError(const std::string& sentence) { std::fprintf(stderr, "%s\n", sentence.c_str()); }

@@ -1,10 +1,14 @@
-// What the caller reads on standard output before the trace exists.
+// What people read on standard output and standard error.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 // printf to standard output, handed over at once.
 __attribute__((format(printf, 1, 2))) void Print(const char* format, ...);
+
+// A sentence to standard error, on a line of its own: for the administrator, whom no caller keeps it from.
+void TellOnStandardError(const std::string& sentence);
 
 // The text as it stands. False if it could not be written.
 bool PrintText(std::string_view text);

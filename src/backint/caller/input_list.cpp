@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "backint/base/path.h"
+#include "backint/base/print.h"
 #include "backint/base/text.h"
 #include "backint/base/trace.h"
 #include "platform/platform.h"
@@ -72,6 +73,12 @@ void TraceInputList(const ItemList& lines) {
   for (const std::string& line : lines) {
     TRACE(3, "INFO: Input File List Item: [%s].", line.c_str());
   }
+}
+
+void TellExtraWords(const std::string& line, const char* source) {
+  const std::string warning = "WARNING: extra words in input line are ignored: " + line + ".";
+  TRACE_AS(source, 2, "%s", warning.c_str());
+  TellOnStandardError(warning);
 }
 
 bool IsLogFileList(const ItemList& items) {

@@ -13,6 +13,9 @@
 // Traces every line of the input.
 void TraceInputList(const ItemList& lines);
 
+// Warns, as the module `source` and on standard error, of words in a line that nobody reads.
+void TellExtraWords(const std::string& line, const char* source);
+
 // Whether every item is a log file of the calling tools, which is also true of no item at all. The items of
 // such a list are traced.
 [[nodiscard]] bool IsLogFileList(const ItemList& items);

@@ -124,6 +124,31 @@ bool CopyLogLine(std::string line, LogCopy& copy) {
   return good;
 }
 
+// Whether the semaphore is removed in the time that an interrupt leaves.
+bool IsAnsweredSoon(const std::string& semaphore) {
+  constexpr std::uint64_t kInterruptedMilliseconds = 10000;
+  constexpr std::uint32_t kPollMilliseconds = 50;
+  const std::uint64_t start = platform::SteadyMilliseconds();
+  while (FileExists(semaphore)) {
+    if (platform::SteadyMilliseconds() - start >= kInterruptedMilliseconds) {
+      return false;
+    }
+    platform::SleepMilliseconds(kPollMilliseconds);
+  }
+  return true;
+}
+
+// The files of an exchange that nobody answered keep every later run from beginning one.
+void TellLeftFiles() {
+  const std::string sentence =
+      "ERROR: BRBACKUP has not answered. Before the next online backup, once no backup runs, delete " +
+      SwitchFile("lis") + ", " + SwitchFile("sem") + " and " + SwitchFile("log") + ".";
+  if (RunIsInterrupted()) {
+    TRACE(1, "%s", sentence.c_str());
+  }
+  TellOnStandardError(sentence);
+}
+
 }  // namespace
 
 const char* TagText(SwitchTag tag) { return tag == SwitchTag::kBegin ? "#BEGIN" : "#END"; }
@@ -139,17 +164,20 @@ RunResult CreateSwitchFiles(const JobItems& items, SwitchTag tag) {
 RunResult WaitForSwitchSemaphore() {
   TRACE(3, "INFO: Waiting for Switch Semaphore file to be deleted.");
   const std::string path = SwitchFile("sem");
-  for (int seconds = 0; seconds < kLimitSeconds; seconds += kCheckSeconds) {
+  for (int seconds = 0; seconds < kLimitSeconds && !RunIsInterrupted(); seconds += kCheckSeconds) {
     if (!FileExists(path)) {
       TRACE(3, "INFO: Switch Semaphore file get deleted.");
       return RunResult::kSuccess;
     }
-    if (RunIsInterrupted()) {
-      return RunResult::kFailure;
-    }
     platform::SleepMilliseconds(kCheckSeconds * 1000);
   }
-  TRACE(1, "ERROR: Semaphore file waiting time expired.");
+  if (!RunIsInterrupted()) {
+    TRACE(1, "ERROR: Semaphore file waiting time expired.");
+  } else if (IsAnsweredSoon(path)) {
+    TRACE(3, "INFO: Switch Semaphore file get deleted.");
+    return RunResult::kSuccess;
+  }
+  TellLeftFiles();
   return RunResult::kFailure;
 }
 

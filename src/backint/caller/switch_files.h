@@ -20,7 +20,8 @@ enum class SwitchTag { kBegin, kEnd };
 // its last byte; a torn list is removed.
 RunResult CreateSwitchFiles(const JobItems& items, SwitchTag tag);
 
-// Waits until BRBACKUP has removed the semaphore; a failure after 1,800 seconds.
+// Waits until BRBACKUP has removed the semaphore. A failure after 1,800 seconds, or ten seconds after an
+// interrupt; the files then stay, and standard error names them.
 RunResult WaitForSwitchSemaphore();
 
 // Copies the lines of `.switch.log` to the output, those about success excepted. A failure if one of them

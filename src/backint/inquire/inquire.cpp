@@ -36,9 +36,13 @@ RunResult InquireList(const ItemList& lines) {
   platform::EndOnInterrupt(false);
   for (const std::string& line : lines) {
     std::vector<std::string> tokens = SplitTokens(line);
+    const bool extraWords = tokens.size() > 2;
     tokens.resize(2);
     TRACE(3, "INFO: Input BackupId Item: %s.", tokens[0].c_str());
     TRACE(3, "INFO: Input File Item: %s.", tokens[1].c_str());
+    if (extraWords) {
+      TellExtraWords(line, kTraceSource);
+    }
     FoldResult(result, InquireItem({tokens[0], tokens[1]}));
   }
   return result;

@@ -56,6 +56,7 @@ std::optional<RestoreRecord> SplitLine(const std::string& line) {
   for (std::string& token : tokens) {
     TrimBlanks(token);
   }
+  const bool extraWords = tokens.size() > 3;
   tokens.resize(3);
   RestoreRecord record{tokens[0], tokens[2], tokens[1]};
   if (record.backupId.empty() || record.file.empty()) {
@@ -66,6 +67,9 @@ std::optional<RestoreRecord> SplitLine(const std::string& line) {
   TRACE(3, "INFO: Input File Item: %s.", record.file.c_str());
   if (!record.destination.empty()) {
     TRACE(3, "INFO: Destination directory Item: %s.", record.destination.c_str());
+  }
+  if (extraWords) {
+    TellExtraWords(line, kTraceSource);
   }
   return record;
 }
@@ -89,9 +93,16 @@ std::optional<RestoreRecord> ReadRecord(const std::string& line, RunResult& resu
     ReportFailed(record->file, result);
     return std::nullopt;
   }
-  if (record->backupId == kNoBackupId) {
-    record->backupId = FindLastBackup(record->file).value_or(kNoBackup);
+  if (record->backupId != kNoBackupId) {
+    return record;
   }
+  const std::optional<std::string> found = FindLastBackup(record->file);
+  // A question that was broken off says nothing about backups.
+  if (!found && RunIsInterrupted()) {
+    ReportFailed(record->file, result);
+    return std::nullopt;
+  }
+  record->backupId = found.value_or(kNoBackup);
   return record;
 }
 
@@ -175,7 +186,7 @@ RunResult Restore() {
   }
   if (OpenSession() == RunResult::kFailure) {
     TRACE(1, "ERROR: xfr_com_interface restore call [OPEN_SESSION] returned error.");
-    return RunResult::kFailure;
+    return RunIsInterrupted() ? RestoreList(input->lines) : RunResult::kFailure;
   }
   TraceInputList(input->lines);
   RunResult result = RestoreList(input->lines);
@@ -187,5 +198,5 @@ RunResult Restore() {
     TRACE(1, "ERROR: xfr_com_interface restore call [CLOSE_SESSION] returned error.");
     return RunResult::kFailure;
   }
-  return result;
+  return RunIsInterrupted() ? RunResult::kFailure : result;
 }

@@ -167,7 +167,7 @@ RunResult RestoreJob(const std::string& backupId, const ItemList& files, const s
   NameSaveset(backupId);
   if (OpenJob() == RunResult::kFailure) {
     TRACE(1, "ERROR: xfr_com_interface restore call [OPEN_JOB] returned error.");
-    return ReportAll(files, ItemStatus::kNotHeld);
+    return ReportAll(files, RunIsInterrupted() ? ItemStatus::kFailed : ItemStatus::kNotHeld);
   }
   const RestoredFiles restored = RestoreFiles(files, destination);
   RunResult result = restored.result;

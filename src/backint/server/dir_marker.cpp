@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "backint/base/marker_name.h"
@@ -22,7 +23,8 @@ RunResult WriteDirMarker(const std::string& path) {
     TRACE(3, "INFO: File already exists: [%s].", path.c_str());
     return RunResult::kSuccess;
   }
-  const auto file = platform::TextFile::Open(path, platform::TextFile::Mode::kCreate);
+  // Nothing that stands there unseen, such as a link to nowhere, is followed.
+  const auto file = platform::TextFile::Open(path, platform::TextFile::Mode::kCreateNew);
   if (file == nullptr || !file->Write(kMarkerName) || !file->Close()) {
     TRACE(1, "ERROR: Could not create directory definition file.");
     if (file != nullptr) {
@@ -43,8 +45,8 @@ ItemList ListFirstLevel(const std::string& directory) {
     return entries;
   }
   std::sort(names.begin(), names.end());
-  for (const std::string& name : names) {
-    entries.Push(WithOwnSeparator(directory) + name);
+  for (std::string& name : names) {
+    entries.Push(std::move(name));
   }
   return entries;
 }

@@ -7,8 +7,8 @@
 #include "backint/base/item_list.h"
 #include "backint/base/run_records.h"
 
-// The entries of a directory, files and directories alike, as paths below it, sorted by name. Empty if the
-// directory cannot be read to its end: part of a directory is not taken for all of it.
+// The names in a directory, of files and directories alike, sorted. Empty if the directory cannot be read to
+// its end: part of a directory is not taken for all of it.
 [[nodiscard]] ItemList ListFirstLevel(const std::string& directory);
 
 // Makes `path`, a directory, the path of its marker file, and writes that file unless it is there. A failure,

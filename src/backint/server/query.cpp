@@ -1,5 +1,6 @@
 #include "backint/server/query.h"
 
+#include "backint/base/interrupt.h"
 #include "backint/base/text.h"
 #include "backint/base/trace.h"
 #include "backint/caller/result_line.h"
@@ -60,6 +61,10 @@ class Query {
       case ReplyEnd::kComplete:
         break;
     }
+    if (!answered_ && RunIsInterrupted()) {
+      Report(InquireStatus::kError);  // a question that was broken off says nothing about backups
+      return RunResult::kFailure;
+    }
     if (mode_ == Mode::kFileInBackup) {
       Report(fileFound_ ? InquireStatus::kBackup : InquireStatus::kNotFound);
     }
@@ -96,6 +101,7 @@ class Query {
   }
 
   bool WriteBackup(const std::string& backupId, const std::string& file) {
+    answered_ = true;
     if (WriteInquireResult(backupId, file, InquireStatus::kBackup) == RunResult::kSuccess) {
       return true;
     }
@@ -112,6 +118,7 @@ class Query {
       return WriteBackup(backupId, question_.file);
     }
     *answer_ = backupId;
+    answered_ = true;
     TRACE(3, "INFO: BackupID: %s", backupId.c_str());
     return Stop(RunResult::kSuccess);
   }
@@ -131,6 +138,7 @@ class Query {
         break;
     }
     fileFound_ = fileFound_ || value == question_.file;
+    answered_ = fileFound_;
     return true;
   }
 
@@ -138,6 +146,7 @@ class Query {
   std::optional<std::string>* const answer_;
   const Mode mode_;
   bool fileFound_ = false;
+  bool answered_ = false;  // something was reported or found
   RunResult result_ = RunResult::kSuccess;
 };
 

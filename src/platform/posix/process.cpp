@@ -12,8 +12,9 @@ namespace platform {
 void PrepareProcess() {
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);
-  // A caller may have closed a standard stream. Its number must not fall to the next file that is opened.
-  for (int descriptor = open("/dev/null", O_RDWR); descriptor >= 0; descriptor = dup(descriptor)) {
+  // A caller may have closed a standard stream. Its number must not fall to the next file that is opened, and
+  // what is written to it has to fail: a result line that nobody got is lost.
+  for (int descriptor = open("/dev/null", O_RDONLY); descriptor >= 0; descriptor = dup(descriptor)) {
     if (descriptor > STDERR_FILENO) {
       close(descriptor);
       break;

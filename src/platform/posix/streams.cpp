@@ -75,6 +75,8 @@ std::FILE* OpenStream(const std::string& path, TextFile::Mode mode) {
       return OpenForReading(path);
     case TextFile::Mode::kAppend:
       return OpenForWriting(path, O_APPEND, "a");
+    case TextFile::Mode::kCreateNew:
+      return OpenForWriting(path, O_EXCL, "w");
     case TextFile::Mode::kCreate:
       break;
   }

@@ -22,6 +22,8 @@ std::FILE* OpenStream(const std::string& path, TextFile::Mode mode) {
       return std::fopen(path.c_str(), "rbN");
     case TextFile::Mode::kAppend:
       return std::fopen(path.c_str(), "abN");
+    case TextFile::Mode::kCreateNew:
+      return std::fopen(path.c_str(), "wxbN");
     case TextFile::Mode::kCreate:
       break;
   }
