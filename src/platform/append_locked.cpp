@@ -8,60 +8,79 @@ constexpr std::uint32_t kPollMilliseconds = 5;
 
 using internal::LockableFile;
 
-bool LockWithin(const LockableFile& file, std::int64_t position, std::uint64_t length,
-                std::uint64_t startOfWait) {
+LockableFile::Lock LockWithin(const LockableFile& file, std::int64_t position, std::uint64_t length,
+                              std::uint64_t startOfWait) {
   for (;;) {
     const LockableFile::Lock lock = file.TryLock(position, length);
-    if (lock != LockableFile::Lock::kHeldByAnother) {
-      return lock == LockableFile::Lock::kGranted;
-    }
-    if (SteadyMilliseconds() - startOfWait >= kLongestWaitMilliseconds ||
+    if (lock != LockableFile::Lock::kHeldByAnother ||
+        SteadyMilliseconds() - startOfWait >= kLongestWaitMilliseconds ||
         internal::MillisecondsLeft(internal::kNoTool) == 0) {
-      return false;
+      return lock;
     }
     SleepMilliseconds(kPollMilliseconds);
   }
 }
 
 // Locks the bytes behind the end of the file. The end may move until the lock is granted: a lock that is
-// not at the end keeps nobody else from writing there, so it is moved until the end has not. Gives the
-// position of the lock, or a negative number.
-std::int64_t LockBehindEnd(const LockableFile& file, std::uint64_t length) {
+// not at the end keeps nobody else from writing there, so it is moved until the end has not. `end` gets the
+// position of the lock, or that of the end where there is none.
+LockableFile::Lock LockBehindEnd(const LockableFile& file, std::uint64_t length, std::int64_t& end) {
   const std::uint64_t startOfWait = SteadyMilliseconds();
-  std::int64_t end = file.EndAtOpening();
-  while (end >= 0) {
-    if (!LockWithin(file, end, length, startOfWait)) {
-      return -1;
-    }
+  end = file.EndAtOpening();
+  for (;;) {
+    const LockableFile::Lock lock = LockWithin(file, end, length, startOfWait);
     const std::int64_t endNow = file.End();
-    if (endNow == end) {
-      return end;
+    if (lock != LockableFile::Lock::kGranted || endNow == end) {
+      end = endNow;
+      return lock;
     }
     file.Unlock(end, length);
     end = endNow;
   }
-  return -1;
+}
+
+// Nothing but what was written here is cut: under the lock others that lock wait, and who does not lock may
+// have written behind it.
+void MendTear(const LockableFile& file, LockableFile::Lock lock, std::int64_t end, std::size_t written) {
+  const std::int64_t torn = end + static_cast<std::int64_t>(written);
+  if (lock == LockableFile::Lock::kGranted && file.End() == torn) {
+    file.CutTo(end);
+  } else if (written > 0) {
+    (void)file.Append(file.End(), "\n");
+  }
 }
 
 }  // namespace
 
-bool AppendLocked(const std::string& path, std::string_view text) {
-  const LockableFile file(internal::SystemPath(path));
-  if (!file.IsOpen()) {
-    return false;
-  }
+bool internal::AppendUnderLock(const LockableFile& file, std::string_view text, std::string& why) {
   if (text.empty()) {
     return true;
   }
-  const std::int64_t end = LockBehindEnd(file, text.size());
-  if (end < 0) {
+  std::int64_t end = -1;
+  const LockableFile::Lock lock = LockBehindEnd(file, text.size(), end);
+  if (lock == LockableFile::Lock::kHeldByAnother) {
+    why = "another process has locked it";
     return false;
   }
-  if (!file.Append(end, text)) {
-    file.CutTo(end);
-    return false;
+  const std::size_t written = file.Append(end, text);
+  if (written < text.size()) {
+    why = LastErrorText();
+    MendTear(file, lock, end, written);
   }
-  return true;
+  if (lock == LockableFile::Lock::kGranted) {
+    file.Unlock(end, text.size());
+  }
+  return written == text.size();
+}
+
+bool AppendLocked(const std::string& path, std::string_view text, std::string* why) {
+  const LockableFile file(internal::SystemPath(path));
+  std::string reason = file.Why();
+  const bool appended = file.IsOpen() && internal::AppendUnderLock(file, text, reason);
+  if (!appended && why != nullptr) {
+    *why = reason;
+  }
+  return appended;
 }
 
 FileClaim::~FileClaim() { LockableFile::CloseHandle(handle_); }

@@ -48,8 +48,6 @@ std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path);
 bool WriteStream(std::FILE* stream, std::string_view text);
 // Whether the stream is a regular file, in which a position can be found again.
 bool IsRegularFile(std::FILE* stream);
-long long SizeOf(std::FILE* stream);
-void CutTo(std::FILE* stream, long long size);
 bool SystemEndsLinesInCarriageReturn();
 
 // ---- A file that is locked and appended to ---------------------------------------------------------
@@ -59,11 +57,15 @@ class LockableFile {
   // Opens a regular file for reading and writing, made if missing and readable by its owner alone; never
   // waits and never empties it.
   explicit LockableFile(const std::string& path);
+  // One that is open for appending, in which nothing waits to be written; its stream keeps it.
+  explicit LockableFile(std::FILE* stream);
   LockableFile(const LockableFile&) = delete;
   LockableFile& operator=(const LockableFile&) = delete;
   ~LockableFile();
 
   [[nodiscard]] bool IsOpen() const;
+  // Why it is not.
+  [[nodiscard]] const std::string& Why() const { return why_; }
   // Where the file ended when it was opened, and where it ends; negative if that cannot be told.
   [[nodiscard]] std::int64_t EndAtOpening() const { return endAtOpening_; }
   [[nodiscard]] std::int64_t End() const;
@@ -71,8 +73,8 @@ class LockableFile {
   enum class Lock { kGranted, kHeldByAnother, kImpossible };
   [[nodiscard]] Lock TryLock(std::int64_t position, std::uint64_t length) const;
   void Unlock(std::int64_t position, std::uint64_t length) const;
-  // Writes in one call at the file's end, which is `position`. False if not all of it was written.
-  [[nodiscard]] bool Append(std::int64_t position, std::string_view text) const;
+  // Writes in one call at the file's end, which is `position`. Gives how many bytes were written.
+  [[nodiscard]] std::size_t Append(std::int64_t position, std::string_view text) const;
   void CutTo(std::int64_t size) const;
   // Gives the handle away.
   std::intptr_t Release();
@@ -80,8 +82,18 @@ class LockableFile {
 
  private:
   std::intptr_t handle_;
+  bool owned_ = true;
   std::int64_t endAtOpening_ = -1;
+  std::string why_;
 };
+
+// Appends the text under a lock on the bytes behind the file's end. False if not all of it was written: a
+// torn piece is cut off again if nobody else has written behind it, else closed with a line end. `why` gets
+// the reason.
+bool AppendUnderLock(const LockableFile& file, std::string_view text, std::string& why);
+
+// The system's words for what made its last call fail.
+std::string LastErrorText();
 
 // From the system's own generator, which no one can foresee. False if it gives none.
 bool RandomBytes(void* bytes, std::size_t size);

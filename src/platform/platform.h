@@ -117,7 +117,7 @@ class TextFile {
  public:
   enum class Mode {
     kRead,       // must exist; what is no regular file, pipe or terminal cannot be opened
-    kAppend,     // made if missing
+    kAppend,     // made if missing; each text goes to the end of a regular file whole, as by AppendLocked
     kCreate,     // made, or emptied
     kCreateNew,  // made; a name that is there, if only as a link to nowhere, cannot be opened
   };
@@ -132,6 +132,7 @@ class TextFile {
                                                                  std::string& path);
   [[nodiscard]] static std::unique_ptr<TextFile> StandardInput();
   [[nodiscard]] static std::unique_ptr<TextFile> StandardOutput();
+  [[nodiscard]] static std::unique_ptr<TextFile> StandardError();
 
   TextFile(std::FILE* stream, bool owned, LineEnd lineEnd);
   TextFile(const TextFile&) = delete;
@@ -154,9 +155,6 @@ class TextFile {
   bool Flush();
   bool Close();
 
-  // Takes off the end of the file again what was written since the opening.
-  void CutBack();
-
  private:
   int NextCharacter();
   void HandOver();
@@ -168,7 +166,7 @@ class TextFile {
   long firstLine_ = 0;    // where a standard input began
   bool failed_ = false;
   bool readFailed_ = false;
-  long long sizeAtOpening_ = -1;
+  bool appends_ = false;  // to a regular file, which others may append to as well
 };
 
 // ---- Appending among several processes -------------------------------------------------------------
@@ -176,8 +174,8 @@ class TextFile {
 // Appends `text` unchanged to the file in one write, under a lock on the bytes behind the file's end,
 // waiting for the lock for ten seconds at most. The file is made if missing, readable by its owner
 // alone, and never emptied. False if the text was lost (no directory, read-only, no regular file, no
-// lock, full disk; a torn piece is cut off again).
-bool AppendLocked(const std::string& path, std::string_view text);
+// lock, full disk; a torn piece is cut off again); `why` gets the reason then.
+bool AppendLocked(const std::string& path, std::string_view text, std::string* why = nullptr);
 
 // A claim on a name among processes: a lock on one byte of a file that is made if missing and stays
 // empty. Held until destroyed, or until the process ends.

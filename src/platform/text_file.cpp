@@ -28,7 +28,7 @@ std::unique_ptr<TextFile> TextFile::Open(const std::string& path, Mode mode, Lin
   if (mode != Mode::kRead) {
     // The stream keeps nothing back, so that what failed to be written is not tried again behind our back.
     std::setvbuf(stream, nullptr, _IONBF, 0);
-    file->sizeAtOpening_ = internal::IsRegularFile(stream) ? internal::SizeOf(stream) : -1;
+    file->appends_ = mode == Mode::kAppend && internal::IsRegularFile(stream);
   }
   return file;
 }
@@ -40,7 +40,6 @@ std::unique_ptr<TextFile> TextFile::CreateTemporary(const std::string& directory
   }
   auto file = std::make_unique<TextFile>(stream, true, LineEnd::kSystem);
   std::setvbuf(stream, nullptr, _IONBF, 0);
-  file->sizeAtOpening_ = 0;
   return file;
 }
 
@@ -54,6 +53,10 @@ std::unique_ptr<TextFile> TextFile::StandardInput() {
 
 std::unique_ptr<TextFile> TextFile::StandardOutput() {
   return std::make_unique<TextFile>(stdout, false, LineEnd::kSystem);
+}
+
+std::unique_ptr<TextFile> TextFile::StandardError() {
+  return std::make_unique<TextFile>(stderr, false, LineEnd::kSystem);
 }
 
 int TextFile::NextCharacter() {
@@ -112,7 +115,12 @@ void TextFile::HandOver() {
     return;
   }
   const std::string text = std::exchange(pending_, {});
-  failed_ = failed_ || !internal::WriteStream(stream_, text);
+  if (failed_) {
+    return;
+  }
+  std::string why;
+  failed_ = appends_ ? !internal::AppendUnderLock(internal::LockableFile(stream_), text, why)
+                     : !internal::WriteStream(stream_, text);
 }
 
 bool TextFile::Flush() {
@@ -136,13 +144,6 @@ bool TextFile::Close() {
   }
   stream_ = nullptr;
   return !failed_;
-}
-
-void TextFile::CutBack() {
-  pending_.clear();
-  if (stream_ != nullptr && sizeAtOpening_ >= 0) {
-    internal::CutTo(stream_, sizeAtOpening_);
-  }
 }
 
 }  // namespace platform

@@ -93,12 +93,12 @@ TEST_F(AppendingWhileLocked, FollowsAnEndThatMoved) {
   g_atSleep = [&] {
     ++sleeps;
     if (sleeps == 1) {
-      EXPECT_TRUE(first.Append(0, "first\n"));
+      EXPECT_EQ(first.Append(0, "first\n"), 6U);
       first.Unlock(0, 100);
       EXPECT_EQ(second.TryLock(6, 100), LockableFile::Lock::kGranted);
     }
     if (sleeps == 2) {
-      EXPECT_TRUE(second.Append(6, "second\n"));
+      EXPECT_EQ(second.Append(6, "second\n"), 7U);
       second.Unlock(6, 100);
     }
   };
@@ -109,7 +109,9 @@ TEST_F(AppendingWhileLocked, FollowsAnEndThatMoved) {
 
 TEST(Appending, WhereNothingCanBeWritten) {
   const TemporaryDirectory directory;
-  EXPECT_FALSE(AppendLocked(directory.Path(), "x"));
+  std::string why;
+  EXPECT_FALSE(AppendLocked(directory.Path(), "x", &why));
+  EXPECT_FALSE(why.empty());
   EXPECT_FALSE(AppendLocked(directory.File("missing/file"), "x"));
   EXPECT_FALSE(AppendLocked("", "x"));
 }

@@ -106,15 +106,16 @@ TEST(TextFiles, ModesAndLineEnds) {
   EXPECT_EQ(ReadWholeFile(path), unixLike ? "d\n" : "d\r\n");
 }
 
-TEST(TextFiles, WhatWasWrittenCanBeTakenBack) {
+// Both have it open, and neither knows where the other's text ends.
+TEST(TextFiles, TwoAppendToOneFile) {
   const TemporaryDirectory directory;
   const std::string path = directory.File("text");
-  WriteWholeFile(path, "before\n");
-  const auto file = TextFile::Open(path, TextFile::Mode::kAppend, TextFile::LineEnd::kLineFeed);
-  EXPECT_TRUE(file->Write("handed over\n") && file->Flush() && file->Write("still held\n"));
-  file->CutBack();
-  EXPECT_TRUE(file->Write("kept\n") && file->Close());
-  EXPECT_EQ(ReadWholeFile(path), "before\nkept\n");
+  const auto one = TextFile::Open(path, TextFile::Mode::kAppend, TextFile::LineEnd::kLineFeed);
+  const auto two = TextFile::Open(path, TextFile::Mode::kAppend, TextFile::LineEnd::kLineFeed);
+  EXPECT_TRUE(one->Write("a\n") && one->Flush());
+  EXPECT_TRUE(two->Write("b\n") && two->Flush());
+  EXPECT_TRUE(one->Write("c\n") && one->Close() && two->Close());
+  EXPECT_EQ(ReadWholeFile(path), "a\nb\nc\n");
 }
 
 TEST(TextFiles, TemporaryOnesHaveNamesOfTheirOwn) {
@@ -135,6 +136,14 @@ TEST(TextFiles, StandardInputThatIsAPipeIsReadOnce) {
   const std::string child = support::BuiltProgram("platform_child");
   const support::ProgramRun run = support::RunProgram(child, {"read-input"}, {}, ".", "a\r\nb\x1A\nc");
   EXPECT_EQ(run.out, "a\nb\x1A\nc--\n");
+  EXPECT_EQ(run.exitStatus, 0);
+}
+
+TEST(TextFiles, StandardErrorHasTheSystemsLineEnds) {
+  const support::ProgramRun run =
+      support::RunProgram(support::BuiltProgram("platform_child"), {"complain"}, {}, ".");
+  const bool unixLike = std::filesystem::path::preferred_separator == '/';
+  EXPECT_EQ(run.err, unixLike ? "a\nb\n" : "a\r\nb\r\n");
   EXPECT_EQ(run.exitStatus, 0);
 }
 

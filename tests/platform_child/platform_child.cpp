@@ -114,6 +114,8 @@ int ReadInput(const Arguments&) {
   return 0;
 }
 
+int Complain(const Arguments&) { return platform::TextFile::StandardError()->Write("a\nb\n") ? 0 : 1; }
+
 // Reports as a data mover whose server's name is a file with the lines to print.
 int Report(const Arguments& arguments) {
   std::cerr << std::ifstream(arguments[3], std::ios::binary).rdbuf();
@@ -134,6 +136,7 @@ int main(int argc, char** argv) {
                                                                   {"leave-behind", LeaveBehind},
                                                                   {"start", StartTool},
                                                                   {"read-input", ReadInput},
+                                                                  {"complain", Complain},
                                                                   {"-b", Report}};
   const auto task = tasks.find(argc > 1 ? argv[1] : "");
   return task == tasks.end() ? 2 : task->second(Arguments(argv + 2, argv + argc));

@@ -4,15 +4,33 @@
 
 #include "backint/base/path.h"
 #include "backint/base/run_records.h"
+#include "platform/data_file.h"
+#include "platform/platform.h"
+
+namespace {
+
+bool IsThere(const std::string& path) { return platform::LookUp(path).kind == platform::PathKind::kFile; }
+
+}  // namespace
 
 OwnList::OwnList(Name name) {
   const std::string directory = WithSeparator(Params().szSapDataHome) + "saptrace\\";
   const std::string lock = directory + "backint.lock";
+  const std::string path = directory + (name == Name::kFileList ? "filelist" : "newinput");
+  const std::string ownPath = path + "_" + std::to_string(platform::ProcessId());
   claim_ = platform::FileClaim::TryClaim(lock, static_cast<std::uint32_t>(name));
   // Where the lock file itself cannot be made, neither can the list, and the messages name it plainly.
-  const bool taken = claim_ == nullptr && FileExists(lock);
-  path_ = directory + (name == Name::kFileList ? "filelist" : "newinput") +
-          (taken ? "_" + std::to_string(platform::ProcessId()) : "") + ".txt";
+  const bool claimed = claim_ != nullptr || !FileExists(lock);
+  path_ = path + ".txt";
+  if (claimed && IsThere(path_)) {
+    platform::RemoveFile(path_);  // a killed run's
+  }
+  if (!claimed || IsThere(path_)) {
+    path_ = ownPath + ".txt";
+  }
+  if (IsThere(path_)) {
+    path_ = ownPath + "_" + platform::RandomName() + ".txt";
+  }
 }
 
 OwnList::~OwnList() {

@@ -13,8 +13,8 @@
 class OwnList {
  public:
   enum class Name : std::uint32_t { kFileList, kNewInput };
-  // Claims `filelist.txt` or `newinput.txt` under `saptrace`. If another run holds the name, this run's list
-  // has its process number in its name.
+  // Claims `filelist.txt` or `newinput.txt` under `saptrace`. If another run holds the name, or has left a
+  // list there that is another account's, this run's list has its process number in its name.
   explicit OwnList(Name name);
   OwnList(const OwnList&) = delete;
   OwnList& operator=(const OwnList&) = delete;

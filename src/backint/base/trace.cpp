@@ -80,7 +80,7 @@ std::string TraceFileName(const std::string& base) {
 
 void SetName(std::string& field, const std::string& base) {
   field = TraceFileName(base);
-  std::fprintf(stderr, "Trace file: %s\n", field.c_str());
+  platform::TextFile::StandardError()->Write("Trace file: " + field + "\n");
 }
 
 }  // namespace

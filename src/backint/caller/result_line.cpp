@@ -8,14 +8,6 @@ namespace {
 
 RunResult ResultOf(bool written) { return written ? RunResult::kSuccess : RunResult::kFailure; }
 
-bool WriteToFile(platform::TextFile& file, const std::string& line) {
-  if (file.Write(line) && file.Flush()) {
-    return file.Close();
-  }
-  file.CutBack();
-  return false;
-}
-
 // `beforeWriting` speaks between the opening and the writing.
 template <typename BeforeWriting>
 RunResult WriteResultLine(const std::string& line, const BeforeWriting& beforeWriting) {
@@ -29,7 +21,7 @@ RunResult WriteResultLine(const std::string& line, const BeforeWriting& beforeWr
     return RunResult::kFailure;
   }
   beforeWriting();
-  return ResultOf(WriteToFile(*file, line + "\n"));
+  return ResultOf(file->Write(line + "\n") && file->Close());
 }
 
 RunResult WriteResultLine(const std::string& line) {

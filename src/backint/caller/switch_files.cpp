@@ -86,17 +86,8 @@ class LogCopy {
     whole_ = whole_ && (toFile_ ? file_->Write(line + "\n") : PrintText(line + "\n"));
   }
 
-  // False if a line was lost. What was copied is taken back then, so that no torn line is left in the file.
-  [[nodiscard]] bool Close() {
-    if (!toFile_) {
-      return whole_;
-    }
-    if (whole_ && file_->Flush()) {
-      return file_->Close();
-    }
-    file_->CutBack();
-    return false;
-  }
+  // False if a line was lost.
+  [[nodiscard]] bool Close() { return whole_ && (!toFile_ || file_->Close()); }
 
  private:
   std::unique_ptr<TextFile> file_;

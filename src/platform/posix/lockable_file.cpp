@@ -2,7 +2,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <system_error>
 
 #include "platform/internal.h"
 
@@ -31,18 +33,24 @@ bool SetLock(int descriptor, short type, std::int64_t position, std::uint64_t le
 LockableFile::LockableFile(const std::string& path)
     : handle_(open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600)) {
   struct stat status = {};
-  if (!IsOpen()) {
-    return;
+  if (!IsOpen() || fstat(Descriptor(handle_), &status) != 0) {
+    why_ = LastErrorText();
+  } else if (!S_ISREG(status.st_mode)) {
+    why_ = "it is no regular file";
+  } else {
+    endAtOpening_ = status.st_size;
   }
-  if (fstat(Descriptor(handle_), &status) != 0 || !S_ISREG(status.st_mode)) {
+  if (IsOpen() && endAtOpening_ < 0) {
     CloseHandle(Release());
-    return;
   }
-  endAtOpening_ = status.st_size;
+}
+
+LockableFile::LockableFile(std::FILE* stream) : handle_(fileno(stream)), owned_(false) {
+  endAtOpening_ = End();
 }
 
 LockableFile::~LockableFile() {
-  if (IsOpen()) {
+  if (IsOpen() && owned_) {
     CloseHandle(handle_);
   }
 }
@@ -62,13 +70,18 @@ void LockableFile::Unlock(std::int64_t position, std::uint64_t length) const {
   SetLock(Descriptor(handle_), F_UNLCK, position, length);
 }
 
-// Append mode finds the end by itself.
-bool LockableFile::Append(std::int64_t /*position*/, std::string_view text) const {
-  ssize_t written = 0;
-  do {
-    written = write(Descriptor(handle_), text.data(), text.size());
-  } while (written < 0 && errno == EINTR);
-  return written >= 0 && static_cast<std::size_t>(written) == text.size();
+// Append mode finds the end by itself. The text is written in more than one call only where the disk is about
+// to be full.
+std::size_t LockableFile::Append(std::int64_t /*position*/, std::string_view text) const {
+  std::size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t written = write(Descriptor(handle_), text.data() + done, text.size() - done);
+    if (written < 0 && errno != EINTR) {
+      break;
+    }
+    done += static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+  }
+  return done;
 }
 
 void LockableFile::CutTo(std::int64_t size) const {
@@ -82,6 +95,8 @@ std::intptr_t LockableFile::Release() {
   handle_ = -1;
   return handle;
 }
+
+std::string LastErrorText() { return std::generic_category().message(errno); }
 
 void LockableFile::CloseHandle(std::intptr_t handle) { close(Descriptor(handle)); }
 

@@ -119,17 +119,6 @@ bool IsRegularFile(std::FILE* stream) {
   return fstat(fileno(stream), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-long long SizeOf(std::FILE* stream) {
-  struct stat status = {};
-  return fstat(fileno(stream), &status) == 0 ? status.st_size : -1;
-}
-
-void CutTo(std::FILE* stream, long long size) {
-  if (ftruncate(fileno(stream), size) != 0) {
-    return;  // nothing more can be done about it
-  }
-}
-
 bool SystemEndsLinesInCarriageReturn() { return false; }
 
 }  // namespace platform::internal

@@ -1,6 +1,8 @@
+#include <io.h>
 #include <windows.h>
 
 #include "platform/internal.h"
+#include "platform/windows/data_names.h"
 #include "platform/windows/owner_alone.h"
 
 namespace platform::internal {
@@ -27,17 +29,23 @@ LockableFile::LockableFile(const std::string& path)
       path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
       &ownerAlone, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!IsOpen()) {
+    why_ = LastErrorText();
     return;
   }
   if (GetFileType(Handle(handle_)) != FILE_TYPE_DISK) {
+    why_ = "it is no regular file";
     CloseHandle(Release());
     return;
   }
   endAtOpening_ = End();
 }
 
+LockableFile::LockableFile(std::FILE* stream) : handle_(_get_osfhandle(_fileno(stream))), owned_(false) {
+  endAtOpening_ = End();
+}
+
 LockableFile::~LockableFile() {
-  if (IsOpen()) {
+  if (IsOpen() && owned_) {
     CloseHandle(handle_);
   }
 }
@@ -65,11 +73,11 @@ void LockableFile::Unlock(std::int64_t position, std::uint64_t length) const {
   UnlockFileEx(Handle(handle_), 0, Low(length), High(length), &place);
 }
 
-bool LockableFile::Append(std::int64_t position, std::string_view text) const {
+std::size_t LockableFile::Append(std::int64_t position, std::string_view text) const {
   OVERLAPPED place = At(position);
   DWORD written = 0;
-  return WriteFile(Handle(handle_), text.data(), static_cast<DWORD>(text.size()), &written, &place) != 0 &&
-         written == text.size();
+  WriteFile(Handle(handle_), text.data(), static_cast<DWORD>(text.size()), &written, &place);
+  return written;
 }
 
 void LockableFile::CutTo(std::int64_t size) const {
@@ -85,6 +93,8 @@ std::intptr_t LockableFile::Release() {
   handle_ = reinterpret_cast<std::intptr_t>(INVALID_HANDLE_VALUE);
   return handle;
 }
+
+std::string LastErrorText() { return ErrorText(GetLastError()); }
 
 void LockableFile::CloseHandle(std::intptr_t handle) { ::CloseHandle(Handle(handle)); }
 

@@ -2,14 +2,13 @@
 #include <io.h>
 #include <windows.h>
 
+#include "platform/data_file.h"
 #include "platform/internal.h"
 #include "platform/windows/interrupts.h"
 #include "platform/windows/owner_alone.h"
 
 namespace platform::internal {
 namespace {
-
-constexpr int kAttempts = 1000;
 
 HANDLE HandleOf(std::FILE* stream) { return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))); }
 
@@ -31,22 +30,15 @@ std::FILE* OpenStream(const std::string& path, TextFile::Mode mode) {
 }
 
 std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path) {
-  const std::string beginning =
-      SystemPath(directory) + "\\backint_" + std::to_string(GetCurrentProcessId()) + "_";
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    const std::string name = beginning + std::to_string(GetTickCount() + static_cast<DWORD>(attempt));
-    SECURITY_ATTRIBUTES ownerAlone = OwnerAlone(false);
-    const HANDLE file = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &ownerAlone, CREATE_NEW,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file != INVALID_HANDLE_VALUE) {
-      path = name;
-      return _fdopen(_open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_BINARY), "wb");
-    }
-    if (GetLastError() != ERROR_FILE_EXISTS) {
-      break;
-    }
+  const std::string name = SystemPath(directory) + "\\backint_" + RandomName();
+  SECURITY_ATTRIBUTES ownerAlone = OwnerAlone(false);
+  const HANDLE file = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &ownerAlone, CREATE_NEW,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    return nullptr;
   }
-  return nullptr;
+  path = name;
+  return _fdopen(_open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_BINARY), "wb");
 }
 
 bool WriteStream(std::FILE* stream, std::string_view text) {
@@ -63,16 +55,6 @@ bool WriteStream(std::FILE* stream, std::string_view text) {
 }
 
 bool IsRegularFile(std::FILE* stream) { return GetFileType(HandleOf(stream)) == FILE_TYPE_DISK; }
-
-long long SizeOf(std::FILE* stream) { return _filelengthi64(_fileno(stream)); }
-
-void CutTo(std::FILE* stream, long long size) {
-  LARGE_INTEGER position = {};
-  position.QuadPart = size;
-  if (SetFilePointerEx(HandleOf(stream), position, nullptr, FILE_BEGIN) != 0) {
-    SetEndOfFile(HandleOf(stream));
-  }
-}
 
 bool SystemEndsLinesInCarriageReturn() { return true; }
 

@@ -90,13 +90,23 @@ TEST(PosixFullDisk, IsToldAndTheTornPieceTakenBack) {
   const SizeLimit limit(10);
   EXPECT_FALSE(AppendLocked(path, "too long\n"));
   EXPECT_EQ(ReadWholeFile(path), "whole\n");
+  std::string why;
+  EXPECT_FALSE(AppendLocked(path, "too long\n", &why));
+  EXPECT_EQ(why, "File too large");
+}
+
+// What another has appended since the opening is not taken back with it.
+TEST(PosixFullDisk, TakesNoOthersLine) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.File("file");
   const auto file = TextFile::Open(path, TextFile::Mode::kAppend);
   ASSERT_NE(file, nullptr);
+  EXPECT_TRUE(AppendLocked(path, "another's\n"));
+  const SizeLimit limit(14);
   EXPECT_TRUE(file->Write("too long\n"));
   EXPECT_FALSE(file->Flush());
-  file->CutBack();
   EXPECT_FALSE(file->Close());
-  EXPECT_EQ(ReadWholeFile(path), "whole\n");
+  EXPECT_EQ(ReadWholeFile(path), "another's\n");
 }
 
 TEST(PosixTextFiles, DevicesAndReadErrors) {
