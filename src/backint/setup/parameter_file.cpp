@@ -1,38 +1,16 @@
 #include "backint/setup/parameter_file.h"
 
-#include <array>
 #include <memory>
+#include <string_view>
 
 #include "backint/base/path.h"
 #include "backint/base/print.h"
 #include "backint/base/text.h"
 #include "backint/base/trace.h"
+#include "backint/setup/parameter_keys.h"
 #include "platform/platform.h"
 
 namespace {
-
-struct TextKey {
-  const char* name;
-  std::string SessionData::*field;
-  std::size_t width;
-};
-
-constexpr std::array<TextKey, 14> kSessionKeys{{
-    {"KORVO_SERVER", &SessionData::szServer, kServerWidth},
-    {"KORVO_JOB", &SessionData::szJobName, kJobNameWidth},
-    {"KORVO_TAPESERVER", &SessionData::szTapeServer, kDriveWidth},
-    {"USERNAME", &SessionData::szUserName, kLoginPartWidth},
-    {"PASSWORD", &SessionData::szPassword, kLoginPartWidth},
-    {"PORT", &SessionData::szPort, kLoginPartWidth},
-    {"KORVO_POOL", &SessionData::szPool, kJobNameWidth},
-    {"XFR_TRACE_LEVEL", &SessionData::szXfrTraceLevel, kTraceLevelWidth},
-    {"XFR_COM_TRACE_LEVEL", &SessionData::szComTraceLevel, kTraceLevelWidth},
-    {"KORVO_TAPE", &SessionData::szParTape, kDriveWidth},
-    {"KORVO_DRIVE", &SessionData::szParDrive, kDriveWidth},
-    {"KORVO_RAW_UTIL", &SessionData::szRawUtil, kPathWidth},
-    {"XFR", &SessionData::szXfrPath, kToolPathWidth},
-    {"XFR_COM_INTERFACE", &SessionData::szComInterfacePath, kToolPathWidth},
-}};
 
 RunResult TooLong(const char* key) {
   Print("ERROR: Value of key (%s) in parameter file is too long.\n", key);
@@ -47,17 +25,23 @@ RunResult StoreText(const char* key, const std::string& value, std::size_t width
   return RunResult::kSuccess;
 }
 
-RunResult StoreValue(const std::string& key, const std::string& value) {
-  if (key == "BI_TRACE_LEVEL") {
+RunResult StoreElsewhere(const ParameterKey& key, const std::string& value) {
+  const std::string_view name = key.name;
+  if (name == "BI_TRACE_LEVEL") {
     Params().nTraceLevel = ToNumber(value);
-  } else if (key == "SAVESET_SIZE") {
-    return StoreText("SAVESET_SIZE", value, kSavesetSizeWidth, Params().szSavesetSize);
-  } else if (key == "DIRECTORY_XFR_USE") {
+  } else if (name == "SAVESET_SIZE") {
+    return StoreText(key.name, value, key.limit, Params().szSavesetSize);
+  } else if (name == "DIRECTORY_XFR_USE") {
     Params().bDirectoryXfrUse = Params().bDirectoryXfrUse || Upper(value) == "YES";
   }
-  for (const TextKey& known : kSessionKeys) {
-    if (key == known.name) {
-      return StoreText(known.name, value, known.width, Server().*known.field);
+  return RunResult::kSuccess;
+}
+
+RunResult StoreValue(const std::string& name, const std::string& value) {
+  for (const ParameterKey& key : kParameterKeys) {
+    if (name == key.name) {
+      return key.field == nullptr ? StoreElsewhere(key, value)
+                                  : StoreText(key.name, value, key.limit, Server().*key.field);
     }
   }
   return RunResult::kSuccess;
