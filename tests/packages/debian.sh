@@ -48,7 +48,7 @@ make_root() {
 manage() { dpkg --root="$root" --log=/dev/null --path-include='*' "$@"; }
 inventory() { (cd "$root" && find . -path ./var/lib/dpkg -prune -o -print | sort); }
 run_backint() {
-  env -i "${variables[@]}" PATH=/usr/sbin:/usr/bin KORVO_CONFIG=/database/korvo.ini chroot "$root" /usr/bin/backint "$@"
+  env -i "${variables[@]}" PATH=/usr/sbin:/usr/bin chroot "$root" /usr/bin/backint "$@"
 }
 
 make_root
@@ -57,8 +57,10 @@ manage --install "$package"
 for tool in xfr xfr_com_interface; do
   [ "$(chroot "$root" /usr/bin/$tool --version)" = "$tool (backint) $(dpkg-deb -f "$package" Version)" ]
 done
-round_trip "$root/database" /database/ "$examples" "$root/database/korvo.ini"
-rm -r "$root/database"
+round_trip "$root/database" /database/ "$examples" "$root/etc/korvo/korvo.ini"
+rm -r "$root/database" "$root/etc/korvo"
+rmdir --ignore-fail-on-non-empty "$root/etc"
+check_documents "$root/usr/share/doc/backint"
 use_library "$root/usr" "$examples" gcc ""
 manage --purge backint
 diff <(echo "$before") <(inventory)

@@ -1,24 +1,37 @@
 # shellcheck shell=bash
 # For the tests of the packages: what is done with an installed one. They set `here`, their own directory.
 
-# round_trip FOLDER NAME EXAMPLES CONFIGURATION: saves files with installed programs, loses them and brings them back.
+# The documents say what is true of the package: links lead somewhere, and nothing is about the sources.
+check_documents() {
+  # shellcheck disable=SC2154  # set by the test that reads this file
+  "$here/../documents.sh" "$1"
+  grep -q 'Troubleshooting' "$1/README.md"
+  if grep -nE '\./run|CONTRIBUTING|source tree' "$1/README.md"; then
+    return 1
+  fi
+}
+
+# round_trip FOLDER NAME EXAMPLES CONFIGURATION: saves files with installed programs, loses them and brings them back,
+# with the package's example files, in which only the directories are replaced.
 # The database is in FOLDER, which the programs know as NAME, with its separator at the end. EXAMPLES are the package's
-# example files, to be filled in; CONFIGURATION is the backup server's, here. run_backint ARGUMENT... is the caller's
-# and runs the program with the environment `variables`.
+# example files; CONFIGURATION is the backup server's, here. run_backint ARGUMENT... is the caller's and runs the program
+# with the environment `variables`.
 round_trip() {
-  local folder=$1 name=$2 examples=$3 configuration=$4 separator=${2: -1} escaped=${2//\\/\\\\} item function
-  mkdir -p "$folder"/{oracle/Database,sapdata/saptrace,sapbackup,saparch,data/tree/empty}
+  local folder=$1 name=$2 examples=$3 configuration=$4 separator=${2: -1} escaped item function
+  escaped=${name%?}
+  escaped=${escaped//\\/\\\\}
+  mkdir -p "$folder"/{Database,saptrace,sapbackup,saparch,data/tree/empty} "$(dirname "$configuration")"
   cd "$folder" || return
   head -c 3000000 /dev/urandom >data/a.dbf
   seq 50000 >"data/a blank.dbf"
   touch data/empty.dbf
   cp data/*.dbf data/tree
   cp -r data kept
-  cp "$examples/initDEM.utl" oracle/Database
-  sed "s|^repository=.*|repository=${escaped}repository|" "$examples/korvo.ini" >"$configuration"
+  cp "$examples/initDEM.utl" Database
+  sed "s|^repository=.*|repository=$escaped${separator//\\/\\\\}repository|" "$examples/korvo.ini" >"$configuration"
   # shellcheck disable=SC2034  # for run_backint
-  variables=(ORACLE_SID=DEM BI_CALLER=BRBACKUP BI_BACKUP=FULL BI_REQUEST=NEW "ORACLE_HOME=${name}oracle"
-    "SAPDATA_HOME=${name}sapdata" "SAPBACKUP=${name}sapbackup" "SAPARCH=${name}saparch")
+  mapfile -t variables < <(tr -d '\r' <"$(echo "$examples"/environment.*)" | sed -nE 's/^(export|set) //p' |
+    sed -E "s#/oracle/DEM|C:\\\\oracle\\\\DEM#$escaped#")
 
   for item in a.dbf "a blank.dbf" empty.dbf tree; do
     echo "${name}data$separator$item"
@@ -26,7 +39,7 @@ round_trip() {
   sed 's/ /%20/g; s/^/#NULL /' sapbackup/backup.in >sapbackup/restore.in
   for function in backup restore; do
     run_backint -u dem -f $function -p initDEM.utl -i $function.in -o $function.out ||
-      { cat sapdata/saptrace/*; false; }
+      { cat saptrace/*; false; }
     [ $function = restore ] || rm -r data
     cat sapbackup/$function.out
     [ "$(grep -cE '^#(SAVED|RESTORED) ' sapbackup/$function.out)" = 4 ]

@@ -20,12 +20,14 @@ mkdir -p "$home"
 (cd "$home" && cmake -E tar xf "$zip" && mv backint-*/* . && rmdir backint-*)
 "$wine" reg add "$key" /v KV_BIN_KORVO /d "$directory" /f
 
-run_backint() { env "${variables[@]}" "$wine" "$home/bin/backint.exe" "$@"; }
+# Without a variable for it, the configuration is beside the programs.
+run_backint() { env "${variables[@]/#KORVO_CONFIG=*/UNUSED=}" "$wine" "$home/bin/backint.exe" "$@"; }
 # Without lines for the tools, the registry tells where they are.
 sed -i '/^XFR\|^KORVO_RAW/d' "$home/examples/initDEM.utl"
 # shellcheck disable=SC1003  # a backslash at the end of a path
 round_trip "$drive/database" 'C:\database\' "$home/examples" "$home/bin/korvo.ini"
 
+check_documents "$home"
 use_library "$home" "$home/examples" x86_64-w64-mingw32-gcc-posix "$wine" -DCMAKE_TOOLCHAIN_FILE="$here/../../cmake/mingw-w64.cmake" \
   -DCMAKE_EXE_LINKER_FLAGS=-static
 x86_64-w64-mingw32-nm "$home/lib/libbackint.dll.a" 2>/dev/null | grep 'T szPath2Dos$'
