@@ -6,6 +6,7 @@
 #include <string>
 
 #include "backint/backup/backup.h"
+#include "backint/base/memory_reserve.h"
 #include "backint/base/print.h"
 #include "backint/base/run_records.h"
 #include "backint/base/text.h"
@@ -147,11 +148,12 @@ int Run(int argc, char** argv) {
 }
 
 int MemoryExit() {
-  Print("ERROR: Allocation memory error.\n");
+  platform::WriteWithoutMemory("ERROR: Allocation memory error.");
   return kFailureStatus;
 }
 
 int RunWithRecords(int argc, char** argv) {
+  const MemoryReserve reserve;
   const RunRecords records;
   try {
     return Run(argc, argv);

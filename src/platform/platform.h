@@ -22,6 +22,9 @@ namespace platform {
 // ended children leave no trace, standard streams pass bytes unchanged.
 void PrepareProcess();
 
+// Writes a line to standard output and needs no memory for it.
+void WriteWithoutMemory(std::string_view line);
+
 // The number of this process.
 [[nodiscard]] int ProcessId();
 

@@ -1,6 +1,7 @@
 #include "backint/backup/first_level.h"
 
 #include <algorithm>
+#include <new>
 
 #include "backint/base/path.h"
 #include "backint/base/trace.h"
@@ -41,14 +42,34 @@ ItemList FirstLevel::Expand(const std::string& directory) {
   }
   ItemList items;
   for (const std::string& name : names) {
-    std::string entry = front + name;
-    if (IsDirectory(entry) && CreateDirMarker(entry) == RunResult::kSuccess) {
-      markers_.Push(entry);
-    }
+    const std::string entry = EntryOrMarker(front + name);
     items.Push(entry);
     TRACE(3, "INFO: First level directory item: [%s].", entry.c_str());
   }
   return items;
+}
+
+// What goes to the mover for an entry: a directory's marker file, which is made, or the entry itself.
+std::string FirstLevel::EntryOrMarker(const std::string& entry) {
+  if (!IsDirectory(entry)) {
+    return entry;
+  }
+  std::string marker = DirMarkerPath(entry);
+  markers_.Push(marker);
+  if (CreateDirMarker(marker) == RunResult::kFailure) {
+    markers_.Remove(markers_.Count());
+  }
+  return marker;
+}
+
+FirstLevel::~FirstLevel() {
+  for (const std::string& marker : markers_) {
+    try {
+      platform::RemoveFile(marker);
+    } catch (const std::bad_alloc&) {
+      continue;  // it stays
+    }
+  }
 }
 
 void FirstLevel::DeleteMarkers() {

@@ -11,7 +11,7 @@ class FirstLevel {
   FirstLevel(const FirstLevel&) = delete;
   FirstLevel& operator=(const FirstLevel&) = delete;
   // Markers that are still there go, whatever ends the job.
-  ~FirstLevel() { DeleteMarkers(); }
+  ~FirstLevel();
 
   // Makes the markers and gives what goes to the mover. Empty, which is traced, if nothing can: the directory
   // holds nothing or cannot be read, or the name of an entry cannot be handed over.
@@ -21,5 +21,7 @@ class FirstLevel {
   void DeleteMarkers();
 
  private:
+  std::string EntryOrMarker(const std::string& entry);
+
   ItemList markers_;
 };

@@ -42,6 +42,7 @@ OwnList::~OwnList() {
 }
 
 bool OwnList::Create() {
+  made_ = true;  // perhaps, if memory does not suffice for the rest
   file_ = platform::TextFile::Open(path_, platform::TextFile::Mode::kCreate);
   made_ = file_ != nullptr;
   return made_;

@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "backint/base/path.h"
 #include "backint/base/run_records.h"
@@ -115,8 +116,13 @@ void TraceFormatted(int level, const char* format, ...) {
 TraceBatch::TraceBatch() { ++openBatches; }
 
 TraceBatch::~TraceBatch() {
-  if (--openBatches == 0) {
-    WriteOut();
+  --openBatches;
+  try {
+    if (openBatches == 0) {
+      WriteOut();
+    }
+  } catch (const std::bad_alloc&) {
+    return;  // the lines are lost, the run is not
   }
 }
 

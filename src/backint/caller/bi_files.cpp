@@ -1,5 +1,7 @@
 #include "backint/caller/bi_files.h"
 
+#include <new>
+
 #include "backint/base/input_lines.h"
 #include "backint/base/path.h"
 #include "backint/base/run_records.h"
@@ -121,7 +123,11 @@ bool SpooledInput::Write(const ItemList& lines) {
 }
 
 SpooledInput::~SpooledInput() {
-  if (!path_.empty()) {
-    platform::RemoveFile(path_);
+  try {
+    if (!path_.empty()) {
+      platform::RemoveFile(path_);
+    }
+  } catch (const std::bad_alloc&) {
+    return;  // the file stays
   }
 }

@@ -66,12 +66,25 @@ ReplyEnd ReadReplyLines(platform::ToolStream& stream, const char* source, const 
   return ReplyEnd::kComplete;
 }
 
-// Reads on to the end, in pieces that need no memory.
-void DropRest(platform::ToolStream& stream) {
-  constexpr std::size_t kPiece = 15;
-  for (std::string piece; stream.ReadLine(piece, kPiece);) {
+// A tool's stream that is read to its end, whatever ends the reading of the reply.
+class WholeStream {
+ public:
+  explicit WholeStream(platform::ToolStream& stream) : stream_(stream) {}
+  WholeStream(const WholeStream&) = delete;
+  WholeStream& operator=(const WholeStream&) = delete;
+  ~WholeStream() {
+    constexpr std::size_t kPiece = 15;  // needs no memory of its own
+    try {
+      for (std::string piece; stream_.ReadLine(piece, kPiece);) {
+      }
+    } catch (const std::bad_alloc&) {
+      return;  // nothing was read yet, and now nothing will be
+    }
   }
-}
+
+ private:
+  platform::ToolStream& stream_;
+};
 
 // ---- Command lines --------------------------------------------------------------------------------
 
@@ -297,7 +310,6 @@ ReplyEnd ReadReply(const ComCall& call, const ReplyReader& reader) {
   if (reader.onStarted) {
     reader.onStarted();
   }
-  const ReplyEnd end = ReadReplyLines(*stream, call.source, reader);
-  DropRest(*stream);
-  return end;
+  const WholeStream whole(*stream);
+  return ReadReplyLines(*stream, call.source, reader);
 }

@@ -14,28 +14,6 @@ namespace {
 
 constexpr const char* kTraceSource = "backint_util";
 
-std::string WithOwnSeparator(const std::string& directory) {
-  return WithSeparator(directory, platform::SeparatorOf(directory));
-}
-
-RunResult WriteDirMarker(const std::string& path) {
-  if (FileExists(path)) {
-    TRACE(3, "INFO: File already exists: [%s].", path.c_str());
-    return RunResult::kSuccess;
-  }
-  // Nothing that stands there unseen, such as a link to nowhere, is followed.
-  const auto file = platform::TextFile::Open(path, platform::TextFile::Mode::kCreateNew);
-  if (file == nullptr || !file->Write(kMarkerName) || !file->Close()) {
-    TRACE(1, "ERROR: Could not create directory definition file.");
-    if (file != nullptr) {
-      platform::RemoveFile(path);
-    }
-    return RunResult::kFailure;
-  }
-  TRACE(3, "INFO: File created: [%s].", path.c_str());
-  return RunResult::kSuccess;
-}
-
 }  // namespace
 
 ItemList ListFirstLevel(const std::string& directory) {
@@ -51,9 +29,26 @@ ItemList ListFirstLevel(const std::string& directory) {
   return entries;
 }
 
-RunResult CreateDirMarker(std::string& path) {
-  path = WithOwnSeparator(path) + kMarkerName;
-  return WriteDirMarker(path);
+std::string DirMarkerPath(const std::string& directory) {
+  return WithSeparator(directory, platform::SeparatorOf(directory)) + kMarkerName;
+}
+
+RunResult CreateDirMarker(const std::string& path) {
+  if (FileExists(path)) {
+    TRACE(3, "INFO: File already exists: [%s].", path.c_str());
+    return RunResult::kSuccess;
+  }
+  // Nothing that stands there unseen, such as a link to nowhere, is followed.
+  const auto file = platform::TextFile::Open(path, platform::TextFile::Mode::kCreateNew);
+  if (file == nullptr || !file->Write(kMarkerName) || !file->Close()) {
+    TRACE(1, "ERROR: Could not create directory definition file.");
+    if (file != nullptr) {
+      platform::RemoveFile(path);
+    }
+    return RunResult::kFailure;
+  }
+  TRACE(3, "INFO: File created: [%s].", path.c_str());
+  return RunResult::kSuccess;
 }
 
 void DeleteDirMarker(const std::string& path) {

@@ -11,9 +11,12 @@
 // its end: part of a directory is not taken for all of it.
 [[nodiscard]] ItemList ListFirstLevel(const std::string& directory);
 
-// Makes `path`, a directory, the path of its marker file, and writes that file unless it is there. A failure,
-// which is traced, if it is not in the file to its last byte.
-RunResult CreateDirMarker(std::string& path);
+// The path of a directory's marker file.
+[[nodiscard]] std::string DirMarkerPath(const std::string& directory);
+
+// Writes a marker file unless it is there. A failure, which is traced, if it is not in the file to its last
+// byte.
+RunResult CreateDirMarker(const std::string& path);
 
 // Deletes a marker file and traces that. Whether it works is not looked at.
 void DeleteDirMarker(const std::string& path);

@@ -22,6 +22,11 @@ void PrepareProcess() {
   }
 }
 
+void WriteWithoutMemory(std::string_view line) {
+  (void)!write(STDOUT_FILENO, line.data(), line.size());
+  (void)!write(STDOUT_FILENO, "\n", 1);
+}
+
 int ProcessId() { return static_cast<int>(getpid()); }
 
 LocalTime LocalTimeNow() {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <utility>
 
 #include "platform/internal.h"
 #include "platform/posix/interrupts.h"
@@ -109,7 +110,7 @@ std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path) 
   std::string name = SystemPath(directory) + "/backint_XXXXXX";
   std::FILE* stream = StreamOf(mkostemp(name.data(), O_CLOEXEC), "w");
   if (stream != nullptr) {
-    path = name;
+    path = std::move(name);
   }
   return stream;
 }

@@ -26,6 +26,13 @@ void PrepareProcess() {
   }
 }
 
+void WriteWithoutMemory(std::string_view line) {
+  const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+  DWORD written = 0;
+  WriteFile(output, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+  WriteFile(output, "\r\n", 2, &written, nullptr);
+}
+
 int ProcessId() { return static_cast<int>(GetCurrentProcessId()); }
 
 LocalTime LocalTimeNow() {

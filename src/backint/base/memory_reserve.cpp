@@ -1,0 +1,29 @@
+#include "backint/base/memory_reserve.h"
+
+#include <memory>
+#include <new>
+
+namespace {
+
+// Two tools, one after the other, with what is read of them.
+constexpr std::size_t kReserve = 512 * 1024;
+
+std::unique_ptr<char[]> reserve;
+
+void GiveBack() {
+  std::set_new_handler(nullptr);
+  reserve.reset();
+  throw std::bad_alloc();
+}
+
+}  // namespace
+
+MemoryReserve::MemoryReserve() {
+  reserve = std::make_unique<char[]>(kReserve);
+  std::set_new_handler(GiveBack);
+}
+
+MemoryReserve::~MemoryReserve() {
+  std::set_new_handler(nullptr);
+  reserve.reset();
+}

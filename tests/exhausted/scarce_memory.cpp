@@ -1,0 +1,68 @@
+// Memory that runs out at the allocation whose number SCARCE_AT gives: for that one alone, or, with
+// SCARCE_FOR_GOOD set, as on a machine that has no more than what is in use at that moment. The file that
+// SCARCE_COUNT names gets the number of allocations.
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <new>
+
+namespace {
+
+// In front of each block stands its size.
+constexpr std::size_t kHeader = alignof(std::max_align_t);
+
+unsigned long allocations = 0;
+std::size_t inUse = 0;
+std::size_t most = std::numeric_limits<std::size_t>::max();
+
+bool IsLeft(std::size_t size) {
+  static const char* at = std::getenv("SCARCE_AT");
+  static const bool forGood = std::getenv("SCARCE_FOR_GOOD") != nullptr;
+  ++allocations;
+  if (at == nullptr || allocations != std::strtoul(at, nullptr, 10)) {
+    return most - inUse >= size;
+  }
+  most = forGood ? inUse : most;
+  return false;
+}
+
+struct Count {
+  ~Count() {
+    const char* path = std::getenv("SCARCE_COUNT");
+    std::FILE* file = path != nullptr ? std::fopen(path, "w") : nullptr;
+    if (file != nullptr) {
+      std::fprintf(file, "%lu\n", allocations);
+      std::fclose(file);
+    }
+  }
+} count;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  while (!IsLeft(size)) {
+    const std::new_handler handler = std::get_new_handler();
+    if (handler == nullptr) {
+      throw std::bad_alloc();
+    }
+    handler();
+  }
+  auto* block = static_cast<std::size_t*>(std::malloc(kHeader + size));
+  if (block == nullptr) {
+    throw std::bad_alloc();
+  }
+  *block = size;
+  inUse += size;
+  return reinterpret_cast<char*>(block) + kHeader;
+}
+
+void operator delete(void* memory) noexcept {
+  if (memory != nullptr) {
+    auto* block = reinterpret_cast<std::size_t*>(static_cast<char*>(memory) - kHeader);
+    inUse -= *block;
+    std::free(block);
+  }
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept { operator delete(memory); }
