@@ -1,9 +1,10 @@
 // The only door to the operating system. Everything above this header is the same on Windows and
 // on Linux; `posix/` and `windows/` hold the two sides, and no other file knows which one runs.
 //
-// Paths are single-byte text. Every operation that takes a path takes both separators and means the
-// same by them; trailing separators are ignored, `*` and `?` match nothing but themselves. Nothing
-// here traces, prints, throws or retries: failures are return values.
+// Paths are single-byte text, on Windows in the code page of the system; of any length that it allows. Every
+// operation that takes a path takes both separators and means the same by them; trailing separators are
+// ignored, `*` and `?` match nothing but themselves. Nothing here traces, prints, throws or retries: failures
+// are return values.
 #pragma once
 
 #include <cstddef>
@@ -101,9 +102,12 @@ struct PathInfo {
 [[nodiscard]] PathInfo LookUp(const std::string& path);
 [[nodiscard]] bool Exists(const std::string& path);
 
-// The names in a directory, without "." and "..", in the system's order. False if it cannot be read;
-// `names` then holds what was read until then.
-[[nodiscard]] bool ListDirectory(const std::string& path, std::vector<std::string>& names);
+// The names in a directory, without "." and "..", in the system's order. False if it cannot be read, or (on
+// Windows) if a name has a character that the code page lacks, so that it could be taken for another; `names`
+// then holds what was read until then, `why` gets the reason, and `unusableName` that name with `?` for the
+// character.
+[[nodiscard]] bool ListDirectory(const std::string& path, std::vector<std::string>& names,
+                                 std::string* why = nullptr, std::string* unusableName = nullptr);
 
 // Deletes a file; false if it is still there or never was.
 bool RemoveFile(const std::string& path);

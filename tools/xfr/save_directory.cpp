@@ -61,8 +61,10 @@ class Walk {
 
   void TakeEntriesOf(const std::string& directory) {
     std::vector<std::string> names;
-    if (!platform::ListDirectory(directory, names)) {
-      Refuse(directory, "the directory cannot be read", outcome_);
+    std::string why;
+    std::string unusableName;
+    if (!platform::ListDirectory(directory, names, &why, &unusableName)) {
+      Refuse(directory, unusableName.empty() ? "the directory cannot be read" : why, outcome_);
       return;
     }
     std::sort(names.begin(), names.end());

@@ -19,7 +19,12 @@ constexpr const char* kTraceSource = "backint_util";
 ItemList ListFirstLevel(const std::string& directory) {
   std::vector<std::string> names;
   ItemList entries;
-  if (!platform::ListDirectory(directory, names)) {
+  std::string unusableName;
+  if (!platform::ListDirectory(directory, names, nullptr, &unusableName)) {
+    if (!unusableName.empty()) {
+      TRACE_AS("backint_back", 1, "ERROR: a name that the code page lacks cannot be backed up: %s.",
+               (WithSeparator(directory, platform::SeparatorOf(directory)) + unusableName).c_str());
+    }
     return entries;
   }
   std::sort(names.begin(), names.end());

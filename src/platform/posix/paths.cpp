@@ -34,21 +34,30 @@ PathInfo LookUp(const std::string& path) {
 
 bool Exists(const std::string& path) { return LookUp(path).kind != PathKind::kMissing; }
 
-bool ListDirectory(const std::string& path, std::vector<std::string>& names) {
+bool ListDirectory(const std::string& path, std::vector<std::string>& names, std::string* why,
+                   std::string* unusableName) {
   names.clear();
   const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir(internal::SystemPath(path).c_str()), closedir);
-  if (directory == nullptr) {
-    return false;
-  }
-  errno = 0;
-  while (const dirent* entry = readdir(directory.get())) {
+  const dirent* entry = nullptr;
+  while (directory != nullptr) {
+    errno = 0;
+    entry = readdir(directory.get());
+    if (entry == nullptr) {
+      break;
+    }
     const std::string name = entry->d_name;
     if (name != "." && name != "..") {
       names.push_back(name);
     }
-    errno = 0;
   }
-  return errno == 0;
+  const bool complete = directory != nullptr && errno == 0;
+  if (!complete && why != nullptr) {
+    *why = internal::LastErrorText();
+  }
+  if (unusableName != nullptr) {
+    unusableName->clear();  // any name is usable here
+  }
+  return complete;
 }
 
 bool RemoveFile(const std::string& path) { return unlink(internal::SystemPath(path).c_str()) == 0; }

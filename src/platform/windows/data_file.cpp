@@ -9,6 +9,7 @@
 #include "platform/windows/data_names.h"
 #include "platform/windows/file_facts.h"
 #include "platform/windows/owner_alone.h"
+#include "platform/windows/wide.h"
 
 #undef ReplaceFile  // the system's header has a macro of this name
 
@@ -49,35 +50,36 @@ struct LocalReleaser {
 
 // A file gets the access rights of the one whose place it takes, or those that its directory gives. A file
 // system without such rights has none to give.
-void TakeOverRights(std::string from, std::string to) {
+void TakeOverRights(std::wstring from, std::wstring to) {
   PSECURITY_DESCRIPTOR found = nullptr;
-  const DWORD result = GetNamedSecurityInfoA(to.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+  const DWORD result = GetNamedSecurityInfoW(to.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
                                              nullptr, nullptr, nullptr, &found);
   const std::unique_ptr<void, LocalReleaser> descriptor(found);
   if (result == ERROR_SUCCESS) {
     SetSecurityDescriptorControl(found, SE_DACL_AUTO_INHERIT_REQ, SE_DACL_AUTO_INHERIT_REQ);
-    SetFileSecurityA(from.c_str(), DACL_SECURITY_INFORMATION, found);
+    SetFileSecurityW(from.c_str(), DACL_SECURITY_INFORMATION, found);
     return;
   }
   ACL none = {};
   InitializeAcl(&none, sizeof none, ACL_REVISION);
-  SetNamedSecurityInfoA(from.data(), SE_FILE_OBJECT,
+  SetNamedSecurityInfoW(from.data(), SE_FILE_OBJECT,
                         DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION, nullptr, nullptr,
                         &none, nullptr);
 }
 
 // A file that may not be written cannot be replaced or removed either. Gives the attributes it had.
-DWORD AllowWriting(const std::string& path) {
-  const DWORD attributes = GetFileAttributesA(path.c_str());
+DWORD AllowWriting(const std::wstring& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
   if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
-    SetFileAttributesA(path.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
+    SetFileAttributesW(path.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
   }
   return attributes;
 }
 
 bool MakeOne(const std::string& path, DirectoryAccess access, std::string& why) {
   SECURITY_ATTRIBUTES ownerAlone = internal::OwnerAloneDirectory();
-  if (CreateDirectoryA(path.c_str(), access == DirectoryAccess::kPrivate ? &ownerAlone : nullptr) != 0) {
+  if (CreateDirectoryW(internal::WidePath(path).c_str(),
+                       access == DirectoryAccess::kPrivate ? &ownerAlone : nullptr) != 0) {
     return true;
   }
   const DWORD error = GetLastError();
@@ -96,7 +98,7 @@ HANDLE OpenRegular(const std::string& path, DWORD flags, std::string& why) {
     why = "it is a directory";
     return INVALID_HANDLE_VALUE;
   }
-  const HANDLE handle = CreateFileA(internal::SystemPath(path).c_str(), GENERIC_READ, kShareAll, nullptr,
+  const HANDLE handle = CreateFileW(internal::WidePath(path).c_str(), GENERIC_READ, kShareAll, nullptr,
                                     OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN | flags, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
     why = ErrorText(GetLastError());
@@ -173,8 +175,8 @@ std::unique_ptr<DataFile> DataFile::CreateNew(const std::string& path, std::stri
     return nullptr;
   }
   SECURITY_ATTRIBUTES ownerAlone = internal::OwnerAlone(false);
-  const HANDLE handle = CreateFileA(internal::SystemPath(path).c_str(), GENERIC_READ | GENERIC_WRITE,
-                                    kShareAll, &ownerAlone, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const HANDLE handle = CreateFileW(internal::WidePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, kShareAll,
+                                    &ownerAlone, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
     why = ErrorText(GetLastError());
     return nullptr;
@@ -310,26 +312,26 @@ bool ReplaceFile(const std::string& from, const std::string& to, std::string& wh
   if (IsUnusableName(to, why)) {
     return false;
   }
-  const std::string source = internal::SystemPath(from);
-  const std::string target = internal::SystemPath(to);
+  const std::wstring source = internal::WidePath(from);
+  const std::wstring target = internal::WidePath(to);
   const DWORD attributes = AllowWriting(target);
-  const DWORD ownAttributes = GetFileAttributesA(source.c_str());
+  const DWORD ownAttributes = GetFileAttributesW(source.c_str());
   TakeOverRights(source, target);
   // The right to write and the attribute are one thing to some file systems.
-  SetFileAttributesA(source.c_str(), ownAttributes);
-  if (MoveFileExA(source.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0) {
+  SetFileAttributesW(source.c_str(), ownAttributes);
+  if (MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0) {
     return true;
   }
   why = ErrorText(GetLastError());
   if (attributes != INVALID_FILE_ATTRIBUTES) {
-    SetFileAttributesA(target.c_str(), attributes);
+    SetFileAttributesW(target.c_str(), attributes);
   }
   AllowWriting(source);
   return false;
 }
 
 bool IsLocked(const std::string& path, bool& locked, std::string& why) {
-  const HANDLE handle = CreateFileA(internal::SystemPath(path).c_str(), GENERIC_READ, kShareAll, nullptr,
+  const HANDLE handle = CreateFileW(internal::WidePath(path).c_str(), GENERIC_READ, kShareAll, nullptr,
                                     OPEN_EXISTING, 0, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
     why = ErrorText(GetLastError());
@@ -350,7 +352,7 @@ bool IsLocked(const std::string& path, bool& locked, std::string& why) {
 // The system writes the names of a directory with its files, in an order that no power failure disturbs.
 // Where it lets us, they are written now; it does not say of every directory that it could not.
 bool SyncDirectory(const std::string& path, std::string& /*why*/) {
-  const HANDLE handle = CreateFileA(internal::SystemPath(path).c_str(), GENERIC_WRITE, kShareAll, nullptr,
+  const HANDLE handle = CreateFileW(internal::WidePath(path).c_str(), GENERIC_WRITE, kShareAll, nullptr,
                                     OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
   if (handle != INVALID_HANDLE_VALUE) {
     FlushFileBuffers(handle);
@@ -392,30 +394,35 @@ bool FollowLinks(const std::string& path, std::string& target, std::string& why)
   if (IsUnusableName(path, why)) {
     return false;
   }
-  const std::string native = internal::SystemPath(path);
-  const DWORD attributes = GetFileAttributesA(native.c_str());
+  const std::wstring native = internal::WidePath(path);
+  const DWORD attributes = GetFileAttributesW(native.c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
     return true;
   }
   const HANDLE handle =
-      CreateFileA(native.c_str(), 0, kShareAll, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+      CreateFileW(native.c_str(), 0, kShareAll, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
     why = "it is a link that leads nowhere: " + ErrorText(GetLastError());
     return false;
   }
   constexpr DWORD kLongestPath = 32768;
-  std::string text(kLongestPath, '\0');
-  text.resize(GetFinalPathNameByHandleA(handle, text.data(), kLongestPath, FILE_NAME_NORMALIZED));
+  std::wstring text(kLongestPath, L'\0');
+  text.resize(GetFinalPathNameByHandleW(handle, text.data(), kLongestPath, FILE_NAME_NORMALIZED));
   CloseHandle(handle);
   // `\\?\C:\x`, or `\\?\UNC\computer\share\x`
-  constexpr std::string_view kLong = "\\\\?\\";
-  constexpr std::string_view kLongShare = "\\\\?\\UNC\\";
-  if (text.compare(0, kLongShare.size(), kLongShare) == 0) {
-    text.replace(0, kLongShare.size(), "\\\\");
-  } else if (text.compare(0, kLong.size(), kLong) == 0) {
+  constexpr std::wstring_view kLong = L"\\\\?\\";
+  constexpr std::wstring_view kLongShare = L"\\\\?\\UNC\\";
+  if (text.starts_with(kLongShare)) {
+    text.replace(0, kLongShare.size(), L"\\\\");
+  } else if (text.starts_with(kLong)) {
     text.erase(0, kLong.size());
   }
-  target = text.empty() ? path : text;
+  const std::optional<std::string> narrow = internal::Narrow(text);
+  if (!narrow) {
+    why = "it leads to a name that the code page of this system lacks: " + internal::Shown(text);
+    return false;
+  }
+  target = narrow->empty() ? path : *narrow;
   return true;
 }
 

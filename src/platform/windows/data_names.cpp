@@ -7,6 +7,7 @@
 
 #include "platform/data_file.h"
 #include "platform/internal.h"
+#include "platform/windows/wide.h"
 
 namespace platform {
 namespace {
@@ -58,14 +59,6 @@ std::string TroubleWith(std::string_view component) {
   return IsDevice(name) ? "Windows keeps this name for a device: " + name : "";
 }
 
-std::wstring Wide(std::string_view text) {
-  const int size = static_cast<int>(text.size());
-  std::wstring wide(text.size(), L'\0');
-  wide.resize(static_cast<std::size_t>(
-      MultiByteToWideChar(CP_ACP, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()))));
-  return wide;
-}
-
 }  // namespace
 
 std::string internal::ErrorText(unsigned long error) {
@@ -106,16 +99,7 @@ std::string DirectoryOf(const std::string& path) {
   return path.substr(0, root ? separator + 1 : separator);
 }
 
-std::string NativePath(const std::string& path) {
-  const std::wstring wide = Wide(internal::SystemPath(path));
-  const int size = static_cast<int>(wide.size());
-  std::string native(static_cast<std::size_t>(
-                         WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, nullptr, 0, nullptr, nullptr)),
-                     '\0');
-  WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, native.data(), static_cast<int>(native.size()), nullptr,
-                      nullptr);
-  return native;
-}
+std::string NativePath(const std::string& path) { return internal::Utf8(internal::WidePath(path)); }
 
 bool IsAbsolute(const std::string& path) {
   return (path.size() > 2 && HasDrive(path) && IsSeparator(path[2])) || BeginsWithTwoSeparators(path);
@@ -124,14 +108,14 @@ bool IsAbsolute(const std::string& path) {
 std::string FoldName(std::string_view name) {
   std::string folded(name);
   std::replace(folded.begin(), folded.end(), '/', '\\');
-  std::string upper(folded.size(), '\0');
-  const int size = static_cast<int>(folded.size());
+  std::wstring wide = internal::Wide(folded);
+  const int size = static_cast<int>(wide.size());
   // A text that is none in this system's code page stays as it is.
-  if (LCMapStringA(LOCALE_INVARIANT, LCMAP_UPPERCASE | LOCALE_USE_CP_ACP, folded.data(), size, upper.data(),
-                   size) != size) {
+  if (LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, wide.c_str(), size, wide.data(), size, nullptr,
+                    nullptr, 0) != size) {
     return folded;
   }
-  return upper;
+  return internal::Narrow(wide).value_or(folded);
 }
 
 std::string UserStateDirectory() {

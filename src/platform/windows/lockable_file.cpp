@@ -4,6 +4,7 @@
 #include "platform/internal.h"
 #include "platform/windows/data_names.h"
 #include "platform/windows/owner_alone.h"
+#include "platform/windows/wide.h"
 
 namespace platform::internal {
 namespace {
@@ -25,9 +26,10 @@ DWORD High(std::uint64_t length) { return static_cast<DWORD>(length >> 32); }
 LockableFile::LockableFile(const std::string& path)
     : handle_(reinterpret_cast<std::intptr_t>(INVALID_HANDLE_VALUE)) {
   SECURITY_ATTRIBUTES ownerAlone = OwnerAlone(false);
-  handle_ = reinterpret_cast<std::intptr_t>(CreateFileA(
-      path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-      &ownerAlone, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  handle_ =
+      reinterpret_cast<std::intptr_t>(CreateFileW(WidePath(path).c_str(), GENERIC_READ | GENERIC_WRITE,
+                                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                                  &ownerAlone, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!IsOpen()) {
     why_ = LastErrorText();
     return;

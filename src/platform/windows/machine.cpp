@@ -12,6 +12,8 @@
 #include "platform/data_file.h"
 #include "platform/internal.h"
 #include "platform/windows/data_names.h"
+#include "platform/windows/find_entries.h"
+#include "platform/windows/wide.h"
 
 namespace platform {
 namespace {
@@ -89,11 +91,11 @@ bool GrantsToEverybody(PACL list, DWORD rights) {
 }
 
 bool OthersHave(const std::string& path, DWORD rights, bool& others, std::string& why) {
-  std::string native = internal::SystemPath(path);
+  std::wstring native = internal::WidePath(path);
   PSID owner = nullptr;
   PACL list = nullptr;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
-  const DWORD result = GetNamedSecurityInfoA(native.data(), SE_FILE_OBJECT,
+  const DWORD result = GetNamedSecurityInfoW(native.data(), SE_FILE_OBJECT,
                                              OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner,
                                              nullptr, &list, nullptr, &descriptor);
   if (result != ERROR_SUCCESS) {
@@ -117,33 +119,24 @@ std::string StartOf(HANDLE process) {
 
 bool ListFiles(const std::string& directory, std::vector<FileListing>& files, std::string& why) {
   files.clear();
-  if (LookUp(directory).kind != PathKind::kDirectory) {
-    return Fail(why, ERROR_DIRECTORY);
-  }
-  WIN32_FIND_DATAA entry = {};
-  const HANDLE search = FindFirstFileA((internal::SystemPath(directory) + "\\*").c_str(), &entry);
-  if (search == INVALID_HANDLE_VALUE) {
-    return GetLastError() == ERROR_FILE_NOT_FOUND || Fail(why, GetLastError());  // an empty root directory
-  }
-  constexpr DWORD kNoFile = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE;
-  do {
-    const bool link = (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
-                      IsReparseTagNameSurrogate(entry.dwReserved0);
-    if ((entry.dwFileAttributes & kNoFile) == 0 && !link) {
-      files.push_back(
-          {entry.cFileName, static_cast<std::uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow});
-    }
-  } while (FindNextFileA(search, &entry) != 0);
-  const DWORD end = GetLastError();
-  FindClose(search);
-  return end == ERROR_NO_MORE_FILES || Fail(why, end);
+  std::string unusableName;
+  return internal::FindEntries(
+      directory,
+      [&](const std::string& name, const WIN32_FIND_DATAW& entry) {
+        const bool link = (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+                          IsReparseTagNameSurrogate(entry.dwReserved0);
+        if ((entry.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0 && !link) {
+          files.push_back({name, static_cast<std::uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow});
+        }
+      },
+      why, unusableName);
 }
 
 bool FreeSpace(const std::string& path, std::uint64_t& bytes, std::string& why) {
   const bool isDirectory = LookUp(path).kind == PathKind::kDirectory;
-  const std::string directory = internal::SystemPath(isDirectory ? path : DirectoryOf(path));
+  const std::wstring directory = internal::WidePath(isDirectory ? path : DirectoryOf(path));
   ULARGE_INTEGER free = {};
-  if (GetDiskFreeSpaceExA(directory.c_str(), &free, nullptr, nullptr) == 0) {
+  if (GetDiskFreeSpaceExW(directory.c_str(), &free, nullptr, nullptr) == 0) {
     return Fail(why, GetLastError());
   }
   bytes = free.QuadPart;

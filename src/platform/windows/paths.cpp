@@ -1,6 +1,8 @@
 #include <windows.h>
 
 #include "platform/internal.h"
+#include "platform/windows/find_entries.h"
+#include "platform/windows/wide.h"
 
 namespace platform {
 namespace {
@@ -8,8 +10,6 @@ namespace {
 bool IsSeparator(char c) { return c == '\\' || c == '/'; }
 
 bool HoldsWildcard(const std::string& path) { return path.find_first_of("*?") != std::string::npos; }
-
-bool IsDots(const std::string& name) { return name == "." || name == ".."; }
 
 }  // namespace
 
@@ -30,7 +30,7 @@ PathInfo LookUp(const std::string& path) {
   if (HoldsWildcard(form)) {
     return {PathKind::kMissing, 0, ERROR_INVALID_NAME};
   }
-  if (GetFileAttributesExA(form.c_str(), GetFileExInfoStandard, &data) == 0) {
+  if (GetFileAttributesExW(internal::WidePath(form).c_str(), GetFileExInfoStandard, &data) == 0) {
     return {PathKind::kMissing, 0, static_cast<long>(GetLastError())};
   }
   if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
@@ -42,29 +42,24 @@ PathInfo LookUp(const std::string& path) {
 
 bool Exists(const std::string& path) { return LookUp(path).kind != PathKind::kMissing; }
 
-bool ListDirectory(const std::string& path, std::vector<std::string>& names) {
+bool ListDirectory(const std::string& path, std::vector<std::string>& names, std::string* why,
+                   std::string* unusableName) {
   names.clear();
-  if (LookUp(path).kind != PathKind::kDirectory) {
-    return false;
+  std::string reason;
+  std::string unusable;
+  const bool complete = internal::FindEntries(
+      path, [&](const std::string& name, const WIN32_FIND_DATAW&) { names.push_back(name); }, reason,
+      unusable);
+  if (!complete && why != nullptr) {
+    *why = reason;
   }
-  std::string pattern = internal::SystemPath(path);
-  pattern += IsSeparator(pattern.back()) ? "*" : "\\*";
-  WIN32_FIND_DATAA entry = {};
-  const HANDLE search = FindFirstFileA(pattern.c_str(), &entry);
-  if (search == INVALID_HANDLE_VALUE) {
-    return GetLastError() == ERROR_FILE_NOT_FOUND;  // an empty root directory
+  if (unusableName != nullptr) {
+    *unusableName = unusable;
   }
-  do {
-    if (const std::string name = entry.cFileName; !IsDots(name)) {
-      names.push_back(name);
-    }
-  } while (FindNextFileA(search, &entry) != 0);
-  const bool complete = GetLastError() == ERROR_NO_MORE_FILES;
-  FindClose(search);
   return complete;
 }
 
-bool RemoveFile(const std::string& path) { return DeleteFileA(internal::SystemPath(path).c_str()) != 0; }
+bool RemoveFile(const std::string& path) { return DeleteFileW(internal::WidePath(path).c_str()) != 0; }
 
 std::string TemporaryDirectory() {
   char directory[MAX_PATH + 1] = {};

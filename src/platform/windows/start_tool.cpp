@@ -4,6 +4,7 @@
 
 #include "platform/internal.h"
 #include "platform/windows/owner_alone.h"
+#include "platform/windows/wide.h"
 
 namespace platform {
 namespace {
@@ -28,8 +29,9 @@ class Handle {
 
 HANDLE OpenInheritable(const std::string& path, DWORD access, DWORD creation) {
   SECURITY_ATTRIBUTES inheritable = internal::OwnerAlone(true);
-  return CreateFileA(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                     &inheritable, creation, FILE_ATTRIBUTE_NORMAL, nullptr);
+  return CreateFileW(internal::WidePath(path).c_str(), access,
+                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &inheritable, creation,
+                     FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
 HANDLE NullDevice(DWORD access) { return OpenInheritable("NUL", access, OPEN_EXISTING); }
@@ -49,8 +51,7 @@ HANDLE OpenErrorFile(const std::string& path) {
     return OwnStream(STD_ERROR_HANDLE);
   }
   // With this access alone every write goes to the end as it is then.
-  const HANDLE file =
-      OpenInheritable(internal::SystemPath(path), FILE_APPEND_DATA | SYNCHRONIZE, OPEN_ALWAYS);
+  const HANDLE file = OpenInheritable(path, FILE_APPEND_DATA | SYNCHRONIZE, OPEN_ALWAYS);
   return file != INVALID_HANDLE_VALUE ? file : NullDevice(GENERIC_WRITE);
 }
 

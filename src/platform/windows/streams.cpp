@@ -6,6 +6,7 @@
 #include "platform/internal.h"
 #include "platform/windows/interrupts.h"
 #include "platform/windows/owner_alone.h"
+#include "platform/windows/wide.h"
 
 namespace platform::internal {
 namespace {
@@ -18,22 +19,22 @@ HANDLE HandleOf(std::FILE* stream) { return reinterpret_cast<HANDLE>(_get_osfhan
 std::FILE* OpenStream(const std::string& path, TextFile::Mode mode) {
   switch (mode) {
     case TextFile::Mode::kRead:
-      return std::fopen(path.c_str(), "rbN");
+      return _wfopen(WidePath(path).c_str(), L"rbN");
     case TextFile::Mode::kAppend:
-      return std::fopen(path.c_str(), "abN");
+      return _wfopen(WidePath(path).c_str(), L"abN");
     case TextFile::Mode::kCreateNew:
-      return std::fopen(path.c_str(), "wxbN");
+      return _wfopen(WidePath(path).c_str(), L"wxbN");
     case TextFile::Mode::kCreate:
       break;
   }
-  return std::fopen(path.c_str(), "wbN");
+  return _wfopen(WidePath(path).c_str(), L"wbN");
 }
 
 std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path) {
   const std::string name = SystemPath(directory) + "\\backint_" + RandomName();
   SECURITY_ATTRIBUTES ownerAlone = OwnerAlone(false);
-  const HANDLE file = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &ownerAlone, CREATE_NEW,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr);
+  const HANDLE file = CreateFileW(WidePath(name).c_str(), GENERIC_WRITE, FILE_SHARE_READ, &ownerAlone,
+                                  CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
     return nullptr;
   }

@@ -5,6 +5,7 @@
 #include "platform/internal.h"
 #include "platform/windows/data_names.h"
 #include "platform/windows/file_facts.h"
+#include "platform/windows/wide.h"
 
 namespace platform {
 namespace {
@@ -17,7 +18,7 @@ bool Fail(std::string& why, DWORD error) {
 class Handle {
  public:
   explicit Handle(const std::string& path, DWORD access)
-      : handle_(CreateFileA(internal::SystemPath(path).c_str(), access,
+      : handle_(CreateFileW(internal::WidePath(path).c_str(), access,
                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                             FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr)) {}
   Handle(const Handle&) = delete;
