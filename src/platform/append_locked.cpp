@@ -50,6 +50,12 @@ void MendTear(const LockableFile& file, LockableFile::Lock lock, std::int64_t en
   }
 }
 
+std::string WhyNotOpen(const std::string& path, const std::string& systemReason) {
+  const std::size_t separator = path.find_last_of("/\\");
+  const bool inDirectory = separator != std::string::npos && separator > 0;
+  return inDirectory && !Exists(path.substr(0, separator)) ? "its directory is not there" : systemReason;
+}
+
 }  // namespace
 
 bool internal::AppendUnderLock(const LockableFile& file, std::string_view text, std::string& why) {
@@ -75,7 +81,7 @@ bool internal::AppendUnderLock(const LockableFile& file, std::string_view text, 
 
 bool AppendLocked(const std::string& path, std::string_view text, std::string* why) {
   const LockableFile file(internal::SystemPath(path));
-  std::string reason = file.Why();
+  std::string reason = file.IsOpen() ? "" : WhyNotOpen(path, file.Why());
   const bool appended = file.IsOpen() && internal::AppendUnderLock(file, text, reason);
   if (!appended && why != nullptr) {
     *why = reason;

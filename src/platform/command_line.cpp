@@ -98,4 +98,23 @@ bool NeedsCommandProcessor(std::string_view program) {
   return extension == ".bat" || extension == ".cmd";
 }
 
+std::string WhyNotRunnable(const std::string& name) {
+  if (NeedsCommandProcessor(name)) {
+    return name + ": only a command processor could run it, and none is ever used";
+  }
+  if (!HoldsSeparator(name)) {
+    return name + ": there is no such program in PATH";
+  }
+  switch (LookUp(name).kind) {
+    case PathKind::kMissing:
+      return name + ": " + LastErrorText();
+    case PathKind::kDirectory:
+      return name + ": it is a directory";
+    case PathKind::kFile:
+    case PathKind::kOther:
+      break;
+  }
+  return name + ": no permission to run it";
+}
+
 }  // namespace platform::internal

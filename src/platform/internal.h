@@ -122,6 +122,8 @@ std::string FindProgram(const std::string& name);
 // The same for a file in place: the path to start, or empty.
 std::string RunnableFile(const std::string& path);
 bool HoldsSeparator(std::string_view name);
+// Why none was found to start.
+std::string WhyNotRunnable(const std::string& name);
 
 // ---- Interrupts --------------------------------------------------------------------------------------
 

@@ -250,14 +250,16 @@ class ToolStream {
 
 // Starts the control tool: its standard output is the stream (CR LF reads as one line feed), its
 // standard error is appended to `errorFile` (the null device if that cannot be opened; ours if the name is
-// empty). None if the tool cannot be started.
+// empty). None if the tool cannot be started; `why` then gets its name and the reason.
 [[nodiscard]] std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine,
-                                                           const std::string& errorFile);
+                                                           const std::string& errorFile,
+                                                           std::string* why = nullptr);
 
 // Starts the data mover: its standard error is the stream, bytes unchanged; its standard output is ours.
 // `arguments` is handed over whole behind the program's name. A mover that cannot be started gives a
-// stream that has ended. None if the pipe cannot be made.
+// stream that has ended, and `why` gets its name and the reason. None if the pipe cannot be made.
 [[nodiscard]] std::unique_ptr<ToolStream> StartDataMover(const std::string& program,
-                                                         const std::string& arguments);
+                                                         const std::string& arguments,
+                                                         std::string* why = nullptr);
 
 }  // namespace platform

@@ -18,4 +18,10 @@ bool PrintText(std::string_view text) {
   return output != nullptr && output->Write(text) && output->Flush();
 }
 
-void TellOnStandardError(const std::string& sentence) { std::fprintf(stderr, "%s\n", sentence.c_str()); }
+void TellOnStandardError(const std::string& sentence) {
+  static std::string last;
+  if (sentence != last) {
+    std::fprintf(stderr, "%s\n", sentence.c_str());
+    last = sentence;
+  }
+}

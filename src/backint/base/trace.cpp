@@ -6,8 +6,10 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <set>
 
 #include "backint/base/path.h"
+#include "backint/base/print.h"
 #include "backint/base/run_records.h"
 #include "backint/base/text.h"
 #include "platform/platform.h"
@@ -59,17 +61,30 @@ std::string TraceLine(const char* source, int number, std::string_view message) 
   return WithCarriageReturns(line);
 }
 
+// A file that cannot be written is told once.
+bool AppendOrTell(const std::string& path, const std::string& text) {
+  static std::set<std::string> told;
+  std::string why;
+  if (platform::AppendLocked(path, text, &why)) {
+    return true;
+  }
+  if (told.insert(path).second) {
+    TellOnStandardError("WARNING: The trace file " + path + " cannot be written: " + why + ".");
+  }
+  return false;
+}
+
 int Append(const std::string& path, std::string& waiting, const std::string& line) {
   if (openBatches > 0) {
     waiting += line;
     return 1;
   }
-  return platform::AppendLocked(path, line) ? 1 : -1;
+  return AppendOrTell(path, line) ? 1 : -1;
 }
 
 void WriteWaiting(const std::string& path, std::string& waiting) {
   if (!waiting.empty()) {
-    platform::AppendLocked(path, waiting);
+    AppendOrTell(path, waiting);
     waiting.clear();
   }
 }

@@ -3,6 +3,7 @@
 #include <array>
 #include <new>
 
+#include "backint/base/print.h"
 #include "backint/base/text.h"
 #include "backint/base/trace.h"
 #include "platform/platform.h"
@@ -301,10 +302,12 @@ ReplyEnd ReadReply(const ComCall& call, const ReplyReader& reader) {
     return ReplyEnd::kTooLong;
   }
   TRACE_AS(call.source, 3, "INFO: xfr_com_interface call: [%s]", shown.c_str());
+  std::string why;
   const std::unique_ptr<platform::ToolStream> stream =
-      platform::StartControlTool(call.command, call.errorFile);
+      platform::StartControlTool(call.command, call.errorFile, &why);
   if (stream == nullptr) {
     TRACE_AS(call.source, 1, "%s", call.notStarted);
+    TellOnStandardError("ERROR: The control tool cannot be started: " + why + ".");
     return ReplyEnd::kNotStarted;
   }
   if (reader.onStarted) {

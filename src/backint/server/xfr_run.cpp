@@ -8,6 +8,7 @@
 #include "backint/base/interrupt.h"
 #include "backint/base/marker_name.h"
 #include "backint/base/path.h"
+#include "backint/base/print.h"
 #include "backint/base/text.h"
 #include "backint/base/trace.h"
 #include "backint/server/dir_marker.h"
@@ -24,14 +25,18 @@ bool ProgramIsThere(const std::string& command) {
   return program.find("exe") == std::string::npos || FileExists(program);
 }
 
+void TellNotStarted(const std::string& why) {
+  TellOnStandardError("ERROR: The data mover cannot be started: " + why + ".");
+}
+
 // Starts the program that the command begins with; the arguments go along in one piece, leading blank
 // included.
-std::unique_ptr<platform::ToolStream> SpawnXfr(const std::string& command) {
+std::unique_ptr<platform::ToolStream> SpawnXfr(const std::string& command, std::string& why) {
   for (const std::string& path : {Server().szXfrPath, Server().szComInterfacePath}) {
     if (!path.empty() && command.starts_with(path)) {
       std::string program = path;
       TrimBlanks(program, Trim::kEnd);
-      return platform::StartDataMover(program, command.substr(path.size()));
+      return platform::StartDataMover(program, command.substr(path.size()), &why);
     }
   }
   return nullptr;
@@ -194,12 +199,17 @@ XfrRun RunXfr(const std::string& command, XfrJob& job) {
   }
   if (!ProgramIsThere(command)) {
     TRACE(1, "ERROR: Cannot find XFR executable file.");
+    TellNotStarted(command.substr(0, command.find(' ')) + ": there is no such file");
     return {RunResult::kFailure, {}};
   }
   if (RunIsInterrupted()) {
     return {RunResult::kFailure, {}};
   }
-  const std::unique_ptr<platform::ToolStream> stream = SpawnXfr(command);
+  std::string why;
+  const std::unique_ptr<platform::ToolStream> stream = SpawnXfr(command, why);
+  if (!why.empty()) {
+    TellNotStarted(why);
+  }
   if (stream == nullptr) {
     TRACE(1, "ERROR: XFR call failed");
     return {RunResult::kFailure, {}};

@@ -74,7 +74,7 @@ class SpawnSettings {
   posix_spawnattr_t attributes_ = {};
 };
 
-// The number of the child once it runs the program, or a negative one.
+// The number of the child once it runs the program, or a negative one; `errno` then tells the reason.
 pid_t Spawn(const std::string& program, std::vector<std::string> arguments, const Outputs& outputs) {
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);
@@ -85,10 +85,9 @@ pid_t Spawn(const std::string& program, std::vector<std::string> arguments, cons
   signal(SIGCHLD, SIG_IGN);  // the system reaps ended tools: nobody waits for them
   const SpawnSettings settings(outputs);
   pid_t child = -1;
-  return posix_spawn(&child, program.c_str(), settings.Actions(), settings.Attributes(), pointers.data(),
-                     environ) == 0
-             ? child
-             : -1;
+  errno = posix_spawn(&child, program.c_str(), settings.Actions(), settings.Attributes(), pointers.data(),
+                      environ);
+  return errno == 0 ? child : -1;
 }
 
 std::string RunnableProgram(const std::string& name, bool lookUp) {
@@ -96,6 +95,12 @@ std::string RunnableProgram(const std::string& name, bool lookUp) {
     return {};
   }
   return lookUp ? internal::FindProgram(name) : internal::RunnableFile(name);
+}
+
+void Tell(std::string* why, const std::string& reason) {
+  if (why != nullptr) {
+    *why = reason;
+  }
 }
 
 int OpenErrorFile(const std::string& path) {
@@ -113,11 +118,17 @@ int OpenErrorFile(const std::string& path) {
 
 }  // namespace
 
-std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, const std::string& errorFile) {
+std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, const std::string& errorFile,
+                                             std::string* why) {
   const internal::ProgramToken token = internal::FirstToken(commandLine);
   const std::string program = RunnableProgram(token.name, true);
   int ends[2] = {-1, -1};
-  if (program.empty() || pipe2(ends, O_CLOEXEC) != 0) {
+  if (program.empty()) {
+    Tell(why, internal::WhyNotRunnable(token.name));
+    return nullptr;
+  }
+  if (pipe2(ends, O_CLOEXEC) != 0) {
+    Tell(why, program + ": " + internal::LastErrorText());
     return nullptr;
   }
   auto stream = std::make_unique<ToolStream>(ends[0], false);
@@ -127,30 +138,37 @@ std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, con
   arguments.insert(arguments.begin(), token.name);
   const pid_t child = Spawn(program, std::move(arguments), {writeEnd.Number(), error.Number()});
   if (child < 0) {
+    Tell(why, program + ": " + internal::LastErrorText());
     return nullptr;
   }
   stream->Watch(child);
   return stream;
 }
 
-std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std::string& arguments) {
+std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std::string& arguments,
+                                           std::string* why) {
   const std::string name = internal::WithoutQuotes(program);
   int ends[2] = {-1, -1};
   if (pipe2(ends, O_CLOEXEC) != 0) {
+    Tell(why, name + ": " + internal::LastErrorText());
     return nullptr;
   }
   auto stream = std::make_unique<ToolStream>(ends[0], true);
   const Descriptor writeEnd(ends[1]);
   // A name that holds "exe" has been found to exist as it stands.
   const std::string file = RunnableProgram(name, name.find("exe") == std::string::npos);
-  if (!file.empty()) {
-    std::vector<std::string> list = internal::SplitArguments(arguments);
-    list.insert(list.begin(), file);
-    // If this fails the write end closes and the stream ends at once.
-    const pid_t child = Spawn(file, std::move(list), {-1, writeEnd.Number()});
-    if (child > 0) {
-      stream->Watch(child);
-    }
+  if (file.empty()) {
+    Tell(why, internal::WhyNotRunnable(name));
+    return stream;
+  }
+  std::vector<std::string> list = internal::SplitArguments(arguments);
+  list.insert(list.begin(), file);
+  const pid_t child = Spawn(file, std::move(list), {-1, writeEnd.Number()});
+  if (child > 0) {
+    stream->Watch(child);
+  } else {
+    // The write end closes and the stream ends at once.
+    Tell(why, file + ": " + internal::LastErrorText());
   }
   return stream;
 }

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "platform/internal.h"
+#include "platform/windows/data_names.h"
 #include "platform/windows/owner_alone.h"
 #include "platform/windows/wide.h"
 
@@ -94,6 +95,7 @@ class InheritedHandles {
 struct Started {
   HANDLE process = nullptr;
   HANDLE thread = nullptr;
+  DWORD error = 0;
 };
 
 // Without a process if the program cannot be started.
@@ -101,7 +103,7 @@ Started StartProcess(const std::string& program, std::string commandLine, HANDLE
   const Handle input(NullDevice(GENERIC_READ));
   InheritedHandles inherited({input.Get(), output, error});
   if (!input.IsOpen() || !inherited.Made()) {
-    return {};
+    return {nullptr, nullptr, GetLastError()};
   }
   STARTUPINFOEXA startup = {};
   startup.StartupInfo.cb = sizeof(startup);
@@ -114,15 +116,21 @@ Started StartProcess(const std::string& program, std::string commandLine, HANDLE
   if (CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
                      CREATE_NEW_PROCESS_GROUP | CREATE_SUSPENDED | EXTENDED_STARTUPINFO_PRESENT, nullptr,
                      nullptr, &startup.StartupInfo, &process) == 0) {
-    return {};
+    return {nullptr, nullptr, GetLastError()};
   }
-  return {process.hProcess, process.hThread};
+  return {process.hProcess, process.hThread, 0};
 }
 
 void Watch(const Started& started, platform::ToolStream& stream) {
   stream.Watch(reinterpret_cast<std::intptr_t>(started.process));
   ResumeThread(started.thread);
   CloseHandle(started.thread);
+}
+
+void Tell(std::string* why, const std::string& reason) {
+  if (why != nullptr) {
+    *why = reason;
+  }
 }
 
 // The file to start, or empty.
@@ -135,11 +143,17 @@ std::string RunnableProgram(const std::string& name, bool lookUp) {
 
 }  // namespace
 
-std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, const std::string& errorFile) {
+std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, const std::string& errorFile,
+                                             std::string* why) {
   const std::string program = RunnableProgram(internal::FirstToken(commandLine).name, true);
   HANDLE readEnd = nullptr;
   HANDLE pipeEnd = nullptr;
-  if (program.empty() || !MakePipe(readEnd, pipeEnd)) {
+  if (program.empty()) {
+    Tell(why, internal::WhyNotRunnable(internal::FirstToken(commandLine).name));
+    return nullptr;
+  }
+  if (!MakePipe(readEnd, pipeEnd)) {
+    Tell(why, program + ": " + internal::LastErrorText());
     return nullptr;
   }
   auto stream = std::make_unique<ToolStream>(reinterpret_cast<std::intptr_t>(readEnd), false);
@@ -149,17 +163,20 @@ std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, con
   const std::size_t start = commandLine.find_first_not_of(" \t");
   const Started started = StartProcess(program, commandLine.substr(start), writeEnd.Get(), error.Get());
   if (started.process == nullptr) {
+    Tell(why, program + ": " + internal::ErrorText(started.error));
     return nullptr;
   }
   Watch(started, *stream);
   return stream;
 }
 
-std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std::string& arguments) {
+std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std::string& arguments,
+                                           std::string* why) {
   const std::string name = internal::WithoutQuotes(program);
   HANDLE readEnd = nullptr;
   HANDLE pipeEnd = nullptr;
   if (!MakePipe(readEnd, pipeEnd)) {
+    Tell(why, name + ": " + internal::LastErrorText());
     return nullptr;
   }
   auto stream = std::make_unique<ToolStream>(reinterpret_cast<std::intptr_t>(readEnd), true);
@@ -167,12 +184,16 @@ std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std
   const Handle output(OwnStream(STD_OUTPUT_HANDLE));
   // A name that holds "exe" has been found to exist as it stands.
   const std::string file = RunnableProgram(name, name.find("exe") == std::string::npos);
-  if (!file.empty()) {
-    // If this fails the write end closes and the stream ends at once.
-    const Started started = StartProcess(file, arguments, output.Get(), writeEnd.Get());
-    if (started.process != nullptr) {
-      Watch(started, *stream);
-    }
+  if (file.empty()) {
+    Tell(why, internal::WhyNotRunnable(name));
+    return stream;
+  }
+  const Started started = StartProcess(file, arguments, output.Get(), writeEnd.Get());
+  if (started.process != nullptr) {
+    Watch(started, *stream);
+  } else {
+    // The write end closes and the stream ends at once.
+    Tell(why, file + ": " + internal::ErrorText(started.error));
   }
   return stream;
 }
