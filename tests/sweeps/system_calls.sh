@@ -1,0 +1,145 @@
+#!/usr/bin/env bash
+# Whole runs in which one system call of the program fails, or a signal comes with it: each call in turn.
+#
+# system_calls.sh BUILD_DIRECTORY [STEP]: every STEPth call of each story (1: all of them). Whatever happens,
+#   - the run ends by itself, with status 0 or 2, and status 0 only with the line of success for every item;
+#   - no item has two lines, and no line is torn;
+#   - a job and a session that were opened are closed once, as long as the tool can be started and heard;
+#   - no list, marker or spooled input is left, but where its removal is the call that failed.
+set -euo pipefail
+
+build=$(cd "$1" && pwd)
+step=${2:-1}
+work=$(mktemp -d)
+[ -n "${KEEP:-}" ] || trap 'rm -rf "$work"' EXIT
+runs=0
+bad=0
+
+# The calls that cannot fail in a way that a program could see, those that only the loader and the allocator make,
+# and `close`, which on this system closes whatever it returns.
+never_fails='exit_group|execve|brk|mmap|munmap|mprotect|madvise|rt_sig[a-z]*|getpid|getuid|geteuid|getgid|gettid|clock_[a-z]*|close|futex|prlimit64|set_[a-z_]*|rseq|arch_prctl|sched_[a-z]*|restart_syscall'
+
+complain() {
+  bad=$((bad + 1))
+  [ "$bad" -gt 10 ] || printf '%s: %s\n' "$1" "$2"
+}
+
+# prepare: a directory in which a story can run.
+prepare() {
+  rm -rf "$work/run"
+  mkdir -p "$work"/run/{home/saptrace,oracle/Database,sapbackup,saparch,data/dir/sub,out}
+  cd "$work/run"
+  printf 'KORVO_%s\n' SERVER=srv JOB=job POOL=pool RAW_UTIL=raw >par.txt
+  printf 'XFR=xfr\nXFR_COM_INTERFACE=xfr_com_interface\n' >>par.txt
+  echo a >data/a.dbf
+  echo b >'data/two words.dbf'
+  echo c >data/dir/c
+  : >script.txt
+  : >out/result.lis
+}
+
+# run_story STORY [STRACE OPTION...]: one run; its exit status is that of the program.
+run_story() {
+  local story=$1
+  shift
+  local function=${story%%_*} input=in.lis
+  case $story in
+    backup) printf 'data\\a.dbf\ndata\\two words.dbf\n' >in.lis ;;
+    backup_first_level) printf 'data\\dir\n' >in.lis ;;
+    backup_spooled) printf 'data\\a.dbf\ndata\\two words.dbf\n' >in.lis && input=STDIN ;;
+    restore) printf 'SET1 data\\a.dbf\nSET1 data\\b.dbf\n' >in.lis ;;
+    inquire)
+      printf '#NULL data\\a.dbf\nSET1 data\\b.dbf\n' >in.lis
+      printf 'on query 1\nreply=OK\nsavesetname=SET1\non query 2\nreply=OK\nbackupsrc=data\\b.dbf\n' >script.txt
+      ;;
+  esac
+  env -i PATH="$build/scripted:/usr/bin:/bin" BI_CALLER=BRBACKUP BI_BACKUP=FULL BI_REQUEST=NEW ORACLE_HOME=oracle \
+    SAPDATA_HOME=home SAPBACKUP=sapbackup SAPARCH=saparch ORACLE_SID=ABC SCRIPT=script.txt \
+    timeout 60 strace -qq -o "$work/log" "$@" "$build/bin/backint" -u sap -p par.txt -i "$input" -o out/result.lis \
+    -f "$function" <in.lis >stdout 2>stderr
+}
+
+# The items of a story, a line each, as its result lines name them.
+items_of() {
+  case $1 in
+    backup_first_level) printf 'data\\dir\n' ;;
+    restore | inquire) printf 'data\\a.dbf\ndata\\b.dbf\n' ;;
+    *) printf 'data\\a.dbf\ndata\\two words.dbf\n' ;;
+  esac
+}
+
+calls_of() {
+  cat script.txt.calls 2>/dev/null | grep -c -- "^xfr_com_interface -b $1[: ]" || true
+}
+
+# judge STORY WHAT STATUS CALL KIND
+judge() {
+  local story=$1 what="$1, $2" status=$3 call=$4 kind=$5 item lines
+  [ "$status" = 0 ] || [ "$status" = 2 ] || complain "$what" "exit status $status"
+  while read -r item; do
+    lines=$(grep -cE "^#(SAVED|RESTORED|BACKUP|NOTFOUND|ERROR)( SET[0-9]+)? ${item//\\/\\\\}\$" out/result.lis || true)
+    [ "$lines" -le 1 ] || complain "$what" "$lines lines for $item"
+    [ "$status" != 0 ] || [ "$lines" = 1 ] || complain "$what" "status 0 without a line for $item"
+  done < <(items_of "$story")
+  lines=$(items_of "$story" | sed 's/[\\.]/\\&/g; s/.*/^#[A-Z]+( SET[0-9]+)? &$/' | grep -vEf - out/result.lis || true)
+  [ -z "$lines" ] || complain "$what" "a torn line, or one of no item: $lines"
+  [ "$status" != 0 ] || ! grep -q '^#ERROR' out/result.lis || complain "$what" "status 0 with an error"
+  # A tool that could not be started or heard was not told, or did not tell.
+  local opened closed pair
+  for pair in open:close openjob:closejob; do
+    opened=$(calls_of "${pair%:*}")
+    closed=$(calls_of "${pair#*:}")
+    if [ "$closed" -gt "$opened" ]; then
+      complain "$what" "$opened times ${pair%:*}, $closed times ${pair#*:}"
+    elif [ "$closed" -lt "$opened" ]; then
+      [ "$kind" = fails ] && [[ $call =~ ^(read|poll|pipe2|vfork|clone|clone3|newfstatat|stat|access|faccessat2?|openat)$ ]] ||
+        complain "$what" "$opened times ${pair%:*}, $closed times ${pair#*:}"
+    fi
+  done
+  if [ "$kind" != fails ] || [[ ! $call =~ ^(unlink|newfstatat|stat|fcntl)$ ]]; then
+    lines=$(find home/saptrace data sapbackup \( -name 'filelist*' -o -name 'newinput*' -o -name 'backint_??????' \
+      -o -name '*korvo.dir*' -o -name '.switch*' \) -print)
+    [ -z "$lines" ] || complain "$what" "left behind: $lines"
+  fi
+}
+
+# Each call of the story, from the first that the program itself makes: its name, and which of that name it is.
+list_calls() {
+  awk '{ name = $0; sub(/\(.*/, "", name); if (name !~ /^[a-z_0-9]+$/) next; ++count[name] }
+       /rt_sigaction\(SIGPIPE/ { begun = 1 }
+       begun { print name, count[name] }' "$work/log"
+}
+
+sweep() {
+  local story=$1 name number status turn=0 calls=$work/calls
+  prepare
+  status=0
+  run_story "$story" || status=$?
+  judge "$story" "untouched" "$status" none none
+  [ "$status" = 0 ] || { complain "$story" "does not run at all"; cat stdout stderr; return; }
+  list_calls >"$calls"
+  [ "$(wc -l <"$calls")" -gt 50 ] || complain "$story" "only $(wc -l <"$calls") calls seen"
+  while read -r name number; do
+    turn=$((turn + 1))
+    [ $((turn % step)) = 0 ] || continue
+    if [[ ! $name =~ ^($never_fails)$ ]]; then
+      prepare
+      status=0
+      run_story "$story" -e "inject=$name:error=EIO:when=$number" || status=$?
+      judge "$story" "$name $number fails" "$status" "$name" fails
+      runs=$((runs + 1))
+    fi
+    [ "$name" != exit_group ] || continue
+    prepare
+    status=0
+    run_story "$story" -e "inject=$name:signal=SIGTERM:when=$number" || status=$?
+    judge "$story" "SIGTERM at $name $number" "$status" "$name" signal
+    runs=$((runs + 1))
+  done <"$calls"
+}
+
+for story in backup backup_first_level backup_spooled restore inquire; do
+  sweep "$story"
+done
+echo "$runs runs, $bad bad"
+[ "$bad" = 0 ] && [ "$runs" -gt 0 ]
