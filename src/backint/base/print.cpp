@@ -1,7 +1,6 @@
 #include "backint/base/print.h"
 
 #include <cstdarg>
-#include <cstdio>
 
 #include "backint/base/format.h"
 #include "platform/platform.h"
@@ -21,7 +20,7 @@ bool PrintText(std::string_view text) {
 void TellOnStandardError(const std::string& sentence) {
   static std::string last;
   if (sentence != last) {
-    std::fprintf(stderr, "%s\n", sentence.c_str());
+    platform::TextFile::StandardError()->Write(sentence + "\n");
     last = sentence;
   }
 }
