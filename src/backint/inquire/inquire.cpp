@@ -23,7 +23,7 @@ RunResult InquireItem(const Question& question) {
   const bool interrupted = RunIsInterrupted();
   if (interrupted || question.backupId.size() > kBackupIdWidth) {
     if (!interrupted) {
-      ReportLongBackupId(question.backupId);
+      TellLongBackupId(question.backupId);
     }
     static_cast<void>(WriteInquireResult(question.backupId, question.file, InquireStatus::kError));
     return RunResult::kFailure;

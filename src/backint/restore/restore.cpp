@@ -88,7 +88,7 @@ std::optional<RestoreRecord> ReadRecord(const std::string& line, RunResult& resu
   const bool interrupted = RunIsInterrupted();
   if (interrupted || record->backupId.size() > kBackupIdWidth) {
     if (!interrupted) {
-      ReportLongBackupId(record->backupId);
+      TellLongBackupId(record->backupId);
     }
     ReportFailed(record->file, result);
     return std::nullopt;

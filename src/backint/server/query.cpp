@@ -160,6 +160,6 @@ std::optional<std::string> QueryLastBackup(const std::string& file) {
   return result == RunResult::kSuccess ? answer : std::nullopt;
 }
 
-void ReportLongBackupId(const std::string& backupId) {
+void TellLongBackupId(const std::string& backupId) {
   TRACE(1, "ERROR: backup id is too long: %s.", backupId.c_str());
 }

@@ -20,5 +20,5 @@ RunResult QueryBackups(const Question& question);
 // Asks for the last backup of a file: its id, or none. Nothing is written.
 [[nodiscard]] std::optional<std::string> QueryLastBackup(const std::string& file);
 
-// Reports a line that names a backup id that is longer than any.
-void ReportLongBackupId(const std::string& backupId);
+// Tells of a line that names a backup id that is longer than any.
+void TellLongBackupId(const std::string& backupId);
