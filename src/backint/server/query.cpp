@@ -72,10 +72,12 @@ class Query {
   }
 
  private:
-  // The line about the file of the question, whose writing nobody looks after.
+  // The line about the file of the question.
   void Report(InquireStatus status) {
-    if (answer_ == nullptr) {
-      static_cast<void>(WriteInquireResult(question_.backupId, question_.file, status));
+    if (answer_ == nullptr &&
+        WriteInquireResult(question_.backupId, question_.file, status) == RunResult::kFailure) {
+      TRACE(1, "%s", kOutputFailed);
+      result_ = RunResult::kFailure;
     }
   }
 
