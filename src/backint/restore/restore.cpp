@@ -40,7 +40,7 @@ struct RestoreGroup {
 // The last backup of a file, which is told; its id, or none.
 std::optional<std::string> FindLastBackup(const std::string& file) {
   TRACE(3, "INFO: backupid = #NULL. Find last backup of file: %s.", file.c_str());
-  const std::optional<std::string> found = QueryLastBackup(file);
+  std::optional<std::string> found = QueryLastBackup(file);
   Params().szBackupId = found.value_or(kNoBackupId);
   if (found && *found != kNoBackupId) {
     TRACE(3, "INFO: BackupID found: %s.", found->c_str());
