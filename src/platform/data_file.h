@@ -50,6 +50,8 @@ class DataFile {
                                                            std::string& why);
   // A file that must not exist yet, readable and writable by its owner alone.
   [[nodiscard]] static std::unique_ptr<DataFile> CreateNew(const std::string& path, std::string& why);
+  // An existing regular file, emptied, readable and writable. A link is not followed.
+  [[nodiscard]] static std::unique_ptr<DataFile> OpenEmptied(const std::string& path, std::string& why);
 
   DataFile(const DataFile&) = delete;
   DataFile& operator=(const DataFile&) = delete;
@@ -63,8 +65,13 @@ class DataFile {
   // Where the next hole begins, from the offset on: `size` if there is none, or the system does not tell.
   [[nodiscard]] std::uint64_t NextHole(std::uint64_t offset, std::uint64_t size);
   [[nodiscard]] bool WriteAt(std::uint64_t offset, const void* bytes, std::size_t size);
+  // The same for several threads at once: why it failed goes to `why`.
+  [[nodiscard]] bool WriteAt(std::uint64_t offset, const void* bytes, std::size_t size, std::string& why);
   // Cuts the file, or grows it by a hole.
   [[nodiscard]] bool SetSize(std::uint64_t size);
+  // Makes an empty file so long, of which every byte is about to be written: nothing of it is meant as a
+  // hole.
+  [[nodiscard]] bool Extend(std::uint64_t size);
   [[nodiscard]] bool Facts(FileFacts& facts);
   // Times and mode, and the owner where this process may set it; of a file whose owner cannot be kept the
   // bits that lend the owner's rights are dropped.
@@ -114,10 +121,32 @@ class DataFile {
 // Directories above that this process may not look into are passed over; it has made none in them.
 [[nodiscard]] bool SyncDirectoryChain(const std::string& path, std::string& why);
 
-// Makes the directory and those above it that are missing, each synchronised into the one above. Private
-// ones are for their owner alone.
+// A file system, as far as bringing all that was written to it to the disk in one step goes, whoever wrote
+// it. It tells of whatever could not be written since it was opened.
+class FileSystem {
+ public:
+  // The one that holds the directory. None where the system has no such step, or does not tell for this kind
+  // of file system whether it went well: there each file is synchronised by itself.
+  [[nodiscard]] static std::unique_ptr<FileSystem> Open(const std::string& directory);
+  FileSystem(const FileSystem&) = delete;
+  FileSystem& operator=(const FileSystem&) = delete;
+  ~FileSystem();
+  [[nodiscard]] bool Sync(std::string& why);
+  // As in a FileId.
+  [[nodiscard]] std::uint64_t Volume() const { return volume_; }
+
+ private:
+  explicit FileSystem(int handle) : handle_(handle) {}
+  int handle_;
+  std::uint64_t volume_ = 0;
+};
+
+// Makes the directory and those above it that are missing, each synchronised into the one above unless the
+// caller does that later. Private ones are for their owner alone.
 enum class DirectoryAccess { kUsual, kPrivate };
-[[nodiscard]] bool MakeDirectories(const std::string& path, DirectoryAccess access, std::string& why);
+enum class DirectorySync { kNow, kLater };
+[[nodiscard]] bool MakeDirectories(const std::string& path, DirectoryAccess access, std::string& why,
+                                   DirectorySync sync = DirectorySync::kNow);
 
 // The directory that holds the name: what stands in front of its last separator, of either kind; `.`
 // without one.
@@ -138,8 +167,8 @@ struct FileListing {
 [[nodiscard]] bool FreeSpace(const std::string& path, std::uint64_t& bytes, std::string& why);
 
 // Whether anybody but the owner, and who administers the machine, may write to (make files in) or read (list)
-// what bears the name. Everybody may if its owner is neither this user nor the administrator. False if that
-// cannot be found out.
+// what bears the name. Everybody may if its owner is neither this user nor the administrator; for an
+// administrator every owner will do. False if that cannot be found out.
 [[nodiscard]] bool OthersMayWrite(const std::string& path, bool& others, std::string& why);
 [[nodiscard]] bool OthersMayRead(const std::string& path, bool& others, std::string& why);
 
@@ -163,8 +192,12 @@ struct FileListing {
 // Where the running program lies, without a separator at its end.
 [[nodiscard]] std::string ProgramDirectory();
 
+// Where this system keeps configurations that are for all users.
+[[nodiscard]] std::string SystemConfigDirectory();
+
 // The value of an environment variable; false if it is not set or empty.
 [[nodiscard]] bool EnvironmentVariable(const std::string& name, std::string& value);
+[[nodiscard]] bool IsEnvironmentVariableSet(const std::string& name);
 
 // The name of this machine in its network; empty if it has none.
 [[nodiscard]] std::string HostName();
@@ -177,6 +210,9 @@ struct ProcessIdentity {
   bool operator==(const ProcessIdentity&) const = default;
 };
 [[nodiscard]] ProcessIdentity ThisProcess();
+// The process that started this one, and the name of its program, without directory and `.exe`. False if it
+// has ended, or cannot be found out.
+[[nodiscard]] bool ParentProcess(ProcessIdentity& parent, std::string& program);
 // What runs on another machine cannot be told.
 enum class Running { kYes, kNo, kCannotTell };
 [[nodiscard]] Running IsRunning(const ProcessIdentity& process);

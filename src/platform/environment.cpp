@@ -13,4 +13,6 @@ bool EnvironmentVariable(const std::string& name, std::string& value) {
   return true;
 }
 
+bool IsEnvironmentVariableSet(const std::string& name) { return std::getenv(name.c_str()) != nullptr; }
+
 }  // namespace platform

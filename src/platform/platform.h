@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -22,6 +23,10 @@ namespace platform {
 // Called once, first thing in every program: broken pipes become failed writes instead of a signal,
 // ended children leave no trace, standard streams pass bytes unchanged.
 void PrepareProcess();
+
+// Overwrites a text within the arguments of `main`, where everybody can read them in the list of processes.
+// `text` points into them.
+void HideArgument(char* text);
 
 // Writes a line to standard output and needs no memory for it.
 void WriteWithoutMemory(std::string_view line);
@@ -102,10 +107,13 @@ struct PathInfo {
 [[nodiscard]] PathInfo LookUp(const std::string& path);
 [[nodiscard]] bool Exists(const std::string& path);
 
-// The names in a directory, without "." and "..", in the system's order. False if it cannot be read, or (on
-// Windows) if a name has a character that the code page lacks, so that it could be taken for another; `names`
-// then holds what was read until then, `why` gets the reason, and `unusableName` that name with `?` for the
-// character.
+// The names in a directory, without "." and "..", in the system's order, one by one. False if it cannot be
+// read, or (on Windows) if a name has a character that the code page lacks, so that it could be taken for
+// another; `each` got what was read until then, `why` gets the reason, and `unusableName` that name with `?`
+// for the character.
+[[nodiscard]] bool ListDirectory(const std::string& path, const std::function<void(std::string_view)>& each,
+                                 std::string* why = nullptr, std::string* unusableName = nullptr);
+// The same into a list.
 [[nodiscard]] bool ListDirectory(const std::string& path, std::vector<std::string>& names,
                                  std::string* why = nullptr, std::string* unusableName = nullptr);
 

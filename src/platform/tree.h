@@ -28,9 +28,13 @@ void SetLinkFacts(const std::string& path, const FileFacts& facts);
 
 // Makes a directory that gets its facts when everything is in it. Where they decide who may look into it, its
 // owner alone can until then.
-[[nodiscard]] bool MakeUnfinishedDirectory(const std::string& path, std::string& why);
+[[nodiscard]] bool MakeUnfinishedDirectory(const std::string& path, std::string& why,
+                                           DirectorySync sync = DirectorySync::kNow);
+// Whether a directory with this mode keeps its owner from something that is done in it.
+[[nodiscard]] bool KeepsOwnerOut(const FileFacts& facts);
 // Times, mode and owner of a directory, by the rules of DataFile::SetFacts; they and its names are on the
-// disk then.
-[[nodiscard]] bool SetDirectoryFacts(const std::string& path, const FileFacts& facts, std::string& why);
+// disk then, unless the caller sees to that later.
+[[nodiscard]] bool SetDirectoryFacts(const std::string& path, const FileFacts& facts, std::string& why,
+                                     DirectorySync sync = DirectorySync::kNow);
 
 }  // namespace platform

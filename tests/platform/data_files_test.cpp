@@ -180,6 +180,12 @@ TEST(Processes, AreToldApart) {
   EXPECT_EQ(platform::IsRunning(other), platform::Running::kNo);
 }
 
+TEST(Processes, KnowWhoStartedThem) {
+  const support::ProgramRun run = support::RunProgram(support::BuiltProgram("platform_child"), {"parent"}, {},
+                                                      platform::TemporaryDirectory());
+  EXPECT_EQ(run.out, "platform_tests " + std::to_string(platform::ProcessId()));
+}
+
 TEST(RandomNames, AreAllDifferent) {
   std::set<std::string> names;
   for (int i = 0; i < 1000; ++i) {

@@ -116,6 +116,16 @@ int ReadInput(const Arguments&) {
 
 int Complain(const Arguments&) { return platform::TextFile::StandardError()->Write("a\nb\n") ? 0 : 1; }
 
+// Tells who started it.
+int TellParent(const Arguments&) {
+  platform::ProcessIdentity parent;
+  std::string program;
+  const bool known = platform::ParentProcess(parent, program);
+  const bool runs = platform::IsRunning(parent) == platform::Running::kYes;
+  std::printf("%s %d%s", program.c_str(), parent.number, known && runs ? "" : " unknown");
+  return 0;
+}
+
 // Reports as a data mover whose server's name is a file with the lines to print.
 int Report(const Arguments& arguments) {
   std::cerr << std::ifstream(arguments[3], std::ios::binary).rdbuf();
@@ -137,6 +147,7 @@ int main(int argc, char** argv) {
                                                                   {"start", StartTool},
                                                                   {"read-input", ReadInput},
                                                                   {"complain", Complain},
+                                                                  {"parent", TellParent},
                                                                   {"-b", Report}};
   const auto task = tasks.find(argc > 1 ? argv[1] : "");
   return task == tasks.end() ? 2 : task->second(Arguments(argv + 2, argv + argc));

@@ -23,10 +23,10 @@ constexpr int kMostLinks = 40;
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
 
-bool MakeOne(const std::string& native, DirectoryAccess access, std::string& why) {
+bool MakeOne(const std::string& native, DirectoryAccess access, std::string& why, DirectorySync sync) {
   const mode_t mode = access == DirectoryAccess::kPrivate ? 0700 : 0777;
   if (mkdir(native.c_str(), mode) == 0) {
-    return SyncDirectory(DirectoryOf(native), why);
+    return sync == DirectorySync::kLater || SyncDirectory(DirectoryOf(native), why);
   }
   const int error = errno;
   struct stat status = {};
@@ -108,6 +108,25 @@ std::unique_ptr<DataFile> DataFile::CreateNew(const std::string& path, std::stri
   return std::unique_ptr<DataFile>(new DataFile(handle));
 }
 
+std::unique_ptr<DataFile> DataFile::OpenEmptied(const std::string& path, std::string& why) {
+  const int handle = open(NativePath(path).c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | O_NOFOLLOW);
+  std::unique_ptr<DataFile> file(handle < 0 ? nullptr : new DataFile(handle));
+  struct stat status = {};
+  if (file == nullptr || fstat(handle, &status) != 0) {
+    why = ErrorText(errno);
+    return nullptr;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    why = "it is no regular file";
+    return nullptr;
+  }
+  if (!file->SetSize(0)) {
+    why = file->Why();
+    return nullptr;
+  }
+  return file;
+}
+
 DataFile::~DataFile() {
   if (handle_ >= 0) {
     close(static_cast<int>(handle_));
@@ -149,12 +168,17 @@ std::uint64_t DataFile::NextHole(std::uint64_t offset, std::uint64_t size) {
 }
 
 bool DataFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t size) {
+  return WriteAt(offset, bytes, size, why_);
+}
+
+bool DataFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t size, std::string& why) {
   std::size_t done = 0;
   while (done < size) {
     const ssize_t count = pwrite(static_cast<int>(handle_), static_cast<const char*>(bytes) + done,
                                  size - done, static_cast<off_t>(offset + done));
     if (count < 0 && errno != EINTR) {
-      return Fail();
+      why = ErrorText(errno);
+      return false;
     }
     done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
   }
@@ -164,6 +188,8 @@ bool DataFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t size
 bool DataFile::SetSize(std::uint64_t size) {
   return ftruncate(static_cast<int>(handle_), static_cast<off_t>(size)) == 0 || Fail();
 }
+
+bool DataFile::Extend(std::uint64_t size) { return SetSize(size); }
 
 bool DataFile::Facts(FileFacts& facts) {
   struct stat status = {};
@@ -284,7 +310,7 @@ bool SyncDirectoryChain(const std::string& path, std::string& why) {
   return true;
 }
 
-bool MakeDirectories(const std::string& path, DirectoryAccess access, std::string& why) {
+bool MakeDirectories(const std::string& path, DirectoryAccess access, std::string& why, DirectorySync sync) {
   const std::string native = NativePath(path);
   struct stat status = {};
   if (stat(native.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
@@ -293,11 +319,11 @@ bool MakeDirectories(const std::string& path, DirectoryAccess access, std::strin
   for (std::size_t slash = native.find('/', 1); slash != std::string::npos;
        slash = native.find('/', slash + 1)) {
     const std::string above = native.substr(0, slash);
-    if (stat(above.c_str(), &status) != 0 && !MakeOne(above, access, why)) {
+    if (stat(above.c_str(), &status) != 0 && !MakeOne(above, access, why, sync)) {
       return false;
     }
   }
-  return MakeOne(native, access, why);
+  return MakeOne(native, access, why, sync);
 }
 
 std::string DirectoryOf(const std::string& path) {
@@ -350,6 +376,8 @@ std::string UserStateDirectory() {
   }
   return EnvironmentVariable("HOME", directory) ? directory + "/.local/state" : "";
 }
+
+std::string SystemConfigDirectory() { return "/etc"; }
 
 std::string ProgramDirectory() {
   char text[PATH_MAX];

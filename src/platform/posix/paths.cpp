@@ -34,9 +34,8 @@ PathInfo LookUp(const std::string& path) {
 
 bool Exists(const std::string& path) { return LookUp(path).kind != PathKind::kMissing; }
 
-bool ListDirectory(const std::string& path, std::vector<std::string>& names, std::string* why,
-                   std::string* unusableName) {
-  names.clear();
+bool ListDirectory(const std::string& path, const std::function<void(std::string_view)>& each,
+                   std::string* why, std::string* unusableName) {
   const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir(internal::SystemPath(path).c_str()), closedir);
   const dirent* entry = nullptr;
   while (directory != nullptr) {
@@ -45,9 +44,9 @@ bool ListDirectory(const std::string& path, std::vector<std::string>& names, std
     if (entry == nullptr) {
       break;
     }
-    const std::string name = entry->d_name;
+    const std::string_view name = entry->d_name;
     if (name != "." && name != "..") {
-      names.push_back(name);
+      each(name);
     }
   }
   const bool complete = directory != nullptr && errno == 0;

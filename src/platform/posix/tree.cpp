@@ -64,16 +64,21 @@ void SetLinkFacts(const std::string& path, const FileFacts& facts) {
   (void)utimensat(AT_FDCWD, native.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
 }
 
-bool MakeUnfinishedDirectory(const std::string& path, std::string& why) {
-  return MakeDirectories(path, DirectoryAccess::kPrivate, why);
+bool MakeUnfinishedDirectory(const std::string& path, std::string& why, DirectorySync sync) {
+  return MakeDirectories(path, DirectoryAccess::kPrivate, why, sync);
 }
 
-bool SetDirectoryFacts(const std::string& path, const FileFacts& facts, std::string& why) {
+bool KeepsOwnerOut(const FileFacts& facts) { return (facts.mode & S_IRWXU) != S_IRWXU; }
+
+bool SetDirectoryFacts(const std::string& path, const FileFacts& facts, std::string& why,
+                       DirectorySync sync) {
   const int handle = open(NativePath(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (handle < 0) {
     return Fail(why);
   }
-  const bool set = (internal::SetFactsOf(handle, facts) && fsync(handle) == 0) || Fail(why);
+  const bool set =
+      (internal::SetFactsOf(handle, facts) && (sync == DirectorySync::kLater || fsync(handle) == 0)) ||
+      Fail(why);
   close(handle);
   return set;
 }

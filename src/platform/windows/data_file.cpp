@@ -184,6 +184,28 @@ std::unique_ptr<DataFile> DataFile::CreateNew(const std::string& path, std::stri
   return std::unique_ptr<DataFile>(new DataFile(Number(handle)));
 }
 
+std::unique_ptr<DataFile> DataFile::OpenEmptied(const std::string& path, std::string& why) {
+  if (IsUnusableName(path, why)) {
+    return nullptr;
+  }
+  const HANDLE handle = CreateFileA(internal::SystemPath(path).c_str(), GENERIC_READ | GENERIC_WRITE,
+                                    kShareAll, nullptr, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    why = ErrorText(GetLastError());
+    return nullptr;
+  }
+  std::unique_ptr<DataFile> file(new DataFile(Number(handle)));
+  if (GetFileType(handle) != FILE_TYPE_DISK || internal::IsLink(handle)) {
+    why = "it is no regular file";
+    return nullptr;
+  }
+  if (!file->Extend(0)) {
+    why = file->Why();
+    return nullptr;
+  }
+  return file;
+}
+
 DataFile::~DataFile() {
   if (handle_ != kNoHandle) {
     CloseHandle(Handle(handle_));
@@ -243,6 +265,10 @@ std::uint64_t DataFile::NextHole(std::uint64_t offset, std::uint64_t size) {
 }
 
 bool DataFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t size) {
+  return WriteAt(offset, bytes, size, why_);
+}
+
+bool DataFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t size, std::string& why) {
   PrepareHole(Handle(handle_), offset);
   std::size_t done = 0;
   while (done < size) {
@@ -250,7 +276,8 @@ bool DataFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t size
     DWORD count = 0;
     const DWORD wanted = static_cast<DWORD>(std::min(size - done, kMostAtOnce));
     if (WriteFile(Handle(handle_), static_cast<const char*>(bytes) + done, wanted, &count, &place) == 0) {
-      return Fail();
+      why = ErrorText(GetLastError());
+      return false;
     }
     done += count;
   }
@@ -259,6 +286,10 @@ bool DataFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t size
 
 bool DataFile::SetSize(std::uint64_t size) {
   PrepareHole(Handle(handle_), size);
+  return Extend(size);
+}
+
+bool DataFile::Extend(std::uint64_t size) {
   LARGE_INTEGER end = {};
   end.QuadPart = static_cast<LONGLONG>(size);
   return (SetFilePointerEx(Handle(handle_), end, nullptr, FILE_BEGIN) != 0 &&
@@ -371,7 +402,8 @@ bool SyncDirectoryChain(const std::string& path, std::string& why) {
   return good;
 }
 
-bool MakeDirectories(const std::string& path, DirectoryAccess access, std::string& why) {
+bool MakeDirectories(const std::string& path, DirectoryAccess access, std::string& why,
+                     DirectorySync /*sync*/) {
   if (IsUnusableName(path, why)) {
     return false;
   }

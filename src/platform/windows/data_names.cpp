@@ -123,6 +123,12 @@ std::string UserStateDirectory() {
   return EnvironmentVariable("LOCALAPPDATA", directory) && IsAbsolute(directory) ? directory : "";
 }
 
+std::string SystemConfigDirectory() {
+  std::string directory;
+  return EnvironmentVariable("PROGRAMDATA", directory) && IsAbsolute(directory) ? directory
+                                                                                : "C:/ProgramData";
+}
+
 std::string ProgramDirectory() {
   constexpr std::size_t kLongestPath = 32768;
   std::string path(kLongestPath, '\0');

@@ -4,9 +4,11 @@
 // Behind the header that they need.
 #include <aclapi.h>
 #include <ntsecapi.h>
+#include <tlhelp32.h>
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <vector>
 
 #include "platform/data_file.h"
@@ -60,14 +62,22 @@ std::vector<unsigned char> CurrentUser() {
   return user;
 }
 
+// Whether this process has an administrator's rights.
+bool IsAdministrator() {
+  Sid administrators(WinBuiltinAdministratorsSid);
+  BOOL is = FALSE;
+  return CheckTokenMembership(nullptr, administrators.Get(), &is) != 0 && is != FALSE;
+}
+
 bool IsOursOrTheAdministrators(PSID owner) {
   static std::array<Sid, 3> administrators = {Sid(WinBuiltinAdministratorsSid), Sid(WinLocalSystemSid),
                                               Sid(WinCreatorOwnerSid)};
   std::vector<unsigned char> user = CurrentUser();
   const bool ours =
       !user.empty() && EqualSid(owner, reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid) != 0;
-  return ours || std::any_of(administrators.begin(), administrators.end(),
-                             [owner](Sid& sid) { return EqualSid(owner, sid.Get()) != 0; });
+  return ours || IsAdministrator() ||
+         std::any_of(administrators.begin(), administrators.end(),
+                     [owner](Sid& sid) { return EqualSid(owner, sid.Get()) != 0; });
 }
 
 // Whether the list grants one of the rights to everybody. A list that is missing grants all to all.
@@ -162,6 +172,33 @@ std::string HostName() {
 }
 
 ProcessIdentity ThisProcess() { return {HostName(), ProcessId(), StartOf(GetCurrentProcess())}; }
+
+bool ParentProcess(ProcessIdentity& parent, std::string& program) {
+  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  if (snapshot == INVALID_HANDLE_VALUE) {
+    return false;
+  }
+  std::map<DWORD, PROCESSENTRY32> processes;
+  PROCESSENTRY32 entry = {};
+  entry.dwSize = sizeof entry;
+  for (BOOL more = Process32First(snapshot, &entry); more != FALSE; more = Process32Next(snapshot, &entry)) {
+    processes[entry.th32ProcessID] = entry;
+  }
+  CloseHandle(snapshot);
+  const auto found = processes.find(processes[GetCurrentProcessId()].th32ParentProcessID);
+  if (found == processes.end()) {
+    return false;
+  }
+  const HANDLE handle = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, found->first);
+  parent = {HostName(), static_cast<int>(found->first), handle == nullptr ? "" : StartOf(handle)};
+  CloseHandle(handle);
+  program = found->second.szExeFile;
+  if (FoldName(program).ends_with(".EXE")) {
+    program.resize(program.size() - 4);
+  }
+  // One that is younger has got the number of the true parent, which has ended.
+  return !parent.start.empty() && std::stoull(parent.start) <= std::stoull(ThisProcess().start);
+}
 
 Running IsRunning(const ProcessIdentity& process) {
   if (process.host != HostName()) {

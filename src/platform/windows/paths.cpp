@@ -42,14 +42,12 @@ PathInfo LookUp(const std::string& path) {
 
 bool Exists(const std::string& path) { return LookUp(path).kind != PathKind::kMissing; }
 
-bool ListDirectory(const std::string& path, std::vector<std::string>& names, std::string* why,
-                   std::string* unusableName) {
-  names.clear();
+bool ListDirectory(const std::string& path, const std::function<void(std::string_view)>& each,
+                   std::string* why, std::string* unusableName) {
   std::string reason;
   std::string unusable;
   const bool complete = internal::FindEntries(
-      path, [&](const std::string& name, const WIN32_FIND_DATAW&) { names.push_back(name); }, reason,
-      unusable);
+      path, [&](const std::string& name, const WIN32_FIND_DATAW&) { each(name); }, reason, unusable);
   if (!complete && why != nullptr) {
     *why = reason;
   }

@@ -63,11 +63,14 @@ bool MakeLink(const std::string& /*text*/, const std::string& /*path*/, std::str
 
 void SetLinkFacts(const std::string& /*path*/, const FileFacts& /*facts*/) {}
 
-bool MakeUnfinishedDirectory(const std::string& path, std::string& why) {
-  return MakeDirectories(path, DirectoryAccess::kUsual, why);
+bool MakeUnfinishedDirectory(const std::string& path, std::string& why, DirectorySync sync) {
+  return MakeDirectories(path, DirectoryAccess::kUsual, why, sync);
 }
 
-bool SetDirectoryFacts(const std::string& path, const FileFacts& facts, std::string& why) {
+bool KeepsOwnerOut(const FileFacts& /*facts*/) { return false; }
+
+bool SetDirectoryFacts(const std::string& path, const FileFacts& facts, std::string& why,
+                       DirectorySync /*sync*/) {
   const Handle handle(path, FILE_WRITE_ATTRIBUTES);
   return (handle.IsOpen() && internal::SetFactsOf(handle.Get(), facts)) || Fail(why, GetLastError());
 }
