@@ -1,8 +1,9 @@
-# The libraries of the embedded server, as `store_libraries`.
+# The libraries of the embedded server, as `store_libraries`. Besides, the tools' command lines are read by CLI11,
+# which is headers alone.
 if(NOT WIN32)
   find_package(PkgConfig REQUIRED)
   set(store_libraries "")
-  foreach(library sqlite3 libzstd libxxhash)
+  foreach(library sqlite3 libzstd libxxhash libsodium nettle)
     pkg_check_modules(${library} REQUIRED IMPORTED_TARGET ${library})
     list(APPEND store_libraries PkgConfig::${library})
   endforeach()
@@ -12,10 +13,11 @@ endif()
 # Made here unless they are there.
 execute_process(COMMAND ${CMAKE_SOURCE_DIR}/cmake/windows-libraries.sh COMMAND_ERROR_IS_FATAL ANY)
 set(libraries_folder ${CMAKE_SOURCE_DIR}/build/windows-libraries)
-foreach(library sqlite3 zstd xxhash)
+foreach(library sqlite3 zstd xxhash sodium nettle)
   add_library(${library} STATIC IMPORTED)
   set_target_properties(${library} PROPERTIES
     IMPORTED_LOCATION ${libraries_folder}/lib/lib${library}.a
     INTERFACE_INCLUDE_DIRECTORIES ${libraries_folder}/include)
 endforeach()
-set(store_libraries sqlite3 zstd xxhash)
+set_property(TARGET sodium PROPERTY INTERFACE_COMPILE_DEFINITIONS SODIUM_STATIC=1)
+set(store_libraries sqlite3 zstd xxhash sodium nettle)

@@ -7,14 +7,18 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 target=x86_64-w64-mingw32
 place=$PWD/build/windows-libraries
 work=$place/work
-packages=(sqlite3 libzstd xxhash)
+packages=(sqlite3 libzstd xxhash libsodium nettle)
 keyring=/usr/share/keyrings/debian-archive-keyring.gpg
 
-for program in apt-get dpkg-source tclsh make cc $target-gcc-posix; do
+for program in apt-get dpkg-source tclsh make m4 autoreconf libtoolize cc $target-gcc-posix; do
   command -v "$program" >/dev/null && continue
-  echo "$program is missing: apt-get install --no-install-recommends dpkg-dev tcl make gcc g++-mingw-w64-x86-64-posix"
+  echo "$program is missing: apt-get install --no-install-recommends autoconf automake dpkg-dev g++-mingw-w64-x86-64-posix gcc libtool m4 make tcl"
   exit 1
 done
+if [ ! -d /usr/include/CLI ]; then
+  echo "The headers of CLI11 are missing: apt-get install --no-install-recommends libcli11-dev"
+  exit 1
+fi
 
 state=$(cat "${BASH_SOURCE[0]}" <($target-gcc-posix --version) | sha256sum)
 [ "$(cat "$place/made" 2>/dev/null)" = "$state" ] && exit 0
@@ -29,13 +33,14 @@ apt_options=(
   -o Dir::Cache="$work/cache"
 )
 
-# The mirrors that this machine has its packages from, asked for sources.
+# The mirrors that this machine has its packages from, asked for sources. The release itself comes first: a version
+# that the security archive has too may be gone from there.
 write_source_list() {
   local release
   # shellcheck source=/dev/null
   release=$(. /etc/os-release && echo "$VERSION_CODENAME")
   # shellcheck disable=SC2016  # apt-get fills these in
-  apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' | sort -u |
+  apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' | sort -u -k2 -k1 |
     awk -v release="$release" -v keyring="$keyring" '
       $3 == "main" && ($2 == release || $2 == release "-updates" || $2 == release "-security") {
         print "deb-src [signed-by=" keyring "] " $1, $2, $3
@@ -97,11 +102,52 @@ make_xxhash() {
   cp "$work"/xxhash/{xxhash,xxh3}.h "$place/include"
 }
 
+# configured NAME OPTION...: copies a source, with its times, to a path without blanks, goes there and configures it.
+configured() {
+  local name=$1
+  shift
+  cp -a "$work/$name" "$plain/$name"
+  cd "$plain/$name"
+  [ "$name" != libsodium ] || autoreconf -fi >&2
+  ./configure --host=$target --prefix="$plain/installed" --libdir="$plain/installed/lib" \
+    --disable-shared --enable-static CC=$target-gcc-posix CFLAGS=-O2 "$@" >&2
+}
+
+make_sodium() {
+  (
+    configured libsodium --disable-ssp
+    make -j "$(nproc)" install-data install-exec
+  )
+  cp "$plain/installed/lib/libsodium.a" "$place/lib"
+  cp -r "$plain"/installed/include/sodium{,.h} "$place/include"
+}
+
+# Only its hashes and ciphers are needed; `fat` picks the processor's own instructions where it has them.
+make_nettle() {
+  (
+    configured nettle --enable-fat --disable-public-key --disable-openssl --disable-documentation
+    make -j "$(nproc)" libnettle.a
+    mkdir -p "$place/include/nettle"
+    cp {aes,camellia,gcm,memxor,nettle-types,sha2,version}.h "$place/include/nettle"
+    cp libnettle.a "$place/lib"
+  )
+}
+
+# Headers alone, the same on every system.
+copy_cli11() {
+  cp -r /usr/include/CLI "$place/include"
+}
+
+plain=$(mktemp -d)
+trap 'rm -rf "$plain"' EXIT
 rm -rf "$place"
 mkdir -p "$place"/{include,lib}
 fetch_sources
 make_sqlite
 make_zstd
 make_xxhash
+make_sodium
+make_nettle
+copy_cli11
 rm -rf "$work"
 echo "$state" >"$place/made"
