@@ -8,21 +8,43 @@ namespace store {
 
 class [[nodiscard]] Status {
  public:
+  // What kind of failure it is, where somebody has to act on that; the sentence is for people.
+  enum class Kind {
+    kGood,
+    kFailed,       // anything else
+    kDamaged,      // bytes that are there are not those that were written
+    kMissing,      // an object or file that must be there is not there
+    kNoRoom,       // the disk, or a quota, is full
+    kConflict,     // somebody else was first: look again and repeat
+    kInterrupted,  // the process was told to end
+  };
+
   Status() = default;
-  static Status Failed(std::string message) {
-    Status status;
-    status.message_ = std::move(message);
-    return status;
+  static Status Failed(std::string message) { return Status(Kind::kFailed, std::move(message)); }
+  static Status Damaged(std::string message) { return Status(Kind::kDamaged, std::move(message)); }
+  static Status Missing(std::string message) { return Status(Kind::kMissing, std::move(message)); }
+  static Status NoRoom(std::string message) { return Status(Kind::kNoRoom, std::move(message)); }
+  static Status Conflict(std::string message) { return Status(Kind::kConflict, std::move(message)); }
+  static Status Interrupted();
+
+  explicit operator bool() const { return kind_ == Kind::kGood; }
+  [[nodiscard]] Kind What() const { return kind_; }
+  [[nodiscard]] const std::string& Message() const { return message_; }
+  // The same failure, with what was being done in front of its sentence.
+  [[nodiscard]] Status Within(const std::string& what) const {
+    return *this ? *this : Status(kind_, what + ": " + message_);
   }
 
-  explicit operator bool() const { return message_.empty(); }
-  [[nodiscard]] const std::string& Message() const { return message_; }
-
  private:
+  Status(Kind kind, std::string message) : kind_(kind), message_(std::move(message)) {}
+
+  Kind kind_ = Kind::kGood;
   std::string message_;
 };
 
 // Why nothing new is begun once the process was interrupted.
 inline constexpr const char* kToldToEnd = "this program was told to end";
+
+inline Status Status::Interrupted() { return Status(Kind::kInterrupted, kToldToEnd); }
 
 }  // namespace store

@@ -1,0 +1,54 @@
+// A place that is a directory: each object is a file of its name below it, for its owner alone. An object
+// that is being written has the name with a random number and `.part` at the end, so that two who write one
+// name are never in each other's way. Besides there may be files whose names begin with `catalog.`, which are
+// no objects.
+#pragma once
+
+#include <list>
+#include <mutex>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "platform/data_file.h"
+#include "store/place/place.h"
+
+namespace store {
+
+class DirectoryPlace : public Place {
+ public:
+  // The directory must be there before the first object is created. `host` is this machine's name, in the
+  // holds of runs. Safe to use by several threads at once.
+  DirectoryPlace(std::string path, std::string host) : path_(std::move(path)), host_(std::move(host)) {}
+
+  [[nodiscard]] std::uint64_t BestObjectSize() const override { return 64 * 1024 * 1024; }
+  Status Create(const std::string& name, std::unique_ptr<NewObject>& object) override;
+  Status Get(const std::string& name, std::uint64_t offset, std::size_t size, std::string& bytes) override;
+  Status Size(const std::string& name, std::optional<std::uint64_t>& size) override;
+  Status List(const std::string& prefix, const Each& each) override;
+  Status Delete(const std::string& name) override;
+  // By a lock on a file below runs/, which names the host: locks of another host may not be seen here.
+  Status HoldRun(const Uid& run, std::unique_ptr<RunHold>& hold) override;
+  Status IsRunGone(const Uid& run, bool& gone) override;
+
+ private:
+  class NewFile;
+  using OpenFile = std::pair<std::string, std::unique_ptr<platform::DataFile>>;
+
+  [[nodiscard]] std::string PathOf(const std::string& name) const { return path_ + "/" + name; }
+  Status MakeDirectoryOf(const std::string& name);
+  Status MakeDurable(const std::string& name);
+  Status ListBelow(const std::string& directory, const std::string& prefix, const Each& each);
+  Status TakeOpen(const std::string& name, std::unique_ptr<platform::DataFile>& file);
+  void KeepOpen(const std::string& name, std::unique_ptr<platform::DataFile> file);
+  void CloseAll(const std::string& name);
+  Status DeleteParts(const std::string& name);
+
+  std::string path_;
+  std::string host_;
+  std::mutex mutex_;
+  std::list<OpenFile> open_;       // for reading, the last used in front
+  std::set<std::string> durable_;  // directories whose own names are on the disk
+};
+
+}  // namespace store

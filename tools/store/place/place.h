@@ -1,0 +1,90 @@
+// The door to whatever keeps the store's objects. An object is immutable: it comes whole or not at all, is
+// never changed, and goes whole. Nothing here knows what is in it.
+//
+// Names are paths of lower-case letters, digits, points and slashes, unique by themselves (they contain a
+// random number): no rule of the store rests on a place that refuses a name that is taken.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "store/base/uid.h"
+#include "store/status.h"
+
+namespace store {
+
+// An object that is being written. Nobody finds it before it is finished; one that is destroyed unfinished is
+// gone. After the first failure every further call fails too: nothing is tried again.
+class NewObject {
+ public:
+  NewObject() = default;
+  NewObject(const NewObject&) = delete;
+  NewObject& operator=(const NewObject&) = delete;
+  virtual ~NewObject() = default;
+
+  virtual Status Append(std::string_view bytes) = 0;
+  // When the status is good, the object is there, whole and durable: also after a power cut. When it is not,
+  // the object may be there or not.
+  virtual Status Finish() = 0;
+};
+
+// As long as it lives, others find the run alive.
+class RunHold {
+ public:
+  RunHold() = default;
+  RunHold(const RunHold&) = delete;
+  RunHold& operator=(const RunHold&) = delete;
+  virtual ~RunHold() = default;
+};
+
+class Place {
+ public:
+  Place() = default;
+  Place(const Place&) = delete;
+  Place& operator=(const Place&) = delete;
+  virtual ~Place() = default;
+
+  // The size at which an object ends best, in bytes.
+  [[nodiscard]] virtual std::uint64_t BestObjectSize() const = 0;
+
+  virtual Status Create(const std::string& name, std::unique_ptr<NewObject>& object) = 0;
+  // Create, append, finish.
+  Status Put(const std::string& name, std::string_view bytes);
+
+  // Exactly so many bytes from there on. kMissing without such an object, kDamaged if it ends before.
+  virtual Status Get(const std::string& name, std::uint64_t offset, std::size_t size, std::string& bytes) = 0;
+  // None without such an object.
+  virtual Status Size(const std::string& name, std::optional<std::uint64_t>& size) = 0;
+  // All finished objects whose names begin so, in no order; holds of runs are none. Ends early with a status
+  // that `each` returns.
+  using Each = std::function<Status(const std::string& name, std::uint64_t size)>;
+  virtual Status List(const std::string& prefix, const Each& each) = 0;
+  // One that is not there is no failure; what was written of one that was never finished goes, too.
+  virtual Status Delete(const std::string& name) = 0;
+
+  // Marks this process as the one that carries out the run.
+  virtual Status HoldRun(const Uid& run, std::unique_ptr<RunHold>& hold) = 0;
+  // Whether the run's process is gone, and what it held with it. Never true for a run that is alive, nor for
+  // one of which this machine cannot tell.
+  virtual Status IsRunGone(const Uid& run, bool& gone) = 0;
+};
+
+// ---- Names of objects
+// --------------------------------------------------------------------------------------
+
+inline constexpr const char* kRepositoryObject = "repository";
+inline constexpr const char* kPackPrefix = "packs/";
+inline constexpr const char* kSavesetPrefix = "savesets/";
+// packs/3f/3fa0...
+[[nodiscard]] std::string PackObject(const Uid& pack);
+// savesets/9c01....begin, and .end, .closed
+[[nodiscard]] std::string SavesetObject(const Uid& saveset, std::string_view which);
+// runs/9c01...: what a run that is gone has left of its hold. To be deleted when all the rest of it is.
+inline constexpr const char* kRunPrefix = "runs/";
+[[nodiscard]] std::string RunObject(const Uid& run);
+
+}  // namespace store
