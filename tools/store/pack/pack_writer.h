@@ -1,0 +1,47 @@
+// Writes one pack, block by block.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/keys/keys.h"
+#include "store/pack/format.h"
+#include "store/place/place.h"
+#include "store/status.h"
+
+namespace store {
+
+class PackWriter {
+ public:
+  // The pack is announced in the catalog already. Whoever destroys an unfinished writer takes the pack back.
+  static Status Create(Place& place, const Keys& keys, const Uid& repository, const Uid& saveset,
+                       const Uid& pack, std::unique_ptr<PackWriter>& writer);
+
+  [[nodiscard]] const Uid& Id() const { return pack_; }
+  // What was appended so far, header included; of the whole pack behind `End`.
+  [[nodiscard]] std::uint64_t Size() const { return size_; }
+  [[nodiscard]] const PackCiphers& Ciphers() const { return ciphers_; }
+
+  // Blocks have the numbers from 0 in the order of this call. `entry` is whole, its checksum too.
+  Status Append(const BlockEntry& entry, std::string_view stored);
+  // Tables and trailer.
+  Status End(std::uint32_t items, std::vector<Uid> refersTo);
+  // When the status is good, the pack is there and durable.
+  Status Finish();
+
+ private:
+  PackWriter() = default;
+  Status Write(std::string_view bytes);
+
+  Uid pack_;
+  PackCiphers ciphers_;
+  std::string header_;
+  PackTables tables_;
+  std::uint64_t size_ = 0;
+  std::unique_ptr<NewObject> object_;
+};
+
+}  // namespace store
