@@ -1,0 +1,214 @@
+// What the repository contains and who asked for it: sessions, jobs, savesets, items, packs, runs. Each
+// operation is one transaction and durable when it returns. Everything in it that a restore needs is in packs
+// and saveset objects too, from which `Rebuild` (store.h) makes it anew. Which engine keeps it is known to
+// none of this.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/base/uid.h"
+#include "store/catalog/sql.h"
+#include "store/pack/record.h"
+#include "store/status.h"
+
+namespace store {
+
+// The numbers are in the catalog and in saveset objects.
+enum class Mode { kBackup = 0, kRestore = 1 };
+// How far the mover came that fills a saveset.
+enum class Mover { kNone = 0, kRunning = 1, kEndedClean = 2, kEndedFailed = 3 };
+// What the caller reports when it closes a job or a session.
+enum class State { kGood = 0, kWarnings = 1, kFailed = 3 };
+
+// A process of some machine, so that nobody takes another one of the same number for it.
+struct Process {
+  std::string host;
+  std::int64_t number = 0;  // 0: none that has to be alive (a tool that was started by hand)
+  std::string started;      // as the system tells it
+};
+
+struct Session {
+  std::int64_t id = 0;
+  Mode mode = Mode::kBackup;
+  bool closed = false;
+  Process owner;
+};
+
+struct Saveset {
+  std::int64_t id = 0;
+  Uid uid;
+  std::string name;
+  std::string database;
+  std::string pool;
+  std::int64_t created = 0;
+  Mover mover = Mover::kNone;
+  bool hasItems = false;
+  bool marked = false;  // to be deleted after the grace
+  bool failed = false;  // its backup job was closed as failed
+};
+
+struct NewJob {
+  std::int64_t session = 0;
+  Mode mode = Mode::kBackup;
+  std::string name;
+  std::string pool;
+};
+
+struct Run {
+  Uid uid;
+  std::int64_t saveset = 0;
+  Process process;
+};
+
+struct Pack {
+  Uid uid;
+  std::uint64_t size = 0;
+  bool damaged = false;
+};
+
+// What is confirmed together: durable packs, and the items that were completed with them.
+struct Group {
+  std::int64_t saveset = 0;
+  std::vector<Pack> packs;  // each announced before; the last one has the records of all the items
+  std::vector<Item> items;
+  // Items are part of a directory that is still being walked: nobody sees them before the directory's own
+  // record comes in a later group (or in this one).
+};
+
+class Catalog {
+ public:
+  explicit Catalog(std::unique_ptr<SqlEngine> engine, const Uid& repository);
+  Catalog(const Catalog&) = delete;
+  Catalog& operator=(const Catalog&) = delete;
+  ~Catalog();
+
+  // For who makes a repository: proposes its repository object. `object` comes back as the one that is in the
+  // catalog, another one if somebody else was first. Who proposes nothing only asks. Makes a table of its
+  // own, `founding`, and nothing else: for `Prepare` a catalog with this table alone is a new one.
+  static Status Found(SqlEngine& engine, std::string& object);
+
+  // Makes the tables, or brings those of an older release forward, in one transaction; leaves a newer
+  // release's alone. kDamaged if it belongs to another repository or to another program.
+  Status Prepare();
+  [[nodiscard]] bool CanWrite() const;
+  Status Now(std::int64_t& seconds);
+
+  // ---- Sessions and jobs ----
+
+  Status AddSession(Mode mode, std::string_view client, const Process& owner, std::int64_t& id);
+  Status FindSession(std::int64_t id, std::optional<Session>& session);
+  // Ends the session and whatever job was left open in it.
+  Status CloseSession(std::int64_t id, State state);
+  // Open sessions whose owner has to be alive, on this host.
+  Status ListOwnedSessions(std::string_view host, std::vector<Session>& sessions);
+
+  // A new saveset of this name, or of the name with a number behind it if it is taken, and its backup job.
+  // `saveset.uid`, `name`, `database` are given; `id`, `name` and `created` come back.
+  Status OpenBackupJob(const NewJob& job, Saveset& saveset);
+  Status OpenRestoreJob(const NewJob& job, std::int64_t saveset);
+  Status HasOpenJob(std::int64_t saveset, Mode mode, bool& open);
+  // Closes the session's latest open job on the saveset; `found` is false without one.
+  Status CloseJob(std::int64_t session, std::int64_t saveset, State state, bool& found);
+
+  // ---- Runs: a mover that fills a saveset ----
+
+  // Gives the saveset to this run, once in its life; `claimed` is false if it had one.
+  Status BeginRun(const Run& run, bool& claimed);
+  // Ends it, however it went. What it announced or committed, and no item needs, is among `ListDeleted` then.
+  Status EndRun(const Uid& run, Mover mover);
+  Status ListRuns(std::vector<Run>& runs);
+  // A pack that the run is about to write. From here on the next one who finds the run gone deletes it.
+  Status AnnouncePack(const Uid& run, const Uid& pack);
+  Status ListAnnounced(const Uid& run, std::vector<Uid>& packs);
+  // Takes back packs that no item needs; their objects must be gone.
+  Status ForgetAnnounced(const std::vector<Uid>& packs);
+
+  // ---- Items ----
+
+  // The only place that makes an item known. kConflict if a pack that an item refers to has gone or was found
+  // damaged meanwhile: nothing happened then, and `gone` names the packs.
+  Status CommitGroup(const Group& group, std::vector<Uid>& gone);
+  // Takes back what was committed of a directory whose own record never came. `packs` are those that nobody
+  // needs any more: delete the objects, then `ForgetAnnounced` them.
+  Status DropDirectory(std::int64_t saveset, std::uint64_t directory, std::vector<Uid>& packs);
+
+  Status FindSaveset(std::string_view name, std::optional<Saveset>& saveset);
+  // The item with this name, else one that is shown by it. Separators at a name's end do not count.
+  Status FindItem(const Saveset& saveset, std::string_view asked, std::optional<Item>& item);
+  // What is in the directory with this name, however deep, else in one that is shown by it; whatever contains
+  // others comes before them. `directory` gets its name, before the first call of `each`, which may use the
+  // catalog. kMissing if the saveset is deleted meanwhile.
+  using EachItem = std::function<Status(const Item& item)>;
+  Status FindItemsIn(const Saveset& saveset, std::string_view asked, std::string& directory,
+                     const EachItem& each);
+  // All items in the order of their saving; of several with one name the first.
+  Status ListItems(const Saveset& saveset, const EachItem& each);
+
+  // The newest copy of a file that a new one may refer to: of the same database, pool and name, in a saveset
+  // that is neither marked nor withdrawn nor failed, of packs that are not damaged, with data not older than
+  // `oldest` (seconds since 1970).
+  Status FindBase(const Saveset& saveset, std::string_view name, std::int64_t oldest,
+                  std::optional<Item>& item, Uid& itemSaveset);
+  Status FindPack(const Uid& uid, std::optional<Pack>& pack);
+  Status MarkPackDamaged(const Uid& uid);
+
+  // Names of the savesets with items, newest first; marked ones are not listed.
+  Status ListSavesets(std::string_view database, std::vector<std::string>& names);
+  // The same of those that contain the file or directory. Those that have it by its own name come before
+  // those where it is only shown by it; among each a saveset whose job was closed as failed although its
+  // mover had ended clean comes last: its caller may have withdrawn it.
+  Status ListSavesetsWith(std::string_view database, std::string_view file, std::vector<std::string>& names);
+
+  // All savesets, newest first, for the owner.
+  Status ListAllSavesets(const std::function<Status(const Saveset& saveset)>& each);
+
+  // ---- Deleting ----
+
+  // kMissing without such a saveset; `State` of its job open: refused.
+  Status MarkSaveset(std::int64_t saveset, bool marked);
+  // Marks it as if that had been long ago: no grace is left.
+  Status MarkSavesetAtOnce(std::int64_t saveset);
+  // Takes out the savesets that were marked at that time or before, in transactions that are each short: of
+  // so many items, and each names the packs that no item needs any more. Delete their objects and those of
+  // the savesets, then `ForgetDeleted`. From its first transaction on a saveset is not found any more; one
+  // that was interrupted goes on with the next call.
+  struct Deleted {
+    std::vector<Uid> savesets;
+    std::vector<Uid> packs;
+  };
+  Status DeleteMarked(std::int64_t markedBefore, Deleted& deleted);
+  // What an earlier deletion named and nobody has reported as gone.
+  Status ListDeleted(Deleted& deleted);
+  Status ForgetDeleted(const Deleted& deleted);
+
+  // ---- Rebuilding, into an empty catalog ----
+
+  Status ImportSaveset(const Saveset& saveset, bool withdrawn);
+  // Of a saveset that was deleted a pack comes without records: others may refer to it.
+  Status ImportPack(const Pack& pack, const Uid& saveset, const std::vector<std::string>& records);
+  // Everything is there: items whose packs are missing go again, directories without all of their entries
+  // too; what went is told.
+  Status FinishImport(const std::function<void(const std::string& what)>& tell);
+
+  // For the catalog's own files (catalog_inside.h).
+  struct Inside;
+
+ private:
+  std::unique_ptr<Inside> inside_;
+};
+
+// The catalog of a repository that is a directory, by SQLite. `kNever`: kMissing unless it is there.
+enum class MakeCatalog { kNever, kIfMissing };
+Status OpenSqlite(const std::string& path, MakeCatalog make, std::unique_ptr<SqlEngine>& engine);
+// Room beside it for deleting on a full disk: kept where there is plenty, with `kIfMissing`. Given back, true
+// if there was some, when a deletion finds no room; open the catalog again then, and repeat.
+void KeepSpareRoom(const std::string& path);
+bool GiveSpareRoom(const std::string& path);
+
+}  // namespace store

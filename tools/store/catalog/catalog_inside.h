@@ -1,0 +1,74 @@
+// What the catalog's own files share.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/catalog/catalog.h"
+#include "store/catalog/schema.h"
+#include "store/catalog/sql.h"
+
+namespace store {
+
+struct Catalog::Inside {
+  std::unique_ptr<SqlEngine> engine;
+  Uid repository;
+  // Rows since the last commit of an import.
+  std::size_t imported = 0;
+  bool importing = false;
+
+  // One transaction, repeated when the engine aborts it. Nothing of it is kept if `keep` becomes false.
+  using Body = std::function<Status(bool& keep)>;
+  Status Transact(const Body& body);
+  Status Transact(const std::function<Status()>& body);
+
+  Status Run(const std::string& text, const std::vector<SqlValue>& values) {
+    return engine->Run(text, values);
+  }
+  // The first column of the first row, if there is one.
+  Status FindNumber(const std::string& text, const std::vector<SqlValue>& values,
+                    std::optional<std::int64_t>& number);
+  Status Exists(const std::string& text, const std::vector<SqlValue>& values, bool& exists);
+  // The first columns of all rows.
+  Status ListNumbers(const std::string& text, const std::vector<SqlValue>& values,
+                     std::vector<std::int64_t>& numbers);
+  Status ListUids(const std::string& text, const std::vector<SqlValue>& values, std::vector<Uid>& uids);
+  // The next one of a counter, from 1; within a transaction.
+  Status Count(std::string_view counter, std::int64_t& number);
+  // Of a database and pool; within a transaction, which makes it if need be.
+  Status FamilyOf(std::string_view database, std::string_view pool, std::int64_t& family);
+
+  // Takes items out, of one directory or all of the saveset, in short transactions. Packs that no item needs
+  // then are named as deleted.
+  Status TakeItemsOut(std::int64_t saveset, std::optional<std::int64_t> directory, std::vector<Uid>& packs);
+  // Of the saveset's own packs, those that no item needs; within a transaction.
+  Status NameUnneededPacks(std::int64_t saveset);
+
+  // An item's rows; within a transaction.
+  Status AddItem(std::int64_t saveset, std::int64_t family, const Item& item, std::string_view record,
+                 std::int64_t recordPack, const std::vector<std::int64_t>& packs);
+};
+
+inline SqlValue Unsigned(std::uint64_t number) { return static_cast<std::int64_t>(number); }
+
+// ---- Rows of items ---------------------------------------------------------------------------------------
+
+// Of `item i`: what `ReadItem` reads.
+inline const std::string kItemColumns = "i.number, i.key, i.listed, i.kind, i.directory, i.stored, i.record";
+inline constexpr int kItemColumnCount = 7;
+// That an item is not part of a directory which is still being saved.
+inline const std::string kItemVisible =
+    "NOT EXISTS(SELECT 1 FROM unfinished u WHERE u.saveset = i.saveset AND u.directory = i.directory)";
+
+// What an item is found by where it is only shown by a name; nothing for most.
+[[nodiscard]] std::optional<std::string> ListedKey(std::string_view name);
+// From the row's columns that begin with `first`. kDamaged unless record and columns say the same.
+Status ReadItem(const SqlRow& row, int first, const Uid& repository, const Uid& saveset, Item& item);
+// The sentence for rows that contradict each other.
+Status DamagedRow(const std::string& what);
+
+}  // namespace store

@@ -1,0 +1,215 @@
+// Taking savesets out, in short transactions, and naming the packs that nobody needs then.
+#include <algorithm>
+#include <set>
+
+#include "store/catalog/catalog_inside.h"
+
+namespace store {
+namespace {
+
+// So few that the spare room is enough for what they change.
+constexpr int kPortion = 100;
+
+// Of the packs, those that no item needs are named as deleted; within a transaction.
+Status NameUnneeded(Catalog::Inside& inside, const std::set<std::int64_t>& packs, std::vector<Uid>& named) {
+  for (const std::int64_t pack : packs) {
+    std::vector<Uid> uid;
+    if (Status done =
+            inside.ListUids("UPDATE pack SET state = 3 WHERE id = $1 AND state IN (1, 2) AND "
+                            "NOT EXISTS(SELECT 1 FROM item WHERE item.pack = pack.id) AND "
+                            "NOT EXISTS(SELECT 1 FROM needs WHERE needs.pack = pack.id) RETURNING uid",
+                            {pack}, uid);
+        !done) {
+      return done;
+    }
+    named.insert(named.end(), uid.begin(), uid.end());
+  }
+  return {};
+}
+
+struct Portion {
+  std::vector<std::int64_t> numbers;
+  std::set<std::int64_t> packs;
+};
+
+// The next items of the saveset, or of a directory of it, and all packs that they need.
+Status ReadPortion(Catalog::Inside& inside, std::int64_t saveset, std::optional<std::int64_t> directory,
+                   std::int64_t behind, Portion& portion) {
+  portion = {};
+  Status read = inside.engine->Run(
+      "SELECT number, pack FROM item WHERE saveset = $1 AND number > $2 AND (directory = $3 OR $3 = -1) "
+      "ORDER BY number LIMIT $4",
+      {saveset, behind, directory.value_or(-1), kPortion}, [&portion](const SqlRow& row) {
+        portion.numbers.push_back(row.Number(0));
+        portion.packs.insert(row.Number(1));
+        return Status();
+      });
+  if (!read || portion.numbers.empty()) {
+    return read;
+  }
+  std::vector<std::int64_t> others;
+  Status listed = inside.ListNumbers(
+      "SELECT DISTINCT pack FROM needs WHERE saveset = $1 AND number >= $2 AND number <= $3",
+      {saveset, portion.numbers.front(), portion.numbers.back()}, others);
+  portion.packs.insert(others.begin(), others.end());
+  return listed;
+}
+
+Status DeletePortion(Catalog::Inside& inside, std::int64_t saveset, const Portion& portion) {
+  for (const std::int64_t number : portion.numbers) {
+    for (const char* statement : {"DELETE FROM needs WHERE saveset = $1 AND number = $2",
+                                  "DELETE FROM item WHERE saveset = $1 AND number = $2"}) {
+      if (Status deleted = inside.Run(statement, {saveset, number}); !deleted) {
+        return deleted;
+      }
+    }
+  }
+  return {};
+}
+
+// Within a transaction.
+Status Mark(Catalog::Inside& inside, std::int64_t saveset, const std::string& value, const SqlValue& time) {
+  bool busy = false;
+  if (Status looked = inside.Exists(
+          "SELECT 1 FROM saveset s WHERE s.id = $1 AND (EXISTS(SELECT 1 FROM run WHERE run.saveset = "
+          "s.id) OR EXISTS(SELECT 1 FROM job WHERE job.saveset = s.id AND job.closed IS NULL))",
+          {saveset}, busy);
+      !looked) {
+    return looked;
+  }
+  if (busy && time.What() != SqlValue::Kind::kNull) {
+    return Status::Failed("the saveset is in use: a job of it is still open");
+  }
+  Status done =
+      inside.Run("UPDATE saveset SET marked = " + value + " WHERE id = $1 AND deleting = 0", {saveset, time});
+  return done && inside.engine->Changed() == 0 ? Status::Missing("there is no such saveset any more") : done;
+}
+
+// The saveset is empty by now: the rest of it.
+Status TakeSavesetOut(Catalog::Inside& inside, std::int64_t saveset) {
+  return inside.Transact([&] {
+    if (Status named = inside.NameUnneededPacks(saveset); !named) {
+      return named;
+    }
+    for (const char* statement :
+         {"INSERT INTO deleted(uid) SELECT uid FROM saveset WHERE id = $1 AND deleting = 1",
+          "DELETE FROM job WHERE saveset = $1", "DELETE FROM saveset WHERE id = $1 AND deleting = 1"}) {
+      if (Status done = inside.Run(statement, {saveset}); !done) {
+        return done;
+      }
+    }
+    return Status();
+  });
+}
+
+}  // namespace
+
+Status Catalog::Inside::TakeItemsOut(std::int64_t saveset, std::optional<std::int64_t> directory,
+                                     std::vector<Uid>& packs) {
+  std::int64_t behind = 0;
+  bool more = true;
+  while (more) {
+    std::vector<Uid> named;
+    Status done = Transact([&] {
+      named.clear();
+      Portion portion;
+      if (Status read = ReadPortion(*this, saveset, directory, behind, portion); !read) {
+        return read;
+      }
+      more = portion.numbers.size() == static_cast<std::size_t>(kPortion);
+      if (Status deleted = DeletePortion(*this, saveset, portion); !deleted) {
+        return deleted;
+      }
+      behind = portion.numbers.empty() ? behind : portion.numbers.back();
+      return NameUnneeded(*this, portion.packs, named);
+    });
+    if (!done) {
+      return done;
+    }
+    packs.insert(packs.end(), named.begin(), named.end());
+  }
+  return {};
+}
+
+Status Catalog::Inside::NameUnneededPacks(std::int64_t saveset) {
+  std::vector<std::int64_t> packs;
+  if (Status listed =
+          ListNumbers("SELECT id FROM pack WHERE saveset = $1 AND state IN (1, 2)", {saveset}, packs);
+      !listed) {
+    return listed;
+  }
+  std::vector<Uid> named;
+  return NameUnneeded(*this, {packs.begin(), packs.end()}, named);
+}
+
+Status Catalog::MarkSaveset(std::int64_t saveset, bool marked) {
+  return inside_->Transact([&] {
+    std::int64_t now = 0;
+    if (Status told = Now(now); !told) {
+      return told;
+    }
+    // One that is marked already keeps its time.
+    return marked ? Mark(*inside_, saveset, "coalesce(marked, $2)", now)
+                  : Mark(*inside_, saveset, "$2", nullptr);
+  });
+}
+
+Status Catalog::MarkSavesetAtOnce(std::int64_t saveset) {
+  return inside_->Transact([&] { return Mark(*inside_, saveset, "$2", 0); });
+}
+
+Status Catalog::DeleteMarked(std::int64_t markedBefore, Deleted& deleted) {
+  std::vector<std::int64_t> savesets;
+  Status chosen = inside_->Transact([&] {
+    if (Status marked = inside_->Run(
+            "UPDATE saveset SET deleting = 1 WHERE marked IS NOT NULL AND marked <= $1 AND deleting = 0 AND "
+            "NOT EXISTS(SELECT 1 FROM job WHERE job.saveset = saveset.id AND job.closed IS NULL)",
+            {markedBefore});
+        !marked) {
+      return marked;
+    }
+    return inside_->ListNumbers("SELECT id FROM saveset WHERE marked IS NOT NULL AND deleting = 1", {},
+                                savesets);
+  });
+  if (!chosen) {
+    return chosen;
+  }
+  for (const std::int64_t saveset : savesets) {
+    std::vector<Uid> packs;
+    if (Status out = inside_->TakeItemsOut(saveset, std::nullopt, packs); !out) {
+      return out;
+    }
+    if (Status out = TakeSavesetOut(*inside_, saveset); !out) {
+      return out;
+    }
+  }
+  return ListDeleted(deleted);
+}
+
+Status Catalog::ListDeleted(Deleted& deleted) {
+  if (Status listed =
+          inside_->ListUids("SELECT uid FROM pack WHERE state = 3 AND state <> 1", {}, deleted.packs);
+      !listed) {
+    return listed;
+  }
+  return inside_->ListUids("SELECT uid FROM deleted", {}, deleted.savesets);
+}
+
+Status Catalog::ForgetDeleted(const Deleted& deleted) {
+  return inside_->Transact([&] {
+    for (const Uid& pack : deleted.packs) {
+      if (Status gone = inside_->Run("DELETE FROM pack WHERE uid = $1 AND state = 3", {pack.Bytes()});
+          !gone) {
+        return gone;
+      }
+    }
+    for (const Uid& saveset : deleted.savesets) {
+      if (Status gone = inside_->Run("DELETE FROM deleted WHERE uid = $1", {saveset.Bytes()}); !gone) {
+        return gone;
+      }
+    }
+    return Status();
+  });
+}
+
+}  // namespace store

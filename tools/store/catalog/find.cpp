@@ -1,0 +1,307 @@
+// Finding savesets, items and packs. Long answers are read in portions, each of its own, so that no reader
+// keeps anybody from anything for long.
+#include "platform/data_file.h"
+#include "store/catalog/catalog_inside.h"
+#include "store/names.h"
+
+namespace store {
+namespace {
+
+constexpr int kPortion = 500;
+// Of how many of a file's last copies one is looked for that can be referred to.
+constexpr int kCopiesLookedAt = 32;
+
+// Everything in the directory with this key is between these two.
+struct KeyRange {
+  explicit KeyRange(const std::string& key) : first(platform::FoldName(key + '/')), behind(first) {
+    ++behind.back();
+  }
+  std::string first;
+  std::string behind;
+};
+
+// Which of the directories that the item is in has the key, or is shown by it.
+std::string DirectoryShownAs(std::string_view item, const std::string& key) {
+  std::string_view directory = ParentOf(item);
+  while (!directory.empty() && ItemKey(directory) != key && ItemKey(ListedName(directory)) != key) {
+    directory = ParentOf(directory);
+  }
+  return std::string(directory);
+}
+
+Status FindOne(Catalog::Inside& inside, const Saveset& saveset, const std::string& condition,
+               const std::vector<SqlValue>& values, std::optional<Item>& item) {
+  item.reset();
+  return inside.engine->Run(
+      "SELECT " + kItemColumns + " FROM item i WHERE i.saveset = $1 AND " + condition, values,
+      [&](const SqlRow& row) { return ReadItem(row, 0, inside.repository, saveset.uid, item.emplace()); });
+}
+
+// The directory that has the name, else the first that is shown by it; empty without either.
+Status FindDirectory(Catalog::Inside& inside, const Saveset& saveset, const std::string& key,
+                     std::string& directory) {
+  directory.clear();
+  if (key.empty()) {
+    return {};
+  }
+  const KeyRange range(key);
+  std::optional<Item> first;
+  if (Status found =
+          FindOne(inside, saveset,
+                  "i.key > $2 AND i.key < $3 AND " + kItemVisible + " ORDER BY i.key, i.number LIMIT 1",
+                  {saveset.id, range.first, range.behind}, first);
+      !found) {
+    return found;
+  }
+  if (!first) {
+    if (Status found = FindOne(
+            inside, saveset,
+            "i.listed > $2 AND i.listed < $3 AND " + kItemVisible + " ORDER BY i.key, i.number LIMIT 1",
+            {saveset.id, range.first, range.behind}, first);
+        !found) {
+      return found;
+    }
+  }
+  if (first) {
+    directory = DirectoryShownAs(first->name, key);
+  }
+  return {};
+}
+
+// Reads a portion of items behind the place that `values` name; its condition and order are in `text`.
+Status ReadPortion(Catalog::Inside& inside, const Saveset& saveset, const std::string& text,
+                   const std::vector<SqlValue>& values, std::vector<Item>& items) {
+  items.clear();
+  return inside.engine->Run(text, values, [&](const SqlRow& row) {
+    return ReadItem(row, 0, inside.repository, saveset.uid, items.emplace_back());
+  });
+}
+
+// A saveset that goes while it is read in portions must not look like a shorter one.
+Status CheckStillThere(Catalog::Inside& inside, const Saveset& saveset) {
+  bool there = false;
+  Status looked = inside.Exists("SELECT id FROM saveset WHERE id = $1 AND deleting = 0", {saveset.id}, there);
+  return looked && !there ? Status::Missing("the saveset " + saveset.name + " was deleted meanwhile")
+                          : looked;
+}
+
+Status HandOut(const std::vector<Item>& items, const Catalog::EachItem& each) {
+  for (const Item& item : items) {
+    if (Status done = each(item); !done) {
+      return done;
+    }
+  }
+  return {};
+}
+
+// As a range, without an order: an engine without statistics would rather go through all items of the
+// saveset.
+const std::string kSelectItems = "SELECT " + kItemColumns + " FROM item i WHERE i.saveset = $1 AND ";
+const std::string kItemsOfKey = kSelectItems + "i.key >= $2 AND i.key <= $2 AND " + kItemVisible;
+const std::string kItemsShownBy = kSelectItems + "i.listed >= $2 AND i.listed <= $2 AND " + kItemVisible;
+
+// From the index alone.
+const std::string kLastCopies =
+    "SELECT saveset, number FROM item WHERE key = $1 AND family = (SELECT family FROM saveset WHERE id = $2) "
+    "ORDER BY saveset DESC LIMIT $3";
+
+// One copy, if it can be referred to. Withdrawn: closed as failed although the mover had ended well.
+const std::string kGoodCopy =
+    "SELECT s.uid, " + kItemColumns +
+    " FROM item i JOIN saveset s ON s.id = i.saveset WHERE i.saveset = $1 AND i.number = $2 AND i.kind = 0 "
+    "AND "
+    "i.stored >= $3 AND s.marked IS NULL AND s.deleting = 0 AND s.mover <> 3 AND "
+    "NOT (s.mover = 2 AND s.failed = 1) AND " +
+    kItemVisible +
+    " AND EXISTS(SELECT 1 FROM pack p WHERE p.id = i.pack AND p.state = 1) AND NOT EXISTS(SELECT 1 FROM "
+    "needs n "
+    "JOIN pack p ON p.id = n.pack WHERE n.saveset = i.saveset AND n.number = i.number AND p.state <> 1)";
+
+const std::string kSelectSaveset =
+    "SELECT s.id, s.uid, s.name, f.name, f.pool, s.created, s.mover, s.items, s.marked, s.failed FROM "
+    "saveset s "
+    "JOIN family f ON f.id = s.family ";
+
+Status ReadSaveset(const SqlRow& row, Saveset& saveset) {
+  saveset.id = row.Number(0);
+  saveset.name = row.Bytes(2);
+  saveset.database = row.Bytes(3);
+  saveset.pool = row.Bytes(4);
+  saveset.created = row.Number(5);
+  saveset.mover = static_cast<Mover>(row.Number(6));
+  saveset.hasItems = row.Number(7) > 0;
+  saveset.marked = !row.IsNull(8);
+  saveset.failed = row.Number(9) != 0;
+  return Uid::FromBytes(row.Bytes(1), saveset.uid) ? Status() : DamagedRow("the id of a saveset");
+}
+
+Status ReadNames(Catalog::Inside& inside, const std::string& text, const std::vector<SqlValue>& values,
+                 std::vector<std::string>& names) {
+  names.clear();
+  return inside.engine->Run(text, values, [&names](const SqlRow& row) {
+    names.emplace_back(row.Bytes(0));
+    return Status();
+  });
+}
+
+}  // namespace
+
+Status Catalog::FindSaveset(std::string_view name, std::optional<Saveset>& saveset) {
+  saveset.reset();
+  return inside_->engine->Run(kSelectSaveset + "WHERE s.name = $1 AND s.deleting = 0", {name},
+                              [&](const SqlRow& row) { return ReadSaveset(row, saveset.emplace()); });
+}
+
+Status Catalog::ListAllSavesets(const std::function<Status(const Saveset& saveset)>& each) {
+  std::vector<Saveset> savesets;
+  if (Status listed = inside_->engine->Run(
+          kSelectSaveset + "WHERE s.deleting = 0 ORDER BY s.id DESC", {},
+          [&savesets](const SqlRow& row) { return ReadSaveset(row, savesets.emplace_back()); });
+      !listed) {
+    return listed;
+  }
+  for (const Saveset& saveset : savesets) {
+    if (Status done = each(saveset); !done) {
+      return done;
+    }
+  }
+  return {};
+}
+
+Status Catalog::FindItem(const Saveset& saveset, std::string_view asked, std::optional<Item>& item) {
+  item.reset();
+  const std::string key = ItemKey(asked);
+  for (const std::string& text : {kItemsOfKey, kItemsShownBy}) {
+    Status found = inside_->engine->Run(text, {saveset.id, key}, [&](const SqlRow& row) {
+      return item && Unsigned(item->number).Number() < row.Number(0)
+                 ? Status()
+                 : ReadItem(row, 0, inside_->repository, saveset.uid, item.emplace());
+    });
+    if (!found || item) {
+      return found;
+    }
+  }
+  return {};
+}
+
+Status Catalog::FindItemsIn(const Saveset& saveset, std::string_view asked, std::string& directory,
+                            const EachItem& each) {
+  if (Status found = FindDirectory(*inside_, saveset, ItemKey(asked), directory);
+      !found || directory.empty()) {
+    return found;
+  }
+  const KeyRange range(ItemKey(directory));
+  // Of several items with one name the first counts.
+  const std::string text = "SELECT " + kItemColumns +
+                           " FROM item i WHERE i.saveset = $1 AND i.key > $2 AND i.key < $3 AND " +
+                           kItemVisible +
+                           " AND NOT EXISTS(SELECT 1 FROM item e WHERE e.saveset = i.saveset AND e.key = "
+                           "i.key AND e.number < i.number)"
+                           " ORDER BY i.key LIMIT $4";
+  std::string last = range.first;
+  std::vector<Item> items;
+  do {
+    if (Status read = ReadPortion(*inside_, saveset, text, {saveset.id, last, range.behind, kPortion}, items);
+        !read) {
+      return read;
+    }
+    if (Status there = CheckStillThere(*inside_, saveset); !there) {
+      return there;
+    }
+    if (Status done = HandOut(items, each); !done) {
+      return done;
+    }
+    last = items.empty() ? last : ItemKey(items.back().name);
+  } while (items.size() == kPortion);
+  return {};
+}
+
+Status Catalog::ListItems(const Saveset& saveset, const EachItem& each) {
+  const std::string text = "SELECT " + kItemColumns +
+                           " FROM item i WHERE i.saveset = $1 AND i.number > $2 AND " + kItemVisible +
+                           " AND NOT EXISTS(SELECT 1 FROM item e WHERE e.saveset = i.saveset AND e.key = "
+                           "i.key AND e.number < i.number)"
+                           " ORDER BY i.number LIMIT $3";
+  std::uint64_t last = 0;
+  std::vector<Item> items;
+  do {
+    if (Status read = ReadPortion(*inside_, saveset, text, {saveset.id, Unsigned(last), kPortion}, items);
+        !read) {
+      return read;
+    }
+    if (Status there = CheckStillThere(*inside_, saveset); !there) {
+      return there;
+    }
+    if (Status done = HandOut(items, each); !done) {
+      return done;
+    }
+    last = items.empty() ? last : items.back().number;
+  } while (items.size() == kPortion);
+  return {};
+}
+
+Status Catalog::FindBase(const Saveset& saveset, std::string_view name, std::int64_t oldest,
+                         std::optional<Item>& item, Uid& itemSaveset) {
+  item.reset();
+  std::vector<std::pair<std::int64_t, std::int64_t>> copies;
+  if (Status listed = inside_->engine->Run(kLastCopies, {ItemKey(name), saveset.id, kCopiesLookedAt},
+                                           [&copies](const SqlRow& row) {
+                                             copies.emplace_back(row.Number(0), row.Number(1));
+                                             return Status();
+                                           });
+      !listed) {
+    return listed;
+  }
+  for (const auto& [copySaveset, number] : copies) {
+    Status found = inside_->engine->Run(kGoodCopy, {copySaveset, number, oldest}, [&](const SqlRow& row) {
+      if (!Uid::FromBytes(row.Bytes(0), itemSaveset)) {
+        return DamagedRow("the id of a saveset");
+      }
+      return ReadItem(row, 1, inside_->repository, itemSaveset, item.emplace());
+    });
+    if (!found || item) {
+      return found;
+    }
+  }
+  return {};
+}
+
+Status Catalog::FindPack(const Uid& uid, std::optional<Pack>& pack) {
+  pack.reset();
+  return inside_->engine->Run(
+      "SELECT size, state FROM pack WHERE uid = $1 AND state IN (1, 2)", {uid.Bytes()},
+      [&](const SqlRow& row) {
+        pack = Pack{uid, static_cast<std::uint64_t>(row.Number(0)), row.Number(1) == 2};
+        return Status();
+      });
+}
+
+Status Catalog::MarkPackDamaged(const Uid& uid) {
+  return inside_->Transact(
+      [&] { return inside_->Run("UPDATE pack SET state = 2 WHERE uid = $1 AND state = 1", {uid.Bytes()}); });
+}
+
+Status Catalog::ListSavesets(std::string_view database, std::vector<std::string>& names) {
+  return ReadNames(*inside_,
+                   "SELECT s.name FROM saveset s JOIN family f ON f.id = s.family WHERE f.name = $1 AND "
+                   "s.items > 0 AND s.marked IS NULL AND s.deleting = 0 ORDER BY s.id DESC",
+                   {database}, names);
+}
+
+Status Catalog::ListSavesetsWith(std::string_view database, std::string_view file,
+                                 std::vector<std::string>& names) {
+  const auto holders = [](const std::string& column, const std::string& shown) {
+    return "SELECT i.saveset AS id, " + shown +
+           " AS shown FROM family f JOIN item i ON i.family = f.id AND i." + column +
+           " = $2 WHERE f.name = $1 AND " + kItemVisible;
+  };
+  return ReadNames(
+      *inside_,
+      "SELECT s.name FROM (" + holders("key", "0") + " UNION ALL " + holders("listed", "1") +
+          ") AS holder JOIN saveset s ON s.id = holder.id WHERE s.marked IS NULL AND s.deleting = 0 "
+          "GROUP BY s.id, s.name, s.mover, s.failed ORDER BY min(holder.shown), "
+          "CASE WHEN s.mover = 2 AND s.failed = 1 THEN 1 ELSE 0 END, s.id DESC",
+      {database, ItemKey(file)}, names);
+}
+
+}  // namespace store

@@ -1,0 +1,289 @@
+// Making the catalog anew from packs and saveset objects. Each part waits for a commit with others: only the
+// whole is worth anything.
+#include <algorithm>
+#include <map>
+
+#include "store/catalog/catalog_inside.h"
+
+namespace store {
+namespace {
+
+constexpr std::size_t kRowsOfCommit = 50'000;
+
+Status Begin(Catalog::Inside& inside) {
+  if (inside.importing) {
+    return {};
+  }
+  Status begun = inside.engine->Begin();
+  inside.importing = static_cast<bool>(begun);
+  return begun;
+}
+
+Status Commit(Catalog::Inside& inside) {
+  if (!inside.importing) {
+    return {};
+  }
+  inside.importing = false;
+  inside.imported = 0;
+  Status committed = inside.engine->Commit();
+  if (!committed) {
+    inside.engine->Rollback();
+  }
+  return committed;
+}
+
+Status CommitIfMany(Catalog::Inside& inside, std::size_t rows) {
+  inside.imported += rows;
+  return inside.imported >= kRowsOfCommit ? Commit(inside) : Status();
+}
+
+struct SavesetRow {
+  std::int64_t id = 0;
+  std::int64_t family = 0;
+};
+
+Status FindSavesetRow(Catalog::Inside& inside, const Uid& uid, std::optional<SavesetRow>& found) {
+  found.reset();
+  return inside.engine->Run("SELECT id, family FROM saveset WHERE uid = $1", {uid.Bytes()},
+                            [&](const SqlRow& row) {
+                              found = SavesetRow{row.Number(0), row.Number(1)};
+                              return Status();
+                            });
+}
+
+// A row for a pack that came, or that an item needs.
+Status PackIdOf(Catalog::Inside& inside, const Uid& uid, std::int64_t& id) {
+  std::optional<std::int64_t> found;
+  if (Status looked = inside.FindNumber("SELECT id FROM pack WHERE uid = $1", {uid.Bytes()}, found);
+      !looked || found) {
+    id = found.value_or(0);
+    return looked;
+  }
+  if (Status counted = inside.Count("pack", id); !counted) {
+    return counted;
+  }
+  return inside.Run("INSERT INTO pack(id, uid, saveset, state, size) VALUES($1, $2, 0, $3, 0)",
+                    {id, uid.Bytes(), static_cast<int>(PackState::kUnseen)});
+}
+
+Status ImportItem(Catalog::Inside& inside, const SavesetRow& row, const Item& item, std::string_view record,
+                  std::int64_t pack) {
+  std::vector<std::int64_t> packs;
+  for (const Uid& uid : item.packs) {
+    if (Status known = PackIdOf(inside, uid, packs.emplace_back()); !known) {
+      return known;
+    }
+  }
+  std::sort(packs.begin(), packs.end());
+  packs.erase(std::unique(packs.begin(), packs.end()), packs.end());
+  return inside.AddItem(row.id, row.family, item, record, pack, packs);
+}
+
+// An item that cannot stay, and why.
+struct Lost {
+  std::int64_t number = 0;
+  std::string name;
+  std::string why;
+};
+
+struct ImportedSaveset {
+  std::int64_t id = 0;
+  Uid uid;
+  std::string name;
+};
+
+Status ListImported(Catalog::Inside& inside, std::vector<ImportedSaveset>& savesets) {
+  return inside.engine->Run(
+      "SELECT id, uid, name FROM saveset ORDER BY id", {}, [&savesets](const SqlRow& row) {
+        ImportedSaveset& saveset = savesets.emplace_back();
+        saveset.id = row.Number(0);
+        saveset.name = row.Bytes(2);
+        return Uid::FromBytes(row.Bytes(1), saveset.uid) ? Status() : DamagedRow("the id of a saveset");
+      });
+}
+
+Status FindLost(Catalog::Inside& inside, const ImportedSaveset& saveset, const std::string& text,
+                const std::string& why, std::vector<Lost>& lost) {
+  return inside.engine->Run("SELECT " + kItemColumns + " FROM item i WHERE i.saveset = $1 AND " + text,
+                            {saveset.id}, [&](const SqlRow& row) {
+                              Item item;
+                              Status read = ReadItem(row, 0, inside.repository, saveset.uid, item);
+                              lost.push_back({row.Number(0), item.name, why});
+                              return read;
+                            });
+}
+
+// Directories whose number of items is not the one that their record says.
+Status FindTornDirectories(Catalog::Inside& inside, const ImportedSaveset& saveset, std::vector<Lost>& lost) {
+  std::map<std::int64_t, std::int64_t> entries;
+  if (Status counted = inside.engine->Run(
+          "SELECT directory, count(*) FROM item WHERE saveset = $1 AND directory <> 0 GROUP BY directory",
+          {saveset.id},
+          [&entries](const SqlRow& row) {
+            entries[row.Number(0)] = row.Number(1);
+            return Status();
+          });
+      !counted) {
+    return counted;
+  }
+  return inside.engine->Run(
+      "SELECT " + kItemColumns + " FROM item i WHERE i.saveset = $1 AND i.kind = 1 AND i.directory = 0",
+      {saveset.id}, [&](const SqlRow& row) {
+        Item item;
+        if (Status read = ReadItem(row, 0, inside.repository, saveset.uid, item); !read) {
+          return read;
+        }
+        if (Unsigned(item.entries).Number() != entries[row.Number(0)]) {
+          lost.push_back({row.Number(0), item.name, "not all of the directory is there"});
+        }
+        return Status();
+      });
+}
+
+Status DropLost(Catalog::Inside& inside, const ImportedSaveset& saveset, const std::vector<Lost>& lost,
+                const std::function<void(const std::string&)>& tell) {
+  for (const Lost& item : lost) {
+    for (const char* statement : {"DELETE FROM needs WHERE saveset = $1 AND number = $2",
+                                  "DELETE FROM item WHERE saveset = $1 AND number = $2"}) {
+      if (Status done = inside.Run(statement, {saveset.id, item.number}); !done) {
+        return done;
+      }
+    }
+    tell("the item " + item.name + " of the saveset " + saveset.name + " is lost: " + item.why);
+  }
+  return {};
+}
+
+// First what lacks a pack, then directories that lack something, then what is in directories that went.
+Status CheckSaveset(Catalog::Inside& inside, const ImportedSaveset& saveset,
+                    const std::function<void(const std::string&)>& tell) {
+  std::vector<Lost> lost;
+  if (Status found = FindLost(inside, saveset,
+                              "EXISTS(SELECT 1 FROM needs n JOIN pack p ON p.id = n.pack WHERE "
+                              "n.saveset = i.saveset AND n.number = i.number AND p.state <> 1)",
+                              "a pack that it needs is missing or damaged", lost);
+      !found) {
+    return found;
+  }
+  if (Status dropped = DropLost(inside, saveset, lost, tell); !dropped) {
+    return dropped;
+  }
+  lost.clear();
+  if (Status found = FindTornDirectories(inside, saveset, lost); !found) {
+    return found;
+  }
+  if (Status dropped = DropLost(inside, saveset, lost, tell); !dropped) {
+    return dropped;
+  }
+  lost.clear();
+  if (Status found =
+          FindLost(inside, saveset,
+                   "i.directory <> 0 AND NOT EXISTS(SELECT 1 FROM item d WHERE d.saveset = i.saveset "
+                   "AND d.number = i.directory AND d.kind = 1)",
+                   "the directory that it is part of is not there whole", lost);
+      !found) {
+    return found;
+  }
+  if (Status dropped = DropLost(inside, saveset, lost, tell); !dropped) {
+    return dropped;
+  }
+  return inside.Run(
+      "UPDATE saveset SET items = (SELECT count(*) FROM item WHERE item.saveset = saveset.id AND "
+      "item.directory = 0) WHERE id = $1",
+      {saveset.id});
+}
+
+}  // namespace
+
+Status Catalog::ImportSaveset(const Saveset& saveset, bool withdrawn) {
+  if (Status begun = Begin(*inside_); !begun) {
+    return begun;
+  }
+  std::int64_t id = 0;
+  std::int64_t family = 0;
+  bool taken = false;
+  if (Status looked = inside_->Exists("SELECT id FROM saveset WHERE id = $1", {saveset.id}, taken); !looked) {
+    return looked;
+  }
+  if (Status done = saveset.id <= 0 || taken ? inside_->Count("saveset", id) : Status(); !done) {
+    return done;
+  }
+  id = id == 0 ? saveset.id : id;
+  if (Status raised =
+          inside_->Run("UPDATE counter SET value = $1 WHERE name = $2 AND value < $1", {id, "saveset"});
+      !raised) {
+    return raised;
+  }
+  if (Status found = inside_->FamilyOf(saveset.database, saveset.pool, family); !found) {
+    return found;
+  }
+  if (Status added =
+          inside_->Run("INSERT INTO saveset(id, uid, name, family, created, mover, failed, items, deleting) "
+                       "VALUES($1, $2, $3, $4, $5, $6, $7, 0, 0)",
+                       {id, saveset.uid.Bytes(), saveset.name, family, saveset.created,
+                        static_cast<int>(saveset.mover), withdrawn});
+      !added) {
+    return added;
+  }
+  return CommitIfMany(*inside_, 1);
+}
+
+Status Catalog::ImportPack(const Pack& pack, const Uid& saveset, const std::vector<std::string>& records) {
+  if (Status begun = Begin(*inside_); !begun) {
+    return begun;
+  }
+  std::optional<SavesetRow> row;
+  if (Status found = FindSavesetRow(*inside_, saveset, row); !found) {
+    return found;
+  }
+  if (!row && !records.empty()) {
+    return Status::Missing("the saveset of the pack is missing");
+  }
+  std::vector<Item> items(records.size());
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    if (Status decoded = DecodeRecord(records[i], inside_->repository, saveset, items[i]); !decoded) {
+      return decoded;
+    }
+  }
+  std::int64_t id = 0;
+  if (Status known = PackIdOf(*inside_, pack.uid, id); !known) {
+    return known;
+  }
+  if (Status seen = inside_->Run("UPDATE pack SET saveset = $1, state = $2, size = $3 WHERE id = $4",
+                                 {row ? row->id : 0, pack.damaged ? 2 : 1, Unsigned(pack.size), id});
+      !seen) {
+    return seen;
+  }
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    if (Status imported = ImportItem(*inside_, *row, items[i], records[i], id); !imported) {
+      return imported;
+    }
+  }
+  return CommitIfMany(*inside_, records.size() + 1);
+}
+
+Status Catalog::FinishImport(const std::function<void(const std::string& what)>& tell) {
+  std::vector<ImportedSaveset> savesets;
+  if (Status listed = ListImported(*inside_, savesets); !listed) {
+    return listed;
+  }
+  for (const ImportedSaveset& saveset : savesets) {
+    if (Status begun = Begin(*inside_); !begun) {
+      return begun;
+    }
+    if (Status checked = CheckSaveset(*inside_, saveset, tell); !checked) {
+      return checked;
+    }
+  }
+  if (Status begun = Begin(*inside_); !begun) {
+    return begun;
+  }
+  if (Status forgotten =
+          inside_->Run("DELETE FROM pack WHERE state = $1", {static_cast<int>(PackState::kUnseen)});
+      !forgotten) {
+    return forgotten;
+  }
+  return Commit(*inside_);
+}
+
+}  // namespace store

@@ -1,0 +1,111 @@
+// Runs of the mover, and the packs that they are about to write.
+#include "store/catalog/catalog_inside.h"
+
+namespace store {
+
+Status Catalog::BeginRun(const Run& run, bool& claimed) {
+  return inside_->Transact([&](bool& keep) {
+    if (Status updated = inside_->Run(
+            "UPDATE saveset SET mover = 1 WHERE id = $1 AND mover = 0 AND deleting = 0", {run.saveset});
+        !updated) {
+      return updated;
+    }
+    claimed = keep = inside_->engine->Changed() == 1;
+    if (!claimed) {
+      return Status();
+    }
+    return inside_->Run(
+        "INSERT INTO run(uid, saveset, host, process, started) VALUES($1, $2, $3, $4, $5)",
+        {run.uid.Bytes(), run.saveset, run.process.host, run.process.number, run.process.started});
+  });
+}
+
+Status Catalog::EndRun(const Uid& run, Mover mover) {
+  std::optional<std::int64_t> saveset;
+  if (Status found = inside_->FindNumber("SELECT saveset FROM run WHERE uid = $1", {run.Bytes()}, saveset);
+      !found || !saveset) {
+    return found;
+  }
+  // Directories that it did not end are taken back.
+  std::vector<std::int64_t> unfinished;
+  if (Status listed =
+          inside_->ListNumbers("SELECT directory FROM unfinished WHERE saveset = $1", {*saveset}, unfinished);
+      !listed) {
+    return listed;
+  }
+  for (const std::int64_t directory : unfinished) {
+    std::vector<Uid> packs;
+    if (Status dropped = inside_->TakeItemsOut(*saveset, directory, packs); !dropped) {
+      return dropped;
+    }
+  }
+  return inside_->Transact([&] {
+    for (const char* statement : {"UPDATE pack SET state = 3 WHERE saveset = $1 AND state = 0",
+                                  "DELETE FROM unfinished WHERE saveset = $1"}) {
+      if (Status done = inside_->Run(statement, {*saveset}); !done) {
+        return done;
+      }
+    }
+    if (Status named = inside_->NameUnneededPacks(*saveset); !named) {
+      return named;
+    }
+    if (Status ended =
+            inside_->Run("UPDATE saveset SET mover = $1 WHERE id = $2", {static_cast<int>(mover), *saveset});
+        !ended) {
+      return ended;
+    }
+    return inside_->Run("DELETE FROM run WHERE uid = $1", {run.Bytes()});
+  });
+}
+
+Status Catalog::ListRuns(std::vector<Run>& runs) {
+  runs.clear();
+  return inside_->engine->Run(
+      "SELECT uid, saveset, host, process, started FROM run", {}, [&runs](const SqlRow& row) {
+        Run& run = runs.emplace_back();
+        run.saveset = row.Number(1);
+        run.process = {std::string(row.Bytes(2)), row.Number(3), std::string(row.Bytes(4))};
+        return Uid::FromBytes(row.Bytes(0), run.uid) ? Status() : DamagedRow("a run");
+      });
+}
+
+Status Catalog::AnnouncePack(const Uid& run, const Uid& pack) {
+  return inside_->Transact([&] {
+    std::optional<std::int64_t> saveset;
+    if (Status found = inside_->FindNumber("SELECT saveset FROM run WHERE uid = $1", {run.Bytes()}, saveset);
+        !found) {
+      return found;
+    }
+    if (!saveset) {
+      return Status::Failed(
+          "the run was taken for dead and ended by another program: start the backup again");
+    }
+    std::int64_t id = 0;
+    if (Status counted = inside_->Count("pack", id); !counted) {
+      return counted;
+    }
+    return inside_->Run("INSERT INTO pack(id, uid, saveset, state, size) VALUES($1, $2, $3, 0, 0)",
+                        {id, pack.Bytes(), *saveset});
+  });
+}
+
+Status Catalog::ListAnnounced(const Uid& run, std::vector<Uid>& packs) {
+  return inside_->ListUids(
+      "SELECT pack.uid FROM pack JOIN run ON run.saveset = pack.saveset WHERE run.uid = $1 AND pack.state = "
+      "0",
+      {run.Bytes()}, packs);
+}
+
+Status Catalog::ForgetAnnounced(const std::vector<Uid>& packs) {
+  return inside_->Transact([&] {
+    for (const Uid& pack : packs) {
+      if (Status gone = inside_->Run("DELETE FROM pack WHERE uid = $1 AND state IN (0, 3)", {pack.Bytes()});
+          !gone) {
+        return gone;
+      }
+    }
+    return Status();
+  });
+}
+
+}  // namespace store

@@ -1,0 +1,136 @@
+#include "store/catalog/schema.h"
+
+namespace store {
+namespace {
+
+// NUMBER, BYTES and BYKEY stand for the engine's own words. Every id comes from the table `counter`.
+constexpr const char* kTables[] = {
+    R"sql(CREATE TABLE catalog(version NUMBER NOT NULL, repository BYTES NOT NULL))sql",
+
+    R"sql(CREATE TABLE counter(name BYTES NOT NULL PRIMARY KEY, value NUMBER NOT NULL)BYKEY)sql",
+
+    R"sql(CREATE TABLE session(
+  id NUMBER NOT NULL PRIMARY KEY,
+  mode NUMBER NOT NULL,
+  client BYTES NOT NULL,
+  host BYTES NOT NULL,
+  process NUMBER NOT NULL,
+  started BYTES NOT NULL,
+  opened NUMBER NOT NULL,
+  closed NUMBER,
+  state NUMBER)BYKEY)sql",
+    R"sql(CREATE INDEX session_open ON session(host) WHERE closed IS NULL)sql",
+
+    // The savesets of one database and pool.
+    R"sql(CREATE TABLE family(
+  id NUMBER NOT NULL PRIMARY KEY,
+  name BYTES NOT NULL,
+  pool BYTES NOT NULL)BYKEY)sql",
+    R"sql(CREATE UNIQUE INDEX family_by_name ON family(name, pool))sql",
+
+    // items: that are items of their own. failed: its backup job was closed as failed. marked: when it was
+    // marked to be deleted. deleting: its items are being taken out.
+    R"sql(CREATE TABLE saveset(
+  id NUMBER NOT NULL PRIMARY KEY,
+  uid BYTES NOT NULL,
+  name BYTES NOT NULL,
+  family NUMBER NOT NULL,
+  created NUMBER NOT NULL,
+  mover NUMBER NOT NULL,
+  failed NUMBER NOT NULL,
+  items NUMBER NOT NULL,
+  marked NUMBER,
+  deleting NUMBER NOT NULL)BYKEY)sql",
+    R"sql(CREATE UNIQUE INDEX saveset_by_name ON saveset(name))sql",
+    R"sql(CREATE UNIQUE INDEX saveset_by_uid ON saveset(uid))sql",
+    R"sql(CREATE INDEX saveset_of_family ON saveset(family, id))sql",
+    R"sql(CREATE INDEX saveset_marked ON saveset(marked) WHERE marked IS NOT NULL)sql",
+
+    R"sql(CREATE TABLE job(
+  id NUMBER NOT NULL PRIMARY KEY,
+  session NUMBER NOT NULL,
+  saveset NUMBER NOT NULL,
+  mode NUMBER NOT NULL,
+  name BYTES NOT NULL,
+  pool BYTES NOT NULL,
+  opened NUMBER NOT NULL,
+  closed NUMBER,
+  state NUMBER)BYKEY)sql",
+    R"sql(CREATE INDEX job_of_saveset ON job(saveset))sql",
+    R"sql(CREATE INDEX job_of_session ON job(session))sql",
+
+    R"sql(CREATE TABLE run(
+  uid BYTES NOT NULL PRIMARY KEY,
+  saveset NUMBER NOT NULL,
+  host BYTES NOT NULL,
+  process NUMBER NOT NULL,
+  started BYTES NOT NULL)BYKEY)sql",
+
+    R"sql(CREATE TABLE pack(
+  id NUMBER NOT NULL PRIMARY KEY,
+  uid BYTES NOT NULL,
+  saveset NUMBER NOT NULL,
+  state NUMBER NOT NULL,
+  size NUMBER NOT NULL)BYKEY)sql",
+    R"sql(CREATE UNIQUE INDEX pack_by_uid ON pack(uid))sql",
+    R"sql(CREATE INDEX pack_to_do ON pack(state, saveset) WHERE state <> 1)sql",
+    R"sql(CREATE INDEX pack_of_saveset ON pack(saveset))sql",
+
+    // What the columns say is in the record too. pack: the one that has the record.
+    R"sql(CREATE TABLE item(
+  saveset NUMBER NOT NULL,
+  number NUMBER NOT NULL,
+  family NUMBER NOT NULL,
+  key BYTES NOT NULL,
+  listed BYTES,
+  kind NUMBER NOT NULL,
+  directory NUMBER NOT NULL,
+  stored NUMBER NOT NULL,
+  pack NUMBER NOT NULL,
+  record BYTES NOT NULL,
+  PRIMARY KEY(saveset, number))BYKEY)sql",
+    R"sql(CREATE INDEX item_of_saveset ON item(saveset, key))sql",
+    R"sql(CREATE INDEX item_shown ON item(saveset, listed) WHERE listed IS NOT NULL)sql",
+    R"sql(CREATE INDEX item_by_key ON item(key, family, saveset, directory))sql",
+    R"sql(CREATE INDEX item_by_listed ON item(listed, family, saveset, directory) WHERE listed IS NOT NULL)sql",
+    R"sql(CREATE INDEX item_of_pack ON item(pack))sql",
+
+    // The packs that an item needs besides the one with its record.
+    R"sql(CREATE TABLE needs(
+  saveset NUMBER NOT NULL,
+  number NUMBER NOT NULL,
+  pack NUMBER NOT NULL,
+  PRIMARY KEY(saveset, number, pack))BYKEY)sql",
+    R"sql(CREATE INDEX needs_of_pack ON needs(pack))sql",
+
+    // Directories whose own record did not come yet: nobody sees what is in them.
+    R"sql(CREATE TABLE unfinished(
+  saveset NUMBER NOT NULL,
+  directory NUMBER NOT NULL,
+  entries NUMBER NOT NULL,
+  PRIMARY KEY(saveset, directory))BYKEY)sql",
+
+    // Savesets that are out of the catalog, while their objects are still there.
+    R"sql(CREATE TABLE deleted(uid BYTES NOT NULL PRIMARY KEY)BYKEY)sql",
+};
+
+void ReplaceAll(std::string& text, const std::string& from, const std::string& to) {
+  for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+    text.replace(at, from.size(), to);
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> SchemaStatements(const SqlTypes& types) {
+  std::vector<std::string> statements;
+  for (std::string text : kTables) {
+    ReplaceAll(text, "NUMBER", types.number);
+    ReplaceAll(text, "BYTES", types.bytes);
+    ReplaceAll(text, "BYKEY", types.byKey);
+    statements.push_back(std::move(text));
+  }
+  return statements;
+}
+
+}  // namespace store

@@ -1,0 +1,28 @@
+// The catalog's tables.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "store/catalog/sql.h"
+
+namespace store {
+
+// The version that this release makes, and the oldest that it brings forward.
+inline constexpr std::int64_t kSchemaVersion = 1;
+// The table that is there when all are.
+inline constexpr const char* kCatalogTable = "catalog";
+
+// The statements that make the tables, for an engine with these types.
+[[nodiscard]] std::vector<std::string> SchemaStatements(const SqlTypes& types);
+
+// Numbers in the column pack.state.
+enum class PackState {
+  kAnnounced = 0,  // a run is about to write it
+  kGood = 1,
+  kDamaged = 2,
+  kDeleted = 3,  // no item needs it: its object is to be deleted
+  kUnseen = 4,   // while a catalog is made anew: an item needs it, but it did not come yet
+};
+
+}  // namespace store

@@ -1,0 +1,155 @@
+// Sessions, their jobs, and the savesets that backup jobs begin.
+#include "store/catalog/catalog_inside.h"
+#include "store/names.h"
+
+namespace store {
+namespace {
+
+Process ReadProcess(const SqlRow& row, int first) {
+  return {std::string(row.Bytes(first)), row.Number(first + 1), std::string(row.Bytes(first + 2))};
+}
+
+Status FreeName(Catalog::Inside& inside, const std::string& proposed, std::string& name) {
+  name = proposed;
+  for (int number = 2;; ++number) {
+    bool taken = false;
+    if (Status looked = inside.Exists("SELECT id FROM saveset WHERE name = $1", {name}, taken);
+        !looked || !taken) {
+      return looked;
+    }
+    name = proposed + "_" + std::to_string(number);
+    if (name.size() > kSavesetNameWidth) {
+      return Status::Failed("no free saveset name is left for " + proposed + ": wait a second and try again");
+    }
+  }
+}
+
+// Within a transaction.
+Status AddJob(Catalog::Inside& inside, const NewJob& job, std::int64_t saveset, std::int64_t now) {
+  std::int64_t id = 0;
+  if (Status counted = inside.Count("job", id); !counted) {
+    return counted;
+  }
+  return inside.Run(
+      "INSERT INTO job(id, session, saveset, mode, name, pool, opened) "
+      "VALUES($1, $2, $3, $4, $5, $6, $7)",
+      {id, job.session, saveset, static_cast<int>(job.mode), job.name, job.pool, now});
+}
+
+}  // namespace
+
+Status Catalog::AddSession(Mode mode, std::string_view client, const Process& owner, std::int64_t& id) {
+  return inside_->Transact([&] {
+    std::int64_t now = 0;
+    if (Status told = Now(now); !told) {
+      return told;
+    }
+    if (Status counted = inside_->Count("session", id); !counted) {
+      return counted;
+    }
+    return inside_->Run(
+        "INSERT INTO session(id, mode, client, host, process, started, opened) "
+        "VALUES($1, $2, $3, $4, $5, $6, $7)",
+        {id, static_cast<int>(mode), client, owner.host, owner.number, owner.started, now});
+  });
+}
+
+Status Catalog::FindSession(std::int64_t id, std::optional<Session>& session) {
+  session.reset();
+  return inside_->engine->Run(
+      "SELECT mode, closed, host, process, started FROM session WHERE id = $1", {id}, [&](const SqlRow& row) {
+        session = Session{id, static_cast<Mode>(row.Number(0)), !row.IsNull(1), ReadProcess(row, 2)};
+        return Status();
+      });
+}
+
+Status Catalog::CloseSession(std::int64_t id, State state) {
+  return inside_->Transact([&] {
+    std::int64_t now = 0;
+    if (Status told = Now(now); !told) {
+      return told;
+    }
+    if (Status closed = inside_->Run("UPDATE session SET closed = $1, state = $2 WHERE id = $3",
+                                     {now, static_cast<int>(state), id});
+        !closed) {
+      return closed;
+    }
+    // A job that its caller never closed says nothing about its saveset; it is only no longer open.
+    return inside_->Run("UPDATE job SET closed = $1 WHERE session = $2 AND closed IS NULL", {now, id});
+  });
+}
+
+Status Catalog::ListOwnedSessions(std::string_view host, std::vector<Session>& sessions) {
+  sessions.clear();
+  return inside_->engine->Run(
+      "SELECT id, mode, host, process, started FROM session WHERE closed IS NULL AND host = $1 AND process "
+      "<> 0",
+      {host}, [&sessions](const SqlRow& row) {
+        sessions.push_back({row.Number(0), static_cast<Mode>(row.Number(1)), false, ReadProcess(row, 2)});
+        return Status();
+      });
+}
+
+Status Catalog::OpenBackupJob(const NewJob& job, Saveset& saveset) {
+  const std::string proposed = saveset.name;
+  return inside_->Transact([&] {
+    std::int64_t family = 0;
+    if (Status free = FreeName(*inside_, proposed, saveset.name); !free) {
+      return free;
+    }
+    if (Status told = Now(saveset.created); !told) {
+      return told;
+    }
+    if (Status counted = inside_->Count("saveset", saveset.id); !counted) {
+      return counted;
+    }
+    if (Status found = inside_->FamilyOf(saveset.database, job.pool, family); !found) {
+      return found;
+    }
+    saveset.pool = job.pool;
+    if (Status added =
+            inside_->Run("INSERT INTO saveset(id, uid, name, family, created, mover, failed, items, "
+                         "deleting) VALUES($1, $2, $3, $4, $5, 0, 0, 0, 0)",
+                         {saveset.id, saveset.uid.Bytes(), saveset.name, family, saveset.created});
+        !added) {
+      return added;
+    }
+    return AddJob(*inside_, job, saveset.id, saveset.created);
+  });
+}
+
+Status Catalog::OpenRestoreJob(const NewJob& job, std::int64_t saveset) {
+  return inside_->Transact([&] {
+    std::int64_t now = 0;
+    if (Status told = Now(now); !told) {
+      return told;
+    }
+    return AddJob(*inside_, job, saveset, now);
+  });
+}
+
+Status Catalog::HasOpenJob(std::int64_t saveset, Mode mode, bool& open) {
+  return inside_->Exists("SELECT id FROM job WHERE saveset = $1 AND mode = $2 AND closed IS NULL LIMIT 1",
+                         {saveset, static_cast<int>(mode)}, open);
+}
+
+Status Catalog::CloseJob(std::int64_t session, std::int64_t saveset, State state, bool& found) {
+  return inside_->Transact([&] {
+    std::int64_t now = 0;
+    if (Status told = Now(now); !told) {
+      return told;
+    }
+    std::optional<std::int64_t> mode;
+    Status closed = inside_->FindNumber(
+        "UPDATE job SET closed = $1, state = $2 WHERE id = (SELECT max(id) FROM job "
+        "WHERE session = $3 AND saveset = $4 AND closed IS NULL) RETURNING mode",
+        {now, static_cast<int>(state), session, saveset}, mode);
+    found = mode.has_value();
+    if (!closed || !found || *mode != static_cast<int>(Mode::kBackup) || state != State::kFailed) {
+      return closed;
+    }
+    return inside_->Run("UPDATE saveset SET failed = 1 WHERE id = $1", {saveset});
+  });
+}
+
+}  // namespace store

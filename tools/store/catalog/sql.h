@@ -1,0 +1,90 @@
+// The door to the catalog's engine. There is one text of each statement, for every engine: parameters are
+// `$1`,
+// `$2`, ... in the order of their first place in the text; numbers are 64-bit, everything else is bytes.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/status.h"
+
+namespace store {
+
+// A value that goes in. Text points at bytes of the caller, which must outlive the call.
+class SqlValue {
+ public:
+  SqlValue(std::nullptr_t) : kind_(Kind::kNull) {}                           // NOLINT: converts on purpose
+  SqlValue(std::int64_t number) : kind_(Kind::kNumber), number_(number) {}   // NOLINT
+  SqlValue(int number) : SqlValue(static_cast<std::int64_t>(number)) {}      // NOLINT
+  SqlValue(bool truth) : SqlValue(truth ? 1 : 0) {}                          // NOLINT
+  SqlValue(std::string_view bytes) : kind_(Kind::kBytes), bytes_(bytes) {}   // NOLINT
+  SqlValue(const std::string& bytes) : SqlValue(std::string_view(bytes)) {}  // NOLINT
+
+  SqlValue(const char* text) : SqlValue(std::string_view(text)) {}  // NOLINT
+
+  enum class Kind { kNull, kNumber, kBytes };
+  [[nodiscard]] Kind What() const { return kind_; }
+  [[nodiscard]] std::int64_t Number() const { return number_; }
+  [[nodiscard]] std::string_view Bytes() const { return bytes_; }
+
+ private:
+  Kind kind_;
+  std::int64_t number_ = 0;
+  std::string_view bytes_;
+};
+
+// A row that comes out: columns from 0. A null reads as 0 and as no bytes. Valid until the next row.
+class SqlRow {
+ public:
+  virtual ~SqlRow() = default;
+  [[nodiscard]] virtual bool IsNull(int column) const = 0;
+  [[nodiscard]] virtual std::int64_t Number(int column) const = 0;
+  [[nodiscard]] virtual std::string_view Bytes(int column) const = 0;
+};
+
+// What differs between engines in the text of a new table.
+struct SqlTypes {
+  std::string number;  // 64 bits
+  std::string bytes;
+  std::string byKey;  // behind a table that is kept in the order of its primary key
+};
+
+class SqlEngine {
+ public:
+  SqlEngine() = default;
+  SqlEngine(const SqlEngine&) = delete;
+  SqlEngine& operator=(const SqlEngine&) = delete;
+  virtual ~SqlEngine() = default;
+
+  // Runs one statement and calls `row` for each row, unless it is empty. A status that `row` returns ends the
+  // statement; nothing may be run within it. `text` is remembered as prepared: it should be the same each
+  // time.
+  using Row = std::function<Status(const SqlRow&)>;
+  virtual Status Run(const std::string& text, const std::vector<SqlValue>& values, const Row& row) = 0;
+  Status Run(const std::string& text, const std::vector<SqlValue>& values) { return Run(text, values, {}); }
+  // Rows that the last statement changed.
+  [[nodiscard]] virtual std::int64_t Changed() const = 0;
+
+  // A transaction that writes: from its beginning nobody else writes (or the engine aborts one of the two,
+  // which is kConflict). kConflict of a commit: nothing happened, repeat from `Begin`.
+  virtual Status Begin() = 0;
+  virtual Status Commit() = 0;
+  virtual void Rollback() = 0;
+
+  [[nodiscard]] virtual SqlTypes Types() const = 0;
+  // Whether the tables have been made (that of this name among them).
+  virtual Status HasTable(std::string_view name, bool& has) = 0;
+
+  // Seconds since 1970 by the catalog's clock, which is the only one that counts.
+  virtual Status Now(std::int64_t& seconds) = 0;
+  // Whether this connection may write at all. False on a write-protected or full disk: what is there can be
+  // read.
+  [[nodiscard]] virtual bool CanWrite() const = 0;
+};
+
+}  // namespace store
