@@ -1,0 +1,92 @@
+// The second thread of a saving: makes packs durable and commits what was completed with them, while the next
+// pack fills. It has a catalog connection of its own.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "store/catalog/catalog.h"
+#include "store/pack/pack_writer.h"
+#include "store/place/place.h"
+#include "store/status.h"
+
+namespace store {
+
+class Committer {
+ public:
+  // A pack that has ended, and the items that were completed with it.
+  struct Batch {
+    std::unique_ptr<PackWriter> pack;
+    std::vector<Item> items;
+  };
+  // Items that a group could not be committed with, since these packs had gone.
+  struct Conflict {
+    std::vector<Item> items;
+    std::vector<Uid> gone;
+  };
+
+  Committer(Place& place, std::unique_ptr<Catalog> catalog, const Uid& run, std::int64_t saveset);
+  Committer(const Committer&) = delete;
+  Committer& operator=(const Committer&) = delete;
+  // What was not begun is dropped.
+  ~Committer();
+
+  // The id of a new pack, which is announced.
+  Status NextPack(Uid& pack);
+  // One is going to be asked for: announces it meanwhile.
+  void PreparePack();
+  // Waits while the last batch but one is not done yet. Packs without items wait for the items that need
+  // them.
+  Status Add(Batch batch);
+  // Deletes packs that wait for items, but those in `needed`: a file was given up.
+  Status DropWaiting(std::vector<Uid> needed);
+  // Deletes the objects, then takes their announcements back.
+  Status Delete(std::vector<Uid> packs);
+  // Until everything is done.
+  Status Wait();
+  // What was committed, and what could not, since the last call.
+  void Take(std::vector<Item>& committed, std::vector<Conflict>& conflicts);
+  // With nothing under way: the connection, for the calling thread.
+  [[nodiscard]] Catalog& Rows() { return *catalog_; }
+
+ private:
+  struct Order {
+    enum class Kind { kBatch, kDropWaiting, kDelete } kind = Kind::kBatch;
+    Batch batch;
+    std::vector<Uid> packs;
+  };
+
+  Status Put(Order order);
+  void Run();
+  bool HasWork() const;
+  Status Announce();
+  Status CarryOut(Order& order);
+  Status Commit(Batch& batch);
+  Status CommitItems(std::vector<Item> items);
+  Status DeletePacks(const std::vector<Uid>& packs);
+
+  Place& place_;
+  std::unique_ptr<Catalog> catalog_;
+  Uid run_;
+  std::int64_t saveset_;
+  std::vector<Pack> waiting_;  // durable, announced, not committed; of the thread
+
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<Order> orders_;
+  bool wanted_ = true;  // a pack, by the calling thread
+  std::optional<Uid> announced_;
+  std::vector<Item> committed_;
+  std::vector<Conflict> conflicts_;
+  Status failure_;
+  bool busy_ = false;
+  bool ending_ = false;
+  std::thread thread_;
+};
+
+}  // namespace store

@@ -1,0 +1,124 @@
+#include "store/save/file_saver.h"
+
+#include "backint/base/marker_name.h"
+#include "platform/platform.h"
+#include "store/names.h"
+
+namespace store {
+namespace {
+
+constexpr const char* kBecameShorter = "it became shorter while it was read";
+
+bool IsMarker(const Item& item, std::string_view bytes) {
+  return bytes == kMarkerName &&
+         ItemKey(item.name).ends_with(platform::FoldName("/" + std::string(kMarkerName)));
+}
+
+void Compare(platform::DataFile& source, Item& item, Saved& saved) {
+  platform::FileFacts now;
+  if (!source.Facts(now)) {
+    saved.trouble = source.Why();
+  } else if (now.size < item.facts.size) {
+    saved.trouble = kBecameShorter;
+  }
+  saved.grew = now.size > item.facts.size;
+  saved.changed = saved.grew || now.modified != item.facts.modified || now.changed != item.facts.changed;
+  item.changed = saved.changed;
+}
+
+}  // namespace
+
+// The pieces of one file on their way. Nothing of them is under way any more when it is gone.
+class FileSaver::Way {
+ public:
+  Way(FileSaver& saver, SourceReader& reader, std::uint32_t chunkSize)
+      : saver_(saver), reader_(reader), chunkSize_(chunkSize) {}
+  Way(const Way&) = delete;
+  Way& operator=(const Way&) = delete;
+  ~Way() {
+    while (!pieces_.empty()) {
+      Free(Oldest());
+    }
+  }
+
+  [[nodiscard]] bool MayRead() const {
+    return !reader_.AtEnd() && pieces_.size() < 2 * saver_.workers_.Count() + 2;
+  }
+  [[nodiscard]] bool IsEmpty() const { return pieces_.empty(); }
+
+  bool Read(std::string& why) {
+    UnderWay next = {saver_.FreePiece(), {}};
+    if (!reader_.Read(chunkSize_, *next.piece, next.holes, why)) {
+      Free(std::move(next));
+      return false;
+    }
+    if (!next.piece->IsHole()) {
+      const bool alone = pieces_.empty() && reader_.AtEnd();
+      alone ? saver_.workers_.DoHere(*next.piece)
+            : saver_.workers_.Start(*next.piece, Workers::Urgency::kUrgent);
+    }
+    pieces_.push_back(std::move(next));
+    return true;
+  }
+
+  // When its work is done.
+  UnderWay Oldest() {
+    UnderWay oldest = std::move(pieces_.front());
+    pieces_.pop_front();
+    saver_.workers_.WaitFor(*oldest.piece);
+    return oldest;
+  }
+
+  void Free(UnderWay done) { saver_.free_.push_back(std::move(done.piece)); }
+
+ private:
+  FileSaver& saver_;
+  SourceReader& reader_;
+  std::uint32_t chunkSize_;
+  std::deque<UnderWay> pieces_;
+};
+
+FileSaver::FileSaver(const Keys& keys, Workers& workers, PackFiller& filler)
+    : keys_(keys), workers_(workers), filler_(filler) {}
+
+std::unique_ptr<Piece> FileSaver::FreePiece() {
+  if (free_.empty()) {
+    return std::make_unique<Piece>(keys_);
+  }
+  auto piece = std::move(free_.back());
+  free_.pop_back();
+  return piece;
+}
+
+Status FileSaver::Save(platform::DataFile& source, std::unique_ptr<Base> base,
+                       const std::function<Status()>& between, Item& item, MapTree& tree, Saved& saved) {
+  const std::uint32_t chunkSize = base == nullptr ? ChunkSizeFor(item.facts.size) : base->ChunkSize();
+  MapBuilder map(keys_, filler_, std::move(base), chunkSize);
+  SourceReader reader(source, item.facts);
+  Way way(*this, reader, chunkSize);
+  while (!reader.AtEnd() || !way.IsEmpty()) {
+    if (platform::Interrupted()) {
+      return Status::Interrupted();
+    }
+    if (way.MayRead()) {
+      if (!way.Read(saved.trouble)) {
+        return {};
+      }
+      continue;
+    }
+    UnderWay oldest = way.Oldest();
+    item.marker = oldest.piece->Offset() == 0 ? IsMarker(item, oldest.piece->Bytes()) : item.marker;
+    Status added = map.Add(*oldest.piece, oldest.holes);
+    way.Free(std::move(oldest));
+    if (!added) {
+      return added;
+    }
+    if (Status paced = between(); !paced) {
+      return paced;
+    }
+  }
+  Compare(source, item, saved);
+  return saved.trouble.empty() ? map.Finish(item, tree) : Status();
+}
+
+}  // namespace store

@@ -1,0 +1,524 @@
+#include "store/save/saveset_writer.h"
+
+#include <chrono>
+#include <deque>
+#include <optional>
+#include <unordered_map>
+
+#include "platform/platform.h"
+#include "store/names.h"
+#include "store/save/base.h"
+#include "store/save/committer.h"
+#include "store/save/file_saver.h"
+#include "store/save/pack_filler.h"
+#include "store/save/workers.h"
+
+namespace store {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Nobody waits longer for the line of a small item, as far as the disk allows.
+constexpr auto kLongestWait = std::chrono::milliseconds(500);
+
+}  // namespace
+
+class SavesetWriter::Inside {
+ public:
+  Inside(Store& store, Confirm confirm, Again again)
+      : store_(store), confirm_(std::move(confirm)), again_(std::move(again)) {}
+
+  Status Begin(const std::string& name);
+  Status Save(const std::string& name, platform::DataFile& source, Saved& saved);
+  Status BeginDirectory(const std::string& name, const platform::FileFacts& facts);
+  Status SaveInside(const std::string& name, platform::DataFile& source, Saved& saved);
+  Status AddInside(const std::string& name, ItemKind kind, const platform::FileFacts& facts,
+                   const std::string& link);
+  Status EndDirectory(bool whole);
+  Status Settle();
+  Status End(bool good, bool firstLevel);
+
+ private:
+  // What has to be known of a file until it is committed, to save it again.
+  struct Reopen {
+    platform::FileId id;
+    std::uint64_t directory = 0;
+  };
+
+  Item NewItem(const std::string& name, ItemKind kind, const platform::FileFacts& facts);
+  Status SaveFile(Item item, platform::DataFile& source, bool mayRefer, Saved& saved);
+  Status BeginSaving();
+  Status GiveUpFile();
+  void Complete(Item item, MapTree tree, bool waits);
+  Status Pace();
+  Status EndGroup();
+  void Deliver();
+  void Confirmed(const Item& item);
+  Status SaveAgain();
+  Status SaveAgain(const Item& old, const Reopen& how);
+  Status Finish();
+  Status DropDirectory();
+  void NoteParent(const Item& item);
+  Status FinishWithFirstLevel();
+  Status EndRun(Catalog& rows, bool clean);
+  Status EndFailedRun();
+  Status Keep(Status status);
+  [[nodiscard]] bool IsOver() const { return !failure_; }
+
+  Store& store_;
+  Confirm confirm_;
+  Again again_;
+  Saveset saveset_;
+  Uid run_;
+  std::unique_ptr<RunHold> hold_;
+  std::unique_ptr<Workers> workers_;
+  std::unique_ptr<Committer> committer_;
+  std::unique_ptr<PackFiller> filler_;
+  std::unique_ptr<FileSaver> files_;
+  std::unique_ptr<BaseFinder> bases_;  // none if every backup stands alone
+  std::int64_t started_ = 0;
+  bool begun_ = false;
+  Status failure_;  // the first one of the store: nothing is done behind it
+
+  std::uint64_t numbers_ = 0;  // of items
+  std::optional<Clock::time_point> waitsSince_;
+  std::unordered_map<std::uint64_t, Reopen> referring_;  // by number: files that refer to packs of others
+  std::deque<Item> toSaveAgain_;
+  bool againFailed_ = false;
+
+  std::optional<Item> inDirectory_;
+  bool directoryFailed_ = false;
+
+  std::string parent_;      // in which every item is directly
+  bool scattered_ = false;  // there is no such directory
+  bool anyItem_ = false;
+  bool firstLevelAdded_ = false;
+};
+
+// ---- The beginning
+// ------------------------------------------------------------------------------------------
+
+Status SavesetWriter::Inside::Begin(const std::string& name) {
+  if (Status found = store_.FindOpenSaveset(name, Mode::kBackup, saveset_); !found) {
+    return found;
+  }
+  if (Status keys = store_.Secrets().CanSave(); !keys) {
+    return keys;
+  }
+  run_ = Uid::Random();
+  if (Status held = store_.Objects().HoldRun(run_, hold_); !held) {
+    return held;
+  }
+  bool claimed = false;
+  const platform::ProcessIdentity process = platform::ThisProcess();
+  if (Status begun =
+          store_.Rows().BeginRun({run_, saveset_.id, {process.host, process.number, process.start}}, claimed);
+      !begun) {
+    return begun;
+  }
+  if (!claimed) {
+    return Status::Failed("saveset " + name + " was given to another mover before: open a new job");
+  }
+  return BeginSaving();
+}
+
+Status SavesetWriter::Inside::BeginSaving() {
+  begun_ = true;
+  std::unique_ptr<Catalog> rows;
+  if (Status now = store_.Rows().Now(started_); !now) {
+    return Keep(now);
+  }
+  if (Status connected = store_.Connect(rows); !connected) {
+    return Keep(connected);
+  }
+  workers_ = std::make_unique<Workers>(store_.Config().compression);
+  committer_ = std::make_unique<Committer>(store_.Objects(), std::move(rows), run_, saveset_.id);
+  filler_ = std::make_unique<PackFiller>(store_, saveset_.uid, *workers_, *committer_);
+  files_ = std::make_unique<FileSaver>(store_.Secrets(), *workers_, *filler_);
+  if (store_.Config().freshAfter > 0) {
+    bases_ = std::make_unique<BaseFinder>(store_, saveset_, started_ - store_.Config().freshAfter);
+  }
+  return {};
+}
+
+// An interrupt ends the saving; what is complete may still be committed.
+Status SavesetWriter::Inside::Keep(Status status) {
+  if (!status && status.What() != Status::Kind::kInterrupted && failure_) {
+    failure_ = status;
+  }
+  return status;
+}
+
+// ---- Items
+// --------------------------------------------------------------------------------------------------
+
+Item SavesetWriter::Inside::NewItem(const std::string& name, ItemKind kind,
+                                    const platform::FileFacts& facts) {
+  Item item;
+  item.number = ++numbers_;
+  item.name = name;
+  item.kind = kind;
+  item.facts = facts;
+  item.stored = started_;
+  if (inDirectory_) {
+    item.directory = inDirectory_->number;
+  }
+  return item;
+}
+
+Status SavesetWriter::Inside::Save(const std::string& name, platform::DataFile& source, Saved& saved) {
+  if (Status settled = Settle(); !settled) {
+    return settled;
+  }
+  return Keep(SaveFile(NewItem(name, ItemKind::kFile, {}), source, true, saved));
+}
+
+Status SavesetWriter::Inside::SaveFile(Item item, platform::DataFile& source, bool mayRefer, Saved& saved) {
+  std::unique_ptr<Base> base;
+  if (!source.Facts(item.facts)) {
+    saved.trouble = source.Why();
+    return {};
+  }
+  // Nobody waits for a large file, or fails with it.
+  if (waitsSince_ && item.facts.size >= store_.Objects().BestObjectSize()) {
+    committer_->PreparePack();
+    if (Status ended = EndGroup(); !ended) {
+      return ended;
+    }
+  }
+  if (mayRefer && bases_ != nullptr && item.facts.size > 0) {
+    if (Status found = bases_->Find(item.name, item.facts.size, base); !found) {
+      return found;
+    }
+  }
+  if (Reopen how; base != nullptr && source.Id(how.id)) {
+    how.directory = item.directory;
+    referring_[item.number] = how;
+  }
+  filler_->BeginFile();
+  MapTree tree;
+  Status done = files_->Save(
+      source, std::move(base), [this] { return Pace(); }, item, tree, saved);
+  if (done && saved.trouble.empty()) {
+    const bool waits = item.directory == 0;
+    Complete(std::move(item), std::move(tree), waits);
+  } else {
+    referring_.erase(item.number);
+    done = done ? GiveUpFile() : done;
+  }
+  filler_->EndFile();
+  return done ? Pace() : done;
+}
+
+// What was stored of the file is of no use.
+Status SavesetWriter::Inside::GiveUpFile() {
+  Status drained = filler_->Drain();
+  return drained ? committer_->DropWaiting(filler_->NeededPacks()) : drained;
+}
+
+// `waits`: somebody waits for the line of the item.
+void SavesetWriter::Inside::Complete(Item item, MapTree tree, bool waits) {
+  if (waits) {
+    NoteParent(item);
+    anyItem_ = true;
+  }
+  if (waits && !waitsSince_) {
+    waitsSince_ = Clock::now();
+  }
+  filler_->Complete(std::move(item), std::move(tree));
+}
+
+// ---- Groups
+// -------------------------------------------------------------------------------------------------
+
+// Between pieces and files: ends a pack that is full, and a group that waits too long.
+Status SavesetWriter::Inside::Pace() {
+  if (waitsSince_ && Clock::now() - *waitsSince_ >= kLongestWait) {
+    committer_->PreparePack();
+    return EndGroup();
+  }
+  Deliver();
+  if (!filler_->IsFull()) {
+    return {};
+  }
+  waitsSince_.reset();
+  return filler_->EndPack();
+}
+
+Status SavesetWriter::Inside::EndGroup() {
+  waitsSince_.reset();
+  Status ended = filler_->EndPack();
+  ended = ended ? filler_->Drain() : ended;
+  Deliver();
+  return ended;
+}
+
+// Tells of what was committed.
+void SavesetWriter::Inside::Deliver() {
+  std::vector<Item> committed;
+  std::vector<Committer::Conflict> conflicts;
+  committer_->Take(committed, conflicts);
+  for (const Item& item : committed) {
+    Confirmed(item);
+  }
+  for (Committer::Conflict& conflict : conflicts) {
+    if (bases_ != nullptr) {
+      bases_->Forget(conflict.gone);
+    }
+    std::move(conflict.items.begin(), conflict.items.end(), std::back_inserter(toSaveAgain_));
+  }
+}
+
+void SavesetWriter::Inside::Confirmed(const Item& item) {
+  referring_.erase(item.number);
+  if (item.directory == 0 && item.kind != ItemKind::kFirstLevel) {
+    confirm_(item);
+  }
+}
+
+// ---- Files whose packs had gone
+// -----------------------------------------------------------------------------
+
+Status SavesetWriter::Inside::SaveAgain() {
+  while (!toSaveAgain_.empty()) {
+    const Item old = std::move(toSaveAgain_.front());
+    toSaveAgain_.pop_front();
+    const auto how = referring_.extract(old.number);
+    if (old.kind == ItemKind::kFirstLevel) {
+      firstLevelAdded_ = false;
+    } else if (how.empty()) {
+      return Status::Failed("what " + old.name + " needs has gone, although it refers to nothing");
+    } else if (Status saved = SaveAgain(old, how.mapped()); !saved) {
+      return saved;
+    }
+  }
+  return {};
+}
+
+Status SavesetWriter::Inside::SaveAgain(const Item& old, const Reopen& how) {
+  Saved saved;
+  const auto source = how.directory != 0 ? platform::DataFile::OpenEntry(old.name, how.id, saved.trouble)
+                                         : platform::DataFile::OpenForReading(old.name, saved.trouble);
+  Item item = NewItem(old.name, ItemKind::kFile, {});
+  item.directory = old.directory;
+  if (source != nullptr) {
+    if (Status done = SaveFile(std::move(item), *source, false, saved); !done) {
+      return done;
+    }
+  }
+  const bool failed = !saved.trouble.empty();
+  directoryFailed_ = directoryFailed_ || (old.directory != 0 && failed);
+  againFailed_ = againFailed_ || failed;
+  again_(old, saved);
+  return {};
+}
+
+// Everything that is complete is committed, at the second attempt if need be.
+Status SavesetWriter::Inside::Finish() {
+  do {
+    Status done = SaveAgain();
+    if (done && !filler_->HasItems()) {
+      done = filler_->DropPack();
+    }
+    done = done ? EndGroup() : done;
+    done = done ? committer_->Wait() : done;
+    Deliver();
+    if (!done) {
+      return done;
+    }
+  } while (!toSaveAgain_.empty());
+  return {};
+}
+
+// ---- Directories
+// --------------------------------------------------------------------------------------------
+
+Status SavesetWriter::Inside::BeginDirectory(const std::string& name, const platform::FileFacts& facts) {
+  if (Status settled = Settle(); !settled) {
+    return settled;
+  }
+  inDirectory_ = NewItem(name, ItemKind::kDirectory, facts);
+  directoryFailed_ = false;
+  return {};
+}
+
+Status SavesetWriter::Inside::SaveInside(const std::string& name, platform::DataFile& source, Saved& saved) {
+  if (Status settled = Settle(); !settled) {
+    return settled;
+  }
+  if (Status done = Keep(SaveFile(NewItem(name, ItemKind::kFile, {}), source, true, saved)); !done) {
+    return done;
+  }
+  inDirectory_->entries += saved.trouble.empty() ? 1 : 0;
+  return {};
+}
+
+Status SavesetWriter::Inside::AddInside(const std::string& name, ItemKind kind,
+                                        const platform::FileFacts& facts, const std::string& link) {
+  if (IsOver()) {
+    return failure_;
+  }
+  Item item = NewItem(name, kind, facts);
+  item.link = link;
+  ++inDirectory_->entries;
+  Complete(std::move(item), {}, false);
+  return Keep(Pace());
+}
+
+Status SavesetWriter::Inside::EndDirectory(bool whole) {
+  if (IsOver()) {
+    return failure_;
+  }
+  if (!inDirectory_) {
+    return {};
+  }
+  // The directory's own record is the last: nothing of it may fail behind that.
+  if (whole && !referring_.empty()) {
+    if (Status finished = Keep(Finish()); !finished) {
+      return finished;
+    }
+  }
+  if (!whole || directoryFailed_) {
+    return Keep(DropDirectory());
+  }
+  Item directory = std::move(*inDirectory_);
+  inDirectory_.reset();
+  Complete(std::move(directory), {}, true);
+  return Keep(Pace());
+}
+
+Status SavesetWriter::Inside::DropDirectory() {
+  const std::uint64_t number = inDirectory_->number;
+  inDirectory_.reset();
+  std::erase_if(referring_, [number](const auto& file) { return file.second.directory == number; });
+  filler_->DropItemsOf(number);
+  if (!filler_->HasItems()) {
+    waitsSince_.reset();
+    if (Status dropped = filler_->DropPack(); !dropped) {
+      return dropped;
+    }
+  }
+  Status done = filler_->Drain();
+  done = done ? committer_->DropWaiting(filler_->NeededPacks()) : done;
+  done = done ? committer_->Wait() : done;
+  if (!done) {
+    return done;
+  }
+  Deliver();
+  std::erase_if(toSaveAgain_, [number](const Item& item) { return item.directory == number; });
+  std::vector<Uid> packs;
+  if (Status dropped = store_.Rows().DropDirectory(saveset_.id, number, packs); !dropped) {
+    return dropped;
+  }
+  return packs.empty() ? Status() : committer_->Delete(std::move(packs));
+}
+
+// ---- Waiting, and the end
+// -----------------------------------------------------------------------------------
+
+Status SavesetWriter::Inside::Settle() {
+  if (IsOver()) {
+    return failure_;
+  }
+  Deliver();
+  if (Status saved = Keep(SaveAgain()); !saved) {
+    return saved;
+  }
+  return waitsSince_ && Clock::now() - *waitsSince_ >= kLongestWait ? Keep(EndGroup()) : Status();
+}
+
+void SavesetWriter::Inside::NoteParent(const Item& item) {
+  std::string_view parent = ParentOf(item.name);
+  if (item.marker) {
+    parent = ParentOf(parent);
+  }
+  if (!anyItem_) {
+    parent_ = parent;
+  }
+  scattered_ = scattered_ || parent.empty() || ItemKey(parent) != ItemKey(parent_);
+}
+
+// The last item of a run that went well.
+Status SavesetWriter::Inside::FinishWithFirstLevel() {
+  do {
+    if (toSaveAgain_.empty() && !againFailed_) {
+      Complete(NewItem(parent_, ItemKind::kFirstLevel, {}), {}, false);
+      firstLevelAdded_ = true;
+    }
+    if (Status finished = Finish(); !finished) {
+      return finished;
+    }
+  } while (!firstLevelAdded_ && !againFailed_);
+  return {};
+}
+
+Status SavesetWriter::Inside::End(bool good, bool firstLevel) {
+  if (!begun_) {
+    return {};
+  }
+  begun_ = false;
+  if (inDirectory_ && failure_) {
+    static_cast<void>(Keep(DropDirectory()));
+  }
+  if (failure_) {
+    const bool isLevel = good && firstLevel && anyItem_ && !scattered_;
+    static_cast<void>(Keep(isLevel ? FinishWithFirstLevel() : Finish()));
+  }
+  if (failure_) {
+    Status dropped = committer_->DropWaiting({});
+    static_cast<void>(Keep(dropped ? committer_->Wait() : dropped));
+  }
+  return failure_ ? EndRun(store_.Rows(), good && !againFailed_) : EndFailedRun();
+}
+
+Status SavesetWriter::Inside::EndRun(Catalog& rows, bool clean) {
+  const Status noted = clean ? store_.NoteGoodEnd(saveset_) : Status();
+  const Status ended = rows.EndRun(run_, clean && noted ? Mover::kEndedClean : Mover::kEndedFailed);
+  return noted ? ended : noted;
+}
+
+// What the run announced and the catalog does not know as committed goes, as far as the failure lets it:
+// whoever opens the repository next does the rest. That is asked of a new connection, since a failed one is
+// not trusted.
+Status SavesetWriter::Inside::EndFailedRun() {
+  files_.reset();
+  filler_.reset();
+  committer_.reset();
+  std::unique_ptr<Catalog> rows;
+  std::vector<Uid> packs;
+  bool gone = static_cast<bool>(store_.Connect(rows)) && rows->ListAnnounced(run_, packs);
+  for (const Uid& pack : packs) {
+    gone = gone && store_.Objects().Delete(PackObject(pack));
+  }
+  if (gone && rows->ForgetAnnounced(packs)) {
+    static_cast<void>(EndRun(*rows, false));
+  }
+  return failure_;
+}
+
+// ---- The class
+// ----------------------------------------------------------------------------------------------
+
+SavesetWriter::SavesetWriter(Store& store, Confirm confirm, Again again)
+    : inside_(std::make_unique<Inside>(store, std::move(confirm), std::move(again))) {}
+SavesetWriter::~SavesetWriter() = default;
+
+Status SavesetWriter::Begin(const std::string& name) { return inside_->Begin(name); }
+Status SavesetWriter::Save(const std::string& name, platform::DataFile& source, Saved& saved) {
+  return inside_->Save(name, source, saved);
+}
+Status SavesetWriter::BeginDirectory(const std::string& name, const platform::FileFacts& facts) {
+  return inside_->BeginDirectory(name, facts);
+}
+Status SavesetWriter::SaveInside(const std::string& name, platform::DataFile& source, Saved& saved) {
+  return inside_->SaveInside(name, source, saved);
+}
+Status SavesetWriter::AddInside(const std::string& name, ItemKind kind, const platform::FileFacts& facts,
+                                const std::string& link) {
+  return inside_->AddInside(name, kind, facts, link);
+}
+Status SavesetWriter::EndDirectory(bool whole) { return inside_->EndDirectory(whole); }
+Status SavesetWriter::Settle() { return inside_->Settle(); }
+Status SavesetWriter::End(bool good, bool firstLevel) { return inside_->End(good, firstLevel); }
+
+}  // namespace store
