@@ -1,0 +1,251 @@
+#include "store/load/file_copy.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "platform/failures.h"
+#include "platform/platform.h"
+
+namespace store {
+namespace {
+
+// Smaller files are copied by whoever asks for them.
+constexpr std::uint64_t kAloneUpTo = 2 * kBlockSize;
+// No larger file is one chunk.
+constexpr std::uint64_t kSmallestOfPieces = 8 * 1024;
+constexpr std::uint64_t kWritebackStep = 16 * 1024 * 1024;
+
+bool IsZero(std::string_view bytes) { return bytes.find_first_not_of('\0') == std::string_view::npos; }
+
+// The pieces of `offset` ... `end` that are in no hole, and those that are.
+template <typename Data, typename InHole>
+Status SplitAtHoles(std::uint64_t offset, std::uint64_t end, const std::vector<Hole>& holes, const Data& data,
+                    const InHole& inHole) {
+  auto hole = std::upper_bound(holes.begin(), holes.end(), offset,
+                               [](std::uint64_t at, const Hole& one) { return at < one.offset + one.size; });
+  while (offset < end) {
+    const bool isHole = hole != holes.end() && hole->offset <= offset;
+    std::uint64_t next = end;
+    if (hole != holes.end()) {
+      next = std::min(end, isHole ? hole->offset + hole->size : hole->offset);
+    }
+    if (Status done = isHole ? inHole(offset, next) : data(offset, next); !done) {
+      return done;
+    }
+    hole += isHole ? 1 : 0;
+    offset = next;
+  }
+  return {};
+}
+
+}  // namespace
+
+Status FileCopy::Walk(const std::function<Status(LeafPart&)>& each) {
+  if (item_.facts.size != 0 && item_.map.size == 0) {
+    return Status::Damaged("its record has no map");
+  }
+  MapWalk walk(item_, [this](const MapPlace& place, const Uid& id, std::string& bytes) {
+    return FetchMap(place, id, bytes);
+  });
+  return walk.Run(each);
+}
+
+Status FileCopy::Run() {
+  // What is written in one piece needs no size beforehand.
+  const bool grown = item_.facts.sparse                     ? target_->SetSize(item_.facts.size)
+                     : item_.facts.size > kSmallestOfPieces ? target_->Extend(item_.facts.size)
+                                                            : true;
+  if (!grown) {
+    return Status::Failed(target_->Why());
+  }
+  Status walked = Walk([this](LeafPart& part) { return CopyPart(part); });
+  pending_.Wait();
+  const Status failure = Failure();
+  return failure ? walked : failure;
+}
+
+Status FileCopy::Measure(std::uint64_t& bytes) {
+  bytes = item_.facts.size;
+  return Walk([&bytes](LeafPart& part) {
+    for (const Hole& hole : part.holes) {
+      bytes -= hole.size;
+    }
+    return Status();
+  });
+}
+
+Status FileCopy::CopyPart(LeafPart& part) {
+  const auto holes = std::make_shared<const std::vector<Hole>>(part.holes);
+  for (LeafPart::FromBlock& from : part.blocks) {
+    if (Status failure = Failure(); !failure) {
+      return failure;
+    }
+    if (platform::Interrupted()) {
+      return Status::Interrupted();
+    }
+    if (item_.facts.size <= kAloneUpTo) {
+      CopyBlock(from, *holes);
+      continue;
+    }
+    pending_.Add();
+    tools_.workers.Do([this, from = std::move(from), holes] {
+      CopyBlock(from, *holes);
+      pending_.Done();
+    });
+  }
+  return WriteZeros(part);
+}
+
+void FileCopy::CopyBlock(const LeafPart::FromBlock& from, const std::vector<Hole>& holes) {
+  if (!Failure()) {
+    return;
+  }
+  // What small files have in common is kept, and what two parts of a large one may have in common.
+  const bool keep = from.edge || item_.facts.size <= kAloneUpTo;
+  BlockCache::Block block;
+  Status done = GetBlock(from.pack, from.block, keep, block);
+  if (done) {
+    done = Check(from, block);
+  }
+  if (done) {
+    done = WritePieces(from.pieces, *block, holes);
+  }
+  if (!done) {
+    Fail(done);
+  }
+}
+
+Status FileCopy::GetBlock(const Uid& pack, std::uint64_t number, bool keep, BlockCache::Block& block) {
+  Status got = tools_.blocks.Get({pack, number}, keep, block);
+  if (got.What() == Status::Kind::kDamaged || got.What() == Status::Kind::kMissing) {
+    NoteBad(pack);
+  }
+  return got;
+}
+
+Status FileCopy::FetchMap(const MapPlace& place, const Uid& id, std::string& bytes) {
+  BlockCache::Block block;
+  if (Status got = GetBlock(place.pack, place.block, true, block); !got) {
+    return got;
+  }
+  if (place.offset > block->size() || place.size > block->size() - place.offset) {
+    return Bad(place.pack, place.block, "ends before the map of the item");
+  }
+  bytes.assign(*block, static_cast<std::size_t>(place.offset), static_cast<std::size_t>(place.size));
+  return tools_.keys.IdOf(bytes) == id ? Status()
+                                       : Bad(place.pack, place.block, "has another map than the item's");
+}
+
+Status FileCopy::Check(const LeafPart::FromBlock& from, const BlockCache::Block& block) {
+  for (const WantedChunk& piece : from.pieces) {
+    if (piece.blockOffset > block->size() || piece.size > block->size() - piece.blockOffset) {
+      return Bad(from.pack, from.block,
+                 "ends before the item's bytes from " + std::to_string(piece.fileOffset) + " on");
+    }
+    if (tools_.keys.IdOf(std::string_view(*block).substr(piece.blockOffset, piece.size)) != piece.id) {
+      return Bad(from.pack, from.block,
+                 "has other bytes than the item's from " + std::to_string(piece.fileOffset) + " on");
+    }
+  }
+  return {};
+}
+
+// Those that follow each other in block and file are written together.
+Status FileCopy::WritePieces(const std::vector<WantedChunk>& pieces, std::string_view block,
+                             const std::vector<Hole>& holes) {
+  for (std::size_t begin = 0; begin < pieces.size();) {
+    std::size_t end = begin + 1;
+    std::size_t size = pieces[begin].size;
+    while (end < pieces.size() && pieces[end].fileOffset == pieces[begin].fileOffset + size &&
+           pieces[end].blockOffset == pieces[begin].blockOffset + size) {
+      size += pieces[end].size;
+      ++end;
+    }
+    if (Status written =
+            WriteAround(pieces[begin].fileOffset, block.substr(pieces[begin].blockOffset, size), holes);
+        !written) {
+      return written;
+    }
+    begin = end;
+  }
+  return {};
+}
+
+// A hole is left out if its bytes are zeros indeed: the file may have changed while it was saved.
+Status FileCopy::WriteAround(std::uint64_t offset, std::string_view bytes, const std::vector<Hole>& holes) {
+  const auto part = [&](std::uint64_t from, std::uint64_t to) {
+    return bytes.substr(static_cast<std::size_t>(from - offset), static_cast<std::size_t>(to - from));
+  };
+  return SplitAtHoles(
+      offset, offset + bytes.size(), holes,
+      [&](std::uint64_t from, std::uint64_t to) { return Write(from, part(from, to)); },
+      [&](std::uint64_t from, std::uint64_t to) {
+        return IsZero(part(from, to)) ? Status() : Write(from, part(from, to));
+      });
+}
+
+// Zeros that were no hole keep their claim on the disk.
+Status FileCopy::WriteZeros(const LeafPart& part) {
+  static constexpr std::array<char, 128 * 1024> kZeros{};
+  for (const Hole& zeros : part.zeros) {
+    Status written = SplitAtHoles(
+        zeros.offset, zeros.offset + zeros.size, part.holes,
+        [&](std::uint64_t from, std::uint64_t to) {
+          Status done;
+          for (; done && from < to; from += std::min<std::uint64_t>(to - from, kZeros.size())) {
+            const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(to - from, kZeros.size()));
+            done = Write(from, {kZeros.data(), size});
+          }
+          return done;
+        },
+        [](std::uint64_t, std::uint64_t) { return Status(); });
+    if (!written) {
+      return written;
+    }
+  }
+  return {};
+}
+
+// What is written goes to the disk steadily, not in one long wait at the end.
+Status FileCopy::Write(std::uint64_t offset, std::string_view bytes) {
+  std::string why;
+  if (!target_->WriteAt(offset, bytes.data(), bytes.size(), why)) {
+    return platform::MeansNoRoom(why) ? Status::NoRoom(why) : Status::Failed(why);
+  }
+  const std::uint64_t before = written_.fetch_add(bytes.size());
+  if (before / kWritebackStep != (before + bytes.size()) / kWritebackStep) {
+    target_->StartWriteback(0, 0);
+  }
+  return {};
+}
+
+Status FileCopy::Bad(const Uid& pack, std::uint64_t number, const std::string& what) {
+  NoteBad(pack);
+  PackCache::Pack opened;
+  if (Status got = tools_.packs.Get(pack, opened); !got) {
+    return got;
+  }
+  return opened->DamagedBlock(number, what);
+}
+
+void FileCopy::NoteBad(const Uid& pack) {
+  const std::lock_guard lock(mutex_);
+  if (badPack_.IsNull()) {
+    badPack_ = pack;
+  }
+}
+
+void FileCopy::Fail(Status status) {
+  const std::lock_guard lock(mutex_);
+  if (failure_) {
+    failure_ = std::move(status);
+  }
+}
+
+Status FileCopy::Failure() {
+  const std::lock_guard lock(mutex_);
+  return failure_;
+}
+
+}  // namespace store

@@ -1,0 +1,71 @@
+// Brings one item's bytes into a file.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "platform/data_file.h"
+#include "store/base/uid.h"
+#include "store/keys/keys.h"
+#include "store/load/block_cache.h"
+#include "store/load/map_walk.h"
+#include "store/load/pack_cache.h"
+#include "store/load/work_queue.h"
+#include "store/pack/record.h"
+#include "store/status.h"
+
+namespace store {
+
+// What all copies of a restore have in common.
+struct LoadTools {
+  const Keys& keys;
+  PackCache& packs;
+  BlockCache& blocks;
+  WorkQueue& workers;
+};
+
+class FileCopy {
+ public:
+  // Without a target the item can only be measured.
+  FileCopy(LoadTools tools, const Item& item, platform::DataFile* target)
+      : tools_(tools), item_(item), target_(target) {}
+
+  Status Run();
+  // How many of its bytes are in no hole.
+  Status Measure(std::uint64_t& bytes);
+  // The pack that the failure is about; null if it is about none.
+  [[nodiscard]] const Uid& BadPack() const { return badPack_; }
+
+ private:
+  Status Walk(const std::function<Status(LeafPart&)>& each);
+  Status CopyPart(LeafPart& part);
+  void CopyBlock(const LeafPart::FromBlock& from, const std::vector<Hole>& holes);
+  Status FetchMap(const MapPlace& place, const Uid& id, std::string& bytes);
+  Status Check(const LeafPart::FromBlock& from, const BlockCache::Block& block);
+  Status WritePieces(const std::vector<WantedChunk>& pieces, std::string_view block,
+                     const std::vector<Hole>& holes);
+  Status WriteZeros(const LeafPart& part);
+  Status WriteAround(std::uint64_t offset, std::string_view bytes, const std::vector<Hole>& holes);
+  Status Write(std::uint64_t offset, std::string_view bytes);
+  Status GetBlock(const Uid& pack, std::uint64_t number, bool keep, BlockCache::Block& block);
+  Status Bad(const Uid& pack, std::uint64_t number, const std::string& what);
+  void NoteBad(const Uid& pack);
+  void Fail(Status status);
+  [[nodiscard]] Status Failure();
+
+  LoadTools tools_;
+  const Item& item_;
+  platform::DataFile* target_;
+  Pending pending_;
+  std::atomic<std::uint64_t> written_ = 0;
+  std::mutex mutex_;
+  Status failure_;  // the first one
+  Uid badPack_;
+};
+
+}  // namespace store

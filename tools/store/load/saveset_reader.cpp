@@ -1,0 +1,128 @@
+#include "store/load/saveset_reader.h"
+
+#include <mutex>
+#include <set>
+
+#include "store/load/file_copy.h"
+
+namespace store {
+namespace {
+
+constexpr std::size_t kOpenPacks = 256;
+// The current block of each of some twenty generations of a file, and blocks of maps.
+constexpr std::size_t kKeptBytes = 16 * kBlockSize;
+
+}  // namespace
+
+class SavesetReader::Inside {
+ public:
+  explicit Inside(Store& opened)
+      : store(opened),
+        packs_([this](const Uid& id, PackCache::Pack& pack) { return OpenPack(id, pack); }, kOpenPacks),
+        blocks_([this](const BlockKey& key, std::string& bytes) { return LoadBlock(key, bytes); },
+                kKeptBytes),
+        workers_(WorkQueue::UsualCount()) {}
+
+  Status Copy(const Item& item, platform::DataFile& target) {
+    FileCopy copy(Tools(), item, &target);
+    return TakeIn(copy, copy.Run(), item);
+  }
+
+  // Only a sparse file is worth a look at its map.
+  Status RoomOf(const Item& item, std::uint64_t& bytes) {
+    bytes = item.facts.size;
+    if (!item.facts.sparse) {
+      return {};
+    }
+    FileCopy copy(Tools(), item, nullptr);
+    return TakeIn(copy, copy.Measure(bytes), item);
+  }
+
+  // A courtesy: nothing depends on it, and a repository that can only be read is as good.
+  void MarkDamagedPacks() {
+    const std::lock_guard lock(mutex_);
+    for (const Uid& pack : bad_) {
+      if (store.Rows().CanWrite() && marked_.insert(pack).second) {
+        static_cast<void>(static_cast<bool>(store.Rows().MarkPackDamaged(pack)));
+      }
+    }
+    bad_.clear();
+  }
+
+  Store& store;
+  Saveset saveset;
+
+ private:
+  LoadTools Tools() { return {store.Secrets(), packs_, blocks_, workers_}; }
+
+  Status TakeIn(const FileCopy& copy, const Status& status, const Item& item) {
+    if (!copy.BadPack().IsNull()) {
+      const std::lock_guard lock(mutex_);
+      bad_.insert(copy.BadPack());
+    }
+    return status.What() == Status::Kind::kDamaged || status.What() == Status::Kind::kMissing
+               ? status.Within("item " + item.name + " of saveset " + saveset.name)
+               : status;
+  }
+
+  Status OpenPack(const Uid& id, PackCache::Pack& pack) {
+    return PackReader::Open(store.Objects(), store.Secrets(), store.Id(), id, pack);
+  }
+
+  Status LoadBlock(const BlockKey& key, std::string& bytes) {
+    PackCache::Pack pack;
+    if (Status got = packs_.Get(key.pack, pack); !got) {
+      return got;
+    }
+    return pack->ReadBlock(key.number, bytes);
+  }
+
+  PackCache packs_;
+  BlockCache blocks_;
+  std::mutex mutex_;
+  std::set<Uid> bad_;  // not yet told to the catalog
+  std::set<Uid> marked_;
+  WorkQueue workers_;  // the last: it ends before what it works with
+};
+
+SavesetReader::SavesetReader(Store& store) : inside_(std::make_unique<Inside>(store)) {}
+
+SavesetReader::~SavesetReader() { MarkDamagedPacks(); }
+
+Status SavesetReader::Begin(const std::string& name) {
+  if (Status keys = inside_->store.Secrets().CanRead(); !keys) {
+    return keys;
+  }
+  return inside_->store.FindOpenSaveset(name, Mode::kRestore, inside_->saveset);
+}
+
+Status SavesetReader::BeginWithoutJob(const std::string& name) {
+  std::optional<Saveset> found;
+  if (Status looked = inside_->store.Rows().FindSaveset(name, found); !looked) {
+    return looked;
+  }
+  if (!found) {
+    return Status::Missing("there is no saveset " + name);
+  }
+  inside_->saveset = std::move(*found);
+  return {};
+}
+
+Status SavesetReader::Find(const std::string& asked, std::optional<Item>& item) {
+  return inside_->store.Rows().FindItem(inside_->saveset, asked, item);
+}
+
+Status SavesetReader::FindIn(const std::string& asked, std::string& directory,
+                             const Catalog::EachItem& each) {
+  return inside_->store.Rows().FindItemsIn(inside_->saveset, asked, directory, each);
+}
+
+Status SavesetReader::Copy(const Item& item, platform::DataFile& target) {
+  return inside_->Copy(item, target);
+}
+
+Status SavesetReader::RoomOf(const Item& item, std::uint64_t& bytes) { return inside_->RoomOf(item, bytes); }
+
+void SavesetReader::MarkDamagedPacks() { inside_->MarkDamagedPacks(); }
+
+}  // namespace store

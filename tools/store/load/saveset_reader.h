@@ -1,0 +1,46 @@
+// Takes files out of one saveset. Blocks are read ahead, checked and decompressed on all cores, in bounded
+// memory.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/data_file.h"
+#include "store/store.h"
+
+namespace store {
+
+class SavesetReader {
+ public:
+  explicit SavesetReader(Store& store);
+  SavesetReader(const SavesetReader&) = delete;
+  SavesetReader& operator=(const SavesetReader&) = delete;
+  ~SavesetReader();
+
+  // Takes a saveset with an open restore job.
+  Status Begin(const std::string& name);
+  // Takes any saveset: for the owner's tools.
+  Status BeginWithoutJob(const std::string& name);
+  // The item that is asked for by this name, if the saveset contains it.
+  Status Find(const std::string& asked, std::optional<Item>& item);
+  // What is in a directory (catalog.h tells).
+  Status FindIn(const std::string& asked, std::string& directory, const Catalog::EachItem& each);
+  // How many bytes of the item are no hole: what it takes on the disk. kDamaged as with `Copy`.
+  Status RoomOf(const Item& item, std::uint64_t& bytes);
+  // Writes the item's bytes into an empty file. When the status is good, they are all there, the very ones
+  // that were saved, with their holes. kDamaged, or kMissing, names item, saveset, pack and position. Other
+  // threads may copy other items at the same time.
+  Status Copy(const Item& item, platform::DataFile& target);
+  // Tells the catalog of the packs that `Copy` found damaged or missing, if it can be written. Also done at
+  // the end.
+  void MarkDamagedPacks();
+
+ private:
+  class Inside;
+  std::unique_ptr<Inside> inside_;
+};
+
+}  // namespace store

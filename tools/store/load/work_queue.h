@@ -1,0 +1,58 @@
+// Threads that do small pieces of work in the order in which they come.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace store {
+
+class WorkQueue {
+ public:
+  using Work = std::function<void()>;
+
+  // The threads begin with the first piece of work. Once so many pieces wait for each of them, `Do` waits
+  // until half of them are done: small ones need many, so that nobody goes to sleep over each.
+  explicit WorkQueue(std::size_t threads, std::size_t waitingForEach = 2)
+      : threads_(threads), mostWaiting_(threads * waitingForEach) {}
+  WorkQueue(const WorkQueue&) = delete;
+  WorkQueue& operator=(const WorkQueue&) = delete;
+  // Everything that was given is done.
+  ~WorkQueue();
+
+  // Not to be called by a piece of work.
+  void Do(Work work);
+
+  // As many as the machine has cores, but two at least: while one waits for the disk, the other works.
+  [[nodiscard]] static std::size_t UsualCount();
+
+ private:
+  void Run();
+
+  std::size_t threads_;
+  std::size_t mostWaiting_;
+  std::mutex mutex_;
+  std::condition_variable comes_;
+  std::condition_variable goes_;
+  std::deque<Work> waiting_;
+  bool ends_ = false;
+  std::vector<std::thread> running_;
+};
+
+// Counts pieces of work that belong together.
+class Pending {
+ public:
+  void Add();
+  void Done();
+  void Wait();
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable none_;
+  std::size_t count_ = 0;
+};
+
+}  // namespace store
