@@ -1,6 +1,7 @@
 #include "store/command_line.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 
 #include "platform/platform.h"
@@ -63,6 +64,15 @@ bool TellAboutTool(int argc, const char* const* argv, const std::string& tool, c
   const std::unique_ptr<platform::TextFile> out = platform::TextFile::StandardOutput();
   out->Write(question == "--help" ? help : tool + " (backint) " + PRODUCT_VERSION + "\n");
   return true;
+}
+
+void HideLogin(int argc, char** argv, std::string_view option) {
+  for (int i = 1; i + 1 < argc; ++i) {
+    char* const colon = argv[i] == option ? std::strchr(argv[i + 1], ':') : nullptr;
+    if (colon != nullptr) {
+      platform::HideArgument(colon + 1);
+    }
+  }
 }
 
 }  // namespace store

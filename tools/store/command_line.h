@@ -35,4 +35,8 @@ class CommandLine {
 [[nodiscard]] bool TellAboutTool(int argc, const char* const* argv, const std::string& tool,
                                  const std::string& help);
 
+// Hides the login behind the server's name in the value of this option: everybody can read the arguments of a
+// process. To be called once they are read.
+void HideLogin(int argc, char** argv, std::string_view option);
+
 }  // namespace store

@@ -46,6 +46,20 @@ std::string_view ParentOf(std::string_view name) {
   return WithoutEndSeparators(name.substr(0, separator == std::string_view::npos ? 0 : separator));
 }
 
+bool HasDots(std::string_view name) {
+  for (;;) {
+    const std::size_t separator = name.find_first_of("/\\");
+    const std::string_view component = name.substr(0, separator);
+    if (component == "." || component == "..") {
+      return true;
+    }
+    if (separator == std::string_view::npos) {
+      return false;
+    }
+    name.remove_prefix(separator + 1);
+  }
+}
+
 std::string OneLine(std::string_view text) {
   std::string line(text);
   std::replace(line.begin(), line.end(), '\n', '?');

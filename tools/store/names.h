@@ -28,6 +28,9 @@ inline constexpr std::size_t kItemNameWidth = 20479;
 // The directory that the item lies in, as the name has it; empty if the name does not say, or says a root.
 [[nodiscard]] std::string_view ParentOf(std::string_view name);
 
+// Whether a component of the name is `.` or `..`: where such a name leads depends on what it is read by.
+[[nodiscard]] bool HasDots(std::string_view name);
+
 // The text as one line: `?` for each line break, and for a carriage return at the end, which would go with
 // one.
 [[nodiscard]] std::string OneLine(std::string_view text);

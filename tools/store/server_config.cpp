@@ -1,69 +1,302 @@
 #include "store/server_config.h"
 
-#include <cstdint>
+#include <sodium.h>
 
-#include "backint/base/text.h"
-#include "common/cm_common.h"
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <vector>
+
 #include "platform/data_file.h"
 #include "platform/platform.h"
+#include "store/ini_file.h"
 #include "store/names.h"
 
 namespace store {
 namespace {
 
-constexpr std::size_t kValueWidth = 1024;
-constexpr int kMostCompression = 19;
 constexpr const char* kDefaultSection = "DEFAULT";
 
-bool ReadKey(const std::string& file, const std::string& section, const char* key, std::string& value,
-             std::string& message) {
-  std::string valueBuffer(kValueWidth, '\0');
-  std::string messageBuffer(kValueWidth, '\0');
-  const int found = i_GetPrivateProfileString(
-      file.c_str(), section.c_str(), key, valueBuffer.data(), static_cast<std::int32_t>(valueBuffer.size()),
-      messageBuffer.data(), static_cast<std::int32_t>(messageBuffer.size()));
-  value = valueBuffer.c_str();
-  message = messageBuffer.c_str();
-  return found == 1;
-}
+// ---- Values: each reader gives what would be right, or nothing if the value is ------------------
 
-bool HasSection(const std::string& file, const std::string& section) {
-  std::string value;
-  std::string message;
-  // A key that no file has: what the reader says then tells whether it saw the section.
-  return ReadKey(file, section, " ", value, message) ||
-         message.find("SECTION NOT FOUND") == std::string::npos;
-}
-
-Status FindFile(std::string& file) {
-  std::string named;
-  if (platform::EnvironmentVariable("KORVO_CONFIG", named)) {
-    if (platform::LookUp(named).kind != platform::PathKind::kFile) {
-      return Status::Failed("KORVO_CONFIG names " + named + ", which is no file");
+bool ReadWholeNumber(std::string_view text, std::int64_t most, std::int64_t& number) {
+  number = 0;
+  for (const char digit : text) {
+    if (digit < '0' || digit > '9' || number > most) {
+      return false;
     }
-    file = named;
-    return {};
+    number = number * 10 + (digit - '0');
   }
-  const std::string beside = platform::ProgramDirectory() + "/korvo.ini";
-  file = platform::Exists(beside) ? beside : "";
+  return !text.empty() && number <= most;
+}
+
+std::string ReadRepository(const std::string& value, ServerConfig& config) {
+  config.repository = std::string(WithoutEndSeparators(value));
+  return platform::IsAbsolute(value) && !config.repository.empty()
+             ? ""
+             : "the full path of a directory is expected";
+}
+
+std::string ReadCompression(const std::string& value, ServerConfig& config) {
+  constexpr int kMost = 19;
+  std::int64_t level = 0;
+  if (!ReadWholeNumber(value, kMost, level)) {
+    return "a number from 0 (none) to 19 (smallest, slowest) is expected";
+  }
+  config.compression = static_cast<int>(level);
+  return "";
+}
+
+std::string ReadDuration(const std::string& value, std::int64_t& seconds) {
+  constexpr std::int64_t kMost = 100 * 366;
+  constexpr std::array<std::pair<char, std::int64_t>, 4> kUnits = {
+      {{'s', 1}, {'m', 60}, {'h', 3600}, {'d', 86400}}};
+  std::string_view number = value;
+  std::int64_t unit = value == "0" ? 1 : 0;
+  for (const auto& [letter, length] : kUnits) {
+    if (value.ends_with(letter)) {
+      unit = length;
+      number.remove_suffix(1);
+    }
+  }
+  const bool good = unit != 0 && ReadWholeNumber(number, kMost * (86400 / unit), seconds);
+  seconds *= unit;
+  return good ? "" : "a whole number with its unit is expected, s, m, h or d as in 24h, of at most 100 years";
+}
+
+std::string ReadFreshAfter(const std::string& value, ServerConfig& config) {
+  return ReadDuration(value, config.freshAfter);
+}
+
+std::string ReadGrace(const std::string& value, ServerConfig& config) {
+  return ReadDuration(value, config.grace);
+}
+
+std::string ReadInPlace(const std::string& value, ServerConfig& config) {
+  config.inPlace = value == "yes";
+  return value == "yes" || value == "no" ? "" : "yes or no is expected";
+}
+
+std::string ReadUser(const std::string& value, ServerConfig& config) {
+  config.user = value;
+  return value.find(':') == std::string::npos ? "" : "a name without a colon is expected";
+}
+
+std::string ReadPassword(const std::string& value, ServerConfig& config) {
+  config.password = value;
+  return "";
+}
+
+std::string ReadFilePath(const std::string& value, std::string& path) {
+  path = value;
+  return platform::IsAbsolute(value) ? "" : "the full path of a file is expected";
+}
+
+std::string ReadSecretFile(const std::string& value, ServerConfig& config) {
+  return ReadFilePath(value, config.secretFile);
+}
+
+std::string ReadKeyFile(const std::string& value, ServerConfig& config) {
+  return ReadFilePath(value, config.keyFile);
+}
+
+struct KnownKey {
+  const char* name;
+  std::string (*read)(const std::string& value, ServerConfig& config);
+  bool secret = false;  // the value is never shown
+};
+
+// Sorted by what a person would look for first.
+constexpr std::array<KnownKey, 9> kKeys = {{{"repository", ReadRepository},
+                                            {"compression", ReadCompression},
+                                            {"fresh_after", ReadFreshAfter},
+                                            {"grace", ReadGrace},
+                                            {"in_place", ReadInPlace},
+                                            {"user", ReadUser},
+                                            {"password", ReadPassword, true},
+                                            {"secret_file", ReadSecretFile},
+                                            {"key_file", ReadKeyFile}}};
+
+// ---- The section --------------------------------------------------------------------------------
+
+// How many letters two words differ by: changed, missing, or too many.
+std::size_t Distance(std::string_view a, std::string_view b) {
+  std::vector<std::size_t> row(b.size() + 1);
+  for (std::size_t j = 0; j <= b.size(); ++j) {
+    row[j] = j;
+  }
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    std::size_t diagonal = row[0];
+    row[0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const std::size_t changed = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
+      diagonal = row[j];
+      row[j] = std::min({changed, row[j] + 1, row[j - 1] + 1});
+    }
+  }
+  return row[b.size()];
+}
+
+std::string Advice(const std::string& key) {
+  constexpr std::size_t kClose = 3;
+  const auto* nearest = std::min_element(
+      kKeys.begin(), kKeys.end(),
+      [&key](const KnownKey& a, const KnownKey& b) { return Distance(a.name, key) < Distance(b.name, key); });
+  if (Distance(nearest->name, key) <= kClose) {
+    return std::string("did you mean ") + nearest->name + "?";
+  }
+  std::string names;
+  for (const KnownKey& known : kKeys) {
+    names += std::string(names.empty() ? "" : ", ") + known.name;
+  }
+  return "the keys are " + names;
+}
+
+// A key that means nothing and that no value refers to is a typing error.
+Status CheckKeys(const IniFile& file, const ServerConfig& config) {
+  for (const std::string& key : file.Keys(config.section)) {
+    const bool known =
+        std::any_of(kKeys.begin(), kKeys.end(), [&key](const KnownKey& one) { return key == one.name; });
+    if (!known && !file.IsMacro(key)) {
+      return Status::Failed(file.Where(config.section, key) + ": there is no key " + key + ": " +
+                            Advice(key));
+    }
+  }
   return {};
 }
 
-Status ReadSection(const std::string& file, ServerConfig& config) {
-  std::string message;
-  const std::string place = "section [" + config.section + "] of " + file;
-  if (!ReadKey(file, config.section, "repository", config.repository, message)) {
-    return Status::Failed(place + " does not set repository: " + message);
+Status ReadKey(const IniFile& file, const KnownKey& key, ServerConfig& config) {
+  std::optional<std::string> value;
+  if (Status found = file.Find(config.section, key.name, value); !found || !value) {
+    return found;
   }
-  if (!platform::IsAbsolute(config.repository)) {
-    return Status::Failed("repository in " + place + " is no full path: " + config.repository);
+  const std::string where = file.Where(config.section, key.name) + ": " + key.name;
+  if (value->empty()) {
+    return Status::Failed(where + " has no value: give it one, or take the line out");
   }
-  std::string compression;
-  if (ReadKey(file, config.section, "compression", compression, message)) {
-    if (!IsNumber(compression) || ToNumber(compression) > kMostCompression) {
-      return Status::Failed("compression in " + place + " is no number from 0 to 19: " + compression);
+  const std::string expected = key.read(*value, config);
+  return expected.empty() ? Status()
+                          : Status::Failed(where + (key.secret ? "" : " = " + *value) + ": " + expected);
+}
+
+Status CheckCombination(const IniFile& file, const ServerConfig& config) {
+  if (config.repository.empty()) {
+    return Status::Failed(
+        file.Where(config.section, "") + ": section [" + config.section +
+        "] does not say where its repository is: repository = the full path of a directory" + " is expected");
+  }
+  if (config.user.empty() != config.password.empty()) {
+    return Status::Failed(file.Where(config.section, config.user.empty() ? "password" : "user") +
+                          ": user and password go together: set both, or neither");
+  }
+  return {};
+}
+
+// Others who may write it could send the backups anywhere.
+Status CheckRights(const ServerConfig& config) {
+  const std::string& file = config.file;
+  bool others = false;
+  std::string why;
+  if (!platform::OthersMayWrite(file, others, why)) {
+    return Status::Failed("who may write " + file + " cannot be found out: " + why);
+  }
+  if (others) {
+    return Status::Failed(file +
+                          " is refused: others may write it, or it belongs to another account. Let nobody" +
+                          " but this user or the administrator own and write it");
+  }
+  if (config.password.empty()) {
+    return {};
+  }
+  if (!platform::OthersMayRead(file, others, why)) {
+    return Status::Failed("who may read " + file + " cannot be found out: " + why);
+  }
+  return others ? Status::Failed(file +
+                                 " is refused: it contains a password, and others may read it. Let nobody" +
+                                 " but this user read it")
+                : Status();
+}
+
+Status ReadSection(const IniFile& file, ServerConfig& config) {
+  if (Status keys = CheckKeys(file, config); !keys) {
+    return keys;
+  }
+  for (const KnownKey& key : kKeys) {
+    if (Status read = ReadKey(file, key, config); !read) {
+      return read;
     }
-    config.compression = ToNumber(compression);
+  }
+  return CheckCombination(file, config);
+}
+
+// ---- The file -----------------------------------------------------------------------------------
+
+constexpr const char* kVariable = "KORVO_CONFIG";
+
+// What KORVO_CONFIG names; a mistake in it is never passed over for another file.
+Status FindNamedFile(std::string& file) {
+  if (!platform::EnvironmentVariable(kVariable, file)) {
+    return Status::Failed(std::string(kVariable) +
+                          " is set but empty: let it name the configuration file, or unset it");
+  }
+  return platform::LookUp(file).kind == platform::PathKind::kMissing
+             ? Status::Failed(std::string(kVariable) + " names " + file + ", which is not there")
+             : Status();
+}
+
+Status FindFile(std::string& file) {
+  if (platform::IsEnvironmentVariableSet(kVariable)) {
+    return FindNamedFile(file);
+  }
+  for (const std::string& place : {platform::ProgramDirectory() + "/korvo.ini",
+                                   platform::SystemConfigDirectory() + "/korvo/korvo.ini"}) {
+    if (platform::Exists(place)) {
+      file = place;
+      return {};
+    }
+  }
+  file.clear();
+  return {};
+}
+
+Status UseNoFile(ServerConfig& config) {
+  const std::string state = platform::UserStateDirectory();
+  config.repository = state + "/korvo";
+  return state.empty() ? Status::Failed(
+                             "there is no configuration, and no state directory of this user to keep a"
+                             " repository in: let KORVO_CONFIG name a configuration file")
+                       : Status();
+}
+
+std::string ListSections(const IniFile& file) {
+  std::string list;
+  for (const std::string& section : file.Sections()) {
+    list += (list.empty() ? "[" : ", [") + section + "]";
+  }
+  return list.empty() ? "no section" : list;
+}
+
+Status ChooseSection(const IniFile& file, ServerConfig& config) {
+  if (file.Has(config.section)) {
+    return {};
+  }
+  if (!file.Has(kDefaultSection)) {
+    return Status::Failed(config.file + " has no section [" + config.section + "] and no [DEFAULT]: it has " +
+                          ListSections(file) + ". Add a section for the server, or correct its name");
+  }
+  config.section = kDefaultSection;
+  return {};
+}
+
+std::string ServerOf(const std::string& login) { return login.substr(0, login.find(':')); }
+
+Status CheckServerName(const std::string& name) {
+  if (name.empty()) {
+    return Status::Failed("the server's name is empty");
+  }
+  if (name.size() > kSectionNameWidth || name.find_first_of("[]\n") != std::string::npos) {
+    return Status::Failed("the server's name is longer than " + std::to_string(kSectionNameWidth) +
+                          " characters, or contains a bracket: " + name);
   }
   return {};
 }
@@ -71,30 +304,78 @@ Status ReadSection(const std::string& file, ServerConfig& config) {
 }  // namespace
 
 Status ReadServerConfig(const std::string& login, ServerConfig& config) {
-  config.section = login.substr(0, login.find(':'));
-  if (config.section.empty() || config.section.size() > kSectionNameWidth ||
-      config.section.find_first_of("[]") != std::string::npos) {
-    return Status::Failed("the server's name is empty, longer than " + std::to_string(kSectionNameWidth) +
-                          " characters or holds a bracket: " + config.section);
-  }
   std::string file;
   if (Status found = FindFile(file); !found) {
     return found;
   }
-  if (file.empty()) {
-    const std::string state = platform::UserStateDirectory();
-    config.repository = state + "/korvo";
-    return state.empty()
-               ? Status::Failed("no repository is known: let KORVO_CONFIG name a configuration file")
-               : Status();
+  if (!file.empty()) {
+    return ReadServerConfigFrom(file, login, config);
   }
-  if (!HasSection(file, config.section)) {
-    if (!HasSection(file, kDefaultSection)) {
-      return Status::Failed(file + " has neither a section [" + config.section + "] nor [DEFAULT]");
-    }
-    config.section = kDefaultSection;
+  config = ServerConfig();
+  config.section = ServerOf(login);
+  Status named = CheckServerName(config.section);
+  return named ? UseNoFile(config) : named;
+}
+
+Status ReadServerConfigFrom(const std::string& file, const std::string& login, ServerConfig& config) {
+  config = ServerConfig();
+  config.file = file;
+  config.section = ServerOf(login);
+  if (Status named = CheckServerName(config.section); !named) {
+    return named;
   }
-  return ReadSection(file, config);
+  IniFile settings;
+  if (Status read = IniFile::Read(file, settings); !read) {
+    return read;
+  }
+  if (Status chosen = ChooseSection(settings, config); !chosen) {
+    return chosen;
+  }
+  Status read = ReadSection(settings, config);
+  return read ? CheckRights(config) : read;
+}
+
+// ---- Login --------------------------------------------------------------------------------------
+
+namespace {
+
+// Compares texts of any length in a time that tells nothing of either.
+bool IsSame(std::string_view a, std::string_view b) {
+  std::array<std::array<unsigned char, crypto_generichash_BYTES>, 2> hashes = {};
+  const std::array<std::string_view, 2> texts = {a, b};
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    crypto_generichash(hashes[i].data(), hashes[i].size(),
+                       reinterpret_cast<const unsigned char*>(texts[i].data()), texts[i].size(), nullptr, 0);
+  }
+  return sodium_memcmp(hashes[0].data(), hashes[1].data(), hashes[0].size()) == 0;
+}
+
+std::string_view BehindColon(std::string_view text) {
+  const std::size_t colon = text.find(':');
+  return colon == std::string_view::npos ? std::string_view() : text.substr(colon + 1);
+}
+
+}  // namespace
+
+Status CheckLogin(const std::string& login, const ServerConfig& config) {
+  if (config.user.empty()) {
+    return {};
+  }
+  // All behind the server's name, or all behind its port: only so may a password contain a colon.
+  const std::string expected = config.user + ":" + config.password;
+  const bool withoutPort = IsSame(BehindColon(login), expected);
+  const bool withPort = IsSame(BehindColon(BehindColon(login)), expected);
+  return withoutPort || withPort ? Status()
+                                 : Status::Failed("server " + ServerOf(login) +
+                                                  " does not let this user in: USERNAME and PASSWORD of the"
+                                                  " parameter file have to be those of section [" +
+                                                  config.section + "] of " + config.file);
+}
+
+std::string TellServer(const ServerConfig& config) {
+  return "repository " + config.repository +
+         (config.file.empty() ? ": no configuration was found"
+                              : ", section [" + config.section + "] of " + config.file);
 }
 
 }  // namespace store

@@ -1,0 +1,257 @@
+// Opening a repository, and making one.
+#include "store/open_store.h"
+
+#include "platform/data_file.h"
+#include "platform/platform.h"
+#include "store/dead_runs.h"
+#include "store/place/directory_place.h"
+#include "store/saveset_objects.h"
+#include "store/store.h"
+
+namespace store {
+namespace {
+
+// The catalog decides which proposal it becomes, so that everybody writes the same object, however often.
+Status AgreeOnRepository(Place& place, const Store::ConnectCatalog& connect, std::string& object) {
+  std::unique_ptr<SqlEngine> engine;
+  if (Status connected = connect(engine); !connected) {
+    return connected;
+  }
+  if (Status agreed = Catalog::Found(*engine, object); !agreed || object.empty()) {
+    return agreed;
+  }
+  return place.Put(kRepositoryObject, object);
+}
+
+Status MakePlainRepository(Place& place, const Store::ConnectCatalog& connect, std::string& object) {
+  const Uid id = Uid::Random();
+  Keys keys;
+  if (Status made = Keys::Make(false, id, keys); !made) {
+    return made;
+  }
+  object = EncodeRepository(id, keys);
+  return AgreeOnRepository(place, connect, object);
+}
+
+// A backup must not make a repository without encryption where one with it is meant.
+Status CheckPlainIsMeant(const ServerConfig& config) {
+  return config.secretFile.empty() && config.keyFile.empty()
+             ? Status()
+             : Status::Failed(
+                   "the configuration names its key files, and it is not there yet: make it with korvo "
+                   "init " +
+                   config.section + " --encrypt");
+}
+
+// What a program left that was killed while it made the repository is finished; otherwise a new one is made.
+Status MakeIfMissing(const ServerConfig& config, Place& place, const Store::ConnectCatalog& connect,
+                     std::string& object) {
+  if (!object.empty()) {
+    return {};
+  }
+  if (Status finished = AgreeOnRepository(place, connect, object); !finished || !object.empty()) {
+    return finished;
+  }
+  Status plain = CheckPlainIsMeant(config);
+  return plain ? MakePlainRepository(place, connect, object) : plain;
+}
+
+// ---- A directory --------------------------------------------------------------------------------
+
+std::string CatalogOf(const ServerConfig& config) { return config.repository + "/catalog.db"; }
+
+Store::ConnectCatalog ConnectTo(const ServerConfig& config, MakeCatalog make) {
+  return [path = CatalogOf(config), make](std::unique_ptr<SqlEngine>& engine) {
+    return OpenSqlite(path, make, engine);
+  };
+}
+
+Status MakeDirectory(const ServerConfig& config) {
+  std::string why;
+  return platform::MakeDirectories(config.repository, platform::DirectoryAccess::kPrivate, why)
+             ? Status()
+             : Status::Failed("repository " + config.repository + ": it cannot be made: " + why);
+}
+
+Status CheckMayMakeEncrypted(const ServerConfig& config) {
+  if (config.secretFile.empty() || config.keyFile.empty()) {
+    return Status::Failed(
+        "section [" + config.section + "] of " + (config.file.empty() ? "korvo.ini" : config.file) +
+        " has to say where the two key files shall be: set secret_file and key_file, full paths"
+        " outside the repository");
+  }
+  return {};
+}
+
+// The files come first: a repository whose key was lost on the way would be worth nothing.
+Status MakeEncryptedRepository(const ServerConfig& config, Place& place,
+                               const Store::ConnectCatalog& connect) {
+  const Uid id = Uid::Random();
+  Keys keys;
+  if (Status made = Keys::Make(true, id, keys); !made) {
+    return made;
+  }
+  if (Status written = keys.WriteFiles(config.secretFile, config.keyFile); !written) {
+    return written;
+  }
+  const std::string proposed = EncodeRepository(id, keys);
+  std::string object = proposed;
+  if (Status agreed = AgreeOnRepository(place, connect, object); !agreed) {
+    return agreed;
+  }
+  if (object == proposed) {
+    return {};
+  }
+  platform::RemoveFile(config.secretFile);
+  platform::RemoveFile(config.keyFile);
+  return Status::Conflict("another program made it at the same time, with keys of its own");
+}
+
+}  // namespace
+
+// ---- Shared with the making of a new catalog ----------------------------------------------------
+
+std::unique_ptr<Place> PlaceOf(const ServerConfig& config) {
+  return std::make_unique<DirectoryPlace>(config.repository, platform::HostName());
+}
+
+Status ReadRepositoryObject(Place& place, std::string& bytes) {
+  constexpr std::uint64_t kLargest = 64 * 1024;
+  bytes.clear();
+  std::optional<std::uint64_t> size;
+  if (Status found = place.Size(kRepositoryObject, size); !found || !size) {
+    return found;
+  }
+  if (*size > kLargest) {
+    return Status::Damaged("its object \"repository\" is damaged");
+  }
+  return place.Get(kRepositoryObject, 0, static_cast<std::size_t>(*size), bytes);
+}
+
+Status ReadKeys(const ServerConfig& config, const std::string& object, Uid& id, Keys& keys) {
+  std::string keysPart;
+  if (Status decoded = DecodeRepository(object, id, keysPart); !decoded) {
+    return decoded.Within("its object \"repository\"");
+  }
+  if (Status checked = CheckKeyFile(config.secretFile); !checked) {
+    return checked;
+  }
+  if (Status checked = CheckKeyFile(config.keyFile); !checked) {
+    return checked;
+  }
+  // One machine's configuration may name a key that only another machine has: who needs it is told then.
+  const auto ifThere = [](const std::string& path) { return platform::Exists(path) ? path : std::string(); };
+  return Keys::Read(keysPart, id, ifThere(config.secretFile), ifThere(config.keyFile), keys);
+}
+
+// ---- Opening ------------------------------------------------------------------------------------
+
+Status Store::Open(const ServerConfig& config, Access access, std::unique_ptr<Store>& store) {
+  RepositoryState state = RepositoryState::kNone;
+  if (Status looked = LookAtRepository(config, state); !looked) {
+    return looked;
+  }
+  const bool makes = access == Access::kCreate && state == RepositoryState::kNone;
+  if (state == RepositoryState::kNone && !makes) {
+    return NoRepository(config);
+  }
+  if (state == RepositoryState::kNeverUsed && access == Access::kRead) {
+    return NoRepository(config);
+  }
+  if (makes) {
+    if (Status made = MakeDirectory(config); !made) {
+      return made;
+    }
+  }
+  const MakeCatalog make =
+      state == RepositoryState::kHasCatalog ? MakeCatalog::kNever : MakeCatalog::kIfMissing;
+  if (Status opened = Open(config, access, PlaceOf(config), ConnectTo(config, make), store); !opened) {
+    return opened;
+  }
+  store->connect_ = ConnectTo(config, MakeCatalog::kNever);
+  if (access == Access::kCreate && store->catalog_->CanWrite()) {
+    KeepSpareRoom(CatalogOf(config));
+  }
+  if (makes) {
+    store->notes_.insert(store->notes_.begin(), "a new repository was made: " + config.repository);
+  }
+  return {};
+}
+
+Status Store::Open(const ServerConfig& config, Access access, std::unique_ptr<Place> place,
+                   ConnectCatalog connect, std::unique_ptr<Store>& store) {
+  std::unique_ptr<Store> opened(new Store(config, std::move(place), std::move(connect)));
+  std::string object;
+  Status done = ReadRepositoryObject(*opened->place_, object);
+  if (done && access == Access::kCreate) {
+    done = MakeIfMissing(config, *opened->place_, opened->connect_, object);
+  }
+  if (done && object.empty()) {
+    return NoRepository(config);
+  }
+  if (done) {
+    done = ReadKeys(config, object, opened->id_, opened->keys_);
+  }
+  if (!done) {
+    return opened->Explain(done);
+  }
+  if (Status connected = opened->Connect(opened->catalog_); !connected) {
+    return connected;
+  }
+  if (Status prepared = opened->catalog_->Prepare(); !prepared) {
+    return opened->Explain(prepared);
+  }
+  if (access != Access::kRead && opened->catalog_->CanWrite()) {
+    opened->CleanUp();
+  }
+  store = std::move(opened);
+  return {};
+}
+
+// What cannot be cleaned up now hinders nobody: it is told, and is there for the next opening.
+void Store::CleanUp() {
+  DeadRuns dead;
+  Status done = EndDeadRuns(*catalog_, *place_, dead);
+  if (done) {
+    done = RemoveDeleted();
+  }
+  if (dead.runs + dead.sessions > 0) {
+    notes_.push_back("programs that were killed left " + std::to_string(dead.runs) + " runs and " +
+                     std::to_string(dead.sessions) + " sessions: they are closed as failed now");
+  }
+  if (!done) {
+    notes_.push_back("what killed programs left could not all be removed: " + done.Message());
+  }
+}
+
+bool Store::GiveSpareRoom(const ServerConfig& config) { return store::GiveSpareRoom(CatalogOf(config)); }
+
+Status Store::Make(const ServerConfig& config, bool encrypt) {
+  RepositoryState state = RepositoryState::kNone;
+  if (Status looked = LookAtRepository(config, state); !looked) {
+    return looked;
+  }
+  if (state != RepositoryState::kNone) {
+    return Status::Failed("repository " + config.repository + ": there is one already");
+  }
+  if (encrypt) {
+    if (Status named = CheckMayMakeEncrypted(config); !named) {
+      return named;
+    }
+  }
+  if (Status made = MakeDirectory(config); !made) {
+    return made;
+  }
+  const std::unique_ptr<Place> place = PlaceOf(config);
+  const ConnectCatalog connect = ConnectTo(config, MakeCatalog::kIfMissing);
+  std::string object;
+  Status made = encrypt ? MakeEncryptedRepository(config, *place, connect)
+                        : MakeIfMissing(config, *place, connect, object);
+  if (!made) {
+    return made.Within("repository " + config.repository);
+  }
+  std::unique_ptr<Store> store;
+  return Open(config, Access::kWrite, store);
+}
+
+}  // namespace store

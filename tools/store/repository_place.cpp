@@ -1,0 +1,152 @@
+#include "store/repository_place.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "platform/data_file.h"
+#include "platform/failures.h"
+#include "platform/platform.h"
+#include "store/place/place.h"
+
+namespace store {
+namespace {
+
+using platform::PathKind;
+
+bool IsMissing(const platform::PathInfo& info) {
+  return info.kind == PathKind::kMissing && platform::MeansMissing(info.error);
+}
+
+// The system's reason for which this user cannot get at the path.
+std::string WhyNot(const std::string& path) {
+  std::string why;
+  (void)platform::DataFile::OpenForReading(path, why);
+  return why;
+}
+
+// The nearest directory above that is there; what is not there may be a disk that is not mounted.
+std::string NearestAbove(std::string path) {
+  while (IsMissing(platform::LookUp(path))) {
+    const std::string above = platform::DirectoryOf(path);
+    if (above == path) {
+      break;
+    }
+    path = above;
+  }
+  return path;
+}
+
+bool HasEntries(const std::string& directory) {
+  std::vector<std::string> names;
+  return platform::ListDirectory(directory, names) && !names.empty();
+}
+
+bool IsOfAnOlderRelease(const std::string& repository) {
+  std::vector<std::string> names;
+  (void)platform::ListDirectory(repository + "/savesets", names);
+  return std::any_of(names.begin(), names.end(),
+                     [](const std::string& name) { return name.ends_with(".kvs"); });
+}
+
+Status CheckRights(const std::string& repository) {
+  bool others = false;
+  std::string why;
+  if (!platform::OthersMayWrite(repository, others, why)) {
+    return Status::Failed("who may write there cannot be found out: " + why);
+  }
+  return others ? Status::Failed(
+                      "it is refused: others may write there, or it belongs to another account. Let"
+                      " nobody but this user or the administrator own and write it")
+                : Status();
+}
+
+// A directory without the object that makes it a repository.
+Status LookAtOther(const ServerConfig& config, RepositoryState& state) {
+  state = RepositoryState::kNone;
+  if (IsOfAnOlderRelease(config.repository)) {
+    return Status::Failed(
+        "it was made by an older release, and this one cannot use it: keep it for that release, and"
+        " let the configuration name another directory");
+  }
+  if (HasEntries(config.repository + "/packs")) {
+    return Status::Damaged("its file \"" + std::string(kRepositoryObject) +
+                           "\" is missing beside its packs: korvo rebuild " + config.section +
+                           " brings it back if the catalog has a copy");
+  }
+  return {};
+}
+
+Status LookAtDirectory(const ServerConfig& config, RepositoryState& state) {
+  if (Status rights = CheckRights(config.repository); !rights) {
+    return rights;
+  }
+  const std::string object = config.repository + "/" + kRepositoryObject;
+  const platform::PathInfo info = platform::LookUp(object);
+  if (IsMissing(info)) {
+    return LookAtOther(config, state);
+  }
+  if (info.kind != PathKind::kFile) {
+    return Status::Failed("this user cannot look into it: " + WhyNot(object));
+  }
+  const platform::PathInfo catalog = platform::LookUp(config.repository + "/catalog.db");
+  if (!IsMissing(catalog)) {
+    state = RepositoryState::kHasCatalog;
+    return {};
+  }
+  state = RepositoryState::kNeverUsed;
+  return HasEntries(config.repository + "/packs") || HasEntries(config.repository + "/savesets")
+             ? Status::Damaged("its catalog, catalog.db, is missing: korvo rebuild " + config.section +
+                               " makes it anew from the packs")
+             : Status();
+}
+
+}  // namespace
+
+Status LookAtRepository(const ServerConfig& config, RepositoryState& state) {
+  state = RepositoryState::kNone;
+  const platform::PathInfo info = platform::LookUp(config.repository);
+  Status looked;
+  if (info.kind == PathKind::kDirectory) {
+    looked = LookAtDirectory(config, state);
+  } else if (info.kind != PathKind::kMissing) {
+    looked = Status::Failed("a file is in its place: let the configuration name a directory");
+  } else if (!IsMissing(info)) {
+    looked = Status::Failed("this user cannot look at it: " + WhyNot(config.repository));
+  } else if (const std::string above = NearestAbove(config.repository);
+             platform::LookUp(above).kind == PathKind::kFile) {
+    looked = Status::Failed(above + " on the way to it is a file, not a directory");
+  }
+  return looked.Within("repository " + config.repository);
+}
+
+Status NoRepository(const ServerConfig& config) {
+  const std::string start = "repository " + config.repository + ": ";
+  const std::string end = " The first backup makes it, or korvo init " + config.section;
+  if (platform::LookUp(config.repository).kind == PathKind::kDirectory) {
+    return Status::Missing(start + "there is none in this directory; nothing has been backed up to it yet." +
+                           end);
+  }
+  return Status::Missing(
+      start + "the directory is not there; of those above it " + NearestAbove(config.repository) +
+      " is. Either nothing has been backed up to it yet, or its disk is not mounted." + end);
+}
+
+Status CheckKeyFile(const std::string& path) {
+  if (path.empty() || IsMissing(platform::LookUp(path))) {
+    return {};
+  }
+  bool mayWrite = false;
+  bool mayRead = false;
+  std::string why;
+  if (!platform::OthersMayWrite(path, mayWrite, why) || !platform::OthersMayRead(path, mayRead, why)) {
+    return Status::Failed("who may read " + path + " cannot be found out: " + why);
+  }
+  return mayWrite || mayRead
+             ? Status::Failed(
+                   path +
+                   " is refused: it contains a key, and others may read or write it. Let nobody but"
+                   " this user own, read and write it")
+             : Status();
+}
+
+}  // namespace store

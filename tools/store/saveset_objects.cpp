@@ -1,0 +1,199 @@
+#include "store/saveset_objects.h"
+
+#include <map>
+
+#include "platform/data_file.h"
+#include "store/base/bytes.h"
+#include "store/pack/format.h"
+
+namespace store {
+namespace {
+
+constexpr const char* kBegin = "begin";
+constexpr const char* kEnd = "end";
+constexpr const char* kClosed = "closed";
+constexpr std::uint64_t kLargestObject = 1024 * 1024;
+
+// Tags of the contents' fields; the time is the same in all.
+constexpr std::uint64_t kTime = 4;
+enum RepositoryTag : std::uint64_t { kKeys = 1 };
+enum BeginTag : std::uint64_t { kName = 1, kDatabase = 2, kPool = 3, kNumber = 5, kHost = 6 };
+enum EndTag : std::uint64_t { kOutcome = 1 };
+
+using Fields = std::map<std::uint64_t, std::string>;
+
+std::string EncodeFields(const Fields& fields) {
+  Encoder encoder;
+  for (const auto& [tag, value] : fields) {
+    encoder.Varint(tag).Text(value);
+  }
+  return encoder.Take();
+}
+
+// Fields of newer releases are among them, and nobody asks for them.
+bool DecodeFields(std::string_view bytes, Fields& fields) {
+  Decoder decoder(bytes);
+  while (decoder.Left() > 0 && !decoder.Failed()) {
+    const std::uint64_t tag = decoder.Varint();
+    fields[tag] = decoder.Text();
+  }
+  return decoder.Done();
+}
+
+std::string EncodeTime(std::int64_t time) { return Encoder().I64(time).Take(); }
+
+// ---- One object of a saveset --------------------------------------------------------------------
+
+Status Put(const ObjectShelf& shelf, const Uid& saveset, ObjectKind kind, const char* which,
+           const Fields& fields) {
+  std::string content;
+  if (Status encrypted =
+          shelf.keys.EncryptObject(static_cast<std::uint16_t>(kind), saveset, EncodeFields(fields), content);
+      !encrypted) {
+    return encrypted;
+  }
+  ObjectHeader header;
+  header.kind = kind;
+  header.repository = shelf.repository;
+  header.object = saveset;
+  header.cipher = shelf.keys.ObjectCipher();
+  return shelf.place.Put(SavesetObject(saveset, which), EncodeObject(header, content));
+}
+
+Status Decode(const ObjectShelf& shelf, const Uid& saveset, ObjectKind kind, std::string_view bytes,
+              Fields& fields) {
+  ObjectHeader expected;
+  expected.kind = kind;
+  expected.repository = shelf.repository;
+  expected.object = saveset;
+  std::string content;
+  if (Status decoded = DecodeObject(bytes, expected, content); !decoded) {
+    return decoded;
+  }
+  std::string plain;
+  if (Status decrypted = shelf.keys.DecryptObject(static_cast<std::uint16_t>(kind), saveset, content, plain);
+      !decrypted) {
+    return decrypted;
+  }
+  return DecodeFields(plain, fields) ? Status() : Status::Damaged("its content is damaged");
+}
+
+// No fields, and a good status, if there is no such object.
+Status Get(const ObjectShelf& shelf, const Uid& saveset, ObjectKind kind, const char* which, Fields& fields) {
+  const std::string name = SavesetObject(saveset, which);
+  std::optional<std::uint64_t> size;
+  if (Status found = shelf.place.Size(name, size); !found || !size) {
+    return found;
+  }
+  if (*size > kLargestObject) {
+    return Status::Damaged("object " + name + " is larger than such an object can be");
+  }
+  std::string bytes;
+  if (Status got = shelf.place.Get(name, 0, static_cast<std::size_t>(*size), bytes); !got) {
+    return got;
+  }
+  return Decode(shelf, saveset, kind, bytes, fields).Within("object " + name);
+}
+
+std::uint8_t SmallNumber(const Fields& fields, std::uint64_t tag) {
+  const auto field = fields.find(tag);
+  return field == fields.end() ? std::uint8_t{0} : Decoder(field->second).U8();
+}
+
+void TakeBegin(const Uid& uid, Fields& fields, SavesetObjects& objects) {
+  if (fields.empty()) {
+    return;
+  }
+  Saveset& saveset = objects.begun.emplace();
+  saveset.uid = uid;
+  saveset.name = fields[kName];
+  saveset.database = fields[kDatabase];
+  saveset.pool = fields[kPool];
+  saveset.created = Decoder(fields[kTime]).I64();
+  saveset.id = static_cast<std::int64_t>(Decoder(fields[kNumber]).Varint());
+}
+
+}  // namespace
+
+// ---- The repository -----------------------------------------------------------------------------
+
+std::string EncodeRepository(const Uid& repository, const Keys& keys) {
+  ObjectHeader header;
+  header.kind = ObjectKind::kRepository;
+  header.repository = repository;
+  header.object = repository;
+  return EncodeObject(header, EncodeFields({{kKeys, keys.HeaderPart()}}));
+}
+
+Status DecodeRepository(std::string_view bytes, Uid& repository, std::string& keysPart) {
+  // The id is not known before: the header says it, and is checked against it.
+  constexpr std::size_t kIdOffset = 24;
+  ObjectHeader expected;
+  expected.kind = ObjectKind::kRepository;
+  if (bytes.size() >= kIdOffset + Uid::kSize) {
+    (void)Uid::FromBytes(bytes.substr(kIdOffset, Uid::kSize), expected.repository);
+  }
+  expected.object = expected.repository;
+  std::string content;
+  if (Status decoded = DecodeObject(bytes, expected, content); !decoded) {
+    return decoded;
+  }
+  Fields fields;
+  if (!DecodeFields(content, fields)) {
+    return Status::Damaged("its content is damaged");
+  }
+  repository = expected.repository;
+  keysPart = fields[kKeys];
+  return {};
+}
+
+// ---- Savesets -----------------------------------------------------------------------------------
+
+Status PutSavesetBegin(const ObjectShelf& shelf, const Saveset& saveset) {
+  return Put(shelf, saveset.uid, ObjectKind::kSavesetBegin, kBegin,
+             {{kName, saveset.name},
+              {kDatabase, saveset.database},
+              {kPool, saveset.pool},
+              {kTime, EncodeTime(saveset.created)},
+              {kNumber, Encoder().Varint(static_cast<std::uint64_t>(saveset.id)).Take()},
+              {kHost, platform::HostName()}});
+}
+
+Status PutSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, Mover mover, std::int64_t time) {
+  return Put(shelf, saveset, ObjectKind::kSavesetEnd, kEnd,
+             {{kOutcome, Encoder().U8(static_cast<std::uint8_t>(mover)).Take()}, {kTime, EncodeTime(time)}});
+}
+
+Status PutSavesetClosed(const ObjectShelf& shelf, const Uid& saveset, State state, std::int64_t time) {
+  return Put(shelf, saveset, ObjectKind::kSavesetClosed, kClosed,
+             {{kOutcome, Encoder().U8(static_cast<std::uint8_t>(state)).Take()}, {kTime, EncodeTime(time)}});
+}
+
+Status DeleteSavesetObjects(Place& place, const Uid& saveset) {
+  for (const char* which : {kEnd, kClosed, kBegin}) {
+    if (Status gone = place.Delete(SavesetObject(saveset, which)); !gone) {
+      return gone;
+    }
+  }
+  return {};
+}
+
+Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& saveset, SavesetObjects& objects) {
+  objects = SavesetObjects();
+  Fields begin;
+  Fields end;
+  Fields closed;
+  Status began = Get(shelf, saveset, ObjectKind::kSavesetBegin, kBegin, begin);
+  Status ended = Get(shelf, saveset, ObjectKind::kSavesetEnd, kEnd, end);
+  Status wasClosed = Get(shelf, saveset, ObjectKind::kSavesetClosed, kClosed, closed);
+  TakeBegin(saveset, begin, objects);
+  if (objects.begun) {
+    objects.begun->mover = SmallNumber(end, kOutcome) == static_cast<std::uint8_t>(Mover::kEndedClean)
+                               ? Mover::kEndedClean
+                               : Mover::kEndedFailed;
+  }
+  objects.closedAsFailed = SmallNumber(closed, kOutcome) == static_cast<std::uint8_t>(State::kFailed);
+  return !began ? began : !ended ? ended : wasClosed;
+}
+
+}  // namespace store

@@ -1,0 +1,47 @@
+// The small objects beside the packs: what the repository is, and what became of a saveset. With them and the
+// packs the catalog can be made anew. docs/store.md has the format.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "store/catalog/catalog.h"
+#include "store/keys/keys.h"
+#include "store/place/place.h"
+#include "store/status.h"
+
+namespace store {
+
+// Where such objects are kept, and with which keys.
+struct ObjectShelf {
+  Place& place;
+  const Keys& keys;
+  const Uid& repository;
+};
+
+// ---- The repository's own object ----
+
+[[nodiscard]] std::string EncodeRepository(const Uid& repository, const Keys& keys);
+// The id of the repository and the public part of its keys (Keys::Read).
+Status DecodeRepository(std::string_view bytes, Uid& repository, std::string& keysPart);
+
+// ---- Savesets. What was never put tells something, too: a mover that never ended has failed. ----
+
+// Durable before anybody is told the saveset's name.
+Status PutSavesetBegin(const ObjectShelf& shelf, const Saveset& saveset);
+Status PutSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, Mover mover, std::int64_t time);
+Status PutSavesetClosed(const ObjectShelf& shelf, const Uid& saveset, State state, std::int64_t time);
+
+// All objects of a saveset go; the one that names it goes last.
+Status DeleteSavesetObjects(Place& place, const Uid& saveset);
+
+// What the objects tell of one saveset.
+struct SavesetObjects {
+  std::optional<Saveset> begun;  // `mover` is set from the object of the end
+  bool closedAsFailed = false;
+};
+// kDamaged if one of the objects cannot be used; what the others tell is given all the same.
+Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& saveset, SavesetObjects& objects);
+
+}  // namespace store

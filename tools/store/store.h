@@ -1,0 +1,121 @@
+// The store: one repository, opened by the settings of a server section. Its rules are here and in the two
+// classes that work on an open store, SavesetWriter and SavesetReader.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "store/catalog/catalog.h"
+#include "store/keys/keys.h"
+#include "store/place/place.h"
+#include "store/server_config.h"
+#include "store/status.h"
+
+namespace store {
+
+struct JobRequest {
+  Mode mode = Mode::kBackup;
+  std::string session;
+  std::string saveset;  // proposed for a backup, to be read for a restore
+  std::string name;
+  std::string pool;
+};
+
+class Store {
+ public:
+  // kRead: for a query or restore, works on a disk that cannot be written. kWrite: first takes away what dead
+  // runs left, and closes their sessions and jobs. kCreate: makes the repository too (only a backup's session
+  // may: a wrong path must not read as one that contains nothing).
+  enum class Access { kRead, kWrite, kCreate };
+  static Status Open(const ServerConfig& config, Access access, std::unique_ptr<Store>& store);
+  // The same over doors that a test brings.
+  using ConnectCatalog = std::function<Status(std::unique_ptr<SqlEngine>&)>;
+  static Status Open(const ServerConfig& config, Access access, std::unique_ptr<Place> place,
+                     ConnectCatalog connect, std::unique_ptr<Store>& store);
+  // Makes the repository, which may not be there yet. With encryption the two key files are made first, where
+  // the configuration names them.
+  static Status Make(const ServerConfig& config, bool encrypt);
+  // What the opening did besides, or could not do and left for the next one: sentences for standard error.
+  [[nodiscard]] const std::vector<std::string>& Notes() const { return notes_; }
+
+  // ---- What the control tool does. A session is named by what `OpenSession` gives. ----
+
+  // `owner` is the process that has to be alive as long as the session is; its number is 0 if there is none.
+  Status OpenSession(Mode mode, const std::string& client, const Process& owner, std::string& session);
+  // `saveset` gets the name of the job's saveset, a new one for a backup.
+  Status OpenJob(const JobRequest& request, std::string& saveset);
+  Status CloseJob(Mode mode, const std::string& session, const std::string& saveset, State state);
+  // At the end of a backup what was marked longer ago than the grace is deleted.
+  Status CloseSession(Mode mode, const std::string& session, State state);
+  // The savesets of a database, newest first; with a file, those that contain it (catalog.h tells their
+  // order).
+  Status ListSavesets(const std::string& sid, const std::string& file, std::vector<std::string>& names);
+  // What a saveset of the database contains.
+  Status ListItems(const std::string& sid, const std::string& saveset, const Catalog::EachItem& each);
+
+  // ---- What the mover works on ----
+
+  // A saveset that an open job of this mode has named. Where no job can be noted, any saveset can be
+  // restored.
+  Status FindOpenSaveset(const std::string& name, Mode mode, Saveset& saveset);
+  // Puts on the disk that the mover which filled the saveset ended well, for a rebuild; before `EndRun`. One
+  // without this note counts as failed.
+  Status NoteGoodEnd(const Saveset& saveset);
+  [[nodiscard]] Catalog& Rows() { return *catalog_; }
+  // Another connection, for another thread.
+  Status Connect(std::unique_ptr<Catalog>& catalog);
+  [[nodiscard]] Place& Objects() { return *place_; }
+  [[nodiscard]] const Keys& Secrets() const { return keys_; }
+  [[nodiscard]] const Uid& Id() const { return id_; }
+  [[nodiscard]] const ServerConfig& Config() const { return config_; }
+  // Files and directories of this machine that belong to the repository: never part of a backup.
+  [[nodiscard]] std::vector<std::string> OwnPaths() const;
+
+  // ---- Deleting, rebuilding ----
+
+  // Any saveset, for the owner's tools.
+  Status FindSaveset(const std::string& name, Saveset& saveset);
+  // Gives up the room that is kept for deleting on a full disk. False if there is none: open again if there
+  // was.
+  static bool GiveSpareRoom(const ServerConfig& config);
+  // Marks a saveset to be deleted, or takes that back. One with an open job is refused.
+  Status Mark(const std::string& saveset, bool marked);
+  // Carries out what was marked longer ago than the grace (0: everything that is marked), and what an earlier
+  // deletion left.
+  Status DeleteMarked(std::int64_t graceSeconds);
+  // The same for one saveset without grace.
+  Status DeleteAtOnce(const std::string& saveset);
+  // Makes the catalog anew from packs and saveset objects. `tell` gets a sentence for each object that cannot
+  // be used and for what it costs. The old catalog is put aside, not deleted.
+  struct Rebuilt {
+    std::uint64_t savesets = 0;
+    std::uint64_t packs = 0;
+    std::string oldCatalog;          // where it is now; empty if there was none
+    std::vector<std::string> notes;  // what is worth knowing and costs nothing
+  };
+  static Status Rebuild(const ServerConfig& config, const std::function<void(const std::string&)>& tell,
+                        Rebuilt& rebuilt);
+
+ private:
+  Store(ServerConfig config, std::unique_ptr<Place> place, ConnectCatalog connect)
+      : config_(std::move(config)), place_(std::move(place)), connect_(std::move(connect)) {}
+  [[nodiscard]] Status Explain(const Status& status) const;
+  Status UseSession(Mode mode, const std::string& session, std::int64_t& id);
+  Status OpenBackupJob(const JobRequest& request, std::int64_t session, std::string& saveset);
+  Status OpenRestoreJob(const JobRequest& request, std::int64_t session, std::string& saveset);
+  Status NoteClosed(const Saveset& saveset, State state);
+  Status RemoveDeleted();
+  void CleanUp();
+
+  ServerConfig config_;
+  Uid id_;
+  Keys keys_;
+  std::unique_ptr<Place> place_;
+  std::unique_ptr<Catalog> catalog_;
+  ConnectCatalog connect_;
+  std::vector<std::string> notes_;
+};
+
+}  // namespace store
