@@ -13,5 +13,8 @@ void TakeIn(const std::string& name, const store::Saved& saved, Outcome& outcome
   } else if (saved.grew) {
     ReportTrouble(name + " became longer while it was read: it is saved as long as it was");
     outcome.warnings = true;
+  } else if (saved.changed) {
+    // Nothing is wrong: the backup of a database that goes on working expects it.
+    ReportNote(name + " changed while it was read: it is saved as it was read");
   }
 }

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "store/saveset_writer.h"
+#include "store/save/saveset_writer.h"
 
 struct Outcome {
   bool failed = false;

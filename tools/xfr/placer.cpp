@@ -1,125 +1,392 @@
 #include "xfr/placer.h"
 
-#include <map>
+#include <algorithm>
 #include <utility>
 
 #include "platform/platform.h"
 #include "platform/tree.h"
 #include "xfr/report.h"
+#include "xfr/room.h"
 
 using store::Status;
 
 namespace {
 
-// Small files are brought to the disk together, since each wait for it costs about as much as they do.
-constexpr std::size_t kMostWaiting = 64;
-constexpr std::uint64_t kMostWaitingBytes = 8 * 1024 * 1024;
+// Larger files are copied by all threads together, one file after the other.
+constexpr std::uint64_t kLarge = 2 * 1024 * 1024;
+// Pieces of work that wait for each thread, and files that take their places in one of them.
+constexpr std::size_t kSmallForEach = 64;
+constexpr std::size_t kRenamedTogether = 128;
+// Each wait for the disk costs more than many small files do.
+constexpr std::size_t kMostWaiting = 4096;
+constexpr std::uint64_t kMostWaitingBytes = 64 * 1024 * 1024;
+// Where each file has to be synchronised by itself they stay open until then.
+constexpr std::size_t kMostOpen = 64;
+// So few are synchronised by themselves: their file system may have more to write than they.
+constexpr std::size_t kFew = 16;
+constexpr std::size_t kMostChained = 1024;
 
-Status MakeLinkAt(const store::Item& item, const std::string& place, bool replace) {
+std::uint64_t SizeOfFileAt(const std::string& place) {
   std::string why;
   platform::Entry entry;
-  const bool taken = platform::ReadEntry(place, entry, why);
-  if (taken && entry.kind != platform::EntryKind::kLink && entry.kind != platform::EntryKind::kFile) {
-    return Status::Failed("a directory or something that is no regular file stands in its place");
-  }
-  if (taken && !replace) {
-    return Status::Failed("it exists, and option -o over is not given");
-  }
-  const std::string directory = platform::DirectoryOf(place);
-  const std::string beside = NewNameIn(directory);
-  if (!platform::MakeDirectories(directory, platform::DirectoryAccess::kUsual, why) ||
-      !platform::MakeLink(item.link, beside, why)) {
-    return Status::Failed(why);
-  }
-  platform::SetLinkFacts(beside, item.facts);
-  if (!platform::ReplaceFile(beside, place, why)) {
-    platform::RemoveFile(beside);
-    return Status::Failed(why);
-  }
-  return platform::SyncDirectory(directory, why) ? Status() : Status::Failed(why);
-}
-
-Status MakeDirectoryAt(const std::string& place, Placer::Make make, Placer::Links links) {
-  std::string why;
-  platform::Entry entry;
-  if (platform::ReadEntry(place, entry, why)) {
-    if (entry.kind == platform::EntryKind::kLink && links == Placer::Links::kRefuse) {
-      return Status::Failed("a symbolic link stands in its place: take it away first");
-    }
-    return platform::LookUp(place).kind == platform::PathKind::kDirectory
-               ? Status()
-               : Status::Failed("something that is no directory stands in its place");
-  }
-  const auto usual = platform::DirectoryAccess::kUsual;
-  const bool made = platform::MakeDirectories(platform::DirectoryOf(place), usual, why) &&
-                    (make == Placer::Make::kFinished ? platform::MakeDirectories(place, usual, why)
-                                                     : platform::MakeUnfinishedDirectory(place, why));
-  return made ? Status() : Status::Failed("the directory cannot be made: " + why);
+  return platform::ReadEntry(place, entry, why) && entry.kind == platform::EntryKind::kFile &&
+                 !entry.facts.sparse
+             ? entry.facts.size
+             : 0;
 }
 
 }  // namespace
+
+Placer::Placer(store::SavesetReader& reader, Rules rules)
+    : reader_(reader), rules_(rules), workers_(store::WorkQueue::UsualCount(), kSmallForEach) {}
+
+Placer::~Placer() { copying_.Wait(); }
 
 void Placer::Fail(const std::string& place, const Status& status) {
   ReportTrouble("cannot restore " + place + ": " + status.Message());
   ++failures_;
 }
 
-bool Placer::PutLink(const store::Item& item, const std::string& place) {
-  const Status made = MakeLinkAt(item, place, replace_);
-  if (!made) {
-    Fail(place, made);
+// ---- The way to a place
+// -------------------------------------------------------------------------------------
+
+Status Placer::Enter(const Target& target, const std::string& directory) {
+  if (parent_.path == directory && parent_.root == target.root && parent_.links == target.links) {
+    return {};
   }
-  return static_cast<bool>(made);
+  parent_ = {};
+  if (Status checked = way_.Check(target.root, directory, target.links); !checked) {
+    return checked;
+  }
+  std::string why;
+  if (!platform::MakeDirectories(directory, platform::DirectoryAccess::kUsual, why,
+                                 platform::DirectorySync::kLater)) {
+    return Status::Failed("its directory cannot be made: " + why);
+  }
+  parent_ = {directory, target.root, target.links, FileSystemOf(directory)};
+  return {};
 }
 
-bool Placer::PutDirectory(const std::string& place, Make make, Links links) {
-  const Status made = MakeDirectoryAt(place, make, links);
-  if (!made) {
-    Fail(place, made);
+platform::FileSystem* Placer::FileSystemOf(const std::string& directory) {
+  std::unique_ptr<platform::FileSystem> opened = platform::FileSystem::Open(directory);
+  if (opened == nullptr) {
+    return nullptr;
   }
-  return static_cast<bool>(made);
+  // The one that was opened first: it knows of all that failed since.
+  return fileSystems_.try_emplace(opened->Volume(), std::move(opened)).first->second.get();
 }
 
-Status Placer::Copy(const store::Item& item, Waiting& waiting) {
-  waiting.facts = item.facts;
-  waiting.file = std::make_unique<Replacement>(
-      waiting.place, item.inside ? Replacement::Links::kReplace : Replacement::Links::kFollow);
-  if (Status made = waiting.file->Create(replace_); !made) {
-    return made;
-  }
-  return reader_.Copy(item, waiting.file->File());
-}
+// ---- Files
+// --------------------------------------------------------------------------------------------------
 
-void Placer::PutFile(const store::Item& item, const std::string& place, std::vector<std::string> reports) {
+void Placer::PutFile(const store::Item& item, const Target& target, std::vector<std::string> reports) {
   Waiting waiting;
-  waiting.place = place;
+  waiting.place = target.place;
   waiting.reports = std::move(reports);
-  if (const Status copied = Copy(item, waiting); !copied) {
-    Fail(place, copied);
+  waiting.item = item;
+  if (const Status prepared = Prepare(target, waiting); !prepared) {
+    Fail(target.place, prepared);
     return;
   }
+  waiting.closeNow = waiting.fileSystem != nullptr && waiting_.size() >= kFew;
   waitingBytes_ += item.facts.size;
   waiting_.push_back(std::move(waiting));
-  if (waiting_.size() >= kMostWaiting || waitingBytes_ >= kMostWaitingBytes) {
+  Waiting& queued = waiting_.back();
+  if (item.facts.size > kLarge || queued.inPlace) {
+    Copy(queued);
+  } else {
+    copying_.Add();
+    workers_.Do([this, &queued] {
+      Copy(queued);
+      copying_.Done();
+    });
+  }
+  SettleIfFull();
+}
+
+// The directory is made and the links are followed before anything else is put anywhere: nothing that this
+// restore makes can lead a file elsewhere.
+Status Placer::Prepare(const Target& target, Waiting& waiting) {
+  const std::string directory = platform::DirectoryOf(target.place);
+  if (Status entered = Enter(target, directory); !entered) {
+    return entered;
+  }
+  const bool keepsLink = waiting.item.directory == 0 && !way_.IsOwnLink(target.place);
+  waiting.file = std::make_unique<Replacement>(
+      target.place, keepsLink ? Replacement::Links::kFollow : Replacement::Links::kReplace);
+  if (Status aimed = waiting.file->Aim(); !aimed) {
+    return aimed;
+  }
+  waiting.directory = platform::DirectoryOf(waiting.file->Target());
+  waiting.fileSystem = waiting.directory == directory ? parent_.fileSystem : FileSystemOf(waiting.directory);
+  return CheckRoomFor(waiting);
+}
+
+Status Placer::CheckRoomFor(Waiting& waiting) {
+  std::uint64_t bytes = 0;
+  std::uint64_t missing = 0;
+  if (Status measured = reader_.RoomOf(waiting.item, bytes); !measured) {
+    return measured;
+  }
+  if (CheckRoom(waiting.directory, bytes + waitingBytes_, missing)) {
+    return {};
+  }
+  // What those before it replace has room for it.
+  Settle();
+  Status room = CheckRoom(waiting.directory, bytes, missing);
+  if (room || !rules_.replace || missing > SizeOfFileAt(waiting.file->Target())) {
+    return room;
+  }
+  if (rules_.inPlace) {
+    ReportNote(waiting.place + " is written over in its place, since there is no room for two");
+    waiting.inPlace = true;
+    return {};
+  }
+  return Status::NoRoom(
+      room.Message() +
+      "; with in_place=yes in the server's section it is written over the file in its place");
+}
+
+// By any thread: touches nothing but this file.
+void Placer::Copy(Waiting& waiting) {
+  waiting.status = waiting.inPlace ? waiting.file->CreateInPlace() : waiting.file->Create(rules_.replace);
+  if (!waiting.status) {
+    return;
+  }
+  waiting.status = Fill(waiting);
+  if (!waiting.status && waiting.inPlace) {
+    waiting.file->EmptyAgain();
+    waiting.status = waiting.status.Within("the file in its place was written over, and is empty now");
+  }
+  if (!waiting.status) {
+    waiting.file.reset();
+  }
+}
+
+Status Placer::Fill(Waiting& waiting) {
+  platform::DataFile& file = waiting.file->File();
+  if (Status copied = reader_.Copy(waiting.item, file); !copied) {
+    return copied;
+  }
+  if (!file.SetFacts(waiting.item.facts)) {
+    return Status::Failed("its times and mode cannot be set: " + file.Why());
+  }
+  return waiting.closeNow ? waiting.file->Close() : Status();
+}
+
+// ---- Links and directories
+// ----------------------------------------------------------------------------------
+
+bool Placer::PutLink(const store::Item& item, const Target& target) {
+  Waiting waiting;
+  waiting.place = target.place;
+  waiting.directory = platform::DirectoryOf(target.place);
+  Status made = Enter(target, waiting.directory);
+  if (made) {
+    waiting.fileSystem = parent_.fileSystem;
+    made = MakeLinkAt(item, target.place);
+  }
+  if (!made) {
+    Fail(target.place, made);
+    return false;
+  }
+  Add(std::move(waiting));
+  return true;
+}
+
+Status Placer::MakeLinkAt(const store::Item& item, const std::string& place) {
+  std::string why;
+  platform::Entry entry;
+  const bool taken = platform::ReadEntry(place, entry, why);
+  if (taken && entry.kind != platform::EntryKind::kLink && entry.kind != platform::EntryKind::kFile) {
+    return Status::Failed("a directory or something that is no regular file stands in its place");
+  }
+  if (taken && !rules_.replace) {
+    return Status::Failed("it exists, and option -o over is not given");
+  }
+  const std::string beside = NewNameIn(platform::DirectoryOf(place));
+  if (!platform::MakeLink(item.link, beside, why)) {
+    return Status::Failed(why);
+  }
+  platform::SetLinkFacts(beside, item.facts);
+  // What was on the way to something may lead elsewhere now.
+  way_.NoteLink(place);
+  parent_ = {};
+  if (!platform::ReplaceFile(beside, place, why)) {
+    platform::RemoveFile(beside);
+    return Status::Failed(why);
+  }
+  return {};
+}
+
+bool Placer::PutDirectory(const Target& target, Make make, std::vector<std::string> reports) {
+  if (const Status made = MakeDirectoryAt(target, make); !made) {
+    Fail(target.place, made);
+    return false;
+  }
+  if (make == Make::kFinished) {
+    Waiting waiting;
+    waiting.place = target.place;
+    waiting.directory = target.place;
+    waiting.reports = std::move(reports);
+    waiting.fileSystem = FileSystemOf(target.place);
+    Add(std::move(waiting));
+  }
+  return true;
+}
+
+Status Placer::MakeDirectoryAt(const Target& target, Make make) {
+  const std::string& place = target.place;
+  // The root itself may be reached by whatever link: it is what was asked for.
+  if (Status checked = way_.Check(target.root, place, target.links); !checked) {
+    return checked;
+  }
+  std::string why;
+  platform::Entry entry;
+  if (platform::ReadEntry(place, entry, why)) {
+    return platform::LookUp(place).kind == platform::PathKind::kDirectory
+               ? Status()
+               : Status::Failed("something that is no directory stands in its place");
+  }
+  const auto later = platform::DirectorySync::kLater;
+  const auto usual = platform::DirectoryAccess::kUsual;
+  const bool made = platform::MakeDirectories(platform::DirectoryOf(place), usual, why, later) &&
+                    (make == Make::kFinished ? platform::MakeDirectories(place, usual, why, later)
+                                             : platform::MakeUnfinishedDirectory(place, why, later));
+  return made ? Status() : Status::Failed("the directory cannot be made: " + why);
+}
+
+void Placer::SetFacts(const store::Item& directory, const Target& target) {
+  std::string why;
+  if (const Status checked = way_.Check(target.root, target.place, target.links); !checked) {
+    Fail(target.place, checked);
+    return;
+  }
+  if (!platform::SetDirectoryFacts(target.place, directory.facts, why, platform::DirectorySync::kLater)) {
+    Fail(target.place, Status::Failed("its times and mode cannot be set: " + why));
+    return;
+  }
+  Waiting waiting;
+  waiting.place = target.place;
+  waiting.directory = target.place;
+  waiting.fileSystem = FileSystemOf(target.place);
+  Add(std::move(waiting));
+}
+
+// ---- To the disk
+// --------------------------------------------------------------------------------------------
+
+void Placer::Add(Waiting waiting) {
+  waiting_.push_back(std::move(waiting));
+  SettleIfFull();
+}
+
+void Placer::SettleIfFull() {
+  const std::size_t most = waiting_.back().fileSystem != nullptr ? kMostWaiting : kMostOpen;
+  if (waiting_.size() >= most || waitingBytes_ >= kMostWaitingBytes) {
     Settle();
   }
 }
 
 void Placer::Settle() {
+  copying_.Wait();
+  SyncFiles();
+  TakePlaces();
+  SyncDirectories();
+  Report();
+  waiting_.clear();
+  waitingBytes_ = 0;
+}
+
+bool Placer::IsTogether(const Waiting& waiting) const {
+  return waiting.fileSystem != nullptr && waiting_.size() > kFew;
+}
+
+void Placer::SyncFiles() {
   for (Waiting& waiting : waiting_) {
-    waiting.status = waiting.file->Prepare(waiting.facts);
+    if (!waiting.status || waiting.file == nullptr) {
+      continue;
+    }
+    if (!IsTogether(waiting)) {
+      waiting.file->File().StartWriteback(0, 0);
+    } else if (waiting.file->IsOpen()) {
+      waiting.status = waiting.file->Close();
+    }
   }
+  SyncTogether();
   for (Waiting& waiting : waiting_) {
-    if (waiting.status) {
+    if (waiting.status && waiting.file != nullptr && !IsTogether(waiting)) {
       waiting.status = waiting.file->Finish();
     }
   }
+}
+
+// What goes with a file that is replaced takes longer than the rename.
+void Placer::TakePlaces() {
+  for (std::size_t begin = 0; begin < waiting_.size(); begin += kRenamedTogether) {
+    const std::size_t end = std::min(begin + kRenamedTogether, waiting_.size());
+    copying_.Add();
+    workers_.Do([this, begin, end] {
+      for (std::size_t i = begin; i < end; ++i) {
+        if (waiting_[i].status && waiting_[i].file != nullptr) {
+          waiting_[i].status = waiting_[i].file->TakePlace();
+        }
+      }
+      copying_.Done();
+    });
+  }
+  copying_.Wait();
+}
+
+void Placer::SyncDirectories() {
+  SyncTogether();
+  std::set<std::string> done;
   for (Waiting& waiting : waiting_) {
-    if (waiting.status) {
-      waiting.status = waiting.file->TakePlace();
+    if (waiting.status && !IsTogether(waiting)) {
+      SyncAlone(waiting, done);
     }
   }
-  SyncDirectories();
+}
+
+// Each file system once, for all that is good until now.
+void Placer::SyncTogether() {
+  std::map<platform::FileSystem*, std::string> whyNot;
+  for (Waiting& waiting : waiting_) {
+    if (!waiting.status || !IsTogether(waiting)) {
+      continue;
+    }
+    const auto [entry, isNew] = whyNot.try_emplace(waiting.fileSystem);
+    std::string why;
+    if (isNew && !waiting.fileSystem->Sync(why)) {
+      entry->second = why;
+    }
+    if (!entry->second.empty()) {
+      waiting.status = Status::Failed("its file system cannot be synchronised: " + entry->second);
+    }
+  }
+}
+
+// With all directories above at first: one that was killed may have made them.
+void Placer::SyncAlone(Waiting& waiting, std::set<std::string>& done) {
+  const std::string& directory = waiting.directory;
+  if (done.count(directory) != 0) {
+    return;
+  }
+  std::string why;
+  const bool synchronised = chained_.count(directory) != 0 ? platform::SyncDirectory(directory, why)
+                                                           : platform::SyncDirectoryChain(directory, why);
+  if (!synchronised) {
+    waiting.status = Status::Failed("its directory cannot be synchronised: " + why);
+    return;
+  }
+  done.insert(directory);
+  if (chained_.size() >= kMostChained) {
+    chained_.clear();
+  }
+  chained_.insert(directory);
+}
+
+void Placer::Report() {
   for (const Waiting& waiting : waiting_) {
     if (!waiting.status) {
       Fail(waiting.place, waiting.status);
@@ -127,22 +394,6 @@ void Placer::Settle() {
     }
     for (const std::string& report : waiting.reports) {
       ReportItem(report);
-    }
-  }
-  waiting_.clear();
-  waitingBytes_ = 0;
-}
-
-void Placer::SyncDirectories() {
-  std::map<std::string, std::string> whyNot;
-  for (Waiting& waiting : waiting_) {
-    const auto [entry, isNew] = whyNot.emplace(waiting.file->Directory(), "");
-    if (isNew) {
-      std::string why;
-      entry->second = platform::SyncDirectory(entry->first, why) ? "" : why;
-    }
-    if (waiting.status && !entry->second.empty()) {
-      waiting.status = Status::Failed("its directory cannot be synchronised: " + entry->second);
     }
   }
 }

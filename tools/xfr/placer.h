@@ -1,31 +1,50 @@
-// Brings what a saveset holds into its places: file by file beside its target, several to the disk together,
-// and only then reported.
+// Brings what a saveset contains into its places: files beside their targets, on all cores, many of them to
+// the disk together, and only then renamed and reported.
 #pragma once
 
 #include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
-#include "store/saveset_reader.h"
+#include "platform/data_file.h"
+#include "store/load/saveset_reader.h"
+#include "store/load/work_queue.h"
 #include "xfr/replacement.h"
+#include "xfr/way.h"
 
 class Placer {
  public:
-  // `replace`: whatever file or link stands in a place may go.
-  Placer(store::SavesetReader& reader, bool replace) : reader_(reader), replace_(replace) {}
+  struct Rules {
+    bool replace = false;  // whatever file or link stands in a place may go
+    bool inPlace = false;  // a file may be written over where there is no room for two
+  };
+  Placer(store::SavesetReader& reader, Rules rules);
+  Placer(const Placer&) = delete;
+  Placer& operator=(const Placer&) = delete;
+  ~Placer();
 
+  // Where something goes: its place, and the directory on the way to it below which no link is followed,
+  // unless it was there before.
+  struct Target {
+    std::string place;
+    std::string root;
+    Way::Links links = Way::Links::kFollow;
+  };
   // A file, now or with the next `Settle`. The reports are of the whole item; none for a part of one.
-  void PutFile(const store::Item& item, const std::string& place, std::vector<std::string> reports);
-  // At once; true if it is there.
-  [[nodiscard]] bool PutLink(const store::Item& item, const std::string& place);
-  // True if the directory is there. In the place of one that was saved, a link is no directory.
-  // One that is not finished gets its facts later.
-  enum class Links { kFollow, kRefuse };
+  void PutFile(const store::Item& item, const Target& target, std::vector<std::string> reports);
+  // True if it is there; reported, and on the disk, with the next `Settle`.
+  [[nodiscard]] bool PutLink(const store::Item& item, const Target& target);
+  // One that is not finished gets its facts later. The last component of the target is looked at as those
+  // before.
   enum class Make { kFinished, kUnfinished };
-  [[nodiscard]] bool PutDirectory(const std::string& place, Make make = Make::kFinished,
-                                  Links links = Links::kFollow);
-  // Every file is in its place and on the disk, and reported.
+  [[nodiscard]] bool PutDirectory(const Target& target, Make make, std::vector<std::string> reports);
+  void SetFacts(const store::Item& directory, const Target& target);
+  // Everything is in its place and on the disk, and reported.
   void Settle();
 
   void Fail(const std::string& place, const store::Status& status);
@@ -34,17 +53,49 @@ class Placer {
  private:
   struct Waiting {
     std::string place;
+    std::string directory;  // whose names have to be synchronised
     std::vector<std::string> reports;
-    platform::FileFacts facts;
-    std::unique_ptr<Replacement> file;
+    store::Item item;
+    std::unique_ptr<Replacement> file;  // none of a directory or link
+    bool inPlace = false;
+    bool closeNow = false;                       // not kept open until its file system is synchronised
+    platform::FileSystem* fileSystem = nullptr;  // that can be synchronised as a whole
     store::Status status;
   };
-  store::Status Copy(const store::Item& item, Waiting& waiting);
+  // The directory in which something is put, checked and made.
+  struct Parent {
+    std::string path;
+    std::string root;
+    Way::Links links = Way::Links::kFollow;
+    platform::FileSystem* fileSystem = nullptr;
+  };
+  store::Status Enter(const Target& target, const std::string& directory);
+  platform::FileSystem* FileSystemOf(const std::string& directory);
+  store::Status Prepare(const Target& target, Waiting& waiting);
+  store::Status CheckRoomFor(Waiting& waiting);
+  store::Status MakeLinkAt(const store::Item& item, const std::string& place);
+  store::Status MakeDirectoryAt(const Target& target, Make make);
+  void Copy(Waiting& waiting);
+  store::Status Fill(Waiting& waiting);
+  void Add(Waiting waiting);
+  void SettleIfFull();
+  [[nodiscard]] bool IsTogether(const Waiting& waiting) const;
+  void SyncFiles();
+  void TakePlaces();
   void SyncDirectories();
+  void SyncTogether();
+  void SyncAlone(Waiting& waiting, std::set<std::string>& done);
+  void Report();
 
   store::SavesetReader& reader_;
-  bool replace_;
-  std::vector<Waiting> waiting_;
+  Rules rules_;
+  Way way_;
+  Parent parent_;
+  std::map<std::uint64_t, std::unique_ptr<platform::FileSystem>> fileSystems_;  // by volume
+  std::set<std::string> chained_;  // directories of which all above are on the disk
+  std::deque<Waiting> waiting_;
   std::uint64_t waitingBytes_ = 0;
   int failures_ = 0;
+  store::Pending copying_;
+  store::WorkQueue workers_;
 };

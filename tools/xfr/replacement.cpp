@@ -7,6 +7,8 @@ using store::Status;
 
 namespace {
 
+constexpr int kMostTries = 4;
+
 // What stands there is a file, or a link that is not followed.
 Status CheckTarget(const std::string& target, bool replace) {
   std::string why;
@@ -29,9 +31,7 @@ Status CheckTarget(const std::string& target, bool replace) {
 }  // namespace
 
 std::string NewNameIn(const std::string& directory) {
-  static int number = 0;
-  return directory + "/.korvo-" + std::to_string(platform::ProcessId()) + "-" + std::to_string(++number) +
-         ".tmp";
+  return directory + "/.korvo-" + platform::RandomName() + ".tmp";
 }
 
 Replacement::~Replacement() {
@@ -41,45 +41,66 @@ Replacement::~Replacement() {
   }
 }
 
+Status Replacement::Aim() {
+  std::string why;
+  std::string target;
+  if (links_ == Links::kReplace) {
+    return {};
+  }
+  if (!platform::FollowLinks(target_, target, why)) {
+    return Status::Failed(why);
+  }
+  if (target != target_ &&
+      !platform::MakeDirectories(platform::DirectoryOf(target), platform::DirectoryAccess::kUsual, why)) {
+    return Status::Failed("the directory that the link in its place leads to cannot be made: " + why);
+  }
+  target_ = target;
+  return {};
+}
+
 Status Replacement::Create(bool replace) {
   std::string why;
-  if (links_ == Links::kFollow) {
-    std::string target;
-    if (!platform::FollowLinks(target_, target, why)) {
-      return Status::Failed(why);
-    }
-    target_ = target;
-  }
   if (Status checked = CheckTarget(target_, replace); !checked) {
     return checked;
   }
-  if (!platform::MakeDirectories(Directory(), platform::DirectoryAccess::kUsual, why)) {
-    return Status::Failed("its directory cannot be made: " + why);
+  for (int tries = 1; file_ == nullptr; ++tries) {
+    path_ = NewNameIn(platform::DirectoryOf(target_));
+    file_ = platform::DataFile::CreateNew(path_, why);
+    if (file_ == nullptr && (tries == kMostTries || !platform::Exists(path_))) {
+      path_.clear();
+      return Status::Failed("no file can be made in its directory: " + why);
+    }
   }
-  const std::string path = NewNameIn(Directory());
-  file_ = platform::DataFile::CreateNew(path, why);
-  if (file_ == nullptr) {
-    return Status::Failed("no file can be made in its directory: " + why);
-  }
-  path_ = path;
   return {};
 }
 
-Status Replacement::Prepare(const platform::FileFacts& facts) {
-  if (!file_->SetFacts(facts)) {
-    return Status::Failed(file_->Why());
+Status Replacement::CreateInPlace() {
+  std::string why;
+  file_ = platform::DataFile::OpenEmptied(target_, why);
+  return file_ != nullptr ? Status() : Status::Failed("the file in its place cannot be written over: " + why);
+}
+
+void Replacement::EmptyAgain() {
+  if (file_ != nullptr && !file_->SetSize(0)) {
+    platform::RemoveFile(target_);
   }
-  file_->StartWriteback(0, 0);
-  return {};
 }
 
 Status Replacement::Finish() {
-  return file_->Sync() && file_->Close() ? Status() : Status::Failed(file_->Why());
+  const bool synchronised = file_->Sync();
+  return synchronised ? Close() : Status::Failed(file_->Why());
+}
+
+Status Replacement::Close() {
+  const bool closed = file_->Close();
+  Status status = closed ? Status() : Status::Failed(file_->Why());
+  file_.reset();
+  return status;
 }
 
 Status Replacement::TakePlace() {
   std::string why;
-  if (!platform::ReplaceFile(path_, target_, why)) {
+  if (!path_.empty() && !platform::ReplaceFile(path_, target_, why)) {
     return Status::Failed(why);
   }
   path_.clear();

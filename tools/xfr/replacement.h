@@ -7,7 +7,7 @@
 #include "platform/data_file.h"
 #include "store/status.h"
 
-// A name for a new file in the directory that nothing bears.
+// A name for a new file in the directory that nobody can guess.
 [[nodiscard]] std::string NewNameIn(const std::string& directory);
 
 class Replacement {
@@ -21,16 +21,23 @@ class Replacement {
   // Gone again unless it took its place.
   ~Replacement();
 
-  // Makes it, empty, with the directories that are missing. `replace` allows a file in its place.
+  // Finds out which file that is. The directory of a file that a link leads to is made if it is missing.
+  store::Status Aim();
+  [[nodiscard]] const std::string& Target() const { return target_; }
+  // Makes it, empty, in a directory that is there. `replace` allows a file in its place.
   store::Status Create(bool replace);
+  // Empties the file in its place instead, and writes there: where there is no room for two.
+  store::Status CreateInPlace();
+  // For `CreateInPlace`, of which the rest went wrong: no file that is neither old nor new stays.
+  void EmptyAgain();
+
   [[nodiscard]] platform::DataFile& File() { return *file_; }
-  // It bears these times and this mode, and is on its way to the disk.
-  store::Status Prepare(const platform::FileFacts& facts);
   // It is whole and on the disk.
   store::Status Finish();
+  // It is whole; the caller synchronises its file system.
+  store::Status Close();
+  [[nodiscard]] bool IsOpen() const { return file_ != nullptr; }
   store::Status TakePlace();
-  // Whose names have to be synchronised then.
-  [[nodiscard]] std::string Directory() const { return platform::DirectoryOf(target_); }
 
  private:
   std::string target_;

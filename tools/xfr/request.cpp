@@ -13,7 +13,13 @@ namespace {
 
 constexpr std::string_view kListPrefix = "@file:";
 
-Status ReadList(const std::string& path, std::vector<std::string>& items) {
+// A list that was written for the mover has all slashes turned forward, and so has a restore's command; the
+// items go by the names that they had before.
+std::string NameOf(const std::string& listed, bool turned) {
+  return turned ? platform::ToSystemForm(listed) : listed;
+}
+
+Status ReadList(const std::string& path, bool turned, NameList& items) {
   const auto list = platform::TextFile::Open(path, platform::TextFile::Mode::kRead);
   if (list == nullptr) {
     return Status::Failed("the list of items cannot be opened: " + path);
@@ -22,7 +28,7 @@ Status ReadList(const std::string& path, std::vector<std::string>& items) {
   while (list->ReadLine(line, store::kItemNameWidth)) {
     StripNewline(line);
     if (!IsEmptyLine(line)) {
-      items.push_back(line);
+      items.Add(NameOf(line, turned));
     }
   }
   return list->ReadFailed() ? Status::Failed("the list of items cannot be read to its end: " + path)
@@ -30,33 +36,26 @@ Status ReadList(const std::string& path, std::vector<std::string>& items) {
 }
 
 Status ReadItems(const CommandLine& line, Request& request) {
-  request.items = line.Operands();
-  bool writtenList = false;
-  if (line.Has('f')) {
-    if (!request.items.empty()) {
-      return Status::Failed("items stand on the command line beside the list of option -f");
-    }
-    std::string path = line.Value('f');
-    writtenList = path.compare(0, kListPrefix.size(), kListPrefix) == 0;
-    if (Status read = ReadList(writtenList ? path.substr(kListPrefix.size()) : path, request.items); !read) {
-      return read;
-    }
+  for (const std::string& item : line.Operands()) {
+    request.items.Add(NameOf(item, request.restore));
   }
-  // A list that was written for the mover has all slashes turned forward, and so has a restore's command;
-  // the items go by the names that they had before.
-  if (writtenList || request.restore) {
-    for (std::string& item : request.items) {
-      item = platform::ToSystemForm(item);
-    }
+  if (!line.Has('f')) {
+    return {};
   }
-  return {};
+  if (request.items.Size() != 0) {
+    return Status::Failed("items stand on the command line beside the list of option -f");
+  }
+  const std::string path = line.Value('f');
+  const bool written = path.starts_with(kListPrefix);
+  return ReadList(written ? path.substr(kListPrefix.size()) : path, written || request.restore,
+                  request.items);
 }
 
 // What stands behind the item's parent and a colon; empty if the text does not begin so. The program cuts the
 // parent from the name as its input had it, of which the slashes are not known here: it may be the item
 // itself.
-std::string BehindParent(const std::string& text, const std::string& item) {
-  std::string parent = ToUnix(item);
+std::string BehindParent(const std::string& text, std::string_view item) {
+  std::string parent = ToUnix(std::string(item));
   while (text.compare(0, parent.size() + 1, parent + ":") != 0) {
     const std::size_t slash = parent.rfind('/');
     if (slash == std::string::npos) {
@@ -74,8 +73,8 @@ Status ReadDestination(const CommandLine& line, Request& request) {
   if (request.destination.empty() || line.HasValue('o', "plain")) {
     return {};
   }
-  if (request.items.size() == 1) {
-    const std::string destination = BehindParent(request.destination, request.items.front());
+  if (request.items.Size() == 1) {
+    const std::string destination = BehindParent(request.destination, request.items[0]);
     if (!destination.empty()) {
       request.destination = destination;
       return {};

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "store/status.h"
+#include "xfr/name_list.h"
 
 struct Request {
   bool restore = false;
@@ -16,7 +16,7 @@ struct Request {
   // A backup of what the program took for one directory, to be saved whole.
   bool wholeDirectory = false;
   // In the form in which they are reported.
-  std::vector<std::string> items;
+  NameList items;
 };
 
 store::Status ReadRequest(int argc, const char* const* argv, Request& request);

@@ -1,16 +1,14 @@
 #include "xfr/restore.h"
 
-#include <algorithm>
-#include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "backint/base/path.h"
 #include "platform/data_file.h"
 #include "platform/platform.h"
-#include "store/marker.h"
+#include "store/load/saveset_reader.h"
 #include "store/names.h"
-#include "store/saveset_reader.h"
 #include "xfr/placer.h"
 #include "xfr/plan.h"
 #include "xfr/restore_directory.h"
@@ -34,44 +32,40 @@ std::string PlaceOf(const std::string& item, const std::string& destination) {
   return WithSeparator(directory, platform::SeparatorOf(directory)) + place;
 }
 
-// Takes out the items that would overwrite another one of the request: several with the same last component,
-// bound for one directory. The first listed has the place, whether or not the saveset holds it.
-std::vector<std::string> TakeOutRivals(std::vector<std::string>& items, const std::string& destination) {
-  std::vector<std::string> kept;
-  std::vector<std::string> rivals;
-  std::map<std::string, std::string> holders;
-  for (const std::string& item : items) {
-    const std::string place = platform::FoldName(store::ListedName(PlaceOf(item, destination)));
-    const std::string name = platform::FoldName(item);
-    const auto holder = holders.emplace(place, name).first;
-    (destination.empty() || holder->second == name ? kept : rivals).push_back(item);
+// Which items would overwrite another one of the request: several with the same last component, bound for one
+// directory. The first listed has the place, whether or not the saveset has it.
+std::vector<bool> FindRivals(const NameList& items, const std::string& destination) {
+  std::vector<bool> rivals(items.Size(), false);
+  if (destination.empty()) {
+    return rivals;
   }
-  items = kept;
+  const std::vector<std::uint32_t> holders = FirstOfEach(items.Size(), [&](std::size_t index) {
+    return platform::FoldName(store::ListedName(PlaceOf(std::string(items[index]), destination)));
+  });
+  for (std::size_t index = 0; index < items.Size(); ++index) {
+    rivals[index] = platform::FoldName(items[holders[index]]) != platform::FoldName(items[index]);
+  }
   return rivals;
 }
 
 class Restorer {
  public:
-  Restorer(const Request& request, store::SavesetReader& reader)
-      : request_(request), reader_(reader), placer_(reader, request.replace) {}
+  Restorer(const Request& request, store::SavesetReader& reader, const store::ServerConfig& config)
+      : request_(request), reader_(reader), placer_(reader, {request.replace, config.inPlace}) {}
 
-  // Brings one item back, now or with the next `Settle`; one that the saveset does not hold is passed over.
+  // Brings one item back, now or with the next `Settle`; one that the saveset does not have is passed over.
   void Take(const std::string& name, const std::vector<std::string>& spellings);
   void Settle() { placer_.Settle(); }
   void Fail(const std::string& place, const Status& status) { placer_.Fail(place, status); }
   [[nodiscard]] bool Failed() const { return placer_.Failures() > 0; }
 
  private:
-  struct Found {
-    std::optional<store::Item> item;
-    DirectoryContent content;  // empty if it is no directory
-    [[nodiscard]] bool IsDirectory() const { return !content.name.empty(); }
-  };
-  Status Find(const std::string& name, Found& found);
   void TakeFile(const store::Item& item, const std::vector<std::string>& spellings);
-  void TakeDirectory(const DirectoryContent& content, const std::vector<std::string>& spellings);
+  void TakeDirectory(const std::string& name, const std::optional<store::Item>& item,
+                     const std::vector<std::string>& spellings);
   [[nodiscard]] std::string WhyNot(const std::string& name) const;
-  [[nodiscard]] bool IsAlone() const { return request_.items.size() == 1; }
+  [[nodiscard]] std::string WhyNoneOf(const std::vector<std::string>& spellings) const;
+  [[nodiscard]] bool IsAlone() const { return request_.items.Size() == 1; }
   void ReportDirectory(const std::vector<std::string>& spellings) const {
     for (const std::string& spelling : spellings) {
       ReportRestoredDirectory(spelling, PlaceOf(spelling, request_.destination), IsAlone());
@@ -82,29 +76,6 @@ class Restorer {
   store::SavesetReader& reader_;
   Placer placer_;
 };
-
-// Whatever was saved under a name belongs to it, unless it is the name of a file or link.
-Status Restorer::Find(const std::string& name, Found& found) {
-  if (Status looked = reader_.Find(name, found.item); !looked) {
-    return looked;
-  }
-  const bool single =
-      found.item && (found.item->kind == ItemKind::kFile || found.item->kind == ItemKind::kLink);
-  if (single) {
-    return {};
-  }
-  DirectoryContent& content = found.content;
-  Status looked = reader_.FindIn(found.item ? found.item->name : name, content.name, content.items);
-  if (found.item) {
-    // What is only shown by the name of a directory that is empty belongs to another one.
-    if (store::ItemKey(content.name) != store::ItemKey(found.item->name)) {
-      content.items.clear();
-    }
-    content.name = store::WithoutEndSeparators(found.item->name);
-    content.items.insert(content.items.begin(), *found.item);
-  }
-  return looked;
-}
 
 // Why the item, which is there, cannot be told as restored; empty if it can.
 std::string Restorer::WhyNot(const std::string& name) const {
@@ -122,40 +93,58 @@ std::string Restorer::WhyNot(const std::string& name) const {
   return "";
 }
 
+std::string Restorer::WhyNoneOf(const std::vector<std::string>& spellings) const {
+  for (const std::string& spelling : spellings) {
+    if (std::string why = WhyNot(spelling); !why.empty()) {
+      return why;
+    }
+  }
+  return "";
+}
+
+// Whatever was saved under a name belongs to it, unless it is the name of a file or link.
 void Restorer::Take(const std::string& name, const std::vector<std::string>& spellings) {
   const std::string place = PlaceOf(name, request_.destination);
-  Found found;
-  if (const Status looked = Find(name, found); !looked) {
+  std::optional<store::Item> item;
+  if (const Status looked = reader_.Find(name, item); !looked) {
     Fail(place, looked);
     return;
   }
-  if (!found.item && !found.IsDirectory()) {
+  if (!item || (item->kind != ItemKind::kFile && item->kind != ItemKind::kLink)) {
+    TakeDirectory(name, item, spellings);
     return;
   }
-  for (const std::string& spelling : spellings) {
-    if (const std::string why = WhyNot(spelling); !why.empty()) {
-      Fail(PlaceOf(spelling, request_.destination), Status::Failed(why));
-      return;
-    }
-  }
-  if (found.IsDirectory()) {
-    TakeDirectory(found.content, spellings);
+  if (const std::string why = WhyNoneOf(spellings); !why.empty()) {
+    Fail(place, Status::Failed(why));
+  } else if (store::HasDots(item->name)) {
+    Fail(place, Status::Failed("its name has a component . or .., which could lead anywhere"));
   } else {
-    TakeFile(*found.item, spellings);
+    TakeFile(*item, spellings);
   }
 }
 
-void Restorer::TakeDirectory(const DirectoryContent& content, const std::vector<std::string>& spellings) {
-  if (RestoreDirectory(content, PlaceOf(content.name, request_.destination), placer_)) {
+void Restorer::TakeDirectory(const std::string& name, const std::optional<store::Item>& item,
+                             const std::vector<std::string>& spellings) {
+  DirectoryRequest directory;
+  directory.asked = item ? item->name : name;
+  directory.item = item;
+  directory.placeOf = [this](const std::string& saved) { return PlaceOf(saved, request_.destination); };
+  directory.whyNot = [&] { return WhyNoneOf(spellings); };
+  if (RestoreDirectory(directory, reader_, placer_) == DirectoryOutcome::kDone) {
     ReportDirectory(spellings);
   }
 }
 
 void Restorer::TakeFile(const store::Item& item, const std::vector<std::string>& spellings) {
-  const std::string place = PlaceOf(item.name, request_.destination);
+  Placer::Target target;
+  target.place = PlaceOf(item.name, request_.destination);
+  target.root = platform::DirectoryOf(target.place);
   if (item.kind == ItemKind::kLink) {
     // The program may find a directory where it leads.
-    if (placer_.PutLink(item, place)) {
+    const int failures = placer_.Failures();
+    const bool made = placer_.PutLink(item, target);
+    placer_.Settle();
+    if (made && placer_.Failures() == failures) {
       ReportDirectory(spellings);
     }
     return;
@@ -165,36 +154,39 @@ void Restorer::TakeFile(const store::Item& item, const std::vector<std::string>&
   for (const std::string& spelling : spellings) {
     reports.push_back(PlaceOf(spelling, request_.destination));
   }
-  if (!store::IsMarker(item)) {
-    placer_.PutFile(item, place, reports);
-  } else if (placer_.PutDirectory(platform::DirectoryOf(place))) {
-    std::for_each(reports.begin(), reports.end(), ReportItem);
+  if (item.marker) {
+    target.place = target.root;
+    static_cast<void>(placer_.PutDirectory(target, Placer::Make::kFinished, std::move(reports)));
+  } else {
+    placer_.PutFile(item, target, std::move(reports));
   }
 }
 
 }  // namespace
 
-End Restore(const Request& request, store::Repository& repository) {
-  store::SavesetReader reader(repository);
+End Restore(const Request& request, store::Store& store) {
+  store::SavesetReader reader(store);
   if (Status begun = reader.Begin(request.saveset); !begun) {
     ReportTrouble(begun.Message());
     return End::kFailed;
   }
-  if (request.items.empty()) {
+  const NameList& items = request.items;
+  if (items.Size() == 0) {
     return End::kEmpty;
   }
-  Restorer restorer(request, reader);
-  std::vector<std::string> items = request.items;
-  for (const std::string& rival : TakeOutRivals(items, request.destination)) {
-    restorer.Fail(rival, Status::Failed("an item listed before it has the same name in the destination"));
-  }
-  const Plan plan = MakePlan(items);
-  for (const std::string& item : plan.items) {
-    if (platform::Interrupted()) {
+  Restorer restorer(request, reader, store.Config());
+  const std::vector<bool> rivals = FindRivals(items, request.destination);
+  const Plan plan(items);
+  for (std::size_t index = 0; index < items.Size(); ++index) {
+    const std::string item(items[index]);
+    if (rivals[index]) {
+      restorer.Fail(item, Status::Failed("an item listed before it has the same name in the destination"));
+    } else if (platform::Interrupted()) {
       restorer.Fail(item, Status::Failed(store::kToldToEnd));
       break;
+    } else if (plan.IsFirst(index)) {
+      restorer.Take(item, plan.Spellings(index));
     }
-    restorer.Take(item, plan.spellings.at(item));
   }
   restorer.Settle();
   return restorer.Failed() ? End::kFailed : End::kGood;

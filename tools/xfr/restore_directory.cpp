@@ -1,106 +1,237 @@
 #include "xfr/restore_directory.h"
 
 #include <algorithm>
+#include <map>
 #include <string_view>
+#include <vector>
 
 #include "platform/platform.h"
 #include "platform/tree.h"
-#include "store/marker.h"
 #include "store/names.h"
 
+using store::Item;
 using store::ItemKind;
+using store::Status;
 
 namespace {
 
+// What has come in two walks over the catalog: one for the files, and one for the times and modes of the
+// directories, which change while files come into them.
 class DirectoryRestorer {
  public:
-  DirectoryRestorer(const DirectoryContent& content, std::string place, Placer& placer)
-      : content_(content), place_(std::move(place)), placer_(placer) {}
+  DirectoryRestorer(const DirectoryRequest& request, store::SavesetReader& reader, Placer& placer)
+      : request_(request), reader_(reader), placer_(placer) {}
 
-  bool Run() {
+  DirectoryOutcome Run() {
     placer_.Settle();
     const int failures = placer_.Failures();
-    const bool whole = !content_.items.empty() && content_.items.front().kind == ItemKind::kDirectory;
-    if (!placer_.PutDirectory(place_, whole ? Placer::Make::kUnfinished : Placer::Make::kFinished)) {
-      return false;
-    }
-    for (const store::Item& item : content_.items) {
-      if (platform::Interrupted()) {
-        placer_.Fail(place_, store::Status::Failed(store::kToldToEnd));
-        break;
-      }
-      if (!IsBlocked(item)) {
-        Put(item);
-      }
-    }
+    TakeAll();
     placer_.Settle();
-    SetFacts();
-    return placer_.Failures() == failures;
+    if (!begun_) {
+      return placer_.Failures() == failures ? DirectoryOutcome::kNothing : DirectoryOutcome::kFailed;
+    }
+    CheckCounts();
+    SetAllFacts();
+    placer_.Settle();
+    return placer_.Failures() == failures ? DirectoryOutcome::kDone : DirectoryOutcome::kFailed;
   }
 
  private:
-  [[nodiscard]] std::string PlaceOf(std::string_view name) const {
-    return place_ + std::string(name.substr(content_.name.size()));
-  }
+  struct Count {
+    std::string name;
+    std::uint64_t expected = 0;
+    std::uint64_t found = 0;
+  };
 
-  // Nothing is written below a directory that could not be made: what stands there may lead elsewhere.
-  [[nodiscard]] bool IsBlocked(const store::Item& item) const {
-    const std::string key = platform::FoldName(item.name + '/');
-    return std::any_of(blocked_.begin(), blocked_.end(),
-                       [&key](const std::string& blocked) { return key.starts_with(blocked); });
-  }
+  void TakeAll();
+  bool Begin(const std::string& name);
+  Status Take(const Item& item);
+  void Put(const Item& item);
+  void PutInner(std::string_view name, Placer::Make make, Way::Links links);
+  void CountIn(const Item& item);
+  void CheckCounts();
+  void SetAllFacts();
+  Status TakeFacts(const Item& item);
 
-  void PutInnerDirectory(std::string_view name, Placer::Make make, Placer::Links links) {
-    if (!placer_.PutDirectory(PlaceOf(name), make, links)) {
-      blocked_.push_back(platform::FoldName(std::string(name) + '/'));
-    }
+  [[nodiscard]] bool BelongsElsewhere() const {
+    return request_.item && store::ItemKey(name_) != store::ItemKey(request_.item->name);
   }
-
-  void Put(const store::Item& item) {
-    switch (item.kind) {
-      case ItemKind::kFile:
-        if (store::IsMarker(item)) {
-          PutInnerDirectory(store::ParentOf(item.name), Placer::Make::kFinished, Placer::Links::kFollow);
-        } else {
-          placer_.PutFile(item, PlaceOf(item.name), {});
-        }
-        break;
-      case ItemKind::kDirectory:
-        // It bears its own mode only when everything is in it.
-        if (item.name.size() > content_.name.size()) {
-          PutInnerDirectory(item.name, Placer::Make::kUnfinished,
-                            item.inside ? Placer::Links::kRefuse : Placer::Links::kFollow);
-        }
-        break;
-      case ItemKind::kLink:
-        static_cast<void>(placer_.PutLink(item, PlaceOf(item.name)));
-        break;
-      case ItemKind::kFirstLevel:
-        break;
-    }
+  [[nodiscard]] Placer::Target TargetOf(std::string_view name, Way::Links links) const {
+    return {place_ + std::string(name.substr(root_.size())), place_, links};
   }
-
-  // From the innermost out: what is put into a directory changes its time, and its mode may forbid it.
-  void SetFacts() {
-    std::string why;
-    for (auto item = content_.items.rbegin(); item != content_.items.rend(); ++item) {
-      const std::string place = PlaceOf(item->name);
-      if (item->kind == ItemKind::kDirectory && !IsBlocked(*item) &&
-          platform::LookUp(place).kind == platform::PathKind::kDirectory &&
-          !platform::SetDirectoryFacts(place, item->facts, why)) {
-        placer_.Fail(place, store::Status::Failed("its times and mode cannot be set: " + why));
-      }
-    }
+  [[nodiscard]] static Way::Links LinksFor(const Item& item) {
+    return item.directory != 0 ? Way::Links::kRefuse : Way::Links::kFollow;
   }
+  [[nodiscard]] bool IsBlocked(const Item& item) const;
 
-  const DirectoryContent& content_;
-  std::string place_;
+  const DirectoryRequest& request_;
+  store::SavesetReader& reader_;
   Placer& placer_;
+  bool begun_ = false;
+  bool refused_ = false;
+  std::string name_;   // of the directory in the catalog, as the current walk has it
+  std::string root_;   // the same, once something of it is to be restored
+  std::string place_;  // where that goes
   std::vector<std::string> blocked_;
+  std::map<std::uint64_t, Count> counts_;  // of the directories that were saved whole, by their numbers
 };
+
+// Its own record counts even if nothing is in it.
+void DirectoryRestorer::TakeAll() {
+  if (request_.item) {
+    CountIn(*request_.item);
+    if (!Begin(std::string(store::WithoutEndSeparators(request_.item->name)))) {
+      return;
+    }
+  }
+  const Status walked =
+      reader_.FindIn(request_.asked, name_, [this](const Item& item) { return Take(item); });
+  if (!walked && !refused_) {
+    placer_.Fail(begun_ ? place_ : request_.placeOf(request_.asked), walked);
+  }
+}
+
+bool DirectoryRestorer::Begin(const std::string& name) {
+  begun_ = true;
+  root_ = name;
+  place_ = request_.placeOf(name);
+  std::string why = request_.whyNot();
+  if (why.empty() && store::HasDots(name)) {
+    why = "its name has a component . or ..";
+  }
+  if (!why.empty()) {
+    placer_.Fail(place_, Status::Failed(why));
+    refused_ = true;
+    return false;
+  }
+  const bool whole = request_.item && request_.item->kind == ItemKind::kDirectory;
+  refused_ = !placer_.PutDirectory({place_, place_, Way::Links::kFollow},
+                                   whole ? Placer::Make::kUnfinished : Placer::Make::kFinished, {});
+  return !refused_;
+}
+
+Status DirectoryRestorer::Take(const Item& item) {
+  if (BelongsElsewhere()) {
+    return {};
+  }
+  if (!begun_ && !Begin(name_)) {
+    return Status::Failed("refused");
+  }
+  if (platform::Interrupted()) {
+    return Status::Interrupted();
+  }
+  CountIn(item);
+  if (store::HasDots(item.name)) {
+    placer_.Fail(item.name, Status::Failed("its name has a component . or .., which could lead anywhere"));
+  } else if (!IsBlocked(item)) {
+    Put(item);
+  }
+  return {};
+}
+
+// Nothing is written below a directory that could not be made: what stands there may lead elsewhere.
+bool DirectoryRestorer::IsBlocked(const Item& item) const {
+  if (blocked_.empty()) {
+    return false;
+  }
+  const std::string key = platform::FoldName(item.name + '/');
+  return std::any_of(blocked_.begin(), blocked_.end(),
+                     [&key](const std::string& blocked) { return key.starts_with(blocked); });
+}
+
+void DirectoryRestorer::PutInner(std::string_view name, Placer::Make make, Way::Links links) {
+  if (!placer_.PutDirectory(TargetOf(name, links), make, {})) {
+    blocked_.push_back(platform::FoldName(std::string(name) + '/'));
+  }
+}
+
+void DirectoryRestorer::Put(const Item& item) {
+  switch (item.kind) {
+    case ItemKind::kFile:
+      if (item.marker) {
+        PutInner(store::ParentOf(item.name), Placer::Make::kFinished, Way::Links::kFollow);
+      } else {
+        placer_.PutFile(item, TargetOf(item.name, LinksFor(item)), {});
+      }
+      break;
+    case ItemKind::kDirectory:
+      // It bears its own mode only when everything is in it.
+      PutInner(item.name, Placer::Make::kUnfinished, LinksFor(item));
+      break;
+    case ItemKind::kLink:
+      static_cast<void>(placer_.PutLink(item, TargetOf(item.name, LinksFor(item))));
+      break;
+    case ItemKind::kFirstLevel:
+      break;
+  }
+}
+
+// ---- Whether everything is there
+// ----------------------------------------------------------------------------
+
+void DirectoryRestorer::CountIn(const Item& item) {
+  if (item.directory != 0) {
+    if (const auto count = counts_.find(item.directory); count != counts_.end()) {
+      ++count->second.found;
+    }
+  } else if (item.kind == ItemKind::kDirectory) {
+    counts_[item.number] = {item.name, item.entries, 0};
+  }
+}
+
+void DirectoryRestorer::CheckCounts() {
+  if (refused_ || platform::Interrupted()) {
+    return;
+  }
+  for (const auto& [number, count] : counts_) {
+    if (count.found != count.expected) {
+      placer_.Fail(count.name, Status::Damaged("the catalog has " + std::to_string(count.found) + " of the " +
+                                               std::to_string(count.expected) +
+                                               " entries that were saved in it: it is damaged"));
+    }
+  }
+}
+
+// ---- Times and modes
+// ----------------------------------------------------------------------------------------
+
+// None is set before the last file is in its place. A directory in which its owner may not look has its mode
+// set behind all that is below it.
+void DirectoryRestorer::SetAllFacts() {
+  if (refused_) {
+    return;
+  }
+  std::vector<Item> closed;
+  const Status walked = reader_.FindIn(request_.asked, name_, [&](const Item& item) {
+    if (BelongsElsewhere() || item.kind != ItemKind::kDirectory || store::HasDots(item.name) ||
+        IsBlocked(item)) {
+      return Status();
+    }
+    if (platform::KeepsOwnerOut(item.facts)) {
+      closed.push_back(item);
+      return Status();
+    }
+    return TakeFacts(item);
+  });
+  if (!walked) {
+    placer_.Fail(place_, walked);
+  }
+  for (auto item = closed.rbegin(); item != closed.rend(); ++item) {
+    static_cast<void>(static_cast<bool>(TakeFacts(*item)));
+  }
+  if (request_.item && request_.item->kind == ItemKind::kDirectory) {
+    placer_.SetFacts(*request_.item, {place_, place_, Way::Links::kFollow});
+  }
+}
+
+Status DirectoryRestorer::TakeFacts(const Item& item) {
+  placer_.SetFacts(item, TargetOf(item.name, LinksFor(item)));
+  return {};
+}
 
 }  // namespace
 
-bool RestoreDirectory(const DirectoryContent& content, const std::string& place, Placer& placer) {
-  return DirectoryRestorer(content, place, placer).Run();
+DirectoryOutcome RestoreDirectory(const DirectoryRequest& request, store::SavesetReader& reader,
+                                  Placer& placer) {
+  return DirectoryRestorer(request, reader, placer).Run();
 }

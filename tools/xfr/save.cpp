@@ -1,10 +1,13 @@
 #include "xfr/save.h"
 
+#include <algorithm>
+#include <deque>
 #include <memory>
 
 #include "platform/data_file.h"
 #include "platform/platform.h"
-#include "store/saveset_writer.h"
+#include "store/save/saveset_writer.h"
+#include "xfr/own_files.h"
 #include "xfr/plan.h"
 #include "xfr/save_directory.h"
 
@@ -12,69 +15,137 @@ using store::Status;
 
 namespace {
 
+bool HasDots(std::string_view name) {
+  while (true) {
+    const std::size_t end = name.find_first_of("/\\");
+    const std::string_view component = name.substr(0, end);
+    if (component == "." || component == "..") {
+      return true;
+    }
+    if (end == std::string_view::npos) {
+      return false;
+    }
+    name.remove_prefix(end + 1);
+  }
+}
+
 // What cannot be saved because of its name, in words; empty for all others.
 std::string RefusalOf(const std::string& item) {
   if (platform::IsSystemName(item) && item.find('\\') != std::string::npos) {
     return "a name with a backslash could not be told from another file";
   }
+  if (HasDots(item)) {
+    return "its name has . or .. in it: name it by the way that leads to it";
+  }
   return CanBeReported(item) ? "" : "its name holds a line break or a text that this program reports with";
 }
 
-// A bad status is the store's; what is wrong with the file alone goes into the outcome.
-Status SaveFile(const std::string& item, store::SavesetWriter& writer, Outcome& outcome) {
-  store::Saved saved;
-  if (const auto source = platform::DataFile::OpenForReading(item, saved.trouble)) {
-    if (Status status = writer.Save(item, *source, saved); !status) {
-      return status;
-    }
-  }
-  TakeIn(item, saved, outcome);
-  return {};
-}
+// One run of the mover.
+class Backup {
+ public:
+  Backup(const Request& request, store::Store& store)
+      : request_(request),
+        plan_(request.items),
+        own_(store.OwnPaths()),
+        writer_(
+            store, [this](const store::Item& item) { Report(item); },
+            [this](const store::Item& item, const store::Saved& saved) { SavedAgain(item, saved); }) {}
 
-Status SaveOne(const std::string& item, const store::Repository& repository, store::SavesetWriter& writer,
-               Outcome& outcome) {
-  if (const std::string refusal = RefusalOf(item); !refusal.empty()) {
-    Refuse(item, refusal, outcome);
+  End Run() {
+    if (Status begun = writer_.Begin(request_.saveset); !begun) {
+      ReportTrouble(begun.Message());
+      return End::kFailed;
+    }
+    const Status saved = SaveAll();
+    if (Status ended = writer_.End(!outcome_.failed, !request_.wholeDirectory); !ended) {
+      // A failure of the store that ended the saving was told then.
+      if (saved || saved.Message() != ended.Message()) {
+        ReportTrouble(ended.Message());
+      }
+      return End::kFailed;
+    }
+    if (outcome_.failed) {
+      return End::kFailed;
+    }
+    if (request_.items.Size() == 0) {
+      return End::kEmpty;
+    }
+    return outcome_.warnings ? End::kWarnings : End::kGood;
+  }
+
+ private:
+  // A bad status is the store's.
+  Status SaveAll() {
+    for (std::size_t index = 0; index < request_.items.Size(); ++index) {
+      if (!plan_.IsFirst(index)) {
+        continue;
+      }
+      const std::string item(request_.items[index]);
+      waiting_.push_back(index);
+      if (Status store = SaveOne(item); !store) {
+        ReportTrouble("the backup stops at " + item + ": " + store.Message());
+        outcome_.failed = true;
+        return store;
+      }
+    }
     return {};
   }
-  return platform::LookUp(item).kind == platform::PathKind::kDirectory
-             ? SaveDirectory(item, repository, writer, outcome)
-             : SaveFile(item, writer, outcome);
-}
+
+  Status SaveOne(const std::string& item) {
+    Outcome here;
+    Status store;
+    if (const std::string refusal = RefusalOf(item); !refusal.empty()) {
+      Refuse(item, refusal, here);
+    } else if (own_.ContainsPath(item)) {
+      Refuse(item, "it belongs to the repository itself", here);
+    } else if (platform::LookUp(item).kind == platform::PathKind::kDirectory) {
+      store = SaveDirectory(item, own_, writer_, here);
+    } else {
+      store = SaveFile(item, here);
+    }
+    if (here.failed) {
+      waiting_.pop_back();
+    }
+    outcome_.failed = outcome_.failed || here.failed;
+    outcome_.warnings = outcome_.warnings || here.warnings;
+    return store;
+  }
+
+  Status SaveFile(const std::string& item, Outcome& outcome) {
+    store::Saved saved;
+    if (const auto source = platform::DataFile::OpenForReading(item, saved.trouble)) {
+      if (Status status = writer_.Save(item, *source, saved); !status) {
+        return status;
+      }
+    }
+    TakeIn(item, saved, outcome);
+    return {};
+  }
+
+  // Items come back in the order in which they were given, but for a few.
+  void Report(const store::Item& item) {
+    const auto waits = std::find_if(waiting_.begin(), waiting_.end(),
+                                    [&](std::size_t index) { return request_.items[index] == item.name; });
+    if (waits == waiting_.end()) {
+      return;
+    }
+    for (const std::string& spelling : plan_.Spellings(*waits)) {
+      item.kind == store::ItemKind::kDirectory ? ReportSavedDirectory(spelling) : ReportItem(spelling);
+    }
+    waiting_.erase(waits);
+  }
+
+  // Its first saving was told of already: only what went wrong is new.
+  void SavedAgain(const store::Item& item, const store::Saved& saved) { TakeIn(item.name, saved, outcome_); }
+
+  const Request& request_;
+  Plan plan_;
+  OwnFiles own_;
+  Outcome outcome_;
+  std::deque<std::size_t> waiting_;  // indexes of items that are not reported yet
+  store::SavesetWriter writer_;
+};
 
 }  // namespace
 
-End Save(const Request& request, store::Repository& repository) {
-  const Plan plan = MakePlan(request.items);
-  store::SavesetWriter writer(repository, [&plan](const store::Item& item) {
-    for (const std::string& spelling : plan.spellings.at(item.name)) {
-      item.kind == store::ItemKind::kDirectory ? ReportSavedDirectory(spelling) : ReportItem(spelling);
-    }
-  });
-  if (Status begun = writer.Begin(request.saveset); !begun) {
-    ReportTrouble(begun.Message());
-    return End::kFailed;
-  }
-  Outcome outcome;
-  Status store;
-  for (const std::string& item : plan.items) {
-    store = SaveOne(item, repository, writer, outcome);
-    if (!store) {
-      ReportTrouble("the backup stops at " + item + ": " + store.Message());
-      outcome.failed = true;
-      break;
-    }
-  }
-  if (Status ended = writer.End(!outcome.failed, !request.wholeDirectory); !ended) {
-    ReportTrouble(ended.Message());
-    return End::kFailed;
-  }
-  if (outcome.failed) {
-    return End::kFailed;
-  }
-  if (plan.items.empty()) {
-    return End::kEmpty;
-  }
-  return outcome.warnings ? End::kWarnings : End::kGood;
-}
+End Save(const Request& request, store::Store& store) { return Backup(request, store).Run(); }

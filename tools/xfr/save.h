@@ -1,8 +1,8 @@
 // Backs up the items of a request into its saveset.
 #pragma once
 
-#include "store/repository.h"
+#include "store/store.h"
 #include "xfr/report.h"
 #include "xfr/request.h"
 
-[[nodiscard]] End Save(const Request& request, store::Repository& repository);
+[[nodiscard]] End Save(const Request& request, store::Store& store);

@@ -1,6 +1,7 @@
 #include "xfr/save_directory.h"
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -8,147 +9,157 @@
 #include "platform/platform.h"
 #include "platform/tree.h"
 #include "store/names.h"
+#include "xfr/name_list.h"
 #include "xfr/report.h"
 
+using store::ItemKind;
 using store::Status;
 
 namespace {
 
-// Everything in a directory, link by link. Whatever cannot be saved is named before any data is read.
+// Goes through everything in a directory, link by link, in the order of the names of each directory. No more
+// is kept than the names of the directories on the way.
 class Walk {
  public:
-  Walk(const store::Repository& repository, Outcome& outcome) : outcome_(outcome) {
-    std::string why;
-    for (const std::string& directory : repository.Directories()) {
-      if (platform::Entry entry; platform::ReadEntry(directory, entry, why)) {
-        leftOut_.push_back(entry.id);
-      }
-    }
+  // `visit` gets what can be saved; its bad status is the store's and ends the walk.
+  // `leftOut` gets the paths of what belongs to the repository.
+  using Visit = std::function<Status(const std::string& path, const platform::Entry& entry)>;
+  using LeftOut = std::function<void(const std::string& path)>;
+  Walk(const OwnFiles& own, Outcome& outcome, Visit visit, LeftOut leftOut)
+      : own_(own), outcome_(outcome), visit_(std::move(visit)), leftOut_(std::move(leftOut)) {}
+
+  Status Run(const std::string& directory, const platform::FileId& id) {
+    return TakeEntriesOf(directory, id);
   }
 
-  // The directory itself, which may be named by a link, stands first.
-  void Begin(const std::string& item) {
+ private:
+  Status TakeEntriesOf(const std::string& directory, const platform::FileId& id) {
+    NameList names;
+    std::string why;
+    std::string unusableName;
+    const auto add = [&names](std::string_view name) { names.Add(name); };
+    if (!platform::ListDirectory(directory, add, &why, &unusableName)) {
+      Refuse(directory, unusableName.empty() ? "the directory cannot be read" : why, outcome_);
+      return {};
+    }
+    if (!IsStill(directory, id)) {
+      Refuse(directory, "another directory has taken its place", outcome_);
+      return {};
+    }
+    std::vector<std::uint32_t> order(names.Size());
+    for (std::uint32_t i = 0; i < order.size(); ++i) {
+      order[i] = i;
+    }
+    std::sort(order.begin(), order.end(),
+              [&names](std::uint32_t a, std::uint32_t b) { return names[a] < names[b]; });
+    for (const std::uint32_t number : order) {
+      if (Status taken = Take(directory, names[number]); !taken) {
+        return taken;
+      }
+    }
+    return {};
+  }
+
+  // The directory's own name may be a link.
+  static bool IsStill(const std::string& directory, const platform::FileId& id) {
     std::string target;
     std::string why;
     platform::Entry entry;
-    if (!platform::FollowLinks(item, target, why) || !platform::ReadEntry(target, entry, why)) {
-      Refuse(item, why, outcome_);
-    } else if (IsLeftOut(entry)) {
-      Refuse(item, "it belongs to the repository itself", outcome_);
-    } else {
-      Add(item, entry, store::ItemKind::kDirectory);
-      items_.back().inside = false;
-      TakeEntriesOf(std::string(store::WithoutEndSeparators(item)));
+    return platform::ReadEntry(directory, entry, why) &&
+           (entry.id == id || (platform::FollowLinks(directory, target, why) &&
+                               platform::ReadEntry(target, entry, why) && entry.id == id));
+  }
+
+  Status Take(const std::string& directory, std::string_view name) {
+    const std::string path = WithSeparator(directory, platform::SeparatorOf(directory)) + std::string(name);
+    if (name.find('\\') != std::string_view::npos) {
+      Refuse(path, "a name with a backslash could not be told from another file", outcome_);
+      return {};
     }
-  }
-
-  [[nodiscard]] const std::vector<store::Item>& Items() const { return items_; }
-
- private:
-  [[nodiscard]] bool IsLeftOut(const platform::Entry& entry) const {
-    return std::find(leftOut_.begin(), leftOut_.end(), entry.id) != leftOut_.end();
-  }
-
-  void Add(const std::string& path, const platform::Entry& entry, store::ItemKind kind) {
-    store::Item item;
-    item.name = path;
-    item.kind = kind;
-    item.inside = true;
-    item.link = entry.link;
-    item.facts = entry.facts;
-    items_.push_back(std::move(item));
-  }
-
-  void TakeEntriesOf(const std::string& directory) {
-    std::vector<std::string> names;
-    std::string why;
-    std::string unusableName;
-    if (!platform::ListDirectory(directory, names, &why, &unusableName)) {
-      Refuse(directory, unusableName.empty() ? "the directory cannot be read" : why, outcome_);
-      return;
-    }
-    std::sort(names.begin(), names.end());
-    for (const std::string& name : names) {
-      const std::string path = WithSeparator(directory, platform::SeparatorOf(directory)) + name;
-      if (name.find('\\') != std::string::npos) {
-        Refuse(path, "a name with a backslash could not be told from another file", outcome_);
-      } else {
-        Take(path);
-      }
-    }
-  }
-
-  void Take(const std::string& path) {
     if (platform::Interrupted()) {
-      if (!outcome_.failed) {
-        Refuse(path, store::kToldToEnd, outcome_);
-      }
-      return;
+      return Status::Interrupted();
     }
     platform::Entry entry;
     std::string why;
     if (!platform::ReadEntry(path, entry, why)) {
       Refuse(path, why, outcome_);
-      return;
+      return {};
     }
-    switch (entry.kind) {
-      case platform::EntryKind::kFile:
-        Add(path, entry, store::ItemKind::kFile);
-        break;
-      case platform::EntryKind::kLink:
-        Add(path, entry, store::ItemKind::kLink);
-        break;
-      case platform::EntryKind::kDirectory:
-        if (IsLeftOut(entry)) {
-          ReportNote(path + " belongs to the repository itself and is left out");
-          break;
-        }
-        Add(path, entry, store::ItemKind::kDirectory);
-        TakeEntriesOf(path);
-        break;
-      case platform::EntryKind::kOther:
-        Refuse(path, "it is no regular file, directory or symbolic link", outcome_);
-        break;
+    if (entry.kind == platform::EntryKind::kOther) {
+      Refuse(path, "it is no regular file, directory or symbolic link", outcome_);
+      return {};
     }
+    if (own_.Contains(entry.id)) {
+      leftOut_(path);
+      return {};
+    }
+    if (Status visited = visit_(path, entry); !visited || entry.kind != platform::EntryKind::kDirectory) {
+      return visited;
+    }
+    return TakeEntriesOf(path, entry.id);
   }
 
+  const OwnFiles& own_;
   Outcome& outcome_;
-  std::vector<platform::FileId> leftOut_;
-  std::vector<store::Item> items_;
+  Visit visit_;
+  LeftOut leftOut_;
 };
 
+// Names everything that cannot be saved, before any data is read.
+Status Check(const std::string& item, const platform::FileId& id, const OwnFiles& own, Outcome& outcome) {
+  const auto visit = [](const std::string& /*path*/, const platform::Entry& /*entry*/) { return Status(); };
+  const auto leftOut = [](const std::string& path) {
+    ReportNote(path + " belongs to the repository itself and is left out");
+  };
+  return Walk(own, outcome, visit, leftOut).Run(item, id);
+}
+
 // A bad status is the store's.
-Status SaveEntry(const store::Item& item, store::SavesetWriter& writer, Outcome& outcome) {
-  if (item.kind != store::ItemKind::kFile) {
-    writer.AddEntry(item);
-    return {};
+Status SaveEntry(const std::string& path, const platform::Entry& entry, store::SavesetWriter& writer,
+                 Outcome& outcome) {
+  if (entry.kind != platform::EntryKind::kFile) {
+    const ItemKind kind =
+        entry.kind == platform::EntryKind::kDirectory ? ItemKind::kDirectory : ItemKind::kLink;
+    return writer.AddInside(path, kind, entry.facts, entry.link);
   }
   store::Saved saved;
-  if (const auto source = platform::DataFile::OpenForReading(item.name, saved.trouble)) {
-    if (Status status = writer.SaveInside(item.name, *source, saved); !status) {
+  if (const auto source = platform::DataFile::OpenEntry(path, entry.id, saved.trouble)) {
+    if (Status status = writer.SaveInside(path, *source, saved); !status) {
       return status;
     }
   }
-  TakeIn(item.name, saved, outcome);
+  TakeIn(path, saved, outcome);
   return {};
+}
+
+// The first failure costs the directory: nothing more is read then.
+Status SaveEntries(const std::string& item, const platform::FileId& id, const OwnFiles& own,
+                   store::SavesetWriter& writer, Outcome& outcome) {
+  const auto visit = [&](const std::string& path, const platform::Entry& entry) {
+    return outcome.failed ? Status() : SaveEntry(path, entry, writer, outcome);
+  };
+  return Walk(own, outcome, visit, [](const std::string& /*path*/) {}).Run(item, id);
 }
 
 }  // namespace
 
-Status SaveDirectory(const std::string& item, const store::Repository& repository,
-                     store::SavesetWriter& writer, Outcome& outcome) {
-  Outcome here;
-  Walk walk(repository, here);
-  walk.Begin(item);
-  Status store = writer.BeginDirectory();
-  for (const store::Item& entry : walk.Items()) {
-    if (!store || here.failed) {
-      break;
-    }
-    store = SaveEntry(entry, writer, here);
+Status SaveDirectory(const std::string& item, const OwnFiles& own, store::SavesetWriter& writer,
+                     Outcome& outcome) {
+  std::string target;
+  std::string why;
+  platform::Entry entry;
+  if (!platform::FollowLinks(item, target, why) || !platform::ReadEntry(target, entry, why)) {
+    Refuse(item, why, outcome);
+    return {};
   }
-  Status ended = writer.EndDirectory(store && !here.failed);
-  outcome.failed = outcome.failed || here.failed;
-  outcome.warnings = outcome.warnings || here.warnings;
+  const std::string directory(store::WithoutEndSeparators(item));
+  if (Status checked = Check(directory, entry.id, own, outcome); !checked || outcome.failed) {
+    return checked;
+  }
+  if (Status begun = writer.BeginDirectory(item, entry.facts); !begun) {
+    return begun;
+  }
+  Status store = SaveEntries(directory, entry.id, own, writer, outcome);
+  Status ended = writer.EndDirectory(store && !outcome.failed);
   return store ? ended : store;
 }

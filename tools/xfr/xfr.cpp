@@ -3,7 +3,7 @@
 
 #include "platform/platform.h"
 #include "store/command_line.h"
-#include "store/repository.h"
+#include "store/store.h"
 #include "xfr/report.h"
 #include "xfr/request.h"
 #include "xfr/restore.h"
@@ -34,16 +34,25 @@ brings them back. Each item that is done is reported on standard error.
 Exit status: 0 if all items were done, 1 otherwise. See also xfr_com_interface and backint.
 )";
 
-Status Prepare(int argc, const char* const* argv, Request& request,
-               std::unique_ptr<store::Repository>& repository) {
+Status Prepare(int argc, char** argv, Request& request, std::unique_ptr<store::Store>& store) {
   store::ServerConfig config;
-  if (Status read = ReadRequest(argc, argv, request); !read) {
-    return read;
+  Status asked = ReadRequest(argc, argv, request);
+  store::HideLogin(argc, argv, "-S");
+  if (!asked) {
+    return asked;
   }
   if (Status read = store::ReadServerConfig(request.server, config); !read) {
     return read;
   }
-  return store::Repository::Open(config, store::Catalog::Access::kMustExist, repository);
+  // What only reads needs no more than to read.
+  const auto access = request.restore ? store::Store::Access::kRead : store::Store::Access::kWrite;
+  if (Status opened = store::Store::Open(config, access, store); !opened) {
+    return opened;
+  }
+  for (const std::string& note : store->Notes()) {
+    ReportNote(note);
+  }
+  return {};
 }
 
 }  // namespace
@@ -56,13 +65,17 @@ int main(int argc, char** argv) {
   // The block that is under way is the last one then: what is committed stays, nothing half done does.
   platform::WatchInterrupts();
   Request request;
-  std::unique_ptr<store::Repository> repository;
-  if (const Status prepared = Prepare(argc, argv, request, repository); !prepared) {
+  std::unique_ptr<store::Store> store;
+  if (const Status prepared = Prepare(argc, argv, request, store); !prepared) {
     ReportTrouble(prepared.Message());
     ReportEnd(End::kFailed);
     return 1;
   }
-  const End end = request.restore ? Restore(request, *repository) : Save(request, *repository);
+  const End end = request.restore ? Restore(request, *store) : Save(request, *store);
+  const bool good = end == End::kGood || end == End::kWarnings;
+  if (good) {
+    ReportNote(store::TellServer(store->Config()));
+  }
   ReportEnd(end);
-  return end == End::kGood || end == End::kWarnings ? 0 : 1;
+  return good ? 0 : 1;
 }
