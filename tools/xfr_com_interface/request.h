@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "store/catalog.h"
+#include "store/catalog/catalog.h"
 #include "store/status.h"
 
 enum class Verb { kOpen, kOpenJob, kCloseJob, kClose, kQuery };

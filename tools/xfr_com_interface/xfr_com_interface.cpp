@@ -1,13 +1,15 @@
 // The control tool: answers one request on standard output, `reply=OK` and lines `key=value`, or
-// `reply=ERROR` and one line that says what is wrong.
+// `reply=ERROR` and one line that says what is wrong. That line goes to standard error too.
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/command_line.h"
 #include "store/names.h"
-#include "store/repository.h"
+#include "store/store.h"
+#include "xfr_com_interface/reply.h"
 #include "xfr_com_interface/request.h"
 
 using store::Status;
@@ -23,10 +25,10 @@ constexpr const char* kHelp =
        xfr_com_interface -q -C SERVER -s SAVESET DATABASE@
 
 The control tool of backint's embedded backup server, which backint calls: keeps account of sessions, jobs and
-savesets, and answers which savesets there are (-s NULL), or hold a file, and what a saveset holds.
+savesets, and answers which savesets there are (-s NULL), or contain a file, and what a saveset contains.
 
   -b, -r, -q      for a backup, for a restore, query
-  -C SERVER       the server, a section of korvo.ini
+  -C SERVER       the server, a section of korvo.ini, with its login: SERVER[:PORT][:USER:PASSWORD]
   -I CLIENT       who asks
   -j JOB          name of the job
   -m POOL         media pool
@@ -35,70 +37,109 @@ savesets, and answers which savesets there are (-s NULL), or hold a file, and wh
   -S, -d, -t, -v  settings of other servers, taken and not used
   --version, --help
 
-Answers reply=OK and lines key=value, exit status 0, or reply=ERROR and one sentence, exit status 1. See also xfr
-and backint.
+Answers reply=OK and lines key=value, exit status 0, or reply=ERROR and one sentence, exit status 1. The sentence is
+written to standard error too. See also xfr, korvo and backint.
 )";
 
-void Answer(std::string& reply, const char* key, const std::string& value) {
-  reply += key;
-  reply += '=';
-  reply += value;
-  reply += '\n';
+// The process that has to live as long as its session: the backint that called. A tool that was started by
+// hand has none.
+store::Process Owner() {
+  platform::ProcessIdentity parent;
+  std::string program;
+  if (!platform::ParentProcess(parent, program) || program != "backint") {
+    return {};
+  }
+  return {parent.host, parent.number, parent.start};
 }
 
-Status Query(const Request& request, store::Repository& repository, std::string& reply) {
+Status OpenSession(const Request& request, store::Store& store, Reply& reply) {
+  std::string session;
+  Status opened = store.OpenSession(request.mode, request.client, Owner(), session);
+  if (opened) {
+    reply.Add("SESSIONID", session);
+  }
+  return opened;
+}
+
+Status OpenJob(const Request& request, store::Store& store, Reply& reply) {
+  std::string saveset;
+  Status opened =
+      store.OpenJob({request.mode, request.session, request.saveset, request.job, request.pool}, saveset);
+  if (opened) {
+    reply.Add("JOBNAME", request.job);
+    reply.Add("SAVESETNAME", saveset);
+    reply.Add("TAPE_SERVER", store.Config().section);
+  }
+  return opened;
+}
+
+Status ListItems(const Request& request, store::Store& store, Reply& reply) {
+  return store.ListItems(request.sid, request.saveset, [&reply](const store::Item& item) {
+    reply.Add("backupsrc", store::OneLine(store::ListedName(item.name)));
+    return Status();
+  });
+}
+
+Status ListSavesets(const Request& request, store::Store& store, Reply& reply) {
   std::vector<std::string> names;
-  const bool contents = !request.saveset.empty();
-  Status listed = contents ? repository.ListItems(request.sid, request.saveset, names)
-                           : repository.ListSavesets(request.sid, request.file, names);
+  Status listed = store.ListSavesets(request.sid, request.file, names);
   for (const std::string& name : names) {
-    Answer(reply, contents ? "backupsrc" : "savesetname", store::OneLine(store::ListedName(name)));
+    reply.Add("savesetname", name);
   }
   return listed;
 }
 
-Status Work(const Request& request, const std::string& section, store::Repository& repository,
-            std::string& reply) {
-  std::string given;
-  Status done;
+Status Work(const Request& request, store::Store& store, Reply& reply) {
   switch (request.verb) {
     case Verb::kOpen:
-      done = repository.OpenSession(request.mode, request.client, given);
-      Answer(reply, "SESSIONID", given);
-      return done;
+      return OpenSession(request, store, reply);
     case Verb::kOpenJob:
-      done = repository.OpenJob({request.mode, request.session, request.saveset, request.job, request.pool},
-                                given);
-      Answer(reply, "JOBNAME", request.job);
-      Answer(reply, "SAVESETNAME", given);
-      Answer(reply, "TAPE_SERVER", section);
-      return done;
+      return OpenJob(request, store, reply);
     case Verb::kCloseJob:
-      return repository.CloseJob(request.mode, request.session, request.saveset, request.state);
+      return store.CloseJob(request.mode, request.session, request.saveset, request.state);
     case Verb::kClose:
-      return repository.CloseSession(request.mode, request.session, request.state);
+      return store.CloseSession(request.mode, request.session, request.state);
     case Verb::kQuery:
-      return Query(request, repository, reply);
+      break;
   }
-  return done;
+  return request.saveset.empty() ? ListSavesets(request, store, reply) : ListItems(request, store, reply);
 }
 
-Status Serve(int argc, const char* const* argv, std::string& reply) {
+// A restore and a query work where nothing can be written.
+store::Store::Access AccessFor(const Request& request) {
+  if (request.verb == Verb::kQuery || request.mode == store::Mode::kRestore) {
+    return store::Store::Access::kRead;
+  }
+  return request.verb == Verb::kOpen ? store::Store::Access::kCreate : store::Store::Access::kWrite;
+}
+
+void Note(const std::string& sentence) {
+  platform::WriteToStandardError("xfr_com_interface: " + store::OneLine(sentence) + "\n");
+}
+
+Status Serve(int argc, char** argv, Reply& reply) {
   Request request;
+  Status read = ReadRequest(argc, argv, request);
+  store::HideLogin(argc, argv, "-C");
+  if (!read) {
+    return read;
+  }
   store::ServerConfig config;
-  std::unique_ptr<store::Repository> repository;
-  if (Status read = ReadRequest(argc, argv, request); !read) {
-    return read;
+  if (Status configured = store::ReadServerConfig(request.server, config); !configured) {
+    return configured;
   }
-  if (Status read = store::ReadServerConfig(request.server, config); !read) {
-    return read;
+  if (Status let = store::CheckLogin(request.server, config); !let) {
+    return let;
   }
-  const bool mayMake = request.verb == Verb::kOpen && request.mode == store::Mode::kBackup;
-  const auto access = mayMake ? store::Catalog::Access::kCreate : store::Catalog::Access::kMustExist;
-  if (Status opened = store::Repository::Open(config, access, repository); !opened) {
+  std::unique_ptr<store::Store> store;
+  if (Status opened = store::Store::Open(config, AccessFor(request), store); !opened) {
     return opened;
   }
-  return Work(request, config.section, *repository, reply);
+  Status done = Work(request, *store, reply);
+  for (const std::string& note : store->Notes()) {
+    Note(note);
+  }
+  return done;
 }
 
 }  // namespace
@@ -108,13 +149,10 @@ int main(int argc, char** argv) {
   if (store::TellAboutTool(argc, argv, "xfr_com_interface", kHelp)) {
     return 0;
   }
-  std::string reply;
+  Reply reply;
   const Status served = Serve(argc, argv, reply);
-  const std::unique_ptr<platform::TextFile> out = platform::TextFile::StandardOutput();
-  if (served) {
-    out->Write("reply=OK\n" + reply);
-  } else {
-    out->Write("reply=ERROR\n" + store::OneLine(served.Message()) + "\n");
+  if (!served) {
+    Note(served.Message());
   }
-  return out->Flush() && served ? 0 : 1;
+  return reply.End(served) && served ? 0 : 1;
 }

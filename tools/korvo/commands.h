@@ -1,0 +1,18 @@
+// The commands of korvo, one in a file. Each adds itself to the program's command line, and sets the exit
+// status when it was the one that was asked for.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace korvo {
+
+inline constexpr int kGood = 0;
+inline constexpr int kFindings = 1;  // it ran, and what it found needs somebody's attention
+inline constexpr int kCouldNotRun = 2;
+
+void AddInit(CLI::App& program, int& exitStatus);
+void AddList(CLI::App& program, int& exitStatus);
+void AddExpire(CLI::App& program, int& exitStatus);
+void AddRebuild(CLI::App& program, int& exitStatus);
+
+}  // namespace korvo
