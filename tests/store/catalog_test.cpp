@@ -1,0 +1,605 @@
+#include "store/catalog/catalog.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
+#include "store/catalog_backings.h"
+#include "store/doubles.h"
+
+namespace store {
+namespace {
+
+using Kind = Status::Kind;
+using Names = std::vector<std::string>;
+
+class CatalogTest : public testing::TestWithParam<CatalogKind> {
+ protected:
+  void SetUp() override {
+    backing_ = GetParam().make();
+    catalog_ = Connect();
+  }
+
+  std::unique_ptr<Catalog> Connect() { return OpenCatalog(*backing_, repository_); }
+
+  std::optional<Saveset> Find(const std::string& name) {
+    std::optional<Saveset> saveset;
+    EXPECT_TRUE(catalog_->FindSaveset(name, saveset));
+    return saveset;
+  }
+
+  std::string FindItem(const Backup& backup, const std::string& asked) {
+    std::optional<Item> item;
+    const Status found = catalog_->FindItem(backup.saveset, asked, item);
+    EXPECT_TRUE(found) << found.Message();
+    return item ? item->name : "none";
+  }
+
+  Names ItemsIn(const Backup& backup, const std::string& asked, std::string& directory) {
+    Names names;
+    const Status found = catalog_->FindItemsIn(backup.saveset, asked, directory, [&names](const Item& item) {
+      names.push_back(item.name);
+      return Status();
+    });
+    EXPECT_TRUE(found) << found.Message();
+    return names;
+  }
+
+  Names SavesetsWith(const std::string& file, const std::string& database = "ABC") {
+    Names names;
+    EXPECT_TRUE(catalog_->ListSavesetsWith(database, file, names));
+    return names;
+  }
+
+  Names Savesets(const std::string& database = "ABC") {
+    Names names;
+    EXPECT_TRUE(catalog_->ListSavesets(database, names));
+    return names;
+  }
+
+  // The saveset of the copy that a new one would refer to.
+  std::string Base(const Backup& backup, const std::string& name, std::int64_t oldest = 0) {
+    std::optional<Item> item;
+    Uid uid;
+    const Status found = catalog_->FindBase(backup.saveset, name, oldest, item, uid);
+    EXPECT_TRUE(found) << found.Message();
+    return item ? uid.Hex() : "none";
+  }
+
+  std::vector<Uid> DeletedPacks() {
+    Catalog::Deleted deleted;
+    EXPECT_TRUE(catalog_->ListDeleted(deleted));
+    std::sort(deleted.packs.begin(), deleted.packs.end());
+    return deleted.packs;
+  }
+
+  const Uid repository_ = Uid::Random();
+  std::unique_ptr<CatalogBacking> backing_;
+  std::unique_ptr<Catalog> catalog_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Engines, CatalogTest, testing::ValuesIn(CatalogKinds()),
+                         [](const testing::TestParamInfo<CatalogKind>& kind) { return kind.param.name; });
+
+std::vector<Uid> Sorted(std::vector<Uid> uids) {
+  std::sort(uids.begin(), uids.end());
+  return uids;
+}
+
+// ---- Sessions and runs -----------------------------------------------------------------------------------
+
+TEST_P(CatalogTest, ASessionIsOwnedUntilItIsClosed) {
+  std::int64_t owned = 0;
+  std::int64_t byHand = 0;
+  ASSERT_TRUE(catalog_->AddSession(Mode::kRestore, "client", {"host", 77, "then"}, owned));
+  ASSERT_TRUE(catalog_->AddSession(Mode::kBackup, "client", {"host", 0, ""}, byHand));
+  std::vector<Session> sessions;
+  ASSERT_TRUE(catalog_->ListOwnedSessions("host", sessions));
+  ASSERT_EQ(sessions.size(), 1u);
+  EXPECT_EQ(sessions[0].id, owned);
+  EXPECT_EQ(sessions[0].owner.number, 77);
+  EXPECT_EQ(sessions[0].owner.started, "then");
+  ASSERT_TRUE(catalog_->ListOwnedSessions("other", sessions));
+  EXPECT_TRUE(sessions.empty());
+
+  ASSERT_TRUE(catalog_->CloseSession(owned, State::kGood));
+  ASSERT_TRUE(catalog_->ListOwnedSessions("host", sessions));
+  EXPECT_TRUE(sessions.empty());
+  std::optional<Session> found;
+  ASSERT_TRUE(catalog_->FindSession(owned, found));
+  ASSERT_TRUE(found);
+  EXPECT_TRUE(found->closed);
+  EXPECT_EQ(found->mode, Mode::kRestore);
+  ASSERT_TRUE(catalog_->FindSession(byHand + 1, found));
+  EXPECT_FALSE(found);
+}
+
+TEST_P(CatalogTest, NamesOfSavesetsAreUniqueAndHaveAnEnd) {
+  Backup first(*catalog_, "ABC0000000001");
+  Backup second(*catalog_, "ABC0000000001");
+  EXPECT_EQ(first.saveset.name, "ABC0000000001");
+  EXPECT_EQ(second.saveset.name, "ABC0000000001_2");
+  EXPECT_EQ(Find("ABC0000000001_2")->uid, second.saveset.uid);
+  const std::string longest(31, 'x');
+  Backup third(*catalog_, longest);
+  Saveset fourth = third.saveset;
+  fourth.uid = Uid::Random();
+  EXPECT_EQ(catalog_->OpenBackupJob({third.session, Mode::kBackup, "job", "disk"}, fourth).What(),
+            Kind::kFailed);
+}
+
+TEST_P(CatalogTest, ASessionThatClosesTakesItsJobsWithIt) {
+  Backup backup(*catalog_, "ABC1");
+  bool open = false;
+  ASSERT_TRUE(catalog_->HasOpenJob(backup.saveset.id, Mode::kBackup, open));
+  EXPECT_TRUE(open);
+  ASSERT_TRUE(catalog_->HasOpenJob(backup.saveset.id, Mode::kRestore, open));
+  EXPECT_FALSE(open);
+  ASSERT_TRUE(catalog_->CloseSession(backup.session, State::kFailed));
+  ASSERT_TRUE(catalog_->HasOpenJob(backup.saveset.id, Mode::kBackup, open));
+  EXPECT_FALSE(open);
+  bool found = true;
+  ASSERT_TRUE(catalog_->CloseJob(backup.session, backup.saveset.id, State::kGood, found));
+  EXPECT_FALSE(found);
+}
+
+TEST_P(CatalogTest, ASavesetHasOneRunInItsLife) {
+  Backup backup(*catalog_, "ABC1");
+  bool claimed = true;
+  ASSERT_TRUE(catalog_->BeginRun({Uid::Random(), backup.saveset.id, {}}, claimed));
+  EXPECT_FALSE(claimed);
+  std::vector<store::Run> runs;
+  ASSERT_TRUE(catalog_->ListRuns(runs));
+  ASSERT_EQ(runs.size(), 1u);
+  EXPECT_EQ(runs[0].uid, backup.run.uid);
+  EXPECT_EQ(runs[0].process.number, 4711);
+  ASSERT_TRUE(catalog_->EndRun(backup.run.uid, Mover::kEndedFailed));
+  EXPECT_EQ(Find("ABC1")->mover, Mover::kEndedFailed);
+  ASSERT_TRUE(catalog_->BeginRun({Uid::Random(), backup.saveset.id, {}}, claimed));
+  EXPECT_FALSE(claimed);
+}
+
+TEST_P(CatalogTest, WhatARunLeavesIsNamedAndOneThatWasEndedGetsNothingIn) {
+  Backup backup(*catalog_, "ABC1");
+  ASSERT_TRUE(backup.Commit({FileItem(1, "/a")}));
+  const Uid left = Uid::Random();
+  ASSERT_TRUE(catalog_->AnnouncePack(backup.run.uid, left));
+  std::vector<Uid> announced;
+  ASSERT_TRUE(catalog_->ListAnnounced(backup.run.uid, announced));
+  EXPECT_EQ(announced, std::vector<Uid>{left});
+
+  ASSERT_TRUE(catalog_->EndRun(backup.run.uid, Mover::kEndedFailed));
+  EXPECT_EQ(DeletedPacks(), std::vector<Uid>{left});
+  std::vector<Uid> gone;
+  EXPECT_EQ(catalog_->CommitGroup({backup.saveset.id, {{left, 1}}, {FileItem(2, "/b")}}, gone).What(),
+            Kind::kFailed);
+  EXPECT_FALSE(catalog_->AnnouncePack(backup.run.uid, Uid::Random()));
+  EXPECT_EQ(FindItem(backup, "/b"), "none");
+  EXPECT_EQ(FindItem(backup, "/a"), "/a");
+  ASSERT_TRUE(catalog_->ForgetAnnounced({left}));
+  EXPECT_TRUE(DeletedPacks().empty());
+}
+
+// ---- Items -----------------------------------------------------------------------------------------------
+
+TEST_P(CatalogTest, AnItemComesBackAsItWas) {
+  Backup backup(*catalog_, "ABC1");
+  const Uid earlier = Uid::Random();
+  ASSERT_TRUE(catalog_->AnnouncePack(backup.run.uid, earlier));
+  Item item = FileItem(7, "/data/file one", {earlier});
+  item.facts.mode = 0640;
+  item.content = Uid::Random();
+  item.map = {earlier, 3, 17, 42};
+  const Uid pack = Uid::Random();
+  ASSERT_TRUE(catalog_->AnnouncePack(backup.run.uid, pack));
+  std::vector<Uid> gone;
+  ASSERT_TRUE(catalog_->CommitGroup({backup.saveset.id, {{earlier, 10}, {pack, 20}}, {item}}, gone));
+  std::optional<Item> found;
+  ASSERT_TRUE(catalog_->FindItem(backup.saveset, "/data/file one/", found));
+  ASSERT_TRUE(found);
+  EXPECT_EQ(EncodeRecord(*found, repository_, backup.saveset.uid),
+            EncodeRecord(item, repository_, backup.saveset.uid));
+  std::optional<Pack> row;
+  ASSERT_TRUE(catalog_->FindPack(earlier, row));
+  EXPECT_EQ(row->size, 10u);
+  EXPECT_FALSE(row->damaged);
+}
+
+TEST_P(CatalogTest, AFileIsFoundByItsNameBeforeOneThatIsShownByIt) {
+  Backup backup(*catalog_, "ABC1");
+  ASSERT_TRUE(backup.Commit({FileItem(1, "/d/a b"), FileItem(2, "/d/a%20b"), FileItem(3, "/d/c d")}));
+  EXPECT_EQ(FindItem(backup, "/d/a b"), "/d/a b");
+  EXPECT_EQ(FindItem(backup, "/d/a%20b"), "/d/a%20b");
+  EXPECT_EQ(FindItem(backup, "/d/c%20d//"), "/d/c d");
+  EXPECT_EQ(FindItem(backup, "/d/c"), "none");
+  EXPECT_EQ(FindItem(backup, ""), "none");
+
+  Backup later(*catalog_, "ABC2");
+  ASSERT_TRUE(later.Commit({FileItem(1, "/d/a b")}));
+  EXPECT_EQ(SavesetsWith("/d/a%20b"), (Names{"ABC1", "ABC2"}));
+  EXPECT_EQ(SavesetsWith("/d/a b"), (Names{"ABC2", "ABC1"}));
+  EXPECT_EQ(SavesetsWith("/d/a b", "AB"), Names{});
+}
+
+TEST_P(CatalogTest, SavesetsAreNewestFirstAndWithdrawnOnesLast) {
+  Backup one(*catalog_, "ABC1");
+  Backup two(*catalog_, "ABC2", "ABC", "tape");
+  Backup empty(*catalog_, "ABC3");
+  Backup other(*catalog_, "ABCDEF1", "ABCDEF");
+  ASSERT_TRUE(one.Commit({FileItem(1, "/f")}));
+  ASSERT_TRUE(two.Commit({FileItem(1, "/f")}));
+  ASSERT_TRUE(other.Commit({FileItem(1, "/f")}));
+  EXPECT_EQ(Savesets(), (Names{"ABC2", "ABC1"}));
+  EXPECT_EQ(SavesetsWith("/f"), (Names{"ABC2", "ABC1"}));
+  two.End(Mover::kEndedClean, State::kFailed);
+  one.End(Mover::kEndedFailed, State::kFailed);
+  EXPECT_EQ(Savesets(), (Names{"ABC2", "ABC1"}));
+  EXPECT_EQ(SavesetsWith("/f"), (Names{"ABC1", "ABC2"}));
+  EXPECT_FALSE(Find("ABC3")->hasItems);
+  EXPECT_TRUE(Find("ABC2")->hasItems);
+}
+
+TEST_P(CatalogTest, ADirectoryIsSeenOnceItIsWhole) {
+  Backup backup(*catalog_, "ABC1");
+  Item inside = FileItem(2, "/d/a b");
+  inside.directory = 1;
+  ASSERT_TRUE(backup.Commit({inside}));
+  std::string directory;
+  EXPECT_EQ(FindItem(backup, "/d/a b"), "none");
+  EXPECT_EQ(FindItem(backup, "/d/a%20b"), "none");
+  EXPECT_EQ(ItemsIn(backup, "/d", directory), Names{});
+  EXPECT_EQ(NamesOf(*catalog_, backup.saveset), Names{});
+  EXPECT_EQ(SavesetsWith("/d/a b"), Names{});
+  EXPECT_EQ(Savesets(), Names{});
+  EXPECT_EQ(Base(backup, "/d/a b"), "none");
+
+  Item whole = FileItem(1, "/d");
+  whole.kind = ItemKind::kDirectory;
+  whole.entries = 2;
+  EXPECT_FALSE(backup.Commit({whole})) << "one of its two entries is not there";
+  Item second = FileItem(3, "/d/c");
+  second.directory = 1;
+  ASSERT_TRUE(backup.Commit({second, whole}));
+  EXPECT_EQ(ItemsIn(backup, "/d", directory), (Names{"/d/a b", "/d/c"}));
+  EXPECT_EQ(directory, "/d");
+  EXPECT_EQ(NamesOf(*catalog_, backup.saveset), (Names{"/d", "/d/a b", "/d/c"}));
+  EXPECT_EQ(SavesetsWith("/d/a b"), Names{"ABC1"});
+  EXPECT_EQ(Savesets(), Names{"ABC1"});
+}
+
+TEST_P(CatalogTest, ADirectoryThatNeverEndsGoesWithWhatItNeeds) {
+  Backup backup(*catalog_, "ABC1");
+  ASSERT_TRUE(backup.Commit({FileItem(1, "/before")}));
+  Item inside = FileItem(3, "/d/a", {backup.packs[0]});
+  inside.directory = 2;
+  ASSERT_TRUE(backup.Commit({inside}));
+  std::vector<Uid> packs;
+  ASSERT_TRUE(catalog_->DropDirectory(backup.saveset.id, 2, packs));
+  EXPECT_EQ(packs, std::vector<Uid>{backup.packs[1]});
+  EXPECT_EQ(DeletedPacks(), packs);
+  ASSERT_TRUE(catalog_->ForgetAnnounced(packs));
+
+  // The same when the run just ends.
+  inside.number = 5;
+  inside.directory = 4;
+  ASSERT_TRUE(backup.Commit({inside}));
+  backup.End();
+  EXPECT_EQ(DeletedPacks(), std::vector<Uid>{backup.packs[2]});
+  EXPECT_EQ(NamesOf(*catalog_, backup.saveset), Names{"/before"});
+}
+
+TEST_P(CatalogTest, WhatIsInADirectoryComesContainersFirstHoweverMuchItIs) {
+  Backup backup(*catalog_, "ABC1");
+  Names files = {"sub", "sub-x", "sub/a", "sub/b/c", "sub/b"};
+  for (int i = 0; i < 1200; ++i) {
+    files.push_back("many/" + std::to_string(i));
+  }
+  ASSERT_TRUE(backup.CommitDirectory(1, "/data", files));
+  ASSERT_TRUE(
+      backup.Commit({FileItem(5000, "/data2/other"), FileItem(5001, "/data/sub/a"), FileItem(5002, "/dat")}));
+  std::string directory;
+  Names found = ItemsIn(backup, "/data/", directory);
+  EXPECT_EQ(directory, "/data");
+  EXPECT_EQ(found.size(), files.size());
+  const auto place = [&found](const std::string& name) {
+    return std::find(found.begin(), found.end(), name);
+  };
+  EXPECT_LT(place("/data/sub"), place("/data/sub/a"));
+  EXPECT_LT(place("/data/sub/b"), place("/data/sub/b/c"));
+  std::sort(found.begin(), found.end());
+  EXPECT_EQ(std::adjacent_find(found.begin(), found.end()), found.end());
+  EXPECT_EQ(ItemsIn(backup, "/data/sub/b", directory), Names{"/data/sub/b/c"});
+  EXPECT_EQ(NamesOf(*catalog_, backup.saveset).size(), files.size() + 3);
+
+  // The reader may use the catalog meanwhile, and may end it.
+  int seen = 0;
+  EXPECT_EQ(catalog_
+                ->FindItemsIn(backup.saveset, "/data", directory,
+                              [&](const Item& item) {
+                                EXPECT_EQ(FindItem(backup, item.name), item.name);
+                                return ++seen == 700 ? Status::Failed("enough") : Status();
+                              })
+                .Message(),
+            "enough");
+}
+
+TEST_P(CatalogTest, WhatIsInOneDirectoryNeverComesFromAnotherThatIsShownAlike) {
+  Backup backup(*catalog_, "ABC1");
+  ASSERT_TRUE(
+      backup.Commit({FileItem(1, "/x y%20z/b"), FileItem(2, "/x%20y z/a"), FileItem(3, "/o p/q r/s")}));
+  std::string directory;
+  EXPECT_EQ(ItemsIn(backup, "/x%20y%20z", directory), Names{"/x y%20z/b"});
+  EXPECT_EQ(directory, "/x y%20z");
+  EXPECT_EQ(ItemsIn(backup, "/o%20p/q%20r", directory), Names{"/o p/q r/s"});
+  EXPECT_EQ(directory, "/o p/q r");
+  EXPECT_EQ(ItemsIn(backup, "/", directory), Names{});
+}
+
+TEST_P(CatalogTest, ASavesetThatGoesWhileItIsReadIsNotAShorterOne) {
+  Backup backup(*catalog_, "ABC1");
+  std::vector<Item> items;
+  for (std::uint64_t i = 1; i <= 1500; ++i) {
+    items.push_back(FileItem(i, "/d/" + std::to_string(i)));
+  }
+  ASSERT_TRUE(backup.Commit(items));
+  backup.End();
+  const std::unique_ptr<Catalog> other = Connect();
+  bool first = true;
+  const auto deleteOnce = [&](const Item&) {
+    Catalog::Deleted deleted;
+    if (std::exchange(first, false)) {
+      EXPECT_TRUE(other->MarkSaveset(backup.saveset.id, true));
+      EXPECT_TRUE(other->DeleteMarked(INT64_MAX, deleted));
+    }
+    return Status();
+  };
+  std::string directory;
+  EXPECT_EQ(catalog_->FindItemsIn(backup.saveset, "/d", directory, deleteOnce).What(), Kind::kMissing);
+}
+
+// ---- References ------------------------------------------------------------------------------------------
+
+TEST_P(CatalogTest, ACopyIsReferredToOnlyWhereItIsGoodAndOfTheSameKind) {
+  Backup good(*catalog_, "ABC1");
+  ASSERT_TRUE(good.Commit({FileItem(1, "/f")}));
+  good.End();
+  Backup pool(*catalog_, "ABC2", "ABC", "tape");
+  ASSERT_TRUE(pool.Commit({FileItem(1, "/f")}));
+  pool.End();
+  Backup database(*catalog_, "XYZ1", "XYZ");
+  ASSERT_TRUE(database.Commit({FileItem(1, "/f")}));
+  database.End();
+  Backup withdrawn(*catalog_, "ABC3");
+  ASSERT_TRUE(withdrawn.Commit({FileItem(1, "/f")}));
+  withdrawn.End(Mover::kEndedClean, State::kFailed);
+  Backup failed(*catalog_, "ABC4");
+  ASSERT_TRUE(failed.Commit({FileItem(1, "/f")}));
+  failed.End(Mover::kEndedFailed, State::kFailed);
+
+  Backup now(*catalog_, "ABC5");
+  EXPECT_EQ(Base(now, "/f"), good.saveset.uid.Hex());
+  EXPECT_EQ(Base(now, "/f", 1'700'000'000), good.saveset.uid.Hex());
+  EXPECT_EQ(Base(now, "/f", 1'700'000'001), "none");
+  EXPECT_EQ(Base(now, "/g"), "none");
+
+  Backup newer(*catalog_, "ABC6");
+  ASSERT_TRUE(newer.Commit({FileItem(1, "/f", {good.packs[0]})}));
+  EXPECT_EQ(Base(now, "/f"), newer.saveset.uid.Hex());
+  ASSERT_TRUE(catalog_->MarkPackDamaged(newer.packs[0]));
+  EXPECT_EQ(Base(now, "/f"), good.saveset.uid.Hex());
+  ASSERT_TRUE(catalog_->MarkSaveset(good.saveset.id, true));
+  EXPECT_EQ(Base(now, "/f"), "none");
+  ASSERT_TRUE(catalog_->MarkSaveset(good.saveset.id, false));
+  EXPECT_EQ(Base(now, "/f"), good.saveset.uid.Hex());
+  // A pack that it needs besides.
+  Backup needing(*catalog_, "ABC7");
+  ASSERT_TRUE(needing.Commit({FileItem(1, "/f", {good.packs[0]})}));
+  EXPECT_EQ(Base(now, "/f"), needing.saveset.uid.Hex());
+  ASSERT_TRUE(catalog_->MarkPackDamaged(good.packs[0]));
+  EXPECT_EQ(Base(now, "/f"), "none");
+}
+
+TEST_P(CatalogTest, NothingIsCommittedThatNeedsAPackWhichHasGone) {
+  Backup old(*catalog_, "ABC1");
+  ASSERT_TRUE(old.Commit({FileItem(1, "/f")}));
+  ASSERT_TRUE(old.Commit({FileItem(2, "/g")}));
+  old.End();
+  ASSERT_TRUE(catalog_->MarkPackDamaged(old.packs[1]));
+  const Uid never = Uid::Random();
+  Backup backup(*catalog_, "ABC2");
+  std::vector<Uid> gone;
+  EXPECT_EQ(backup.Commit({FileItem(1, "/a"), FileItem(2, "/f", {old.packs[0], old.packs[1], never})}, &gone)
+                .What(),
+            Kind::kConflict);
+  EXPECT_EQ(Sorted(gone), Sorted({old.packs[1], never}));
+  EXPECT_EQ(FindItem(backup, "/a"), "none");
+  // The pack is still announced, and can be committed with what is left.
+  ASSERT_TRUE(catalog_->CommitGroup({backup.saveset.id, {{backup.packs[0], 5}}, {FileItem(1, "/a")}}, gone));
+  EXPECT_EQ(FindItem(backup, "/a"), "/a");
+}
+
+TEST_P(CatalogTest, DeletingNamesThePacksThatNobodyNeeds) {
+  Backup first(*catalog_, "ABC1");
+  ASSERT_TRUE(first.Commit({FileItem(1, "/shared")}));
+  ASSERT_TRUE(first.Commit({FileItem(2, "/alone"), FileItem(3, "/alone2")}));
+  EXPECT_EQ(catalog_->MarkSaveset(first.saveset.id, true).What(), Kind::kFailed) << "it is being filled";
+  first.End();
+  Backup second(*catalog_, "ABC2");
+  ASSERT_TRUE(second.Commit({FileItem(1, "/shared", {first.packs[0]})}));
+  second.End();
+  EXPECT_EQ(catalog_->MarkSaveset(4711, true).What(), Kind::kMissing);
+
+  Catalog::Deleted deleted;
+  ASSERT_TRUE(catalog_->MarkSaveset(first.saveset.id, true));
+  EXPECT_TRUE(Find("ABC1")->marked);
+  EXPECT_EQ(Savesets(), Names{"ABC2"});
+  std::int64_t now = 0;
+  ASSERT_TRUE(catalog_->Now(now));
+  ASSERT_TRUE(catalog_->DeleteMarked(now - 100, deleted));
+  EXPECT_TRUE(deleted.packs.empty() && deleted.savesets.empty()) << "the grace is not over";
+  ASSERT_TRUE(catalog_->DeleteMarked(now + 1, deleted));
+  EXPECT_EQ(deleted.packs, std::vector<Uid>{first.packs[1]});
+  EXPECT_EQ(deleted.savesets, std::vector<Uid>{first.saveset.uid});
+  EXPECT_FALSE(Find("ABC1"));
+  EXPECT_EQ(FindItem(second, "/shared"), "/shared");
+  EXPECT_EQ(catalog_->MarkSaveset(first.saveset.id, false).What(), Kind::kMissing);
+  // Until somebody says that the objects are gone.
+  Catalog::Deleted again;
+  ASSERT_TRUE(catalog_->DeleteMarked(now + 1, again));
+  EXPECT_EQ(again.packs, deleted.packs);
+  ASSERT_TRUE(catalog_->ForgetDeleted(deleted));
+  ASSERT_TRUE(catalog_->ListDeleted(again));
+  EXPECT_TRUE(again.packs.empty() && again.savesets.empty());
+
+  ASSERT_TRUE(catalog_->MarkSaveset(second.saveset.id, true));
+  ASSERT_TRUE(catalog_->DeleteMarked(now + 1, deleted));
+  EXPECT_EQ(Sorted(deleted.packs), Sorted({first.packs[0], second.packs[0]}));
+}
+
+// ---- Making it anew --------------------------------------------------------------------------------------
+
+TEST_P(CatalogTest, AnImportGivesWhatThePacksHave) {
+  Backup good(*catalog_, "ABC7");
+  ASSERT_TRUE(good.Commit({FileItem(1, "/f"), FileItem(2, "/a b")}));
+  ASSERT_TRUE(good.CommitDirectory(10, "/d", {"one", "two"}));
+
+  const std::unique_ptr<CatalogBacking> anew = GetParam().make();
+  const std::unique_ptr<Catalog> catalog = OpenCatalog(*anew, repository_);
+  Saveset saveset = good.saveset;
+  saveset.mover = Mover::kEndedClean;
+  ASSERT_TRUE(catalog->ImportSaveset(saveset, false));
+  Saveset torn = saveset;
+  torn.uid = Uid::Random();
+  torn.name = "ABC8";
+  torn.id = 0;
+  ASSERT_TRUE(catalog->ImportSaveset(torn, true));
+  const auto record = [&](const Item& item, const Saveset& of) {
+    return EncodeRecord(item, repository_, of.uid);
+  };
+
+  // Packs come in any order: one refers to another before that one came.
+  const Uid base = Uid::Random();
+  const Uid pack = Uid::Random();
+  const Uid lost = Uid::Random();
+  Item directory = FileItem(10, "/d");
+  directory.kind = ItemKind::kDirectory;
+  directory.entries = 2;
+  Item one = FileItem(11, "/d/one");
+  Item two = FileItem(12, "/d/two");
+  one.directory = two.directory = 10;
+  ASSERT_TRUE(
+      catalog->ImportPack({pack, 99}, saveset.uid,
+                          {record(FileItem(1, "/f", {base}), saveset), record(FileItem(2, "/a b"), saveset),
+                           record(one, saveset), record(directory, saveset)}));
+  ASSERT_TRUE(catalog->ImportPack({base, 98}, saveset.uid, {record(two, saveset)}));
+  Item half = one;
+  ASSERT_TRUE(catalog->ImportPack(
+      {Uid::Random(), 97}, torn.uid,
+      {record(FileItem(1, "/needs lost", {lost}), torn), record(half, torn), record(directory, torn)}));
+  EXPECT_EQ(catalog->ImportPack({Uid::Random(), 1}, Uid::Random(), {"record"}).What(), Kind::kMissing);
+  EXPECT_EQ(catalog->ImportPack({Uid::Random(), 1}, saveset.uid, {"nonsense"}).What(), Kind::kDamaged);
+  Names told;
+  ASSERT_TRUE(catalog->FinishImport([&told](const std::string& what) { told.push_back(what); }));
+  EXPECT_EQ(told.size(), 3u) << "the file without its pack, the torn directory, what was in it";
+
+  std::optional<Saveset> found;
+  ASSERT_TRUE(catalog->FindSaveset("ABC7", found));
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->id, good.saveset.id);
+  EXPECT_TRUE(found->hasItems);
+  EXPECT_EQ(NamesOf(*catalog, *found), NamesOf(*catalog_, good.saveset));
+  ASSERT_TRUE(catalog->FindSaveset("ABC8", found));
+  EXPECT_FALSE(found->hasItems);
+  std::optional<Pack> row;
+  ASSERT_TRUE(catalog->FindPack(lost, row));
+  EXPECT_FALSE(row);
+  ASSERT_TRUE(catalog->FindPack(base, row));
+  EXPECT_EQ(row->size, 98u);
+  // Work goes on with new numbers.
+  Backup next(*catalog, "ABC9");
+  EXPECT_GT(next.saveset.id, found->id);
+  EXPECT_TRUE(next.Commit({FileItem(1, "/f", {base})}));
+}
+
+// ---- Several at once -------------------------------------------------------------------------------------
+
+TEST_P(CatalogTest, SeveralAtOnceAllGetTheirTurn) {
+  std::atomic<int> wrong = 0;
+  std::atomic<bool> ended = false;
+  std::vector<std::thread> writers;
+  writers.reserve(6);
+  for (int writer = 0; writer < 6; ++writer) {
+    writers.emplace_back([&] {
+      const std::unique_ptr<Catalog> catalog = Connect();
+      Backup backup(*catalog, "SAME");
+      for (std::uint64_t i = 1; i <= 15; ++i) {
+        wrong += backup.Commit({FileItem(i, "/f" + std::to_string(i))}) ? 0 : 1;
+      }
+      backup.End();
+    });
+  }
+  std::thread reader([&] {
+    const std::unique_ptr<Catalog> catalog = Connect();
+    while (!ended) {
+      Names names;
+      wrong += catalog->ListSavesetsWith("ABC", "/f1", names) ? 0 : 1;
+    }
+  });
+  for (std::thread& writer : writers) {
+    writer.join();
+  }
+  ended = true;
+  reader.join();
+  EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(SavesetsWith("/f15").size(), 6u);
+}
+
+// Each statement of a commit fails in turn: nothing of it is there, and the next one works.
+TEST_P(CatalogTest, AFailureAnywhereInACommitLeavesNothingOfIt) {
+  Backup backup(*catalog_, "ABC1");
+  const auto faults = std::make_shared<Faults>();
+  std::unique_ptr<SqlEngine> engine;
+  ASSERT_TRUE(backing_->Connect(engine));
+  Catalog faulty(std::make_unique<FaultyEngine>(std::move(engine), faults), repository_);
+  Item inside = FileItem(2, "/d/a");
+  inside.directory = 1;
+  Item directory = FileItem(1, "/d");
+  directory.kind = ItemKind::kDirectory;
+  directory.entries = 1;
+  std::vector<Uid> gone;
+  bool failed = true;
+  std::size_t failing = 0;
+  for (; failed && failing < 100; ++failing) {
+    const Uid pack = Uid::Random();
+    ASSERT_TRUE(catalog_->AnnouncePack(backup.run.uid, pack));
+    faults->FailAt(failing, Faults::Which::kFromThenOn);
+    failed = !faulty.CommitGroup({backup.saveset.id, {{pack, 1}}, {inside, directory}}, gone);
+    std::optional<Pack> row;
+    ASSERT_TRUE(catalog_->FindPack(pack, row));
+    EXPECT_EQ(row.has_value(), !failed);
+    EXPECT_EQ(NamesOf(*catalog_, backup.saveset).size(), failed ? 0u : 2u);
+  }
+  EXPECT_GT(failing, 8u);
+}
+
+TEST_P(CatalogTest, ACatalogOfAnotherRepositoryIsNotTaken) {
+  std::unique_ptr<SqlEngine> engine;
+  ASSERT_TRUE(backing_->Connect(engine));
+  Catalog other(std::move(engine), Uid::Random());
+  EXPECT_EQ(other.Prepare().What(), Kind::kDamaged);
+}
+
+TEST_P(CatalogTest, ACatalogOfANewerReleaseIsLeftAlone) {
+  std::unique_ptr<SqlEngine> engine;
+  ASSERT_TRUE(backing_->Connect(engine));
+  ASSERT_TRUE(engine->Run("UPDATE catalog SET version = 2", {}));
+  Catalog newer(std::move(engine), repository_);
+  const Status prepared = newer.Prepare();
+  EXPECT_EQ(prepared.What(), Kind::kFailed);
+  EXPECT_NE(prepared.Message().find("newer release"), std::string::npos) << prepared.Message();
+}
+
+}  // namespace
+}  // namespace store

@@ -1,0 +1,173 @@
+// The configuration file: what is taken, and what is said of what is not.
+#include <gtest/gtest.h>
+
+#include "platform/data_file.h"
+#include "platform/platform.h"
+#include "store/server_config.h"
+#include "support/run_program.h"
+
+namespace store {
+namespace {
+
+class ConfigTest : public testing::Test {
+ protected:
+  // The sentence, empty if all is well. `{R}` in the text is a directory that has a full path here.
+  std::string Read(std::string text, const std::string& login = "prod") {
+    const std::string root = platform::IsSystemName(directory_.Path()) ? "/r" : "C:\\r";
+    for (std::size_t at = text.find("{R}"); at != std::string::npos; at = text.find("{R}")) {
+      text.replace(at, 3, root);
+    }
+    root_ = root;
+    WriteForOwner(text);
+    return ReadServerConfigFrom(File(), login, config_).Message();
+  }
+  // Nobody else may read it, since there may be a password in it.
+  void WriteForOwner(const std::string& text) {
+    std::string why;
+    platform::RemoveFile(File());
+    const auto file = platform::DataFile::CreateNew(File(), why);
+    ASSERT_NE(file, nullptr) << why;
+    EXPECT_TRUE(file->WriteAt(0, text.data(), text.size()) && file->Close()) << file->Why();
+  }
+  // The sentence of an error in that line.
+  std::string In(int line, const std::string& sentence) const {
+    return File() + ", line " + std::to_string(line) + ": " + sentence;
+  }
+  [[nodiscard]] std::string File() const { return directory_.File("korvo.ini"); }
+
+  support::TemporaryDirectory directory_;
+  ServerConfig config_;
+  std::string root_;
+};
+
+TEST_F(ConfigTest, SpacesCommentsAndAByteOrderMarkDoNotCount) {
+  EXPECT_EQ(Read("\xEF\xBB\xBF# first\r\n"
+                 "\t [ Prod ] ; the server\r\n"
+                 "  Repository =\t{R}/a #1;x  # where\r\n"
+                 "compression=0\r\n"
+                 "; in_place = maybe\r\n"
+                 "fresh_after = 0\n"
+                 "grace = 90m\n"
+                 "in_place = yes\n"),
+            "");
+  EXPECT_EQ(config_.section, "prod");
+  EXPECT_EQ(config_.repository, root_ + "/a") << "a mark with a space before it begins a comment";
+  EXPECT_EQ(config_.compression, 0);
+  EXPECT_EQ(config_.freshAfter, 0);
+  EXPECT_EQ(config_.grace, 90 * 60);
+  EXPECT_TRUE(config_.inPlace);
+  EXPECT_EQ(Read("[prod]\nrepository = \"{R}/a #1\"\n"), "");
+  EXPECT_EQ(config_.repository, root_ + "/a #1");
+  EXPECT_EQ(Read("[prod]\nrepository={R}/a#1;2/"), "") << "no space: no comment; no line end needed";
+  EXPECT_EQ(config_.repository, root_ + "/a#1;2");
+  EXPECT_EQ(config_.freshAfter, 7 * 24 * 3600);
+  EXPECT_EQ(config_.grace, 24 * 3600);
+}
+
+TEST_F(ConfigTest, MacrosAreFilledIn) {
+  const std::string tail = "[DEFAULT]\nrepository={R}\nbase=%(repository)\nx=p%(z)\nz=1\n";
+  EXPECT_EQ(Read("[prod]\nrepository=%(base)/%(me)/%(me)\nme=2\n" + tail), "");
+  EXPECT_EQ(config_.repository, root_ + "/2/2");
+  // A macro of [DEFAULT] means [DEFAULT]'s own keys.
+  EXPECT_EQ(Read("[prod]\nrepository={R}/%(z)\nz=p%(x)\n" + tail), "");
+  EXPECT_EQ(config_.repository, root_ + "/pp1");
+  EXPECT_EQ(Read("[prod]\nrepository={R}\nuser=u\npassword=\"%(x) # p\"\n"), "");
+  EXPECT_EQ(config_.password, "%(x) # p");
+
+  EXPECT_EQ(Read("[prod]\nrepository=%(a)\na=%(b)\nb=x%(a)\n"), In(4, "%(a) leads back to itself"));
+  EXPECT_EQ(Read("[prod]\nrepository=%(gone)\n"),
+            In(2, "%(gone) refers to a key that neither this section nor [DEFAULT] sets"));
+  EXPECT_EQ(Read("[prod]\nrepository=%(a/b\n"),
+            In(2, "%(key) is expected where \"%(\" is; a value in double quotes has no macros"));
+  std::string doubled = "[prod]\nrepository={R}%(a0)\n";
+  for (int i = 0; i < 60; ++i) {
+    doubled +=
+        "a" + std::to_string(i) + "=%(a" + std::to_string(i + 1) + ")%(a" + std::to_string(i + 1) + ")\n";
+  }
+  EXPECT_NE(Read(doubled + "a60=x\n").find("with its macros the value is too long"), std::string::npos);
+}
+
+TEST_F(ConfigTest, AServerIsNeverSilentlyAnotherOne) {
+  EXPECT_EQ(
+      Read("[DEFAULT]\nrepository={R}\n[prod]\ncompression=3\n"),
+      In(3,
+         "section [prod] does not say where its repository is: repository = the full path of a directory is "
+         "expected"));
+  EXPECT_EQ(Read("[DEFAULT]\nrepository={R}\n"), "");
+  EXPECT_EQ(config_.section, "DEFAULT");
+  EXPECT_EQ(TellServer(config_), "repository " + root_ + ", section [DEFAULT] of " + File());
+  EXPECT_EQ(Read("[prod1]\nrepository={R}\n[prod2]\nrepository={R}\n"),
+            File() +
+                " has no section [prod] and no [DEFAULT]: it has [prod1], [prod2]. Add a section for the "
+                "server, or "
+                "correct its name");
+  EXPECT_EQ(Read("[prod]\nrepository={R}\n[PROD]\nrepository={R}/2\n"),
+            In(3, "section [PROD] began in line 1 already: put its settings there"));
+  EXPECT_EQ(Read("[prod]\nrepository={R}\nrepository={R}/2\n"),
+            In(3, "repository was set in line 2 already: take one of the two out"));
+}
+
+TEST_F(ConfigTest, MistakesAreNamedByFileAndLine) {
+  EXPECT_EQ(Read("[prod]\nrepositry={R}\n"), In(2, "there is no key repositry: did you mean repository?"));
+  EXPECT_NE(Read("[prod]\nrepository={R}\ncolour=red\n")
+                .find("line 3: there is no key colour: the keys are repository"),
+            std::string::npos);
+  EXPECT_EQ(
+      Read("[prod]\nrepository {R}\n"),
+      In(2, "this line is neither a [section] nor a setting: key = value is expected, or a comment after #"));
+  EXPECT_EQ(Read("repository={R}\n"),
+            In(1, "repository is set before any section: a line like [prod] has to come first"));
+  EXPECT_EQ(Read("[prod\n"), In(1, "\"]\" is missing: a section begins with a line like [prod]"));
+  EXPECT_EQ(Read("[prod] repository={R}\n"),
+            In(1, "a section begins with a line like [prod], and nothing after it but a comment"));
+  EXPECT_EQ(Read("[prod]\nrepository=\"{R}\" x\n"),
+            In(2, "a value that begins with a quote ends with one, and nothing follows it but a comment"));
+  EXPECT_EQ(Read("[prod]\nrepository = # to do\n"),
+            In(2, "repository has no value: give it one, or take the line out"));
+  EXPECT_EQ(Read("[prod]\nrepository=backups\n"),
+            In(2, "repository = backups: the full path of a directory is expected"));
+  for (const char* value : {"20", "-1", "x", "3.5"}) {
+    EXPECT_EQ(Read("[prod]\nrepository={R}\ncompression=" + std::string(value)),
+              In(3, "compression = " + std::string(value) +
+                        ": a number from 0 (none) to 19 (smallest, slowest) is expected"));
+  }
+  for (const char* value : {"7", "d", "1w", "-1d", "1.5h", "99999999999999999999d", "36601d"}) {
+    EXPECT_EQ(
+        Read("[prod]\nrepository={R}\ngrace=" + std::string(value)),
+        In(3,
+           "grace = " + std::string(value) +
+               ": a whole number with its unit is expected, s, m, h or d as in 24h, of at most 100 years"));
+  }
+  EXPECT_EQ(Read("[prod]\nrepository={R}\nin_place=1\n"), In(3, "in_place = 1: yes or no is expected"));
+  EXPECT_EQ(Read("[prod]\nrepository={R}\nuser=me\n"),
+            In(3, "user and password go together: set both, or neither"));
+  EXPECT_EQ(Read("[prod]\nrepository={R}\nuser=a:b\npassword=p\n"),
+            In(3, "user = a:b: a name without a colon is expected"));
+  EXPECT_EQ(Read("[prod]\nrepository={R}\nkey_file=key\n"),
+            In(3, "key_file = key: the full path of a file is expected"));
+  EXPECT_EQ(Read(std::string("[\0p\0r\0o\0d\0]\0", 12)),
+            File() + " is no plain text: save it as UTF-8, without zero bytes");
+  EXPECT_EQ(Read("[prod]\nrepository={R}\n", ""), "the server's name is empty");
+  const Status missing = ReadServerConfigFrom(directory_.File("gone.ini"), "prod", config_);
+  EXPECT_TRUE(missing.Message().starts_with(directory_.File("gone.ini") + " cannot be read: "))
+      << missing.Message();
+}
+
+TEST_F(ConfigTest, ALoginNeedsUserAndPassword) {
+  ASSERT_EQ(Read("[prod]\nrepository={R}\n"), "");
+  EXPECT_TRUE(CheckLogin("prod:any:body", config_));
+  ASSERT_EQ(Read("[prod]\nrepository={R}\nuser=bob\npassword=a:b c\n"), "");
+  for (const char* good : {"prod:bob:a:b c", "prod:5000:bob:a:b c"}) {
+    EXPECT_TRUE(CheckLogin(good, config_)) << good;
+  }
+  for (const char* bad :
+       {"prod", "prod:", "prod:bob", "prod:bob:", "prod:bob:a", "prod:bob:a:b", "prod:bob:a:b c ",
+        "prod:Bob:a:b c", "prod:1:2:bob:a:b c", "prod:5000", "bob:a:b c"}) {
+    const Status refused = CheckLogin(bad, config_);
+    EXPECT_FALSE(refused) << bad;
+    EXPECT_EQ(refused.Message().find("a:b c"), std::string::npos) << "the password is told";
+  }
+}
+
+}  // namespace
+}  // namespace store

@@ -1,0 +1,399 @@
+// The bytes of the store's objects: they cannot change unnoticed, and none that are damaged pass for good.
+#include "store/pack/format.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "platform/platform.h"
+#include "store/base/bytes.h"
+#include "store/base/checksum.h"
+#include "store/keys/block_cipher.h"
+#include "store/pack/map.h"
+#include "store/pack/record.h"
+#include "support/dice.h"
+#include "support/run_program.h"
+
+namespace store {
+namespace {
+
+Uid Filled(unsigned char byte) {
+  Uid uid;
+  uid.bytes.fill(byte);
+  return uid;
+}
+
+const Uid kRepository = Filled(0x11);
+const Uid kPack = Filled(0x22);
+const Uid kSaveset = Filled(0x33);
+
+std::string Hex(std::string_view bytes) {
+  static constexpr std::string_view kDigits = "0123456789abcdef";
+  std::string text;
+  for (const unsigned char byte : bytes) {
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 15];
+  }
+  return text;
+}
+
+std::string Times(int count, const std::string& text) {
+  std::string all;
+  for (int i = 0; i < count; ++i) {
+    all += text;
+  }
+  return all;
+}
+
+const std::string kRepositoryHex = Times(16, "11");
+const std::string kPackHex = Times(16, "22");
+const std::string kSavesetHex = Times(16, "33");
+
+ObjectHeader PlainHeader() { return {ObjectKind::kPack, kRepository, kPack, Cipher::kNone, {}}; }
+
+PackTables SomeTables() {
+  PackTables tables;
+  tables.saveset = kSaveset;
+  tables.items = 2;
+  tables.blocks = {{BlockKind::kData, Codec::kZstd, 500, 70000, Filled(0x44)},
+                   {BlockKind::kRecords, Codec::kPlain, 12, 12, Filled(0x55)}};
+  tables.refersTo = {Filled(0x66)};
+  return tables;
+}
+
+// A pack of which the blocks are nothing but their sizes.
+std::string SomePack() {
+  const std::string header = EncodeHeader(PlainHeader());
+  const std::uint64_t tables = header.size() + 512;
+  return header + std::string(512, 'b') + EncodeEnd(kPack, header, tables, SomeTables());
+}
+
+Status ReadPack(std::string_view pack, PackTables& tables) {
+  ObjectHeader header;
+  std::size_t headerSize = 0;
+  Trailer trailer;
+  if (Status size = HeaderSize(pack, headerSize); !size) {
+    return size;
+  }
+  if (Status read = DecodeHeader(pack.substr(0, headerSize), PlainHeader(), header); !read) {
+    return read;
+  }
+  if (Status read = DecodeTrailer(pack.substr(pack.size() - kTrailerSize), kPack, pack.size(), trailer);
+      !read) {
+    return read;
+  }
+  return DecodeTables(pack.substr(0, headerSize), pack.substr(trailer.tablesOffset, trailer.tablesSize),
+                      trailer, tables);
+}
+
+Item SomeItem() {
+  Item item;
+  item.number = 300;
+  item.name = "/db/system.dbf";
+  item.facts.size = 70000;
+  item.facts.modified = {-2, 999'999'999};
+  item.facts.mode = 0640;
+  item.facts.owner = 7;
+  item.facts.group = 200;
+  item.facts.sparse = true;
+  item.changed = true;
+  item.map = {kPack, 1, 2, 3};
+  item.content = Filled(0x77);
+  item.stored = 1;
+  item.packs = {kPack, Filled(0x66)};
+  item.unknown = Encoder().Varint(40).Text("later").Take();
+  return item;
+}
+
+MapLeaf SomeLeaf() {
+  MapLeaf leaf;
+  leaf.chunkSize = 8192;
+  leaf.packs = {kPack, Filled(0x66)};
+  leaf.holes = {{8192, 4096}, {16384, 100}};
+  leaf.chunks = {{Filled(1), false, 0, 3, 0},
+                 {Filled(2), false, 0, 3, 8192},
+                 {{}, true, 0, 0, 0},
+                 {Filled(3), false, 1, 300, 64},
+                 {Filled(4), false, 0, 3, 16384}};
+  return leaf;
+}
+
+MapTree SomeTree() {
+  MapTree tree;
+  tree.chunkSize = 65536;
+  tree.leaves = {{Filled(1), {kPack, 9, 0, 20000}},
+                 {Filled(2), {Filled(0x66), 300, 7, 8}},
+                 {Filled(3), {kPack, 9, 20000, 5}}};
+  return tree;
+}
+
+// ---- The bytes -------------------------------------------------------------------------------------------
+
+TEST(Format, PacksHaveTheBytesOfThePage) {
+  EXPECT_EQ(Hex(EncodeHeader(PlainHeader())), Hex("KORVOBJ1") + "02000100" + Times(12, "00") +
+                                                  kRepositoryHex + kPackHex + "0101000000000000" +
+                                                  "3ddfbf3c1dee899a371bfa2a83632337");
+  EXPECT_EQ(Hex(std::string_view(SomePack()).substr(80 + 512)),
+            kSavesetHex + "02000000" + "02000000" + "0001f401000070110100" + Times(16, "44") +
+                "02000c0000000c000000" + Times(16, "55") + "01000000" + Times(16, "66") + Hex("KORVEND1") +
+                "f002000000000000" + "5002000000000000" + "6000000000000000" + kPackHex +
+                "815194c9fa7fd476c300effb4659808b");
+  EXPECT_EQ(BlockChecksum(kPack, 1, "stored").Hex(), "5eb0cf412178b4b28a2a9d6ff5008b14");
+}
+
+TEST(Format, RecordsHaveTheBytesOfThePage) {
+  EXPECT_EQ(Hex(EncodeRecord(SomeItem(), kRepository, kSaveset)),
+            "0102ac02"
+            "020e" +
+                Hex("/db/system.dbf") +
+                "030100"
+                "0403f0a204"
+                "050cfeffffffffffffffffc99a3b"
+                "0605a00307c801"
+                "070105"
+                "0b13" +
+                kPackHex +
+                "010203"
+                "0c10" +
+                Times(16, "77") +
+                "0d080100000000000000"
+                "0e20" +
+                kPackHex + Times(16, "66") + "2805" + Hex("later") +
+                "7f10"
+                "374fdd884c5415c451c8f0d529c88451");
+}
+
+TEST(Format, MapsHaveTheBytesOfThePage) {
+  EXPECT_EQ(Hex(EncodeLeaf(SomeLeaf())),
+            "01"
+            "8040"
+            "02" +
+                kPackHex + Times(16, "66") +
+                "02"
+                "80408020"
+                "802064"
+                "05"
+                "05"
+                "000300" +
+                Times(16, "01") + Times(16, "02") +
+                "02"
+                "03"
+                "01ac0240" +
+                Times(16, "03") +
+                "03"
+                "0003808001" +
+                Times(16, "04"));
+  EXPECT_EQ(Hex(EncodeTree(SomeTree())),
+            "02"
+            "808004"
+            "02" +
+                kPackHex + Times(16, "66") + "03" + Times(16, "01") + "000900a09c01" + Times(16, "02") +
+                "01ac020708" + Times(16, "03") + "0009a09c0105");
+}
+
+TEST(Format, EverythingReadsAsItWasWritten) {
+  PackTables tables;
+  ASSERT_TRUE(ReadPack(SomePack(), tables));
+  EXPECT_EQ(tables.items, 2U);
+  EXPECT_EQ(tables.saveset, kSaveset);
+  EXPECT_EQ(tables.blocks.at(0).plain, 70000U);
+  EXPECT_EQ(tables.refersTo, SomeTables().refersTo);
+  Item item;
+  const std::string record = EncodeRecord(SomeItem(), kRepository, kSaveset);
+  ASSERT_TRUE(DecodeRecord(record, kRepository, kSaveset, item));
+  EXPECT_EQ(item.facts.modified, SomeItem().facts.modified);
+  EXPECT_EQ(item.unknown, SomeItem().unknown);
+  EXPECT_EQ(EncodeRecord(item, kRepository, kSaveset), record);
+  MapLeaf leaf;
+  ASSERT_TRUE(DecodeLeaf(EncodeLeaf(SomeLeaf()), leaf));
+  EXPECT_EQ(leaf.chunks.at(3).block, 300U);
+  EXPECT_EQ(EncodeLeaf(leaf), EncodeLeaf(SomeLeaf()));
+  MapTree tree;
+  ASSERT_TRUE(DecodeTree(EncodeTree(SomeTree()), tree));
+  EXPECT_EQ(EncodeTree(tree), EncodeTree(SomeTree()));
+}
+
+// ---- Damage ----------------------------------------------------------------------------------------------
+
+// Every byte changed in every bit, and every beginning: `read` must refuse each.
+void ExpectDamageIsRefused(const std::string& bytes, const std::function<bool(std::string_view)>& read) {
+  ASSERT_TRUE(read(bytes));
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    for (int bit = 0; bit < 8; ++bit) {
+      std::string damaged = bytes;
+      damaged[i] = static_cast<char>(damaged[i] ^ (1 << bit));
+      EXPECT_FALSE(read(damaged)) << "bit " << bit << " of byte " << i;
+    }
+    EXPECT_FALSE(read(std::string_view(bytes).substr(0, i))) << i;
+  }
+  EXPECT_FALSE(read(bytes + "x"));
+}
+
+TEST(Format, DamageOfAnyBitIsRefused) {
+  ExpectDamageIsRefused(EncodeHeader(PlainHeader()) + EncodeEnd(kPack, EncodeHeader(PlainHeader()), 80, {}),
+                        [](std::string_view pack) {
+                          PackTables tables;
+                          return pack.size() > kTrailerSize && ReadPack(pack, tables);
+                        });
+  ExpectDamageIsRefused(EncodeRecord(SomeItem(), kRepository, kSaveset), [](std::string_view bytes) {
+    Item item;
+    return static_cast<bool>(DecodeRecord(bytes, kRepository, kSaveset, item));
+  });
+  ObjectHeader header = PlainHeader();
+  header.kind = ObjectKind::kSavesetBegin;
+  ExpectDamageIsRefused(EncodeObject(header, "content"), [&header](std::string_view bytes) {
+    std::string content;
+    return static_cast<bool>(DecodeObject(bytes, header, content));
+  });
+}
+
+TEST(Format, WhatBelongsElsewhereIsRefused) {
+  const std::string record = EncodeRecord(SomeItem(), kRepository, kSaveset);
+  Item item;
+  EXPECT_FALSE(DecodeRecord(record, kSaveset, kSaveset, item));
+  EXPECT_FALSE(DecodeRecord(record, kRepository, kPack, item));
+  ObjectHeader header;
+  for (ObjectHeader expected :
+       {ObjectHeader{ObjectKind::kPack, kPack, kPack, Cipher::kNone, {}},
+        ObjectHeader{ObjectKind::kPack, kRepository, kSaveset, Cipher::kNone, {}},
+        ObjectHeader{ObjectKind::kRepository, kRepository, kPack, Cipher::kNone, {}}}) {
+    EXPECT_EQ(DecodeHeader(EncodeHeader(PlainHeader()), expected, header).What(), Status::Kind::kDamaged);
+  }
+  EXPECT_NE(BlockChecksum(kPack, 1, "stored"), BlockChecksum(kPack, 2, "stored"));
+  EXPECT_NE(BlockChecksum(kPack, 1, "stored"), BlockChecksum(kSaveset, 1, "stored"));
+}
+
+TEST(Format, ANewerReleaseIsToldFromDamage) {
+  std::string bytes = EncodeHeader(PlainHeader()).substr(0, kHeaderStart);
+  bytes[20] = 1;  // a feature that everybody must know
+  Checksum checksum;
+  checksum.Add(bytes);
+  ObjectHeader header;
+  const Status read = DecodeHeader(bytes + std::string(checksum.Value().Bytes()), PlainHeader(), header);
+  EXPECT_EQ(read.What(), Status::Kind::kFailed);
+  EXPECT_NE(read.Message().find("newer release"), std::string::npos);
+}
+
+// Maps have no checksum of their own. Whatever is in them, nothing is read or taken beyond its bounds, and
+// what is read is what the same bytes say again.
+TEST(Format, MapsOfAnyBytesStayWithinTheirBounds) {
+  Dice dice(20261125);
+  const std::string leafBytes = EncodeLeaf(SomeLeaf());
+  const std::string treeBytes = EncodeTree(SomeTree());
+  for (int round = 0; round < 20000; ++round) {
+    std::string leaf = leafBytes.substr(0, dice.Below(leafBytes.size() + 1));
+    std::string tree = treeBytes.substr(0, dice.Below(treeBytes.size() + 1));
+    for (std::string* bytes : {&leaf, &tree}) {
+      for (std::size_t flips = dice.Below(4); flips > 0 && !bytes->empty(); --flips) {
+        (*bytes)[dice.Below(bytes->size())] = static_cast<char>(dice.Below(256));
+      }
+    }
+    MapLeaf readLeaf;
+    if (DecodeLeaf(leaf, readLeaf)) {
+      EXPECT_LE(readLeaf.chunks.size(), kChunksOfLeaf);
+      for (const ChunkPlace& chunk : readLeaf.chunks) {
+        EXPECT_TRUE(chunk.zero || chunk.pack < readLeaf.packs.size());
+      }
+    }
+    MapTree readTree;
+    if (DecodeTree(tree, readTree)) {
+      EXPECT_LE(readTree.leaves.size() * Uid::kSize, tree.size());
+    }
+  }
+}
+
+// ---- Keys ------------------------------------------------------------------------------------------------
+
+class KeysTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(Keys::Make(true, kRepository, keys_));
+    ASSERT_TRUE(keys_.WriteFiles(secret_, key_));
+  }
+
+  Status Read(const std::string& secret, const std::string& key, Keys& keys) const {
+    return Keys::Read(keys_.HeaderPart(), kRepository, secret, key, keys);
+  }
+
+  support::TemporaryDirectory directory_;
+  const std::string secret_ = directory_.Path() + "/secret";
+  const std::string key_ = directory_.Path() + "/key";
+  Keys keys_;
+};
+
+TEST_F(KeysTest, ASaverCannotReadAndAReaderCan) {
+  Keys saver;
+  Keys reader;
+  ASSERT_TRUE(Read(secret_, "", saver));
+  ASSERT_TRUE(Read(secret_, key_, reader));
+  EXPECT_TRUE(saver.CanSave());
+  EXPECT_NE(saver.CanRead().Message().find("key_file"), std::string::npos);
+  EXPECT_EQ(saver.IdOf("bytes"), reader.IdOf("bytes"));
+  EXPECT_NE(saver.IdOf("bytes"), saver.IdOf("byteS"));
+
+  PackCiphers written;
+  PackCiphers read;
+  PackCiphers again;
+  ASSERT_TRUE(saver.NewPack(kPack, written));
+  ASSERT_TRUE(reader.OpenPack(kPack, written.cipher, written.sealedKey, read));
+  ASSERT_TRUE(saver.OpenPack(kPack, written.cipher, written.sealedKey, again));
+  EXPECT_EQ(again.data, nullptr);
+  std::string stored;
+  std::string plain;
+  ASSERT_TRUE(written.data->Encrypt(3, "place", "plain", stored));
+  ASSERT_TRUE(read.data->Decrypt(3, "place", stored, plain));
+  EXPECT_EQ(plain, "plain");
+  EXPECT_EQ(read.data->Decrypt(4, "place", stored, plain).What(), Status::Kind::kDamaged);
+  EXPECT_EQ(read.data->Decrypt(3, "place of another", stored, plain).What(), Status::Kind::kDamaged);
+  EXPECT_EQ(read.meta->Decrypt(3, "place", stored, plain).What(), Status::Kind::kDamaged);
+  ASSERT_TRUE(written.meta->Encrypt(3, "place", "plain", stored));
+  EXPECT_TRUE(again.meta->Decrypt(3, "place", stored, plain));
+}
+
+TEST_F(KeysTest, AWrongFileIsToldAtOnce) {
+  Keys keys;
+  Keys others;
+  EXPECT_FALSE(Read(key_, "", keys));
+  EXPECT_FALSE(Read("", secret_, keys));
+  EXPECT_FALSE(Read(directory_.Path() + "/missing", "", keys));
+  EXPECT_FALSE(keys_.WriteFiles(secret_, directory_.Path() + "/new"));
+  // Of another repository by name, and of one that took this one's id.
+  EXPECT_NE(Keys::Read(keys_.HeaderPart(), kPack, secret_, "", keys).Message().find("belongs to repository"),
+            std::string::npos);
+  ASSERT_TRUE(Keys::Make(true, kRepository, others));
+  EXPECT_FALSE(Keys::Read(others.HeaderPart(), kRepository, secret_, "", keys));
+  EXPECT_FALSE(Keys::Read(others.HeaderPart(), kRepository, "", key_, keys));
+  ASSERT_TRUE(Read("", "", keys));
+  EXPECT_NE(keys.CanSave().Message().find("secret_file"), std::string::npos);
+}
+
+TEST_F(KeysTest, BothSoftwareAndProcessorReadTheSameCipher) {
+  // The number, the place and the key are fixed: the cipher's bytes are those of every machine.
+  const std::string key(kCipherKeySize, 'k');
+  std::string stored;
+  std::string plain;
+  for (const auto& cipher : {MakeBlockCipher(Cipher::kAes256Gcm, key), MakeSoftwareAes256Gcm(key)}) {
+    ASSERT_TRUE(cipher->Encrypt(258, "place", "plain", stored));
+    EXPECT_EQ(Hex(stored), "84f4b740acf6ee3c9d758c6c1599f3fcb28c960134");
+    ASSERT_TRUE(cipher->Decrypt(258, "place", stored, plain));
+    stored[2] ^= 1;
+    EXPECT_FALSE(cipher->Decrypt(258, "place", stored, plain));
+  }
+  const auto other = MakeBlockCipher(Cipher::kXChaCha20Poly1305, key);
+  ASSERT_TRUE(other->Encrypt(258, "place", "plain", stored));
+  EXPECT_EQ(Hex(stored), "ec569afe8db3cd3b3a6f64e09fd001e4b22f530ebd");
+}
+
+TEST_F(KeysTest, SmallObjectsAreBoundToWhatTheyAre) {
+  std::string stored;
+  std::string plain;
+  ASSERT_TRUE(keys_.EncryptObject(3, kSaveset, "content", stored));
+  ASSERT_TRUE(keys_.DecryptObject(3, kSaveset, stored, plain));
+  EXPECT_EQ(plain, "content");
+  EXPECT_FALSE(keys_.DecryptObject(4, kSaveset, stored, plain));
+  EXPECT_FALSE(keys_.DecryptObject(3, kPack, stored, plain));
+  EXPECT_FALSE(keys_.DecryptObject(3, kSaveset, stored.substr(0, 10), plain));
+}
+
+}  // namespace
+}  // namespace store

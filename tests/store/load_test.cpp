@@ -1,0 +1,395 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "platform/data_file.h"
+#include "platform/platform.h"
+#include "store/load/file_copy.h"
+#include "store/pack_maker.h"
+#include "store/place/directory_place.h"
+#include "support/dice.h"
+#include "support/run_program.h"
+
+namespace store {
+namespace {
+
+using Kind = Status::Kind;
+
+// A directory that counts what is read from it.
+class CountingPlace : public DirectoryPlace {
+ public:
+  using DirectoryPlace::DirectoryPlace;
+  Status Get(const std::string& name, std::uint64_t offset, std::size_t size, std::string& bytes) override {
+    {
+      const std::lock_guard lock(mutex_);
+      ++reads_[{name, offset}];
+    }
+    return DirectoryPlace::Get(name, offset, size, bytes);
+  }
+  int ReadsAt(const Uid& pack, std::uint64_t offset) {
+    const std::lock_guard lock(mutex_);
+    return reads_[{PackObject(pack), offset}];
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<std::pair<std::string, std::uint64_t>, int> reads_;
+};
+
+class LoadTest : public testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override { ASSERT_TRUE(Keys::Make(GetParam(), repository_, keys_)); }
+
+  std::vector<PackMaker> NewPacks(std::size_t count) {
+    std::vector<PackMaker> packs;
+    for (std::size_t i = 0; i < count; ++i) {
+      packs.emplace_back(keys_, repository_);
+    }
+    return packs;
+  }
+
+  void PutAll(std::vector<PackMaker>& packs) {
+    for (PackMaker& pack : packs) {
+      pack.Put(place_);
+    }
+  }
+
+  // As a restore does it, with everything opened anew. `content` gets what is in the file then.
+  Status Copy(const Item& item, std::string& content, Uid* bad = nullptr) {
+    PackCache packs(
+        [this](const Uid& id, PackCache::Pack& pack) {
+          return PackReader::Open(place_, keys_, repository_, id, pack);
+        },
+        8);
+    BlockCache blocks(
+        [&packs](const BlockKey& key, std::string& bytes) {
+          PackCache::Pack pack;
+          const Status got = packs.Get(key.pack, pack);
+          return got ? pack->ReadBlock(key.number, bytes) : got;
+        },
+        16 << 20);
+    WorkQueue workers(3);
+    std::string why;
+    const std::string path = directory_.Path() + "/target" + std::to_string(++targets_);
+    const auto file = platform::DataFile::CreateNew(path, why);
+    EXPECT_NE(file, nullptr) << why;
+    FileCopy copy({keys_, packs, blocks, workers}, item, file.get());
+    Status copied = copy.Run();
+    if (bad != nullptr) {
+      *bad = copy.BadPack();
+    }
+    content.assign(static_cast<std::size_t>(std::filesystem::file_size(path)), '\0');
+    std::size_t got = 0;
+    EXPECT_TRUE(file->ReadAt(0, content.data(), content.size(), got) && got == content.size());
+    target_ = path;
+    return copied;
+  }
+
+  std::string RandomBytes(std::size_t size) {
+    std::string bytes(size, '\0');
+    for (char& byte : bytes) {
+      byte = static_cast<char>(dice_.Below(11));
+    }
+    return bytes;
+  }
+
+  void Flip(const Uid& pack, std::uint64_t position) {
+    const std::string path = directory_.Path() + "/" + PackObject(pack);
+    std::FILE* file = std::fopen(path.c_str(), "r+b");
+    ASSERT_NE(file, nullptr);
+    std::fseek(file, static_cast<long>(position), SEEK_SET);
+    const int byte = std::fgetc(file);
+    std::fseek(file, static_cast<long>(position), SEEK_SET);
+    std::fputc(byte ^ 0x10, file);
+    std::fclose(file);
+  }
+
+  support::TemporaryDirectory directory_;
+  CountingPlace place_{directory_.Path(), "here"};
+  const Uid repository_ = Uid::Random();
+  Keys keys_;
+  Dice dice_{7};
+  std::string target_;
+  int targets_ = 0;
+};
+
+INSTANTIATE_TEST_SUITE_P(PlainAndEncrypted, LoadTest, testing::Bool(),
+                         [](const auto& encrypted) { return encrypted.param ? "Encrypted" : "Plain"; });
+
+TEST_P(LoadTest, FilesOfAllSizesComeBack) {
+  for (const std::size_t size : {std::size_t{1}, std::size_t{8192}, std::size_t{8193}, std::size_t{700'000},
+                                 std::size_t{3'000'001}, std::size_t{8192 * 2500 + 17}}) {
+    std::string bytes = RandomBytes(size);
+    // Zeros from the middle of a chunk over several.
+    for (std::size_t at = size / 3; at < size / 2; ++at) {
+      bytes[at] = '\0';
+    }
+    std::vector<PackMaker> packs = NewPacks(2);
+    Layout layout;
+    layout.packOf = [](std::uint64_t chunk) { return std::size_t{chunk % 5 == 0}; };
+    const Item item = MakeFile(keys_, bytes, layout, packs);
+    PutAll(packs);
+    std::string content;
+    const Status copied = Copy(item, content);
+    EXPECT_TRUE(copied) << size << ": " << copied.Message();
+    EXPECT_TRUE(content == bytes) << size;
+  }
+}
+
+// A file of which some pages changed between backups: each block of each of them is read once.
+TEST_P(LoadTest, GenerationsInterleavedAreReadOnce) {
+  constexpr std::size_t kGenerations = 10;
+  const std::string bytes = RandomBytes(8192 * 4000);
+  std::vector<std::size_t> generation(4000, 0);
+  for (std::size_t& one : generation) {
+    one = dice_.OneIn(4) ? 1 + dice_.Below(kGenerations - 1) : 0;
+  }
+  std::vector<PackMaker> packs = NewPacks(kGenerations);
+  Layout layout;
+  layout.packOf = [&](std::uint64_t chunk) { return generation[static_cast<std::size_t>(chunk)]; };
+  const Item item = MakeFile(keys_, bytes, layout, packs);
+  PutAll(packs);
+  std::string content;
+  const Status copied = Copy(item, content);
+  ASSERT_TRUE(copied) << copied.Message();
+  EXPECT_TRUE(content == bytes);
+  for (const PackMaker& pack : packs) {
+    for (std::size_t block = 1; block + 1 < pack.Offsets().size(); ++block) {
+      EXPECT_EQ(place_.ReadsAt(pack.Id(), pack.Offsets()[block]), 1) << "block " << block;
+    }
+  }
+}
+
+// Holes come back where they were; zeros that were written keep their room; bytes that came into a hole while
+// the file was read are no less true.
+TEST_P(LoadTest, HolesAndZeros) {
+  constexpr std::uint64_t kMiB = 1 << 20;
+  std::string bytes = RandomBytes(12 * kMiB);
+  Layout layout;
+  layout.holes = {{kMiB, 2 * kMiB}, {5 * kMiB + 4096, 8192}, {7 * kMiB, kMiB}, {11 * kMiB, kMiB}};
+  for (const Hole& hole : layout.holes) {
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(hole.offset), hole.size, '\0');
+  }
+  std::fill_n(bytes.begin() + 9 * kMiB, kMiB, '\0');  // zeros that are no hole
+  bytes[7 * kMiB + 100] = 'x';                        // in a hole
+  std::vector<PackMaker> packs = NewPacks(1);
+  const Item item = MakeFile(keys_, bytes, layout, packs);
+  PutAll(packs);
+  std::string content;
+  const Status copied = Copy(item, content);
+  ASSERT_TRUE(copied) << copied.Message();
+  EXPECT_TRUE(content == bytes);
+  std::string why;
+  const auto file = platform::DataFile::OpenForReading(target_, why);
+  ASSERT_NE(file, nullptr) << why;
+  if (file->NextHole(0, bytes.size()) != bytes.size()) {
+    EXPECT_EQ(file->NextHole(0, bytes.size()), kMiB);
+    EXPECT_EQ(file->NextData(kMiB, bytes.size()), 3 * kMiB);
+    EXPECT_EQ(file->NextHole(8 * kMiB, bytes.size()), 11 * kMiB);
+    EXPECT_EQ(file->NextData(11 * kMiB, bytes.size()), bytes.size());
+  } else {
+    EXPECT_NE(std::filesystem::path::preferred_separator, '/') << "only Wine tells of no holes";
+  }
+}
+
+// Every byte of a pack is covered: a flipped one is told with pack and position, or it concerns nothing that
+// is read. A wrong file never comes out as a good one.
+TEST_P(LoadTest, OneFlippedByteAnywhere) {
+  const std::string bytes = RandomBytes(8192 * 7 + 5);
+  std::vector<PackMaker> packs = NewPacks(1);
+  Layout layout;
+  layout.chunksOfBlock = 3;
+  const Item item = MakeFile(keys_, bytes, layout, packs);
+  packs[0].AddBlock(BlockKind::kRecords, RandomBytes(100), Codec::kPlain);
+  packs[0].Put(place_);
+  const Uid pack = packs[0].Id();
+  const auto size = std::filesystem::file_size(directory_.Path() + "/" + PackObject(pack));
+  const std::vector<std::uint64_t>& offsets = packs[0].Offsets();
+  for (std::uint64_t position = 0; position < size; position += 1 + dice_.Below(90)) {
+    Flip(pack, position);
+    std::string content;
+    Uid bad;
+    const Status copied = Copy(item, content, &bad);
+    const bool isRecord = position >= offsets[offsets.size() - 2] && position < offsets.back();
+    EXPECT_EQ(static_cast<bool>(copied), isRecord) << position;
+    if (copied) {
+      EXPECT_TRUE(content == bytes) << position;
+    } else {
+      EXPECT_EQ(copied.What(), Kind::kDamaged) << position;
+      EXPECT_EQ(bad, pack) << position;
+      EXPECT_NE(copied.Message().find("pack " + pack.Hex() + " is damaged at byte "), std::string::npos)
+          << copied.Message();
+    }
+    platform::RemoveFile(target_);
+    Flip(pack, position);
+  }
+  std::string content;
+  EXPECT_TRUE(Copy(item, content));
+  EXPECT_TRUE(content == bytes);
+}
+
+TEST_P(LoadTest, APackThatIsCutOrMissingOrAnotherOne) {
+  const std::string bytes = RandomBytes(8192 * 3000);
+  std::vector<PackMaker> packs = NewPacks(3);
+  Layout layout;
+  layout.packOf = [](std::uint64_t chunk) { return chunk == 1500 ? std::size_t{1} : std::size_t{0}; };
+  const Item item = MakeFile(keys_, bytes, layout, packs);
+  PutAll(packs);
+  const std::string path = directory_.Path() + "/" + PackObject(packs[1].Id());
+  const std::string other = directory_.Path() + "/" + PackObject(packs[0].Id());
+  const std::string kept = support::ReadWholeFile(path);
+  std::string content;
+  Uid bad;
+  for (const std::uint64_t size :
+       {std::uint64_t{0}, std::uint64_t{63}, std::uint64_t{500}, std::filesystem::file_size(path) - 1}) {
+    std::filesystem::resize_file(path, size);
+    const Status copied = Copy(item, content, &bad);
+    EXPECT_EQ(copied.What(), Kind::kDamaged) << size;
+    EXPECT_EQ(bad, packs[1].Id()) << size;
+    support::WriteWholeFile(path, kept);
+  }
+  ASSERT_TRUE(place_.Delete(PackObject(packs[1].Id())));
+  const Status missing = Copy(item, content, &bad);
+  EXPECT_EQ(missing.What(), Kind::kMissing);
+  EXPECT_EQ(missing.Message(), "pack " + packs[1].Id().Hex() + " is missing");
+  EXPECT_EQ(bad, packs[1].Id());
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+  support::WriteWholeFile(path, support::ReadWholeFile(other));
+  EXPECT_EQ(Copy(item, content, &bad).What(), Kind::kDamaged);
+  EXPECT_EQ(bad, packs[1].Id());
+}
+
+// Everything in the packs is sound, but the map is of another file, or leads astray.
+TEST_P(LoadTest, MapsThatDoNotFit) {
+  const std::string bytes = RandomBytes(8192 * 40);
+  std::vector<PackMaker> packs = NewPacks(1);
+  Layout layout;
+  const Item good = MakeFile(keys_, bytes, layout, packs);
+  MapLeaf leaf;
+  leaf.chunkSize = 8192;
+  leaf.packs = {packs[0].Id()};
+  const auto add = [&](const std::string& map) {
+    Item item = good;
+    item.content = keys_.IdOf(map);
+    item.map = {packs[0].Id(), packs[0].AddBlock(BlockKind::kMaps, map, Codec::kPlain), 0, map.size()};
+    return item;
+  };
+  std::map<std::string, Item> items;
+  const auto addLeaf = [&](const std::string& what, const std::function<void(MapLeaf&)>& change) {
+    MapLeaf changed = leaf;
+    for (std::size_t i = 0; i < 40; ++i) {
+      changed.chunks.push_back({keys_.IdOf(std::string_view(bytes).substr(i * 8192, 8192)), false, 0,
+                                static_cast<std::uint32_t>(i / 16),
+                                static_cast<std::uint32_t>(i % 16 * 8192)});
+    }
+    change(changed);
+    items[what] = add(EncodeLeaf(changed));
+  };
+  addLeaf("nothing wrong", [](MapLeaf&) {});
+  addLeaf("a chunk less", [](MapLeaf& one) { one.chunks.pop_back(); });
+  addLeaf("a chunk more", [](MapLeaf& one) { one.chunks.push_back(one.chunks.back()); });
+  addLeaf("two chunks changed over", [](MapLeaf& one) {
+    std::swap(one.chunks[3], one.chunks[4]);
+    one.chunks[3].id.bytes[0] ^= 1;
+  });
+  addLeaf("no such block", [](MapLeaf& one) { one.chunks[5].block = 4000; });
+  addLeaf("a block of maps", [](MapLeaf& one) { one.chunks[5].block = 3; });
+  addLeaf("behind the block", [](MapLeaf& one) { one.chunks[39].offset = 1000 * 1000; });
+  addLeaf("a hole behind the end", [](MapLeaf& one) { one.holes = {{40 * 8192, 1}}; });
+  items["another id"] = good;
+  items["another id"].content.bytes[3] ^= 1;
+  items["behind the block of maps"] = good;
+  items["behind the block of maps"].map.offset += good.map.size;
+  items["a tree with too few leaves"] = add(EncodeTree({8192, {}}));
+  items["a tree of trees"] = add(EncodeTree({8192, {{good.content, good.map}}}));
+  items["no map"] = good;
+  items["no map"].map = {};
+  PutAll(packs);
+  for (const auto& [what, item] : items) {
+    std::string content;
+    const Status copied = Copy(item, content);
+    if (what == "nothing wrong" || what == "a tree of trees") {
+      EXPECT_TRUE(copied) << what << ": " << copied.Message();
+      EXPECT_TRUE(content == bytes) << what;
+    } else {
+      EXPECT_EQ(copied.What(), Kind::kDamaged) << what << ": " << copied.Message();
+    }
+  }
+}
+
+TEST(LoadEncryptedTest, WithoutThePrivateKeyNothingIsReadOrCalledDamaged) {
+  const support::TemporaryDirectory directory;
+  DirectoryPlace place(directory.Path(), "here");
+  const Uid repository = Uid::Random();
+  Keys all;
+  ASSERT_TRUE(Keys::Make(true, repository, all));
+  ASSERT_TRUE(all.WriteFiles(directory.Path() + "/secret", directory.Path() + "/key"));
+  Keys savers;
+  ASSERT_TRUE(Keys::Read(all.HeaderPart(), repository, directory.Path() + "/secret", "", savers));
+  PackMaker maker(savers, repository);
+  const std::uint32_t data = maker.AddBlock(BlockKind::kData, "some bytes", Codec::kPlain);
+  const std::uint32_t maps = maker.AddBlock(BlockKind::kMaps, "a map", Codec::kPlain);
+  maker.Put(place);
+  std::shared_ptr<const PackReader> reader;
+  ASSERT_TRUE(PackReader::Open(place, savers, repository, maker.Id(), reader));
+  std::string bytes;
+  EXPECT_TRUE(reader->ReadBlock(maps, bytes));
+  EXPECT_EQ(bytes, "a map");
+  EXPECT_TRUE(reader->CheckBlock(data)) << "anybody can look for damage";
+  const Status read = reader->ReadBlock(data, bytes);
+  EXPECT_EQ(read.What(), Kind::kFailed);
+  EXPECT_NE(read.Message().find("key_file"), std::string::npos) << read.Message();
+  ASSERT_TRUE(PackReader::Open(place, all, repository, maker.Id(), reader));
+  EXPECT_TRUE(reader->ReadBlock(data, bytes));
+  EXPECT_EQ(bytes, "some bytes");
+}
+
+// Blocks that are asked for by many threads at once are loaded once each, and forgotten when others come.
+TEST(BlockCacheTest, LoadsOnceKeepsALittleAndForgetsFailures) {
+  std::atomic<int> loads = 0;
+  BlockCache cache(
+      [&](const BlockKey& key, std::string& bytes) {
+        ++loads;
+        platform::SleepMilliseconds(20);
+        bytes.assign(1000, static_cast<char>(key.number));
+        return key.number == 99 ? Status::Failed("no luck") : Status();
+      },
+      5000);
+  const auto get = [&](std::uint64_t number, bool keep) {
+    BlockCache::Block block;
+    const Status got = cache.Get({{}, number}, keep, block);
+    EXPECT_EQ(static_cast<bool>(got), number != 99);
+    EXPECT_EQ((*block)[0], static_cast<char>(number));
+  };
+  {
+    std::vector<std::thread> threads(8);
+    for (std::thread& thread : threads) {
+      thread = std::thread([&] { get(1, true); });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+  }
+  EXPECT_EQ(loads, 1);
+  for (std::uint64_t number = 1; number <= 5; ++number) {
+    get(number, true);
+  }
+  get(1, true);
+  EXPECT_EQ(loads, 5);
+  get(6, true);  // in the place of 2, which was used the longest time ago
+  get(7, false);
+  get(1, true);
+  EXPECT_EQ(loads, 7);
+  get(2, true);
+  EXPECT_EQ(loads, 8);
+  get(99, true);
+  get(99, true);
+  EXPECT_EQ(loads, 10);
+}
+
+}  // namespace
+}  // namespace store

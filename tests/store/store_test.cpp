@@ -1,0 +1,506 @@
+// The store's rules: who makes a repository, what is said of one that cannot be used, what dead programs
+// leave, what a deletion takes away, and what a new catalog brings back.
+#include "store/store.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <thread>
+
+#include "platform/data_file.h"
+#include "platform/platform.h"
+#include "store/load/saveset_reader.h"
+#include "store/save/saveset_writer.h"
+#include "support/run_program.h"
+
+namespace store {
+namespace {
+
+namespace fs = std::filesystem;
+using Access = Store::Access;
+
+class StoreTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    config_.section = "test";
+    config_.repository = directory_.File("repository");
+  }
+
+  std::unique_ptr<Store> Open(Access access = Access::kCreate) {
+    std::unique_ptr<Store> store;
+    const Status opened = Store::Open(config_, access, store);
+    EXPECT_TRUE(opened) << opened.Message();
+    return store;
+  }
+  // Why it cannot be opened, without the repository's name in front.
+  std::string Refusal(Access access) {
+    std::unique_ptr<Store> store;
+    const std::string message = Store::Open(config_, access, store).Message();
+    const std::string start = "repository " + config_.repository + ": ";
+    return message.starts_with(start) ? message.substr(start.size()) : "?" + message;
+  }
+
+  std::string Write(const std::string& name, const std::string& bytes) {
+    std::ofstream(directory_.File(name), std::ios::binary) << bytes;
+    return directory_.File(name);
+  }
+
+  // Session and job; the names of both are kept.
+  std::string OpenJob(Store& store, const Process& owner = {}) {
+    std::string saveset;
+    EXPECT_TRUE(store.OpenSession(Mode::kBackup, "client", owner, session_));
+    const Status opened = store.OpenJob({Mode::kBackup, session_, "ABC_1234567890", "job", "pool"}, saveset);
+    EXPECT_TRUE(opened) << opened.Message();
+    return saveset;
+  }
+  void Close(Store& store, const std::string& saveset, State state = State::kGood) {
+    const Status job = store.CloseJob(Mode::kBackup, session_, saveset, state);
+    EXPECT_TRUE(job) << job.Message();
+    const Status session = store.CloseSession(Mode::kBackup, session_, state);
+    EXPECT_TRUE(session) << session.Message();
+  }
+
+  static void SaveOne(SavesetWriter& writer, const std::string& name) {
+    std::string why;
+    const auto source = platform::DataFile::OpenForReading(name, why);
+    ASSERT_NE(source, nullptr) << why;
+    Saved saved;
+    const Status done = writer.Save(name, *source, saved);
+    EXPECT_TRUE(done && saved.trouble.empty()) << done.Message() << saved.trouble;
+  }
+
+  std::string BackUp(const std::vector<std::string>& names, State state = State::kGood) {
+    const auto store = Open();
+    const std::string saveset = OpenJob(*store);
+    SavesetWriter writer(
+        *store, [](const Item&) {}, [](const Item&, const Saved&) {});
+    EXPECT_TRUE(writer.Begin(saveset));
+    for (const std::string& name : names) {
+      SaveOne(writer, name);
+    }
+    const Status ended = writer.End(true, false);
+    EXPECT_TRUE(ended) << ended.Message();
+    Close(*store, saveset, state);
+    return saveset;
+  }
+
+  // The item's bytes, or why they do not come.
+  std::string Restored(const std::string& saveset, const std::string& name) {
+    const auto store = Open(Access::kRead);
+    SavesetReader reader(*store);
+    if (const Status begun = reader.BeginWithoutJob(saveset); !begun) {
+      return begun.Message();
+    }
+    std::optional<Item> item;
+    if (const Status found = reader.Find(name, item); !found || !item) {
+      return found ? "not there" : found.Message();
+    }
+    const std::string path = directory_.File("restored");
+    platform::RemoveFile(path);
+    std::string why;
+    const auto file = platform::DataFile::CreateNew(path, why);
+    if (const Status copied = reader.Copy(*item, *file); !copied) {
+      return copied.Message();
+    }
+    return support::ReadWholeFile(path);
+  }
+
+  std::vector<std::string> Savesets(const std::string& file = "") {
+    std::vector<std::string> names;
+    EXPECT_TRUE(Open(Access::kRead)->ListSavesets("ABC", file, names));
+    return names;
+  }
+
+  std::set<std::string> Files(const std::string& below) const {
+    std::set<std::string> files;
+    const std::string root = config_.repository + "/" + below;
+    for (auto entry = fs::exists(root) ? fs::recursive_directory_iterator(root)
+                                       : fs::recursive_directory_iterator();
+         entry != fs::recursive_directory_iterator(); ++entry) {
+      if (entry->is_regular_file()) {
+        files.insert(entry->path().string());
+      }
+    }
+    return files;
+  }
+
+  std::multiset<std::string> Rebuild() {
+    std::multiset<std::string> losses;
+    Store::Rebuilt rebuilt;
+    const Status done = Store::Rebuild(
+        config_, [&losses](const std::string& loss) { losses.insert(loss); }, rebuilt);
+    EXPECT_TRUE(done) << done.Message();
+    notes_ = rebuilt.notes;
+    return losses;
+  }
+
+  support::TemporaryDirectory directory_;
+  ServerConfig config_;
+  std::string session_;
+  std::vector<std::string> notes_;
+};
+
+// Bytes that do not shrink.
+std::string Noise(std::size_t size, unsigned seed) {
+  std::string bytes(size, '\0');
+  for (char& byte : bytes) {
+    seed = seed * 1664525U + 1013904223U;
+    byte = static_cast<char>(seed >> 24U);
+  }
+  return bytes;
+}
+
+void Flip(const std::string& path, std::uint64_t offset) {
+  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+  file.seekg(static_cast<std::streamoff>(offset));
+  const char byte = static_cast<char>(file.get() ^ 4);
+  file.seekp(static_cast<std::streamoff>(offset));
+  file.put(byte);
+}
+
+// ---- Opening ------------------------------------------------------------------------------------
+
+TEST_F(StoreTest, EachReasonHasASentenceOfItsOwn) {
+  EXPECT_TRUE(Refusal(Access::kRead).starts_with("the directory is not there; of those above it "))
+      << Refusal(Access::kRead);
+  EXPECT_FALSE(fs::exists(config_.repository)) << "only a backup makes a repository";
+  EXPECT_TRUE(Refusal(Access::kWrite).starts_with("the directory is not there"));
+
+  Write("repository", "x");
+  EXPECT_EQ(Refusal(Access::kCreate), "a file is in its place: let the configuration name a directory");
+  fs::remove(config_.repository);
+
+  fs::create_directories(config_.repository);
+  EXPECT_TRUE(
+      Refusal(Access::kRead).starts_with("there is none in this directory; nothing has been backed up"));
+
+  Write("file", "bytes");
+  const std::string saveset = BackUp({directory_.File("file")});
+  const std::string catalog = config_.repository + "/catalog.db";
+  fs::rename(catalog, directory_.File("kept"));
+  for (const Access access : {Access::kRead, Access::kWrite, Access::kCreate}) {
+    EXPECT_EQ(Refusal(access),
+              "its catalog, catalog.db, is missing: korvo rebuild test makes it anew from the packs");
+  }
+  fs::rename(directory_.File("kept"), catalog);
+
+  const std::string object = config_.repository + "/repository";
+  fs::rename(object, directory_.File("kept"));
+  EXPECT_EQ(Refusal(Access::kCreate),
+            "its file \"repository\" is missing beside its packs: korvo rebuild test brings"
+            " it back if the catalog has a copy");
+  EXPECT_TRUE(Rebuild().empty());
+  EXPECT_EQ(support::ReadWholeFile(object), support::ReadWholeFile(directory_.File("kept")));
+  EXPECT_EQ(Restored(saveset, directory_.File("file")), "bytes");
+
+  Flip(object, 40);
+  EXPECT_TRUE(Refusal(Access::kRead).starts_with("its object \"repository\": ")) << Refusal(Access::kRead);
+
+  config_.repository = directory_.File("older");
+  fs::create_directories(config_.repository + "/savesets");
+  Write("older/savesets/0000000001.kvs", "x");
+  EXPECT_TRUE(Refusal(Access::kCreate).starts_with("it was made by an older release"))
+      << Refusal(Access::kCreate);
+}
+
+TEST_F(StoreTest, OfManyMakersOneWins) {
+  std::vector<std::unique_ptr<Store>> stores(8);
+  std::vector<std::thread> makers;
+  for (auto& store : stores) {
+    makers.emplace_back([this, &store] { store = Open(); });
+  }
+  for (std::thread& maker : makers) {
+    maker.join();
+  }
+  std::set<std::string> ids;
+  std::set<std::string> names;
+  for (const auto& store : stores) {
+    ASSERT_NE(store, nullptr);
+    ids.insert(store->Id().Hex());
+    names.insert(OpenJob(*store));
+  }
+  EXPECT_EQ(ids.size(), 1U);
+  EXPECT_EQ(names.size(), stores.size()) << "a name of a saveset was given twice";
+}
+
+TEST_F(StoreTest, AKilledMakerIsFinishedByTheNext) {
+  const Uid id = Open()->Id();
+  // Killed between the catalog and the object.
+  fs::remove(config_.repository + "/repository");
+  EXPECT_EQ(Open()->Id(), id);
+  // Killed, or cleaned, with the object alone.
+  fs::remove(config_.repository + "/catalog.db");
+  EXPECT_TRUE(Refusal(Access::kRead).starts_with("there is none in this directory"));
+  EXPECT_EQ(Open()->Id(), id);
+}
+
+TEST_F(StoreTest, AnEncryptedRepositoryIsMadeOnPurposeAndNeedsItsKeys) {
+  config_.secretFile = directory_.File("secret");
+  EXPECT_TRUE(Refusal(Access::kCreate).find("make it with korvo init test --encrypt") != std::string::npos);
+  EXPECT_FALSE(Store::Make(config_, true)) << "without a place for the private key";
+  config_.keyFile = directory_.File("key");
+  const Status made = Store::Make(config_, true);
+  ASSERT_TRUE(made) << made.Message();
+  EXPECT_FALSE(Store::Make(config_, true));
+
+  const std::string file = Write("file", "secret bytes");
+  const ServerConfig whole = config_;
+  config_.keyFile.clear();
+  const std::string saveset = BackUp({file});
+  EXPECT_NE(Restored(saveset, file).find("private key"), std::string::npos);
+  config_ = whole;
+  EXPECT_EQ(Restored(saveset, file), "secret bytes");
+  fs::remove(config_.repository + "/catalog.db");
+  EXPECT_TRUE(Rebuild().empty());
+  EXPECT_EQ(Restored(saveset, file), "secret bytes");
+  config_.secretFile.clear();
+  std::string session;
+  std::string name;
+  const auto store = Open();
+  ASSERT_TRUE(store->OpenSession(Mode::kBackup, "client", {}, session));
+  const Status refused = store->OpenJob({Mode::kBackup, session, "ABC_1234567890", "job", "pool"}, name);
+  EXPECT_NE(refused.Message().find("savers' secret is missing"), std::string::npos) << refused.Message();
+}
+
+// ---- Dead programs ------------------------------------------------------------------------------
+
+TEST_F(StoreTest, WhatADeadRunLeftIsTakenAway) {
+  // A live run beside it.
+  const auto other = Open();
+  const std::string alive = OpenJob(*other);
+  SavesetWriter writer(
+      *other, [](const Item&) {}, [](const Item&, const Saved&) {});
+  ASSERT_TRUE(writer.Begin(alive));
+  const auto store = Open();
+  const std::string saveset = OpenJob(*store);
+  Saveset filled;
+  ASSERT_TRUE(store->FindOpenSaveset(saveset, Mode::kBackup, filled));
+  // A run without a process that holds it, and the pack that it was about to write.
+  bool claimed = false;
+  const store::Run run = {Uid::Random(), filled.id, {"here", 1, "long ago"}};
+  const Uid pack = Uid::Random();
+  ASSERT_TRUE(store->Rows().BeginRun(run, claimed) && claimed);
+  ASSERT_TRUE(store->Rows().AnnouncePack(run.uid, pack));
+  ASSERT_TRUE(store->Objects().Put(PackObject(pack), "half a pack"));
+
+  (void)Open(Access::kRead);
+  EXPECT_EQ(Files("packs").size(), 1U) << "reading changes nothing";
+  EXPECT_EQ(Open(Access::kWrite)->Notes().size(), 1U);
+  EXPECT_TRUE(Files("packs").empty());
+  ASSERT_TRUE(store->FindSaveset(saveset, filled));
+  EXPECT_EQ(filled.mover, Mover::kEndedFailed);
+  EXPECT_TRUE(Open(Access::kWrite)->Notes().empty()) << "it was taken away once";
+
+  const std::string file = Write("file", "bytes");
+  SaveOne(writer, file);
+  EXPECT_TRUE(writer.End(true, false)) << "the live run was taken for dead";
+  EXPECT_EQ(Restored(alive, file), "bytes");
+}
+
+TEST_F(StoreTest, SessionsOfDeadOwnersAreClosed) {
+  const platform::ProcessIdentity me = platform::ThisProcess();
+  const auto store = Open();
+  const std::string dead = OpenJob(*store, {me.host, me.number, "another start"});
+  const std::string deadSession = session_;
+  const std::string mine = OpenJob(*store, {me.host, me.number, me.start});
+  const std::string mySession = session_;
+  const std::string elsewhere = OpenJob(*store, {"another host", me.number, "another start"});
+  const std::string otherSession = session_;
+  const std::string byHand = OpenJob(*store);
+  const std::string handSession = session_;
+
+  const auto next = Open(Access::kWrite);
+  EXPECT_EQ(next->Notes().size(), 1U);
+  EXPECT_EQ(next->CloseJob(Mode::kBackup, deadSession, dead, State::kGood).Message(),
+            "session " + deadSession + " is closed: open a new session");
+  Saveset saveset;
+  EXPECT_FALSE(next->FindOpenSaveset(dead, Mode::kBackup, saveset));
+  for (const auto& [session, name] :
+       {std::pair(mySession, mine), std::pair(otherSession, elsewhere), std::pair(handSession, byHand)}) {
+    EXPECT_TRUE(next->CloseJob(Mode::kBackup, session, name, State::kGood)) << name;
+  }
+}
+
+// ---- Deleting -----------------------------------------------------------------------------------
+
+TEST_F(StoreTest, ADeletionTakesWhatNobodyNeeds) {
+  const std::string shared = Write("shared", Noise(2'000'000, 1));
+  const std::string once = Write("once", Noise(500'000, 2));
+  const std::string first = BackUp({shared, once});
+  const std::set<std::string> packs = Files("packs");
+  const std::string second = BackUp({shared});
+  EXPECT_LT(Files("packs").size(), 2 * packs.size() + 1) << "the second refers to the first";
+
+  auto store = Open();
+  const std::string open = OpenJob(*store);
+  EXPECT_EQ(store->Mark(open, true).Message(),
+            "saveset " + open + ": the saveset is in use: a job of it is still open");
+  EXPECT_FALSE(store->DeleteAtOnce(open));
+  Close(*store, open);
+
+  // Marked: not listed, not restored, and back on request.
+  ASSERT_TRUE(store->Mark(first, true));
+  EXPECT_EQ(Savesets(shared), std::vector<std::string>{second});
+  std::string session;
+  std::string name;
+  ASSERT_TRUE(store->OpenSession(Mode::kRestore, "client", {}, session));
+  EXPECT_NE(store->OpenJob({Mode::kRestore, session, first, "job", ""}, name).Message().find("--keep"),
+            std::string::npos);
+  ASSERT_TRUE(store->DeleteMarked(3600));
+  ASSERT_TRUE(store->Mark(first, false));
+  EXPECT_EQ(Restored(first, once), support::ReadWholeFile(once));
+
+  ASSERT_TRUE(store->Mark(first, true));
+  ASSERT_TRUE(store->DeleteMarked(0));
+  EXPECT_EQ(Restored(second, shared), support::ReadWholeFile(shared)) << "a pack went that is still needed";
+  Saveset gone;
+  EXPECT_FALSE(store->FindSaveset(first, gone));
+  store.reset();
+  // A new catalog does not bring the deleted one back, and keeps what is referred to.
+  EXPECT_TRUE(Rebuild().empty());
+  EXPECT_EQ(notes_.size(), 1U);
+  EXPECT_EQ(Restored(second, shared), support::ReadWholeFile(shared));
+  EXPECT_EQ(Savesets().size(), 1U);
+
+  const auto again = Open();
+  ASSERT_TRUE(again->DeleteAtOnce(second));
+  ASSERT_TRUE(again->DeleteAtOnce(open));
+  EXPECT_TRUE(Files("savesets").empty());
+  EXPECT_TRUE(Files("packs").empty()) << "room was not given back";
+}
+
+TEST_F(StoreTest, AnInterruptedDeletionGoesOn) {
+  const std::string file = Write("file", "bytes");
+  const std::string saveset = BackUp({file});
+  {
+    const auto store = Open();
+    ASSERT_TRUE(store->Mark(saveset, true));
+    Catalog::Deleted named;
+    std::int64_t now = 0;
+    ASSERT_TRUE(store->Rows().Now(now));
+    ASSERT_TRUE(store->Rows().DeleteMarked(now, named));
+    EXPECT_EQ(named.packs.size(), 1U);
+  }
+  EXPECT_FALSE(Files("packs").empty());
+  (void)Open(Access::kWrite);
+  EXPECT_TRUE(Files("packs").empty());
+  EXPECT_TRUE(Files("savesets").empty());
+}
+
+// ---- A new catalog ------------------------------------------------------------------------------
+
+TEST_F(StoreTest, ANewCatalogKnowsAllThatTheOldOneDid) {
+  const std::string a = Write("a", Noise(300'000, 3));
+  const std::string b = Write("b", "b");
+  const std::string first = BackUp({a, b});
+  const std::string withdrawn = BackUp({b}, State::kFailed);
+  Write("a", Noise(300'000, 3) + "more");
+  const std::string last = BackUp({a});
+  const std::vector<std::string> before = Savesets(b);
+  EXPECT_EQ(before, (std::vector<std::string>{first, withdrawn}));
+
+  Flip(config_.repository + "/catalog.db", 5000);
+  EXPECT_TRUE(Rebuild().empty());
+  EXPECT_TRUE(fs::exists(config_.repository + "/catalog.old-1.db"));
+  EXPECT_EQ(Savesets(b), before);
+  EXPECT_EQ(Savesets(), (std::vector<std::string>{last, withdrawn, first}));
+  EXPECT_EQ(Restored(first, a), Noise(300'000, 3));
+  EXPECT_EQ(Restored(last, a), Noise(300'000, 3) + "more");
+  // And it goes on from there.
+  const std::string next = BackUp({b});
+  EXPECT_EQ(Savesets().front(), next);
+  EXPECT_EQ(Restored(next, b), "b");
+}
+
+TEST_F(StoreTest, ADamagedOrMissingPackCostsOnlyWhatItHeld) {
+  std::map<std::string, std::string> packOf;
+  std::map<std::string, std::string> savesetOf;
+  std::set<std::string> seen;
+  for (const char* name : {"sound", "damaged", "missing"}) {
+    savesetOf[name] = BackUp({Write(name, Noise(100'000, static_cast<unsigned>(name[0])))});
+    for (const std::string& pack : Files("packs")) {
+      if (seen.insert(pack).second) {
+        packOf[name] = pack;
+      }
+    }
+  }
+  Flip(packOf["damaged"], fs::file_size(packOf["damaged"]) - 10);
+  fs::remove(packOf["missing"]);
+  fs::remove(config_.repository + "/catalog.db");
+  const std::multiset<std::string> losses = Rebuild();
+  // Of what was in the missing one nothing is known any more.
+  EXPECT_EQ(losses.size(), 1U);
+  for (const std::string& loss : losses) {
+    EXPECT_EQ(loss.find(fs::path(packOf["sound"]).filename().string()), std::string::npos) << loss;
+  }
+  const std::string id = fs::path(packOf["damaged"]).filename().string();
+  EXPECT_NE(losses.begin()->find(id), std::string::npos) << *losses.begin();
+  EXPECT_EQ(Restored(savesetOf["sound"], directory_.File("sound")), Noise(100'000, 's'));
+  EXPECT_EQ(Restored(savesetOf["missing"], directory_.File("missing")), "not there");
+}
+
+TEST_F(StoreTest, ASavesetWithoutItsBeginningIsRecoveredIfThatIsDamaged) {
+  const std::string file = Write("file", "bytes");
+  BackUp({file});
+  for (const std::string& object : Files("savesets")) {
+    if (object.ends_with(".begin")) {
+      Flip(object, fs::file_size(object) - 20);
+    }
+  }
+  fs::remove(config_.repository + "/catalog.db");
+  EXPECT_EQ(Rebuild().size(), 2U);
+  std::string name;
+  ASSERT_TRUE(Open(Access::kRead)->Rows().ListAllSavesets([&name](const Saveset& saveset) {
+    name = saveset.name;
+    return Status();
+  }));
+  EXPECT_TRUE(name.starts_with("RECOVERED_")) << name;
+  EXPECT_EQ(Restored(name, file), "bytes");
+}
+
+TEST_F(StoreTest, ARunningBackupIsNotRebuiltUnder) {
+  const auto store = Open();
+  const std::string saveset = OpenJob(*store);
+  SavesetWriter writer(
+      *store, [](const Item&) {}, [](const Item&, const Saved&) {});
+  ASSERT_TRUE(writer.Begin(saveset));
+  Store::Rebuilt rebuilt;
+  EXPECT_NE(Store::Rebuild(
+                config_, [](const std::string&) {}, rebuilt)
+                .Message()
+                .find("a backup is running"),
+            std::string::npos);
+}
+
+// ---- Sessions -----------------------------------------------------------------------------------
+
+TEST_F(StoreTest, SessionsAndJobsAreCheckedBeforeTheyAreUsed) {
+  const auto store = Open();
+  const std::string saveset = OpenJob(*store);
+  std::string name;
+  const auto open = [&](Mode mode, const std::string& session, const std::string& proposed) {
+    return store->OpenJob({mode, session, proposed, "job", "pool"}, name).Message();
+  };
+  EXPECT_EQ(open(Mode::kBackup, "77", "ABC_1"), "session 77 is not known here: open a session first");
+  EXPECT_EQ(open(Mode::kBackup, "x", "ABC_1"), "session x is not known here: open a session first");
+  EXPECT_EQ(open(Mode::kRestore, session_, saveset),
+            "session " + session_ + " was opened for a backup: open one for this work");
+  for (const char* bad : {"", "NULL", "#A", "A@", "A B", "12345678901234567890123456789012"}) {
+    EXPECT_TRUE(open(Mode::kBackup, session_, bad).starts_with("the proposed saveset name is not usable"))
+        << bad;
+  }
+  Close(*store, saveset);
+  EXPECT_EQ(open(Mode::kBackup, session_, "ABC_1"), "session " + session_ + " is closed: open a new session");
+  std::string restore;
+  ASSERT_TRUE(store->OpenSession(Mode::kRestore, "client", {}, restore));
+  EXPECT_EQ(open(Mode::kRestore, restore, "gone"),
+            "saveset gone is not known here: a query lists those that are");
+  EXPECT_EQ(open(Mode::kRestore, restore, saveset),
+            "saveset " + saveset + " contains nothing: choose another backup");
+}
+
+}  // namespace
+}  // namespace store
