@@ -230,7 +230,7 @@ class StoryRun {
     } else if (word == "server") {
       scenario_.UseServer();
     } else if (word == "tool" || word == "crowd") {
-      said_ = word == "tool" ? Say(Words(rest)) : SayAtOnce(Words(rest));
+      TakeSaid(word == "tool" ? Say(Words(rest)) : SayAtOnce(Words(rest)));
       TakeIds(said_);
     } else if (word == "keep") {
       keptBare_ = rest.starts_with("bare ");
@@ -300,7 +300,19 @@ class StoryRun {
     const support::ProgramRun run =
         support::RunProgram("/bin/sh", {"-ec", commands}, variables, scenario_.Directory(), "no input");
     EXPECT_EQ(run.exitStatus, 0) << run.err;
-    said_ = run.out + run.err;
+    TakeSaid(run.out + run.err);
+  }
+
+  // The server's tools tell on standard error where a backup goes, and what is wrong besides in the answer:
+  // apart.
+  void TakeSaid(const std::string& text) {
+    said_.clear();
+    noted_.clear();
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+      const bool note = line.starts_with("NOTE: ") || line.starts_with("xfr_com_interface: ");
+      (note ? noted_ : said_) += line + (lines.eof() ? "" : "\n");
+    }
   }
 
   void Run(const std::string& options) {
@@ -330,6 +342,7 @@ class StoryRun {
     const Outcome none;
     const Outcome& outcome = outcome_ == nullptr ? none : *outcome_;
     const std::map<std::string, std::string> texts = {{"said", said_},
+                                                      {"noted", noted_},
                                                       {"result", Join(outcome.result)},
                                                       {"calls", Join(outcome.calls)},
                                                       {"trace", Join(outcome.trace)},
@@ -387,6 +400,7 @@ class StoryRun {
   support::SwitchPeer peer_{"", {}};
   std::string standardInput_;
   std::string said_;
+  std::string noted_;
   std::map<std::string, std::string> ids_;
   Lines kept_;
   bool keptBare_ = false;
