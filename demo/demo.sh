@@ -40,6 +40,7 @@ show() {
   fi
 }
 
+kibibytes() { du -sk --apparent-size "$1" | cut -f1; }
 mebibytes() {
   { du -sk --apparent-size "$1" 2>/dev/null || true; } | awk '{ size = $1 } END { printf "%.0f MiB", size / 1024 }'
 }
@@ -159,12 +160,19 @@ back_up() {
   expect backup SAVED "$(wc -l <data.list)"
   say "$(cut -d ' ' -f 2 sapbackup/backup.out | sort -u | wc -l) savesets, $(mebibytes repository) in the repository"
 
-  title "2. Change one file, and back that up again"
+  title "2. Change one file, and back up everything again"
+  local before added
+  before=$(kibibytes repository)
   echo "a line that came later" >>"$changed"
   cp "$changed" changed.copy
-  echo "$changed" >sapbackup/again.in
+  cp data.list sapbackup/again.in
   backint_run backup again
-  expect again SAVED 1
+  expect again SAVED "$(wc -l <data.list)"
+  added=$(($(kibibytes repository) - before))
+  say "$(mebibytes data) read and confirmed, $added KiB added to the repository: what it has already is referred to"
+  if [ "$added" -gt $((before / 10)) ]; then
+    fail "the second backup should add much less"
+  fi
 }
 
 back_up_others() {
@@ -198,7 +206,7 @@ inquire() {
 
 ask() {
   local id file savesets
-  id=$(cut -d ' ' -f 2 sapbackup/again.out)
+  id=$(grep -F " $changed" sapbackup/again.out | cut -d ' ' -f 2)
   file=$(asked_for <<<"$changed")
   savesets=$(cat sapbackup/{backup,again,tree,logs,online}.out | cut -d ' ' -f 2 | sort -u | wc -l)
 
@@ -207,9 +215,9 @@ ask() {
   inquire all "#NULL" "$savesets"
   say "The backups of the changed file:"
   inquire file "#NULL $file" 2
-  say "What the last backup holds:"
-  inquire contents "$id" 2
-  say "Whether it holds the file:"
+  say "What one backup contains:"
+  inquire contents "$id" "$(grep -c "^#SAVED $id " sapbackup/again.out)"
+  say "Whether it contains the file:"
   inquire holds "$id $file" 1
   say "And one that was never saved:"
   echo "$id $file.never" >sapbackup/never.in

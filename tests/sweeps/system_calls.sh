@@ -52,8 +52,8 @@ run_story() {
     backup_spooled) printf 'data\\a.dbf\ndata\\two words.dbf\n' >in.lis && input=STDIN ;;
     restore) printf 'SET1 data\\a.dbf\nSET1 data\\b.dbf\n' >in.lis ;;
     inquire)
-      printf '#NULL data\\a.dbf\nSET1 data\\b.dbf\n' >in.lis
-      printf 'on query 1\nreply=OK\nsavesetname=SET1\non query 2\nreply=OK\nbackupsrc=data\\b.dbf\n' >script.txt
+      printf '#NULL data\\a.dbf\n#NULL data\\b.dbf\n' >in.lis
+      printf 'on query 1\nreply=OK\nsavesetname=SET1\non query 2\nreply=OK\nsavesetname=SET1\n' >script.txt
       ;;
   esac
   env -i PATH="$build/scripted:/usr/bin:/bin" BI_CALLER=BRBACKUP BI_BACKUP=FULL BI_REQUEST=NEW ORACLE_HOME=oracle \
