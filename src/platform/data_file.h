@@ -130,7 +130,7 @@ class FileSystem {
   [[nodiscard]] static std::unique_ptr<FileSystem> Open(const std::string& directory);
   FileSystem(const FileSystem&) = delete;
   FileSystem& operator=(const FileSystem&) = delete;
-  ~FileSystem();
+  ~FileSystem();  // NOLINT(performance-trivially-destructible): one system has a handle to close
   [[nodiscard]] bool Sync(std::string& why);
   // As in a FileId.
   [[nodiscard]] std::uint64_t Volume() const { return volume_; }

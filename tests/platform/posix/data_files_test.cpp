@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "platform/data_file.h"
+#include "platform/platform.h"
 #include "platform/tree.h"
 #include "support/run_program.h"
 
@@ -54,6 +55,7 @@ TEST(PosixDataFiles, WhatMayBeWrittenByOthers) {
 
 TEST(PosixProcesses, OneThatHasEndedDoesNotRun) {
   signal(SIGCHLD, SIG_DFL);
+  platform::SleepMilliseconds(50);  // the system tells starts apart that are some milliseconds apart
   const pid_t child = fork();
   if (child == 0) {
     pause();
