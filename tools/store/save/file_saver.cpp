@@ -58,7 +58,8 @@ class FileSaver::Way {
             : saver_.workers_.Start(*next.piece, Workers::Urgency::kUrgent);
     }
     pieces_.push_back(std::move(next));
-    return true;  // The analyzer loses sight of the piece's owner in the queue.
+    return true;
+    // The analyzer loses sight of the piece's owner in the queue.
   }  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
 
   // When its work is done.
