@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -95,8 +96,10 @@ World::World(unsigned seed, bool encrypt) : dice_(seed) {
 }
 
 void World::Wrong(const std::string& what) {
-  if (figures_.wrong == 0) {
-    fs::copy(directory_.Path(), "/tmp/soak-wrong", fs::copy_options::recursive);
+  if (figures_.wrong == 0 && std::getenv("KEEP_FAILED") != nullptr) {
+    const std::string kept = directory_.Path() + ".kept";
+    fs::copy(directory_.Path(), kept, fs::copy_options::recursive);
+    std::printf("The files as they are now: %s\n", kept.c_str());
   }
   ++figures_.wrong;
   std::printf("WRONG: %s\n", what.c_str());
