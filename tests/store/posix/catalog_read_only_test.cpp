@@ -30,7 +30,7 @@ bool AsNobody(const std::function<bool()>& body) {
   return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-class CatalogReadOnlyTest : public testing::Test {
+class PosixCatalogReadOnlyTest : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(Connect(original_, MakeCatalog::kIfMissing, writer_));
@@ -106,7 +106,7 @@ class CatalogReadOnlyTest : public testing::Test {
   std::unique_ptr<Catalog> writer_;
 };
 
-TEST_F(CatalogReadOnlyTest, OfASnapshotWithALogThatWasLeft) {
+TEST_F(PosixCatalogReadOnlyTest, OfASnapshotWithALogThatWasLeft) {
   Copy({"", "-wal"});
   WriteProtect();
   const auto before = Files();
@@ -114,7 +114,7 @@ TEST_F(CatalogReadOnlyTest, OfASnapshotWithALogThatWasLeft) {
   EXPECT_EQ(Files(), before);
 }
 
-TEST_F(CatalogReadOnlyTest, OfASnapshotWithTheSharedMemoryOfThatTime) {
+TEST_F(PosixCatalogReadOnlyTest, OfASnapshotWithTheSharedMemoryOfThatTime) {
   Copy({"", "-wal", "-shm"});
   WriteProtect();
   const auto before = Files();
@@ -122,7 +122,7 @@ TEST_F(CatalogReadOnlyTest, OfASnapshotWithTheSharedMemoryOfThatTime) {
   EXPECT_EQ(Files(), before);
 }
 
-TEST_F(CatalogReadOnlyTest, OfARepositoryThatWasClosedWell) {
+TEST_F(PosixCatalogReadOnlyTest, OfARepositoryThatWasClosedWell) {
   writer_.reset();
   Copy({""});
   WriteProtect();
@@ -132,7 +132,7 @@ TEST_F(CatalogReadOnlyTest, OfARepositoryThatWasClosedWell) {
 }
 
 // The database may be written, but nothing can be made beside it.
-TEST_F(CatalogReadOnlyTest, OfADirectoryInWhichNothingCanBeMade) {
+TEST_F(PosixCatalogReadOnlyTest, OfADirectoryInWhichNothingCanBeMade) {
   Copy({"", "-wal"});
   WriteProtect();
   ASSERT_EQ(chmod(copy_.File("catalog.db").c_str(), 0666), 0);
@@ -142,13 +142,13 @@ TEST_F(CatalogReadOnlyTest, OfADirectoryInWhichNothingCanBeMade) {
   EXPECT_EQ(Files(), before);
 }
 
-TEST_F(CatalogReadOnlyTest, OfAFullDisk) {
+TEST_F(PosixCatalogReadOnlyTest, OfAFullDisk) {
   Copy({"", "-wal"});
   const SizeLimit full(0);
   EXPECT_TRUE(ReadsAndCannotWrite());
 }
 
-TEST_F(CatalogReadOnlyTest, AndDamageInTheLogIsToldThere) {
+TEST_F(PosixCatalogReadOnlyTest, AndDamageInTheLogIsToldThere) {
   Copy({"", "-wal"});
   std::string log = support::ReadWholeFile(copy_.File("catalog.db-wal"));
   log[log.size() - 1000] = static_cast<char>(log[log.size() - 1000] ^ 1);
@@ -161,7 +161,7 @@ TEST_F(CatalogReadOnlyTest, AndDamageInTheLogIsToldThere) {
 }
 
 // Only who may make a repository keeps room for deleting, and it is given back once.
-TEST(CatalogSpareRoomTest, IsKeptByWhoMakesAndGivenBackOnce) {
+TEST(PosixCatalogSpareRoomTest, IsKeptByWhoMakesAndGivenBackOnce) {
   support::TemporaryDirectory directory;
   const std::string path = directory.File("catalog.db");
   std::unique_ptr<SqlEngine> engine;
@@ -176,7 +176,7 @@ TEST(CatalogSpareRoomTest, IsKeptByWhoMakesAndGivenBackOnce) {
 }
 
 // A disk that becomes full under a writer costs the transaction, and nothing else.
-TEST_F(CatalogReadOnlyTest, WhatDoesNotFitIsNotThereAndTheRestIs) {
+TEST_F(PosixCatalogReadOnlyTest, WhatDoesNotFitIsNotThereAndTheRestIs) {
   {
     Backup backup(*writer_, "FULL");
     const SizeLimit full(static_cast<rlim_t>(fs::file_size(original_.File("catalog.db-wal"))) + 6000);

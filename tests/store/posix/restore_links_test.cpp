@@ -6,7 +6,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class WayTest : public testing::Test {
+class PosixWayTest : public testing::Test {
  protected:
   void SetUp() override {
     fs::create_directories(At("root/real/deeper"));
@@ -29,7 +29,7 @@ class WayTest : public testing::Test {
   Way way_;
 };
 
-TEST_F(WayTest, LinksAreFollowedOnlyIfTheyWereThereAndMayBe) {
+TEST_F(PosixWayTest, LinksAreFollowedOnlyIfTheyWereThereAndMayBe) {
   for (const char* name : {"root", "root/real/deeper", "root/real/missing/more", "root/missing"}) {
     EXPECT_TRUE(Follows(name)) << name;
     EXPECT_TRUE(PassesWithoutLinks(name)) << name;
@@ -48,7 +48,9 @@ TEST_F(WayTest, LinksAreFollowedOnlyIfTheyWereThereAndMayBe) {
 }
 
 // A saveset in which a link stands where other items have a directory.
-TEST_F(RestoreTest, ALinkThatCameWithTheSavesetLeadsNothingElsewhere) {
+class PosixRestoreTest : public RestoreTest {};
+
+TEST_F(PosixRestoreTest, ALinkThatCameWithTheSavesetLeadsNothingElsewhere) {
   const std::string outside = directory_.File("outside");
   fs::create_directories(outside);
   BackUp([&](store::SavesetWriter& writer) {
@@ -67,7 +69,7 @@ TEST_F(RestoreTest, ALinkThatCameWithTheSavesetLeadsNothingElsewhere) {
 
 // A link in the way that was there before: followed for what was saved file by file, refused in a directory
 // that was saved whole.
-TEST_F(RestoreTest, ALinkThatWasThereBefore) {
+TEST_F(PosixRestoreTest, ALinkThatWasThereBefore) {
   BackUp([&](store::SavesetWriter& writer) {
     SaveAs(writer, Name("single/sub/f"), "single", false);
     ASSERT_TRUE(writer.BeginDirectory(Name("whole"), DirectoryFacts()));
