@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <numeric>
 
+#include "store/base/bytes.h"
+
 namespace {
 
 constexpr std::size_t kPieceSize = 64 * 1024;
+constexpr std::size_t kNamesOfMark = 16;
 
 struct Place {
   std::uint64_t hash = 0;
@@ -31,12 +34,33 @@ void TakeSame(const std::vector<Place>& places, std::size_t begin, std::size_t e
 }  // namespace
 
 void NameList::Add(std::string_view name) {
-  if (pieces_.empty() || pieces_.back().capacity() - pieces_.back().size() < name.size()) {
-    pieces_.emplace_back().reserve(std::max(kPieceSize, name.size()));
+  const std::string length = store::Encoder().Varint(name.size()).Take();
+  const std::size_t size = length.size() + name.size();
+  if (pieces_.empty() || pieces_.back().capacity() - pieces_.back().size() < size) {
+    pieces_.emplace_back().reserve(std::max(kPieceSize, size));
   }
   std::string& piece = pieces_.back();
+  if (size_++ % kNamesOfMark == 0) {
+    marks_.push_back(
+        {static_cast<std::uint32_t>(pieces_.size() - 1), static_cast<std::uint32_t>(piece.size())});
+  }
+  piece += length;
   piece += name;
-  names_.push_back(std::string_view(piece).substr(piece.size() - name.size()));
+}
+
+std::string_view NameList::operator[](std::size_t index) const {
+  const Mark& mark = marks_[index / kNamesOfMark];
+  auto piece = pieces_.begin() + mark.piece;
+  store::Decoder rest(std::string_view(*piece).substr(mark.offset));
+  for (std::size_t behind = index % kNamesOfMark;; --behind) {
+    if (rest.Left() == 0) {
+      rest = store::Decoder(*++piece);
+    }
+    const std::string_view name = rest.Text();
+    if (behind == 0) {
+      return name;
+    }
+  }
 }
 
 std::vector<std::uint32_t> FirstOfEach(std::size_t count,

@@ -18,12 +18,19 @@ class NameList {
   NameList& operator=(NameList&&) = default;
 
   void Add(std::string_view name);
-  [[nodiscard]] std::size_t Size() const { return names_.size(); }
-  [[nodiscard]] std::string_view operator[](std::size_t index) const { return names_[index]; }
+  [[nodiscard]] std::size_t Size() const { return size_; }
+  [[nodiscard]] std::string_view operator[](std::size_t index) const;
 
  private:
+  // Where a name is: its length, as a varint, then its bytes.
+  struct Mark {
+    std::uint32_t piece = 0;
+    std::uint32_t offset = 0;
+  };
+
   std::deque<std::string> pieces_;  // never moved once there are views of them
-  std::deque<std::string_view> names_;
+  std::vector<Mark> marks_;         // of one name in so many: the way to the others is short
+  std::size_t size_ = 0;
 };
 
 // For each index below `count` the first one with the same key.

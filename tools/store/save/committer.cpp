@@ -6,8 +6,10 @@
 namespace store {
 namespace {
 
-// Besides the one that is under way.
-constexpr std::size_t kMostOrders = 1;
+// Besides the one that is under way: a disk that others keep busy must not stop the reading at once. Items
+// take memory, packs of large files hardly any.
+constexpr std::size_t kMostOrders = 4;
+constexpr std::size_t kMostItems = 4000;
 
 // A first level is the last thing of a run that went well: it waits for what is saved again.
 bool CannotBeCommitted(const Item& item, const std::vector<Uid>& packs) {
@@ -55,13 +57,21 @@ void Committer::PreparePack() {
 
 Status Committer::Put(Order order) {
   std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return !failure_ || orders_.size() < kMostOrders; });
+  changed_.wait(lock, [&] { return !failure_ || HasRoomFor(order); });
   if (!failure_) {
     return failure_;
   }
   orders_.push_back(std::move(order));
   changed_.notify_all();
   return {};
+}
+
+bool Committer::HasRoomFor(const Order& order) const {
+  std::size_t items = order.batch.items.size();
+  for (const Order& other : orders_) {
+    items += other.batch.items.size();
+  }
+  return orders_.empty() || (orders_.size() < kMostOrders && items <= kMostItems);
 }
 
 Status Committer::Add(Batch batch) { return Put({Order::Kind::kBatch, std::move(batch), {}}); }

@@ -62,6 +62,7 @@ class Committer {
   };
 
   Status Put(Order order);
+  [[nodiscard]] bool HasRoomFor(const Order& order) const;
   void Run();
   bool HasWork() const;
   Status Announce();

@@ -42,7 +42,7 @@ class FileSaver::Way {
   }
 
   [[nodiscard]] bool MayRead() const {
-    return !reader_.AtEnd() && pieces_.size() < 2 * saver_.workers_.Count() + 2;
+    return !reader_.AtEnd() && pieces_.size() < saver_.workers_.Count() + 2;
   }
   [[nodiscard]] bool IsEmpty() const { return pieces_.empty(); }
 

@@ -32,17 +32,18 @@ Status Sealer::Seal(const BlockName& name, const BlockCipher* cipher, std::strin
                     BlockEntry& entry, std::string& stored) {
   entry.kind = name.kind;
   entry.plain = static_cast<std::uint32_t>(plain.size());
-  std::string& compressed = cipher == nullptr ? stored : compressed_;
-  entry.codec = Compress(plain, compressed) ? Codec::kZstd : Codec::kPlain;
-  if (entry.codec == Codec::kPlain) {
-    compressed.clear();
-  }
-  std::string_view bytes = entry.codec == Codec::kZstd ? std::string_view(compressed) : plain;
+  entry.codec = Compress(plain, compressed_) ? Codec::kZstd : Codec::kPlain;
+  std::string_view bytes = entry.codec == Codec::kZstd ? std::string_view(compressed_) : plain;
+  stored.clear();
   if (cipher != nullptr) {
     const std::string place = BlockPlace(name.repository, name.pack, name.number, entry);
     if (Status encrypted = cipher->Encrypt(name.number, place, bytes, stored); !encrypted) {
       return encrypted;
     }
+    bytes = stored;
+  } else if (entry.codec == Codec::kZstd) {
+    // No larger than it must be: several blocks wait to be written.
+    stored = compressed_;
     bytes = stored;
   }
   entry.stored = static_cast<std::uint32_t>(bytes.size());
