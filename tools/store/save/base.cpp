@@ -17,8 +17,7 @@ bool Does(std::uint32_t chunkSize, std::uint64_t fileSize) {
 
 }  // namespace
 
-// ---- One copy
-// -----------------------------------------------------------------------------------------------
+// ---- One copy --------------------------------------------------------------------------------------------
 
 bool Base::ReadMap() {
   std::string_view bytes;
@@ -56,8 +55,7 @@ const MapLeaf* Base::Leaf(std::size_t number) {
   return &leaf_;
 }
 
-// ---- Finding
-// ------------------------------------------------------------------------------------------------
+// ---- Finding ---------------------------------------------------------------------------------------------
 
 BaseFinder::BaseFinder(Store& store, Saveset saveset, std::int64_t oldest)
     : store_(store), saveset_(std::move(saveset)), oldest_(oldest) {}

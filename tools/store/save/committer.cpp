@@ -33,8 +33,7 @@ Committer::~Committer() {
   thread_.join();
 }
 
-// ---- The calling thread
-// -------------------------------------------------------------------------------------
+// ---- The calling thread ----------------------------------------------------------------------------------
 
 Status Committer::NextPack(Uid& pack) {
   PreparePack();
@@ -94,8 +93,7 @@ void Committer::Take(std::vector<Item>& committed, std::vector<Conflict>& confli
   conflicts = std::exchange(conflicts_, {});
 }
 
-// ---- The thread of its own
-// ----------------------------------------------------------------------------------
+// ---- The thread of its own -------------------------------------------------------------------------------
 
 bool Committer::HasWork() const { return busy_ || !orders_.empty() || (wanted_ && !announced_); }
 

@@ -8,9 +8,9 @@
 namespace store {
 namespace {
 
-// A pack ends with so many of these, even if it has little data.
 // Of maps and records: who needs one of them reads its block.
 constexpr std::size_t kUsualBlock = 1024 * 1024;
+// A pack ends with so many of these, even if it has little data.
 constexpr std::size_t kMostMapBytes = 4 * 1024 * 1024;
 constexpr std::size_t kMostRecordBytes = 4 * 1024 * 1024;
 constexpr std::size_t kMostItems = 4000;
@@ -60,8 +60,7 @@ PackFiller::~PackFiller() {
   }
 }
 
-// ---- What comes in
-// ------------------------------------------------------------------------------------------
+// ---- What comes in ---------------------------------------------------------------------------------------
 
 Status PackFiller::BeginPack() {
   if (pack_ != nullptr) {
@@ -140,8 +139,7 @@ std::vector<Uid> PackFiller::NeededPacks() const {
   return {needed.begin(), needed.end()};
 }
 
-// ---- The end of a pack
-// --------------------------------------------------------------------------------------
+// ---- The end of a pack -----------------------------------------------------------------------------------
 
 Status PackFiller::EndPack() {
   if (pack_ == nullptr && completed_.empty()) {
@@ -267,8 +265,7 @@ Status PackFiller::DropPack() {
   return committer_.Delete({id});
 }
 
-// ---- Blocks under way
-// ---------------------------------------------------------------------------------------
+// ---- Blocks under way ------------------------------------------------------------------------------------
 
 std::unique_ptr<PackFiller::Sealing> PackFiller::FreeSealing() {
   if (free_.empty()) {

@@ -95,8 +95,7 @@ class SavesetWriter::Inside {
   bool firstLevelAdded_ = false;
 };
 
-// ---- The beginning
-// ------------------------------------------------------------------------------------------
+// ---- The beginning ---------------------------------------------------------------------------------------
 
 Status SavesetWriter::Inside::Begin(const std::string& name) {
   if (Status found = store_.FindOpenSaveset(name, Mode::kBackup, saveset_); !found) {
@@ -111,15 +110,19 @@ Status SavesetWriter::Inside::Begin(const std::string& name) {
   }
   bool claimed = false;
   const platform::ProcessIdentity process = platform::ThisProcess();
-  if (Status begun =
+  if (Status taken =
           store_.Rows().BeginRun({run_, saveset_.id, {process.host, process.number, process.start}}, claimed);
-      !begun) {
-    return begun;
+      !taken) {
+    return taken;
   }
   if (!claimed) {
     return Status::Failed("saveset " + name + " was given to another mover before: open a new job");
   }
-  return BeginSaving();
+  Status begun = BeginSaving();
+  if (!begun) {
+    static_cast<void>(End(false, false));
+  }
+  return begun;
 }
 
 Status SavesetWriter::Inside::BeginSaving() {
@@ -149,8 +152,7 @@ Status SavesetWriter::Inside::Keep(Status status) {
   return status;
 }
 
-// ---- Items
-// --------------------------------------------------------------------------------------------------
+// ---- Items -----------------------------------------------------------------------------------------------
 
 Item SavesetWriter::Inside::NewItem(const std::string& name, ItemKind kind,
                                     const platform::FileFacts& facts) {
@@ -228,8 +230,7 @@ void SavesetWriter::Inside::Complete(Item item, MapTree tree, bool waits) {
   filler_->Complete(std::move(item), std::move(tree));
 }
 
-// ---- Groups
-// -------------------------------------------------------------------------------------------------
+// ---- Groups ----------------------------------------------------------------------------------------------
 
 // Between pieces and files: ends a pack that is full, and a group that waits too long.
 Status SavesetWriter::Inside::Pace() {
@@ -276,8 +277,7 @@ void SavesetWriter::Inside::Confirmed(const Item& item) {
   }
 }
 
-// ---- Files whose packs had gone
-// -----------------------------------------------------------------------------
+// ---- Files whose packs had gone --------------------------------------------------------------------------
 
 Status SavesetWriter::Inside::SaveAgain() {
   while (!toSaveAgain_.empty()) {
@@ -330,8 +330,7 @@ Status SavesetWriter::Inside::Finish() {
   return {};
 }
 
-// ---- Directories
-// --------------------------------------------------------------------------------------------
+// ---- Directories -----------------------------------------------------------------------------------------
 
 Status SavesetWriter::Inside::BeginDirectory(const std::string& name, const platform::FileFacts& facts) {
   if (Status settled = Settle(); !settled) {
@@ -413,8 +412,7 @@ Status SavesetWriter::Inside::DropDirectory() {
   return packs.empty() ? Status() : committer_->Delete(std::move(packs));
 }
 
-// ---- Waiting, and the end
-// -----------------------------------------------------------------------------------
+// ---- Waiting, and the end --------------------------------------------------------------------------------
 
 Status SavesetWriter::Inside::Settle() {
   if (IsOver()) {
@@ -481,6 +479,9 @@ Status SavesetWriter::Inside::EndRun(Catalog& rows, bool clean) {
 // whoever opens the repository next does the rest. That is asked of a new connection, since a failed one is
 // not trusted.
 Status SavesetWriter::Inside::EndFailedRun() {
+  if (committer_ != nullptr) {
+    Deliver();
+  }
   files_.reset();
   filler_.reset();
   committer_.reset();
@@ -496,8 +497,7 @@ Status SavesetWriter::Inside::EndFailedRun() {
   return failure_;
 }
 
-// ---- The class
-// ----------------------------------------------------------------------------------------------
+// ---- The class -------------------------------------------------------------------------------------------
 
 SavesetWriter::SavesetWriter(Store& store, Confirm confirm, Again again)
     : inside_(std::make_unique<Inside>(store, std::move(confirm), std::move(again))) {}
