@@ -253,7 +253,7 @@ TEST(Format, WhatBelongsElsewhereIsRefused) {
   EXPECT_FALSE(DecodeRecord(record, kSaveset, kSaveset, item));
   EXPECT_FALSE(DecodeRecord(record, kRepository, kPack, item));
   ObjectHeader header;
-  for (ObjectHeader expected :
+  for (const ObjectHeader& expected :
        {ObjectHeader{ObjectKind::kPack, kPack, kPack, Cipher::kNone, {}},
         ObjectHeader{ObjectKind::kPack, kRepository, kSaveset, Cipher::kNone, {}},
         ObjectHeader{ObjectKind::kRepository, kRepository, kPack, Cipher::kNone, {}}}) {

@@ -286,6 +286,7 @@ TEST_F(SaveTest, WhatShrinksIsCompressedAndWhatDoesNotIsStoredAsItIs) {
 
 TEST_F(SaveTest, ManySmallFilesShareFewPacks) {
   std::vector<std::string> files;
+  files.reserve(300);
   for (int i = 0; i < 300; ++i) {
     files.push_back(Write("f" + std::to_string(i), Noise(500, static_cast<unsigned>(i))));
   }
@@ -481,6 +482,7 @@ TEST_F(SaveDirectoryTest, IsSeenWholeOrNotAtAll) {
   best_ = kMiB;
   const std::string before = Write("before", "before");
   std::vector<std::string> inside;
+  inside.reserve(40);
   for (int i = 0; i < 40; ++i) {
     inside.push_back(Write("f" + std::to_string(i), Noise(kMiB, static_cast<unsigned>(i))));
   }
@@ -559,6 +561,7 @@ TEST_F(SaveTest, AFailureOfAnyOperationIsFinal) {
     contents[Write("f" + std::to_string(i), bytes)] = bytes;
   }
   std::vector<std::string> names;
+  names.reserve(contents.size());
   for (const auto& [name, bytes] : contents) {
     names.push_back(name);
   }

@@ -4,16 +4,22 @@
 
 namespace {
 
-// Of what is there behind all links.
+// What is there behind all links, and where.
+bool ReadTarget(const std::string& path, std::string& target, platform::Entry& entry) {
+  std::string why;
+  target = path;
+  if (platform::ReadEntry(path, entry, why) && entry.kind <= platform::EntryKind::kDirectory) {
+    return true;
+  }
+  return platform::FollowLinks(path, target, why) && platform::ReadEntry(target, entry, why);
+}
+
 bool ReadId(const std::string& path, platform::FileId& id) {
   std::string target;
-  std::string why;
   platform::Entry entry;
-  if (!platform::FollowLinks(path, target, why) || !platform::ReadEntry(target, entry, why)) {
-    return false;
-  }
+  const bool read = ReadTarget(path, target, entry);
   id = entry.id;
-  return true;
+  return read;
 }
 
 }  // namespace
@@ -30,13 +36,14 @@ bool OwnFiles::Contains(const platform::FileId& id) const {
   return std::find(ids_.begin(), ids_.end(), id) != ids_.end();
 }
 
-bool OwnFiles::ContainsPath(const std::string& path) {
+bool OwnFiles::ContainsPath(const std::string& path, platform::EntryKind& kind) {
   std::string target;
-  std::string why;
   platform::Entry entry;
-  if (!platform::FollowLinks(path, target, why) || !platform::ReadEntry(target, entry, why)) {
+  kind = platform::EntryKind::kOther;
+  if (!ReadTarget(path, target, entry)) {
     return false;
   }
+  kind = entry.kind;
   if (Contains(entry.id)) {
     return true;
   }

@@ -14,8 +14,9 @@ class OwnFiles {
 
   // One of the paths, by whatever name.
   [[nodiscard]] bool Contains(const platform::FileId& id) const;
-  // Whether the path leads, through all links, to one of them or into one of the directories.
-  [[nodiscard]] bool ContainsPath(const std::string& path);
+  // Whether the path leads, through all links, to one of them or into one of the directories. `kind` gets
+  // what it leads to; kOther if nothing is there.
+  [[nodiscard]] bool ContainsPath(const std::string& path, platform::EntryKind& kind);
 
  private:
   [[nodiscard]] bool ContainsDirectory(const std::string& path) const;

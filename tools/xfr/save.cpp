@@ -94,11 +94,12 @@ class Backup {
   Status SaveOne(const std::string& item) {
     Outcome here;
     Status store;
+    platform::EntryKind kind = platform::EntryKind::kOther;
     if (const std::string refusal = RefusalOf(item); !refusal.empty()) {
       Refuse(item, refusal, here);
-    } else if (own_.ContainsPath(item)) {
+    } else if (own_.ContainsPath(item, kind)) {
       Refuse(item, "it belongs to the repository itself", here);
-    } else if (platform::LookUp(item).kind == platform::PathKind::kDirectory) {
+    } else if (kind == platform::EntryKind::kDirectory) {
       store = SaveDirectory(item, own_, writer_, here);
     } else {
       store = SaveFile(item, here);

@@ -229,7 +229,7 @@ bool DataFile::WasCached(std::uint64_t offset, std::uint64_t length) {
     const ssize_t got = preadv2(static_cast<int>(handle_), &piece, 1, static_cast<off_t>(place), RWF_NOWAIT);
     return got >= 0 || errno != EAGAIN;
   };
-  return inMemory(offset) && inMemory(offset + std::max<std::uint64_t>(length, 1) - 1);
+  return inMemory(offset) && (length <= 1 || inMemory(offset + length - 1));
 }
 
 void DataFile::DropCache(std::uint64_t offset, std::uint64_t length) {

@@ -47,17 +47,16 @@ class FileSaver::Way {
   [[nodiscard]] bool IsEmpty() const { return pieces_.empty(); }
 
   bool Read(std::string& why) {
-    UnderWay next = {saver_.FreePiece(), {}};
+    pieces_.push_back({saver_.FreePiece(), {}});
+    UnderWay& next = pieces_.back();
     if (!reader_.Read(chunkSize_, *next.piece, next.holes, why)) {
-      Free(std::move(next));
       return false;
     }
     if (!next.piece->IsHole()) {
-      const bool alone = pieces_.empty() && reader_.AtEnd();
+      const bool alone = pieces_.size() == 1 && reader_.AtEnd();
       alone ? saver_.workers_.DoHere(*next.piece)
             : saver_.workers_.Start(*next.piece, Workers::Urgency::kUrgent);
     }
-    pieces_.push_back(std::move(next));
     return true;
     // The analyzer loses sight of the piece's owner in the queue.
   }  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)

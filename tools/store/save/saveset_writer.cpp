@@ -193,9 +193,13 @@ Status SavesetWriter::Inside::SaveFile(Item item, platform::DataFile& source, bo
       return found;
     }
   }
-  if (Reopen how; base != nullptr && source.Id(how.id)) {
+  if (base != nullptr) {
+    Reopen& how = referring_[item.number];
     how.directory = item.directory;
-    referring_[item.number] = how;
+    if (how.directory != 0 && !source.Id(how.id)) {
+      saved.trouble = source.Why();
+      return {};
+    }
   }
   filler_->BeginFile();
   MapTree tree;
