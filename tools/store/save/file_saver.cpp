@@ -69,7 +69,7 @@ class FileSaver::Way {
     return oldest;
   }
 
-  void Free(UnderWay done) { saver_.free_.push_back(std::move(done.piece)); }
+  void Free(const UnderWay& done) { saver_.free_.push_back(done.piece); }
 
  private:
   FileSaver& saver_;
@@ -81,11 +81,12 @@ class FileSaver::Way {
 FileSaver::FileSaver(const Keys& keys, Workers& workers, PackFiller& filler)
     : keys_(keys), workers_(workers), filler_(filler) {}
 
-std::unique_ptr<Piece> FileSaver::FreePiece() {
+Piece* FileSaver::FreePiece() {
   if (free_.empty()) {
-    return std::make_unique<Piece>(keys_);
+    pieces_.push_back(std::make_unique<Piece>(keys_));
+    return pieces_.back().get();
   }
-  auto piece = std::move(free_.back());
+  Piece* const piece = free_.back();
   free_.pop_back();
   return piece;
 }
@@ -106,10 +107,10 @@ Status FileSaver::Save(platform::DataFile& source, std::unique_ptr<Base> base,
       }
       continue;
     }
-    UnderWay oldest = way.Oldest();
+    const UnderWay oldest = way.Oldest();
     item.marker = oldest.piece->Offset() == 0 ? IsMarker(item, oldest.piece->Bytes()) : item.marker;
     Status added = map.Add(*oldest.piece, oldest.holes);
-    way.Free(std::move(oldest));
+    way.Free(oldest);
     if (!added) {
       return added;
     }

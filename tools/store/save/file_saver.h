@@ -29,17 +29,18 @@ class FileSaver {
 
  private:
   struct UnderWay {
-    std::unique_ptr<Piece> piece;
+    Piece* piece = nullptr;
     std::vector<Hole> holes;
   };
   class Way;
 
-  std::unique_ptr<Piece> FreePiece();
+  Piece* FreePiece();
 
   const Keys& keys_;
   Workers& workers_;
   PackFiller& filler_;
-  std::vector<std::unique_ptr<Piece>> free_;
+  std::vector<std::unique_ptr<Piece>> pieces_;
+  std::vector<Piece*> free_;  // of them
 };
 
 }  // namespace store
