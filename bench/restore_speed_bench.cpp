@@ -1,8 +1,7 @@
 // What a restore with the embedded server costs, beside `zstd -d | tar -x` and then `sync`, of the same files
 // in the same minutes: one file of 2 GiB of programs and libraries, 10,000 files of 8 KiB over their targets,
 // and the version before the last of ten, of which each has 1 % of its pages changed. Medians of three
-// rounds: seconds on the clock, and in brackets of the processor, which other work on the machine does not
-// change.
+// rounds, in seconds.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>

@@ -71,7 +71,7 @@ class LoadTest : public testing::TestWithParam<bool> {
           const Status got = packs.Get(key.pack, pack);
           return got ? pack->ReadBlock(key.number, bytes) : got;
         },
-        16 << 20);
+        cacheBytes_);
     WorkQueue workers(3);
     std::string why;
     const std::string path = directory_.Path() + "/target" + std::to_string(++targets_);
@@ -113,6 +113,7 @@ class LoadTest : public testing::TestWithParam<bool> {
   const Uid repository_ = Uid::Random();
   Keys keys_;
   Dice dice_{7};
+  std::size_t cacheBytes_ = 16 << 20;
   std::string target_;
   int targets_ = 0;
 };
@@ -142,7 +143,8 @@ TEST_P(LoadTest, FilesOfAllSizesComeBack) {
 
 // A file of which some pages changed between backups: each block of each of them is read once.
 TEST_P(LoadTest, GenerationsInterleavedAreReadOnce) {
-  constexpr std::size_t kGenerations = 10;
+  constexpr std::size_t kGenerations = 40;
+  cacheBytes_ = 1 << 20;  // far less than a block of each
   const std::string bytes = RandomBytes(8192 * 4000);
   std::vector<std::size_t> generation(4000, 0);
   for (std::size_t& one : generation) {

@@ -41,7 +41,7 @@ Status SplitAtHoles(std::uint64_t offset, std::uint64_t end, const std::vector<H
 
 }  // namespace
 
-Status FileCopy::Walk(const std::function<Status(LeafPart&)>& each) {
+Status FileCopy::Walk(const std::function<Status(FilePart&)>& each) {
   if (item_.facts.size != 0 && item_.map.size == 0) {
     return Status::Damaged("its record has no map");
   }
@@ -59,7 +59,7 @@ Status FileCopy::Run() {
   if (!grown) {
     return Status::Failed(target_->Why());
   }
-  Status walked = Walk([this](LeafPart& part) { return CopyPart(part); });
+  Status walked = Walk([this](FilePart& part) { return CopyPart(part); });
   pending_.Wait();
   const Status failure = Failure();
   return failure ? walked : failure;
@@ -67,7 +67,7 @@ Status FileCopy::Run() {
 
 Status FileCopy::Measure(std::uint64_t& bytes) {
   bytes = item_.facts.size;
-  return Walk([&bytes](LeafPart& part) {
+  return Walk([&bytes](FilePart& part) {
     for (const Hole& hole : part.holes) {
       bytes -= hole.size;
     }
@@ -75,9 +75,9 @@ Status FileCopy::Measure(std::uint64_t& bytes) {
   });
 }
 
-Status FileCopy::CopyPart(LeafPart& part) {
+Status FileCopy::CopyPart(FilePart& part) {
   const auto holes = std::make_shared<const std::vector<Hole>>(part.holes);
-  for (LeafPart::FromBlock& from : part.blocks) {
+  for (FilePart::FromBlock& from : part.blocks) {
     if (Status failure = Failure(); !failure) {
       return failure;
     }
@@ -97,7 +97,7 @@ Status FileCopy::CopyPart(LeafPart& part) {
   return WriteZeros(part);
 }
 
-void FileCopy::CopyBlock(const LeafPart::FromBlock& from, const std::vector<Hole>& holes) {
+void FileCopy::CopyBlock(const FilePart::FromBlock& from, const std::vector<Hole>& holes) {
   if (!Failure()) {
     return;
   }
@@ -109,7 +109,7 @@ void FileCopy::CopyBlock(const LeafPart::FromBlock& from, const std::vector<Hole
     done = Check(from, block);
   }
   if (done) {
-    done = WritePieces(from.pieces, *block, holes);
+    done = WritePieces(from.chunks, *block, holes);
   }
   if (!done) {
     Fail(done);
@@ -137,8 +137,8 @@ Status FileCopy::FetchMap(const MapPlace& place, const Uid& id, std::string& byt
                                        : Bad(place.pack, place.block, "has another map than the item's");
 }
 
-Status FileCopy::Check(const LeafPart::FromBlock& from, const BlockCache::Block& block) {
-  for (const WantedChunk& piece : from.pieces) {
+Status FileCopy::Check(const FilePart::FromBlock& from, const BlockCache::Block& block) {
+  for (const WantedChunk& piece : from.chunks) {
     if (piece.blockOffset > block->size() || piece.size > block->size() - piece.blockOffset) {
       return Bad(from.pack, from.block,
                  "ends before the item's bytes from " + std::to_string(piece.fileOffset) + " on");
@@ -186,7 +186,7 @@ Status FileCopy::WriteAround(std::uint64_t offset, std::string_view bytes, const
 }
 
 // Zeros that were no hole keep their claim on the disk.
-Status FileCopy::WriteZeros(const LeafPart& part) {
+Status FileCopy::WriteZeros(const FilePart& part) {
   static constexpr std::array<char, 128 * 1024> kZeros{};
   for (const Hole& zeros : part.zeros) {
     Status written = SplitAtHoles(

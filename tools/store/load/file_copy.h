@@ -42,14 +42,14 @@ class FileCopy {
   [[nodiscard]] const Uid& BadPack() const { return badPack_; }
 
  private:
-  Status Walk(const std::function<Status(LeafPart&)>& each);
-  Status CopyPart(LeafPart& part);
-  void CopyBlock(const LeafPart::FromBlock& from, const std::vector<Hole>& holes);
+  Status Walk(const std::function<Status(FilePart&)>& each);
+  Status CopyPart(FilePart& part);
+  void CopyBlock(const FilePart::FromBlock& from, const std::vector<Hole>& holes);
   Status FetchMap(const MapPlace& place, const Uid& id, std::string& bytes);
-  Status Check(const LeafPart::FromBlock& from, const BlockCache::Block& block);
+  Status Check(const FilePart::FromBlock& from, const BlockCache::Block& block);
   Status WritePieces(const std::vector<WantedChunk>& pieces, std::string_view block,
                      const std::vector<Hole>& holes);
-  Status WriteZeros(const LeafPart& part);
+  Status WriteZeros(const FilePart& part);
   Status WriteAround(std::uint64_t offset, std::string_view bytes, const std::vector<Hole>& holes);
   Status Write(std::uint64_t offset, std::string_view bytes);
   Status GetBlock(const Uid& pack, std::uint64_t number, bool keep, BlockCache::Block& block);

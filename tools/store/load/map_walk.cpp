@@ -1,12 +1,16 @@
 #include "store/load/map_walk.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <string>
 #include <utility>
 
 namespace store {
 namespace {
+
+// Half a gibibyte of a file with the smallest chunks, in some five megabytes of lists.
+constexpr std::size_t kLeavesOfPart = 64;
 
 Status DoesNotFit() { return Status::Damaged("its map does not fit it"); }
 
@@ -22,47 +26,63 @@ void AddZeros(std::uint64_t offset, std::uint64_t size, std::vector<Hole>& zeros
   }
 }
 
-void MarkEdges(std::vector<LeafPart::FromBlock>& blocks) {
-  std::map<Uid, std::pair<std::uint64_t, std::uint64_t>> edges;
-  for (const LeafPart::FromBlock& from : blocks) {
-    auto& [first, last] = edges.try_emplace(from.pack, from.block, from.block).first->second;
-    first = std::min(first, from.block);
-    last = std::max(last, from.block);
-  }
-  for (LeafPart::FromBlock& from : blocks) {
-    const auto& [first, last] = edges[from.pack];
-    from.edge = from.block == first || from.block == last;
-  }
-}
-
-// The chunks of a leaf, by the blocks that they are in.
-LeafPart PartOf(const MapLeaf& leaf, std::uint64_t begin, std::uint64_t fileSize) {
-  LeafPart part;
-  std::map<std::pair<std::uint32_t, std::uint32_t>, std::size_t> known;
-  std::uint64_t offset = begin;
-  for (const ChunkPlace& chunk : leaf.chunks) {
-    const auto size = static_cast<std::uint32_t>(std::min<std::uint64_t>(leaf.chunkSize, fileSize - offset));
-    if (chunk.zero) {
-      AddZeros(offset, size, part.zeros);
-    } else {
-      const auto [found, isNew] = known.emplace(std::pair(chunk.pack, chunk.block), part.blocks.size());
-      if (isNew) {
-        part.blocks.push_back({leaf.packs[chunk.pack], chunk.block, false, {}});
-      }
-      part.blocks[found->second].pieces.push_back({offset, chunk.offset, size, chunk.id});
-    }
-    offset += size;
-  }
-  for (const Hole& hole : leaf.holes) {
-    part.holes.push_back({begin + hole.offset, hole.size});
-  }
-  MarkEdges(part.blocks);
-  return part;
-}
-
 }  // namespace
 
-Status MapWalk::Run(const std::function<Status(LeafPart&)>& each) {
+// The chunks of leaves, by the blocks that they are in.
+class MapWalk::PartMaker {
+ public:
+  void Add(const MapLeaf& leaf, std::uint64_t begin, std::uint64_t fileSize) {
+    std::uint64_t offset = begin;
+    for (const ChunkPlace& chunk : leaf.chunks) {
+      const auto size =
+          static_cast<std::uint32_t>(std::min<std::uint64_t>(leaf.chunkSize, fileSize - offset));
+      if (chunk.zero) {
+        AddZeros(offset, size, part_.zeros);
+      } else {
+        BlockOf(leaf.packs[chunk.pack], chunk.block).chunks.push_back({offset, chunk.offset, size, chunk.id});
+      }
+      offset += size;
+    }
+    for (const Hole& hole : leaf.holes) {
+      AddZeros(begin + hole.offset, hole.size, part_.holes);
+    }
+  }
+
+  FilePart Take() {
+    MarkEdges();
+    known_.clear();
+    last_ = 0;
+    return std::exchange(part_, {});
+  }
+
+ private:
+  FilePart::FromBlock& BlockOf(const Uid& pack, std::uint64_t block) {
+    std::vector<FilePart::FromBlock>& blocks = part_.blocks;
+    if (blocks.empty() || blocks[last_].block != block || blocks[last_].pack != pack) {
+      const auto [found, isNew] = known_.try_emplace(std::pair(pack, block), blocks.size());
+      last_ = found->second;
+      if (isNew) {
+        blocks.push_back({pack, block, false, {}});
+      }
+    }
+    return blocks[last_];
+  }
+
+  void MarkEdges() {
+    for (auto entry = known_.begin(); entry != known_.end(); ++entry) {
+      const auto next = std::next(entry);
+      const bool first = entry == known_.begin() || std::prev(entry)->first.first != entry->first.first;
+      const bool last = next == known_.end() || next->first.first != entry->first.first;
+      part_.blocks[entry->second].edge = first || last;
+    }
+  }
+
+  FilePart part_;
+  std::map<std::pair<Uid, std::uint64_t>, std::size_t> known_;  // by pack and number, which block of the part
+  std::size_t last_ = 0;
+};
+
+Status MapWalk::Run(const Each& each) {
   if (item_.facts.size == 0) {
     return {};
   }
@@ -74,12 +94,20 @@ Status MapWalk::Run(const std::function<Status(LeafPart&)>& each) {
   if (Status known = FormOfMap(bytes, form); !known) {
     return known;
   }
-  return form == MapForm::kTree ? TakeTree(bytes, each) : TakeLeaf(bytes, 0, 0, each);
+  if (form == MapForm::kTree) {
+    return TakeTree(bytes, each);
+  }
+  PartMaker maker;
+  if (Status taken = TakeLeaf(bytes, 0, 0, maker); !taken) {
+    return taken;
+  }
+  FilePart part = maker.Take();
+  return each(part);
 }
 
 // `chunks` of a leaf that is all of the map: as many as it takes.
 Status MapWalk::TakeLeaf(std::string_view bytes, std::uint64_t firstChunk, std::uint64_t chunks,
-                         const std::function<Status(LeafPart&)>& each) {
+                         PartMaker& maker) {
   MapLeaf leaf;
   if (Status decoded = DecodeLeaf(bytes, leaf); !decoded) {
     return decoded;
@@ -97,11 +125,11 @@ Status MapWalk::TakeLeaf(std::string_view bytes, std::uint64_t firstChunk, std::
   if (!leaf.holes.empty() && leaf.holes.back().offset + leaf.holes.back().size > size) {
     return DoesNotFit();
   }
-  LeafPart part = PartOf(leaf, begin, item_.facts.size);
-  return each(part);
+  maker.Add(leaf, begin, item_.facts.size);
+  return {};
 }
 
-Status MapWalk::TakeTree(std::string_view bytes, const std::function<Status(LeafPart&)>& each) {
+Status MapWalk::TakeTree(std::string_view bytes, const Each& each) {
   MapTree tree;
   if (Status decoded = DecodeTree(bytes, tree); !decoded) {
     return decoded;
@@ -112,15 +140,22 @@ Status MapWalk::TakeTree(std::string_view bytes, const std::function<Status(Leaf
     return DoesNotFit();
   }
   std::string leafBytes;
-  std::uint64_t first = 0;
-  for (const MapTree::Leaf& leaf : tree.leaves) {
+  PartMaker maker;
+  for (std::size_t number = 0; number < tree.leaves.size(); ++number) {
+    const MapTree::Leaf& leaf = tree.leaves[number];
+    const std::uint64_t first = number * kChunksOfLeaf;
     if (Status fetched = fetch_(leaf.place, leaf.id, leafBytes); !fetched) {
       return fetched;
     }
-    if (Status taken = TakeLeaf(leafBytes, first, std::min(kChunksOfLeaf, chunks - first), each); !taken) {
+    if (Status taken = TakeLeaf(leafBytes, first, std::min(kChunksOfLeaf, chunks - first), maker); !taken) {
       return taken;
     }
-    first += kChunksOfLeaf;
+    if ((number + 1) % kLeavesOfPart == 0 || number + 1 == tree.leaves.size()) {
+      FilePart part = maker.Take();
+      if (Status done = each(part); !done) {
+        return done;
+      }
+    }
   }
   return {};
 }

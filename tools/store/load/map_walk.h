@@ -21,13 +21,13 @@ struct WantedChunk {
   Uid id;
 };
 
-// A part of a file of one leaf: what has to be read for it, block by block in the order of the file.
-struct LeafPart {
+// A part of a file: what has to be read for it, block by block in the order of the file.
+struct FilePart {
   struct FromBlock {
     Uid pack;
     std::uint64_t block = 0;
     bool edge = false;  // the first or last of its pack in this part: one beside it may need it too
-    std::vector<WantedChunk> pieces;
+    std::vector<WantedChunk> chunks;
   };
   std::vector<FromBlock> blocks;
   std::vector<Hole> zeros;  // nothing but zeros, by offset in the file
@@ -38,17 +38,19 @@ class MapWalk {
  public:
   // Bytes of a map, already checked against this id.
   using Fetch = std::function<Status(const MapPlace& place, const Uid& id, std::string& bytes)>;
+  using Each = std::function<Status(FilePart& part)>;
 
   MapWalk(const Item& item, Fetch fetch) : item_(item), fetch_(std::move(fetch)) {}
 
-  // Calls `each` for each part of the file in turn. kDamaged if the map does not fit the item. Ends early
-  // with a status that `each` returns.
-  Status Run(const std::function<Status(LeafPart&)>& each);
+  // Calls `each` for each part of the file in turn. A part is many leaves, so that of a file whose chunks are
+  // scattered over many backups each block is read for many chunks at once. kDamaged if the map does not fit
+  // the item. Ends early with a status that `each` returns.
+  Status Run(const Each& each);
 
  private:
-  Status TakeLeaf(std::string_view bytes, std::uint64_t firstChunk, std::uint64_t chunks,
-                  const std::function<Status(LeafPart&)>& each);
-  Status TakeTree(std::string_view bytes, const std::function<Status(LeafPart&)>& each);
+  class PartMaker;
+  Status TakeLeaf(std::string_view bytes, std::uint64_t firstChunk, std::uint64_t chunks, PartMaker& maker);
+  Status TakeTree(std::string_view bytes, const Each& each);
 
   const Item& item_;
   Fetch fetch_;
