@@ -14,6 +14,8 @@ namespace {
 constexpr std::uint64_t kAloneUpTo = 2 * kBlockSize;
 // No larger file is one chunk.
 constexpr std::uint64_t kSmallestOfPieces = 8 * 1024;
+// What the processor still has at hand when it is written: three tenths of the time hang on it.
+constexpr std::size_t kRun = 256 * 1024;
 constexpr std::uint64_t kWritebackStep = 16 * 1024 * 1024;
 
 bool IsZero(std::string_view bytes) { return bytes.find_first_not_of('\0') == std::string_view::npos; }
@@ -105,11 +107,8 @@ void FileCopy::CopyBlock(const FilePart::FromBlock& from, const std::vector<Hole
   const bool keep = from.edge || item_.facts.size <= kAloneUpTo;
   BlockCache::Block block;
   Status done = GetBlock(from.pack, from.block, keep, block);
-  if (done) {
-    done = Check(from, block);
-  }
-  if (done) {
-    done = WritePieces(from.chunks, *block, holes);
+  for (std::size_t begin = 0; done && begin < from.chunks.size();) {
+    done = CopyRun(from, *block, holes, begin);
   }
   if (!done) {
     Fail(done);
@@ -137,39 +136,33 @@ Status FileCopy::FetchMap(const MapPlace& place, const Uid& id, std::string& byt
                                        : Bad(place.pack, place.block, "has another map than the item's");
 }
 
-Status FileCopy::Check(const FilePart::FromBlock& from, const BlockCache::Block& block) {
-  for (const WantedChunk& piece : from.chunks) {
-    if (piece.blockOffset > block->size() || piece.size > block->size() - piece.blockOffset) {
-      return Bad(from.pack, from.block,
-                 "ends before the item's bytes from " + std::to_string(piece.fileOffset) + " on");
-    }
-    if (tools_.keys.IdOf(std::string_view(*block).substr(piece.blockOffset, piece.size)) != piece.id) {
-      return Bad(from.pack, from.block,
-                 "has other bytes than the item's from " + std::to_string(piece.fileOffset) + " on");
-    }
+Status FileCopy::Check(const FilePart::FromBlock& from, const WantedChunk& chunk, std::string_view block) {
+  if (chunk.blockOffset > block.size() || chunk.size > block.size() - chunk.blockOffset) {
+    return Bad(from.pack, from.block,
+               "ends before the item's bytes from " + std::to_string(chunk.fileOffset) + " on");
   }
-  return {};
+  return tools_.keys.IdOf(block.substr(chunk.blockOffset, chunk.size)) == chunk.id
+             ? Status()
+             : Bad(from.pack, from.block,
+                   "has other bytes than the item's from " + std::to_string(chunk.fileOffset) + " on");
 }
 
-// Those that follow each other in block and file are written together.
-Status FileCopy::WritePieces(const std::vector<WantedChunk>& pieces, std::string_view block,
-                             const std::vector<Hole>& holes) {
-  for (std::size_t begin = 0; begin < pieces.size();) {
-    std::size_t end = begin + 1;
-    std::size_t size = pieces[begin].size;
-    while (end < pieces.size() && pieces[end].fileOffset == pieces[begin].fileOffset + size &&
-           pieces[end].blockOffset == pieces[begin].blockOffset + size) {
-      size += pieces[end].size;
-      ++end;
+// Checks and writes chunks that follow each other in block and file, as long as the processor has them at
+// hand. `begin` gets the number of the next one.
+Status FileCopy::CopyRun(const FilePart::FromBlock& from, std::string_view block,
+                         const std::vector<Hole>& holes, std::size_t& begin) {
+  const WantedChunk& first = from.chunks[begin];
+  std::size_t size = 0;
+  do {
+    if (Status checked = Check(from, from.chunks[begin], block); !checked) {
+      return checked;
     }
-    if (Status written =
-            WriteAround(pieces[begin].fileOffset, block.substr(pieces[begin].blockOffset, size), holes);
-        !written) {
-      return written;
-    }
-    begin = end;
-  }
-  return {};
+    size += from.chunks[begin].size;
+    ++begin;
+  } while (size < kRun && begin < from.chunks.size() &&
+           from.chunks[begin].fileOffset == first.fileOffset + size &&
+           from.chunks[begin].blockOffset == first.blockOffset + size);
+  return WriteAround(first.fileOffset, block.substr(first.blockOffset, size), holes);
 }
 
 // A hole is left out if its bytes are zeros indeed: the file may have changed while it was saved.

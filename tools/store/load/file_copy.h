@@ -46,9 +46,9 @@ class FileCopy {
   Status CopyPart(FilePart& part);
   void CopyBlock(const FilePart::FromBlock& from, const std::vector<Hole>& holes);
   Status FetchMap(const MapPlace& place, const Uid& id, std::string& bytes);
-  Status Check(const FilePart::FromBlock& from, const BlockCache::Block& block);
-  Status WritePieces(const std::vector<WantedChunk>& pieces, std::string_view block,
-                     const std::vector<Hole>& holes);
+  Status Check(const FilePart::FromBlock& from, const WantedChunk& chunk, std::string_view block);
+  Status CopyRun(const FilePart::FromBlock& from, std::string_view block, const std::vector<Hole>& holes,
+                 std::size_t& begin);
   Status WriteZeros(const FilePart& part);
   Status WriteAround(std::uint64_t offset, std::string_view bytes, const std::vector<Hole>& holes);
   Status Write(std::uint64_t offset, std::string_view bytes);
