@@ -90,7 +90,7 @@ void Make(const std::string& path, const Sizes& sizes) {
     saveset.database = "ABC";
     saveset.pool = "disk";
     saveset.mover = store::Mover::kEndedClean;
-    Check(catalog->ImportSaveset(saveset, false));
+    Check(catalog->ImportSaveset(saveset));
     for (std::uint64_t pack = 0; pack < packsOfSaveset; ++pack) {
       const Uid uid = FixedUid(3, set * packsOfSaveset + pack);
       std::vector<std::string> records;

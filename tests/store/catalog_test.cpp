@@ -237,8 +237,8 @@ TEST_P(CatalogTest, SavesetsAreNewestFirstAndWithdrawnOnesLast) {
   one.End(Mover::kEndedFailed, State::kFailed);
   EXPECT_EQ(Savesets(), (Names{"ABC2", "ABC1"}));
   EXPECT_EQ(SavesetsWith("/f"), (Names{"ABC1", "ABC2"}));
-  EXPECT_FALSE(Find("ABC3")->hasItems);
-  EXPECT_TRUE(Find("ABC2")->hasItems);
+  EXPECT_FALSE(Find("ABC3")->items > 0);
+  EXPECT_TRUE(Find("ABC2")->items > 0);
 }
 
 TEST_P(CatalogTest, ADirectoryIsSeenOnceItIsWhole) {
@@ -469,12 +469,15 @@ TEST_P(CatalogTest, AnImportGivesWhatThePacksHave) {
   const std::unique_ptr<Catalog> catalog = OpenCatalog(*anew, repository_);
   Saveset saveset = good.saveset;
   saveset.mover = Mover::kEndedClean;
-  ASSERT_TRUE(catalog->ImportSaveset(saveset, false));
+  saveset.isProtected = saveset.warnings = true;
+  saveset.ended = 4711;
+  ASSERT_TRUE(catalog->ImportSaveset(saveset));
   Saveset torn = saveset;
   torn.uid = Uid::Random();
   torn.name = "ABC8";
   torn.id = 0;
-  ASSERT_TRUE(catalog->ImportSaveset(torn, true));
+  torn.failed = true;
+  ASSERT_TRUE(catalog->ImportSaveset(torn));
   const auto record = [&](const Item& item, const Saveset& of) {
     return EncodeRecord(item, repository_, of.uid);
   };
@@ -508,10 +511,15 @@ TEST_P(CatalogTest, AnImportGivesWhatThePacksHave) {
   ASSERT_TRUE(catalog->FindSaveset("ABC7", found));
   ASSERT_TRUE(found);
   EXPECT_EQ(found->id, good.saveset.id);
-  EXPECT_TRUE(found->hasItems);
+  EXPECT_EQ(found->items, Find("ABC7")->items);
+  EXPECT_EQ(found->bytes, Find("ABC7")->bytes);
+  EXPECT_TRUE(found->isProtected && found->warnings && !found->failed);
+  EXPECT_EQ(found->ended, 4711);
   EXPECT_EQ(NamesOf(*catalog, *found), NamesOf(*catalog_, good.saveset));
   ASSERT_TRUE(catalog->FindSaveset("ABC8", found));
-  EXPECT_FALSE(found->hasItems);
+  EXPECT_EQ(found->items, 0);
+  EXPECT_EQ(found->bytes, 0);
+  EXPECT_TRUE(found->failed);
   std::optional<Pack> row;
   ASSERT_TRUE(catalog->FindPack(lost, row));
   EXPECT_FALSE(row);
@@ -594,7 +602,7 @@ TEST_P(CatalogTest, ACatalogOfAnotherRepositoryIsNotTaken) {
 TEST_P(CatalogTest, ACatalogOfANewerReleaseIsLeftAlone) {
   std::unique_ptr<SqlEngine> engine;
   ASSERT_TRUE(backing_->Connect(engine));
-  ASSERT_TRUE(engine->Run("UPDATE catalog SET version = 2", {}));
+  ASSERT_TRUE(engine->Run("UPDATE catalog SET version = 99", {}));
   Catalog newer(std::move(engine), repository_);
   const Status prepared = newer.Prepare();
   EXPECT_EQ(prepared.What(), Kind::kFailed);

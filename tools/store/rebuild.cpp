@@ -80,18 +80,15 @@ Status Import::ImportSaveset(const Uid& uid) {
   if (Status read = ReadSavesetObjects(shelf_, uid, objects); !read) {
     tell_(read.Message());
   }
-  Saveset saveset;
-  if (objects.begun) {
-    saveset = *objects.begun;
-  } else {
+  Saveset& saveset = objects.saveset;
+  if (!objects.begun) {
     constexpr std::size_t kDigits = 16;
-    saveset.uid = uid;
     saveset.name = "RECOVERED_" + uid.Hex().substr(0, kDigits);
     saveset.mover = Mover::kEndedFailed;
     tell_("name, database and pool of saveset " + uid.Hex() + " are lost: it is " + saveset.name + " now");
   }
   savesets_.insert(uid);
-  return catalog_.ImportSaveset(saveset, objects.closedAsFailed);
+  return catalog_.ImportSaveset(saveset);
 }
 
 Status Import::ImportPacks() {

@@ -1,5 +1,7 @@
 #include "store/saveset_objects.h"
 
+#include <algorithm>
+#include <array>
 #include <map>
 
 #include "platform/data_file.h"
@@ -12,12 +14,13 @@ namespace {
 constexpr const char* kBegin = "begin";
 constexpr const char* kEnd = "end";
 constexpr const char* kClosed = "closed";
+constexpr const char* kProtected = "protected";
 constexpr std::uint64_t kLargestObject = 1024 * 1024;
 
 // Tags of the contents' fields; the time is the same in all.
 constexpr std::uint64_t kTime = 4;
 enum RepositoryTag : std::uint64_t { kKeys = 1 };
-enum BeginTag : std::uint64_t { kName = 1, kDatabase = 2, kPool = 3, kNumber = 5, kHost = 6 };
+enum BeginTag : std::uint64_t { kName = 1, kDatabase = 2, kPool = 3, kNumber = 5, kHost = 6, kTogether = 7 };
 enum EndTag : std::uint64_t { kOutcome = 1 };
 
 using Fields = std::map<std::uint64_t, std::string>;
@@ -100,17 +103,16 @@ std::uint8_t SmallNumber(const Fields& fields, std::uint64_t tag) {
   return field == fields.end() ? std::uint8_t{0} : Decoder(field->second).U8();
 }
 
-void TakeBegin(const Uid& uid, Fields& fields, SavesetObjects& objects) {
-  if (fields.empty()) {
-    return;
-  }
-  Saveset& saveset = objects.begun.emplace();
-  saveset.uid = uid;
+void TakeBegin(Fields& fields, Saveset& saveset) {
   saveset.name = fields[kName];
   saveset.database = fields[kDatabase];
   saveset.pool = fields[kPool];
   saveset.created = Decoder(fields[kTime]).I64();
   saveset.id = static_cast<std::int64_t>(Decoder(fields[kNumber]).Varint());
+  Uid together;
+  if (Uid::FromBytes(fields[kTogether], together)) {
+    saveset.together = together;
+  }
 }
 
 }  // namespace
@@ -156,7 +158,8 @@ Status PutSavesetBegin(const ObjectShelf& shelf, const Saveset& saveset) {
               {kPool, saveset.pool},
               {kTime, EncodeTime(saveset.created)},
               {kNumber, Encoder().Varint(static_cast<std::uint64_t>(saveset.id)).Take()},
-              {kHost, platform::HostName()}});
+              {kHost, platform::HostName()},
+              {kTogether, std::string(saveset.together.Bytes())}});
 }
 
 Status PutSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, Mover mover, std::int64_t time) {
@@ -169,8 +172,16 @@ Status PutSavesetClosed(const ObjectShelf& shelf, const Uid& saveset, State stat
              {{kOutcome, Encoder().U8(static_cast<std::uint8_t>(state)).Take()}, {kTime, EncodeTime(time)}});
 }
 
+Status PutSavesetProtected(const ObjectShelf& shelf, const Uid& saveset, std::int64_t time) {
+  return Put(shelf, saveset, ObjectKind::kSavesetProtected, kProtected, {{kTime, EncodeTime(time)}});
+}
+
+Status DeleteSavesetProtected(Place& place, const Uid& saveset) {
+  return place.Delete(SavesetObject(saveset, kProtected));
+}
+
 Status DeleteSavesetObjects(Place& place, const Uid& saveset) {
-  for (const char* which : {kEnd, kClosed, kBegin}) {
+  for (const char* which : {kProtected, kEnd, kClosed, kBegin}) {
     if (Status gone = place.Delete(SavesetObject(saveset, which)); !gone) {
       return gone;
     }
@@ -178,22 +189,33 @@ Status DeleteSavesetObjects(Place& place, const Uid& saveset) {
   return {};
 }
 
-Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& saveset, SavesetObjects& objects) {
+Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& uid, SavesetObjects& objects) {
   objects = SavesetObjects();
   Fields begin;
   Fields end;
   Fields closed;
-  Status began = Get(shelf, saveset, ObjectKind::kSavesetBegin, kBegin, begin);
-  Status ended = Get(shelf, saveset, ObjectKind::kSavesetEnd, kEnd, end);
-  Status wasClosed = Get(shelf, saveset, ObjectKind::kSavesetClosed, kClosed, closed);
-  TakeBegin(saveset, begin, objects);
+  Fields kept;
+  const std::array<Status, 4> read = {Get(shelf, uid, ObjectKind::kSavesetBegin, kBegin, begin),
+                                      Get(shelf, uid, ObjectKind::kSavesetEnd, kEnd, end),
+                                      Get(shelf, uid, ObjectKind::kSavesetClosed, kClosed, closed),
+                                      Get(shelf, uid, ObjectKind::kSavesetProtected, kProtected, kept)};
+  Saveset& saveset = objects.saveset;
+  saveset.uid = uid;
+  saveset.together = uid;
+  objects.begun = !begin.empty();
   if (objects.begun) {
-    objects.begun->mover = SmallNumber(end, kOutcome) == static_cast<std::uint8_t>(Mover::kEndedClean)
-                               ? Mover::kEndedClean
-                               : Mover::kEndedFailed;
+    TakeBegin(begin, saveset);
   }
-  objects.closedAsFailed = SmallNumber(closed, kOutcome) == static_cast<std::uint8_t>(State::kFailed);
-  return !began ? began : !ended ? ended : wasClosed;
+  const bool endedWell = SmallNumber(end, kOutcome) == static_cast<std::uint8_t>(Mover::kEndedClean);
+  saveset.mover = endedWell ? Mover::kEndedClean : Mover::kEndedFailed;
+  if (endedWell) {
+    saveset.ended = Decoder(end[kTime]).I64();
+  }
+  saveset.failed = SmallNumber(closed, kOutcome) == static_cast<std::uint8_t>(State::kFailed);
+  saveset.warnings = SmallNumber(closed, kOutcome) == static_cast<std::uint8_t>(State::kWarnings);
+  saveset.isProtected = !kept.empty();
+  const auto bad = std::find_if(read.begin(), read.end(), [](const Status& status) { return !status; });
+  return bad == read.end() ? Status() : *bad;
 }
 
 }  // namespace store

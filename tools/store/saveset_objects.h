@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include "store/catalog/catalog.h"
@@ -33,15 +32,19 @@ Status PutSavesetBegin(const ObjectShelf& shelf, const Saveset& saveset);
 Status PutSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, Mover mover, std::int64_t time);
 Status PutSavesetClosed(const ObjectShelf& shelf, const Uid& saveset, State state, std::int64_t time);
 
+// That no rule deletes it, and that this is taken back.
+Status PutSavesetProtected(const ObjectShelf& shelf, const Uid& saveset, std::int64_t time);
+Status DeleteSavesetProtected(Place& place, const Uid& saveset);
+
 // All objects of a saveset go; the one that names it goes last.
 Status DeleteSavesetObjects(Place& place, const Uid& saveset);
 
 // What the objects tell of one saveset.
 struct SavesetObjects {
-  std::optional<Saveset> begun;  // `mover` is set from the object of the end
-  bool closedAsFailed = false;
+  bool begun = false;  // its beginning is there: without it, name, database, pool and time are lost
+  Saveset saveset;
 };
 // kDamaged if one of the objects cannot be used; what the others tell is given all the same.
-Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& saveset, SavesetObjects& objects);
+Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& uid, SavesetObjects& objects);
 
 }  // namespace store

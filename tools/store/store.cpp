@@ -164,7 +164,7 @@ Status Store::OpenRestoreJob(const JobRequest& request, std::int64_t session, st
   if (Status found = FindSaveset(request.saveset, used); !found) {
     return found;
   }
-  if (!used.hasItems) {
+  if (used.items == 0) {
     return Status::Failed("saveset " + request.saveset + " contains nothing: choose another backup");
   }
   if (used.marked) {
@@ -252,7 +252,7 @@ Status Store::ListItems(const std::string& sid, const std::string& saveset, cons
   if (Status found = FindSaveset(saveset, used); !found) {
     return found;
   }
-  if (used.database != DatabaseOfSid(sid) || !used.hasItems) {
+  if (used.database != DatabaseOfSid(sid) || used.items == 0) {
     return Status::Failed("saveset " + saveset + " is no backup of database " + sid +
                           ": a query without a backup id lists those that are");
   }

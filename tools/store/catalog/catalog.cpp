@@ -103,6 +103,15 @@ Status Catalog::Inside::FamilyOf(std::string_view database, std::string_view poo
   return Run("INSERT INTO family(id, name, pool) VALUES($1, $2, $3)", {family, database, pool});
 }
 
+Status Catalog::Inside::AddSaveset(const Saveset& saveset, std::int64_t id, std::int64_t family) {
+  return Run(
+      "INSERT INTO saveset(id, uid, name, family, created, mover, ended, failed, warnings, items, bytes, "
+      "together, protected, deleting) VALUES($1, $2, $3, $4, $5, $6, $7, $8, $9, 0, 0, $10, $11, 0)",
+      {id, saveset.uid.Bytes(), saveset.name, family, saveset.created, static_cast<int>(saveset.mover),
+       saveset.ended ? SqlValue(*saveset.ended) : SqlValue(nullptr), saveset.failed, saveset.warnings,
+       saveset.together.Bytes(), saveset.isProtected});
+}
+
 Status DamagedRow(const std::string& what) {
   return Status::Damaged("the catalog is damaged (" + what +
                          " is not what was written): make it anew with `korvo rebuild`");
@@ -178,7 +187,8 @@ Status Catalog::Prepare() {
                           "): use the tools of that release");
   }
   if (version != kSchemaVersion) {
-    return DamagedRow("its version");
+    return Status::Damaged("the catalog has version " + std::to_string(version) +
+                           ", which no release wrote: make it anew with `korvo rebuild`");
   }
   if (repository != inside_->repository) {
     return Status::Damaged("the catalog belongs to another repository (" + repository.Hex() +

@@ -48,9 +48,14 @@ struct Saveset {
   std::string pool;
   std::int64_t created = 0;
   Mover mover = Mover::kNone;
-  bool hasItems = false;
-  bool marked = false;  // to be deleted after the grace
-  bool failed = false;  // its backup job was closed as failed
+  std::optional<std::int64_t> ended;  // when its mover ended; not known of one that was killed
+  std::int64_t items = 0;             // that are items of their own
+  std::int64_t bytes = 0;             // of all its files
+  Uid together;                       // the first saveset of its session
+  bool isProtected = false;           // no rule deletes it
+  bool marked = false;                // to be deleted after the grace
+  bool failed = false;                // its backup job was closed as failed
+  bool warnings = false;              // ... with warnings
 };
 
 struct NewJob {
@@ -189,7 +194,7 @@ class Catalog {
 
   // ---- Rebuilding, into an empty catalog ----
 
-  Status ImportSaveset(const Saveset& saveset, bool withdrawn);
+  Status ImportSaveset(const Saveset& saveset);
   // Of a saveset that was deleted a pack comes without records: others may refer to it.
   Status ImportPack(const Pack& pack, const Uid& saveset, const std::vector<std::string>& records);
   // Everything is there: items whose packs are missing go again, directories without all of their entries

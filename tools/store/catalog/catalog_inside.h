@@ -48,6 +48,8 @@ struct Catalog::Inside {
   // Of the saveset's own packs, those that no item needs; within a transaction.
   Status NameUnneededPacks(std::int64_t saveset);
 
+  // A saveset without items; within a transaction.
+  Status AddSaveset(const Saveset& saveset, std::int64_t id, std::int64_t family);
   // An item's rows; within a transaction.
   Status AddItem(std::int64_t saveset, std::int64_t family, const Item& item, std::string_view record,
                  std::int64_t recordPack, const std::vector<std::int64_t>& packs);
@@ -58,8 +60,8 @@ inline SqlValue Unsigned(std::uint64_t number) { return static_cast<std::int64_t
 // ---- Rows of items ---------------------------------------------------------------------------------------
 
 // Of `item i`: what `ReadItem` reads.
-inline const std::string kItemColumns = "i.number, i.key, i.listed, i.kind, i.directory, i.stored, i.record";
-inline constexpr int kItemColumnCount = 7;
+inline const std::string kItemColumns = "i.number, i.key, i.listed, i.kind, i.directory, i.size, i.stored, i.record";
+inline constexpr int kItemColumnCount = 8;
 // That an item is not part of a directory which is still being saved.
 inline const std::string kItemVisible =
     "NOT EXISTS(SELECT 1 FROM unfinished u WHERE u.saveset = i.saveset AND u.directory = i.directory)";

@@ -29,6 +29,7 @@ Status NameUnneeded(Catalog::Inside& inside, const std::set<std::int64_t>& packs
 
 struct Portion {
   std::vector<std::int64_t> numbers;
+  std::int64_t bytes = 0;  // of its files
   std::set<std::int64_t> packs;
 };
 
@@ -37,11 +38,12 @@ Status ReadPortion(Catalog::Inside& inside, std::int64_t saveset, std::optional<
                    std::int64_t behind, Portion& portion) {
   portion = {};
   Status read = inside.engine->Run(
-      "SELECT number, pack FROM item WHERE saveset = $1 AND number > $2 AND (directory = $3 OR $3 = -1) "
+      "SELECT number, pack, kind, size FROM item WHERE saveset = $1 AND number > $2 AND (directory = $3 OR $3 = -1) "
       "ORDER BY number LIMIT $4",
       {saveset, behind, directory.value_or(-1), kPortion}, [&portion](const SqlRow& row) {
         portion.numbers.push_back(row.Number(0));
         portion.packs.insert(row.Number(1));
+        portion.bytes += row.Number(2) == static_cast<int>(ItemKind::kFile) ? row.Number(3) : 0;
         return Status();
       });
   if (!read || portion.numbers.empty()) {
@@ -64,7 +66,7 @@ Status DeletePortion(Catalog::Inside& inside, std::int64_t saveset, const Portio
       }
     }
   }
-  return {};
+  return inside.Run("UPDATE saveset SET bytes = bytes - $1 WHERE id = $2", {portion.bytes, saveset});
 }
 
 // Within a transaction.

@@ -118,8 +118,8 @@ const std::string kGoodCopy =
     "JOIN pack p ON p.id = n.pack WHERE n.saveset = i.saveset AND n.number = i.number AND p.state <> 1)";
 
 const std::string kSelectSaveset =
-    "SELECT s.id, s.uid, s.name, f.name, f.pool, s.created, s.mover, s.items, s.marked, s.failed FROM "
-    "saveset s "
+    "SELECT s.id, s.uid, s.name, f.name, f.pool, s.created, s.mover, s.items, s.marked, s.failed, "
+    "s.warnings, s.ended, s.bytes, s.together, s.protected FROM saveset s "
     "JOIN family f ON f.id = s.family ";
 
 Status ReadSaveset(const SqlRow& row, Saveset& saveset) {
@@ -129,10 +129,16 @@ Status ReadSaveset(const SqlRow& row, Saveset& saveset) {
   saveset.pool = row.Bytes(4);
   saveset.created = row.Number(5);
   saveset.mover = static_cast<Mover>(row.Number(6));
-  saveset.hasItems = row.Number(7) > 0;
+  saveset.items = row.Number(7);
   saveset.marked = !row.IsNull(8);
   saveset.failed = row.Number(9) != 0;
-  return Uid::FromBytes(row.Bytes(1), saveset.uid) ? Status() : DamagedRow("the id of a saveset");
+  saveset.warnings = row.Number(10) != 0;
+  saveset.ended = row.IsNull(11) ? std::nullopt : std::optional(row.Number(11));
+  saveset.bytes = row.Number(12);
+  saveset.isProtected = row.Number(14) != 0;
+  return Uid::FromBytes(row.Bytes(1), saveset.uid) && Uid::FromBytes(row.Bytes(13), saveset.together)
+             ? Status()
+             : DamagedRow("the id of a saveset");
 }
 
 Status ReadNames(Catalog::Inside& inside, const std::string& text, const std::vector<SqlValue>& values,

@@ -121,6 +121,7 @@ Status AddItems(Catalog::Inside& inside, const Group& group, const PackIds& ids)
   }
   const std::int64_t recordPack = ids.at(group.packs.back().uid);
   std::int64_t own = 0;
+  std::uint64_t bytes = 0;
   for (const Item& item : group.items) {
     std::vector<std::int64_t> packs;
     for (const Uid& pack : item.packs) {
@@ -133,13 +134,15 @@ Status AddItems(Catalog::Inside& inside, const Group& group, const PackIds& ids)
       return added;
     }
     own += item.directory == 0 ? 1 : 0;
+    bytes += item.kind == ItemKind::kFile ? item.facts.size : 0;
     if (item.kind == ItemKind::kDirectory && item.directory == 0) {
       if (Status finished = FinishDirectory(inside, group.saveset, item); !finished) {
         return finished;
       }
     }
   }
-  return inside.Run("UPDATE saveset SET items = items + $1 WHERE id = $2", {own, group.saveset});
+  return inside.Run("UPDATE saveset SET items = items + $1, bytes = bytes + $2 WHERE id = $3",
+                    {own, Unsigned(bytes), group.saveset});
 }
 
 }  // namespace

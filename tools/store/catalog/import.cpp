@@ -189,13 +189,14 @@ Status CheckSaveset(Catalog::Inside& inside, const ImportedSaveset& saveset,
   }
   return inside.Run(
       "UPDATE saveset SET items = (SELECT count(*) FROM item WHERE item.saveset = saveset.id AND "
-      "item.directory = 0) WHERE id = $1",
+      "item.directory = 0), bytes = coalesce((SELECT sum(size) FROM item WHERE item.saveset = saveset.id "
+      "AND item.kind = 0), 0) WHERE id = $1",
       {saveset.id});
 }
 
 }  // namespace
 
-Status Catalog::ImportSaveset(const Saveset& saveset, bool withdrawn) {
+Status Catalog::ImportSaveset(const Saveset& saveset) {
   if (Status begun = Begin(*inside_); !begun) {
     return begun;
   }
@@ -217,12 +218,7 @@ Status Catalog::ImportSaveset(const Saveset& saveset, bool withdrawn) {
   if (Status found = inside_->FamilyOf(saveset.database, saveset.pool, family); !found) {
     return found;
   }
-  if (Status added =
-          inside_->Run("INSERT INTO saveset(id, uid, name, family, created, mover, failed, items, deleting) "
-                       "VALUES($1, $2, $3, $4, $5, $6, $7, 0, 0)",
-                       {id, saveset.uid.Bytes(), saveset.name, family, saveset.created,
-                        static_cast<int>(saveset.mover), withdrawn});
-      !added) {
+  if (Status added = inside_->AddSaveset(saveset, id, family); !added) {
     return added;
   }
   return CommitIfMany(*inside_, 1);

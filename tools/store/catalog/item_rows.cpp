@@ -40,7 +40,7 @@ std::optional<std::string> ListedKey(std::string_view name) {
 
 Status ReadItem(const SqlRow& row, int first, const Uid& repository, const Uid& saveset, Item& item) {
   item = {};
-  if (Status decoded = DecodeRecord(row.Bytes(first + 6), repository, saveset, item); !decoded) {
+  if (Status decoded = DecodeRecord(row.Bytes(first + 7), repository, saveset, item); !decoded) {
     return decoded.What() == Status::Kind::kDamaged
                ? DamagedRow("the record of item " + std::to_string(row.Number(first)))
                : decoded;
@@ -49,7 +49,8 @@ Status ReadItem(const SqlRow& row, int first, const Uid& repository, const Uid& 
                     IsKeyOf(row.Bytes(first + 1), item.name) && IsListedKeyOf(row, first + 2, item.name) &&
                     static_cast<std::int64_t>(item.kind) == row.Number(first + 3) &&
                     Unsigned(item.directory).Number() == row.Number(first + 4) &&
-                    item.stored == row.Number(first + 5);
+                    Unsigned(item.facts.size).Number() == row.Number(first + 5) &&
+                    item.stored == row.Number(first + 6);
   return same ? Status() : DamagedRow("the row of item " + std::to_string(row.Number(first)));
 }
 
@@ -59,10 +60,11 @@ Status Catalog::Inside::AddItem(std::int64_t saveset, std::int64_t family, const
   const std::string key = ItemKey(item.name);
   const std::optional<std::string> listed = ListedKey(item.name);
   if (Status added = Run(
-          "INSERT INTO item(saveset, number, family, key, listed, kind, directory, stored, pack, "
-          "record) VALUES($1, $2, $3, $4, $5, $6, $7, $8, $9, $10)",
+          "INSERT INTO item(saveset, number, family, key, listed, kind, directory, size, stored, "
+          "pack, record) VALUES($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11)",
           {saveset, Unsigned(item.number), family, key, listed ? SqlValue(*listed) : SqlValue(nullptr),
-           static_cast<std::int64_t>(item.kind), Unsigned(item.directory), item.stored, recordPack, record});
+           static_cast<std::int64_t>(item.kind), Unsigned(item.directory), Unsigned(item.facts.size), item.stored,
+           recordPack, record});
       !added) {
     return added;
   }

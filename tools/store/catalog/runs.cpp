@@ -49,8 +49,12 @@ Status Catalog::EndRun(const Uid& run, Mover mover) {
     if (Status named = inside_->NameUnneededPacks(*saveset); !named) {
       return named;
     }
-    if (Status ended =
-            inside_->Run("UPDATE saveset SET mover = $1 WHERE id = $2", {static_cast<int>(mover), *saveset});
+    std::int64_t now = 0;
+    if (Status told = Now(now); !told) {
+      return told;
+    }
+    if (Status ended = inside_->Run("UPDATE saveset SET mover = $1, ended = $2 WHERE id = $3",
+                                    {static_cast<int>(mover), now, *saveset});
         !ended) {
       return ended;
     }

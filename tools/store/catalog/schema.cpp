@@ -28,8 +28,9 @@ constexpr const char* kTables[] = {
   pool BYTES NOT NULL)BYKEY)sql",
     R"sql(CREATE UNIQUE INDEX family_by_name ON family(name, pool))sql",
 
-    // items: that are items of their own. failed: its backup job was closed as failed. marked: when it was
-    // marked to be deleted. deleting: its items are being taken out.
+    // items: that are items of their own. bytes: of all its files. failed, warnings: how its backup job was
+    // closed. together: the uid of the first saveset of its session. marked: when it was marked to be
+    // deleted. deleting: its items are being taken out.
     R"sql(CREATE TABLE saveset(
   id NUMBER NOT NULL PRIMARY KEY,
   uid BYTES NOT NULL,
@@ -37,8 +38,13 @@ constexpr const char* kTables[] = {
   family NUMBER NOT NULL,
   created NUMBER NOT NULL,
   mover NUMBER NOT NULL,
+  ended NUMBER,
   failed NUMBER NOT NULL,
+  warnings NUMBER NOT NULL,
   items NUMBER NOT NULL,
+  bytes NUMBER NOT NULL,
+  together BYTES NOT NULL,
+  protected NUMBER NOT NULL,
   marked NUMBER,
   deleting NUMBER NOT NULL)BYKEY)sql",
     R"sql(CREATE UNIQUE INDEX saveset_by_name ON saveset(name))sql",
@@ -66,12 +72,14 @@ constexpr const char* kTables[] = {
   process NUMBER NOT NULL,
   started BYTES NOT NULL)BYKEY)sql",
 
+    // checked: when all of it was last found good.
     R"sql(CREATE TABLE pack(
   id NUMBER NOT NULL PRIMARY KEY,
   uid BYTES NOT NULL,
   saveset NUMBER NOT NULL,
   state NUMBER NOT NULL,
-  size NUMBER NOT NULL)BYKEY)sql",
+  size NUMBER NOT NULL,
+  checked NUMBER)BYKEY)sql",
     R"sql(CREATE UNIQUE INDEX pack_by_uid ON pack(uid))sql",
     R"sql(CREATE INDEX pack_to_do ON pack(state, saveset) WHERE state <> 1)sql",
     R"sql(CREATE INDEX pack_of_saveset ON pack(saveset))sql",
@@ -85,6 +93,7 @@ constexpr const char* kTables[] = {
   listed BYTES,
   kind NUMBER NOT NULL,
   directory NUMBER NOT NULL,
+  size NUMBER NOT NULL,
   stored NUMBER NOT NULL,
   pack NUMBER NOT NULL,
   record BYTES NOT NULL,

@@ -8,8 +8,8 @@
 
 namespace store {
 
-// The version that this release makes, and the oldest that it brings forward.
-inline constexpr std::int64_t kSchemaVersion = 1;
+// The version that this release makes. 1 was never in a release: such a catalog has to be made anew.
+inline constexpr std::int64_t kSchemaVersion = 2;
 // The table that is there when all are.
 inline constexpr const char* kCatalogTable = "catalog";
 

@@ -24,6 +24,17 @@ Status FreeName(Catalog::Inside& inside, const std::string& proposed, std::strin
   }
 }
 
+// Within a transaction. The first saveset of the session, whose uid all later ones of it keep.
+Status FirstOfSession(Catalog::Inside& inside, std::int64_t session, const Uid& saveset, Uid& first) {
+  first = saveset;
+  return inside.engine->Run(
+      "SELECT s.together FROM job j JOIN saveset s ON s.id = j.saveset WHERE j.session = $1 AND j.mode = 0 "
+      "ORDER BY j.id LIMIT 1",
+      {session}, [&first](const SqlRow& row) {
+        return Uid::FromBytes(row.Bytes(0), first) ? Status() : DamagedRow("the session of a saveset");
+      });
+}
+
 // Within a transaction.
 Status AddJob(Catalog::Inside& inside, const NewJob& job, std::int64_t saveset, std::int64_t now) {
   std::int64_t id = 0;
@@ -107,11 +118,10 @@ Status Catalog::OpenBackupJob(const NewJob& job, Saveset& saveset) {
       return found;
     }
     saveset.pool = job.pool;
-    if (Status added =
-            inside_->Run("INSERT INTO saveset(id, uid, name, family, created, mover, failed, items, "
-                         "deleting) VALUES($1, $2, $3, $4, $5, 0, 0, 0, 0)",
-                         {saveset.id, saveset.uid.Bytes(), saveset.name, family, saveset.created});
-        !added) {
+    if (Status found = FirstOfSession(*inside_, job.session, saveset.uid, saveset.together); !found) {
+      return found;
+    }
+    if (Status added = inside_->AddSaveset(saveset, saveset.id, family); !added) {
       return added;
     }
     return AddJob(*inside_, job, saveset.id, saveset.created);
@@ -145,10 +155,12 @@ Status Catalog::CloseJob(std::int64_t session, std::int64_t saveset, State state
         "WHERE session = $3 AND saveset = $4 AND closed IS NULL) RETURNING mode",
         {now, static_cast<int>(state), session, saveset}, mode);
     found = mode.has_value();
-    if (!closed || !found || *mode != static_cast<int>(Mode::kBackup) || state != State::kFailed) {
+    if (!closed || !found || *mode != static_cast<int>(Mode::kBackup) || state == State::kGood) {
       return closed;
     }
-    return inside_->Run("UPDATE saveset SET failed = 1 WHERE id = $1", {saveset});
+    return inside_->Run(state == State::kFailed ? "UPDATE saveset SET failed = 1 WHERE id = $1"
+                                                : "UPDATE saveset SET warnings = 1 WHERE id = $1",
+                        {saveset});
   });
 }
 

@@ -23,7 +23,8 @@ enum class ObjectKind : std::uint16_t {
   kPack = 2,
   kSavesetBegin = 3,
   kSavesetEnd = 4,
-  kSavesetClosed = 5
+  kSavesetClosed = 5,
+  kSavesetProtected = 6
 };
 enum class BlockKind : std::uint8_t { kData = 0, kMaps = 1, kRecords = 2 };
 enum class Codec : std::uint8_t { kPlain = 0, kZstd = 1 };
