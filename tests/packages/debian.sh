@@ -51,15 +51,56 @@ run_backint() {
   env -i "${variables[@]}" PATH=/usr/sbin:/usr/bin chroot "$root" /usr/bin/backint "$@"
 }
 
+run_korvo() { env -i PATH=/usr/sbin:/usr/bin chroot "$root" /usr/bin/korvo "$@"; }
+
+# completes EXPECTED WORD...: whether bash offers the word for the last of these.
+completes() {
+  local expected=$1
+  shift
+  # shellcheck disable=SC2016  # for the shell in the root
+  env -i PATH=/usr/sbin:/usr/bin KORVO_CONFIG="$configuration" bash -c '
+    korvo() { chroot "$0" /usr/bin/korvo "$@"; }
+    . "$0/usr/share/bash-completion/completions/korvo"
+    COMP_WORDS=("$@") COMP_CWORD=$(($# - 1))
+    _korvo
+    printf "%s\n" "${COMPREPLY[@]}"' "$root" "$@" | grep -qx -- "$expected"
+}
+
+check_completion() {
+  completes list korvo li
+  completes DEFAULT korvo list ""
+  completes --json korvo list DEFAULT --js
+  completes "$(run_korvo list prod | awk 'NR == 2 { print $1 }')" korvo show DEFAULT ""
+}
+
+# Each timer has its service, whose command is one that korvo has; none is switched on.
+check_timers() {
+  local units=$root/usr/lib/systemd/system unit command
+  [ "$(find "$root" -name '*.wants' | wc -l)" = 0 ]
+  for unit in "$units"/korvo-*.timer; do
+    command=$(sed -nE 's|^ExecStart=/usr/bin/korvo ([a-z]+) .*|\1|p' "${unit%.timer}.service")
+    run_korvo "$command" --help >/dev/null
+  done
+  systemd-analyze verify "$units"/korvo-*.timer 2>&1 | (! grep -E 'korvo.*(Unknown|Failed to parse|Invalid)')
+}
+
 make_root
 before=$(inventory)
 manage --install "$package"
-for tool in xfr xfr_com_interface; do
+for tool in xfr xfr_com_interface korvo; do
   [ "$(chroot "$root" /usr/bin/$tool --version)" = "$tool (backint) $(dpkg-deb -f "$package" Version)" ]
 done
-round_trip "$root/database" /database/ "$examples" "$root/etc/korvo/korvo.ini"
-rm -r "$root/database" "$root/etc/korvo"
-rmdir --ignore-fail-on-non-empty "$root/etc"
+# The package's own configuration does once a directory is named.
+configuration=$root/etc/korvo/korvo.ini
+grep -qx '/etc/korvo/korvo.ini' "$admin/info/backint.conffiles"
+cp "$configuration" "$root/tmp/korvo.ini"
+if run_korvo list prod 2>"$root/tmp/said"; then false; fi
+grep -q '^korvo: .*korvo.ini' "$root/tmp/said"
+round_trip "$root/database" /database/ "$examples" "$root/tmp/korvo.ini" "$configuration"
+run_korvo list prod | grep -q ' good '
+check_completion
+check_timers
+rm -r "$root/database" "$root/tmp/said" "$root/tmp/korvo.ini"
 check_documents "$root/usr/share/doc/backint"
 use_library "$root/usr" "$examples" gcc ""
 manage --purge backint

@@ -11,13 +11,13 @@ check_documents() {
   fi
 }
 
-# round_trip FOLDER NAME EXAMPLES CONFIGURATION: saves files with installed programs, loses them and brings them back,
-# with the package's example files, in which only the directories are replaced.
+# round_trip FOLDER NAME EXAMPLES TEMPLATE CONFIGURATION: saves files with installed programs, loses them and brings them
+# back, with the package's example files, in which only the directories are replaced.
 # The database is in FOLDER, which the programs know as NAME, with its separator at the end. EXAMPLES are the package's
-# example files; CONFIGURATION is the backup server's, here. run_backint ARGUMENT... is the caller's and runs the program
-# with the environment `variables`.
+# example files; CONFIGURATION is the backup server's, here, made of TEMPLATE. run_backint ARGUMENT... is the caller's and
+# runs the program with the environment `variables`.
 round_trip() {
-  local folder=$1 name=$2 examples=$3 configuration=$4 separator=${2: -1} escaped item function
+  local folder=$1 name=$2 examples=$3 template=$4 configuration=$5 separator=${2: -1} escaped item function
   escaped=${name%?}
   escaped=${escaped//\\/\\\\}
   mkdir -p "$folder"/{Database,saptrace,sapbackup,saparch,data/tree/empty} "$(dirname "$configuration")"
@@ -28,7 +28,7 @@ round_trip() {
   cp data/*.dbf data/tree
   cp -r data kept
   cp "$examples/initDEM.utl" Database
-  sed "s|^repository=.*|repository=$escaped${separator//\\/\\\\}repository|" "$examples/korvo.ini" >"$configuration"
+  sed -E "0,/^#?repository=/s|^#?repository=.*|repository=$escaped${separator//\\/\\\\}repository|" "$template" >"$configuration"
   # shellcheck disable=SC2034  # for run_backint
   mapfile -t variables < <(tr -d '\r' <"$(echo "$examples"/environment.*)" | sed -nE 's/^(export|set) //p' |
     sed -E "s#/oracle/DEM|C:\\\\oracle\\\\DEM#$escaped#")

@@ -25,7 +25,7 @@ run_backint() { env "${variables[@]/#KORVO_CONFIG=*/UNUSED=}" "$wine" "$home/bin
 # Without lines for the tools, the registry tells where they are.
 sed -i '/^XFR\|^KORVO_RAW/d' "$home/examples/initDEM.utl"
 # shellcheck disable=SC1003  # a backslash at the end of a path
-round_trip "$drive/database" 'C:\database\' "$home/examples" "$home/bin/korvo.ini"
+round_trip "$drive/database" 'C:\database\' "$home/examples" "$home/examples/korvo.ini" "$home/bin/korvo.ini"
 
 check_documents "$home"
 use_library "$home" "$home/examples" x86_64-w64-mingw32-gcc-posix "$wine" -DCMAKE_TOOLCHAIN_FILE="$here/../../cmake/mingw-w64.cmake" \
