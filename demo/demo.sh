@@ -293,6 +293,27 @@ compare() {
   say "$compared files compared, and the times, modes and links of the directory"
 }
 
+# korvo_run ARGUMENT...: runs the owner's tool, whose lines it shows.
+korvo_run() {
+  local status=0
+  say "\$ korvo $*"
+  korvo "$@" >korvo.txt 2>&1 || status=$?
+  show korvo.txt ">" 12
+  if [ "$status" != 0 ]; then
+    fail "the exit status of korvo $1 was $status, and should be 0"
+  fi
+}
+
+look_after() {
+  title "13. Look at what is there, as the owner of the repository"
+  korvo_run list demoserver
+  korvo_run find demoserver "$changed"
+  title "14. Check every byte of it"
+  korvo_run verify demoserver
+  title "15. A page to look at"
+  korvo_run report demoserver "$home/report.html"
+}
+
 tell_where() {
   title "To go on from here"
   say "cd build/demo && . ./environment.sh"
@@ -300,6 +321,7 @@ tell_where() {
   say "traces           build/demo/sapdata/saptrace/"
   say "in and out files build/demo/sapbackup/"
   say "repository       build/demo/repository/ (set in build/demo/korvo.ini)"
+  say "report           build/demo/report.html (open it in a browser)"
 }
 
 rm -rf "$home"
@@ -317,6 +339,7 @@ lose
 bring_back
 bring_back_others
 compare
+look_after
 tell_where
 if [ "$failures" != 0 ]; then
   end_demo "$failures things went wrong, $compared files compared"
