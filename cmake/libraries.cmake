@@ -1,5 +1,5 @@
-# The libraries of the embedded server, as `store_libraries`. Besides, the tools' command lines are read by CLI11,
-# which is headers alone.
+# The libraries of the embedded server, as `store_libraries`. Besides, the tools' command lines are read by CLI11, and
+# JSON is written by nlohmann-json, which are headers alone.
 if(NOT WIN32)
   find_package(PkgConfig REQUIRED)
   set(store_libraries "")
@@ -13,6 +13,10 @@ endif()
 # Made here unless they are there.
 execute_process(COMMAND ${CMAKE_SOURCE_DIR}/cmake/windows-libraries.sh COMMAND_ERROR_IS_FATAL ANY)
 set(libraries_folder ${CMAKE_SOURCE_DIR}/build/windows-libraries)
+if(NOT EXISTS /usr/include/nlohmann)
+  message(FATAL_ERROR "The headers of nlohmann-json are missing: apt-get install --no-install-recommends nlohmann-json3-dev")
+endif()
+file(COPY /usr/include/nlohmann DESTINATION ${libraries_folder}/include)
 foreach(library sqlite3 zstd xxhash sodium nettle)
   add_library(${library} STATIC IMPORTED)
   set_target_properties(${library} PROPERTIES

@@ -230,7 +230,8 @@ class StoryRun {
     } else if (word == "server") {
       scenario_.UseServer();
     } else if (word == "tool" || word == "crowd") {
-      TakeSaid(word == "tool" ? Say(Words(rest)) : SayAtOnce(Words(rest)));
+      toolStatus_ = 0;
+      TakeSaid(word == "tool" ? Say(Words(rest), toolStatus_) : SayAtOnce(Words(rest)));
       TakeIds(said_);
     } else if (word == "keep") {
       keptBare_ = rest.starts_with("bare ");
@@ -258,11 +259,12 @@ class StoryRun {
   }
 
   // What a tool prints: a text on one stream, and what the program reads with every byte on the other.
-  std::string Say(const Lines& words) const {
+  std::string Say(const Lines& words, int& status) const {
     const support::ProgramRun run =
         support::RunProgram(support::BuiltProgram(words.front()), {words.begin() + 1, words.end()},
                             scenario_.environment, scenario_.Directory());
     EXPECT_GE(run.exitStatus, 0) << run.err;
+    status = run.exitStatus;
     std::string out = run.out;
     out.erase(std::remove(out.begin(), out.end(), '\r'), out.end());
     return out + run.err;
@@ -271,7 +273,10 @@ class StoryRun {
   std::string SayAtOnce(const Lines& words) const {
     std::vector<std::future<std::string>> callers(std::stoul(words.front()));
     for (auto& caller : callers) {
-      caller = std::async(std::launch::async, [&] { return Say({words.begin() + 1, words.end()}); });
+      caller = std::async(std::launch::async, [&] {
+        int status = 0;
+        return Say({words.begin() + 1, words.end()}, status);
+      });
     }
     Lines said;
     std::transform(callers.begin(), callers.end(), std::back_inserter(said),
@@ -354,6 +359,8 @@ class StoryRun {
     if (word == "exit") {
       exitSeen_ = true;
       EXPECT_EQ(outcome.exitStatus, std::stoi(rest));
+    } else if (word == "status") {
+      EXPECT_EQ(toolStatus_, std::stoi(rest)) << said_;
     } else if (word == "there" || word == "gone") {
       for (const std::string& line : lines) {
         EXPECT_EQ(fs::exists(scenario_.Path(line)), word == "there") << line;
@@ -400,6 +407,7 @@ class StoryRun {
   support::SwitchPeer peer_{"", {}};
   std::string standardInput_;
   std::string said_;
+  int toolStatus_ = 0;
   std::string noted_;
   std::map<std::string, std::string> ids_;
   Lines kept_;

@@ -3,6 +3,7 @@
 
 #include "korvo/commands.h"
 #include "korvo/output.h"
+#include "korvo/text.h"
 
 namespace korvo {
 namespace {

@@ -48,6 +48,10 @@ int Run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return program.exit(error) == 0 ? korvo::kGood : korvo::kCouldNotRun;
   }
+  if (!korvo::FinishOutput()) {
+    korvo::Complain("not all of the answer could be written to standard output");
+    return korvo::kCouldNotRun;
+  }
   return exitStatus;
 }
 

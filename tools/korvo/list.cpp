@@ -1,49 +1,28 @@
-#include <algorithm>
-#include <array>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "korvo/commands.h"
 #include "korvo/output.h"
+#include "korvo/table.h"
+#include "korvo/text.h"
 
 namespace korvo {
 namespace {
-
-using Row = std::array<std::string, 5>;
-
-// Columns as wide as what is in them.
-void PrintTable(const std::vector<Row>& rows) {
-  std::array<std::size_t, std::tuple_size_v<Row>> widths = {};
-  for (const Row& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      widths[i] = std::max(widths[i], row[i].size());
-    }
-  }
-  for (const Row& row : rows) {
-    std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      line += row[i] + std::string(widths[i] + 2 - row[i].size(), ' ');
-    }
-    Print(line.substr(0, line.find_last_not_of(' ') + 1));
-  }
-}
 
 int List(const std::string& server) {
   std::unique_ptr<store::Store> store;
   if (store::Status opened = OpenServer(server, store::Store::Access::kRead, store); !opened) {
     return Fail(opened);
   }
-  std::vector<Row> rows = {{"SAVESET", "DATABASE", "POOL", "TIME", "STATE"}};
-  store::Status listed = store->Rows().ListAllSavesets([&rows](const store::Saveset& saveset) {
-    rows.push_back(
-        {saveset.name, saveset.database, saveset.pool, TimeText(saveset.created), StateText(saveset)});
+  Table table({{"SAVESET"}, {"DATABASE"}, {"POOL"}, {"TIME"}, {"STATE"}});
+  store::Status listed = store->Rows().ListAllSavesets([&table](const store::Saveset& saveset) {
+    table.Add({saveset.name, saveset.database, saveset.pool, TimeText(saveset.created), StateText(saveset)});
     return store::Status();
   });
   if (!listed) {
     return Fail(listed);
   }
-  PrintTable(rows);
+  table.Print();
   return kGood;
 }
 

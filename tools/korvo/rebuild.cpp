@@ -3,14 +3,11 @@
 
 #include "korvo/commands.h"
 #include "korvo/output.h"
+#include "korvo/text.h"
 #include "store/server_config.h"
 
 namespace korvo {
 namespace {
-
-std::string Count(std::uint64_t number, const std::string& what) {
-  return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
-}
 
 int Rebuild(const std::string& server) {
   store::ServerConfig config;

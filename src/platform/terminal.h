@@ -1,0 +1,20 @@
+// What people look at, and how text is made of characters.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+enum class Standard { kOutput, kError };
+// How many characters a line of the terminal has that the stream goes to; 0 if it goes to no terminal.
+[[nodiscard]] std::size_t ColumnsOf(Standard stream);
+
+// Whether this program's text is UTF-8, so that a character may have several bytes; otherwise each byte is
+// one.
+[[nodiscard]] bool TextIsUtf8();
+// The text in UTF-8, for formats that know nothing else. A text that is UTF-8 already comes back as it is.
+[[nodiscard]] std::string ToUtf8(std::string_view text);
+
+}  // namespace platform
