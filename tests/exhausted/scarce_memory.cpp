@@ -57,6 +57,18 @@ void* operator new(std::size_t size) {
   return reinterpret_cast<char*>(block) + kHeader;
 }
 
+// The other forms rest on the one above in the C++ library, but not in that of the sanitizers, which would
+// give a block without a size to std::stable_sort.
+void* operator new(std::size_t size, const std::nothrow_t& /*form*/) noexcept {
+  try {
+    return operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+void* operator new[](std::size_t size) { return operator new(size); }
+
 void operator delete(void* memory) noexcept {
   if (memory != nullptr) {
     auto* block = reinterpret_cast<std::size_t*>(static_cast<char*>(memory) - kHeader);
@@ -66,3 +78,7 @@ void operator delete(void* memory) noexcept {
 }
 
 void operator delete(void* memory, std::size_t /*size*/) noexcept { operator delete(memory); }
+
+void operator delete[](void* memory) noexcept { operator delete(memory); }
+
+void operator delete[](void* memory, std::size_t /*size*/) noexcept { operator delete(memory); }
