@@ -166,9 +166,11 @@ class TextFile {
   // Writes the text; false if it did not fit. `Close` is false as well if anything written since the
   // opening was lost on its way.
   bool Write(std::string_view text);
-  // Hands everything written so far to the system; for a standard stream, which is not closed.
+  // Hands everything written so far to the system, without closing.
   bool Flush();
   bool Close();
+  // Whether it was opened to append to a regular file.
+  [[nodiscard]] bool AppendsToFile() const { return appends_; }
 
  private:
   int NextCharacter();
@@ -231,6 +233,8 @@ class ToolStream {
   ~ToolStream();
   // As TextFile::ReadLine, except that a data mover's carriage returns are kept.
   [[nodiscard]] bool ReadLine(std::string& line, std::size_t limit);
+  // Whether the next line is here already: reading it does not wait.
+  [[nodiscard]] bool HasLine() const { return buffer_.find('\n', position_) != std::string::npos; }
 
   // For the starting functions of the two systems. `handle` is owned; a negative one is a stream that has
   // ended. A mover's carriage returns are kept.

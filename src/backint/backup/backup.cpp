@@ -87,12 +87,12 @@ bool IsRootDirectory(const std::string& item) {
 }
 
 // Whether the item, which is there, is one that no job can take; that is told and counts as a failure.
-bool RefusesItem(const std::string& item) {
+bool RefusesItem(const std::string& item, bool directory) {
   if (IsUnsavableName(item)) {
     TRACE(1, "ERROR: a name with a backslash cannot be backed up: %s.", item.c_str());
     return true;
   }
-  if (IsDirectory(item) && IsRootDirectory(item)) {
+  if (directory && IsRootDirectory(item)) {
     TRACE(1, "ERROR: a root directory cannot be backed up: %s.", item.c_str());
     return true;
   }
@@ -113,13 +113,16 @@ void TakeFile(const std::string& item, std::vector<FileRecord>& files) {
 // One item of an ordinary list: reported at once, saved at once as a directory, or put to the files that wait
 // for their saveset.
 void HandleItem(const std::string& item, std::vector<FileRecord>& files, RunResult& result) {
-  if (!IsUnsavableName(item) && !FileExists(item)) {
+  const platform::PathInfo info = platform::LookUp(item);
+  const bool missing = item.empty() || info.kind == platform::PathKind::kMissing;
+  const bool directory = IsDirectory(item, info);
+  if (!IsUnsavableName(item) && missing) {
     TRACE(2, "WARNING: item from input file does not exist: %s.", item.c_str());
     ReportRefusedItem(item);
-  } else if (RefusesItem(item)) {
+  } else if (RefusesItem(item, directory)) {
     ReportRefusedItem(item);
     FoldResult(result, RunResult::kFailure);
-  } else if (IsDirectory(item)) {
+  } else if (directory) {
     RunDirectoryJob(item, result);
   } else {
     TakeFile(item, files);

@@ -32,9 +32,11 @@ RunResult ReportUnopenedJob(const JobItems& items) {
 
 RunResult ReportItems(const ItemEntries& entries) {
   RunResult result = RunResult::kSuccess;
+  ResultLines lines;
   for (const ItemEntry& entry : entries) {
     FoldResult(result, WriteLine(entry.name, entry.status));
   }
+  FoldResult(result, lines.Close());
   return result;
 }
 

@@ -4,6 +4,15 @@
 #include "common/cm_common.h"
 #include "platform/platform.h"
 
+namespace {
+
+bool CouldBeOne(const std::string& path) {
+  const std::size_t blank = path.find(' ');
+  return !path.empty() && (blank == std::string::npos || path.size() - blank <= 3);
+}
+
+}  // namespace
+
 bool FileExists(const std::string& path) { return !path.empty() && platform::Exists(path); }
 
 bool IsFullPath(const std::string& path) {
@@ -12,11 +21,11 @@ bool IsFullPath(const std::string& path) {
 }
 
 bool IsDirectory(const std::string& path) {
-  const std::size_t blank = path.find(' ');
-  if (path.empty() || (blank != std::string::npos && path.size() - blank > 3)) {
-    return false;
-  }
-  return platform::LookUp(path).kind == platform::PathKind::kDirectory;
+  return CouldBeOne(path) && platform::LookUp(path).kind == platform::PathKind::kDirectory;
+}
+
+bool IsDirectory(const std::string& path, const platform::PathInfo& info) {
+  return CouldBeOne(path) && info.kind == platform::PathKind::kDirectory;
 }
 
 void ReallocateItem(std::string& item, std::string& directory) {

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "platform/platform.h"
+
 // Whether the path names anything, a directory included. An empty path names nothing.
 [[nodiscard]] bool FileExists(const std::string& path);
 
@@ -14,6 +16,8 @@
 // Whether the path names a directory. A path with three or more characters behind its first blank could be
 // several names and is never looked up.
 [[nodiscard]] bool IsDirectory(const std::string& path);
+// The same for one that was looked up.
+[[nodiscard]] bool IsDirectory(const std::string& path, const platform::PathInfo& info);
 
 // Moves an item into `directory`, keeping its last component. An item without a separator stays where it is.
 // Otherwise `directory` gets a separator of its own kind at its end unless it has one.

@@ -6,6 +6,40 @@
 
 namespace {
 
+ResultLines* together = nullptr;
+
+}  // namespace
+
+// The output file for one line: one that is open already, or opened now.
+class OutputForLine {
+ public:
+  explicit OutputForLine(const std::string& name) {
+    file_ = together != nullptr ? std::move(together->file_) : nullptr;
+    if (file_ == nullptr) {
+      file_ = OpenOutputFile(name);
+    }
+  }
+  [[nodiscard]] bool IsOpen() const { return file_ != nullptr; }
+
+  // A file in which a line failed is opened anew for the next one.
+  bool Write(const std::string& line) {
+    if (!file_->Write(line + "\n")) {
+      return false;
+    }
+    if (together == nullptr || TraceShows(2) || !file_->AppendsToFile()) {
+      return file_->Close();
+    }
+    const bool written = file_->Flush();
+    together->file_ = written ? std::move(file_) : nullptr;
+    return written;
+  }
+
+ private:
+  std::unique_ptr<platform::TextFile> file_;
+};
+
+namespace {
+
 RunResult ResultOf(bool written) { return written ? RunResult::kSuccess : RunResult::kFailure; }
 
 // `beforeWriting` speaks between the opening and the writing.
@@ -16,12 +50,12 @@ RunResult WriteResultLine(const std::string& line, const BeforeWriting& beforeWr
     beforeWriting();
     return ResultOf(PrintText(line + "\n"));
   }
-  const std::unique_ptr<platform::TextFile> file = OpenOutputFile(name);
-  if (file == nullptr) {
+  OutputForLine output(name);
+  if (!output.IsOpen()) {
     return RunResult::kFailure;
   }
   beforeWriting();
-  return ResultOf(file->Write(line + "\n") && file->Close());
+  return ResultOf(output.Write(line));
 }
 
 RunResult WriteResultLine(const std::string& line) {
@@ -33,6 +67,15 @@ bool IsDone(ItemStatus status) {
 }
 
 }  // namespace
+
+ResultLines::ResultLines() { together = this; }
+
+ResultLines::~ResultLines() { together = nullptr; }
+
+RunResult ResultLines::Close() {
+  const std::unique_ptr<platform::TextFile> file = std::move(file_);
+  return ResultOf(file == nullptr || file->Close());
+}
 
 RunResult WriteBackupResult(const std::string& item, ItemStatus status) {
   return WriteResultLine(IsDone(status) ? "#SAVED " + Params().szBackupId + " " + item : "#ERROR " + item);

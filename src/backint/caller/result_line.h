@@ -1,10 +1,12 @@
-// The result lines: all that the caller learns about its items. Each call opens the output, writes one line
-// and closes it again, so a line stands in the file the moment its item is decided.
+// The result lines: all that the caller learns about its items. Each call writes one line into the output
+// file itself, so a line is in the file the moment its item is decided.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "backint/base/run_records.h"
+#include "platform/platform.h"
 
 // Status of an item as it comes back from a run of the data mover.
 enum class ItemStatus {
@@ -21,5 +23,21 @@ enum class InquireStatus { kBackup = 0, kError = 1, kNotFound = 2 };
 RunResult WriteBackupResult(const std::string& item, ItemStatus status);
 RunResult WriteRestoreResult(const std::string& file, ItemStatus status);
 RunResult WriteInquireResult(const std::string& backupId, const std::string& file, InquireStatus status);
+
+// Result lines that are written one right after the other. While one of these lives, the output is opened
+// once for all of them, not once for each, if it is a regular file and no trace tells of each opening.
+class ResultLines {
+ public:
+  ResultLines();
+  ResultLines(const ResultLines&) = delete;
+  ResultLines& operator=(const ResultLines&) = delete;
+  ~ResultLines();
+  // A failure if closing the output lost anything that was written.
+  RunResult Close();
+
+ private:
+  friend class OutputForLine;
+  std::unique_ptr<platform::TextFile> file_;
+};
 
 inline constexpr const char* kOutputFailed = "ERROR: Opening ouptut file failes.";

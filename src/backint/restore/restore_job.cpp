@@ -144,10 +144,12 @@ RestoredFiles RestoreFiles(const ItemList& files, std::string destination) {
 
 RunResult ReportEntries(const ItemEntries& entries) {
   RunResult result = RunResult::kSuccess;
+  ResultLines lines;
   for (const ItemEntry& entry : entries) {
     TRACE(3, "ListFIFO: %s", EntryText(entry).c_str());
     FoldResult(result, WriteLine(entry.name, entry.status));
   }
+  FoldResult(result, lines.Close());
   return result;
 }
 

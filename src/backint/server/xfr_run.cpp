@@ -217,7 +217,11 @@ XfrRun RunXfr(const std::string& command, XfrJob& job) {
   XfrRun run{RunResult::kFailure, {}};
   int lastCode = kNoCode;
   for (std::string line; stream->ReadLine(line, kPathWidth);) {
-    HandleLine(line, job, lastCode, run.confirmed);
+    // Lines that came at once go to the traces at once.
+    const TraceBatch batch;
+    do {
+      HandleLine(line, job, lastCode, run.confirmed);
+    } while (stream->HasLine() && stream->ReadLine(line, kPathWidth));
   }
   run.result = ResultOf(lastCode);
   run.result = RunIsInterrupted() ? RunResult::kFailure : run.result;
