@@ -105,17 +105,24 @@ const std::string kLastCopies =
     "SELECT saveset, number FROM item WHERE key = $1 AND family = (SELECT family FROM saveset WHERE id = $2) "
     "ORDER BY saveset DESC LIMIT $3";
 
-// One copy, if it can be referred to. Withdrawn: closed as failed although the mover had ended well.
-const std::string kGoodCopy =
-    "SELECT s.uid, " + kItemColumns +
-    " FROM item i JOIN saveset s ON s.id = i.saveset WHERE i.saveset = $1 AND i.number = $2 AND i.kind = 0 "
-    "AND "
-    "i.stored >= $3 AND s.marked IS NULL AND s.deleting = 0 AND s.mover <> 3 AND "
+// A copy, if it can be referred to. Withdrawn: closed as failed although the mover had ended well.
+const std::string kIfGood =
+    "i.kind = 0 AND i.stored >= $3 AND s.marked IS NULL AND s.deleting = 0 AND s.mover <> 3 AND "
     "NOT (s.mover = 2 AND s.failed = 1) AND " +
     kItemVisible +
     " AND EXISTS(SELECT 1 FROM pack p WHERE p.id = i.pack AND p.state = 1) AND NOT EXISTS(SELECT 1 FROM "
     "needs n "
     "JOIN pack p ON p.id = n.pack WHERE n.saveset = i.saveset AND n.number = i.number AND p.state <> 1)";
+
+const std::string kSelectCopy =
+    "SELECT s.uid, " + kItemColumns + " FROM item i JOIN saveset s ON s.id = i.saveset WHERE ";
+const std::string kGoodCopy = kSelectCopy + "i.saveset = $1 AND i.number = $2 AND " + kIfGood;
+// Nearly always the last one is.
+const std::string kLastCopyIfGood =
+    kSelectCopy +
+    "(i.saveset, i.number) = (SELECT saveset, number FROM item WHERE key = $1 AND family = "
+    "(SELECT family FROM saveset WHERE id = $2) ORDER BY saveset DESC LIMIT 1) AND " +
+    kIfGood;
 
 const std::string kSelectSaveset =
     "SELECT s.id, s.uid, s.name, f.name, f.pool, s.created, s.mover, s.items, s.marked, s.failed, "
@@ -249,8 +256,17 @@ Status Catalog::ListItems(const Saveset& saveset, const EachItem& each) {
 Status Catalog::FindBase(const Saveset& saveset, std::string_view name, std::int64_t oldest,
                          std::optional<Item>& item, Uid& itemSaveset) {
   item.reset();
+  const auto take = [&](const SqlRow& row) {
+    return Uid::FromBytes(row.Bytes(0), itemSaveset)
+               ? ReadItem(row, 1, inside_->repository, itemSaveset, item.emplace())
+               : DamagedRow("the id of a saveset");
+  };
+  const std::string key = ItemKey(name);
+  if (Status found = inside_->engine->Run(kLastCopyIfGood, {key, saveset.id, oldest}, take); !found || item) {
+    return found;
+  }
   std::vector<std::pair<std::int64_t, std::int64_t>> copies;
-  if (Status listed = inside_->engine->Run(kLastCopies, {ItemKey(name), saveset.id, kCopiesLookedAt},
+  if (Status listed = inside_->engine->Run(kLastCopies, {key, saveset.id, kCopiesLookedAt},
                                            [&copies](const SqlRow& row) {
                                              copies.emplace_back(row.Number(0), row.Number(1));
                                              return Status();
@@ -259,12 +275,7 @@ Status Catalog::FindBase(const Saveset& saveset, std::string_view name, std::int
     return listed;
   }
   for (const auto& [copySaveset, number] : copies) {
-    Status found = inside_->engine->Run(kGoodCopy, {copySaveset, number, oldest}, [&](const SqlRow& row) {
-      if (!Uid::FromBytes(row.Bytes(0), itemSaveset)) {
-        return DamagedRow("the id of a saveset");
-      }
-      return ReadItem(row, 1, inside_->repository, itemSaveset, item.emplace());
-    });
+    Status found = inside_->engine->Run(kGoodCopy, {copySaveset, number, oldest}, take);
     if (!found || item) {
       return found;
     }
