@@ -3,6 +3,10 @@
 
 #include <cstdio>
 
+// From here on this process takes a Ctrl-C, however it was started: a job in the background of a script
+// ignores it.
+void TakeInterruptsHere();
+
 // This process gets a Ctrl-C.
 void InterruptHere();
 

@@ -32,6 +32,7 @@ void InterruptWhileToolsHang() {
       std::exit(1);
     }
   }
+  TakeInterruptsHere();
   platform::WatchInterrupts();
   const std::uint64_t start = SteadyMilliseconds();
   InterruptHere();
@@ -67,6 +68,7 @@ TEST(Interrupts, EveryToolEndsWithinTenSeconds) {
 
 // A pipe that is full and that nobody reads.
 void InterruptWhileNobodyReads() {
+  TakeInterruptsHere();
   platform::WatchInterrupts();
   const std::uint64_t start = SteadyMilliseconds();
   InterruptHere();

@@ -12,6 +12,8 @@
 #include "platform/platform.h"
 #include "support/run_program.h"
 
+void TakeInterruptsHere() { signal(SIGINT, SIG_DFL); }
+
 void InterruptHere() { raise(SIGINT); }
 
 std::FILE* UnreadPipe() {
@@ -24,6 +26,7 @@ namespace {
 using platform::TextFile;
 
 void InterruptWhileNobodyOpens(const std::string& fifo) {
+  TakeInterruptsHere();
   platform::WatchInterrupts();
   const std::uint64_t start = platform::SteadyMilliseconds();
   std::thread([] {
@@ -41,6 +44,23 @@ TEST(PosixInterrupts, APipeThatNobodyOpensIsNotWaitedFor) {
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   testing::GTEST_FLAG(death_test_style) = "fast";
   EXPECT_EXIT(InterruptWhileNobodyOpens(fifo), testing::ExitedWithCode(0), "");
+}
+
+// As `nohup` and a script that starts a job in the background have it.
+void InterruptWhatIgnoresIt() {
+  signal(SIGINT, SIG_IGN);
+  signal(SIGHUP, SIG_IGN);
+  platform::WatchInterrupts();
+  raise(SIGINT);
+  raise(SIGHUP);
+  const bool ignored = !platform::Interrupted();
+  raise(SIGTERM);
+  std::exit(ignored && platform::Interrupted() ? 0 : 1);
+}
+
+TEST(PosixInterrupts, WhatWasIgnoredAtTheStartStaysIgnored) {
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  EXPECT_EXIT(InterruptWhatIgnoresIt(), testing::ExitedWithCode(0), "");
 }
 
 TEST(PosixTextFiles, APipeIsWrittenWhenItsReaderComes) {

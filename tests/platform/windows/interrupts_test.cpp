@@ -12,6 +12,8 @@
 #include "platform/platform.h"
 #include "support/run_program.h"
 
+void TakeInterruptsHere() {}  // the handler is called, whatever the console does
+
 void InterruptHere() { platform::internal::HandleConsoleEvent(CTRL_C_EVENT); }
 
 std::FILE* UnreadPipe() {
