@@ -1,8 +1,8 @@
 #include "xfr/report.h"
 
 #include <algorithm>
-#include <array>
 
+#include "backint/base/mover_words.h"
 #include "backint/base/path.h"
 #include "platform/data_file.h"
 #include "platform/platform.h"
@@ -10,22 +10,10 @@
 
 namespace {
 
-struct Meaning {
-  std::string_view number;
-  std::string_view text;
-};
-
-constexpr std::array<Meaning, 7> kMeanings = {{{"3007", "Operation successful"},
-                                               {"2032", "Operation successful with warnings"},
-                                               {"3053", "Operation failed"},
-                                               {"2002", "Saveset empty"},
-                                               {"2045", "Cannot write to Item"},
-                                               {"-3052", "Items processed correctly"},
-                                               {"-3108", "Item processed successfully"}}};
-
 bool Holds(std::string_view line, std::string_view text) { return line.find(text) != std::string_view::npos; }
 
-constexpr const char* kItemDone = "-3108 Item processed successfully ";
+// In front of a name.
+std::string ItemDone() { return kSaysItemDone.Line() + ' '; }
 
 bool EndsWithSeparator(const std::string& name) {
   return !name.empty() && (name.back() == '/' || name.back() == '\\');
@@ -34,14 +22,13 @@ bool EndsWithSeparator(const std::string& name) {
 std::string WithSeparatorBehind(const std::string& name) { return name + platform::SeparatorOf(name); }
 
 void ReportWithoutBrackets(const std::string& name) {
-  platform::WriteToStandardError(kItemDone + name + "\n");
+  platform::WriteToStandardError(ItemDone() + name + "\n");
 }
 
 void ReportLine(const std::string& prefix, const std::string& text) {
   std::string line = store::OneLine(prefix + text);
-  for (const Meaning& meaning : kMeanings) {
-    for (std::size_t at = line.find(meaning.text); at != std::string::npos;
-         at = line.find(meaning.text, at)) {
+  for (const MoverWords& words : kMoverWords) {
+    for (std::size_t at = line.find(words.text); at != std::string::npos; at = line.find(words.text, at)) {
       line[line.find(' ', at)] = '_';
     }
   }
@@ -51,13 +38,11 @@ void ReportLine(const std::string& prefix, const std::string& text) {
 }  // namespace
 
 bool CanBeReported(std::string_view name) {
-  return !Holds(name, "\n") &&
-         std::none_of(kMeanings.begin(), kMeanings.end(), [name](const Meaning& meaning) {
-           return Holds(name, meaning.number) && Holds(name, meaning.text);
-         });
+  return !Holds(name, "\n") && std::none_of(kMoverWords.begin(), kMoverWords.end(),
+                                            [name](const MoverWords& words) { return words.AreIn(name); });
 }
 
-void ReportItem(const std::string& name) { platform::WriteToStandardError(kItemDone + ("[" + name + "]\n")); }
+void ReportItem(const std::string& name) { platform::WriteToStandardError(ItemDone() + "[" + name + "]\n"); }
 
 void ReportSavedDirectory(const std::string& name) {
   ReportItem(name);
@@ -85,18 +70,19 @@ void ReportNote(const std::string& text) { ReportLine("NOTE: ", text); }
 void ReportTrouble(const std::string& text) { ReportLine("ERROR: ", text); }
 
 void ReportEnd(End end) {
+  const auto say = [](const MoverWords& words) { platform::WriteToStandardError(words.Line() + "\n"); };
   switch (end) {
     case End::kGood:
-      platform::WriteToStandardError("3007 Operation successful\n");
+      say(kSaysSuccessful);
       break;
     case End::kWarnings:
-      platform::WriteToStandardError("2032 Operation successful with warnings\n");
+      say(kSaysWarnings);
       break;
     case End::kFailed:
-      platform::WriteToStandardError("3053 Operation failed\n");
+      say(kSaysFailed);
       break;
     case End::kEmpty:
-      platform::WriteToStandardError("2002 Saveset empty\n");
+      say(kSaysEmpty);
       break;
   }
 }
