@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
+#include <thread>
 
 #include "support/scenario.h"
+#include "support/switch_peer.h"
 
 namespace {
 
@@ -33,6 +37,42 @@ struct Sweep {
 
 void PrintTo(const Sweep& sweep, std::ostream* stream) {
   *stream << sweep.function << (sweep.forGood ? ", for good" : ", once");
+}
+
+// A database that was told of the beginning is told of the end. Each exchange takes seconds: few are tried.
+TEST(ExhaustedOnline, TheDatabaseIsToldOfTheEnd) {
+  unsigned long allocations = 0;
+  for (const unsigned percent : {0, 55, 65, 75, 85}) {
+    Scenario scenario;
+    scenario.program = support::BuiltProgram("scarce_backint");
+    scenario.WriteText("data/a", "x");
+    scenario.WriteText("in.lis", "data\\a\n");
+    scenario.environment["SCARCE_COUNT"] = "count";
+    scenario.environment["SCARCE_FOR_GOOD"] = "1";
+    if (percent > 0) {
+      scenario.environment["SCARCE_AT"] = std::to_string(allocations * percent / 100);
+    }
+    support::SwitchPeer peer(scenario.Path("sapbackup").string(), {"", ""});
+    std::atomic<bool> ended = false;
+    std::thread acting([&] {
+      while (!ended) {
+        peer.Act();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      }
+    });
+    Lines options = Scenario::CallerOptions();
+    options.insert(options.end(), {"-f", "backup", "-t", "file_online"});
+    const Outcome outcome = scenario.Run(options);
+    ended = true;
+    acting.join();
+    EXPECT_EQ(outcome.exitStatus, percent == 0 ? 0 : 2) << percent << outcome.err;
+    EXPECT_EQ(peer.Heard(), "#BEGIN data\\a\n#END data\\a\n") << percent;
+    for (const char* ending : {"lis", "sem", "log"}) {
+      EXPECT_FALSE(std::filesystem::exists(scenario.Path(std::string("sapbackup/.switch.") + ending)))
+          << percent << ending;
+    }
+    allocations = percent == 0 ? std::stoul(scenario.ReadText("count").at(0)) : allocations;
+  }
 }
 
 class Exhausted : public testing::TestWithParam<Sweep> {

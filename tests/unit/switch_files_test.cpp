@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <new>
 #include <thread>
 
 #include "backint/backup/backup_online.h"
@@ -139,6 +140,22 @@ TEST_F(SwitchFiles, CannotBeMadeOrCopied) {
             "backint_func: ERROR: switch log file cannot be open.\n"
             "backint_func: ERROR: switch.lis file creating failes.\n"
             "backint_back: ERROR: Creating switch files (begin) failes.\n");
+}
+
+// The mover cannot be started, and memory runs out while its end is told.
+TEST_F(SwitchFiles, AnEndThatIsToldIsWaitedForWithoutMemory) {
+  support::SwitchPeer peer(Params().szSapBackup, {"", ""});
+  bool exhausted = false;
+  g_atSleep = [&] {
+    if (!peer.Heard().empty() && !exhausted) {
+      exhausted = true;
+      throw std::bad_alloc();
+    }
+    peer.Act();
+  };
+  EXPECT_THROW(static_cast<void>(BackupOnline({{"a"}, "", ""})), std::bad_alloc);
+  EXPECT_EQ(peer.Heard(), "#BEGIN a\n#END a\n");
+  EXPECT_EQ(TakeLeft(), "");
 }
 
 // The log is open while a long line of it is read. Meanwhile another one deletes it, which Linux allows; on

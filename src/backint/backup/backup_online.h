@@ -9,8 +9,10 @@
 // goes to the output. A failure, with its messages traced, unless the answer came and tells no error.
 RunResult HandleSwitchFiles(const JobItems& items, SwitchTag tag);
 
+// The second half of it: waits for the answer.
+RunResult TakeSwitchAnswer();
+
 // Saves the items of an open job between two such exchanges, and writes the job's result lines: for a
 // directory one line, else one for each item. The job stands or falls as a whole: after any failure every
-// item gets
-// "#ERROR".
+// item gets "#ERROR". If memory runs out the database is told of the end all the same.
 RunResult BackupOnline(const JobItems& items);

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "backint/base/interrupt.h"
@@ -35,14 +36,16 @@ bool WriteNames(TextFile& list, const ItemList& names, SwitchTag tag) {
   return list.Close();
 }
 
-bool CreateList(const JobItems& items, SwitchTag tag) {
+// `made`: the file is there, and this run's.
+bool CreateList(const JobItems& items, SwitchTag tag, bool& made) {
   const std::string path = SwitchFile("lis");
   if (FileExists(path)) {
     TRACE(1, "ERROR: switch.lis file already exists.");
     return false;
   }
   const std::unique_ptr<TextFile> list = TextFile::Open(path, TextFile::Mode::kCreate);
-  if (list != nullptr) {
+  made = list != nullptr;
+  if (made) {
     TRACE(3, "INFO: Switch List file :%s created (%s).", path.c_str(), TagText(tag));
     if (WriteNames(*list, ReadItemsAloud(items).names, tag)) {
       return true;
@@ -149,7 +152,16 @@ bool SwitchFilesExist() {
 }
 
 RunResult CreateSwitchFiles(const JobItems& items, SwitchTag tag) {
-  return CreateList(items, tag) && CreateSemaphore(tag) ? RunResult::kSuccess : RunResult::kFailure;
+  bool made = false;
+  try {
+    return CreateList(items, tag, made) && CreateSemaphore(tag) ? RunResult::kSuccess : RunResult::kFailure;
+  } catch (const std::bad_alloc&) {
+    // Without the semaphore nobody takes the list for a question.
+    if (made && !FileExists(SwitchFile("sem"))) {
+      platform::RemoveFile(SwitchFile("lis"));
+    }
+    throw;
+  }
 }
 
 RunResult WaitForSwitchSemaphore() {
