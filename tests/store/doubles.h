@@ -96,6 +96,9 @@ class FaultyEngine : public SqlEngine {
   void Rollback() override { engine_->Rollback(); }
   [[nodiscard]] SqlTypes Types() const override { return engine_->Types(); }
   Status HasTable(std::string_view name, bool& has) override;
+  Status CheckWhole(const std::function<void(const std::string&)>& wrong) override {
+    return engine_->CheckWhole(wrong);
+  }
   Status Now(std::int64_t& seconds) override { return engine_->Now(seconds); }
   [[nodiscard]] bool CanWrite() const override { return engine_->CanWrite(); }
 

@@ -69,6 +69,9 @@ class TestEngine : public SqlEngine {
   void Rollback() override { engine_->Rollback(); }
   [[nodiscard]] SqlTypes Types() const override { return engine_->Types(); }
   Status HasTable(std::string_view name, bool& has) override { return engine_->HasTable(name, has); }
+  Status CheckWhole(const std::function<void(const std::string&)>& wrong) override {
+    return engine_->CheckWhole(wrong);
+  }
   Status Now(std::int64_t& seconds) override;
   [[nodiscard]] bool CanWrite() const override { return engine_->CanWrite(); }
 

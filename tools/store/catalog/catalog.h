@@ -77,6 +77,15 @@ struct Pack {
   bool damaged = false;
 };
 
+// A pack as a check sees it.
+struct PackFacts {
+  Uid uid;
+  Uid saveset;  // that it was written for; null if that is deleted
+  std::uint64_t size = 0;
+  bool damaged = false;
+  std::optional<std::int64_t> checked;  // when all of it was last found good
+};
+
 // What is confirmed together: durable packs, and the items that were completed with them.
 struct Group {
   std::int64_t saveset = 0;
@@ -191,6 +200,44 @@ class Catalog {
   // What an earlier deletion named and nobody has reported as gone.
   Status ListDeleted(Deleted& deleted);
   Status ForgetDeleted(const Deleted& deleted);
+
+  // ---- Checking ----
+
+  // The engine's own check of all that it keeps (sql.h), then each saveset's numbers and directories against
+  // its items.
+  Status CheckWhole(const std::function<void(const std::string& wrong)>& tell);
+  // The repository object as it was when the repository was made; empty in a catalog that was made anew by an
+  // older release.
+  Status FindRepositoryObject(std::string& object);
+  Status FindSavesetByUid(const Uid& uid, std::optional<Saveset>& saveset);
+  // Whether there is a row of it, also of one that is being deleted.
+  Status KnowsSaveset(const Uid& uid, bool& known);
+  // How the backup job of the saveset was closed by its caller; none if it was not, or is not known any more.
+  Status FindClosedState(std::int64_t saveset, std::optional<State>& state);
+  // Packs that were committed and not deleted since, those first that were not checked for the longest time.
+  Status ListPacks(std::vector<PackFacts>& packs);
+  // One of them; none also if it is only announced, or named as deleted.
+  Status FindPackFacts(const Uid& uid, std::optional<PackFacts>& pack);
+  // Whether there is a row of it, in whatever state.
+  Status KnowsPack(const Uid& uid, bool& known);
+  // The packs that hold anything of the saveset's items.
+  Status ListPacksOf(const Saveset& saveset, std::vector<Uid>& packs);
+  // Items that need the pack, and those that were completed with it; `own`: only the latter, and also those
+  // of directories that are still being saved. Each comes with its saveset's uid and name, and the bytes of
+  // its record. Ends early with a status that `each` returns.
+  struct PackItem {
+    Uid saveset;
+    std::string savesetName;
+    bool own = false;  // completed with this pack
+    std::string record;
+    Item item;
+  };
+  using EachPackItem = std::function<Status(const PackItem& item)>;
+  Status ListItemsOfPack(const Uid& pack, bool own, const EachPackItem& each);
+  // Whether an item of this number, or another one of this name, is in the saveset.
+  Status HasItem(const Uid& saveset, std::uint64_t number, std::string_view name, bool& has);
+  // All of these packs was read now and is good. `mended`: also of one that was marked as damaged before.
+  Status NoteChecked(const std::vector<Uid>& packs, bool mended);
 
   // ---- Rebuilding, into an empty catalog ----
 

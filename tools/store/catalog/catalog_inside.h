@@ -60,7 +60,8 @@ inline SqlValue Unsigned(std::uint64_t number) { return static_cast<std::int64_t
 // ---- Rows of items ---------------------------------------------------------------------------------------
 
 // Of `item i`: what `ReadItem` reads.
-inline const std::string kItemColumns = "i.number, i.key, i.listed, i.kind, i.directory, i.size, i.stored, i.record";
+inline const std::string kItemColumns =
+    "i.number, i.key, i.listed, i.kind, i.directory, i.size, i.stored, i.record";
 inline constexpr int kItemColumnCount = 8;
 // That an item is not part of a directory which is still being saved.
 inline const std::string kItemVisible =

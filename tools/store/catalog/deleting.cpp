@@ -38,7 +38,8 @@ Status ReadPortion(Catalog::Inside& inside, std::int64_t saveset, std::optional<
                    std::int64_t behind, Portion& portion) {
   portion = {};
   Status read = inside.engine->Run(
-      "SELECT number, pack, kind, size FROM item WHERE saveset = $1 AND number > $2 AND (directory = $3 OR $3 = -1) "
+      "SELECT number, pack, kind, size FROM item WHERE saveset = $1 AND number > $2 AND (directory = $3 OR "
+      "$3 = -1) "
       "ORDER BY number LIMIT $4",
       {saveset, behind, directory.value_or(-1), kPortion}, [&portion](const SqlRow& row) {
         portion.numbers.push_back(row.Number(0));

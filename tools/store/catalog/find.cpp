@@ -165,6 +165,12 @@ Status Catalog::FindSaveset(std::string_view name, std::optional<Saveset>& saves
                               [&](const SqlRow& row) { return ReadSaveset(row, saveset.emplace()); });
 }
 
+Status Catalog::FindSavesetByUid(const Uid& uid, std::optional<Saveset>& saveset) {
+  saveset.reset();
+  return inside_->engine->Run(kSelectSaveset + "WHERE s.uid = $1 AND s.deleting = 0", {uid.Bytes()},
+                              [&](const SqlRow& row) { return ReadSaveset(row, saveset.emplace()); });
+}
+
 Status Catalog::ListAllSavesets(const std::function<Status(const Saveset& saveset)>& each) {
   std::vector<Saveset> savesets;
   if (Status listed = inside_->engine->Run(

@@ -59,12 +59,12 @@ Status Catalog::Inside::AddItem(std::int64_t saveset, std::int64_t family, const
                                 const std::vector<std::int64_t>& packs) {
   const std::string key = ItemKey(item.name);
   const std::optional<std::string> listed = ListedKey(item.name);
-  if (Status added = Run(
-          "INSERT INTO item(saveset, number, family, key, listed, kind, directory, size, stored, "
-          "pack, record) VALUES($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11)",
-          {saveset, Unsigned(item.number), family, key, listed ? SqlValue(*listed) : SqlValue(nullptr),
-           static_cast<std::int64_t>(item.kind), Unsigned(item.directory), Unsigned(item.facts.size), item.stored,
-           recordPack, record});
+  if (Status added =
+          Run("INSERT INTO item(saveset, number, family, key, listed, kind, directory, size, stored, "
+              "pack, record) VALUES($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11)",
+              {saveset, Unsigned(item.number), family, key, listed ? SqlValue(*listed) : SqlValue(nullptr),
+               static_cast<std::int64_t>(item.kind), Unsigned(item.directory), Unsigned(item.facts.size),
+               item.stored, recordPack, record});
       !added) {
     return added;
   }

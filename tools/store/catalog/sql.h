@@ -80,6 +80,10 @@ class SqlEngine {
   // Whether the tables have been made (that of this name among them).
   virtual Status HasTable(std::string_view name, bool& has) = 0;
 
+  // The engine's own look at all that it keeps; `wrong` gets a sentence for each thing that is not as it must
+  // be. kDamaged where it cannot look on.
+  virtual Status CheckWhole(const std::function<void(const std::string&)>& wrong) = 0;
+
   // Seconds since 1970 by the catalog's clock, which is the only one that counts.
   virtual Status Now(std::int64_t& seconds) = 0;
   // Whether this connection may write at all. False on a write-protected or full disk: what is there can be

@@ -107,6 +107,7 @@ class SqliteEngine : public SqlEngine {
   void Rollback() override;
   [[nodiscard]] SqlTypes Types() const override { return {"INTEGER", "BLOB", " WITHOUT ROWID"}; }
   Status HasTable(std::string_view name, bool& has) override;
+  Status CheckWhole(const std::function<void(const std::string&)>& wrong) override;
   Status Now(std::int64_t& seconds) override;
   [[nodiscard]] bool CanWrite() const override { return !readOnly_; }
 
@@ -387,6 +388,16 @@ Status SqliteEngine::HasTable(std::string_view name, bool& has) {
                has = true;
                return Status();
              });
+}
+
+// Every page that is in use, and every index against its table.
+Status SqliteEngine::CheckWhole(const std::function<void(const std::string&)>& wrong) {
+  return Run("PRAGMA integrity_check", {}, [&wrong](const SqlRow& row) {
+    if (row.Bytes(0) != "ok") {
+      wrong(std::string(row.Bytes(0)));
+    }
+    return Status();
+  });
 }
 
 Status SqliteEngine::Now(std::int64_t& seconds) {

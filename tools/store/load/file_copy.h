@@ -31,7 +31,7 @@ struct LoadTools {
 
 class FileCopy {
  public:
-  // Without a target the item can only be measured.
+  // Without a target everything is read and checked, and goes nowhere.
   FileCopy(LoadTools tools, const Item& item, platform::DataFile* target)
       : tools_(tools), item_(item), target_(target) {}
 

@@ -23,8 +23,8 @@ class SavesetReader::Inside {
                 kKeptBytes),
         workers_(WorkQueue::UsualCount()) {}
 
-  Status Copy(const Item& item, platform::DataFile& target) {
-    FileCopy copy(Tools(), item, &target);
+  Status Copy(const Item& item, platform::DataFile* target) {
+    FileCopy copy(Tools(), item, target);
     return TakeIn(copy, copy.Run(), item);
   }
 
@@ -118,8 +118,10 @@ Status SavesetReader::FindIn(const std::string& asked, std::string& directory,
 }
 
 Status SavesetReader::Copy(const Item& item, platform::DataFile& target) {
-  return inside_->Copy(item, target);
+  return inside_->Copy(item, &target);
 }
+
+Status SavesetReader::Rehearse(const Item& item) { return inside_->Copy(item, nullptr); }
 
 Status SavesetReader::RoomOf(const Item& item, std::uint64_t& bytes) { return inside_->RoomOf(item, bytes); }
 

@@ -34,6 +34,8 @@ class SavesetReader {
   // that were saved, with their holes. kDamaged, or kMissing, names item, saveset, pack and position. Other
   // threads may copy other items at the same time.
   Status Copy(const Item& item, platform::DataFile& target);
+  // The same to nowhere: whether `Copy` would be good.
+  Status Rehearse(const Item& item);
   // Tells the catalog of the packs that `Copy` found damaged or missing, if it can be written. Also done at
   // the end.
   void MarkDamagedPacks();

@@ -1,0 +1,31 @@
+// What a check tells while it goes on.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "store/base/uid.h"
+#include "store/status.h"
+
+namespace store {
+
+struct Damage {
+  std::string what;  // a sentence
+  Uid pack;          // null if it is about none
+};
+
+struct CheckListener {
+  std::function<void(const Damage& damage)> damaged;
+  // What the damage that was told last costs: an item of a saveset that cannot be restored.
+  std::function<void(const std::string& saveset, const std::string& item)> lost;
+  // So many bytes more were read. By any thread, one at a time.
+  std::function<void(std::uint64_t bytes)> read;
+};
+
+// Damage is told and the check goes on; any other failure ends it.
+inline bool IsDamage(const Status& status) {
+  return status.What() == Status::Kind::kDamaged || status.What() == Status::Kind::kMissing;
+}
+
+}  // namespace store

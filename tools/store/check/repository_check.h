@@ -1,0 +1,58 @@
+// Reads a repository whole, or a part of it in turn, and compares all that is kept twice: packs with their
+// checksums, records and chunks with the catalog, saveset objects with its rows. Others may save, restore and
+// delete meanwhile.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "store/check/findings.h"
+#include "store/store.h"
+
+namespace store {
+
+// Which packs are read. The catalog and the saveset objects always are.
+struct CheckScope {
+  std::vector<Saveset> savesets;  // only packs that these need; empty: of all
+  double percent = 100;           // of their bytes, those first that were not checked for the longest
+  std::optional<std::int64_t> uncheckedSince;  // only packs that were not checked since (seconds since 1970)
+};
+
+class RepositoryCheck {
+ public:
+  RepositoryCheck(Store& store, CheckListener listener) : store_(store), listener_(std::move(listener)) {}
+
+  struct Result {
+    std::uint64_t savesets = 0;
+    std::uint64_t packs = 0;  // that are known
+    std::uint64_t bytes = 0;
+    std::uint64_t readPacks = 0;
+    std::uint64_t readBytes = 0;
+    std::uint64_t damages = 0;    // that were told
+    bool catalogDamaged = false;  // then no pack was read: what should be in them is not known
+  };
+  // What is damaged is told and marked in the catalog, what is good noted there with the time, as far as it
+  // can be written. Without the private key of a repository that encrypts, all but what is in the data can be
+  // checked (`Keys::CanRead` says so). Not good: the check could not be carried out.
+  Status Run(const CheckScope& scope, Result& result);
+  // Brings every item of these savesets (none: of all) back to nowhere, as a restore would. `result` counts
+  // items and their bytes in place of packs.
+  Status Restore(const std::vector<Saveset>& savesets, Result& result);
+
+ private:
+  Status CheckCatalog();
+  Status CheckRepositoryObject();
+  Status CheckSavesets();
+  Status CheckPlace(std::vector<PackFacts>& packs);
+  Status Choose(const CheckScope& scope, std::vector<PackFacts>& packs);
+  Status CheckPacks(const std::vector<PackFacts>& packs);
+  Status RestoreSaveset(const Saveset& saveset);
+  void Tell(const Damage& damage);
+
+  Store& store_;
+  CheckListener listener_;
+  Result result_;
+};
+
+}  // namespace store
