@@ -14,5 +14,6 @@ void AddInit(CLI::App& program, int& exitStatus);
 void AddList(CLI::App& program, int& exitStatus);
 void AddExpire(CLI::App& program, int& exitStatus);
 void AddRebuild(CLI::App& program, int& exitStatus);
+void AddVerify(CLI::App& program, int& exitStatus);
 
 }  // namespace korvo

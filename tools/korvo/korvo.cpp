@@ -42,6 +42,7 @@ int Run(int argc, char** argv) {
   korvo::AddList(program, exitStatus);
   korvo::AddExpire(program, exitStatus);
   korvo::AddRebuild(program, exitStatus);
+  korvo::AddVerify(program, exitStatus);
   program.failure_message(FailureText);
   try {
     program.parse(argc, argv);

@@ -1,0 +1,210 @@
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "korvo/commands.h"
+#include "korvo/json.h"
+#include "korvo/options.h"
+#include "korvo/output.h"
+#include "korvo/text.h"
+#include "platform/platform.h"
+#include "store/check/repository_check.h"
+
+namespace korvo {
+namespace {
+
+struct Options {
+  std::string server;
+  std::vector<std::string> savesets;
+  double percent = 100;
+  std::optional<std::int64_t> olderThan;
+  bool restore = false;
+  bool json = false;
+  bool quiet = false;
+};
+
+// Tells damage as it is found, or keeps it for the document.
+class Findings {
+ public:
+  explicit Findings(bool json) : json_(json) {}
+
+  store::CheckListener Listener() {
+    store::CheckListener listener;
+    listener.damaged = [this](const store::Damage& damage) { Take(damage); };
+    listener.lost = [this](const std::string& saveset, const std::string& item) { TakeLost(saveset, item); };
+    return listener;
+  }
+  void Take(const store::Damage& damage) {
+    ++count_;
+    if (!json_) {
+      Print("Damage: " + damage.what);
+      return;
+    }
+    list_.push_back({{"what", JsonText(damage.what)},
+                     {"pack", damage.pack.IsNull() ? Json(nullptr) : Json(damage.pack.Hex())},
+                     {"lost", Json::array()}});
+  }
+  [[nodiscard]] const Json& List() const { return list_; }
+  [[nodiscard]] std::uint64_t Lost() const { return lost_; }
+  [[nodiscard]] std::uint64_t Number() const { return count_; }
+
+ private:
+  void TakeLost(const std::string& saveset, const std::string& item) {
+    ++lost_;
+    if (json_) {
+      list_.back()["lost"].push_back({{"saveset", JsonText(saveset)}, {"name", JsonText(item)}});
+    } else {
+      Print("  it costs " + item + " of saveset " + saveset);
+    }
+  }
+
+  bool json_;
+  Json list_ = Json::array();
+  std::uint64_t count_ = 0;
+  std::uint64_t lost_ = 0;
+};
+
+using Result = store::RepositoryCheck::Result;
+
+void PrintDocument(const Options& options, const Result& result, bool complete, const Findings& findings) {
+  Json document = {{"server", JsonText(options.server)}, {"good", findings.Number() == 0}};
+  document["savesets"] = result.savesets;
+  if (options.restore) {
+    document["items"] = result.readPacks;
+    document["bytes"] = result.readBytes;
+  } else {
+    document["complete"] = complete;
+    document["packs"] = result.packs;
+    document["bytes"] = result.bytes;
+    document["read_packs"] = result.readPacks;
+    document["read_bytes"] = result.readBytes;
+  }
+  document["damages"] = findings.List();
+  PrintJson(document);
+}
+
+void PrintSummary(const Options& options, const Result& result, bool complete, const Findings& findings) {
+  if (result.catalogDamaged) {
+    Print("The catalog cannot be used, so no pack was read: korvo rebuild " + options.server +
+          " makes it anew; then verify again.");
+    return;
+  }
+  const std::string read =
+      options.restore ? Count(result.readPacks, "file") + " of " + Count(result.savesets, "saveset") + ", " +
+                            SizeText(result.readBytes) + ", brought back to nowhere"
+                      : Count(result.savesets, "saveset") + ", " + std::to_string(result.readPacks) + " of " +
+                            Count(result.packs, "pack") + " read, " + SizeText(result.readBytes) + " of " +
+                            SizeText(result.bytes);
+  if (!complete) {
+    Print("The private key is not here: data was compared with its checksums, and not decrypted.");
+  }
+  Print(findings.Number() == 0 ? "All is good: " + read + "."
+                               : Count(findings.Number(), "damage") + " found, which cost " +
+                                     Count(findings.Lost(), "item") + ": " + read + ".");
+}
+
+store::Status FindSavesets(const Options& options, store::Store& store,
+                           std::vector<store::Saveset>& savesets) {
+  for (const std::string& name : options.savesets) {
+    if (store::Status found = store.FindSaveset(name, savesets.emplace_back()); !found) {
+      return found;
+    }
+  }
+  return {};
+}
+
+store::Status Check(const Options& options, store::Store& store, Findings& findings, Result& result) {
+  store::RepositoryCheck check(store, findings.Listener());
+  store::CheckScope scope;
+  scope.percent = options.percent;
+  store::Status done = FindSavesets(options, store, scope.savesets);
+  if (done && options.olderThan) {
+    std::int64_t now = 0;
+    done = store.Rows().Now(now);
+    scope.uncheckedSince = now - *options.olderThan;
+  }
+  if (!done) {
+    return done;
+  }
+  return options.restore ? check.Restore(scope.savesets, result) : check.Run(scope, result);
+}
+
+int Verify(const Options& options) {
+  platform::WatchInterrupts();
+  Findings findings(options.json);
+  Result result;
+  bool complete = true;
+  std::unique_ptr<store::Store> store;
+  store::Status done = OpenServer(options.server, store::Store::Access::kRead, store);
+  if (done.What() == store::Status::Kind::kDamaged) {
+    // What keeps it from being opened is a finding, too.
+    findings.Take({done.Message(), {}});
+    result.catalogDamaged = true;
+  } else {
+    if (done) {
+      complete = store->Secrets().CanRead() ? true : false;
+      done = Check(options, *store, findings, result);
+    }
+    if (!done) {
+      return Fail(done);
+    }
+  }
+  if (options.json) {
+    PrintDocument(options, result, complete, findings);
+  } else {
+    PrintSummary(options, result, complete, findings);
+  }
+  return findings.Number() == 0 ? kGood : kFindings;
+}
+
+double ReadPercent(const std::string& text) {
+  std::size_t behind = 0;
+  double percent = 0;
+  try {
+    percent = std::stod(text, &behind);
+  } catch (const std::exception&) {
+    behind = 0;
+  }
+  if (behind == 0 || (text.substr(behind) != "" && text.substr(behind) != "%") ||
+      !(percent > 0 && percent <= 100)) {
+    throw CLI::ValidationError("--sample",
+                               text + " is no part of a hundred: a number above 0, up to 100, is expected");
+  }
+  return percent;
+}
+
+}  // namespace
+
+void AddVerify(CLI::App& program, int& exitStatus) {
+  CLI::App* command =
+      program.add_subcommand("verify", "Reads and checks all that is kept, and tells what is damaged.");
+  const auto options = std::make_shared<Options>();
+  AddServer(*command, options->server);
+  command->add_option("ID", options->savesets, "Reads only what these savesets need");
+  CLI::Option* sample =
+      command
+          ->add_option_function<std::string>(
+              "--sample", [options](const std::string& text) { options->percent = ReadPercent(text); },
+              "Reads so many hundredths of the bytes: the packs that were not checked for the longest time")
+          ->type_name("PERCENT");
+  CLI::Option* older = AddDuration(*command, "--older-than", options->olderThan,
+                                   "Reads only packs that were not checked for so long");
+  command->add_flag("--restore", options->restore, "Restores every item to nowhere instead")
+      ->excludes(sample)
+      ->excludes(older);
+  AddJson(*command, options->json);
+  command->add_flag("--quiet", options->quiet, "Shows no progress");
+  command->footer(
+      "Packs, catalog and saveset objects are compared with their checksums and with each other. Each damage "
+      "is\n"
+      "told with the items that it costs. A damaged pack is marked: the next backup stores anew what is in "
+      "it.\n"
+      "One that is found good later, as after it came back from a copy, counts as good again. Without the\n"
+      "private key of a repository that encrypts, all but the content of the data is checked.\n"
+      "Backups may go on meanwhile. Exit status 1 if something is damaged.\n"
+      "Examples: korvo verify prod\n"
+      "          korvo verify prod --sample 5");
+  command->callback([options, &exitStatus] { exitStatus = Verify(*options); });
+}
+
+}  // namespace korvo
