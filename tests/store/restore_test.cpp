@@ -1,9 +1,9 @@
 // What a restore puts where: over a real repository, into a directory of the test's own.
 #include "store/restore_fixture.h"
-#include "xfr/placer.h"
+#include "restore/placer.h"
 #include "xfr/plan.h"
-#include "xfr/replacement.h"
-#include "xfr/room.h"
+#include "restore/replacement.h"
+#include "restore/room.h"
 
 namespace {
 

@@ -15,5 +15,6 @@ void AddList(CLI::App& program, int& exitStatus);
 void AddExpire(CLI::App& program, int& exitStatus);
 void AddRebuild(CLI::App& program, int& exitStatus);
 void AddVerify(CLI::App& program, int& exitStatus);
+void AddRestore(CLI::App& program, int& exitStatus);
 
 }  // namespace korvo

@@ -43,6 +43,7 @@ int Run(int argc, char** argv) {
   korvo::AddExpire(program, exitStatus);
   korvo::AddRebuild(program, exitStatus);
   korvo::AddVerify(program, exitStatus);
+  korvo::AddRestore(program, exitStatus);
   program.failure_message(FailureText);
   try {
     program.parse(argc, argv);

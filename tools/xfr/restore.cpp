@@ -7,11 +7,11 @@
 #include "backint/base/path.h"
 #include "platform/data_file.h"
 #include "platform/platform.h"
+#include "restore/placer.h"
+#include "restore/restore_directory.h"
 #include "store/load/saveset_reader.h"
 #include "store/names.h"
-#include "xfr/placer.h"
 #include "xfr/plan.h"
-#include "xfr/restore_directory.h"
 
 using store::ItemKind;
 using store::Status;
@@ -48,10 +48,22 @@ std::vector<bool> FindRivals(const NameList& items, const std::string& destinati
   return rivals;
 }
 
+class Reporter : public RestoreTeller {
+ public:
+  void Done(const std::string& report) override { ReportItem(report); }
+  void Placed(const store::Item& /*item*/) override {}
+  void Note(const std::string& text) override { ReportNote(text); }
+  void Failed(const std::string& place, const Status& why) override {
+    ReportTrouble("cannot restore " + place + ": " + why.Message());
+  }
+};
+
 class Restorer {
  public:
   Restorer(const Request& request, store::SavesetReader& reader, const store::ServerConfig& config)
-      : request_(request), reader_(reader), placer_(reader, {request.replace, config.inPlace}) {}
+      : request_(request),
+        reader_(reader),
+        placer_(reader, {request.replace, config.inPlace, "option -o over"}, reporter_) {}
 
   // Brings one item back, now or with the next `Settle`; one that the saveset does not have is passed over.
   void Take(const std::string& name, const std::vector<std::string>& spellings);
@@ -74,6 +86,7 @@ class Restorer {
 
   const Request& request_;
   store::SavesetReader& reader_;
+  Reporter reporter_;
   Placer placer_;
 };
 

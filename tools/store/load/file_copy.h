@@ -36,6 +36,9 @@ class FileCopy {
       : tools_(tools), item_(item), target_(target) {}
 
   Status Run();
+  // Hands out its bytes from the first to the last, holes as zeros; no target is needed.
+  using Take = std::function<Status(std::string_view bytes)>;
+  Status Stream(const Take& take);
   // How many of its bytes are in no hole.
   Status Measure(std::uint64_t& bytes);
   // The pack that the failure is about; null if it is about none.
@@ -44,6 +47,7 @@ class FileCopy {
  private:
   Status Walk(const std::function<Status(FilePart&)>& each);
   Status CopyPart(FilePart& part);
+  Status StreamPart(const FilePart& part, const Take& take);
   void CopyBlock(const FilePart::FromBlock& from, const std::vector<Hole>& holes);
   Status FetchMap(const MapPlace& place, const Uid& id, std::string& bytes);
   Status Check(const FilePart::FromBlock& from, const WantedChunk& chunk, std::string_view block);

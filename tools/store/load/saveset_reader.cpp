@@ -28,6 +28,11 @@ class SavesetReader::Inside {
     return TakeIn(copy, copy.Run(), item);
   }
 
+  Status Stream(const Item& item, const FileCopy::Take& take) {
+    FileCopy copy(Tools(), item, nullptr);
+    return TakeIn(copy, copy.Stream(take), item);
+  }
+
   // Only a sparse file is worth a look at its map.
   Status RoomOf(const Item& item, std::uint64_t& bytes) {
     bytes = item.facts.size;
@@ -122,6 +127,10 @@ Status SavesetReader::Copy(const Item& item, platform::DataFile& target) {
 }
 
 Status SavesetReader::Rehearse(const Item& item) { return inside_->Copy(item, nullptr); }
+
+Status SavesetReader::Stream(const Item& item, const std::function<Status(std::string_view)>& take) {
+  return inside_->Stream(item, take);
+}
 
 Status SavesetReader::RoomOf(const Item& item, std::uint64_t& bytes) { return inside_->RoomOf(item, bytes); }
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/data_file.h"
 #include "store/store.h"
@@ -36,6 +37,8 @@ class SavesetReader {
   Status Copy(const Item& item, platform::DataFile& target);
   // The same to nowhere: whether `Copy` would be good.
   Status Rehearse(const Item& item);
+  // Hands out the item's bytes in their order. What was handed out before a failure is good.
+  Status Stream(const Item& item, const std::function<Status(std::string_view bytes)>& take);
   // Tells the catalog of the packs that `Copy` found damaged or missing, if it can be written. Also done at
   // the end.
   void MarkDamagedPacks();

@@ -1,4 +1,4 @@
-#include "xfr/room.h"
+#include "restore/room.h"
 
 #include <array>
 

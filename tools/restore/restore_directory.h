@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "restore/placer.h"
 #include "store/load/saveset_reader.h"
-#include "xfr/placer.h"
 
 struct DirectoryRequest {
   std::string asked;

@@ -1,12 +1,11 @@
-#include "xfr/placer.h"
+#include "restore/placer.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "platform/platform.h"
 #include "platform/tree.h"
-#include "xfr/report.h"
-#include "xfr/room.h"
+#include "restore/room.h"
 
 using store::Status;
 
@@ -37,13 +36,16 @@ std::uint64_t SizeOfFileAt(const std::string& place) {
 
 }  // namespace
 
-Placer::Placer(store::SavesetReader& reader, Rules rules)
-    : reader_(reader), rules_(rules), workers_(store::WorkQueue::UsualCount(), kSmallForEach) {}
+Placer::Placer(store::SavesetReader& reader, Rules rules, RestoreTeller& teller)
+    : reader_(reader),
+      rules_(std::move(rules)),
+      teller_(teller),
+      workers_(store::WorkQueue::UsualCount(), kSmallForEach) {}
 
 Placer::~Placer() { copying_.Wait(); }
 
 void Placer::Fail(const std::string& place, const Status& status) {
-  ReportTrouble("cannot restore " + place + ": " + status.Message());
+  teller_.Failed(place, status);
   ++failures_;
 }
 
@@ -138,7 +140,7 @@ Status Placer::CheckRoomFor(Waiting& waiting) {
     return room;
   }
   if (rules_.inPlace) {
-    ReportNote(waiting.place + " is written over in its place, since there is no room for two");
+    teller_.Note(waiting.place + " is written over in its place, since there is no room for two");
     waiting.inPlace = true;
     return {};
   }
@@ -149,7 +151,8 @@ Status Placer::CheckRoomFor(Waiting& waiting) {
 
 // By any thread: touches nothing but this file.
 void Placer::Copy(Waiting& waiting) {
-  waiting.status = waiting.inPlace ? waiting.file->CreateInPlace() : waiting.file->Create(rules_.replace);
+  waiting.status =
+      waiting.inPlace ? waiting.file->CreateInPlace() : waiting.file->Create(rules_.replace, rules_.option);
   if (!waiting.status) {
     return;
   }
@@ -202,7 +205,7 @@ Status Placer::MakeLinkAt(const store::Item& item, const std::string& place) {
     return Status::Failed("a directory or something that is no regular file stands in its place");
   }
   if (taken && !rules_.replace) {
-    return Status::Failed("it exists, and option -o over is not given");
+    return Status::Failed(WhyExists(rules_.option));
   }
   const std::string beside = NewNameIn(platform::DirectoryOf(place));
   if (!platform::MakeLink(item.link, beside, why)) {
@@ -392,8 +395,9 @@ void Placer::Report() {
       Fail(waiting.place, waiting.status);
       continue;
     }
+    teller_.Placed(waiting.item);
     for (const std::string& report : waiting.reports) {
-      ReportItem(report);
+      teller_.Done(report);
     }
   }
 }

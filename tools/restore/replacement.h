@@ -9,6 +9,8 @@
 
 // A name for a new file in the directory that nobody can guess.
 [[nodiscard]] std::string NewNameIn(const std::string& directory);
+// Why a file that is there is not replaced: the option that would allow it is not given.
+[[nodiscard]] std::string WhyExists(const std::string& option);
 
 class Replacement {
  public:
@@ -24,8 +26,9 @@ class Replacement {
   // Finds out which file that is. The directory of a file that a link leads to is made if it is missing.
   store::Status Aim();
   [[nodiscard]] const std::string& Target() const { return target_; }
-  // Makes it, empty, in a directory that is there. `replace` allows a file in its place.
-  store::Status Create(bool replace);
+  // Makes it, empty, in a directory that is there. `replace` allows a file in its place; `option` is what the
+  // user gives for that.
+  store::Status Create(bool replace, const std::string& option);
   // Empties the file in its place instead, and writes there: where there is no room for two.
   store::Status CreateInPlace();
   // For `CreateInPlace`, of which the rest went wrong: no file that is neither old nor new stays.

@@ -12,18 +12,21 @@
 #include <vector>
 
 #include "platform/data_file.h"
+#include "restore/replacement.h"
+#include "restore/teller.h"
+#include "restore/way.h"
 #include "store/load/saveset_reader.h"
 #include "store/load/work_queue.h"
-#include "xfr/replacement.h"
-#include "xfr/way.h"
 
 class Placer {
  public:
   struct Rules {
     bool replace = false;  // whatever file or link stands in a place may go
     bool inPlace = false;  // a file may be written over where there is no room for two
+    std::string option;    // by which the first is allowed, as `option -o over`
   };
-  Placer(store::SavesetReader& reader, Rules rules);
+  // The teller is told by the thread that calls the placer, and must outlive it, as the reader must.
+  Placer(store::SavesetReader& reader, Rules rules, RestoreTeller& teller);
   Placer(const Placer&) = delete;
   Placer& operator=(const Placer&) = delete;
   ~Placer();
@@ -89,6 +92,7 @@ class Placer {
 
   store::SavesetReader& reader_;
   Rules rules_;
+  RestoreTeller& teller_;
   Way way_;
   Parent parent_;
   std::map<std::uint64_t, std::unique_ptr<platform::FileSystem>> fileSystems_;  // by volume

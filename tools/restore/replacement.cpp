@@ -1,4 +1,4 @@
-#include "xfr/replacement.h"
+#include "restore/replacement.h"
 
 #include "platform/platform.h"
 #include "platform/tree.h"
@@ -10,7 +10,7 @@ namespace {
 constexpr int kMostTries = 4;
 
 // What stands there is a file, or a link that is not followed.
-Status CheckTarget(const std::string& target, bool replace) {
+Status CheckTarget(const std::string& target, bool replace, const std::string& option) {
   std::string why;
   platform::Entry entry;
   if (!platform::ReadEntry(target, entry, why)) {
@@ -19,7 +19,7 @@ Status CheckTarget(const std::string& target, bool replace) {
   switch (entry.kind) {
     case platform::EntryKind::kFile:
     case platform::EntryKind::kLink:
-      return replace ? Status() : Status::Failed("it exists, and option -o over is not given");
+      return replace ? Status() : Status::Failed(WhyExists(option));
     case platform::EntryKind::kDirectory:
       return Status::Failed("a directory stands in its place");
     case platform::EntryKind::kOther:
@@ -33,6 +33,8 @@ Status CheckTarget(const std::string& target, bool replace) {
 std::string NewNameIn(const std::string& directory) {
   return directory + "/.korvo-" + platform::RandomName() + ".tmp";
 }
+
+std::string WhyExists(const std::string& option) { return "it exists, and " + option + " is not given"; }
 
 Replacement::~Replacement() {
   file_.reset();
@@ -58,9 +60,9 @@ Status Replacement::Aim() {
   return {};
 }
 
-Status Replacement::Create(bool replace) {
+Status Replacement::Create(bool replace, const std::string& option) {
   std::string why;
-  if (Status checked = CheckTarget(target_, replace); !checked) {
+  if (Status checked = CheckTarget(target_, replace, option); !checked) {
     return checked;
   }
   for (int tries = 1; file_ == nullptr; ++tries) {

@@ -1,4 +1,4 @@
-#include "xfr/way.h"
+#include "restore/way.h"
 
 #include <algorithm>
 #include <functional>

@@ -1,4 +1,4 @@
-#include "xfr/restore_directory.h"
+#include "restore/restore_directory.h"
 
 #include <algorithm>
 #include <map>

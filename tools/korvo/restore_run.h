@@ -1,0 +1,38 @@
+// Brings items of a saveset below a directory, each by the whole path that it was saved under.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "restore/placer.h"
+#include "restore/restore_directory.h"
+#include "store/load/saveset_reader.h"
+
+namespace korvo {
+
+class RestoreRun {
+ public:
+  // `directory` is where everything goes; it is made if it is missing.
+  RestoreRun(store::SavesetReader& reader, std::string directory, Placer::Rules rules, RestoreTeller& teller);
+
+  // The item of this name, or what is in the directory of this name.
+  void Take(const std::string& name);
+  // Everything that is in the saveset.
+  void TakeAll(store::Catalog& rows, const store::Saveset& saveset);
+  // Everything is in its place.
+  void Settle() { placer_.Settle(); }
+
+  // Below the directory: the path without its root; of a drive its letter alone.
+  [[nodiscard]] std::string PlaceOf(const std::string& name) const;
+
+ private:
+  void TakeItem(const store::Item& item);
+  void TakeDirectory(const std::string& name, const std::optional<store::Item>& item);
+  [[nodiscard]] Placer::Target TargetOf(const std::string& name) const;
+
+  store::SavesetReader& reader_;
+  std::string directory_;
+  Placer placer_;
+};
+
+}  // namespace korvo

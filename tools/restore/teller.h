@@ -1,0 +1,23 @@
+// Who is told how a restore goes.
+#pragma once
+
+#include <string>
+
+#include "store/pack/record.h"
+#include "store/status.h"
+
+class RestoreTeller {
+ public:
+  RestoreTeller() = default;
+  RestoreTeller(const RestoreTeller&) = delete;
+  RestoreTeller& operator=(const RestoreTeller&) = delete;
+  virtual ~RestoreTeller() = default;
+
+  // In its place and on the disk. `report` is what the caller gave for it.
+  virtual void Done(const std::string& report) = 0;
+  // A file, link or directory is, whether or not it has a report.
+  virtual void Placed(const store::Item& item) = 0;
+  // Something that is no failure.
+  virtual void Note(const std::string& text) = 0;
+  virtual void Failed(const std::string& place, const store::Status& why) = 0;
+};
