@@ -77,7 +77,8 @@ class LoadTest : public testing::TestWithParam<bool> {
     const std::string path = directory_.Path() + "/target" + std::to_string(++targets_);
     const auto file = platform::DataFile::CreateNew(path, why);
     EXPECT_NE(file, nullptr) << why;
-    FileCopy copy({keys_, packs, blocks, workers}, item, file.get());
+    Progress work;
+    FileCopy copy({keys_, packs, blocks, workers, work}, item, file.get());
     Status copied = copy.Run();
     if (bad != nullptr) {
       *bad = copy.BadPack();

@@ -10,6 +10,10 @@ void AddServer(CLI::App& command, std::string& server) {
   command.add_option("SERVER", server, "The server, a section of korvo.ini")->required();
 }
 
+void AddQuiet(CLI::App& command, bool& quiet) {
+  command.add_flag("--quiet", quiet, "Shows no progress on the terminal");
+}
+
 void AddJson(CLI::App& command, bool& json) {
   command.add_flag("--json", json, "Tells it as a JSON document, for programs");
 }

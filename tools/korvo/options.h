@@ -10,6 +10,8 @@ namespace korvo {
 
 // The first operand, a section of korvo.ini.
 void AddServer(CLI::App& command, std::string& server);
+// For a command that shows how far it has come.
+void AddQuiet(CLI::App& command, bool& quiet);
 void AddJson(CLI::App& command, bool& json);
 // A duration, as `30d`.
 CLI::Option* AddDuration(CLI::App& command, const std::string& name, std::optional<std::int64_t>& seconds,

@@ -3,6 +3,7 @@
 #include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/names.h"
+#include "store/progress_teller.h"
 #include "store/server_config.h"
 
 namespace korvo {
@@ -17,14 +18,17 @@ platform::TextFile& Output() {
 
 }  // namespace
 
-void PrintBytes(std::string_view bytes) { wholeOutput = Output().Write(bytes) && wholeOutput; }
+void PrintBytes(std::string_view bytes) {
+  store::PrintBesideProgress([bytes] { wholeOutput = Output().Write(bytes) && wholeOutput; });
+}
 
 void Print(const std::string& line) { PrintBytes(store::OneLine(line) + "\n"); }
 
 bool FinishOutput() { return Output().Flush() && wholeOutput; }
 
 void Complain(const std::string& line) {
-  platform::WriteToStandardError("korvo: " + store::OneLine(line) + "\n");
+  store::PrintBesideProgress(
+      [&line] { platform::WriteToStandardError("korvo: " + store::OneLine(line) + "\n"); });
 }
 
 int Fail(const store::Status& status) {

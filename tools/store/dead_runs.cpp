@@ -1,5 +1,7 @@
 #include "store/dead_runs.h"
 
+#include <algorithm>
+
 #include "platform/data_file.h"
 
 namespace store {
@@ -18,6 +20,17 @@ Status EndRunIfGone(Catalog& catalog, Place& place, const Run& run, DeadRuns& de
   return place.Delete(RunObject(run.uid));
 }
 
+// Whoever tells of itself without a run that others can ask for: of one on another machine it counts when it
+// told last.
+bool IsGone(const RunProgress& run, std::int64_t now) {
+  constexpr std::int64_t kLongSilence = 600;
+  const Process& process = run.process;
+  const platform::Running running =
+      platform::IsRunning({process.host, static_cast<int>(process.number), process.started});
+  return running == platform::Running::kNo ||
+         (running == platform::Running::kCannotTell && now - run.told > kLongSilence);
+}
+
 Status CloseSessionIfGone(Catalog& catalog, const Session& session, DeadRuns& dead) {
   const Process& owner = session.owner;
   if (platform::IsRunning({owner.host, static_cast<int>(owner.number), owner.started}) !=
@@ -28,7 +41,45 @@ Status CloseSessionIfGone(Catalog& catalog, const Session& session, DeadRuns& de
   return catalog.CloseSession(session.id, State::kFailed);
 }
 
+Status ForgetGone(Catalog& catalog) {
+  std::vector<RunProgress> told;
+  std::int64_t now = 0;
+  if (Status listed = catalog.ListProgress(told); !listed || told.empty()) {
+    return listed;
+  }
+  if (Status asked = catalog.Now(now); !asked) {
+    return asked;
+  }
+  for (const RunProgress& run : told) {
+    if (run.tool != RunProgress::kSavingTool && IsGone(run, now)) {
+      if (Status forgotten = catalog.ForgetProgress(run.uid); !forgotten) {
+        return forgotten;
+      }
+    }
+  }
+  return {};
+}
+
 }  // namespace
+
+Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>& runs) {
+  std::int64_t now = 0;
+  if (Status asked = catalog.Now(now); !asked) {
+    return asked;
+  }
+  if (Status listed = catalog.ListProgress(runs); !listed) {
+    return listed;
+  }
+  Status asked;
+  std::erase_if(runs, [&](const RunProgress& run) {
+    bool gone = run.tool != RunProgress::kSavingTool && IsGone(run, now);
+    if (asked && run.tool == RunProgress::kSavingTool) {
+      asked = place.IsRunGone(run.uid, gone);
+    }
+    return gone;
+  });
+  return asked;
+}
 
 Status EndDeadRuns(Catalog& catalog, Place& place, DeadRuns& dead) {
   std::vector<Run> runs;
@@ -39,6 +90,9 @@ Status EndDeadRuns(Catalog& catalog, Place& place, DeadRuns& dead) {
     if (Status ended = EndRunIfGone(catalog, place, run, dead); !ended) {
       return ended;
     }
+  }
+  if (Status forgotten = ForgetGone(catalog); !forgotten) {
+    return forgotten;
   }
   std::vector<Session> sessions;
   if (Status listed = catalog.ListOwnedSessions(platform::HostName(), sessions); !listed) {

@@ -15,7 +15,11 @@ struct DeadRuns {
 
 // Ends the runs whose process is gone as failed; what they announced and never committed is then among
 // `Catalog::ListDeleted`, to be deleted. Closes sessions whose owner is gone, and the jobs in them, as
-// failed.
+// failed. Forgets how far others had come whose
+// process is gone.
 Status EndDeadRuns(Catalog& catalog, Place& place, DeadRuns& dead);
+
+// The runs under way whose process is alive, or may be on another machine.
+Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>& runs);
 
 }  // namespace store

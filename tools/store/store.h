@@ -10,6 +10,7 @@
 #include "store/catalog/catalog.h"
 #include "store/keys/keys.h"
 #include "store/place/place.h"
+#include "store/progress.h"
 #include "store/server_config.h"
 #include "store/status.h"
 
@@ -68,6 +69,8 @@ class Store {
   Status Connect(std::unique_ptr<Catalog>& catalog);
   [[nodiscard]] Place& Objects() { return *place_; }
   [[nodiscard]] const Keys& Secrets() const { return keys_; }
+  // How far the writer or reader has come that works on the open store.
+  [[nodiscard]] Progress& Work() { return work_; }
   [[nodiscard]] const Uid& Id() const { return id_; }
   [[nodiscard]] const ServerConfig& Config() const { return config_; }
   // Files and directories of this machine that belong to the repository: never part of a backup.
@@ -116,6 +119,7 @@ class Store {
   std::unique_ptr<Catalog> catalog_;
   ConnectCatalog connect_;
   std::vector<std::string> notes_;
+  Progress work_;
 };
 
 }  // namespace store

@@ -7,10 +7,15 @@
 #include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/names.h"
+#include "store/progress_teller.h"
 
 namespace {
 
 bool Holds(std::string_view line, std::string_view text) { return line.find(text) != std::string_view::npos; }
+
+void Write(const std::string& line) {
+  store::PrintBesideProgress([&line] { platform::WriteToStandardError(line); });
+}
 
 // In front of a name.
 std::string ItemDone() { return kSaysItemDone.Line() + ' '; }
@@ -21,9 +26,7 @@ bool EndsWithSeparator(const std::string& name) {
 
 std::string WithSeparatorBehind(const std::string& name) { return name + platform::SeparatorOf(name); }
 
-void ReportWithoutBrackets(const std::string& name) {
-  platform::WriteToStandardError(ItemDone() + name + "\n");
-}
+void ReportWithoutBrackets(const std::string& name) { Write(ItemDone() + name + "\n"); }
 
 void ReportLine(const std::string& prefix, const std::string& text) {
   std::string line = store::OneLine(prefix + text);
@@ -32,7 +35,7 @@ void ReportLine(const std::string& prefix, const std::string& text) {
       line[line.find(' ', at)] = '_';
     }
   }
-  platform::WriteToStandardError(line + "\n");
+  Write(line + "\n");
 }
 
 }  // namespace
@@ -42,7 +45,7 @@ bool CanBeReported(std::string_view name) {
                                             [name](const MoverWords& words) { return words.AreIn(name); });
 }
 
-void ReportItem(const std::string& name) { platform::WriteToStandardError(ItemDone() + "[" + name + "]\n"); }
+void ReportItem(const std::string& name) { Write(ItemDone() + "[" + name + "]\n"); }
 
 void ReportSavedDirectory(const std::string& name) {
   ReportItem(name);
@@ -70,7 +73,7 @@ void ReportNote(const std::string& text) { ReportLine("NOTE: ", text); }
 void ReportTrouble(const std::string& text) { ReportLine("ERROR: ", text); }
 
 void ReportEnd(End end) {
-  const auto say = [](const MoverWords& words) { platform::WriteToStandardError(words.Line() + "\n"); };
+  const auto say = [](const MoverWords& words) { Write(words.Line() + "\n"); };
   switch (end) {
     case End::kGood:
       say(kSaysSuccessful);

@@ -11,6 +11,9 @@
 #include "restore/restore_directory.h"
 #include "store/load/saveset_reader.h"
 #include "store/names.h"
+#include "store/progress_row.h"
+#include "store/progress_teller.h"
+#include "xfr/count.h"
 #include "xfr/plan.h"
 
 using store::ItemKind;
@@ -187,6 +190,10 @@ End Restore(const Request& request, store::Store& store) {
   if (items.Size() == 0) {
     return End::kEmpty;
   }
+  store::ProgressRow row(store, "restore", &reader.Source());
+  const store::ProgressTeller teller(
+      store.Work(), {.count = [&](const Ended& ended) { CountToRestore(request, store, ended); },
+                     .tell = [&row] { row.Tell(); }});
   Restorer restorer(request, reader, store.Config());
   const std::vector<bool> rivals = FindRivals(items, request.destination);
   const Plan plan(items);

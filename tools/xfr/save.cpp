@@ -6,7 +6,9 @@
 
 #include "platform/data_file.h"
 #include "platform/platform.h"
+#include "store/progress_teller.h"
 #include "store/save/saveset_writer.h"
+#include "xfr/count.h"
 #include "xfr/own_files.h"
 #include "xfr/plan.h"
 #include "xfr/save_directory.h"
@@ -45,6 +47,7 @@ class Backup {
  public:
   Backup(const Request& request, store::Store& store)
       : request_(request),
+        store_(store),
         plan_(request.items),
         own_(store.OwnPaths()),
         writer_(
@@ -56,6 +59,8 @@ class Backup {
       ReportTrouble(begun.Message());
       return End::kFailed;
     }
+    const store::ProgressTeller teller(
+        store_.Work(), {.count = [this](const Ended& ended) { CountToSave(request_, store_, ended); }});
     const Status saved = SaveAll();
     if (Status ended = writer_.End(!outcome_.failed, !request_.wholeDirectory); !ended) {
       // A failure of the store that ended the saving was told then.
@@ -140,6 +145,7 @@ class Backup {
   void SavedAgain(const store::Item& item, const store::Saved& saved) { TakeIn(item.name, saved, outcome_); }
 
   const Request& request_;
+  store::Store& store_;
   Plan plan_;
   OwnFiles own_;
   Outcome outcome_;

@@ -37,6 +37,11 @@ std::size_t ColumnsOf(Standard stream) {
   return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsualColumns;
 }
 
+bool TakesEscapeSequences(Standard stream) {
+  std::string kind;
+  return ColumnsOf(stream) > 0 && EnvironmentVariable("TERM", kind) && kind != "dumb";
+}
+
 bool TextIsUtf8() {
   static const std::string characters = Characters();
   return characters.find("UTF-8") != std::string::npos || characters.find("UTF8") != std::string::npos;

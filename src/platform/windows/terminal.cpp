@@ -17,6 +17,13 @@ std::size_t ColumnsOf(Standard stream) {
   return columns > 0 ? static_cast<std::size_t>(columns) : 0;
 }
 
+bool TakesEscapeSequences(Standard stream) {
+  constexpr DWORD kProcessSequences = 0x0004;
+  const HANDLE handle = GetStdHandle(stream == Standard::kOutput ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+  DWORD mode = 0;
+  return GetConsoleMode(handle, &mode) != 0 && SetConsoleMode(handle, mode | kProcessSequences) != 0;
+}
+
 bool TextIsUtf8() { return GetACP() == CP_UTF8; }
 
 std::string ToUtf8(std::string_view text) {

@@ -15,6 +15,7 @@
 #include "store/base/uid.h"
 #include "store/catalog/sql.h"
 #include "store/pack/record.h"
+#include "store/progress.h"
 #include "store/status.h"
 
 namespace store {
@@ -69,6 +70,20 @@ struct Run {
   Uid uid;
   std::int64_t saveset = 0;
   Process process;
+};
+
+// A run under way: of a mover that saves, or of whatever else tells of itself.
+struct RunProgress {
+  Uid uid;
+  std::string tool = kSavingTool;
+  std::int64_t saveset = 0;  // 0 if it is about no single one
+  std::string savesetName;
+  Process process;
+  std::int64_t began = 0;
+  std::int64_t told = 0;  // when it told last
+  ProgressState state;    // as it was then
+
+  static constexpr const char* kSavingTool = "backup";
 };
 
 struct Pack {
@@ -143,6 +158,18 @@ class Catalog {
   // Takes back packs that no item needs; their objects must be gone.
   Status ForgetAnnounced(const std::vector<Uid>& packs);
 
+  // ---- How far runs have come ----
+
+  // From here on the transactions of `AnnouncePack` and `CommitGroup` of this connection also tell how far
+  // its run has come: once a second at most, and not in its first. `began` by the catalog's clock.
+  void TellOf(const Uid& run, std::int64_t began, const Progress& progress);
+  // The same of a run that has no row in `run`, in a transaction of its own; it has to take it back.
+  Status TellProgress(const RunProgress& run);
+  Status ForgetProgress(const Uid& run);
+  // All, the oldest first; those that save also if they have told nothing yet. Whether they are still alive
+  // is not asked.
+  Status ListProgress(std::vector<RunProgress>& runs);
+
   // ---- Items ----
 
   // The only place that makes an item known. kConflict if a pack that an item refers to has gone or was found
@@ -181,6 +208,18 @@ class Catalog {
 
   // All savesets, newest first, for the owner.
   Status ListAllSavesets(const std::function<Status(const Saveset& saveset)>& each);
+
+  // What all packs are together that one saveset stored; also of savesets that are deleted, as long as others
+  // refer to them.
+  struct PackSum {
+    std::int64_t saveset = 0;
+    std::uint64_t packs = 0;
+    std::uint64_t bytes = 0;
+    std::uint64_t damaged = 0;
+    std::uint64_t unchecked = 0;              // that were never checked
+    std::optional<std::int64_t> oldestCheck;  // of the others
+  };
+  Status SumPacks(std::vector<PackSum>& sums);
 
   // ---- Deleting ----
 

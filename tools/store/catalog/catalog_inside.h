@@ -21,6 +21,17 @@ struct Catalog::Inside {
   std::size_t imported = 0;
   bool importing = false;
 
+  // The run that tells how far it has come.
+  struct Teller {
+    Uid run;
+    std::int64_t began = 0;
+    const Progress* progress = nullptr;
+    double told = 0;  // seconds since it began
+  };
+  std::optional<Teller> teller;
+  // Within a transaction: tells, if it is time.
+  Status TellInPassing();
+
   // One transaction, repeated when the engine aborts it. Nothing of it is kept if `keep` becomes false.
   using Body = std::function<Status(bool& keep)>;
   Status Transact(const Body& body);

@@ -164,7 +164,8 @@ Status Catalog::CommitGroup(const Group& group, std::vector<Uid>& gone) {
     if (Status counted = CountEntries(*inside_, group.saveset, group.items); !counted) {
       return counted;
     }
-    return AddItems(*inside_, group, ids);
+    Status added = AddItems(*inside_, group, ids);
+    return added ? inside_->TellInPassing() : added;
   });
   if (committed && !gone.empty()) {
     return Status::Conflict("packs that the items refer to have gone meanwhile, or are damaged");

@@ -58,6 +58,9 @@ Status Catalog::EndRun(const Uid& run, Mover mover) {
         !ended) {
       return ended;
     }
+    if (Status forgotten = inside_->Run("DELETE FROM progress WHERE uid = $1", {run.Bytes()}); !forgotten) {
+      return forgotten;
+    }
     return inside_->Run("DELETE FROM run WHERE uid = $1", {run.Bytes()});
   });
 }
@@ -88,8 +91,10 @@ Status Catalog::AnnouncePack(const Uid& run, const Uid& pack) {
     if (Status counted = inside_->Count("pack", id); !counted) {
       return counted;
     }
-    return inside_->Run("INSERT INTO pack(id, uid, saveset, state, size) VALUES($1, $2, $3, 0, 0)",
-                        {id, pack.Bytes(), *saveset});
+    Status announced =
+        inside_->Run("INSERT INTO pack(id, uid, saveset, state, size) VALUES($1, $2, $3, 0, 0)",
+                     {id, pack.Bytes(), *saveset});
+    return announced ? inside_->TellInPassing() : announced;
   });
 }
 

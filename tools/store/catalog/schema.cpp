@@ -72,6 +72,23 @@ constexpr const char* kTables[] = {
   process NUMBER NOT NULL,
   started BYTES NOT NULL)BYKEY)sql",
 
+    // How far runs have come: those that save, and others that have no row in `run`. A run that lasts less
+    // than a second has none. began, told: by the catalog's clock. What there is in all is null before it is
+    // known.
+    R"sql(CREATE TABLE progress(
+  uid BYTES NOT NULL PRIMARY KEY,
+  tool BYTES NOT NULL,
+  saveset NUMBER NOT NULL,
+  host BYTES NOT NULL,
+  process NUMBER NOT NULL,
+  started BYTES NOT NULL,
+  began NUMBER NOT NULL,
+  told NUMBER NOT NULL,
+  items NUMBER NOT NULL,
+  all_items NUMBER,
+  bytes NUMBER NOT NULL,
+  all_bytes NUMBER)BYKEY)sql",
+
     // checked: when all of it was last found good.
     R"sql(CREATE TABLE pack(
   id NUMBER NOT NULL PRIMARY KEY,

@@ -64,6 +64,9 @@ Status FileCopy::Run() {
   }
   Status walked = Walk([this](FilePart& part) { return CopyPart(part); });
   pending_.Wait();
+  // Its holes, and what a failure left out, have been worked off too.
+  tools_.work.AddBytes(item_.facts.size - std::min<std::uint64_t>(written_, item_.facts.size));
+  tools_.work.AddItems(1);
   const Status failure = Failure();
   return failure ? walked : failure;
 }
@@ -211,6 +214,7 @@ Status FileCopy::Write(std::uint64_t offset, std::string_view bytes) {
     return platform::MeansNoRoom(why) ? Status::NoRoom(why) : Status::Failed(why);
   }
   const std::uint64_t before = written_.fetch_add(bytes.size());
+  tools_.work.AddBytes(bytes.size());
   if (before / kWritebackStep != (before + bytes.size()) / kWritebackStep) {
     target_->StartWriteback(0, 0);
   }

@@ -17,6 +17,7 @@
 #include "store/load/pack_cache.h"
 #include "store/load/work_queue.h"
 #include "store/pack/record.h"
+#include "store/progress.h"
 #include "store/status.h"
 
 namespace store {
@@ -27,6 +28,7 @@ struct LoadTools {
   PackCache& packs;
   BlockCache& blocks;
   WorkQueue& workers;
+  Progress& work;
 };
 
 class FileCopy {

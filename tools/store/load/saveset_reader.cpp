@@ -58,7 +58,7 @@ class SavesetReader::Inside {
   Saveset saveset;
 
  private:
-  LoadTools Tools() { return {store.Secrets(), packs_, blocks_, workers_}; }
+  LoadTools Tools() { return {store.Secrets(), packs_, blocks_, workers_, store.Work()}; }
 
   Status TakeIn(const FileCopy& copy, const Status& status, const Item& item) {
     if (!copy.BadPack().IsNull()) {
@@ -112,6 +112,8 @@ Status SavesetReader::BeginWithoutJob(const std::string& name) {
   inside_->saveset = std::move(*found);
   return {};
 }
+
+const Saveset& SavesetReader::Source() const { return inside_->saveset; }
 
 Status SavesetReader::Find(const std::string& asked, std::optional<Item>& item) {
   return inside_->store.Rows().FindItem(inside_->saveset, asked, item);

@@ -25,6 +25,8 @@ class SavesetReader {
   Status Begin(const std::string& name);
   // Takes any saveset: for the owner's tools.
   Status BeginWithoutJob(const std::string& name);
+  // The saveset, from its beginning on.
+  [[nodiscard]] const Saveset& Source() const;
   // The item that is asked for by this name, if the saveset contains it.
   Status Find(const std::string& asked, std::optional<Item>& item);
   // What is in a directory (catalog.h tells).

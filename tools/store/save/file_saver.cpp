@@ -78,8 +78,8 @@ class FileSaver::Way {
   std::deque<UnderWay> pieces_;
 };
 
-FileSaver::FileSaver(const Keys& keys, Workers& workers, PackFiller& filler)
-    : keys_(keys), workers_(workers), filler_(filler) {}
+FileSaver::FileSaver(const Keys& keys, Workers& workers, PackFiller& filler, Progress& work)
+    : keys_(keys), workers_(workers), filler_(filler), work_(work) {}
 
 Piece* FileSaver::FreePiece() {
   if (free_.empty()) {
@@ -110,6 +110,7 @@ Status FileSaver::Save(platform::DataFile& source, std::unique_ptr<Base> base,
     const UnderWay oldest = way.Oldest();
     item.marker = oldest.piece->Offset() == 0 ? IsMarker(item, oldest.piece->Bytes()) : item.marker;
     Status added = map.Add(*oldest.piece, oldest.holes);
+    work_.AddBytes(oldest.piece->Bytes().size());
     way.Free(oldest);
     if (!added) {
       return added;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/data_file.h"
+#include "store/progress.h"
 #include "store/save/base.h"
 #include "store/save/map_builder.h"
 #include "store/save/pack_filler.h"
@@ -19,7 +20,7 @@ namespace store {
 
 class FileSaver {
  public:
-  FileSaver(const Keys& keys, Workers& workers, PackFiller& filler);
+  FileSaver(const Keys& keys, Workers& workers, PackFiller& filler, Progress& work);
 
   // `item` has the name, and the facts at the start; it gets its map (or `tree` does) and everything else
   // that is found out by reading. `between` is called between pieces; its bad status ends the saving. What is
@@ -39,6 +40,7 @@ class FileSaver {
   const Keys& keys_;
   Workers& workers_;
   PackFiller& filler_;
+  Progress& work_;
   std::vector<std::unique_ptr<Piece>> pieces_;
   std::vector<Piece*> free_;  // of them
 };

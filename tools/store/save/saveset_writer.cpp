@@ -134,10 +134,11 @@ Status SavesetWriter::Inside::BeginSaving() {
   if (Status connected = store_.Connect(rows); !connected) {
     return Keep(connected);
   }
+  rows->TellOf(run_, started_, store_.Work());
   workers_ = std::make_unique<Workers>(store_.Config().compression);
   committer_ = std::make_unique<Committer>(store_.Objects(), std::move(rows), run_, saveset_.id);
   filler_ = std::make_unique<PackFiller>(store_, saveset_.uid, *workers_, *committer_);
-  files_ = std::make_unique<FileSaver>(store_.Secrets(), *workers_, *filler_);
+  files_ = std::make_unique<FileSaver>(store_.Secrets(), *workers_, *filler_, store_.Work());
   if (store_.Config().freshAfter > 0) {
     bases_ = std::make_unique<BaseFinder>(store_, saveset_, started_ - store_.Config().freshAfter);
   }
@@ -213,6 +214,7 @@ Status SavesetWriter::Inside::SaveFile(Item item, platform::DataFile& source, bo
     done = done ? GiveUpFile() : done;
   }
   filler_->EndFile();
+  store_.Work().AddItems(1);
   return done ? Pace() : done;
 }
 

@@ -1,0 +1,14 @@
+// How much there is to do, for who waits for the mover: found out beside the work, and only told.
+#pragma once
+
+#include <functional>
+
+#include "store/store.h"
+#include "xfr/request.h"
+
+// Calls `store.Work().Expect`, unless it `ended` before.
+using Ended = std::function<bool()>;
+// By the sizes of the files, those in directories too.
+void CountToSave(const Request& request, store::Store& store, const Ended& ended);
+// By what the catalog says of them, over a connection of its own.
+void CountToRestore(const Request& request, store::Store& store, const Ended& ended);
