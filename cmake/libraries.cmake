@@ -3,7 +3,7 @@
 if(NOT WIN32)
   find_package(PkgConfig REQUIRED)
   set(store_libraries "")
-  foreach(library sqlite3 libzstd libxxhash libsodium nettle)
+  foreach(library sqlite3 libzstd libxxhash libsodium nettle libcurl expat)
     pkg_check_modules(${library} REQUIRED IMPORTED_TARGET ${library})
     list(APPEND store_libraries PkgConfig::${library})
   endforeach()

@@ -51,6 +51,9 @@ class PlaceTest : public testing::TestWithParam<PlaceKind> {
 INSTANTIATE_TEST_SUITE_P(Places, PlaceTest, testing::ValuesIn(PlaceKinds()),
                          [](const testing::TestParamInfo<PlaceKind>& kind) { return kind.param.name; });
 
+INSTANTIATE_TEST_SUITE_P(PosixPlaces, PlaceTest, testing::ValuesIn(PosixPlaceKinds()),
+                         [](const testing::TestParamInfo<PlaceKind>& kind) { return kind.param.name; });
+
 TEST_P(PlaceTest, AnObjectComesWholeAndGivesExactlyWhatIsAskedFor) {
   std::unique_ptr<NewObject> object;
   ASSERT_TRUE(place_->Create(name_, object));
@@ -92,7 +95,8 @@ TEST_P(PlaceTest, AnUnfinishedObjectIsGoneAndADeletedOneToo) {
   object.reset();
   EXPECT_TRUE(Listed("").empty());
 
-  ASSERT_TRUE(place_->Put(name_, "whole"));
+  const Status put = place_->Put(name_, "whole");
+  ASSERT_TRUE(put) << put.Message();
   std::optional<std::uint64_t> size;
   ASSERT_TRUE(place_->Size(name_, size));
   EXPECT_EQ(size, 5u);

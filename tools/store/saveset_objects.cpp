@@ -19,7 +19,7 @@ constexpr std::uint64_t kLargestObject = 1024 * 1024;
 
 // Tags of the contents' fields; the time is the same in all.
 constexpr std::uint64_t kTime = 4;
-enum RepositoryTag : std::uint64_t { kKeys = 1 };
+enum RepositoryTag : std::uint64_t { kKeys = 1, kAbilities = 2 };
 enum BeginTag : std::uint64_t { kName = 1, kDatabase = 2, kPool = 3, kNumber = 5, kHost = 6, kTogether = 7 };
 enum EndTag : std::uint64_t { kOutcome = 1 };
 
@@ -119,12 +119,16 @@ void TakeBegin(Fields& fields, Saveset& saveset) {
 
 // ---- The repository -----------------------------------------------------------------------------
 
-std::string EncodeRepository(const Uid& repository, const Keys& keys) {
+std::string EncodeRepository(const Uid& repository, const Keys& keys, const std::string& abilities) {
   ObjectHeader header;
   header.kind = ObjectKind::kRepository;
   header.repository = repository;
   header.object = repository;
-  return EncodeObject(header, EncodeFields({{kKeys, keys.HeaderPart()}}));
+  Fields fields = {{kKeys, keys.HeaderPart()}};
+  if (!abilities.empty()) {
+    fields[kAbilities] = abilities;
+  }
+  return EncodeObject(header, EncodeFields(fields));
 }
 
 Status DecodeRepository(std::string_view bytes, Uid& repository, std::string& keysPart) {

@@ -21,7 +21,9 @@ struct ObjectShelf {
 
 // ---- The repository's own object ----
 
-[[nodiscard]] std::string EncodeRepository(const Uid& repository, const Keys& keys);
+// `abilities` is what its place can do besides (Place::Explore): a note for people.
+[[nodiscard]] std::string EncodeRepository(const Uid& repository, const Keys& keys,
+                                           const std::string& abilities = "");
 // The id of the repository and the public part of its keys (Keys::Read).
 Status DecodeRepository(std::string_view bytes, Uid& repository, std::string& keysPart);
 

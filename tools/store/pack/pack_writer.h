@@ -29,6 +29,8 @@ class PackWriter {
   Status Append(const BlockEntry& entry, std::string_view stored);
   // Tables and trailer.
   Status End(std::uint32_t items, std::vector<Uid> refersTo);
+  // Behind `End`: what `Finish` would do may begin now (place.h).
+  void BeginFinish() { object_->BeginFinish(); }
   // When the status is good, the pack is there and durable.
   Status Finish();
 

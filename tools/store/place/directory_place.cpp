@@ -13,8 +13,6 @@ constexpr std::size_t kMostOpen = 32;
 constexpr std::size_t kBuffer = 256 * 1024;
 constexpr std::uint64_t kWriteBackStep = 8 * 1024 * 1024;
 constexpr std::string_view kPart = ".part";
-// Far behind the text of the file, which stays readable where a lock keeps others from reading.
-constexpr std::uint32_t kLockedByte = 1 << 30;
 
 Status Failure(const std::string& what, const std::string& why) {
   const std::string message = what + ": " + why;
@@ -35,30 +33,6 @@ std::vector<std::string> DirectoriesAbove(std::string name) {
   }
   return above;
 }
-
-bool ReadSmallFile(const std::string& path, std::string& text) {
-  std::string why;
-  const std::unique_ptr<platform::DataFile> file = platform::DataFile::OpenForReading(path, why);
-  text.assign(1024, '\0');
-  std::size_t got = 0;
-  const bool read = file != nullptr && file->ReadAt(0, text.data(), text.size(), got);
-  text.resize(read ? got : 0);
-  return read;
-}
-
-class HeldRun : public RunHold {
- public:
-  HeldRun(std::string path, std::unique_ptr<platform::FileClaim> claim)
-      : path_(std::move(path)), claim_(std::move(claim)) {}
-  ~HeldRun() override {
-    claim_.reset();
-    platform::RemoveFile(path_);
-  }
-
- private:
-  std::string path_;
-  std::unique_ptr<platform::FileClaim> claim_;
-};
 
 }  // namespace
 
@@ -328,53 +302,6 @@ Status DirectoryPlace::DeleteParts(const std::string& name) {
       return Status::Failed("the file " + path + " cannot be deleted");
     }
   }
-  return {};
-}
-
-// ---- Runs ------------------------------------------------------------------------------------------------
-
-Status DirectoryPlace::HoldRun(const Uid& run, std::unique_ptr<RunHold>& hold) {
-  const std::string name = RunObject(run);
-  if (Status made = MakeDirectoryOf(name); !made) {
-    return made;
-  }
-  const std::string path = PathOf(name);
-  std::string why;
-  const std::unique_ptr<platform::DataFile> file = platform::DataFile::CreateNew(path, why);
-  if (file == nullptr) {
-    return Failure("the file " + path + " cannot be created", why);
-  }
-  if (!file->WriteAt(0, host_.data(), host_.size()) || !file->Close()) {
-    platform::RemoveFile(path);
-    return Failure("the file " + path + " cannot be written", file->Why());
-  }
-  std::unique_ptr<platform::FileClaim> claim = platform::FileClaim::TryClaim(path, kLockedByte);
-  if (claim == nullptr) {
-    platform::RemoveFile(path);
-    return Status::Failed("the file " + path +
-                          " cannot be locked: the repository needs a file system with locks");
-  }
-  hold = std::make_unique<HeldRun>(path, std::move(claim));
-  return {};
-}
-
-Status DirectoryPlace::IsRunGone(const Uid& run, bool& gone) {
-  gone = false;
-  // A fresh look at the directory: what another host has just made might not be known yet by its name.
-  std::vector<std::string> names;
-  if (!platform::ListDirectory(PathOf(kRunPrefix), names) && platform::Exists(PathOf(kRunPrefix))) {
-    return Status::Failed("the directory " + PathOf(kRunPrefix) + " cannot be read");
-  }
-  if (std::find(names.begin(), names.end(), run.Hex()) == names.end()) {
-    gone = true;
-    return {};
-  }
-  const std::string path = PathOf(RunObject(run));
-  std::string host;
-  if (!ReadSmallFile(path, host) || host != host_) {
-    return {};
-  }
-  gone = platform::FileClaim::TryClaim(path, kLockedByte) != nullptr;
   return {};
 }
 

@@ -12,6 +12,7 @@
 
 #include "platform/data_file.h"
 #include "store/place/place.h"
+#include "store/place/run_locks.h"
 
 namespace store {
 
@@ -19,7 +20,8 @@ class DirectoryPlace : public Place {
  public:
   // The directory must be there before the first object is created. `host` is this machine's name, in the
   // holds of runs. Safe to use by several threads at once.
-  DirectoryPlace(std::string path, std::string host) : path_(std::move(path)), host_(std::move(host)) {}
+  DirectoryPlace(const std::string& path, std::string host)
+      : path_(path), locks_(path + "/runs", std::move(host), RunLocks::Whose::kEverybodys) {}
 
   [[nodiscard]] std::uint64_t BestObjectSize() const override { return 64 * 1024 * 1024; }
   Status Create(const std::string& name, std::unique_ptr<NewObject>& object) override;
@@ -27,9 +29,9 @@ class DirectoryPlace : public Place {
   Status Size(const std::string& name, std::optional<std::uint64_t>& size) override;
   Status List(const std::string& prefix, const Each& each) override;
   Status Delete(const std::string& name) override;
-  // By a lock on a file below runs/, which names the host: locks of another host may not be seen here.
-  Status HoldRun(const Uid& run, std::unique_ptr<RunHold>& hold) override;
-  Status IsRunGone(const Uid& run, bool& gone) override;
+  // By a lock on a file below runs/.
+  Status HoldRun(const Uid& run, std::unique_ptr<RunHold>& hold) override { return locks_.Hold(run, hold); }
+  Status IsRunGone(const Uid& run, bool& gone) override { return locks_.IsGone(run, gone); }
 
  private:
   class NewFile;
@@ -45,7 +47,7 @@ class DirectoryPlace : public Place {
   Status DeleteParts(const std::string& name);
 
   std::string path_;
-  std::string host_;
+  RunLocks locks_;
   std::mutex mutex_;
   std::list<OpenFile> open_;       // for reading, the last used in front
   std::set<std::string> durable_;  // directories whose own names are on the disk

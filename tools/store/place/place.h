@@ -27,6 +27,8 @@ class NewObject {
   virtual ~NewObject() = default;
 
   virtual Status Append(std::string_view bytes) = 0;
+  // No more bytes come. What `Finish` would do may begin now, beside what the caller does until then.
+  virtual void BeginFinish() {}
   // When the status is good, the object is there, whole and durable: also after a power cut. When it is not,
   // the object may be there or not.
   virtual Status Finish() = 0;
@@ -65,6 +67,13 @@ class Place {
   virtual Status List(const std::string& prefix, const Each& each) = 0;
   // One that is not there is no failure; what was written of one that was never finished goes, too.
   virtual Status Delete(const std::string& name) = 0;
+
+  // What the place can do besides, found out by trying: a text for people, empty if there is nothing to tell.
+  // For who makes a repository; no rule rests on it.
+  virtual Status Explore(std::string& abilities) {
+    abilities.clear();
+    return {};
+  }
 
   // Marks this process as the one that carries out the run.
   virtual Status HoldRun(const Uid& run, std::unique_ptr<RunHold>& hold) = 0;

@@ -73,7 +73,11 @@ bool Committer::HasRoomFor(const Order& order) const {
   return orders_.empty() || (orders_.size() < kMostOrders && items <= kMostItems);
 }
 
-Status Committer::Add(Batch batch) { return Put({Order::Kind::kBatch, std::move(batch), {}}); }
+// Several packs may be on their way into the place; they are committed in their order.
+Status Committer::Add(Batch batch) {
+  batch.pack->BeginFinish();
+  return Put({Order::Kind::kBatch, std::move(batch), {}});
+}
 
 Status Committer::DropWaiting(std::vector<Uid> needed) {
   return Put({Order::Kind::kDropWaiting, {}, std::move(needed)});

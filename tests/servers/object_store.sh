@@ -1,0 +1,146 @@
+#!/usr/bin/env bash
+# object_store.sh DIRECTORY: runs a store that speaks the S3 protocol, Swift, on loopback addresses, with all its
+# files below the directory. Once it answers, DIRECTORY/ready has its endpoint, and there are a user "test:tester"
+# with the secret "testing" and a bucket "bucket". It ends with the end of standard input.
+set -euo pipefail
+mkdir -p "$1"
+place=$(cd "$1" && pwd)
+servers=()
+
+end_servers() {
+  [ ${#servers[@]} = 0 ] || kill "${servers[@]}" 2>/dev/null || true
+  wait
+}
+trap end_servers EXIT
+
+# free_ports NUMBER: ports that the system gives, all different.
+free_ports() {
+  python3 - "$1" <<'PYTHON'
+import socket, sys
+held = [socket.socket() for _ in range(int(sys.argv[1]))]
+for one in held:
+    one.bind(("127.0.0.1", 0))
+print(*(one.getsockname()[1] for one in held))
+PYTHON
+}
+
+# ---- Configuration ----
+
+# storage_server KIND PORT: one of the three servers behind the proxy, and the ring with which it is found.
+storage_server() {
+  local kind=$1 port=$2
+  cat >"$place/$kind.conf" <<TEXT
+[DEFAULT]
+bind_ip = 127.0.0.1
+bind_port = $port
+swift_dir = $place
+devices = $place/devices
+mount_check = false
+workers = 1
+user = $(id -un)
+log_name = $kind
+log_address = $place/no-log
+[pipeline:main]
+pipeline = $kind-server
+[app:$kind-server]
+use = egg:swift#$kind
+TEXT
+  (
+    cd "$place"
+    swift-ring-builder "$kind.builder" create 4 1 1
+    swift-ring-builder "$kind.builder" add "r1z1-127.0.0.1:$port/d1" 1
+    swift-ring-builder "$kind.builder" rebalance
+  ) >"$place/$kind.ring.log"
+}
+
+write_configuration() {
+  local filters="catch_errors gatekeeper healthcheck cache listing_formats s3api tempauth copy slo dlo"
+  cat >"$place/swift.conf" <<TEXT
+[swift-hash]
+swift_hash_path_prefix = before
+swift_hash_path_suffix = behind
+[storage-policy:0]
+name = only
+default = yes
+TEXT
+  cat >"$place/proxy.conf" <<TEXT
+[DEFAULT]
+bind_ip = 127.0.0.1
+bind_port = $proxy_port
+swift_dir = $place
+workers = 1
+user = $(id -un)
+log_name = proxy
+log_address = $place/no-log
+[pipeline:main]
+pipeline = $filters proxy-server
+[app:proxy-server]
+use = egg:swift#proxy
+account_autocreate = true
+[filter:tempauth]
+use = egg:swift#tempauth
+user_test_tester = testing .admin
+[filter:s3api]
+use = egg:swift#s3api
+location = us-east-1
+s3_acl = false
+[filter:cache]
+use = egg:swift#memcache
+memcache_servers = 127.0.0.1:$cache_port
+TEXT
+  local filter
+  for filter in catch_errors gatekeeper healthcheck listing_formats copy slo dlo; do
+    printf '[filter:%s]\nuse = egg:swift#%s\n' "$filter" "$filter" >>"$place/proxy.conf"
+  done
+}
+
+# ---- Servers ----
+
+# start NAME COMMAND...
+start() {
+  local name=$1
+  shift
+  SWIFT_CONF_FILE=$place/swift.conf "$@" >"$place/$name.log" 2>&1 </dev/null &
+  servers+=($!)
+}
+
+# Lets the user in, and makes the bucket.
+is_ready() {
+  local server=http://127.0.0.1:$proxy_port token
+  token=$(curl --silent --fail --noproxy '*' --max-time 5 --dump-header - --output /dev/null "$server/auth/v1.0" \
+    --header "X-Auth-User: test:tester" --header "X-Auth-Key: testing" |
+    tr -d '\r' | sed -n 's/^x-auth-token: //Ip') && [ -n "$token" ] &&
+    curl --silent --fail --noproxy '*' --max-time 5 --request PUT --header "X-Auth-Token: $token" \
+      "$server/v1/AUTH_test/bucket"
+}
+
+wait_until_ready() {
+  local tries server
+  for ((tries = 0; tries < 600; ++tries)); do
+    is_ready && return 0
+    for server in "${servers[@]}"; do
+      kill -0 "$server" 2>/dev/null || return 1
+    done
+    sleep 0.2
+  done
+  return 1
+}
+
+mkdir -p "$place/devices/d1"
+read -r proxy_port account_port container_port object_port cache_port <<<"$(free_ports 5)"
+write_configuration
+storage_server account "$account_port"
+storage_server container "$container_port"
+storage_server object "$object_port"
+start cache memcached -l 127.0.0.1 -p "$cache_port" -U 0 -u "$(id -un)"
+for kind in account container object proxy; do
+  start "$kind" "swift-$kind-server" "$place/$kind.conf"
+done
+if ! wait_until_ready; then
+  echo "the object store does not answer; its servers say:"
+  tail -n 5 "$place"/*.log
+  exit 1
+fi
+echo "http://127.0.0.1:$proxy_port" >"$place/ready.new"
+mv "$place/ready.new" "$place/ready"
+cat >/dev/null

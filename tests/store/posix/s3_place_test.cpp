@@ -1,0 +1,261 @@
+// The bucket behind a network that breaks, and in front of persons who configured it wrongly.
+#include "store/place/s3_place.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <thread>
+
+#include "store/place/s3_xml.h"
+#include "support/broken_network.h"
+#include "support/object_store.h"
+#include "support/run_program.h"
+
+namespace store {
+namespace {
+
+using Fault = support::BrokenNetwork::Fault;
+using Kind = Status::Kind;
+
+constexpr int kTries = 4;
+
+class PosixS3PlaceTest : public testing::Test {
+ protected:
+  PosixS3PlaceTest() : network_(support::ObjectStoreEndpoint()) {
+    settings_.endpoint = network_.Endpoint();
+    settings_.region = "us-east-1";
+    settings_.bucket = support::kObjectStoreBucket;
+    settings_.accessKey = support::kObjectStoreUser;
+    settings_.secretKey = support::kObjectStoreSecret;
+    settings_.tries = kTries;
+    settings_.firstPause = 1;
+    settings_.silence = 3;
+  }
+
+  std::unique_ptr<S3Place> Open() {
+    return std::make_unique<S3Place>(settings_, prefix_,
+                                     RunLocks(directory_.File("runs"), "here", RunLocks::Whose::kEverybodys));
+  }
+
+  // Behind a network without faults.
+  std::string Stored(const std::string& name) {
+    network_.Follow({});
+    std::optional<std::uint64_t> size;
+    std::string bytes;
+    EXPECT_TRUE(place_->Size(name, size));
+    return size && place_->Get(name, 0, *size, bytes) ? bytes : "nothing";
+  }
+
+  std::int64_t Count(const std::string& method) {
+    const std::vector<std::string> methods = network_.Methods();
+    return std::count(methods.begin(), methods.end(), method);
+  }
+
+  support::TemporaryDirectory directory_;
+  support::BrokenNetwork network_;
+  S3Settings settings_;
+  const std::string prefix_ = support::FreshPrefix() + "/";
+  std::unique_ptr<S3Place> place_ = nullptr;
+  const std::string name_ = PackObject(Uid::Random());
+  // More than one buffer, and more than is kept in memory.
+  const std::string bytes_ = std::string(1'300'000, 'a') + "the end";
+};
+
+// Everything that is done to a place, with one request of it that goes wrong.
+TEST_F(PosixS3PlaceTest, OneFaultOfTheNetworkChangesNothing) {
+  place_ = Open();
+  for (const Fault fault : {Fault::kDropRequest, Fault::kCutRequest, Fault::kCorruptRequest,
+                            Fault::kDropAnswer, Fault::kCutAnswer, Fault::kBusy, Fault::kFailed}) {
+    for (int failing = 0; failing < 5; ++failing) {
+      SCOPED_TRACE("fault " + std::to_string(static_cast<int>(fault)) + " at request " +
+                   std::to_string(failing));
+      int number = 0;
+      network_.Follow([&](int at, const std::string&) {
+        number = at;
+        return at == failing ? fault : Fault::kNone;
+      });
+      const Status put = place_->Put(name_, bytes_);
+      EXPECT_TRUE(put) << put.Message();
+      std::optional<std::uint64_t> size;
+      EXPECT_TRUE(place_->Size(name_, size));
+      EXPECT_EQ(size, bytes_.size());
+      std::string got;
+      EXPECT_TRUE(place_->Get(name_, 1'000'000, bytes_.size() - 1'000'000, got));
+      EXPECT_TRUE(got == bytes_.substr(1'000'000));
+      std::map<std::string, std::uint64_t> listed;
+      EXPECT_TRUE(place_->List("", [&listed](const std::string& name, std::uint64_t length) {
+        listed[name] = length;
+        return Status();
+      }));
+      EXPECT_EQ(listed, (std::map<std::string, std::uint64_t>{{name_, bytes_.size()}}));
+      EXPECT_TRUE(place_->Delete(name_));
+      EXPECT_GE(number, failing) << "the fault never came";
+      EXPECT_EQ(Stored(name_), "nothing");
+    }
+  }
+}
+
+TEST_F(PosixS3PlaceTest, APutWithoutAnAnswerIsNotSentAgainIfItWasCarriedOut) {
+  place_ = Open();
+  for (const Fault fault : {Fault::kDropAnswer, Fault::kFailed, Fault::kSilence}) {
+    const std::string name = PackObject(Uid::Random());
+    network_.Follow([fault](int at, const std::string&) { return at == 0 ? fault : Fault::kNone; });
+    const Status put = place_->Put(name, bytes_);
+    EXPECT_TRUE(put) << put.Message();
+    EXPECT_EQ(network_.Methods(), (std::vector<std::string>{"PUT", "HEAD"}));
+    EXPECT_TRUE(Stored(name) == bytes_);
+  }
+  // An object of this name and size with other bytes is not taken for it.
+  const std::string other(bytes_.size(), 'b');
+  ASSERT_TRUE(place_->Put(name_, other));
+  network_.Follow([](int at, const std::string&) { return at == 0 ? Fault::kDropRequest : Fault::kNone; });
+  ASSERT_TRUE(place_->Put(name_, bytes_));
+  EXPECT_EQ(Count("PUT"), 2);
+  EXPECT_TRUE(Stored(name_) == bytes_);
+}
+
+TEST_F(PosixS3PlaceTest, WhatNeverGetsThroughFailsAndSaysWhereAndWhyButNoSecret) {
+  place_ = Open();
+  network_.Follow([](int, const std::string&) { return Fault::kBusy; });
+  const Status busy = place_->Put(name_, "bytes");
+  EXPECT_FALSE(busy);
+  EXPECT_NE(busy.Message().find(prefix_ + name_ + " in bucket bucket"), std::string::npos) << busy.Message();
+  EXPECT_NE(busy.Message().find("SlowDown: of the tests (503)"), std::string::npos) << busy.Message();
+  EXPECT_EQ(busy.Message().find(support::kObjectStoreUser), std::string::npos);
+  EXPECT_EQ(Stored(name_), "nothing");
+
+  network_.Follow([](int, const std::string&) { return Fault::kDropRequest; });
+  std::string got;
+  const Status dropped = place_->Get(name_, 0, 1, got);
+  EXPECT_EQ(dropped.What(), Kind::kFailed) << "a server that does not answer has no missing objects";
+  EXPECT_EQ(Count("GET"), kTries);
+  EXPECT_NE(dropped.Message().find("tried 4 times"), std::string::npos) << dropped.Message();
+
+  // Each time the server sees other bytes than those of the hash.
+  network_.Follow(
+      [](int, const std::string& method) { return method == "PUT" ? Fault::kCorruptRequest : Fault::kNone; });
+  EXPECT_FALSE(place_->Put(name_, bytes_));
+  EXPECT_EQ(Count("PUT"), kTries);
+  EXPECT_EQ(Stored(name_), "nothing");
+}
+
+// One sentence each, of what has to be mended; and nothing of it is tried again.
+TEST_F(PosixS3PlaceTest, AWrongConfigurationIsToldAtTheFirstRequest) {
+  const S3Settings right = settings_;
+  const auto told = [this](const std::string& words, const std::string& more) {
+    place_ = Open();
+    network_.Follow({});
+    for (const Status& status : {place_->List("", [](const std::string&, std::uint64_t) { return Status(); }),
+                                 place_->Put(name_, "bytes")}) {
+      EXPECT_NE(status.Message().find(words), std::string::npos) << status.Message();
+      EXPECT_NE(status.Message().find(more), std::string::npos) << status.Message();
+      EXPECT_EQ(status.Message().find("a wrong secret"), std::string::npos);
+    }
+    EXPECT_EQ(network_.Methods().size(), 2u);
+  };
+  settings_.bucket = "none-of-this-name";
+  told("the bucket has to be made first", "NoSuchBucket: ");
+  settings_ = right;
+  settings_.secretKey = "a wrong secret";
+  told("have to be those of a user of this server", "SignatureDoesNotMatch: ");
+  std::optional<std::uint64_t> size;
+  EXPECT_NE(place_->Size(name_, size).Message().find("SignatureDoesNotMatch"), std::string::npos)
+      << "the server's words are found, although this answer has none";
+  settings_ = right;
+  settings_.accessKey = "nobody";
+  told("have to be those of a user of this server", "(403)");
+  settings_ = right;
+  settings_.region = "elsewhere";
+  told("region = elsewhere is not that of the server", "us-east-1");
+}
+
+TEST_F(PosixS3PlaceTest, WhereNobodyListensIsToldSoon) {
+  settings_.endpoint = "http://127.0.0.1:1";
+  std::optional<std::uint64_t> size;
+  const Status none = Open()->Size(name_, size);
+  EXPECT_EQ(none.What(), Kind::kFailed);
+  EXPECT_NE(none.Message().find("http://127.0.0.1:1"), std::string::npos) << none.Message();
+}
+
+TEST_F(PosixS3PlaceTest, SeveralRequestsAreInFlightAndPutsBeginBeforeTheyAreWaitedFor) {
+  place_ = Open();
+  network_.Follow({});
+  std::vector<std::unique_ptr<NewObject>> objects;
+  for (int i = 0; i < 4; ++i) {
+    ASSERT_TRUE(place_->Create(PackObject(Uid::Random()), objects.emplace_back()));
+    ASSERT_TRUE(objects.back()->Append(bytes_));
+    objects.back()->BeginFinish();
+    EXPECT_FALSE(objects.back()->Append("more"));
+  }
+  objects.clear();
+  for (int i = 0; i < 4; ++i) {
+    ASSERT_TRUE(place_->Create(PackObject(Uid::Random()), objects.emplace_back()));
+    ASSERT_TRUE(objects.back()->Append(bytes_));
+    objects.back()->BeginFinish();
+  }
+  for (const auto& object : objects) {
+    const Status finished = object->Finish();
+    EXPECT_TRUE(finished) << finished.Message();
+  }
+  EXPECT_GE(network_.MostAtOnce(), 2);
+  int listed = 0;
+  EXPECT_TRUE(place_->List("", [&listed](const std::string&, std::uint64_t) {
+    ++listed;
+    return Status();
+  }));
+  EXPECT_EQ(listed, 4) << "those that were given up are gone";
+}
+
+TEST_F(PosixS3PlaceTest, AListOfManyObjectsComesInPages) {
+  settings_.page = 5;
+  place_ = Open();
+  for (int i = 0; i < 12; ++i) {
+    ASSERT_TRUE(place_->Put(PackObject(Uid::Random()), "pack"));
+  }
+  network_.Follow({});
+  std::map<std::string, std::uint64_t> listed;
+  EXPECT_TRUE(place_->List(kPackPrefix, [&listed](const std::string& name, std::uint64_t size) {
+    listed[name] = size;
+    return Status();
+  }));
+  EXPECT_EQ(listed.size(), 12u);
+  EXPECT_EQ(network_.Methods().size(), 3u);
+}
+
+TEST_F(PosixS3PlaceTest, WhatTheServerCanDoIsFoundOutAndLeavesNothing) {
+  place_ = Open();
+  std::string abilities;
+  const Status explored = place_->Explore(abilities);
+  EXPECT_TRUE(explored) << explored.Message();
+  EXPECT_NE(abilities.find("refuses_to_replace=not offered; object_lock="), std::string::npos) << abilities;
+  EXPECT_TRUE(place_->List("", [](const std::string& name, std::uint64_t) { return Status::Failed(name); }));
+}
+
+TEST(PosixS3XmlTest, OnlyAWholeListIsAList) {
+  const std::string xml =
+      "<?xml version=\"1.0\"?><ListBucketResult xmlns=\"any\"><Name>b</Name><IsTruncated>true</IsTruncated>"
+      "<Contents><Key>a&amp;b</Key><Size>12</Size></Contents><Contents><Key>c</Key><Size>0</Size></Contents>"
+      "<NextContinuationToken>t</NextContinuationToken></ListBucketResult>";
+  S3Page page;
+  ASSERT_TRUE(ParseS3Page(xml, page));
+  ASSERT_EQ(page.objects.size(), 2u);
+  EXPECT_EQ(page.objects[0].key, "a&b");
+  EXPECT_EQ(page.objects[0].size, 12u);
+  EXPECT_EQ(page.next, "t");
+  EXPECT_FALSE(page.isLast);
+  for (std::size_t size = 0; size < xml.size(); ++size) {
+    EXPECT_FALSE(ParseS3Page(xml.substr(0, size), page)) << size;
+  }
+  const auto without = [&xml](const std::string& part, const std::string& instead) {
+    return std::string(xml).replace(xml.find(part), part.size(), instead);
+  };
+  EXPECT_FALSE(ParseS3Page(without("<NextContinuationToken>t</NextContinuationToken>", ""), page))
+      << "there is more, and no way to it";
+  EXPECT_FALSE(ParseS3Page(without("12", "-1"), page));
+  EXPECT_FALSE(ParseS3Page("<Error><Code>NoSuchBucket</Code></Error>", page));
+}
+
+}  // namespace
+}  // namespace store

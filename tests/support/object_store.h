@@ -1,0 +1,20 @@
+// A real store that speaks the S3 protocol, for tests of POSIX systems: tests/servers/object_store.sh.
+#pragma once
+
+#include <string>
+
+namespace support {
+
+inline constexpr const char* kObjectStoreUser = "test:tester";
+inline constexpr const char* kObjectStoreSecret = "testing";
+inline constexpr const char* kObjectStoreBucket = "bucket";
+
+// Its endpoint. It is that of the environment variable KORVO_TEST_OBJECT_STORE, which many test programs can
+// share, else one that is started for this program and ends with it. Empty, and a failure of the test, if it
+// cannot be started.
+std::string ObjectStoreEndpoint();
+
+// A prefix in the bucket that no other test has.
+std::string FreshPrefix();
+
+}  // namespace support

@@ -1,0 +1,115 @@
+#include "store/place/run_locks.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "platform/data_file.h"
+#include "platform/failures.h"
+#include "platform/platform.h"
+
+namespace store {
+namespace {
+
+// Far behind the text of the file, which stays readable where a lock keeps others from reading.
+constexpr std::uint32_t kLockedByte = 1 << 30;
+
+Status Failure(const std::string& what, const std::string& why) {
+  const std::string message = what + ": " + why;
+  return platform::MeansNoRoom(why) ? Status::NoRoom(message) : Status::Failed(message);
+}
+
+bool ReadSmallFile(const std::string& path, std::string& text) {
+  std::string why;
+  const std::unique_ptr<platform::DataFile> file = platform::DataFile::OpenForReading(path, why);
+  text.assign(1024, '\0');
+  std::size_t got = 0;
+  const bool read = file != nullptr && file->ReadAt(0, text.data(), text.size(), got);
+  text.resize(read ? got : 0);
+  return read;
+}
+
+// A fresh look at the directory: what another host has just made might not be known yet by its name.
+Status ListNames(const std::string& directory, std::vector<std::string>& names) {
+  return platform::ListDirectory(directory, names) || !platform::Exists(directory)
+             ? Status()
+             : Status::Failed("the directory " + directory + " cannot be read");
+}
+
+class HeldRun : public RunHold {
+ public:
+  HeldRun(std::string path, std::unique_ptr<platform::FileClaim> claim)
+      : path_(std::move(path)), claim_(std::move(claim)) {}
+  ~HeldRun() override {
+    claim_.reset();
+    platform::RemoveFile(path_);
+  }
+
+ private:
+  std::string path_;
+  std::unique_ptr<platform::FileClaim> claim_;
+};
+
+}  // namespace
+
+Status RunLocks::Hold(const Uid& run, std::unique_ptr<RunHold>& hold) {
+  std::string why;
+  if (!platform::MakeDirectories(directory_, platform::DirectoryAccess::kPrivate, why)) {
+    return Failure("the directory " + directory_ + " cannot be made", why);
+  }
+  const std::string path = PathOf(run);
+  const std::unique_ptr<platform::DataFile> file = platform::DataFile::CreateNew(path, why);
+  if (file == nullptr) {
+    return Failure("the file " + path + " cannot be created", why);
+  }
+  if (!file->WriteAt(0, host_.data(), host_.size()) || !file->Close()) {
+    platform::RemoveFile(path);
+    return Failure("the file " + path + " cannot be written", file->Why());
+  }
+  std::unique_ptr<platform::FileClaim> claim = platform::FileClaim::TryClaim(path, kLockedByte);
+  if (claim == nullptr) {
+    platform::RemoveFile(path);
+    return Status::Failed("the file " + path +
+                          " cannot be locked: the repository needs a file system with locks");
+  }
+  hold = std::make_unique<HeldRun>(path, std::move(claim));
+  return {};
+}
+
+Status RunLocks::IsGone(const Uid& run, bool& gone) {
+  gone = false;
+  std::vector<std::string> names;
+  if (Status listed = ListNames(directory_, names); !listed) {
+    return listed;
+  }
+  if (std::find(names.begin(), names.end(), run.Hex()) == names.end()) {
+    gone = whose_ == Whose::kEverybodys;
+    return {};
+  }
+  std::string host;
+  if (ReadSmallFile(PathOf(run), host) && host == host_) {
+    gone = platform::FileClaim::TryClaim(PathOf(run), kLockedByte) != nullptr;
+  }
+  return {};
+}
+
+Status RunLocks::Remove(const Uid& run) {
+  const std::string path = PathOf(run);
+  return platform::RemoveFile(path) || !platform::Exists(path)
+             ? Status()
+             : Status::Failed("the file " + path + " cannot be deleted");
+}
+
+Status RunLocks::IsAnyAlive(bool& alive) {
+  alive = false;
+  std::vector<std::string> names;
+  Status asked = ListNames(directory_, names);
+  for (auto name = names.begin(); asked && !alive && name != names.end(); ++name) {
+    Uid run;
+    bool gone = true;
+    asked = Uid::FromHex(*name, run) ? IsGone(run, gone) : Status();
+    alive = !gone;
+  }
+  return asked;
+}
+
+}  // namespace store
