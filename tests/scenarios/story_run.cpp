@@ -12,6 +12,7 @@
 #include "platform/platform.h"
 #include "scenarios/story.h"
 #include "support/dice.h"
+#include "support/object_store.h"
 #include "support/switch_peer.h"
 
 namespace {
@@ -229,6 +230,8 @@ class StoryRun {
       scenario_.program = starter_.front();
     } else if (word == "server") {
       scenario_.UseServer();
+    } else if (word == "bucket") {
+      scenario_.UseServerWith(support::BucketSettings(scenario_.Directory()));
     } else if (word == "tool" || word == "crowd") {
       toolStatus_ = 0;
       TakeSaid(word == "tool" ? Say(Words(rest), toolStatus_) : SayAtOnce(Words(rest)));

@@ -125,7 +125,7 @@ TEST_F(ConfigTest, MistakesAreNamedByFileAndLine) {
   EXPECT_EQ(Read("[prod]\nrepository = # to do\n"),
             In(2, "repository has no value: give it one, or take the line out"));
   EXPECT_EQ(Read("[prod]\nrepository=backups\n"),
-            In(2, "repository = backups: the full path of a directory is expected"));
+            In(2, "repository = backups: the full path of a directory is expected, or s3://bucket/prefix"));
   for (const char* value : {"20", "-1", "x", "3.5"}) {
     EXPECT_EQ(Read("[prod]\nrepository={R}\ncompression=" + std::string(value)),
               In(3, "compression = " + std::string(value) +

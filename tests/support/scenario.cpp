@@ -116,8 +116,12 @@ fs::path Scenario::Path(const std::string& name) const {
   return fs::path(directory_.Path()) / native;
 }
 
-void Scenario::UseServer() {
-  WriteText("korvo.ini", "[srv]\nrepository=" + Path("repository").string() + "\n");
+void Scenario::UseServer() { UseServerWith("repository=" + Path("repository").string() + "\n"); }
+
+void Scenario::UseServerWith(const std::string& settings) {
+  WriteText("korvo.ini", "[srv]\n" + settings);
+  // There may be a secret in it.
+  fs::permissions(Path("korvo.ini"), fs::perms::owner_read | fs::perms::owner_write);
   environment["KORVO_CONFIG"] = Path("korvo.ini").string();
   environment["PATH"] = platform::ProgramDirectory();
 }

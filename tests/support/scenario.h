@@ -41,6 +41,8 @@ class Scenario {
 
   // The embedded server's tools instead of scripted ones, with a repository of its own.
   void UseServer();
+  // The same, with these settings of korvo.ini.
+  void UseServerWith(const std::string& settings);
 
   // A directory and what is below it, with contents, times and modes, a line each. `bare`: directories
   // without.

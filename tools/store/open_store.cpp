@@ -3,6 +3,7 @@
 
 #include "platform/data_file.h"
 #include "platform/platform.h"
+#include "store/bucket.h"
 #include "store/dead_runs.h"
 #include "store/place/directory_place.h"
 #include "store/saveset_objects.h"
@@ -29,7 +30,11 @@ Status MakePlainRepository(Place& place, const Store::ConnectCatalog& connect, s
   if (Status made = Keys::Make(false, id, keys); !made) {
     return made;
   }
-  object = EncodeRepository(id, keys);
+  std::string abilities;
+  if (Status explored = place.Explore(abilities); !explored) {
+    return explored;
+  }
+  object = EncodeRepository(id, keys, abilities);
   return AgreeOnRepository(place, connect, object);
 }
 
@@ -56,21 +61,31 @@ Status MakeIfMissing(const ServerConfig& config, Place& place, const Store::Conn
   return plain ? MakePlainRepository(place, connect, object) : plain;
 }
 
-// ---- A directory --------------------------------------------------------------------------------
-
-std::string CatalogOf(const ServerConfig& config) { return config.repository + "/catalog.db"; }
+// ---- On this machine ----------------------------------------------------------------------------
 
 Store::ConnectCatalog ConnectTo(const ServerConfig& config, MakeCatalog make) {
-  return [path = CatalogOf(config), make](std::unique_ptr<SqlEngine>& engine) {
+  return [path = CatalogPath(config), make](std::unique_ptr<SqlEngine>& engine) {
     return OpenSqlite(path, make, engine);
   };
 }
 
-Status MakeDirectory(const ServerConfig& config) {
+Status MakeDirectory(const std::string& path, const ServerConfig& config) {
   std::string why;
-  return platform::MakeDirectories(config.repository, platform::DirectoryAccess::kPrivate, why)
+  return platform::MakeDirectories(path, platform::DirectoryAccess::kPrivate, why)
              ? Status()
-             : Status::Failed("repository " + config.repository + ": it cannot be made: " + why);
+             : Status::Failed("repository " + config.repository + ": " +
+                              (path == config.repository ? "it" : "the directory " + path) +
+                              " cannot be made: " + why);
+}
+
+// Those of the objects, unless they are in a bucket, and of the catalog.
+Status MakeDirectories(const ServerConfig& config) {
+  if (config.bucket.name.empty()) {
+    if (Status made = MakeDirectory(config.repository, config); !made) {
+      return made;
+    }
+  }
+  return MakeDirectory(platform::DirectoryOf(CatalogPath(config)), config);
 }
 
 Status CheckMayMakeEncrypted(const ServerConfig& config) {
@@ -91,10 +106,14 @@ Status MakeEncryptedRepository(const ServerConfig& config, Place& place,
   if (Status made = Keys::Make(true, id, keys); !made) {
     return made;
   }
+  std::string abilities;
+  if (Status explored = place.Explore(abilities); !explored) {
+    return explored;
+  }
   if (Status written = keys.WriteFiles(config.secretFile, config.keyFile); !written) {
     return written;
   }
-  const std::string proposed = EncodeRepository(id, keys);
+  const std::string proposed = EncodeRepository(id, keys, abilities);
   std::string object = proposed;
   if (Status agreed = AgreeOnRepository(place, connect, object); !agreed) {
     return agreed;
@@ -112,6 +131,9 @@ Status MakeEncryptedRepository(const ServerConfig& config, Place& place,
 // ---- Shared with the making of a new catalog ----------------------------------------------------
 
 std::unique_ptr<Place> PlaceOf(const ServerConfig& config) {
+  if (!config.bucket.name.empty()) {
+    return BucketOf(config);
+  }
   return std::make_unique<DirectoryPlace>(config.repository, platform::HostName());
 }
 
@@ -159,7 +181,7 @@ Status Store::Open(const ServerConfig& config, Access access, std::unique_ptr<St
     return NoRepository(config);
   }
   if (makes) {
-    if (Status made = MakeDirectory(config); !made) {
+    if (Status made = MakeDirectories(config); !made) {
       return made;
     }
   }
@@ -170,7 +192,7 @@ Status Store::Open(const ServerConfig& config, Access access, std::unique_ptr<St
   }
   store->connect_ = ConnectTo(config, MakeCatalog::kNever);
   if (access == Access::kCreate && store->catalog_->CanWrite()) {
-    KeepSpareRoom(CatalogOf(config));
+    KeepSpareRoom(CatalogPath(config));
   }
   if (makes) {
     store->notes_.insert(store->notes_.begin(), "a new repository was made: " + config.repository);
@@ -224,7 +246,7 @@ void Store::CleanUp() {
   }
 }
 
-bool Store::GiveSpareRoom(const ServerConfig& config) { return store::GiveSpareRoom(CatalogOf(config)); }
+bool Store::GiveSpareRoom(const ServerConfig& config) { return store::GiveSpareRoom(CatalogPath(config)); }
 
 Status Store::Make(const ServerConfig& config, bool encrypt) {
   RepositoryState state = RepositoryState::kNone;
@@ -239,7 +261,7 @@ Status Store::Make(const ServerConfig& config, bool encrypt) {
       return named;
     }
   }
-  if (Status made = MakeDirectory(config); !made) {
+  if (Status made = MakeDirectories(config); !made) {
     return made;
   }
   const std::unique_ptr<Place> place = PlaceOf(config);

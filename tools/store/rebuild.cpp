@@ -15,8 +15,6 @@
 namespace store {
 namespace {
 
-constexpr const char* kCatalog = "/catalog.db";
-constexpr const char* kNewCatalog = "/catalog.new.db";
 // What the engine may keep beside a catalog.
 constexpr std::array<const char*, 4> kEndings = {"", "-wal", "-shm", "-journal"};
 
@@ -168,9 +166,18 @@ Status Rename(const std::string& from, const std::string& to) {
              : Status::Failed(from + " cannot be renamed to " + to + ": " + why);
 }
 
-Status RemoveNewCatalog(const std::string& repository) {
+// catalog.db has catalog.new.db beside it, and catalog.old-1.db.
+std::string Beside(const std::string& catalog, const std::string& which) {
+  constexpr std::string_view kEnding = ".db";
+  const std::size_t end = catalog.ends_with(kEnding) ? catalog.size() - kEnding.size() : catalog.size();
+  return catalog.substr(0, end) + "." + which + std::string(kEnding);
+}
+
+std::string NewBeside(const std::string& catalog) { return Beside(catalog, "new"); }
+
+Status RemoveNewCatalog(const std::string& catalog) {
   for (const char* ending : kEndings) {
-    const std::string path = repository + kNewCatalog + ending;
+    const std::string path = NewBeside(catalog) + ending;
     if (!platform::RemoveFile(path) && platform::Exists(path)) {
       return Status::Failed(path + " cannot be deleted");
     }
@@ -178,16 +185,16 @@ Status RemoveNewCatalog(const std::string& repository) {
   return {};
 }
 
-Status PutAside(const std::string& repository, std::string& aside) {
-  if (!platform::Exists(repository + kCatalog)) {
+Status PutAside(const std::string& catalog, std::string& aside) {
+  if (!platform::Exists(catalog)) {
     return {};
   }
   int number = 1;
   do {
-    aside = repository + "/catalog.old-" + std::to_string(number++) + ".db";
+    aside = Beside(catalog, "old-" + std::to_string(number++));
   } while (platform::Exists(aside));
   for (const char* ending : kEndings) {
-    const std::string path = repository + kCatalog + ending;
+    const std::string path = catalog + ending;
     if (platform::Exists(path)) {
       if (Status renamed = Rename(path, aside + ending); !renamed) {
         return renamed;
@@ -197,48 +204,34 @@ Status PutAside(const std::string& repository, std::string& aside) {
   return {};
 }
 
-Status Exchange(const std::string& repository, std::string& aside) {
-  if (Status put = PutAside(repository, aside); !put) {
+Status Exchange(const std::string& catalog, std::string& aside) {
+  if (Status put = PutAside(catalog, aside); !put) {
     return put;
   }
-  if (Status renamed = Rename(repository + kNewCatalog, repository + kCatalog); !renamed) {
+  if (Status renamed = Rename(NewBeside(catalog), catalog); !renamed) {
     return renamed;
   }
   std::string why;
-  return platform::SyncDirectory(repository, why)
+  return platform::SyncDirectory(platform::DirectoryOf(catalog), why)
              ? Status()
              : Status::Failed("the new catalog may not outlive a power failure: " + why);
 }
 
 // ---- Steps --------------------------------------------------------------------------------------
 
-Status RefuseRunning(Place& place, const std::string& repository) {
-  std::vector<platform::FileListing> files;
-  std::string why;
-  const std::string directory = repository + "/" + kRunPrefix;
-  if (platform::Exists(directory) && !platform::ListFiles(directory, files, why)) {
-    return Status::Failed(directory + " cannot be read: " + why);
+Status RefuseRunning(const ServerConfig& config) {
+  bool alive = false;
+  if (Status asked = LocksOf(config).IsAnyAlive(alive); !asked) {
+    return asked;
   }
-  for (const platform::FileListing& file : files) {
-    Uid run;
-    bool gone = true;
-    if (Uid::FromHex(file.name, run)) {
-      if (Status asked = place.IsRunGone(run, gone); !asked) {
-        return asked;
-      }
-    }
-    if (!gone) {
-      return Status::Failed("a backup is running: wait for its end, then call again");
-    }
-  }
-  return {};
+  return alive ? Status::Failed("a backup is running: wait for its end, then call again") : Status();
 }
 
 // The catalog has a copy of the repository's own object.
-Status RecoverObject(const std::string& repository, Place& place, std::string& object) {
+Status RecoverObject(const std::string& catalog, Place& place, std::string& object) {
   std::unique_ptr<SqlEngine> engine;
   object.clear();
-  Status asked = OpenSqlite(repository + kCatalog, MakeCatalog::kNever, engine);
+  Status asked = OpenSqlite(catalog, MakeCatalog::kNever, engine);
   if (asked) {
     asked = Catalog::Found(*engine, object);
   }
@@ -250,14 +243,14 @@ Status RecoverObject(const std::string& repository, Place& place, std::string& o
   return place.Put(kRepositoryObject, object);
 }
 
-Status ReadObject(const std::string& repository, Place& place, std::string& object, Store::Rebuilt& rebuilt) {
+Status ReadObject(const std::string& catalog, Place& place, std::string& object, Store::Rebuilt& rebuilt) {
   Uid id;
   std::string keysPart;
   Status read = ReadRepositoryObject(place, object);
   if (read && !object.empty() && DecodeRepository(object, id, keysPart)) {
     return {};
   }
-  if (Status recovered = RecoverObject(repository, place, object); !recovered) {
+  if (Status recovered = RecoverObject(catalog, place, object); !recovered) {
     return recovered;
   }
   rebuilt.notes.emplace_back(
@@ -283,12 +276,13 @@ Status MakeNewCatalog(const std::string& path, const std::string& object, const 
 }
 
 Status RebuildIn(const ServerConfig& config, Place& place, const Tell& tell, Store::Rebuilt& rebuilt) {
+  const std::string catalog = CatalogPath(config);
   std::string object;
   Uid id;
   Keys keys;
-  Status done = RefuseRunning(place, config.repository);
+  Status done = RefuseRunning(config);
   if (done) {
-    done = ReadObject(config.repository, place, object, rebuilt);
+    done = ReadObject(catalog, place, object, rebuilt);
   }
   if (done) {
     done = ReadKeys(config, object, id, keys);
@@ -297,12 +291,12 @@ Status RebuildIn(const ServerConfig& config, Place& place, const Tell& tell, Sto
     done = keys.CanSave();
   }
   if (done) {
-    done = RemoveNewCatalog(config.repository);
+    done = RemoveNewCatalog(catalog);
   }
   if (done) {
-    done = MakeNewCatalog(config.repository + kNewCatalog, object, {place, keys, id}, tell, rebuilt);
+    done = MakeNewCatalog(NewBeside(catalog), object, {place, keys, id}, tell, rebuilt);
   }
-  return done ? Exchange(config.repository, rebuilt.oldCatalog) : done;
+  return done ? Exchange(catalog, rebuilt.oldCatalog) : done;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "platform/data_file.h"
 #include "platform/failures.h"
 #include "platform/platform.h"
+#include "store/bucket.h"
 #include "store/place/place.h"
 
 namespace store {
@@ -48,10 +49,10 @@ bool IsOfAnOlderRelease(const std::string& repository) {
                      [](const std::string& name) { return name.ends_with(".kvs"); });
 }
 
-Status CheckRights(const std::string& repository) {
+Status CheckRights(const std::string& path) {
   bool others = false;
   std::string why;
-  if (!platform::OthersMayWrite(repository, others, why)) {
+  if (!platform::OthersMayWrite(path, others, why)) {
     return Status::Failed("who may write there cannot be found out: " + why);
   }
   return others ? Status::Failed(
@@ -88,22 +89,67 @@ Status LookAtDirectory(const ServerConfig& config, RepositoryState& state) {
   if (info.kind != PathKind::kFile) {
     return Status::Failed("this user cannot look into it: " + WhyNot(object));
   }
-  const platform::PathInfo catalog = platform::LookUp(config.repository + "/catalog.db");
+  if (Status rights = CheckCatalogRights(config); !rights) {
+    return rights;
+  }
+  const platform::PathInfo catalog = platform::LookUp(CatalogPath(config));
   if (!IsMissing(catalog)) {
     state = RepositoryState::kHasCatalog;
     return {};
   }
   state = RepositoryState::kNeverUsed;
   return HasEntries(config.repository + "/packs") || HasEntries(config.repository + "/savesets")
-             ? Status::Damaged("its catalog, catalog.db, is missing: korvo rebuild " + config.section +
+             ? Status::Damaged("its catalog, " + (config.catalog.empty() ? "catalog.db" : config.catalog) +
+                               ", is missing: korvo rebuild " + config.section +
                                " makes it anew from the packs")
              : Status();
 }
 
+// Beside the catalog, in the way that SQLite names its own files.
+std::string RunsDirectory(const ServerConfig& config) {
+  return config.bucket.name.empty() ? config.repository + "/runs" : config.catalog + "-runs";
+}
+
 }  // namespace
+
+std::string CatalogPath(const ServerConfig& config) {
+  return config.catalog.empty() ? config.repository + "/catalog.db" : config.catalog;
+}
+
+RunLocks LocksOf(const ServerConfig& config) {
+  return RunLocks(RunsDirectory(config), platform::HostName(), RunLocks::Whose::kEverybodys);
+}
+
+std::vector<std::string> OwnPathsOf(const ServerConfig& config) {
+  std::vector<std::string> paths;
+  if (config.bucket.name.empty()) {
+    paths.push_back(config.repository);
+  }
+  if (!config.catalog.empty()) {
+    for (const char* ending : {"", "-wal", "-shm", "-journal", "-spare", "-runs"}) {
+      paths.push_back(config.catalog + ending);
+    }
+  }
+  return paths;
+}
+
+Status CheckCatalogRights(const ServerConfig& config) {
+  for (const std::string& path : {platform::DirectoryOf(config.catalog), config.catalog}) {
+    if (config.catalog.empty() || !platform::Exists(path)) {
+      continue;
+    }
+    if (Status rights = CheckRights(path); !rights) {
+      return rights.Within("catalog " + path);
+    }
+  }
+  return {};
+}
 
 Status LookAtRepository(const ServerConfig& config, RepositoryState& state) {
   state = RepositoryState::kNone;
+  if (!config.bucket.name.empty()) {
+    return LookAtBucket(config, state).Within("repository " + config.repository);
+  }
   const platform::PathInfo info = platform::LookUp(config.repository);
   Status looked;
   if (info.kind == PathKind::kDirectory) {
@@ -122,6 +168,10 @@ Status LookAtRepository(const ServerConfig& config, RepositoryState& state) {
 Status NoRepository(const ServerConfig& config) {
   const std::string start = "repository " + config.repository + ": ";
   const std::string end = " The first backup makes it, or korvo init " + config.section;
+  if (!config.bucket.name.empty()) {
+    return Status::Missing(start + "there is none in this bucket; nothing has been backed up to it yet." +
+                           end);
+  }
   if (platform::LookUp(config.repository).kind == PathKind::kDirectory) {
     return Status::Missing(start + "there is none in this directory; nothing has been backed up to it yet." +
                            end);

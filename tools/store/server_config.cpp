@@ -32,9 +32,12 @@ bool ReadWholeNumber(std::string_view text, std::int64_t most, std::int64_t& num
 
 std::string ReadRepository(const std::string& value, ServerConfig& config) {
   config.repository = std::string(WithoutEndSeparators(value));
+  if (NamesABucket(value)) {
+    return ReadBucket(value, config.bucket);
+  }
   return platform::IsAbsolute(value) && !config.repository.empty()
              ? ""
-             : "the full path of a directory is expected";
+             : "the full path of a directory is expected, or s3://bucket/prefix";
 }
 
 std::string ReadCompression(const std::string& value, ServerConfig& config) {
@@ -72,9 +75,13 @@ std::string ReadGrace(const std::string& value, ServerConfig& config) {
   return ReadDuration(value, config.grace);
 }
 
-std::string ReadInPlace(const std::string& value, ServerConfig& config) {
-  config.inPlace = value == "yes";
+std::string ReadYesOrNo(const std::string& value, bool& yes) {
+  yes = value == "yes";
   return value == "yes" || value == "no" ? "" : "yes or no is expected";
+}
+
+std::string ReadInPlace(const std::string& value, ServerConfig& config) {
+  return ReadYesOrNo(value, config.inPlace);
 }
 
 std::string ReadUser(const std::string& value, ServerConfig& config) {
@@ -100,6 +107,47 @@ std::string ReadKeyFile(const std::string& value, ServerConfig& config) {
   return ReadFilePath(value, config.keyFile);
 }
 
+std::string ReadCatalog(const std::string& value, ServerConfig& config) {
+  return ReadFilePath(value, config.catalog);
+}
+
+// ---- The same for a bucket ----
+
+std::string ReadEndpointKey(const std::string& value, ServerConfig& config) {
+  return ReadEndpoint(value, config.bucket);
+}
+
+std::string ReadRegion(const std::string& value, ServerConfig& config) {
+  config.bucket.region = value;
+  return value.find_first_of(": /\t") == std::string::npos ? "" : "the name of a region is expected";
+}
+
+std::string ReadPathStyle(const std::string& value, ServerConfig& config) {
+  return ReadYesOrNo(value, config.bucket.pathStyle);
+}
+
+std::string ReadAccessKey(const std::string& value, ServerConfig& config) {
+  config.bucket.accessKey = value;
+  return "";
+}
+
+std::string ReadSecretKey(const std::string& value, ServerConfig& config) {
+  config.bucket.secretKey = value;
+  return "";
+}
+
+std::string ReadCredentialsFile(const std::string& value, ServerConfig& config) {
+  return ReadFilePath(value, config.bucket.credentialsFile);
+}
+
+std::string ReadCaFile(const std::string& value, ServerConfig& config) {
+  return ReadFilePath(value, config.bucket.caFile);
+}
+
+std::string ReadAllowHttp(const std::string& value, ServerConfig& config) {
+  return ReadYesOrNo(value, config.bucket.allowHttp);
+}
+
 struct KnownKey {
   const char* name;
   std::string (*read)(const std::string& value, ServerConfig& config);
@@ -107,15 +155,24 @@ struct KnownKey {
 };
 
 // Sorted by what a person would look for first.
-constexpr std::array<KnownKey, 9> kKeys = {{{"repository", ReadRepository},
-                                            {"compression", ReadCompression},
-                                            {"fresh_after", ReadFreshAfter},
-                                            {"grace", ReadGrace},
-                                            {"in_place", ReadInPlace},
-                                            {"user", ReadUser},
-                                            {"password", ReadPassword, true},
-                                            {"secret_file", ReadSecretFile},
-                                            {"key_file", ReadKeyFile}}};
+constexpr std::array<KnownKey, 18> kKeys = {{{"repository", ReadRepository},
+                                             {"catalog", ReadCatalog},
+                                             {"compression", ReadCompression},
+                                             {"fresh_after", ReadFreshAfter},
+                                             {"grace", ReadGrace},
+                                             {"in_place", ReadInPlace},
+                                             {"user", ReadUser},
+                                             {"password", ReadPassword, true},
+                                             {"secret_file", ReadSecretFile},
+                                             {"key_file", ReadKeyFile},
+                                             {"endpoint", ReadEndpointKey},
+                                             {"region", ReadRegion},
+                                             {"path_style", ReadPathStyle},
+                                             {"access_key", ReadAccessKey, true},
+                                             {"secret_key", ReadSecretKey, true},
+                                             {"credentials_file", ReadCredentialsFile},
+                                             {"ca_file", ReadCaFile},
+                                             {"allow_http", ReadAllowHttp}}};
 
 // ---- The section --------------------------------------------------------------------------------
 
@@ -185,6 +242,14 @@ Status CheckCombination(const IniFile& file, const ServerConfig& config) {
         file.Where(config.section, "") + ": section [" + config.section +
         "] does not say where its repository is: repository = the full path of a directory" + " is expected");
   }
+  if (const std::string wrong = CheckBucket(config.bucket); !wrong.empty()) {
+    return Status::Failed(file.Where(config.section, "") + ": section [" + config.section + "]: " + wrong);
+  }
+  if (!config.bucket.name.empty() && config.catalog.empty()) {
+    return Status::Failed(file.Where(config.section, "repository") +
+                          ": a repository in a bucket has its catalog elsewhere: catalog = the full path of"
+                          " a file is expected");
+  }
   if (config.user.empty() != config.password.empty()) {
     return Status::Failed(file.Where(config.section, config.user.empty() ? "password" : "user") +
                           ": user and password go together: set both, or neither");
@@ -205,7 +270,7 @@ Status CheckRights(const ServerConfig& config) {
                           " is refused: others may write it, or it belongs to another account. Let nobody" +
                           " but this user or the administrator own and write it");
   }
-  if (config.password.empty()) {
+  if (config.password.empty() && config.bucket.secretKey.empty()) {
     return {};
   }
   if (!platform::OthersMayRead(file, others, why)) {
@@ -332,7 +397,10 @@ Status ReadServerConfigFrom(const std::string& file, const std::string& login, S
     return chosen;
   }
   Status read = ReadSection(settings, config);
-  return read ? CheckRights(config) : read;
+  if (read) {
+    read = CheckRights(config);
+  }
+  return read ? ReadCredentials(config.section, config.bucket) : read;
 }
 
 // ---- Login --------------------------------------------------------------------------------------

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "store/bucket_config.h"
 #include "store/status.h"
 
 namespace store {
@@ -12,7 +13,9 @@ namespace store {
 struct ServerConfig {
   std::string file;     // the configuration that was found; empty: none, and all else is as it is without one
   std::string section;  // by which the data mover finds the same server again
-  std::string repository;                   // its directory
+  std::string repository;                   // its directory, or s3://bucket/prefix
+  BucketConfig bucket;                      // with the name of one: where the repository is
+  std::string catalog;                      // the path of the catalog; empty: it is in the repository
   int compression = 3;                      // 0 (none) to 19
   std::int64_t freshAfter = 7 * 24 * 3600;  // seconds after which a copy is stored whole again; 0: always
   std::int64_t grace = 24 * 3600;           // seconds from marking a saveset to deleting it
@@ -28,7 +31,7 @@ struct ServerConfig {
 // korvo/korvo.ini where the system keeps configurations. There they are in the section of its name, or in
 // [DEFAULT] if the file has none. Without a file the repository is in the user's state directory. The
 // messages name file, line and what would be right. Nothing but the file itself is looked at, and that others
-// may not write it.
+// may not write it; and the credentials file that it names, if it does.
 Status ReadServerConfig(const std::string& login, ServerConfig& config);
 // The same from this file.
 Status ReadServerConfigFrom(const std::string& file, const std::string& login, ServerConfig& config);

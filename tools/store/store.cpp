@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "store/names.h"
+#include "store/repository_place.h"
 #include "store/saveset_objects.h"
 
 namespace store {
@@ -270,6 +271,6 @@ Status Store::Connect(std::unique_ptr<Catalog>& catalog) {
   return {};
 }
 
-std::vector<std::string> Store::OwnPaths() const { return {config_.repository}; }
+std::vector<std::string> Store::OwnPaths() const { return OwnPathsOf(config_); }
 
 }  // namespace store

@@ -77,4 +77,10 @@ std::string ObjectStoreEndpoint() {
 
 std::string FreshPrefix() { return "test-" + platform::RandomName(); }
 
+std::string BucketSettings(const std::string& directory) {
+  return "repository = s3://" + std::string(kObjectStoreBucket) + "/" + FreshPrefix() +
+         "\ncatalog = " + directory + "/catalog/prod.db\nendpoint = " + ObjectStoreEndpoint() +
+         "\naccess_key = " + kObjectStoreUser + "\nsecret_key = " + kObjectStoreSecret + "\n";
+}
+
 }  // namespace support
