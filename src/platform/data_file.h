@@ -202,9 +202,16 @@ struct FileListing {
 // The name of this machine in its network; empty if it has none.
 [[nodiscard]] std::string HostName();
 
+// The processes that can be told alive or dead from here: those of this machine, or, in a container, of this
+// container alone, whatever its name in the network. Text that can be kept and compared. That of a machine
+// stays over its restarts.
+[[nodiscard]] std::string ProcessSpace();
+// Whether a lock that was taken in that space could be seen from here: there the same system keeps the locks.
+[[nodiscard]] bool SeesLocksOf(const std::string& space);
+
 // A process among all that ever run, on whatever machine. `start` is text that can be kept and compared.
 struct ProcessIdentity {
-  std::string host;
+  std::string space;
   int number = 0;
   std::string start;
   bool operator==(const ProcessIdentity&) const = default;
@@ -213,7 +220,7 @@ struct ProcessIdentity {
 // The process that started this one, and the name of its program, without directory and `.exe`. False if it
 // has ended, or cannot be found out.
 [[nodiscard]] bool ParentProcess(ProcessIdentity& parent, std::string& program);
-// What runs on another machine cannot be told.
+// What runs elsewhere cannot be told.
 enum class Running { kYes, kNo, kCannotTell };
 [[nodiscard]] Running IsRunning(const ProcessIdentity& process);
 

@@ -173,7 +173,7 @@ TEST(Processes, AreToldApart) {
   other.start += "1";
   EXPECT_EQ(platform::IsRunning(other), platform::Running::kNo) << "another process had this number";
   other = own;
-  other.host += ".elsewhere";
+  other.space += ".elsewhere";
   EXPECT_EQ(platform::IsRunning(other), platform::Running::kCannotTell);
   other = own;
   other.number = 0x7FFFFFF0;

@@ -303,12 +303,14 @@ TEST_F(StoreTest, WhatADeadRunLeftIsTakenAway) {
 TEST_F(StoreTest, SessionsOfDeadOwnersAreClosed) {
   const platform::ProcessIdentity me = platform::ThisProcess();
   const auto store = Open();
-  const std::string dead = OpenJob(*store, {me.host, me.number, "another start"});
+  const std::string dead = OpenJob(*store, {me.space, me.number, "another start"});
   const std::string deadSession = session_;
-  const std::string mine = OpenJob(*store, {me.host, me.number, me.start});
+  const std::string mine = OpenJob(*store, {me.space, me.number, me.start});
   const std::string mySession = session_;
   const std::string elsewhere = OpenJob(*store, {"another host", me.number, "another start"});
   const std::string otherSession = session_;
+  const std::string container = OpenJob(*store, {platform::HostName() + "/7", me.number, "another start"});
+  const std::string containersSession = session_;
   const std::string byHand = OpenJob(*store);
   const std::string handSession = session_;
 
@@ -319,7 +321,8 @@ TEST_F(StoreTest, SessionsOfDeadOwnersAreClosed) {
   Saveset saveset;
   EXPECT_FALSE(next->FindOpenSaveset(dead, Mode::kBackup, saveset));
   for (const auto& [session, name] :
-       {std::pair(mySession, mine), std::pair(otherSession, elsewhere), std::pair(handSession, byHand)}) {
+       {std::pair(mySession, mine), std::pair(otherSession, elsewhere),
+        std::pair(containersSession, container), std::pair(handSession, byHand)}) {
     EXPECT_TRUE(next->CloseJob(Mode::kBackup, session, name, State::kGood)) << name;
   }
 }

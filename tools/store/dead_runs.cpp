@@ -95,7 +95,7 @@ Status EndDeadRuns(Catalog& catalog, Place& place, DeadRuns& dead) {
     return forgotten;
   }
   std::vector<Session> sessions;
-  if (Status listed = catalog.ListOwnedSessions(platform::HostName(), sessions); !listed) {
+  if (Status listed = catalog.ListOwnedSessions(platform::ProcessSpace(), sessions); !listed) {
     return listed;
   }
   for (const Session& session : sessions) {

@@ -134,7 +134,7 @@ std::unique_ptr<Place> PlaceOf(const ServerConfig& config) {
   if (!config.bucket.name.empty()) {
     return BucketOf(config);
   }
-  return std::make_unique<DirectoryPlace>(config.repository, platform::HostName());
+  return std::make_unique<DirectoryPlace>(config.repository, platform::ProcessSpace());
 }
 
 Status ReadRepositoryObject(Place& place, std::string& bytes) {

@@ -117,7 +117,7 @@ std::string CatalogPath(const ServerConfig& config) {
 }
 
 RunLocks LocksOf(const ServerConfig& config) {
-  return RunLocks(RunsDirectory(config), platform::HostName(), RunLocks::Whose::kEverybodys);
+  return RunLocks(RunsDirectory(config), platform::ProcessSpace(), RunLocks::Whose::kEverybodys);
 }
 
 std::vector<std::string> OwnPathsOf(const ServerConfig& config) {

@@ -49,7 +49,7 @@ store::Process Owner() {
   if (!platform::ParentProcess(parent, program) || program != "backint") {
     return {};
   }
-  return {parent.host, parent.number, parent.start};
+  return {parent.space, parent.number, parent.start};
 }
 
 Status OpenSession(const Request& request, store::Store& store, Reply& reply) {

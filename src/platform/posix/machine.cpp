@@ -34,6 +34,12 @@ bool OthersHave(const std::string& path, mode_t rights, bool& others, std::strin
   return true;
 }
 
+std::string FirstWordOf(const char* path) {
+  std::string word;
+  std::ifstream(path) >> word;
+  return word;
+}
+
 // Since when the process runs, in the machine's count of its current run; empty if there is none.
 std::string StartOf(int process) {
   std::ifstream file("/proc/" + std::to_string(process) + "/stat");
@@ -52,9 +58,18 @@ std::string StartOf(int process) {
       return "";  // ended, and not yet fetched by its parent
     }
   }
-  std::string run;
-  std::ifstream("/proc/sys/kernel/random/boot_id") >> run;
-  return run + "/" + word;
+  return FirstWordOf("/proc/sys/kernel/random/boot_id") + "/" + word;
+}
+
+// What tells a container from all others: which run of its machine it is in, and which namespace of processes
+// it has there. Empty outside of containers.
+std::string ContainerId() {
+  constexpr ino_t kNamespaceOfMachine = 0xEFFFFFFC;
+  struct stat own = {};
+  if (stat("/proc/self/ns/pid", &own) != 0 || own.st_ino == kNamespaceOfMachine) {
+    return "";
+  }
+  return FirstWordOf("/proc/sys/kernel/random/boot_id") + "/" + std::to_string(own.st_ino);
 }
 
 }  // namespace
@@ -107,11 +122,25 @@ std::string HostName() {
   return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
 }
 
-ProcessIdentity ThisProcess() { return {HostName(), ProcessId(), StartOf(ProcessId())}; }
+std::string ProcessSpace() {
+  const std::string container = ContainerId();
+  const std::string machine = FirstWordOf("/etc/machine-id");
+  const std::string within = container.empty() ? machine : container;
+  return within.empty() ? HostName() : HostName() + "/" + within;
+}
+
+// Containers that run on one machine at the same time differ in what is behind the last separator alone.
+bool SeesLocksOf(const std::string& space) {
+  const std::string own = ProcessSpace();
+  return space == own || (!ContainerId().empty() &&
+                          space.substr(0, space.rfind('/') + 1) == own.substr(0, own.rfind('/') + 1));
+}
+
+ProcessIdentity ThisProcess() { return {ProcessSpace(), ProcessId(), StartOf(ProcessId())}; }
 
 bool ParentProcess(ProcessIdentity& parent, std::string& program) {
   const int number = static_cast<int>(getppid());
-  parent = {HostName(), number, StartOf(number)};
+  parent = {ProcessSpace(), number, StartOf(number)};
   std::ifstream file("/proc/" + std::to_string(number) + "/comm");
   // Once it has ended the number is that of another process, or soon may be.
   return static_cast<bool>(std::getline(file, program)) && !parent.start.empty() &&
@@ -119,7 +148,7 @@ bool ParentProcess(ProcessIdentity& parent, std::string& program) {
 }
 
 Running IsRunning(const ProcessIdentity& process) {
-  if (process.host != HostName() || StartOf(ProcessId()).empty()) {
+  if (process.space != ProcessSpace() || StartOf(ProcessId()).empty()) {
     return Running::kCannotTell;
   }
   return StartOf(process.number) == process.start ? Running::kYes : Running::kNo;

@@ -171,7 +171,11 @@ std::string HostName() {
   return GetComputerNameExA(ComputerNameDnsHostname, name.data(), &size) != 0 ? name.data() : "";
 }
 
-ProcessIdentity ThisProcess() { return {HostName(), ProcessId(), StartOf(GetCurrentProcess())}; }
+std::string ProcessSpace() { return HostName(); }
+
+bool SeesLocksOf(const std::string& space) { return space == ProcessSpace(); }
+
+ProcessIdentity ThisProcess() { return {ProcessSpace(), ProcessId(), StartOf(GetCurrentProcess())}; }
 
 bool ParentProcess(ProcessIdentity& parent, std::string& program) {
   const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
@@ -190,7 +194,7 @@ bool ParentProcess(ProcessIdentity& parent, std::string& program) {
     return false;
   }
   const HANDLE handle = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, found->first);
-  parent = {HostName(), static_cast<int>(found->first), handle == nullptr ? "" : StartOf(handle)};
+  parent = {ProcessSpace(), static_cast<int>(found->first), handle == nullptr ? "" : StartOf(handle)};
   CloseHandle(handle);
   program = found->second.szExeFile;
   if (FoldName(program).ends_with(".EXE")) {
@@ -201,7 +205,7 @@ bool ParentProcess(ProcessIdentity& parent, std::string& program) {
 }
 
 Running IsRunning(const ProcessIdentity& process) {
-  if (process.host != HostName()) {
+  if (process.space != ProcessSpace()) {
     return Running::kCannotTell;
   }
   const HANDLE handle =

@@ -1,5 +1,6 @@
 // For Linux alone: links, pipes, rights and memory as this system has them.
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -67,6 +68,36 @@ TEST(PosixProcesses, OneThatHasEndedDoesNotRun) {
   kill(child, SIGKILL);
   waitpid(child, nullptr, 0);
   EXPECT_EQ(platform::IsRunning(identity), platform::Running::kNo);
+}
+
+// As in a container of this machine with the same name: the processes of others cannot be told, their locks
+// can.
+TEST(PosixProcesses, OneOfAnotherContainerCannotBeTold) {
+  signal(SIGCHLD, SIG_DFL);
+  const platform::ProcessIdentity outside = platform::ThisProcess();
+  const pid_t child = fork();
+  if (child == 0) {
+    if (unshare(CLONE_NEWPID) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWPID) != 0) {
+      _exit(0);  // who may not make one has no such test
+    }
+    const pid_t inside = fork();
+    if (inside == 0) {
+      platform::ProcessIdentity gone = outside;
+      gone.number = 0x7FFFFFF0;
+      _exit(platform::IsRunning(gone) == platform::Running::kCannotTell &&
+                    !platform::SeesLocksOf(platform::HostName() + "/other/machine")
+                ? 0
+                : 1);
+    }
+    int ended = 1;
+    waitpid(inside, &ended, 0);
+    _exit(ended == 0 ? 0 : 1);
+  }
+  int status = 1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(platform::SeesLocksOf(outside.space));
+  EXPECT_FALSE(platform::SeesLocksOf(platform::HostName() + "/other"));
 }
 
 TEST(PosixDataFiles, WhatIsInMemoryCanBeDropped) {

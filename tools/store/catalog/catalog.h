@@ -29,7 +29,7 @@ enum class State { kGood = 0, kWarnings = 1, kFailed = 3 };
 
 // A process of some machine, so that nobody takes another one of the same number for it.
 struct Process {
-  std::string host;
+  std::string host;         // where it runs, as platform::ProcessSpace has it
   std::int64_t number = 0;  // 0: none that has to be alive (a tool that was started by hand)
   std::string started;      // as the system tells it
 };

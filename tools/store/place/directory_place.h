@@ -18,10 +18,10 @@ namespace store {
 
 class DirectoryPlace : public Place {
  public:
-  // The directory must be there before the first object is created. `host` is this machine's name, in the
-  // holds of runs. Safe to use by several threads at once.
-  DirectoryPlace(const std::string& path, std::string host)
-      : path_(path), locks_(path + "/runs", std::move(host), RunLocks::Whose::kEverybodys) {}
+  // The directory must be there before the first object is created. `space` is where this process runs
+  // (platform::ProcessSpace), in the holds of runs. Safe to use by several threads at once.
+  DirectoryPlace(const std::string& path, std::string space)
+      : path_(path), locks_(path + "/runs", std::move(space), RunLocks::Whose::kEverybodys) {}
 
   [[nodiscard]] std::uint64_t BestObjectSize() const override { return 64 * 1024 * 1024; }
   Status Create(const std::string& name, std::unique_ptr<NewObject>& object) override;

@@ -61,7 +61,7 @@ Status RunLocks::Hold(const Uid& run, std::unique_ptr<RunHold>& hold) {
   if (file == nullptr) {
     return Failure("the file " + path + " cannot be created", why);
   }
-  if (!file->WriteAt(0, host_.data(), host_.size()) || !file->Close()) {
+  if (!file->WriteAt(0, space_.data(), space_.size()) || !file->Close()) {
     platform::RemoveFile(path);
     return Failure("the file " + path + " cannot be written", file->Why());
   }
@@ -85,8 +85,8 @@ Status RunLocks::IsGone(const Uid& run, bool& gone) {
     gone = whose_ == Whose::kEverybodys;
     return {};
   }
-  std::string host;
-  if (ReadSmallFile(PathOf(run), host) && host == host_) {
+  std::string space;
+  if (ReadSmallFile(PathOf(run), space) && (space == space_ || platform::SeesLocksOf(space))) {
     gone = platform::FileClaim::TryClaim(PathOf(run), kLockedByte) != nullptr;
   }
   return {};

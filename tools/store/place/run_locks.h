@@ -1,5 +1,5 @@
-// By which runs are found alive: each holds a lock on a file of its own, which has the name of the run's
-// host, since locks of another host may not be seen.
+// By which runs are found alive: each holds a lock on a file of its own, which says where its process runs
+// (platform::ProcessSpace): locks of another machine may not be seen.
 #pragma once
 
 #include <memory>
@@ -17,8 +17,8 @@ class RunLocks {
   // Whether all runs that there are hold their locks in this directory: then one without a file is gone.
   enum class Whose { kEverybodys, kThisHosts };
   // The directory is made when it is needed.
-  RunLocks(std::string directory, std::string host, Whose whose)
-      : directory_(std::move(directory)), host_(std::move(host)), whose_(whose) {}
+  RunLocks(std::string directory, std::string space, Whose whose)
+      : directory_(std::move(directory)), space_(std::move(space)), whose_(whose) {}
 
   // As Place does it.
   Status Hold(const Uid& run, std::unique_ptr<RunHold>& hold);
@@ -32,7 +32,7 @@ class RunLocks {
   [[nodiscard]] std::string PathOf(const Uid& run) const { return directory_ + "/" + run.Hex(); }
 
   std::string directory_;
-  std::string host_;
+  std::string space_;
   Whose whose_;
 };
 

@@ -111,7 +111,7 @@ Status SavesetWriter::Inside::Begin(const std::string& name) {
   bool claimed = false;
   const platform::ProcessIdentity process = platform::ThisProcess();
   if (Status taken =
-          store_.Rows().BeginRun({run_, saveset_.id, {process.host, process.number, process.start}}, claimed);
+          store_.Rows().BeginRun({run_, saveset_.id, {process.space, process.number, process.start}}, claimed);
       !taken) {
     return taken;
   }
