@@ -24,7 +24,7 @@ bool ProgressRow::Begin() {
   }
   const platform::ProcessIdentity process = platform::ThisProcess();
   run_.uid = Uid::Random();
-  run_.process = {process.host, process.number, process.start};
+  run_.process = {process.space, process.number, process.start};
   run_.began = now - static_cast<std::int64_t>(store_.Work().Now().seconds);
   return true;
 }
