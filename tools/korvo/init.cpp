@@ -26,10 +26,14 @@ int Init(const Options& options) {
   if (store::Status read = store::ReadServerConfig(options.server, config); !read) {
     return Fail(read);
   }
-  if (store::Status made = store::Store::Make(config, options.encrypt); !made) {
+  std::string abilities;
+  if (store::Status made = store::Store::Make(config, options.encrypt, &abilities); !made) {
     return Fail(made);
   }
   Print("A repository was made in " + config.repository + ".");
+  if (!abilities.empty()) {
+    Print("What its server can do besides: " + abilities + ".");
+  }
   if (options.encrypt) {
     TellOfKeys(config);
   }

@@ -248,7 +248,7 @@ void Store::CleanUp() {
 
 bool Store::GiveSpareRoom(const ServerConfig& config) { return store::GiveSpareRoom(CatalogPath(config)); }
 
-Status Store::Make(const ServerConfig& config, bool encrypt) {
+Status Store::Make(const ServerConfig& config, bool encrypt, std::string* abilities) {
   RepositoryState state = RepositoryState::kNone;
   if (Status looked = LookAtRepository(config, state); !looked) {
     return looked;
@@ -269,8 +269,14 @@ Status Store::Make(const ServerConfig& config, bool encrypt) {
   std::string object;
   Status made = encrypt ? MakeEncryptedRepository(config, *place, connect)
                         : MakeIfMissing(config, *place, connect, object);
+  if (made) {
+    made = ReadRepositoryObject(*place, object);
+  }
   if (!made) {
     return made.Within("repository " + config.repository);
+  }
+  if (abilities != nullptr) {
+    *abilities = DecodeAbilities(object);
   }
   std::unique_ptr<Store> store;
   return Open(config, Access::kWrite, store);

@@ -173,6 +173,15 @@ std::string Beside(const std::string& catalog, const std::string& which) {
   return catalog.substr(0, end) + "." + which + std::string(kEnding);
 }
 
+// A catalog outside the repository may be lost with its directory.
+Status MakeDirectoryOf(const std::string& catalog) {
+  std::string why;
+  const std::string directory = platform::DirectoryOf(catalog);
+  return platform::MakeDirectories(directory, platform::DirectoryAccess::kPrivate, why)
+             ? Status()
+             : Status::Failed("the directory " + directory + " cannot be made: " + why);
+}
+
 std::string NewBeside(const std::string& catalog) { return Beside(catalog, "new"); }
 
 Status RemoveNewCatalog(const std::string& catalog) {
@@ -289,6 +298,9 @@ Status RebuildIn(const ServerConfig& config, Place& place, const Tell& tell, Sto
   }
   if (done) {
     done = keys.CanSave();
+  }
+  if (done) {
+    done = MakeDirectoryOf(catalog);
   }
   if (done) {
     done = RemoveNewCatalog(catalog);

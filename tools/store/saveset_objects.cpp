@@ -131,7 +131,9 @@ std::string EncodeRepository(const Uid& repository, const Keys& keys, const std:
   return EncodeObject(header, EncodeFields(fields));
 }
 
-Status DecodeRepository(std::string_view bytes, Uid& repository, std::string& keysPart) {
+namespace {
+
+Status DecodeRepositoryFields(std::string_view bytes, Uid& repository, Fields& fields) {
   // The id is not known before: the header says it, and is checked against it.
   constexpr std::size_t kIdOffset = 24;
   ObjectHeader expected;
@@ -144,13 +146,23 @@ Status DecodeRepository(std::string_view bytes, Uid& repository, std::string& ke
   if (Status decoded = DecodeObject(bytes, expected, content); !decoded) {
     return decoded;
   }
-  Fields fields;
-  if (!DecodeFields(content, fields)) {
-    return Status::Damaged("its content is damaged");
-  }
   repository = expected.repository;
+  return DecodeFields(content, fields) ? Status() : Status::Damaged("its content is damaged");
+}
+
+}  // namespace
+
+Status DecodeRepository(std::string_view bytes, Uid& repository, std::string& keysPart) {
+  Fields fields;
+  Status decoded = DecodeRepositoryFields(bytes, repository, fields);
   keysPart = fields[kKeys];
-  return {};
+  return decoded;
+}
+
+std::string DecodeAbilities(std::string_view bytes) {
+  Uid repository;
+  Fields fields;
+  return DecodeRepositoryFields(bytes, repository, fields) ? fields[kAbilities] : "";
 }
 
 // ---- Savesets -----------------------------------------------------------------------------------

@@ -26,6 +26,8 @@ struct ObjectShelf {
                                            const std::string& abilities = "");
 // The id of the repository and the public part of its keys (Keys::Read).
 Status DecodeRepository(std::string_view bytes, Uid& repository, std::string& keysPart);
+// The note of its abilities; empty if there is none.
+[[nodiscard]] std::string DecodeAbilities(std::string_view bytes);
 
 // ---- Savesets. What was never put tells something, too: a mover that never ended has failed. ----
 

@@ -276,9 +276,9 @@ Status CheckRights(const ServerConfig& config) {
   if (!platform::OthersMayRead(file, others, why)) {
     return Status::Failed("who may read " + file + " cannot be found out: " + why);
   }
-  return others ? Status::Failed(file +
-                                 " is refused: it contains a password, and others may read it. Let nobody" +
-                                 " but this user read it")
+  const std::string what = config.password.empty() ? "a secret key" : "a password";
+  return others ? Status::Failed(file + " is refused: it contains " + what +
+                                 ", and others may read it. Let nobody but this user read it")
                 : Status();
 }
 

@@ -36,8 +36,9 @@ class Store {
   static Status Open(const ServerConfig& config, Access access, std::unique_ptr<Place> place,
                      ConnectCatalog connect, std::unique_ptr<Store>& store);
   // Makes the repository, which may not be there yet. With encryption the two key files are made first, where
-  // the configuration names them.
-  static Status Make(const ServerConfig& config, bool encrypt);
+  // the configuration names them. `abilities`, if not null, gets what was found out about its place
+  // (Place::Explore).
+  static Status Make(const ServerConfig& config, bool encrypt, std::string* abilities = nullptr);
   // What the opening did besides, or could not do and left for the next one: sentences for standard error.
   [[nodiscard]] const std::vector<std::string>& Notes() const { return notes_; }
 
