@@ -7,7 +7,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 target=x86_64-w64-mingw32
 place=$PWD/build/windows-libraries
 work=$place/work
-packages=(sqlite3 libzstd xxhash libsodium nettle)
+packages=(sqlite3 libzstd xxhash libsodium nettle curl expat)
 keyring=/usr/share/keyrings/debian-archive-keyring.gpg
 
 for program in apt-get dpkg-source tclsh make m4 autoreconf libtoolize cc $target-gcc-posix; do
@@ -51,6 +51,16 @@ write_source_list() {
   fi
 }
 
+# The newest version that is there: a mirror may name one that it has no longer.
+fetch_source() {
+  local version
+  for version in $(apt-cache "${apt_options[@]}" madison "$1" | awk '{ print $3 }' | sort -uVr); do
+    apt-get "${apt_options[@]}" source --download-only --only-source "$1=$version" && return 0
+    rm -f "$1"_*
+  done
+  return 1
+}
+
 fetch_sources() {
   mkdir -p "$work"/{lists/partial,cache/archives/partial,sources}
   write_source_list
@@ -59,7 +69,7 @@ fetch_sources() {
   # as well, for want of that person's key, is only a warning.
   local package
   for package in "${packages[@]}"; do
-    (cd "$work/sources" && apt-get "${apt_options[@]}" source --download-only --only-source "$package")
+    (cd "$work/sources" && fetch_source "$package")
     dpkg-source --no-copy -x "$work/sources/${package}_"*.dsc "$work/$package"
   done
 }
@@ -133,6 +143,31 @@ make_nettle() {
   )
 }
 
+# HTTP and nothing else, with the system's own TLS and certificates.
+make_curl() {
+  local without
+  mapfile -t without < <(printf -- '--disable-%s\n' ldap ldaps manual dict file ftp gopher imap mqtt pop3 rtsp smb smtp \
+    telnet tftp && printf -- '--without-%s\n' zlib brotli zstd libpsl nghttp2 libidn2 librtmp libssh2)
+  (
+    configured curl --with-schannel "${without[@]}"
+    make -j "$(nproc)" -C lib install
+    make -C include install
+  )
+  cp "$plain/installed/lib/libcurl.a" "$place/lib"
+  cp -r "$plain/installed/include/curl" "$place/include"
+}
+
+make_expat() {
+  # Its folder has the sources in one of their own.
+  [ ! -d "$work/expat/expat" ] || { mv "$work/expat" "$work/expat.all" && mv "$work/expat.all/expat" "$work/expat"; }
+  (
+    configured expat --without-xmlwf --without-examples --without-tests --without-docbook
+    make -j "$(nproc)" -C lib install
+  )
+  cp "$plain/installed/lib/libexpat.a" "$place/lib"
+  cp "$plain"/installed/include/expat{,_config,_external}.h "$place/include"
+}
+
 # Headers alone, the same on every system.
 copy_cli11() {
   cp -r /usr/include/CLI "$place/include"
@@ -148,6 +183,8 @@ make_zstd
 make_xxhash
 make_sodium
 make_nettle
+make_curl
+make_expat
 copy_cli11
 rm -rf "$work"
 echo "$state" >"$place/made"

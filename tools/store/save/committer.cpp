@@ -200,13 +200,16 @@ Status Committer::CommitItems(std::vector<Item> items) {
   return {};
 }
 
+// One that cannot be deleted, or not by this user, stays announced: whoever may do it does, once the run has
+// ended.
 Status Committer::DeletePacks(const std::vector<Uid>& packs) {
+  std::vector<Uid> gone;
   for (const Uid& pack : packs) {
-    if (Status deleted = place_.Delete(PackObject(pack)); !deleted) {
-      return deleted;
+    if (place_.Delete(PackObject(pack))) {
+      gone.push_back(pack);
     }
   }
-  return packs.empty() ? Status() : catalog_->ForgetAnnounced(packs);
+  return gone.empty() ? Status() : catalog_->ForgetAnnounced(gone);
 }
 
 }  // namespace store
