@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <system_error>
 #include <thread>
 
 #include "store/place/s3_xml.h"
@@ -55,8 +56,7 @@ std::string Advice(const std::string& code, const S3Settings& settings) {
 }
 
 bool MeansNoRoom(const S3Answer& answer, const std::string& code) {
-  return answer.status == 507 || code == "QuotaExceeded" || code == "InsufficientStorage" ||
-         code == "XMinioStorageFull";
+  return answer.status == 507 || code == "QuotaExceeded" || code == "InsufficientStorage";
 }
 
 }  // namespace
@@ -108,9 +108,14 @@ class S3Place::NewOne : public NewObject {
   }
 
   void BeginFinish() override {
-    if (failure_ && !ended_) {
-      End();
+    if (!failure_ || ended_) {
+      return;
+    }
+    End();
+    try {
       sender_ = std::thread([this] { sent_ = place_.PutBody(name_, spool_); });
+    } catch (const std::system_error&) {
+      // No thread can be had: it is sent when it is waited for.
     }
   }
 
@@ -131,7 +136,9 @@ class S3Place::NewOne : public NewObject {
 
  private:
   void End() {
-    spool_.End();
+    if (!ended_) {
+      spool_.End();
+    }
     ended_ = true;
   }
 
