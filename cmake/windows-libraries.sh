@@ -118,7 +118,8 @@ configured() {
   shift
   cp -a "$work/$name" "$plain/$name"
   cd "$plain/$name"
-  [ "$name" != libsodium ] || autoreconf -fi >&2
+  # Two of them have to make their configuration first.
+  case $name in libsodium | expat) autoreconf -fi >&2 ;; esac
   ./configure --host=$target --prefix="$plain/installed" --libdir="$plain/installed/lib" \
     --disable-shared --enable-static CC=$target-gcc-posix CFLAGS=-O2 "$@" >&2
 }
