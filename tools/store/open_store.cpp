@@ -282,4 +282,27 @@ Status Store::Make(const ServerConfig& config, bool encrypt, std::string* abilit
   return Open(config, Access::kWrite, store);
 }
 
+Status Store::OpenCopy(const ServerConfig& config, const Uid& id, const std::string& object,
+                       std::unique_ptr<Store>& store) {
+  RepositoryState state = RepositoryState::kNone;
+  Status done = LookAtRepository(config, state);
+  if (done && state == RepositoryState::kNone) {
+    done = MakeDirectory(config);
+    std::string agreed = object;
+    if (done) {
+      done = AgreeOnRepository(*PlaceOf(config), ConnectTo(config, MakeCatalog::kIfMissing), agreed)
+                 .Within("repository " + config.repository);
+    }
+  }
+  if (done) {
+    done = Open(config, Access::kWrite, store);
+  }
+  return !done || store->Id() == id
+             ? done
+             : Status::Failed(
+                   "repository " + config.repository +
+                   " is another one, with savesets of its own: name a directory that is empty, or a "
+                   "copy of this repository");
+}
+
 }  // namespace store

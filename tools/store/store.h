@@ -39,6 +39,10 @@ class Store {
   // the configuration names them. `abilities`, if not null, gets what was found out about its place
   // (Place::Explore).
   static Status Make(const ServerConfig& config, bool encrypt, std::string* abilities = nullptr);
+  // Opens a repository for a copy of this one, of which `object` is the repository object; makes it if there
+  // is none. Refuses another repository.
+  static Status OpenCopy(const ServerConfig& config, const Uid& id, const std::string& object,
+                         std::unique_ptr<Store>& store);
   // What the opening did besides, or could not do and left for the next one: sentences for standard error.
   [[nodiscard]] const std::vector<std::string>& Notes() const { return notes_; }
 

@@ -196,6 +196,10 @@ class Catalog {
   // `oldest` (seconds since 1970).
   Status FindBase(const Saveset& saveset, std::string_view name, std::int64_t oldest,
                   std::optional<Item>& item, Uid& itemSaveset);
+  // Copies of a file in older savesets of the same database, newest first, of packs that are not known to be
+  // damaged; ends when `each` says that it has seen enough.
+  using EachCopy = std::function<bool(const std::string& saveset, const Item& item)>;
+  Status FindOlderCopies(const Saveset& saveset, std::string_view name, const EachCopy& each);
   Status FindPack(const Uid& uid, std::optional<Pack>& pack);
   Status MarkPackDamaged(const Uid& uid);
 
@@ -277,6 +281,29 @@ class Catalog {
   Status HasItem(const Uid& saveset, std::uint64_t number, std::string_view name, bool& has);
   // All of these packs was read now and is good. `mended`: also of one that was marked as damaged before.
   Status NoteChecked(const std::vector<Uid>& packs, bool mended);
+
+  // ---- Copying: a saveset of another catalog of the same repository comes in ----
+
+  // An item as the other catalog has it.
+  struct ItemRecord {
+    Uid pack;  // that it was completed with
+    std::string record;
+    Item item;
+  };
+  // All items of the saveset by their numbers, also several of one name.
+  Status ListRecords(const Saveset& saveset, const std::function<Status(const ItemRecord& record)>& each);
+  // Makes the saveset's row, unless it is there; `whole` is true if nothing of it has to come any more. Until
+  // `EndAdoption` nobody finds it. kConflict if another saveset has the name.
+  Status BeginAdoption(const Saveset& saveset, bool& whole);
+  // Items of it, of which some may have come before, and all packs that they need, whose objects are there.
+  // kConflict if one of the packs is damaged, or being deleted.
+  Status AdoptItems(const Uid& saveset, const std::vector<PackFacts>& packs,
+                    const std::vector<ItemRecord>& items);
+  Status EndAdoption(const Uid& saveset);
+  // Those that were begun and not ended.
+  Status ListAdoptions(std::vector<Uid>& savesets);
+  // It will not come any more: what came goes with the next `DeleteMarked`.
+  Status GiveUpAdoption(const Uid& saveset);
 
   // ---- Rebuilding, into an empty catalog ----
 

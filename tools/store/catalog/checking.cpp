@@ -38,7 +38,8 @@ struct Place {
 Status ReadPortion(Catalog::Inside& inside, std::int64_t pack, const std::string& from, Place& place,
                    std::vector<Catalog::PackItem>& items) {
   items.clear();
-  const std::string text = "SELECT s.uid, s.name, i.pack = $1, i.saveset, " + kItemColumns + from +
+  const std::string text = "SELECT s.uid, s.name, CASE WHEN i.pack = $1 THEN 1 ELSE 0 END, i.saveset, " +
+                           kItemColumns + from +
                            " JOIN saveset s ON s.id = i.saveset WHERE s.deleting = 0 AND ";
   const auto take = [&](const SqlRow& row) {
     Catalog::PackItem& item = items.emplace_back();

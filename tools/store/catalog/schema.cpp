@@ -30,7 +30,7 @@ constexpr const char* kTables[] = {
 
     // items: that are items of their own. bytes: of all its files. failed, warnings: how its backup job was
     // closed. together: the uid of the first saveset of its session. marked: when it was marked to be
-    // deleted. deleting: its items are being taken out.
+    // deleted. deleting: 1, its items are being taken out; 2, they are coming in from another repository.
     R"sql(CREATE TABLE saveset(
   id NUMBER NOT NULL PRIMARY KEY,
   uid BYTES NOT NULL,

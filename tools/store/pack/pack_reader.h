@@ -34,6 +34,7 @@ class PackReader {
   Status OpenBlock(std::uint64_t number, std::string_view stored, std::string& bytes) const;
   // Only what anybody can check: the checksum of the stored bytes.
   Status CheckBlock(std::uint64_t number) const;
+  Status CheckStored(std::uint64_t number, std::string_view stored) const;
   // Where the stored bytes of a block begin in the object; of no block: where the tables begin.
   [[nodiscard]] std::uint64_t OffsetOf(std::uint64_t number) const;
   // That something is wrong with what is in this block, as a sentence with pack and position.
@@ -46,7 +47,6 @@ class PackReader {
   Status ReadHeader(const Keys& keys, std::uint64_t size, std::string& header);
   Status ReadTables(std::string_view header, std::uint64_t size);
   Status GetStored(std::uint64_t number, std::string& stored) const;
-  Status CheckStored(std::uint64_t number, std::string_view stored) const;
   Status Decrypt(std::uint64_t number, std::string_view stored, std::string& plain) const;
 
   Place& place_;

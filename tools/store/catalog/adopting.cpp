@@ -1,0 +1,186 @@
+// Taking in savesets of another catalog of the same repository, in short transactions. A saveset is found by
+// others when all of it has come.
+#include <algorithm>
+#include <unordered_map>
+
+#include "store/catalog/catalog_inside.h"
+
+namespace store {
+namespace {
+
+constexpr int kPortion = 500;
+constexpr int kComing = 2;  // in the column saveset.deleting
+
+struct Row {
+  std::int64_t id = 0;
+  std::int64_t family = 0;
+  bool coming = false;
+};
+
+Status FindRow(Catalog::Inside& inside, const Uid& uid, std::optional<Row>& found) {
+  found.reset();
+  return inside.engine->Run("SELECT id, family, deleting FROM saveset WHERE uid = $1", {uid.Bytes()},
+                            [&found](const SqlRow& row) {
+                              found = Row{row.Number(0), row.Number(1), row.Number(2) == kComing};
+                              return Status();
+                            });
+}
+
+// The number that it has in the other catalog says which is newer; it is taken if it is free.
+Status AddRow(Catalog::Inside& inside, const Saveset& saveset) {
+  bool taken = false;
+  std::int64_t id = saveset.id;
+  std::int64_t family = 0;
+  Status done = inside.Exists("SELECT id FROM saveset WHERE name = $1", {saveset.name}, taken);
+  if (done && taken) {
+    return Status::Conflict("another saveset has its name");
+  }
+  if (done) {
+    done = inside.Exists("SELECT id FROM saveset WHERE id = $1", {id}, taken);
+  }
+  if (done && taken) {
+    done = inside.Count("saveset", id);
+  }
+  if (done) {
+    done = inside.Run("UPDATE counter SET value = $1 WHERE name = $2 AND value < $1", {id, "saveset"});
+  }
+  if (done) {
+    done = inside.FamilyOf(saveset.database, saveset.pool, family);
+  }
+  if (done) {
+    done = inside.AddSaveset(saveset, id, family);
+  }
+  return done ? inside.Run("UPDATE saveset SET deleting = $1 WHERE id = $2", {kComing, id}) : done;
+}
+
+// The pack's row, which is made if there is none.
+Status PackIdOf(Catalog::Inside& inside, const PackFacts& pack, std::int64_t& id) {
+  std::optional<PackState> state;
+  Status found = inside.engine->Run("SELECT id, state FROM pack WHERE uid = $1", {pack.uid.Bytes()},
+                                    [&](const SqlRow& row) {
+                                      id = row.Number(0);
+                                      state = static_cast<PackState>(row.Number(1));
+                                      return Status();
+                                    });
+  if (!found || state == PackState::kGood) {
+    return found;
+  }
+  if (state) {
+    return Status::Conflict("pack " + pack.uid.Hex() + " is damaged or being deleted there");
+  }
+  if (Status counted = inside.Count("pack", id); !counted) {
+    return counted;
+  }
+  return inside.Run(
+      "INSERT INTO pack(id, uid, saveset, state, size) VALUES($1, $2, coalesce((SELECT id FROM saveset WHERE "
+      "uid = "
+      "$3), 0), 1, $4)",
+      {id, pack.uid.Bytes(), pack.saveset.Bytes(), Unsigned(pack.size)});
+}
+
+Status AddItem(Catalog::Inside& inside, const Row& row, const Catalog::ItemRecord& item,
+               const std::unordered_map<Uid, std::int64_t, UidHash>& ids) {
+  bool there = false;
+  if (Status looked = inside.Exists("SELECT 1 FROM item WHERE saveset = $1 AND number = $2",
+                                    {row.id, Unsigned(item.item.number)}, there);
+      !looked || there) {
+    return looked;
+  }
+  std::vector<std::int64_t> packs;
+  for (const Uid& pack : item.item.packs) {
+    packs.push_back(ids.at(pack));
+  }
+  std::sort(packs.begin(), packs.end());
+  packs.erase(std::unique(packs.begin(), packs.end()), packs.end());
+  return inside.AddItem(row.id, row.family, item.item, item.record, ids.at(item.pack), packs);
+}
+
+}  // namespace
+
+Status Catalog::ListRecords(const Saveset& saveset, const std::function<Status(const ItemRecord&)>& each) {
+  const std::string text =
+      "SELECT p.uid, " + kItemColumns +
+      " FROM item i JOIN pack p ON p.id = i.pack WHERE i.saveset = $1 AND i.number > $2 AND " + kItemVisible +
+      " ORDER BY i.number LIMIT $3";
+  std::uint64_t last = 0;
+  std::vector<ItemRecord> records;
+  do {
+    records.clear();
+    if (Status read = inside_->engine->Run(text, {saveset.id, Unsigned(last), kPortion},
+                                           [&](const SqlRow& row) {
+                                             ItemRecord& record = records.emplace_back();
+                                             record.record = row.Bytes(kItemColumnCount);
+                                             return Uid::FromBytes(row.Bytes(0), record.pack)
+                                                        ? ReadItem(row, 1, inside_->repository, saveset.uid,
+                                                                   record.item)
+                                                        : DamagedRow("the id of a pack");
+                                           });
+        !read) {
+      return read;
+    }
+    for (const ItemRecord& record : records) {
+      if (Status done = each(record); !done) {
+        return done;
+      }
+    }
+    last = records.empty() ? last : records.back().item.number;
+  } while (records.size() == kPortion);
+  return {};
+}
+
+Status Catalog::BeginAdoption(const Saveset& saveset, bool& whole) {
+  return inside_->Transact([&] {
+    std::optional<Row> row;
+    Status found = FindRow(*inside_, saveset.uid, row);
+    whole = row && !row->coming;
+    return !found || row ? found : AddRow(*inside_, saveset);
+  });
+}
+
+Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& packs,
+                           const std::vector<ItemRecord>& items) {
+  return inside_->Transact([&] {
+    std::optional<Row> row;
+    if (Status found = FindRow(*inside_, saveset, row); !found || !row || !row->coming) {
+      return found ? Status::Conflict("the saveset was taken out meanwhile") : found;
+    }
+    std::unordered_map<Uid, std::int64_t, UidHash> ids;
+    for (const PackFacts& pack : packs) {
+      if (Status known = PackIdOf(*inside_, pack, ids[pack.uid]); !known) {
+        return known;
+      }
+    }
+    for (const ItemRecord& item : items) {
+      if (Status added = AddItem(*inside_, *row, item, ids); !added) {
+        return added;
+      }
+    }
+    return Status();
+  });
+}
+
+Status Catalog::EndAdoption(const Uid& saveset) {
+  return inside_->Transact([&] {
+    return inside_->Run(
+        "UPDATE saveset SET deleting = 0, items = (SELECT count(*) FROM item WHERE item.saveset = saveset.id "
+        "AND "
+        "item.directory = 0), bytes = coalesce((SELECT sum(size) FROM item WHERE item.saveset = saveset.id "
+        "AND "
+        "item.kind = 0), 0) WHERE uid = $1 AND deleting = $2",
+        {saveset.Bytes(), kComing});
+  });
+}
+
+Status Catalog::ListAdoptions(std::vector<Uid>& savesets) {
+  savesets.clear();
+  return inside_->ListUids("SELECT uid FROM saveset WHERE deleting = $1", {kComing}, savesets);
+}
+
+Status Catalog::GiveUpAdoption(const Uid& saveset) {
+  return inside_->Transact([&] {
+    return inside_->Run("UPDATE saveset SET deleting = 1, marked = 0 WHERE uid = $1 AND deleting = $2",
+                        {saveset.Bytes(), kComing});
+  });
+}
+
+}  // namespace store

@@ -1,0 +1,290 @@
+#include "store/copy/repository_copy.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "platform/platform.h"
+#include "store/load/work_queue.h"
+#include "store/pack/pack_reader.h"
+
+namespace store {
+namespace {
+
+constexpr std::size_t kItemsOfCommit = 500;
+constexpr std::uint64_t kReadAtOnce = 4 * 1024 * 1024;
+
+// The packs that these items need, out of all of the saveset's.
+std::vector<PackFacts> PacksOf(const std::vector<Catalog::ItemRecord>& items,
+                               const std::map<Uid, const PackFacts*>& packs) {
+  std::set<Uid> needed;
+  for (const Catalog::ItemRecord& item : items) {
+    needed.insert(item.pack);
+    needed.insert(item.item.packs.begin(), item.item.packs.end());
+  }
+  std::vector<PackFacts> facts;
+  for (const Uid& uid : needed) {
+    if (const auto pack = packs.find(uid); pack != packs.end()) {
+      facts.push_back(*pack->second);
+    }
+  }
+  return facts;
+}
+
+}  // namespace
+
+Status RepositoryCopy::Run(Result& result) {
+  result_ = {};
+  // What has been copied and is in no row yet is kept from a rebuild.
+  const Uid run = Uid::Random();
+  std::unique_ptr<RunHold> hold;
+  std::vector<Saveset> savesets;
+  Status done = to_.Objects().HoldRun(run, hold);
+  if (done) {
+    done = ListSavesets(savesets);
+  }
+  if (done) {
+    done = GiveUpOthers(savesets);
+  }
+  for (auto saveset = savesets.begin(); done && saveset != savesets.end(); ++saveset) {
+    done = platform::Interrupted() ? Status::Interrupted() : CopySaveset(*saveset);
+  }
+  result = result_;
+  return done;
+}
+
+// The oldest first.
+Status RepositoryCopy::ListSavesets(std::vector<Saveset>& savesets) {
+  Status listed = from_.Rows().ListAllSavesets([&](const Saveset& saveset) {
+    bool open = false;
+    Status asked = from_.Rows().HasOpenJob(saveset.id, Mode::kBackup, open);
+    if (open || saveset.mover == Mover::kRunning) {
+      ++result_.open;
+    } else if (saveset.items > 0 && !saveset.marked) {
+      savesets.push_back(saveset);
+    }
+    return asked;
+  });
+  std::reverse(savesets.begin(), savesets.end());
+  return listed;
+}
+
+// What an earlier copy began, and is not there any more to be ended.
+Status RepositoryCopy::GiveUpOthers(const std::vector<Saveset>& savesets) {
+  std::vector<Uid> begun;
+  bool any = false;
+  Status done = to_.Rows().ListAdoptions(begun);
+  for (auto uid = begun.begin(); done && uid != begun.end(); ++uid) {
+    if (std::none_of(savesets.begin(), savesets.end(),
+                     [&uid](const Saveset& saveset) { return saveset.uid == *uid; })) {
+      done = to_.Rows().GiveUpAdoption(*uid);
+      any = true;
+    }
+  }
+  return done && any ? to_.DeleteMarked(to_.Config().grace) : done;
+}
+
+Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
+  std::optional<Saveset> there;
+  if (Status found = to_.Rows().FindSavesetByUid(saveset.uid, there); !found || there) {
+    result_.there += there ? 1U : 0U;
+    return found;
+  }
+  std::vector<PackFacts> packs;
+  bool whole = false;
+  Status done = CopyPacks(saveset, packs);
+  if (done) {
+    done = to_.Rows().BeginAdoption(saveset, whole);
+  }
+  if (done && !whole) {
+    done = CopyItems(saveset, packs);
+  }
+  if (done.What() == Status::Kind::kConflict) {
+    ++result_.damages;
+    listener_.damaged({"saveset " + saveset.name + " cannot come into the copy: " + done.Message(), {}});
+    return {};
+  }
+  if (done) {
+    done = CopyObjects(saveset.uid);
+  }
+  if (done) {
+    done = to_.Rows().EndAdoption(saveset.uid);
+  }
+  std::optional<Saveset> now;
+  if (done.What() == Status::Kind::kMissing && from_.Rows().FindSavesetByUid(saveset.uid, now) &&
+      (!now || now->marked)) {
+    return {};  // deleted meanwhile
+  }
+  result_.savesets += done ? 1U : 0U;
+  return done.Within("saveset " + saveset.name);
+}
+
+// ---- Packs -----------------------------------------------------------------------------------------------
+
+Status RepositoryCopy::CopyPacks(const Saveset& saveset, std::vector<PackFacts>& packs) {
+  std::vector<Uid> uids;
+  Status done = from_.Rows().ListPacksOf(saveset, uids);
+  for (auto uid = uids.begin(); done && uid != uids.end(); ++uid) {
+    std::optional<PackFacts> facts;
+    done = from_.Rows().FindPackFacts(*uid, facts);
+    if (done && !facts) {
+      return Status::Missing("pack " + uid->Hex() + " is not there any more");
+    }
+    if (done) {
+      packs.push_back(*facts);
+    }
+  }
+  std::mutex mutex;
+  std::map<Uid, Status> failures;
+  {
+    WorkQueue workers(WorkQueue::UsualCount());
+    for (const PackFacts& pack : packs) {
+      if (!done || bad_.count(pack.uid) != 0) {
+        continue;
+      }
+      workers.Do([&, this] {
+        Status copied = platform::Interrupted() ? Status::Interrupted() : CopyPackIfMissing(pack);
+        const std::lock_guard lock(mutex);
+        if (!copied) {
+          failures.emplace(pack.uid, copied);
+        } else if (listener_.read) {
+          listener_.read(pack.size);
+        }
+      });
+    }
+  }
+  for (const auto& [pack, failure] : failures) {
+    if (Status told = failure.What() == Status::Kind::kDamaged ? TellBad(pack, failure) : failure; !told) {
+      return told;
+    }
+  }
+  return done;
+}
+
+Status RepositoryCopy::TellBad(const Uid& pack, const Status& why) {
+  bad_.insert(pack);
+  ++result_.damages;
+  listener_.damaged({why.Message(), pack});
+  return from_.Rows().CanWrite() ? from_.Rows().MarkPackDamaged(pack) : Status();
+}
+
+// An object is whole or not there at all.
+Status RepositoryCopy::CopyPackIfMissing(const PackFacts& pack) {
+  std::optional<std::uint64_t> size;
+  Status looked = to_.Objects().Size(PackObject(pack.uid), size);
+  return !looked || size == pack.size ? looked : CopyPack(pack);
+}
+
+// As it is, but what is damaged does not come.
+Status RepositoryCopy::CopyPack(const PackFacts& pack) {
+  const std::string name = PackObject(pack.uid);
+  std::shared_ptr<const PackReader> reader;
+  std::unique_ptr<NewObject> object;
+  Status done = PackReader::Open(from_.Objects(), from_.Secrets(), from_.Id(), pack.uid, reader);
+  if (done) {
+    done = to_.Objects().Create(name, object);
+  }
+  std::string bytes;
+  const auto append = [&](std::uint64_t offset, std::uint64_t size) {
+    Status got = from_.Objects().Get(name, offset, static_cast<std::size_t>(size), bytes);
+    return got ? object->Append(bytes) : got;
+  };
+  const std::size_t blocks = done ? reader->Tables().blocks.size() : 0;
+  if (done) {
+    done = append(0, reader->OffsetOf(0));
+  }
+  for (std::uint64_t number = 0; done && number < blocks; ++number) {
+    done = append(reader->OffsetOf(number), reader->OffsetOf(number + 1) - reader->OffsetOf(number));
+    if (done) {
+      done = reader->CheckStored(number, bytes);
+    }
+  }
+  std::uint64_t offset = done ? reader->OffsetOf(blocks) : pack.size;
+  for (; done && offset < pack.size; offset += kReadAtOnce) {
+    done = append(offset, std::min(kReadAtOnce, pack.size - offset));
+  }
+  return done ? object->Finish() : done;
+}
+
+// ---- Rows ------------------------------------------------------------------------------------------------
+
+bool RepositoryCopy::IsBad(const Catalog::ItemRecord& record) const {
+  return bad_.count(record.pack) != 0 ||
+         std::any_of(record.item.packs.begin(), record.item.packs.end(),
+                     [this](const Uid& pack) { return bad_.count(pack) != 0; });
+}
+
+// Directories of which something cannot come: nothing of them does.
+Status RepositoryCopy::FindTorn(const Saveset& saveset, std::set<std::uint64_t>& torn) {
+  if (bad_.empty()) {
+    return {};
+  }
+  return from_.Rows().ListRecords(saveset, [&](const Catalog::ItemRecord& record) {
+    if (IsBad(record)) {
+      const bool isDirectory = record.item.directory == 0 && record.item.kind == ItemKind::kDirectory;
+      torn.insert(isDirectory ? record.item.number : record.item.directory);
+    }
+    return Status();
+  });
+}
+
+Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::vector<PackFacts>& packs) {
+  std::map<Uid, const PackFacts*> byId;
+  for (const PackFacts& pack : packs) {
+    byId.emplace(pack.uid, &pack);
+  }
+  std::set<std::uint64_t> torn;
+  std::vector<Catalog::ItemRecord> items;
+  const auto commit = [&] {
+    Status done = to_.Rows().AdoptItems(saveset.uid, PacksOf(items, byId), items);
+    items.clear();
+    return done;
+  };
+  Status done = FindTorn(saveset, torn);
+  torn.erase(0);
+  if (done) {
+    done = from_.Rows().ListRecords(saveset, [&](const Catalog::ItemRecord& record) {
+      if (IsBad(record) || torn.count(record.item.directory) != 0 ||
+          (record.item.directory == 0 && torn.count(record.item.number) != 0)) {
+        listener_.lost(saveset.name, record.item.name);
+        return Status();
+      }
+      items.push_back(record);
+      return items.size() < kItemsOfCommit ? Status() : commit();
+    });
+  }
+  if (done) {
+    done = commit();
+  }
+  // What only items needed that stay behind.
+  for (auto pack = packs.begin(); done && !bad_.empty() && pack != packs.end(); ++pack) {
+    bool known = false;
+    done = to_.Rows().KnowsPack(pack->uid, known);
+    if (done && !known) {
+      done = to_.Objects().Delete(PackObject(pack->uid));
+    }
+  }
+  return done;
+}
+
+Status RepositoryCopy::CopyObjects(const Uid& saveset) {
+  for (const char* which : {"begin", "end", "closed", "protected"}) {
+    const std::string name = SavesetObject(saveset, which);
+    std::optional<std::uint64_t> size;
+    std::string bytes;
+    Status done = from_.Objects().Size(name, size);
+    if (done && size) {
+      done = from_.Objects().Get(name, 0, static_cast<std::size_t>(*size), bytes);
+    }
+    if (done && size) {
+      done = to_.Objects().Put(name, bytes);
+    }
+    if (!done) {
+      return done;
+    }
+  }
+  return {};
+}
+
+}  // namespace store

@@ -1,0 +1,54 @@
+// Brings a second repository, a copy of the first one, what it lacks. Others may work with both meanwhile.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "store/check/findings.h"
+#include "store/store.h"
+
+namespace store {
+
+class RepositoryCopy {
+ public:
+  // `listener` is told what is damaged in the first repository, and which items are left out therefore.
+  RepositoryCopy(Store& from, Store& to, CheckListener listener)
+      : from_(from), to_(to), listener_(std::move(listener)) {}
+
+  struct Result {
+    std::uint64_t savesets = 0;  // that came
+    std::uint64_t there = 0;     // that were there already
+    std::uint64_t open = 0;      // whose backup is not over: the next copy brings them
+    std::uint64_t packs = 0;
+    std::uint64_t bytes = 0;
+    std::uint64_t damages = 0;
+  };
+  // Packs come first, then the rows of a saveset's items, then its objects; then it is listed. So wherever
+  // this ends, all that the copy lists can be restored, and the next call goes on. What is marked to be
+  // deleted does not come, and what the first one deletes later stays in the copy.
+  Status Run(Result& result);
+
+ private:
+  Status ListSavesets(std::vector<Saveset>& savesets);
+  Status GiveUpOthers(const std::vector<Saveset>& savesets);
+  Status CopySaveset(const Saveset& saveset);
+  Status CopyPacks(const Saveset& saveset, std::vector<PackFacts>& packs);
+  Status CopyPackIfMissing(const PackFacts& pack);
+  Status CopyPack(const PackFacts& pack);
+  Status CopyItems(const Saveset& saveset, const std::vector<PackFacts>& packs);
+  Status FindTorn(const Saveset& saveset, std::set<std::uint64_t>& torn);
+  Status CopyObjects(const Uid& saveset);
+  [[nodiscard]] bool IsBad(const Catalog::ItemRecord& record) const;
+  Status TellBad(const Uid& pack, const Status& why);
+
+  Store& from_;
+  Store& to_;
+  CheckListener listener_;
+  Result result_;
+  std::set<Uid> bad_;  // packs that cannot be copied
+};
+
+}  // namespace store
