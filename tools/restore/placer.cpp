@@ -392,7 +392,7 @@ void Placer::SyncAlone(Waiting& waiting, std::set<std::string>& done) {
 void Placer::Report() {
   for (const Waiting& waiting : waiting_) {
     if (!waiting.status) {
-      Fail(waiting.place, waiting.status);
+      Fail(waiting.place, reader_.WithOlderCopy(waiting.item, waiting.status));
       continue;
     }
     teller_.Placed(waiting.item);

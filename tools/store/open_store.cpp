@@ -287,7 +287,7 @@ Status Store::OpenCopy(const ServerConfig& config, const Uid& id, const std::str
   RepositoryState state = RepositoryState::kNone;
   Status done = LookAtRepository(config, state);
   if (done && state == RepositoryState::kNone) {
-    done = MakeDirectory(config);
+    done = MakeDirectories(config);
     std::string agreed = object;
     if (done) {
       done = AgreeOnRepository(*PlaceOf(config), ConnectTo(config, MakeCatalog::kIfMissing), agreed)

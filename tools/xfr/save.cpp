@@ -65,7 +65,7 @@ class Backup {
     if (Status ended = writer_.End(!outcome_.failed, !request_.wholeDirectory); !ended) {
       // A failure of the store that ended the saving was told then.
       if (saved || saved.Message() != ended.Message()) {
-        ReportTrouble(ended.Message());
+        ReportTrouble(Advice(ended));
       }
       return End::kFailed;
     }
@@ -79,6 +79,13 @@ class Backup {
   }
 
  private:
+  // What makes room, if it is that which is missing.
+  [[nodiscard]] std::string Advice(const Status& failure) const {
+    return failure.What() == Status::Kind::kNoRoom
+               ? failure.Message() + "; korvo expire " + store_.Config().section + " makes room by deleting old savesets"
+               : failure.Message();
+  }
+
   // A bad status is the store's.
   Status SaveAll() {
     for (std::size_t index = 0; index < request_.items.Size(); ++index) {
@@ -88,7 +95,7 @@ class Backup {
       const std::string item(request_.items[index]);
       waiting_.push_back(index);
       if (Status store = SaveOne(item); !store) {
-        ReportTrouble("the backup stops at " + item + ": " + store.Message());
+        ReportTrouble("the backup stops at " + item + ": " + Advice(store));
         outcome_.failed = true;
         return store;
       }

@@ -289,6 +289,31 @@ Status Catalog::FindBase(const Saveset& saveset, std::string_view name, std::int
   return {};
 }
 
+Status Catalog::FindOlderCopies(const Saveset& saveset, std::string_view name, const EachCopy& each) {
+  bool enough = false;
+  return inside_->engine->Run(
+      "SELECT s.uid, s.name, " + kItemColumns +
+          " FROM item i JOIN saveset s ON s.id = i.saveset JOIN family f ON f.id = i.family WHERE i.key = $1 "
+          "AND "
+          "f.name = $2 AND s.id < $3 AND s.marked IS NULL AND s.deleting = 0 AND " +
+          kItemVisible +
+          " AND NOT EXISTS(SELECT 1 FROM needs n JOIN pack p ON p.id = n.pack WHERE n.saveset = i.saveset "
+          "AND "
+          "n.number = i.number AND p.state <> 1) AND EXISTS(SELECT 1 FROM pack p WHERE p.id = i.pack AND "
+          "p.state = "
+          "1) ORDER BY s.id DESC LIMIT $4",
+      {ItemKey(name), saveset.database, saveset.id, kCopiesLookedAt}, [&](const SqlRow& row) {
+        Uid uid;
+        Item item;
+        Status read = Uid::FromBytes(row.Bytes(0), uid) ? ReadItem(row, 2, inside_->repository, uid, item)
+                                                        : DamagedRow("the id of a saveset");
+        if (read && !enough) {
+          enough = each(std::string(row.Bytes(1)), item);
+        }
+        return read;
+      });
+}
+
 Status Catalog::FindPack(const Uid& uid, std::optional<Pack>& pack) {
   pack.reset();
   return inside_->engine->Run(

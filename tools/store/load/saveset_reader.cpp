@@ -1,5 +1,6 @@
 #include "store/load/saveset_reader.h"
 
+#include <algorithm>
 #include <mutex>
 #include <set>
 
@@ -41,6 +42,31 @@ class SavesetReader::Inside {
     }
     FileCopy copy(Tools(), item, nullptr);
     return TakeIn(copy, copy.Measure(bytes), item);
+  }
+
+  Status WithOlderCopy(const Item& item, const Status& failure) {
+    if (failure.What() != Status::Kind::kDamaged && failure.What() != Status::Kind::kMissing) {
+      return failure;
+    }
+    std::set<Uid> bad;
+    {
+      const std::lock_guard lock(mutex_);
+      bad = bad_;
+      bad.insert(marked_.begin(), marked_.end());
+    }
+    std::string older;
+    // Without an answer there is no advice; the failure stays what it is.
+    static_cast<void>(static_cast<bool>(
+        store.Rows().FindOlderCopies(saveset, item.name, [&](const std::string& name, const Item& copy) {
+          const bool good = std::none_of(copy.packs.begin(), copy.packs.end(),
+                                         [&bad](const Uid& pack) { return bad.count(pack) != 0; });
+          older = good ? name : "";
+          return good;
+        })));
+    return older.empty() ? failure
+                         : Status::Damaged(failure.Message() + "; saveset " + older +
+                                           " has an older copy: korvo restore " + store.Config().section +
+                                           " " + older + " \"" + item.name + "\" --to DIR");
   }
 
   // A courtesy: nothing depends on it, and a repository that can only be read is as good.
@@ -135,6 +161,10 @@ Status SavesetReader::Stream(const Item& item, const std::function<Status(std::s
 }
 
 Status SavesetReader::RoomOf(const Item& item, std::uint64_t& bytes) { return inside_->RoomOf(item, bytes); }
+
+Status SavesetReader::WithOlderCopy(const Item& item, const Status& failure) {
+  return inside_->WithOlderCopy(item, failure);
+}
 
 void SavesetReader::MarkDamagedPacks() { inside_->MarkDamagedPacks(); }
 

@@ -41,6 +41,9 @@ class SavesetReader {
   Status Rehearse(const Item& item);
   // Hands out the item's bytes in their order. What was handed out before a failure is good.
   Status Stream(const Item& item, const std::function<Status(std::string_view bytes)>& take);
+  // The failure of a `Copy`; where it is damage, with the next older saveset that has the item. Not to be
+  // called while others use the store's catalog.
+  [[nodiscard]] Status WithOlderCopy(const Item& item, const Status& failure);
   // Tells the catalog of the packs that `Copy` found damaged or missing, if it can be written. Also done at
   // the end.
   void MarkDamagedPacks();
