@@ -116,7 +116,13 @@ Status Catalog::CheckWhole(const std::function<void(const std::string&)>& tell) 
       !counted) {
     return counted;
   }
-  return CheckDirectories(*inside_, tell);
+  if (Status checked = CheckDirectories(*inside_, tell); !checked) {
+    return checked;
+  }
+  // Each row against its hash.
+  return ListAllSavesets([this](const Saveset& saveset) {
+    return ListRecords(saveset, [](const ItemRecord& /*record*/) { return Status(); });
+  });
 }
 
 Status Catalog::FindRepositoryObject(std::string& object) {
