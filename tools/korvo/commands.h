@@ -16,5 +16,6 @@ void AddExpire(CLI::App& program, int& exitStatus);
 void AddRebuild(CLI::App& program, int& exitStatus);
 void AddVerify(CLI::App& program, int& exitStatus);
 void AddRestore(CLI::App& program, int& exitStatus);
+void AddCopy(CLI::App& program, int& exitStatus);
 
 }  // namespace korvo

@@ -44,6 +44,7 @@ int Run(int argc, char** argv) {
   korvo::AddRebuild(program, exitStatus);
   korvo::AddVerify(program, exitStatus);
   korvo::AddRestore(program, exitStatus);
+  korvo::AddCopy(program, exitStatus);
   program.failure_message(FailureText);
   try {
     program.parse(argc, argv);

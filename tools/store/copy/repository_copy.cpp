@@ -144,12 +144,16 @@ Status RepositoryCopy::CopyPacks(const Saveset& saveset, std::vector<PackFacts>&
         continue;
       }
       workers.Do([&, this] {
-        Status copied = platform::Interrupted() ? Status::Interrupted() : CopyPackIfMissing(pack);
+        bool came = false;
+        Status copied = platform::Interrupted() ? Status::Interrupted() : CopyPackIfMissing(pack, came);
         const std::lock_guard lock(mutex);
+        result_.packs += came ? 1U : 0U;
+        result_.bytes += came ? pack.size : 0;
+        if (copied && listener_.read) {
+          listener_.read(pack.size);
+        }
         if (!copied) {
           failures.emplace(pack.uid, copied);
-        } else if (listener_.read) {
-          listener_.read(pack.size);
         }
       });
     }
@@ -170,10 +174,14 @@ Status RepositoryCopy::TellBad(const Uid& pack, const Status& why) {
 }
 
 // An object is whole or not there at all.
-Status RepositoryCopy::CopyPackIfMissing(const PackFacts& pack) {
+Status RepositoryCopy::CopyPackIfMissing(const PackFacts& pack, bool& came) {
   std::optional<std::uint64_t> size;
-  Status looked = to_.Objects().Size(PackObject(pack.uid), size);
-  return !looked || size == pack.size ? looked : CopyPack(pack);
+  Status done = to_.Objects().Size(PackObject(pack.uid), size);
+  if (done && size != pack.size) {
+    done = CopyPack(pack);
+    came = static_cast<bool>(done);
+  }
+  return done;
 }
 
 // As it is, but what is damaged does not come.

@@ -36,7 +36,7 @@ class RepositoryCopy {
   Status GiveUpOthers(const std::vector<Saveset>& savesets);
   Status CopySaveset(const Saveset& saveset);
   Status CopyPacks(const Saveset& saveset, std::vector<PackFacts>& packs);
-  Status CopyPackIfMissing(const PackFacts& pack);
+  Status CopyPackIfMissing(const PackFacts& pack, bool& came);
   Status CopyPack(const PackFacts& pack);
   Status CopyItems(const Saveset& saveset, const std::vector<PackFacts>& packs);
   Status FindTorn(const Saveset& saveset, std::set<std::uint64_t>& torn);

@@ -1,0 +1,130 @@
+#include <memory>
+#include <string>
+
+#include "korvo/commands.h"
+#include "korvo/json.h"
+#include "korvo/options.h"
+#include "korvo/output.h"
+#include "korvo/text.h"
+#include "platform/platform.h"
+#include "store/copy/repository_copy.h"
+#include "store/open_store.h"
+
+namespace korvo {
+namespace {
+
+struct Options {
+  std::string server;
+  std::string to;
+  bool json = false;
+  bool quiet = false;
+};
+
+// What is damaged and therefore stays behind.
+struct LeftOut {
+  Json damages = Json::array();
+  std::uint64_t items = 0;
+};
+
+store::CheckListener Listener(const Options& options, LeftOut& left) {
+  store::CheckListener listener;
+  listener.damaged = [&](const store::Damage& damage) {
+    if (!options.json) {
+      Print("Damage: " + damage.what);
+    }
+    left.damages.push_back({{"what", JsonText(damage.what)}, {"left_out", Json::array()}});
+  };
+  listener.lost = [&](const std::string& saveset, const std::string& item) {
+    ++left.items;
+    if (!options.json) {
+      Print("  left out is " + item + " of saveset " + saveset);
+    } else if (!left.damages.empty()) {
+      left.damages.back()["left_out"].push_back({{"saveset", JsonText(saveset)}, {"name", JsonText(item)}});
+    }
+  };
+  return listener;
+}
+
+store::Status Open(const Options& options, std::unique_ptr<store::Store>& from,
+                   std::unique_ptr<store::Store>& to) {
+  store::ServerConfig target;
+  std::string object;
+  store::Status done = OpenServer(options.server, store::Store::Access::kRead, from);
+  if (done) {
+    done = store::ReadServerConfig(options.to, target);
+  }
+  if (done && target.repository == from->Config().repository) {
+    return store::Status::Failed("server " + options.to + " has the same repository: --to needs another one");
+  }
+  if (done) {
+    done = store::ReadRepositoryObject(from->Objects(), object);
+  }
+  return done ? store::Store::OpenCopy(target, from->Id(), object, to) : done;
+}
+
+void Tell(const Options& options, const store::RepositoryCopy::Result& result, const LeftOut& left) {
+  if (options.json) {
+    PrintJson({{"server", JsonText(options.server)},
+               {"to", JsonText(options.to)},
+               {"good", left.damages.empty()},
+               {"savesets", result.savesets},
+               {"savesets_there", result.there},
+               {"savesets_open", result.open},
+               {"packs", result.packs},
+               {"bytes", result.bytes},
+               {"damages", left.damages}});
+    return;
+  }
+  Print(Count(result.savesets, "saveset") + " came to " + options.to + " with " +
+        Count(result.packs, "pack") + ", " + SizeText(result.bytes) + "; " + Count(result.there, "saveset") +
+        " had been there.");
+  if (result.open > 0) {
+    Print(Count(result.open, "saveset") + " of a backup that is not over: the next copy brings it.");
+  }
+  if (left.items > 0) {
+    Print(Count(left.items, "item") + " left out, since a pack is damaged.");
+  }
+}
+
+int Copy(const Options& options) {
+  platform::WatchInterrupts();
+  std::unique_ptr<store::Store> from;
+  std::unique_ptr<store::Store> to;
+  LeftOut left;
+  store::RepositoryCopy::Result result;
+  store::Status done = Open(options, from, to);
+  if (done) {
+    done = store::RepositoryCopy(*from, *to, Listener(options, left)).Run(result);
+  }
+  if (!done) {
+    return Fail(done);
+  }
+  Tell(options, result, left);
+  return left.damages.empty() ? kGood : kFindings;
+}
+
+}  // namespace
+
+void AddCopy(CLI::App& program, int& exitStatus) {
+  CLI::App* command = program.add_subcommand("copy", "Brings a second repository what it lacks.");
+  const auto options = std::make_shared<Options>();
+  AddServer(*command, options->server);
+  command->add_option("--to", options->to, "The server of the copy, another section of korvo.ini")
+      ->required()
+      ->type_name("SERVER");
+  AddJson(*command, options->json);
+  command->add_flag("--quiet", options->quiet, "Shows no progress");
+  command->footer(
+      "The first copy makes the second repository. It can be restored from, verified and thinned out like "
+      "the\n"
+      "first one; what is deleted in one of the two stays in the other. Backups may go on meanwhile: "
+      "savesets\n"
+      "whose backup is not over, or that are marked to be deleted, do not come. An interrupted copy lists "
+      "only\n"
+      "what is whole, and goes on when it is called again. One that encrypts needs the same key files.\n"
+      "A damaged pack does not come, nor what needs it: exit status 1 then.\n"
+      "Example: korvo copy prod --to second");
+  command->callback([options, &exitStatus] { exitStatus = Copy(*options); });
+}
+
+}  // namespace korvo
