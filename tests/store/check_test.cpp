@@ -9,6 +9,7 @@
 #include "platform/platform.h"
 #include "store/check/repository_check.h"
 #include "store/load/saveset_reader.h"
+#include "store/pack/pack_writer.h"
 #include "store/save/saveset_writer.h"
 #include "support/dice.h"
 #include "support/run_program.h"
@@ -271,6 +272,39 @@ TEST_P(CheckTest, CatalogAndPacksAreComparedBothWays) {
   std::ofstream(config_.repository + "/savesets/" + Uid::Random().Hex() + ".begin") << "?";
   ASSERT_TRUE(Check(*store));
   EXPECT_EQ(told_.size(), 3U);
+}
+
+// What a killed program wrote and no item needs goes with the lost catalog; what is needed, or whose saveset
+// nobody knows, stays.
+TEST_P(CheckTest, ANewCatalogDeletesPacksThatNothingNeeds) {
+  const Uid unneeded = Uid::Random();
+  const Uid unknown = Uid::Random();
+  std::uint64_t known = 0;
+  {
+    const auto store = Open();
+    std::optional<Saveset> saveset;
+    ASSERT_TRUE(store->Rows().FindSaveset("ABC_1234567890", saveset));
+    for (const Uid& pack : {unneeded, unknown}) {
+      std::unique_ptr<PackWriter> writer;
+      ASSERT_TRUE(PackWriter::Create(store->Objects(), store->Secrets(), store->Id(),
+                                     pack == unneeded ? saveset->uid : Uid::Random(), pack, writer));
+      ASSERT_TRUE(writer->End(0, {}));
+      ASSERT_TRUE(writer->Finish());
+    }
+    ASSERT_TRUE(Check(*store));
+    EXPECT_EQ(told_.size(), 2U);
+    known = result_.packs;
+  }
+  Store::Rebuilt rebuilt;
+  const Status done = Store::Rebuild(
+      config_, [](const std::string& loss) { ADD_FAILURE() << loss; }, rebuilt);
+  ASSERT_TRUE(done) << done.Message();
+  EXPECT_EQ(rebuilt.unneeded, 1U);
+  EXPECT_FALSE(fs::exists(config_.repository + "/" + PackObject(unneeded)));
+  EXPECT_TRUE(fs::exists(config_.repository + "/" + PackObject(unknown)));
+  ASSERT_TRUE(Check(*Open()));
+  EXPECT_TRUE(told_.empty());
+  EXPECT_EQ(result_.packs, known + 1);
 }
 
 }  // namespace

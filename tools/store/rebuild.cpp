@@ -23,7 +23,12 @@ using Tell = std::function<void(const std::string&)>;
 class Import {
  public:
   Import(const ObjectShelf& shelf, Catalog& catalog, const Tell& tell)
-      : shelf_(shelf), catalog_(catalog), tell_(tell) {}
+      : shelf_(shelf), catalog_(catalog), tell_([this, &tell](const std::string& loss) {
+          lossless_ = false;
+          tell(loss);
+        }) {}
+  Import(const Import&) = delete;
+  Import& operator=(const Import&) = delete;
 
   Status Run(Store::Rebuilt& rebuilt) {
     Status done = ImportSavesets();
@@ -33,6 +38,10 @@ class Import {
     if (done) {
       NoteOthers(rebuilt);
       done = catalog_.FinishImport(tell_);
+    }
+    // Where something is lost, somebody may bring it back, and then they are needed again.
+    if (done && lossless_) {
+      done = catalog_.NameUnneededPacks(rebuilt.unneeded);
     }
     rebuilt.savesets = savesets_.size();
     rebuilt.packs = packs_;
@@ -49,7 +58,8 @@ class Import {
 
   ObjectShelf shelf_;
   Catalog& catalog_;
-  const Tell& tell_;
+  Tell tell_;
+  bool lossless_ = true;
   std::set<Uid> savesets_;  // that are in the new catalog
   std::uint64_t packs_ = 0;
   std::map<Uid, std::uint64_t> others_;  // items of savesets that were deleted, or whose beginning is lost
@@ -324,7 +334,14 @@ Status Store::Rebuild(const ServerConfig& config, const Tell& tell, Rebuilt& reb
     return NoRepository(config);
   }
   const std::unique_ptr<Place> place = PlaceOf(config);
-  return RebuildIn(config, *place, tell, rebuilt).Within("repository " + config.repository);
+  Status done = RebuildIn(config, *place, tell, rebuilt).Within("repository " + config.repository);
+  if (!done || rebuilt.unneeded == 0) {
+    return done;
+  }
+  rebuilt.notes.push_back("packs that no item needs, left by programs that were killed, are deleted: " +
+                          std::to_string(rebuilt.unneeded));
+  std::unique_ptr<Store> store;
+  return Open(config, Access::kWrite, store);
 }
 
 }  // namespace store

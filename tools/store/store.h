@@ -100,6 +100,7 @@ class Store {
   struct Rebuilt {
     std::uint64_t savesets = 0;
     std::uint64_t packs = 0;
+    std::uint64_t unneeded = 0;      // packs that no item needs: they are deleted
     std::string oldCatalog;          // where it is now; empty if there was none
     std::vector<std::string> notes;  // what is worth knowing and costs nothing
   };

@@ -314,6 +314,10 @@ class Catalog {
   // too; what went is told.
   Status FinishImport(const std::function<void(const std::string& what)>& tell);
 
+  // Behind that: names packs of savesets that are there which no item needs as deleted. Nobody writes them,
+  // since nobody runs meanwhile.
+  Status NameUnneededPacks(std::uint64_t& count);
+
   // For the catalog's own files (catalog_inside.h).
   struct Inside;
 

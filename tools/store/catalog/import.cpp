@@ -282,4 +282,15 @@ Status Catalog::FinishImport(const std::function<void(const std::string& what)>&
   return Commit(*inside_);
 }
 
+Status Catalog::NameUnneededPacks(std::uint64_t& count) {
+  return inside_->Transact([&] {
+    Status named = inside_->Run(
+        "UPDATE pack SET state = $1 WHERE state = 1 AND saveset <> 0 AND NOT EXISTS(SELECT 1 FROM item WHERE "
+        "item.pack = pack.id) AND NOT EXISTS(SELECT 1 FROM needs WHERE needs.pack = pack.id)",
+        {static_cast<int>(PackState::kDeleted)});
+    count = static_cast<std::uint64_t>(inside_->engine->Changed());
+    return named;
+  });
+}
+
 }  // namespace store
