@@ -211,7 +211,9 @@ Status DirectoryPlace::Get(const std::string& name, std::uint64_t offset, std::s
   bytes.resize(size);
   std::size_t got = 0;
   if (!file->ReadAt(offset, bytes.data(), size, got)) {
-    return Failure("the object " + name + " cannot be read at byte " + std::to_string(offset), file->Why());
+    // A file that is open and gives no bytes is on a disk that has lost them.
+    return Status::Damaged("the object " + name + " cannot be read at byte " + std::to_string(offset) + ": " +
+                           file->Why());
   }
   KeepOpen(name, std::move(file));
   if (got < size) {

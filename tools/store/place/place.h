@@ -57,7 +57,8 @@ class Place {
   // Create, append, finish.
   Status Put(const std::string& name, std::string_view bytes);
 
-  // Exactly so many bytes from there on. kMissing without such an object, kDamaged if it ends before.
+  // Exactly so many bytes from there on. kMissing without such an object, kDamaged if it ends before, or
+  // if the disk has lost them.
   virtual Status Get(const std::string& name, std::uint64_t offset, std::size_t size, std::string& bytes) = 0;
   // None without such an object.
   virtual Status Size(const std::string& name, std::optional<std::uint64_t>& size) = 0;
