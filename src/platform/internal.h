@@ -145,8 +145,8 @@ void SystemSleep(std::uint32_t milliseconds);
 // ---- Streams of tools ------------------------------------------------------------------------------
 
 // At most so many bytes from the read end of a tool's pipe; waits for the first. 0 at the end, after a
-// failure, and when the tool's time after an interrupt is up: it has been killed then.
-std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int tool);
+// failure, which is told, and when the tool's time after an interrupt is up: it has been killed then.
+std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int tool, bool& failed);
 void ClosePipe(std::intptr_t handle);
 
 }  // namespace platform::internal

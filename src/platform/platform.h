@@ -233,6 +233,8 @@ class ToolStream {
   ~ToolStream();
   // As TextFile::ReadLine, except that a data mover's carriage returns are kept.
   [[nodiscard]] bool ReadLine(std::string& line, std::size_t limit);
+  // Whether the system has ended it, not the tool: lines may be missing.
+  [[nodiscard]] bool ReadFailed() const { return readFailed_; }
   // Whether the next line is here already: reading it does not wait.
   [[nodiscard]] bool HasLine() const { return buffer_.find('\n', position_) != std::string::npos; }
 
@@ -249,6 +251,7 @@ class ToolStream {
   std::intptr_t handle_;
   bool isMover_;
   int tool_ = -1;
+  bool readFailed_ = false;
   std::string buffer_;
   std::size_t position_ = 0;
 };

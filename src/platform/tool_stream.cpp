@@ -22,7 +22,7 @@ int ToolStream::NextByte() {
       return -1;
     }
     buffer_.resize(kReadSize);
-    buffer_.resize(internal::ReadPipe(handle_, buffer_.data(), buffer_.size(), tool_));
+    buffer_.resize(internal::ReadPipe(handle_, buffer_.data(), buffer_.size(), tool_, readFailed_));
     position_ = 0;
     if (buffer_.empty()) {
       internal::ClosePipe(handle_);

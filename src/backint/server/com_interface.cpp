@@ -314,5 +314,6 @@ ReplyEnd ReadReply(const ComCall& call, const ReplyReader& reader) {
     reader.onStarted();
   }
   const WholeStream whole(*stream);
-  return ReadReplyLines(*stream, call.source, reader);
+  const ReplyEnd end = ReadReplyLines(*stream, call.source, reader);
+  return end == ReplyEnd::kComplete && stream->ReadFailed() ? ReplyEnd::kBrokenOff : end;
 }

@@ -41,6 +41,7 @@ enum class ReplyEnd {
   kErrorReply,    // "reply=ERROR"
   kUnrecognized,  // the first line is no status line
   kStopped,       // `takeLine` gave false
+  kBrokenOff,     // the stream cannot be read any further
   kComplete,      // the stream has ended
 };
 

@@ -57,11 +57,15 @@ class Query {
       case ReplyEnd::kNotStarted:
         result_ = RunResult::kFailure;
         break;
+      case ReplyEnd::kBrokenOff:
+        brokenOff_ = true;
+        result_ = RunResult::kFailure;
+        break;
       case ReplyEnd::kStopped:
       case ReplyEnd::kComplete:
         break;
     }
-    if (!answered_ && RunIsInterrupted()) {
+    if (!answered_ && (brokenOff_ || RunIsInterrupted())) {
       Report(InquireStatus::kError);  // a question that was broken off says nothing about backups
       return RunResult::kFailure;
     }
@@ -147,6 +151,7 @@ class Query {
   const Mode mode_;
   bool fileFound_ = false;
   bool answered_ = false;  // something was reported or found
+  bool brokenOff_ = false;
   RunResult result_ = RunResult::kSuccess;
 };
 

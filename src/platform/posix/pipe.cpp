@@ -7,7 +7,7 @@
 
 namespace platform::internal {
 
-std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int tool) {
+std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int tool, bool& failed) {
   const int descriptor = static_cast<int>(handle);
   ssize_t got = 0;
   do {
@@ -18,6 +18,7 @@ std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int t
     }
     got = read(descriptor, buffer, size);
   } while (got < 0 && errno == EINTR);
+  failed = got < 0;
   return got > 0 ? static_cast<std::size_t>(got) : 0;
 }
 

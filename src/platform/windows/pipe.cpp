@@ -5,7 +5,7 @@
 
 namespace platform::internal {
 
-std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int tool) {
+std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int tool, bool& failed) {
   const PipeWait wait(tool);
   DWORD got = 0;
   // A write of no bytes ends a read of a pipe too, without ending the pipe.
@@ -15,6 +15,8 @@ std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int t
       return got;
     }
   }
+  const DWORD error = GetLastError();
+  failed = MillisecondsLeft(tool) != 0 && error != ERROR_BROKEN_PIPE && error != ERROR_HANDLE_EOF;
   if (MillisecondsLeft(tool) == 0) {
     KillTool(tool);
   }
