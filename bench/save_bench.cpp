@@ -1,7 +1,7 @@
 // What a backup with the embedded server costs, beside `tar | zstd -3 -T2` and then `sync`, on the same files
 // in the same minutes: one file of 2 GiB of programs and libraries, and 10,000 files of 8 KiB. Medians of
 // three rounds, of the times on the clock and of the processors' times, since other work on the machine
-// changes the first.
+// changes the first. `large` or `small` as an argument: that alone.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -36,16 +36,21 @@ const std::vector<Row> kRows = {{"large, nothing known", "large", 1.0},
 
 class Bench {
  public:
-  explicit Bench(const fs::path& programs)
-      : programs_(programs), home_(programs.parent_path() / "save_bench") {}
+  // `only`: what is measured; empty: everything.
+  Bench(const fs::path& programs, std::string only)
+      : programs_(programs), home_(programs.parent_path() / "save_bench"), only_(std::move(only)) {}
 
   bool Run() {
     MakeFiles();
     for (int round = 0; round < kRounds; ++round) {
-      Compare("large");
-      Compare("small");
+      for (const std::string name : {"large", "small"}) {
+        if (Takes(name)) {
+          Compare(name);
+        }
+      }
       for (const std::string server : {"plain", "encrypted"}) {
-        if (!MakeServer(server) || !SaveLarge(server) || !SaveSmall(server)) {
+        if (!MakeServer(server) || (Takes("large") && !SaveLarge(server)) ||
+            (Takes("small") && !SaveSmall(server))) {
           std::printf("a backup failed: see %s\n", Path("console").c_str());
           return false;
         }
@@ -57,6 +62,7 @@ class Bench {
   }
 
  private:
+  [[nodiscard]] bool Takes(const std::string& name) const { return only_.empty() || only_ == name; }
   [[nodiscard]] std::string Path(const std::string& name) const { return (home_ / name).string(); }
 
   void Write(const std::string& name, const std::string& text) const {
@@ -191,11 +197,17 @@ class Bench {
     for (const std::string server : {"plain", "encrypted"}) {
       std::printf("%s:\n%-34s %8s %8s %6s %5s\n", server.c_str(), "", "s", "tar|zstd", "ratio", "aim");
       for (const Row& row : kRows) {
+        if (!Takes(row.beside)) {
+          continue;
+        }
         const double ours = Median(times_[server][row.title]);
         const double other = Median(times_["tar"][row.beside]);
         std::printf("%-34s %8.2f %8.2f %6.2f %5.2f\n", row.title.c_str(), ours, other, ours / other, row.aim);
       }
       for (const std::string name : {"large", "small"}) {
+        if (!Takes(name)) {
+          continue;
+        }
         std::printf("%-34s %8.1f %8.1f %6.3f %5.2f\n", ("MB stored of " + name).c_str(),
                     static_cast<double>(stored_[server][name]) / 1e6,
                     static_cast<double>(compared_[name]) / 1e6,
@@ -209,6 +221,7 @@ class Bench {
 
   fs::path programs_;
   fs::path home_;
+  std::string only_;
   std::mt19937_64 random_{1};
   std::map<std::string, std::map<std::string, std::vector<double>>> times_;
   std::map<std::string, std::uint64_t> compared_;
@@ -218,6 +231,7 @@ class Bench {
 
 }  // namespace
 
-int main(int /*argc*/, char** argv) {
-  return Bench(fs::absolute(argv[0]).parent_path()).Run() ? EXIT_SUCCESS : EXIT_FAILURE;
+int main(int argc, char** argv) {
+  return Bench(fs::absolute(argv[0]).parent_path(), argc > 1 ? argv[1] : "").Run() ? EXIT_SUCCESS
+                                                                                   : EXIT_FAILURE;
 }
