@@ -11,6 +11,9 @@
 #include "korvo/text.h"
 #include "platform/data_file.h"
 #include "platform/platform.h"
+#include "restore/saved_count.h"
+#include "store/progress_row.h"
+#include "store/progress_teller.h"
 
 namespace korvo {
 namespace {
@@ -114,6 +117,11 @@ int ToDirectory(const Options& options, store::Store& store, const store::Savese
   if (!platform::MakeDirectories(options.to, platform::DirectoryAccess::kUsual, why)) {
     return Fail(store::Status::Failed(options.to + " cannot be made: " + why));
   }
+  store::ProgressRow row(store, "restore", &saveset);
+  const store::ProgressTeller teller(
+      store.Work(), {.line = !options.quiet,
+                     .count = [&](const auto& ended) { CountSaved(store, {saveset}, options.names, ended); },
+                     .tell = [&row] { row.Tell(); }});
   Counter counter(options.json);
   RestoreRun run(reader, options.to, {options.over, store.Config().inPlace, "--over"}, counter);
   for (const std::string& name : options.names) {
@@ -159,7 +167,7 @@ void AddRestore(CLI::App& program, int& exitStatus) {
       ->type_name("DIR");
   command->add_flag("--over", options->over, "Replaces files that are there");
   AddJson(*command, options->json);
-  command->add_flag("--quiet", options->quiet, "Shows no progress");
+  AddQuiet(*command, options->quiet);
   command->footer(
       "Without a NAME everything in the saveset comes back. Below DIR each item has its whole path, so that "
       "no\n"

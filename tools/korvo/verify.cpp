@@ -8,7 +8,10 @@
 #include "korvo/output.h"
 #include "korvo/text.h"
 #include "platform/platform.h"
+#include "restore/saved_count.h"
 #include "store/check/repository_check.h"
+#include "store/progress_row.h"
+#include "store/progress_teller.h"
 
 namespace korvo {
 namespace {
@@ -113,6 +116,19 @@ store::Status FindSavesets(const Options& options, store::Store& store,
   return {};
 }
 
+// A restore to nowhere counts files; else the check itself says how many packs there are to read.
+store::ProgressTeller::Tasks TellerTasks(const Options& options, store::Store& store,
+                                         const std::vector<store::Saveset>& savesets,
+                                         store::ProgressRow& row) {
+  store::ProgressTeller::Tasks tasks;
+  tasks.line = !options.quiet;
+  tasks.tell = [&row] { row.Tell(); };
+  if (options.restore) {
+    tasks.count = [&](const std::function<bool()>& ended) { CountSaved(store, savesets, {}, ended); };
+  }
+  return tasks;
+}
+
 store::Status Check(const Options& options, store::Store& store, Findings& findings, Result& result) {
   store::RepositoryCheck check(store, findings.Listener());
   store::CheckScope scope;
@@ -126,6 +142,8 @@ store::Status Check(const Options& options, store::Store& store, Findings& findi
   if (!done) {
     return done;
   }
+  store::ProgressRow row(store, "verify", scope.savesets.size() == 1 ? &scope.savesets.front() : nullptr);
+  const store::ProgressTeller teller(store.Work(), TellerTasks(options, store, scope.savesets, row));
   return options.restore ? check.Restore(scope.savesets, result) : check.Run(scope, result);
 }
 
@@ -193,7 +211,7 @@ void AddVerify(CLI::App& program, int& exitStatus) {
       ->excludes(sample)
       ->excludes(older);
   AddJson(*command, options->json);
-  command->add_flag("--quiet", options->quiet, "Shows no progress");
+  AddQuiet(*command, options->quiet);
   command->footer(
       "Packs, catalog and saveset objects are compared with their checksums and with each other. Each damage "
       "is\n"

@@ -1,19 +1,15 @@
 #include "xfr/count.h"
 
 #include <cstdint>
-#include <memory>
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "backint/base/path.h"
 #include "platform/platform.h"
 #include "platform/tree.h"
+#include "restore/saved_count.h"
 #include "xfr/own_files.h"
 #include "xfr/plan.h"
-
-using store::Item;
-using store::ItemKind;
-using store::Status;
 
 namespace {
 
@@ -65,25 +61,6 @@ class SourceCount {
   Sum sum_;
 };
 
-Status AddSaved(store::Catalog& rows, const store::Saveset& saveset, const std::string& name,
-                const Ended& ended, Sum& sum) {
-  std::optional<Item> item;
-  if (Status found = rows.FindItem(saveset, name, item); !found) {
-    return found;
-  }
-  if (item && item->kind == ItemKind::kFile) {
-    sum.Add(item->facts.size);
-    return {};
-  }
-  std::string directory;
-  return rows.FindItemsIn(saveset, item ? item->name : name, directory, [&](const Item& each) {
-    if (each.kind == ItemKind::kFile && !each.marker) {
-      sum.Add(each.facts.size);
-    }
-    return ended() ? Status::Interrupted() : Status();
-  });
-}
-
 }  // namespace
 
 void CountToSave(const Request& request, store::Store& store, const Ended& ended) {
@@ -100,19 +77,14 @@ void CountToSave(const Request& request, store::Store& store, const Ended& ended
   }
 }
 
-void CountToRestore(const Request& request, store::Store& store, const Ended& ended) {
-  std::unique_ptr<store::Catalog> rows;
-  std::optional<store::Saveset> saveset;
-  if (!store.Connect(rows) ||
-      !rows->FindSaveset(request.saveset.substr(0, request.saveset.find('@')), saveset) || !saveset) {
-    return;
-  }
+void CountToRestore(const Request& request, store::Store& store, const store::Saveset& saveset,
+                    const Ended& ended) {
   const Plan plan(request.items);
-  Sum sum;
+  std::vector<std::string> names;
   for (std::size_t index = 0; index < request.items.Size(); ++index) {
-    if (plan.IsFirst(index) && !AddSaved(*rows, *saveset, std::string(request.items[index]), ended, sum)) {
-      return;
+    if (plan.IsFirst(index)) {
+      names.emplace_back(request.items[index]);
     }
   }
-  store.Work().Expect(sum.items, sum.bytes);
+  CountSaved(store, {saveset}, names, ended);
 }

@@ -10,5 +10,6 @@
 using Ended = std::function<bool()>;
 // By the sizes of the files, those in directories too.
 void CountToSave(const Request& request, store::Store& store, const Ended& ended);
-// By what the catalog says of them, over a connection of its own.
-void CountToRestore(const Request& request, store::Store& store, const Ended& ended);
+// By what the catalog says of them.
+void CountToRestore(const Request& request, store::Store& store, const store::Saveset& saveset,
+                    const Ended& ended);

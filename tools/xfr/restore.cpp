@@ -192,8 +192,9 @@ End Restore(const Request& request, store::Store& store) {
   }
   store::ProgressRow row(store, "restore", &reader.Source());
   const store::ProgressTeller teller(
-      store.Work(), {.count = [&](const Ended& ended) { CountToRestore(request, store, ended); },
-                     .tell = [&row] { row.Tell(); }});
+      store.Work(),
+      {.count = [&](const Ended& ended) { CountToRestore(request, store, reader.Source(), ended); },
+       .tell = [&row] { row.Tell(); }});
   Restorer restorer(request, reader, store.Config());
   const std::vector<bool> rivals = FindRivals(items, request.destination);
   const Plan plan(items);

@@ -340,6 +340,7 @@ void PackBatch::CheckBlock(const Checking& checking, std::uint64_t number) {
   if (!checked) {
     NoteBad(checking.facts.uid, number, checked);
   }
+  store_.Work().AddBytes(entry.stored);
   if (listener_.read) {
     const std::lock_guard lock(mutex_);
     listener_.read(entry.stored);
