@@ -14,6 +14,7 @@ void AddInit(CLI::App& program, int& exitStatus);
 void AddList(CLI::App& program, int& exitStatus);
 void AddExpire(CLI::App& program, int& exitStatus);
 void AddRebuild(CLI::App& program, int& exitStatus);
+void AddRunning(CLI::App& program, int& exitStatus);
 void AddVerify(CLI::App& program, int& exitStatus);
 void AddRestore(CLI::App& program, int& exitStatus);
 void AddCopy(CLI::App& program, int& exitStatus);

@@ -42,6 +42,7 @@ int Run(int argc, char** argv) {
   korvo::AddList(program, exitStatus);
   korvo::AddExpire(program, exitStatus);
   korvo::AddRebuild(program, exitStatus);
+  korvo::AddRunning(program, exitStatus);
   korvo::AddVerify(program, exitStatus);
   korvo::AddRestore(program, exitStatus);
   korvo::AddCopy(program, exitStatus);
