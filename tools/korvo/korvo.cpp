@@ -41,7 +41,9 @@ int Run(int argc, char** argv) {
   korvo::AddInit(program, exitStatus);
   korvo::AddList(program, exitStatus);
   korvo::AddExpire(program, exitStatus);
+  korvo::AddMetrics(program, exitStatus);
   korvo::AddRebuild(program, exitStatus);
+  korvo::AddReport(program, exitStatus);
   korvo::AddRunning(program, exitStatus);
   korvo::AddVerify(program, exitStatus);
   korvo::AddRestore(program, exitStatus);

@@ -6,8 +6,9 @@ namespace store {
 Status Catalog::SumPacks(std::vector<PackSum>& sums) {
   sums.clear();
   return inside_->engine->Run(
-      "SELECT saveset, count(*), coalesce(sum(size), 0), sum(CASE WHEN state = 2 THEN 1 ELSE 0 END), "
-      "sum(CASE WHEN checked IS NULL THEN 1 ELSE 0 END), min(checked) "
+      "SELECT saveset, count(*), CAST(coalesce(sum(size), 0) AS bigint), "
+      "sum(CASE WHEN state = 2 THEN 1 ELSE 0 END), sum(CASE WHEN checked IS NULL THEN 1 ELSE 0 END), "
+      "min(checked) "
       "FROM pack WHERE state IN (1, 2) GROUP BY saveset ORDER BY saveset",
       {}, [&sums](const SqlRow& row) {
         const auto number = [&row](int column) { return static_cast<std::uint64_t>(row.Number(column)); };

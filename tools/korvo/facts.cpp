@@ -1,0 +1,106 @@
+#include "korvo/facts.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "korvo/text.h"
+
+namespace korvo {
+namespace {
+
+using store::Catalog;
+using store::Mover;
+using store::Saveset;
+using store::Status;
+
+void TakePacks(const std::vector<Catalog::PackSum>& sums, Facts& facts) {
+  std::unordered_map<std::int64_t, Backup*> backups;
+  for (Backup& backup : facts.backups) {
+    backups.emplace(backup.saveset.id, &backup);
+  }
+  for (const Catalog::PackSum& sum : sums) {
+    facts.packs += sum.packs;
+    facts.packBytes += sum.bytes;
+    facts.damagedPacks += sum.damaged;
+    facts.uncheckedPacks += sum.unchecked;
+    if (sum.oldestCheck) {
+      facts.oldestCheck = std::min(facts.oldestCheck.value_or(*sum.oldestCheck), *sum.oldestCheck);
+    }
+    const auto backup = backups.find(sum.saveset);
+    if (backup == backups.end()) {
+      facts.otherBytes += sum.bytes;
+    } else {
+      backup->second->added = sum.bytes;
+      backup->second->damagedPacks = sum.damaged;
+    }
+  }
+}
+
+}  // namespace
+
+bool IsGood(const Saveset& saveset) {
+  return saveset.mover == Mover::kEndedClean && !saveset.failed && !saveset.marked;
+}
+
+std::optional<std::int64_t> DurationOf(const Saveset& saveset) {
+  if (!saveset.ended) {
+    return std::nullopt;
+  }
+  return std::max<std::int64_t>(*saveset.ended - saveset.created, 0);
+}
+
+std::optional<std::int64_t> Facts::AgeOf(const DatabaseFacts& database) const {
+  if (database.newestGood == nullptr) {
+    return std::nullopt;
+  }
+  return std::max<std::int64_t>(now - database.newestGood->saveset.created, 0);
+}
+
+bool Facts::AllYoungerThan(std::int64_t age) const {
+  return std::all_of(databases.begin(), databases.end(), [&](const DatabaseFacts& database) {
+    const std::optional<std::int64_t> its = AgeOf(database);
+    return its && *its <= age;
+  });
+}
+
+void SortByDatabase(Facts& facts) {
+  std::map<std::string, DatabaseFacts> databases;
+  for (const Backup& backup : facts.backups) {
+    DatabaseFacts& database = databases[backup.saveset.database];
+    database.name = backup.saveset.database;
+    database.backups.push_back(&backup);
+    ++database.states[StateName(backup.saveset)];
+    database.bytes += static_cast<std::uint64_t>(backup.saveset.bytes);
+    database.added += backup.added;
+    const bool ended =
+        backup.saveset.mover == Mover::kEndedClean || backup.saveset.mover == Mover::kEndedFailed;
+    database.last = database.last == nullptr && ended ? &backup : database.last;
+    if (database.newestGood == nullptr && IsGood(backup.saveset)) {
+      database.newestGood = &backup;
+    }
+  }
+  for (auto& [name, database] : databases) {
+    facts.databases.push_back(std::move(database));
+  }
+}
+
+Status GatherFacts(store::Store& store, Facts& facts) {
+  if (Status told = store.Rows().Now(facts.now); !told) {
+    return told;
+  }
+  std::vector<Catalog::PackSum> sums;
+  if (Status summed = store.Rows().SumPacks(sums); !summed) {
+    return summed;
+  }
+  Status listed = store.Rows().ListAllSavesets([&facts](const Saveset& saveset) {
+    facts.backups.push_back({saveset});
+    return Status();
+  });
+  if (listed) {
+    TakePacks(sums, facts);
+    SortByDatabase(facts);
+  }
+  return listed;
+}
+
+}  // namespace korvo
