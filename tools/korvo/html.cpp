@@ -56,7 +56,7 @@ long DayOf(std::int64_t seconds) {
 
 std::string DayText(long day, DayForm form) {
   const std::chrono::year_month_day date = DateOf(day);
-  const std::string month = kMonths[static_cast<unsigned>(date.month()) - 1];
+  std::string month = kMonths[static_cast<unsigned>(date.month()) - 1];
   if (form == DayForm::kMonth) {
     return month;
   }

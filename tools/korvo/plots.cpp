@@ -98,8 +98,9 @@ class Plot {
 
  private:
   void DrawSizes() {
-    const double half = scale_.step / 2;
-    for (double size = 0; size <= scale_.top + half; size += scale_.step) {
+    const int steps = static_cast<int>(std::lround(scale_.top / scale_.step));
+    for (int number = 0; number <= steps; ++number) {
+      const double size = number * scale_.step;
       const double y = Y(size);
       text_ += "<line class=\"grid\" x1=\"" + Number(kLeft) + "\" x2=\"" + Number(kWidth - kRight) +
                "\" y1=\"" + Number(y) + "\" y2=\"" + Number(y) +

@@ -9,7 +9,6 @@
 #include "platform/tree.h"
 #include "restore/saved_count.h"
 #include "xfr/own_files.h"
-#include "xfr/plan.h"
 
 namespace {
 
@@ -40,11 +39,16 @@ class SourceCount {
     }
   }
 
-  // What the item leads to, through links.
+  // What the item leads to, through links. For most that is one call of the system.
   void AddItem(const std::string& item) {
+    const platform::PathInfo info = platform::LookUp(item);
     std::string target;
     std::string why;
-    AddEntry(platform::FollowLinks(item, target, why) ? target : item);
+    if (info.kind == platform::PathKind::kFile) {
+      sum_.Add(info.size);
+    } else if (info.kind == platform::PathKind::kDirectory) {
+      AddEntry(platform::FollowLinks(item, target, why) ? target : item);
+    }
   }
 
   [[nodiscard]] const Sum& Total() const { return sum_; }
@@ -63,9 +67,8 @@ class SourceCount {
 
 }  // namespace
 
-void CountToSave(const Request& request, store::Store& store, const Ended& ended) {
+void CountToSave(const Request& request, const Plan& plan, store::Store& store, const Ended& ended) {
   const OwnFiles own(store.OwnPaths());
-  const Plan plan(request.items);
   SourceCount count(own, ended);
   for (std::size_t index = 0; index < request.items.Size() && !ended(); ++index) {
     if (plan.IsFirst(index)) {
@@ -77,9 +80,8 @@ void CountToSave(const Request& request, store::Store& store, const Ended& ended
   }
 }
 
-void CountToRestore(const Request& request, store::Store& store, const store::Saveset& saveset,
-                    const Ended& ended) {
-  const Plan plan(request.items);
+void CountToRestore(const Request& request, const Plan& plan, store::Store& store,
+                    const store::Saveset& saveset, const Ended& ended) {
   std::vector<std::string> names;
   for (std::size_t index = 0; index < request.items.Size(); ++index) {
     if (plan.IsFirst(index)) {

@@ -190,14 +190,14 @@ End Restore(const Request& request, store::Store& store) {
   if (items.Size() == 0) {
     return End::kEmpty;
   }
+  const Plan plan(items);
   store::ProgressRow row(store, "restore", &reader.Source());
   const store::ProgressTeller teller(
       store.Work(),
-      {.count = [&](const Ended& ended) { CountToRestore(request, store, reader.Source(), ended); },
+      {.count = [&](const Ended& ended) { CountToRestore(request, plan, store, reader.Source(), ended); },
        .tell = [&row] { row.Tell(); }});
   Restorer restorer(request, reader, store.Config());
   const std::vector<bool> rivals = FindRivals(items, request.destination);
-  const Plan plan(items);
   for (std::size_t index = 0; index < items.Size(); ++index) {
     const std::string item(items[index]);
     if (rivals[index]) {

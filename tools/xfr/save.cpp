@@ -59,8 +59,9 @@ class Backup {
       ReportTrouble(begun.Message());
       return End::kFailed;
     }
-    const store::ProgressTeller teller(
-        store_.Work(), {.count = [this](const Ended& ended) { CountToSave(request_, store_, ended); }});
+    const store::ProgressTeller teller(store_.Work(), {.count = [this](const Ended& ended) {
+                                         CountToSave(request_, plan_, store_, ended);
+                                       }});
     const Status saved = SaveAll();
     if (Status ended = writer_.End(!outcome_.failed, !request_.wholeDirectory); !ended) {
       // A failure of the store that ended the saving was told then.
