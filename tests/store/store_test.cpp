@@ -350,7 +350,7 @@ TEST_F(StoreTest, ADeletionTakesWhatNobodyNeeds) {
   std::string session;
   std::string name;
   ASSERT_TRUE(store->OpenSession(Mode::kRestore, "client", {}, session));
-  EXPECT_NE(store->OpenJob({Mode::kRestore, session, first, "job", ""}, name).Message().find("--keep"),
+  EXPECT_NE(store->OpenJob({Mode::kRestore, session, first, "job", ""}, name).Message().find("korvo keep"),
             std::string::npos);
   ASSERT_TRUE(store->DeleteMarked(3600));
   ASSERT_TRUE(store->Mark(first, false));

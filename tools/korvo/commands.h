@@ -12,8 +12,13 @@ inline constexpr int kCouldNotRun = 2;
 
 void AddInit(CLI::App& program, int& exitStatus);
 void AddList(CLI::App& program, int& exitStatus);
+void AddShow(CLI::App& program, int& exitStatus);
+void AddFind(CLI::App& program, int& exitStatus);
+void AddProtect(CLI::App& program, int& exitStatus);
+void AddKeep(CLI::App& program, int& exitStatus);
 void AddExpire(CLI::App& program, int& exitStatus);
 void AddMetrics(CLI::App& program, int& exitStatus);
+void AddStats(CLI::App& program, int& exitStatus);
 void AddRebuild(CLI::App& program, int& exitStatus);
 void AddReport(CLI::App& program, int& exitStatus);
 void AddRunning(CLI::App& program, int& exitStatus);

@@ -1,8 +1,13 @@
+#include <algorithm>
 #include <memory>
 #include <string>
 
 #include "korvo/commands.h"
+#include "korvo/expire_plan.h"
+#include "korvo/json.h"
+#include "korvo/options.h"
 #include "korvo/output.h"
+#include "korvo/table.h"
 #include "korvo/text.h"
 
 namespace korvo {
@@ -10,99 +15,146 @@ namespace {
 
 struct Options {
   std::string server;
-  std::string saveset;
+  ExpireQuestion question;
   bool doDelete = false;
   bool now = false;
-  bool keep = false;
+  bool json = false;
 };
 
-std::string Describe(const store::Saveset& saveset) {
-  return "saveset " + saveset.name + " (database " + saveset.database + ", " + TimeText(saveset.created) +
-         ", " + StateText(saveset) + ")";
+std::string SavesetCount(std::uint64_t number) { return Count(number, "saveset"); }
+
+// ---- Telling -------------------------------------------------------------------------------------
+
+std::string WhatHappened(const Options& options, const ExpirePlan& plan, const store::Store& store) {
+  const std::string what = SavesetCount(plan.Going().size()) + " of " + std::to_string(plan.entries.size());
+  const std::string room = SizeText(plan.room);
+  if (!options.doDelete) {
+    return what + " would go, and " + room + " come back. Nothing was changed: --delete does it.";
+  }
+  if (options.now) {
+    return what + " went, and " + room + " came back.";
+  }
+  return "Marked: " + what + ". It is deleted, and " + room +
+         " come back, by the end of the first backup, or by the first korvo expire --delete, that comes " +
+         DurationText(store.Config().grace) + " later. Until then korvo keep takes that back.";
 }
 
-store::Status Delete(const Options& options, store::Store& store, const store::Saveset& saveset) {
-  store::Status done = options.now ? store.DeleteAtOnce(saveset.name) : store.Mark(saveset.name, true);
-  if (done) {
-    Print(Describe(saveset) +
-          (options.now
-               ? " is deleted."
-               : " is marked. It is deleted by the end of the first backup, or by the first"
-                 " korvo expire, that comes " +
-                     DurationText(store.Config().grace) + " later. Until then --keep takes that back."));
+void TellPeople(const Options& options, const ExpirePlan& plan, const store::Store& store) {
+  Table table({{"SAVESET"}, {"TIME"}, {"STATE"}, {"STAYS BY"}});
+  for (const ExpireEntry& entry : plan.entries) {
+    table.Add({entry.saveset.name, TimeText(entry.saveset.created), StateText(entry.saveset),
+               entry.goes ? "- goes" : KeptText(entry.kept)});
   }
-  return done;
+  table.Print();
+  Print(plan.Going().empty() ? "Nothing goes." : WhatHappened(options, plan, store));
 }
 
-store::Status Keep(store::Store& store, const store::Saveset& saveset) {
-  store::Status done = store.Mark(saveset.name, false);
-  if (done) {
-    Print("saveset " + saveset.name + " stays.");
+void TellPrograms(const Options& options, const ExpirePlan& plan) {
+  Json savesets = Json::array();
+  for (const ExpireEntry& entry : plan.entries) {
+    Json json = JsonSaveset(entry.saveset);
+    json["goes"] = entry.goes;
+    json["kept_by"] = Json::array();
+    for (const store::Kept kept : entry.kept) {
+      json["kept_by"].push_back(KeptName(kept));
+    }
+    savesets.push_back(std::move(json));
   }
-  return done;
+  PrintJson({{"server", JsonText(options.server)},
+             {"done", !options.doDelete ? "nothing"
+                      : options.now     ? "deleted"
+                                        : "marked"},
+             {"going", plan.Going().size()},
+             {"bytes_back", plan.room},
+             {"savesets", std::move(savesets)}});
 }
 
-store::Status Change(const Options& options, store::Store& store) {
-  store::Saveset saveset;
-  if (store::Status found = store.FindSaveset(options.saveset, saveset); !found) {
-    return found;
+// ---- Doing ---------------------------------------------------------------------------------------
+
+// The savesets of one session go in one step; what somebody began to use meanwhile stays, and its session.
+store::Status Delete(const Options& options, store::Store& store, const ExpirePlan& plan) {
+  for (const std::vector<store::Saveset>& session : plan.GoingBySession()) {
+    if (store::Status marked = store.MarkTogether(session, options.now); !marked) {
+      return marked;
+    }
   }
-  if (options.keep) {
-    return Keep(store, saveset);
-  }
-  store::Status done = Delete(options, store, saveset);
-  return done ? store.DeleteMarked(store.Config().grace) : done;
+  return store.DeleteMarked(store.Config().grace);
+}
+
+store::Status Work(const Options& options, store::Store& store, ExpirePlan& plan) {
+  store::Status done = MakeExpirePlan(options.question, store, plan);
+  return done && options.doDelete ? Delete(options, store, plan) : done;
 }
 
 // On a full disk the catalog cannot be written before the room is given up that is kept for that.
-store::Status ChangeOnAnyDisk(const Options& options, std::unique_ptr<store::Store>& store) {
-  store::Status done = store->Rows().CanWrite() ? Change(options, *store)
+store::Status WorkOnAnyDisk(const Options& options, std::unique_ptr<store::Store>& store, ExpirePlan& plan) {
+  if (!options.doDelete) {
+    return Work(options, *store, plan);
+  }
+  store::Status done = store->Rows().CanWrite() ? Work(options, *store, plan)
                                                 : store::Status::NoRoom("the catalog cannot be written");
   if (done.What() != store::Status::Kind::kNoRoom || !store::Store::GiveSpareRoom(store->Config())) {
-    return store->Rows().CanWrite() ? done : Change(options, *store);
+    return store->Rows().CanWrite() ? done : Work(options, *store, plan);
   }
   store.reset();
   done = OpenServer(options.server, store::Store::Access::kWrite, store);
-  return done ? Change(options, *store) : done;
-}
-
-store::Status Tell(const Options& options, store::Store& store) {
-  store::Saveset saveset;
-  store::Status found = store.FindSaveset(options.saveset, saveset);
-  if (found) {
-    Print(Describe(saveset) + " would be deleted. Nothing was changed: --delete does it.");
-  }
-  return found;
+  return done ? Work(options, *store, plan) : done;
 }
 
 int Expire(const Options& options) {
-  const bool changes = options.doDelete || options.keep;
   std::unique_ptr<store::Store> store;
-  const auto access = changes ? store::Store::Access::kWrite : store::Store::Access::kRead;
-  store::Status done = OpenServer(options.server, access, store);
+  const auto access = options.doDelete ? store::Store::Access::kWrite : store::Store::Access::kRead;
+  ExpirePlan plan;
+  store::Status done = CheckQuestion(options.question);
   if (done) {
-    done = changes ? ChangeOnAnyDisk(options, store) : Tell(options, *store);
+    done = OpenServer(options.server, access, store);
   }
-  return done ? kGood : Fail(done);
+  if (done) {
+    done = WorkOnAnyDisk(options, store, plan);
+  }
+  if (!done) {
+    return Fail(done);
+  }
+  if (options.json) {
+    TellPrograms(options, plan);
+  } else {
+    TellPeople(options, plan, *store);
+  }
+  return kGood;
+}
+
+void AddRules(CLI::App& command, ExpireQuestion& question) {
+  command.add_option("--database", question.database, "Whose savesets the rules are for")->type_name("SID");
+  AddCount(command, "--keep-last", question.rules.last, "Keeps the newest N backups");
+  AddDuration(command, "--keep-within", question.rules.within, "Keeps what is not older");
+  AddCount(command, "--keep-daily", question.rules.daily, "Keeps the newest backup of each of N days");
+  AddCount(command, "--keep-weekly", question.rules.weekly, "... of each of N weeks");
+  AddCount(command, "--keep-monthly", question.rules.monthly, "... of each of N months");
+  command.add_flag("--even-newest", question.evenNewest,
+                   "Also takes the newest good copy of a file, if no rule keeps it");
+  command.add_option("--saveset", question.saveset, "Instead of rules: this saveset goes")->type_name("ID");
 }
 
 }  // namespace
 
 void AddExpire(CLI::App& program, int& exitStatus) {
   CLI::App* command =
-      program.add_subcommand("expire", "Deletes a saveset, after a time in which it can be kept.");
+      program.add_subcommand("expire", "Deletes savesets by rules, after a time in which they can be kept.");
   const auto options = std::make_shared<Options>();
-  command->add_option("SERVER", options->server, "The server, a section of korvo.ini")->required();
-  command->add_option("--saveset", options->saveset, "The saveset's name, as korvo list shows it")
-      ->required();
+  AddServer(*command, options->server);
+  AddRules(*command, options->question);
   CLI::Option* doDelete = command->add_flag("--delete", options->doDelete,
-                                            "Marks it to be deleted. Without this nothing is changed");
+                                            "Marks what goes to be deleted. Without this nothing is changed");
   command->add_flag("--now", options->now, "Deletes it at once, without a way back")->needs(doDelete);
-  command->add_flag("--keep", options->keep, "Takes the mark back")->excludes(doDelete);
+  AddJson(*command, options->json);
   command->footer(
-      "A saveset with an open job is refused. Room comes back as far as no other saveset refers to the same "
-      "data.\n"
-      "Example: korvo expire prod --saveset ABC___1700000000 --delete");
+      "What one of the rules keeps stays. A backup is all savesets of one session, which stay or go "
+      "together;\n"
+      "the rules that count do so with good backups alone. Always kept: savesets that are in use or "
+      "protected,\n"
+      "and those with the newest good copy of a file. Room comes back as far as no other saveset needs the\n"
+      "same data.\n"
+      "Example: korvo expire prod --database ABC --keep-within 30d --keep-monthly 12 --delete");
   command->callback([options, &exitStatus] { exitStatus = Expire(*options); });
 }
 

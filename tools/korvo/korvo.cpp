@@ -40,6 +40,11 @@ int Run(int argc, char** argv) {
   Describe(program);
   korvo::AddInit(program, exitStatus);
   korvo::AddList(program, exitStatus);
+  korvo::AddShow(program, exitStatus);
+  korvo::AddFind(program, exitStatus);
+  korvo::AddStats(program, exitStatus);
+  korvo::AddProtect(program, exitStatus);
+  korvo::AddKeep(program, exitStatus);
   korvo::AddExpire(program, exitStatus);
   korvo::AddMetrics(program, exitStatus);
   korvo::AddRebuild(program, exitStatus);

@@ -1,43 +1,170 @@
+#include <map>
 #include <memory>
+#include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "korvo/commands.h"
+#include "korvo/json.h"
+#include "korvo/options.h"
 #include "korvo/output.h"
 #include "korvo/table.h"
 #include "korvo/text.h"
+#include "store/names.h"
+#include "store/retention.h"
 
 namespace korvo {
 namespace {
 
-int List(const std::string& server) {
-  std::unique_ptr<store::Store> store;
-  if (store::Status opened = OpenServer(server, store::Store::Access::kRead, store); !opened) {
-    return Fail(opened);
+struct Options {
+  std::string server;
+  std::string database;
+  std::optional<std::uint64_t> last;
+  std::optional<std::int64_t> maxAge;
+  bool json = false;
+};
+
+using Added = std::map<std::int64_t, std::uint64_t>;  // bytes, by saveset
+
+struct Answer {
+  std::vector<store::Saveset> savesets;  // newest first
+  Added added;
+  std::int64_t now = 0;
+};
+
+store::Status Ask(const Options& options, store::Store& store, Answer& answer) {
+  store::Status done = ListSavesets(store, options.database, answer.savesets);
+  std::vector<store::Catalog::PackSum> sums;
+  if (done) {
+    done = store.Rows().SumPacks(sums);
   }
-  Table table({{"SAVESET"}, {"DATABASE"}, {"POOL"}, {"TIME"}, {"STATE"}});
-  store::Status listed = store->Rows().ListAllSavesets([&table](const store::Saveset& saveset) {
-    table.Add({saveset.name, saveset.database, saveset.pool, TimeText(saveset.created), StateText(saveset)});
-    return store::Status();
-  });
-  if (!listed) {
-    return Fail(listed);
+  for (const store::Catalog::PackSum& sum : sums) {
+    answer.added[sum.saveset] = sum.added;
+  }
+  return done ? store.Rows().Now(answer.now) : done;
+}
+
+// ---- Databases without a backup that is young enough ---------------------------------------------
+
+struct Stale {
+  std::string database;
+  std::optional<std::int64_t> newest;  // when its newest good backup began
+};
+
+std::vector<Stale> FindStale(const Options& options, const Answer& answer) {
+  std::map<std::string, std::optional<std::int64_t>> newest;
+  if (!options.database.empty()) {
+    newest[store::DatabaseOfSid(options.database)];  // nothing may ever have come of it
+  }
+  for (const store::Saveset& saveset : answer.savesets) {
+    newest[saveset.database];
+  }
+  for (const store::BackupOfSession& backup : store::BackupsOf(answer.savesets)) {
+    std::optional<std::int64_t>& known = newest[answer.savesets[backup.savesets.front()].database];
+    if (backup.good && (!known || *known < backup.began)) {
+      known = backup.began;
+    }
+  }
+  std::vector<Stale> stale;
+  for (const auto& [database, began] : newest) {
+    if (!began || answer.now - *began > *options.maxAge) {
+      stale.push_back({database, began});
+    }
+  }
+  return stale;
+}
+
+std::string Sentence(const Stale& stale, std::int64_t now) {
+  return "database " + stale.database +
+         (stale.newest ? ": its newest good backup is " + AgeText(now - *stale.newest) + " old (" +
+                             TimeText(*stale.newest) + ")"
+                       : " has no good backup");
+}
+
+// ---- The answer ----------------------------------------------------------------------------------
+
+std::size_t Shown(const Options& options, const Answer& answer) {
+  return std::min<std::uint64_t>(answer.savesets.size(), options.last.value_or(UINT64_MAX));
+}
+
+std::uint64_t AddedBy(const store::Saveset& saveset, const Answer& answer) {
+  const auto added = answer.added.find(saveset.id);
+  return added == answer.added.end() ? 0 : added->second;
+}
+
+void TellPeople(const Options& options, const Answer& answer, const std::vector<Stale>& stale) {
+  Table table({{"SAVESET"},
+               {"DATABASE"},
+               {"TIME"},
+               {"STATE"},
+               {"ITEMS", Align::kRight},
+               {"FILES", Align::kRight},
+               {"ADDED", Align::kRight}});
+  for (std::size_t i = 0; i < Shown(options, answer); ++i) {
+    const store::Saveset& saveset = answer.savesets[i];
+    table.Add({saveset.name, saveset.database, TimeText(saveset.created), StateText(saveset),
+               std::to_string(saveset.items), SizeText(static_cast<std::uint64_t>(saveset.bytes)),
+               SizeText(AddedBy(saveset, answer))});
   }
   table.Print();
-  return kGood;
+  for (const Stale& one : stale) {
+    Print(Sentence(one, answer.now));
+  }
+}
+
+void TellPrograms(const Options& options, const Answer& answer, const std::vector<Stale>& stale) {
+  Json savesets = Json::array();
+  for (std::size_t i = 0; i < Shown(options, answer); ++i) {
+    Json saveset = JsonSaveset(answer.savesets[i]);
+    saveset["bytes_added"] = AddedBy(answer.savesets[i], answer);
+    savesets.push_back(std::move(saveset));
+  }
+  Json document = {{"server", JsonText(options.server)}, {"savesets", std::move(savesets)}};
+  if (options.maxAge) {
+    document["without_young_backup"] = Json::array();
+    for (const Stale& one : stale) {
+      document["without_young_backup"].push_back(
+          {{"database", JsonText(one.database)}, {"newest_good", JsonTime(one.newest)}});
+    }
+  }
+  PrintJson(document);
+}
+
+int List(const Options& options) {
+  std::unique_ptr<store::Store> store;
+  if (store::Status opened = OpenServer(options.server, store::Store::Access::kRead, store); !opened) {
+    return Fail(opened);
+  }
+  Answer answer;
+  if (store::Status asked = Ask(options, *store, answer); !asked) {
+    return Fail(asked);
+  }
+  const std::vector<Stale> stale = options.maxAge ? FindStale(options, answer) : std::vector<Stale>();
+  (options.json ? TellPrograms : TellPeople)(options, answer, stale);
+  return stale.empty() ? kGood : kFindings;
 }
 
 }  // namespace
 
 void AddList(CLI::App& program, int& exitStatus) {
   CLI::App* command = program.add_subcommand("list", "Lists the savesets, newest first.");
-  const auto server = std::make_shared<std::string>();
-  command->add_option("SERVER", *server, "The server, a section of korvo.ini")->required();
+  const auto options = std::make_shared<Options>();
+  AddServer(*command, options->server);
+  command->add_option("--database", options->database, "Only those of this database")->type_name("SID");
+  AddCount(*command, "--last", options->last, "Only the newest N");
+  AddDuration(*command, "--max-age", options->maxAge,
+              "Exit status 1 and a line for each database whose newest good backup is older");
+  AddJson(*command, options->json);
   command->footer(
-      "States: good; failed (its items that were confirmed can be restored); withdrawn (saved well, but its\n"
-      "caller reported a failure); running; unused (nothing came yet); marked (to be deleted after the "
-      "grace).\n"
-      "Example: korvo list prod");
-  command->callback([server, &exitStatus] { exitStatus = List(*server); });
+      "FILES is the size of the files, ADDED what the saveset added to the repository.\n"
+      "States: good; warnings (good, but its caller reported warnings); failed (its items that were "
+      "confirmed\n"
+      "can be restored); withdrawn (saved well, but its caller reported a failure); running; unused "
+      "(nothing\n"
+      "came yet). Behind it: protected (no rule deletes it), marked (to be deleted after the grace).\n"
+      "Example: korvo list prod --database ABC --max-age 30h");
+  command->callback([options, &exitStatus] { exitStatus = List(*options); });
 }
 
 }  // namespace korvo

@@ -52,4 +52,15 @@ store::Status OpenServer(const std::string& server, store::Store::Access access,
   return {};
 }
 
+store::Status ListSavesets(store::Store& store, const std::string& database,
+                           std::vector<store::Saveset>& savesets) {
+  const std::string wanted = store::DatabaseOfSid(database);
+  return store.Rows().ListAllSavesets([&](const store::Saveset& saveset) {
+    if (database.empty() || saveset.database == wanted) {
+      savesets.push_back(saveset);
+    }
+    return store::Status();
+  });
+}
+
 }  // namespace korvo

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "store/store.h"
 
@@ -22,5 +23,9 @@ int Fail(const store::Status& status);
 // The server's settings, and its repository.
 store::Status OpenServer(const std::string& server, store::Store::Access access,
                          std::unique_ptr<store::Store>& store);
+
+// All savesets, or those of one database (empty: all), newest first.
+store::Status ListSavesets(store::Store& store, const std::string& database,
+                           std::vector<store::Saveset>& savesets);
 
 }  // namespace korvo

@@ -111,6 +111,13 @@ void Table::Add(std::vector<std::string> row) {
   rows_.push_back(std::move(row));
 }
 
+void Table::PrintWhenLong() {
+  constexpr std::size_t kMostRows = 500;
+  if (rows_.size() >= kMostRows) {
+    Print();
+  }
+}
+
 void Table::Print() {
   for (const std::string& line :
        TableLines(columns_, rows_, widths_, platform::ColumnsOf(platform::Standard::kOutput),

@@ -21,6 +21,9 @@ class Table {
   // Prints the rows that were added since the last call, the titles before the first of them. A long table is
   // printed in portions; its columns may grow from one to the next.
   void Print();
+  // The same once there are so many rows that they are worth it, so that a table of any length takes little
+  // memory.
+  void PrintWhenLong();
 
  private:
   std::vector<Column> columns_;

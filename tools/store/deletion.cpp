@@ -30,10 +30,42 @@ Status Store::DeleteAtOnce(const std::string& saveset) {
   if (Status found = FindSaveset(saveset, used); !found) {
     return found;
   }
-  if (Status marked = catalog_->MarkSavesetAtOnce(used.id); !marked) {
+  if (Status marked = catalog_->MarkTogether({used.id}, true); !marked) {
     return marked.Within("saveset " + saveset);
   }
   return DeleteMarked(config_.grace);
+}
+
+Status Store::MarkTogether(const std::vector<Saveset>& savesets, bool atOnce) {
+  std::vector<std::int64_t> ids;
+  std::string names;
+  for (const Saveset& saveset : savesets) {
+    ids.push_back(saveset.id);
+    names += (names.empty() ? "" : ", ") + saveset.name;
+  }
+  return catalog_->MarkTogether(ids, atOnce).Within("saveset " + names);
+}
+
+// The object is there before anybody is told that it protects, and gone after nobody relies on it any more.
+Status Store::Protect(const std::string& saveset, bool isProtected) {
+  Saveset used;
+  if (Status found = FindSaveset(saveset, used); !found) {
+    return found;
+  }
+  std::int64_t now = 0;
+  Status done = catalog_->Now(now);
+  if (done && isProtected) {
+    done = PutSavesetProtected({*place_, keys_, id_}, used.uid, now);
+  }
+  if (done) {
+    done = catalog_->SetProtected(used.id, isProtected);
+  }
+  // Of a saveset that was deleted meanwhile no object may stay.
+  if (!isProtected ? static_cast<bool>(done) : done.What() == Status::Kind::kMissing) {
+    Status gone = DeleteSavesetProtected(*place_, used.uid);
+    done = done ? gone : done;
+  }
+  return Explain(done.Within("saveset " + saveset));
 }
 
 // Packs first: as long as one of them is there, the objects tell whose it was.

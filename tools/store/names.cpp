@@ -5,6 +5,22 @@
 #include "platform/data_file.h"
 
 namespace store {
+namespace {
+
+// Of the first character of a text, in UTF-8; a byte that begins none there is one by itself.
+std::size_t CharacterLength(std::string_view text) {
+  constexpr unsigned char kContinuation = 0x80;
+  constexpr unsigned char kFirst = 0xC0;
+  std::size_t length = 1;
+  if (static_cast<unsigned char>(text.front()) >= kFirst) {
+    while (length < text.size() && (static_cast<unsigned char>(text[length]) & kFirst) == kContinuation) {
+      ++length;
+    }
+  }
+  return length;
+}
+
+}  // namespace
 
 std::string DatabaseOfProposedName(std::string_view proposed) {
   constexpr std::size_t kTimeDigits = 10;
@@ -44,6 +60,31 @@ std::string_view ParentOf(std::string_view name) {
   name = WithoutEndSeparators(name);
   const std::size_t separator = name.find_last_of("/\\");
   return WithoutEndSeparators(name.substr(0, separator == std::string_view::npos ? 0 : separator));
+}
+
+bool MatchesPattern(std::string_view text, std::string_view pattern) {
+  std::size_t at = 0;
+  std::size_t in = 0;
+  std::size_t star = std::string_view::npos;  // the last `*`, and what it stands for ends here
+  std::size_t starEnd = 0;
+  while (at < text.size()) {
+    if (in < pattern.size() && pattern[in] == '*') {
+      star = in++;
+      starEnd = at;
+    } else if (in < pattern.size() && pattern[in] == '?') {
+      at += CharacterLength(text.substr(at));
+      ++in;
+    } else if (in < pattern.size() && pattern[in] == text[at]) {
+      ++at;
+      ++in;
+    } else if (star != std::string_view::npos) {
+      in = star + 1;
+      at = starEnd += CharacterLength(text.substr(starEnd));
+    } else {
+      return false;
+    }
+  }
+  return pattern.find_first_not_of('*', in) == std::string_view::npos;
 }
 
 bool HasDots(std::string_view name) {

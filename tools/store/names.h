@@ -28,6 +28,10 @@ inline constexpr std::size_t kItemNameWidth = 20479;
 // The directory that the item lies in, as the name has it; empty if the name does not say, or says a root.
 [[nodiscard]] std::string_view ParentOf(std::string_view name);
 
+// Whether the text is matched by the pattern: `*` stands for any text, `?` for one character, in UTF-8 with
+// all its bytes, anything else for itself.
+[[nodiscard]] bool MatchesPattern(std::string_view text, std::string_view pattern);
+
 // Whether a component of the name is `.` or `..`: where such a name leads depends on what it is read by.
 [[nodiscard]] bool HasDots(std::string_view name);
 

@@ -169,8 +169,8 @@ Status Store::OpenRestoreJob(const JobRequest& request, std::int64_t session, st
     return Status::Failed("saveset " + request.saveset + " contains nothing: choose another backup");
   }
   if (used.marked) {
-    return Status::Failed("saveset " + request.saveset + " is marked to be deleted: korvo expire " +
-                          config_.section + " --saveset " + used.name + " --keep takes that back");
+    return Status::Failed("saveset " + request.saveset + " is marked to be deleted: korvo keep " +
+                          config_.section + " " + used.name + " takes that back");
   }
   saveset = used.name;
   if (session == 0) {

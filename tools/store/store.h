@@ -88,8 +88,12 @@ class Store {
   // Gives up the room that is kept for deleting on a full disk. False if there is none: open again if there
   // was.
   static bool GiveSpareRoom(const ServerConfig& config);
-  // Marks a saveset to be deleted, or takes that back. One with an open job is refused.
+  // Marks a saveset to be deleted, or takes that back. One that is protected or has an open job is refused.
   Status Mark(const std::string& saveset, bool marked);
+  // Marks all of them, or none; at once: without grace. `DeleteMarked` carries it out.
+  Status MarkTogether(const std::vector<Saveset>& savesets, bool atOnce);
+  // No rule and nobody deletes the saveset from here on, or that is taken back. Outlives a rebuild.
+  Status Protect(const std::string& saveset, bool isProtected);
   // Carries out what was marked longer ago than the grace (0: everything that is marked), and what an earlier
   // deletion left.
   Status DeleteMarked(std::int64_t graceSeconds);

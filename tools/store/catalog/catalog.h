@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -213,24 +214,43 @@ class Catalog {
   // All savesets, newest first, for the owner.
   Status ListAllSavesets(const std::function<Status(const Saveset& saveset)>& each);
 
-  // What all packs are together that one saveset stored; also of savesets that are deleted, as long as others
-  // refer to them.
+  // ---- For the owner ----
+
+  // What all packs are together that one saveset stored. Those of a saveset that was deleted count for one of
+  // those that need them.
   struct PackSum {
     std::int64_t saveset = 0;
     std::uint64_t packs = 0;
     std::uint64_t bytes = 0;
+    std::uint64_t added = 0;  // bytes of the good ones that the saveset stored itself
     std::uint64_t damaged = 0;
     std::uint64_t unchecked = 0;              // that were never checked
     std::optional<std::int64_t> oldestCheck;  // of the others
   };
   Status SumPacks(std::vector<PackSum>& sums);
+  // Savesets with an open job or run.
+  Status ListInUse(std::set<std::int64_t>& savesets);
+  // Whether an item of the saveset (entries of directories do not count for themselves) has no newer good
+  // copy in the database: one in a good saveset that is not marked, of packs that are not damaged. Of a
+  // saveset that runs, is marked or was withdrawn nothing is a good copy.
+  Status HoldsNewest(const Saveset& saveset, bool& holds);
+  // The bytes of packs that come back when these savesets go, and with them those that are marked already.
+  Status RoomOf(const std::set<std::int64_t>& savesets, std::uint64_t& bytes);
+
+  // The copies of what has the name, or of all that the pattern matches (names.h), newest saveset first.
+  // Without one of an exact name, those that are shown by it.
+  using EachCopy = std::function<Status(const Saveset& saveset, const Item& item, bool damaged)>;
+  Status FindCopies(std::string_view pattern, const EachCopy& each);
+
+  // kMissing without such a saveset. A protected one cannot be marked; a marked one is kept by this.
+  Status SetProtected(std::int64_t saveset, bool isProtected);
 
   // ---- Deleting ----
 
-  // kMissing without such a saveset; `State` of its job open: refused.
+  // kMissing without such a saveset. Refused with an open job, and of one that is protected.
   Status MarkSaveset(std::int64_t saveset, bool marked);
-  // Marks it as if that had been long ago: no grace is left.
-  Status MarkSavesetAtOnce(std::int64_t saveset);
+  // Marks all of them or none; at once: as if that had been long ago, so that no grace is left.
+  Status MarkTogether(const std::vector<std::int64_t>& savesets, bool atOnce);
   // Takes out the savesets that were marked at that time or before, in transactions that are each short: of
   // so many items, and each names the packs that no item needs any more. Delete their objects and those of
   // the savesets, then `ForgetDeleted`. From its first transaction on a saveset is not found any more; one

@@ -70,22 +70,32 @@ Status DeletePortion(Catalog::Inside& inside, std::int64_t saveset, const Portio
   return inside.Run("UPDATE saveset SET bytes = bytes - $1 WHERE id = $2", {portion.bytes, saveset});
 }
 
-// Within a transaction.
-Status Mark(Catalog::Inside& inside, std::int64_t saveset, const std::string& value, const SqlValue& time) {
-  bool busy = false;
+// Why the saveset cannot be marked; within a transaction.
+Status RefuseMark(Catalog::Inside& inside, std::int64_t saveset) {
+  bool is = false;
   if (Status looked = inside.Exists(
           "SELECT 1 FROM saveset s WHERE s.id = $1 AND (EXISTS(SELECT 1 FROM run WHERE run.saveset = "
           "s.id) OR EXISTS(SELECT 1 FROM job WHERE job.saveset = s.id AND job.closed IS NULL))",
-          {saveset}, busy);
-      !looked) {
-    return looked;
+          {saveset}, is);
+      !looked || is) {
+    return looked ? Status::Failed("the saveset is in use: a job of it is still open") : looked;
   }
-  if (busy && time.What() != SqlValue::Kind::kNull) {
-    return Status::Failed("the saveset is in use: a job of it is still open");
-  }
+  Status looked = inside.Exists("SELECT 1 FROM saveset WHERE id = $1 AND protected = 1", {saveset}, is);
+  return looked && is ? Status::Failed("the saveset is protected: `korvo protect --off` takes that back")
+                      : looked;
+}
+
+// Within a transaction.
+Status SetMark(Catalog::Inside& inside, std::int64_t saveset, const std::string& value,
+               const SqlValue& time) {
   Status done =
       inside.Run("UPDATE saveset SET marked = " + value + " WHERE id = $1 AND deleting = 0", {saveset, time});
   return done && inside.engine->Changed() == 0 ? Status::Missing("there is no such saveset any more") : done;
+}
+
+Status Mark(Catalog::Inside& inside, std::int64_t saveset, const std::string& value, std::int64_t time) {
+  Status refused = RefuseMark(inside, saveset);
+  return refused ? SetMark(inside, saveset, value, time) : refused;
 }
 
 // The saveset is empty by now: the rest of it.
@@ -146,19 +156,37 @@ Status Catalog::Inside::NameUnneededPacks(std::int64_t saveset) {
 }
 
 Status Catalog::MarkSaveset(std::int64_t saveset, bool marked) {
+  return marked ? MarkTogether({saveset}, false)
+                : inside_->Transact([&] { return SetMark(*inside_, saveset, "$2", nullptr); });
+}
+
+Status Catalog::MarkTogether(const std::vector<std::int64_t>& savesets, bool atOnce) {
   return inside_->Transact([&] {
     std::int64_t now = 0;
     if (Status told = Now(now); !told) {
       return told;
     }
-    // One that is marked already keeps its time.
-    return marked ? Mark(*inside_, saveset, "coalesce(marked, $2)", now)
-                  : Mark(*inside_, saveset, "$2", nullptr);
+    for (const std::int64_t saveset : savesets) {
+      // One that is marked already keeps its time.
+      Status marked =
+          atOnce ? Mark(*inside_, saveset, "$2", 0) : Mark(*inside_, saveset, "coalesce(marked, $2)", now);
+      if (!marked) {
+        return marked;
+      }
+    }
+    return Status();
   });
 }
 
-Status Catalog::MarkSavesetAtOnce(std::int64_t saveset) {
-  return inside_->Transact([&] { return Mark(*inside_, saveset, "$2", 0); });
+Status Catalog::SetProtected(std::int64_t saveset, bool isProtected) {
+  return inside_->Transact([&] {
+    Status done = inside_->Run(
+        isProtected ? "UPDATE saveset SET protected = 1, marked = NULL WHERE id = $1 AND deleting = 0"
+                    : "UPDATE saveset SET protected = 0 WHERE id = $1 AND deleting = 0",
+        {saveset});
+    return done && inside_->engine->Changed() == 0 ? Status::Missing("there is no such saveset any more")
+                                                   : done;
+  });
 }
 
 Status Catalog::DeleteMarked(std::int64_t markedBefore, Deleted& deleted) {
@@ -166,7 +194,8 @@ Status Catalog::DeleteMarked(std::int64_t markedBefore, Deleted& deleted) {
   Status chosen = inside_->Transact([&] {
     if (Status marked = inside_->Run(
             "UPDATE saveset SET deleting = 1 WHERE marked IS NOT NULL AND marked <= $1 AND deleting = 0 AND "
-            "NOT EXISTS(SELECT 1 FROM job WHERE job.saveset = saveset.id AND job.closed IS NULL)",
+            "protected = 0 AND NOT EXISTS(SELECT 1 FROM job WHERE job.saveset = saveset.id AND job.closed IS "
+            "NULL)",
             {markedBefore});
         !marked) {
       return marked;

@@ -6,10 +6,12 @@ namespace store {
 Status Catalog::SumPacks(std::vector<PackSum>& sums) {
   sums.clear();
   return inside_->engine->Run(
-      "SELECT saveset, count(*), CAST(coalesce(sum(size), 0) AS bigint), "
-      "sum(CASE WHEN state = 2 THEN 1 ELSE 0 END), sum(CASE WHEN checked IS NULL THEN 1 ELSE 0 END), "
-      "min(checked) "
-      "FROM pack WHERE state IN (1, 2) GROUP BY saveset ORDER BY saveset",
+      "SELECT coalesce(s.id, (SELECT min(n.saveset) FROM needs n WHERE n.pack = p.id), 0), count(*), "
+      "CAST(coalesce(sum(p.size), 0) AS bigint), sum(CASE WHEN p.state = 2 THEN 1 ELSE 0 END), "
+      "sum(CASE WHEN p.checked IS NULL THEN 1 ELSE 0 END), min(p.checked), "
+      "CAST(sum(CASE WHEN p.state = 1 AND s.id IS NOT NULL THEN p.size ELSE 0 END) AS bigint) "
+      "FROM pack p LEFT JOIN saveset s ON s.id = p.saveset AND s.deleting = 0 "
+      "WHERE p.state IN (1, 2) GROUP BY 1 ORDER BY 1",
       {}, [&sums](const SqlRow& row) {
         const auto number = [&row](int column) { return static_cast<std::uint64_t>(row.Number(column)); };
         PackSum& sum = sums.emplace_back();
@@ -18,6 +20,7 @@ Status Catalog::SumPacks(std::vector<PackSum>& sums) {
         sum.bytes = number(2);
         sum.damaged = number(3);
         sum.unchecked = number(4);
+        sum.added = number(6);
         if (!row.IsNull(5)) {
           sum.oldestCheck = row.Number(5);
         }

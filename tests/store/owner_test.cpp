@@ -1,0 +1,223 @@
+// What the catalog tells the owner: sums, copies, which savesets hold a newest copy, what comes back,
+// protection.
+#include <gtest/gtest.h>
+
+#include "store/catalog/catalog.h"
+#include "store/catalog_backings.h"
+#include "store/names.h"
+
+namespace store {
+namespace {
+
+using Kind = Status::Kind;
+
+class OwnerTest : public testing::TestWithParam<CatalogKind> {
+ protected:
+  void SetUp() override {
+    backing_ = GetParam().make();
+    catalog_ = OpenCatalog(*backing_, repository_);
+  }
+
+  Saveset Find(const std::string& name) {
+    std::optional<Saveset> saveset;
+    EXPECT_TRUE(catalog_->FindSaveset(name, saveset) && saveset) << name;
+    return saveset.value_or(Saveset());
+  }
+
+  bool HoldsNewest(const std::string& name) {
+    bool holds = false;
+    const Status asked = catalog_->HoldsNewest(Find(name), holds);
+    EXPECT_TRUE(asked) << asked.Message();
+    return holds;
+  }
+
+  std::uint64_t RoomOf(const std::vector<std::string>& names) {
+    std::set<std::int64_t> savesets;
+    for (const std::string& name : names) {
+      savesets.insert(Find(name).id);
+    }
+    std::uint64_t bytes = 0;
+    const Status asked = catalog_->RoomOf(savesets, bytes);
+    EXPECT_TRUE(asked) << asked.Message();
+    return bytes;
+  }
+
+  std::string Copies(const std::string& pattern) {
+    std::string copies;
+    const Status found =
+        catalog_->FindCopies(pattern, [&copies](const Saveset& saveset, const Item& item, bool damaged) {
+          copies += saveset.name + ":" + item.name + (damaged ? "! " : " ");
+          return Status();
+        });
+    EXPECT_TRUE(found) << found.Message();
+    return copies;
+  }
+
+  // A saveset with these files, in a pack of its own; they need `others` too.
+  Uid Save(const std::string& name, const std::vector<std::string>& files, Mover mover = Mover::kEndedClean,
+           State state = State::kGood, const std::vector<Uid>& others = {},
+           const std::string& database = "ABC") {
+    Backup backup(*catalog_, name, database);
+    std::vector<Item> items;
+    for (const std::string& file : files) {
+      items.push_back(FileItem(items.size() + 1, file, others));
+    }
+    EXPECT_TRUE(backup.Commit(items));
+    backup.End(mover, state);
+    return backup.packs.back();
+  }
+
+  std::int64_t SizeOf(const Uid& uid) {
+    std::optional<Pack> pack;
+    EXPECT_TRUE(catalog_->FindPack(uid, pack) && pack);
+    return pack ? static_cast<std::int64_t>(pack->size) : 0;
+  }
+
+  const Uid repository_ = Uid::Random();
+  std::unique_ptr<CatalogBacking> backing_;
+  std::unique_ptr<Catalog> catalog_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Engines, OwnerTest, testing::ValuesIn(CatalogKinds()),
+                         [](const testing::TestParamInfo<CatalogKind>& kind) { return kind.param.name; });
+
+TEST_P(OwnerTest, TheNewestGoodCopyOfAnItemIsHeldByOneGoodSaveset) {
+  Save("ABC1", {"/a", "/only"});
+  Save("ABC2", {"/a", "/b"});
+  const Uid third = Save("ABC3", {"/a", "/b"});
+  Save("XYZ1", {"/a", "/b"}, Mover::kEndedClean, State::kGood, {}, "XYZ");
+  EXPECT_TRUE(HoldsNewest("ABC1"));
+  EXPECT_FALSE(HoldsNewest("ABC2"));
+  EXPECT_TRUE(HoldsNewest("ABC3"));
+
+  // Neither a failed one nor a withdrawn one makes an older copy needless.
+  Save("ABC4", {"/a", "/b"}, Mover::kEndedFailed);
+  Save("ABC5", {"/a", "/b"}, Mover::kEndedClean, State::kFailed);
+  EXPECT_TRUE(HoldsNewest("ABC3"));
+  EXPECT_TRUE(HoldsNewest("ABC4"));
+  EXPECT_FALSE(HoldsNewest("ABC5"));
+
+  // Nor one that is damaged or goes.
+  ASSERT_TRUE(catalog_->MarkPackDamaged(third));
+  EXPECT_FALSE(HoldsNewest("ABC3"));
+  EXPECT_TRUE(HoldsNewest("ABC2"));
+  ASSERT_TRUE(catalog_->MarkSaveset(Find("ABC2").id, true));
+  EXPECT_TRUE(HoldsNewest("ABC1"));
+  EXPECT_FALSE(HoldsNewest("ABC2"));
+}
+
+TEST_P(OwnerTest, AnEntryOfADirectoryIsHeldByItsDirectory) {
+  Backup first(*catalog_, "ABC1");
+  ASSERT_TRUE(first.CommitDirectory(1, "/dir", {"gone", "kept"}));
+  first.End();
+  EXPECT_TRUE(HoldsNewest("ABC1"));
+  Backup second(*catalog_, "ABC2");
+  ASSERT_TRUE(second.CommitDirectory(1, "/dir", {"kept"}));
+  second.End();
+  EXPECT_FALSE(HoldsNewest("ABC1"));
+}
+
+TEST_P(OwnerTest, RoomComesBackOnceNobodyNeedsIt) {
+  const Uid first = Save("ABC1", {"/a"});
+  const Uid second = Save("ABC2", {"/a"}, Mover::kEndedClean, State::kGood, {first});
+  const Uid third = Save("ABC3", {"/a"}, Mover::kEndedClean, State::kGood, {first, second});
+  const auto size = [this](const Uid& pack) { return static_cast<std::uint64_t>(SizeOf(pack)); };
+  EXPECT_EQ(RoomOf({"ABC1"}), 0u);
+  EXPECT_EQ(RoomOf({"ABC3"}), size(third));
+  EXPECT_EQ(RoomOf({"ABC2", "ABC3"}), size(second) + size(third));
+  const std::uint64_t all = size(first) + size(second) + size(third);
+  EXPECT_EQ(RoomOf({"ABC1", "ABC2", "ABC3"}), all);
+  // What is marked goes too, and is deleted with what was told.
+  ASSERT_TRUE(catalog_->MarkSaveset(Find("ABC3").id, true));
+  EXPECT_EQ(RoomOf({"ABC1", "ABC2"}), size(first) + size(second));
+
+  ASSERT_TRUE(catalog_->MarkTogether({Find("ABC1").id, Find("ABC2").id}, true));
+  Catalog::Deleted deleted;
+  ASSERT_TRUE(catalog_->DeleteMarked(0, deleted));
+  EXPECT_TRUE(deleted.packs.empty());  // the third one still needs both
+  std::vector<Catalog::PackSum> sums;
+  ASSERT_TRUE(catalog_->SumPacks(sums));
+  ASSERT_EQ(sums.size(), 1u);
+  EXPECT_EQ(sums[0].saveset, Find("ABC3").id);
+  EXPECT_EQ(sums[0].packs, 3u);
+  EXPECT_EQ(sums[0].bytes, all);
+  EXPECT_EQ(sums[0].added, size(third));
+  ASSERT_TRUE(catalog_->MarkPackDamaged(third));
+  ASSERT_TRUE(catalog_->SumPacks(sums));
+  EXPECT_EQ(sums[0].added, 0u);
+  EXPECT_EQ(sums[0].damaged, 1u);
+}
+
+TEST_P(OwnerTest, CopiesAreFoundByNameAndByPattern) {
+  const Uid first = Save("ABC1", {"/data/a b", "/data/c"});
+  Save("XYZ1", {"/data/c", "/data/c", "/data/cc"}, Mover::kEndedClean, State::kGood, {}, "XYZ");
+  EXPECT_EQ(Copies("/data/c"), "XYZ1:/data/c ABC1:/data/c ");
+  EXPECT_EQ(Copies("/data/c/"), "XYZ1:/data/c ABC1:/data/c ");
+  EXPECT_EQ(Copies("/data/c?"), "XYZ1:/data/cc ");
+  EXPECT_EQ(Copies("*c"), "XYZ1:/data/c XYZ1:/data/cc ABC1:/data/c ");
+  EXPECT_EQ(Copies("/data/*b"), "ABC1:/data/a b ");
+  EXPECT_EQ(Copies("/data/a%20b"), "ABC1:/data/a b ");
+  EXPECT_EQ(Copies("c"), "");
+  ASSERT_TRUE(catalog_->MarkPackDamaged(first));
+  EXPECT_EQ(Copies("/data/c"), "XYZ1:/data/c ABC1:/data/c! ");
+}
+
+// More names than one statement reads; the name that is searched is the last, and there twice.
+TEST_P(OwnerTest, CopiesAreFoundInPortions) {
+  std::vector<std::string> files;
+  for (int i = 0; i < 11'000; ++i) {
+    files.push_back("/many/" + std::to_string(1'000'000 + i));
+  }
+  files.push_back("/many/x");
+  files.push_back("/many/x");
+  Save("ABC1", files);
+  EXPECT_EQ(Copies("/many/*x"), "ABC1:/many/x ");
+  EXPECT_EQ(Copies("*1010999"), "ABC1:/many/1010999 ");
+  const std::string all = Copies("/many/*");
+  EXPECT_EQ(std::count(all.begin(), all.end(), ' '), 11'001);
+}
+
+TEST_P(OwnerTest, AProtectedSavesetIsNeitherMarkedNorDeleted) {
+  Save("ABC1", {"/a"});
+  Save("ABC2", {"/a"});
+  const std::int64_t first = Find("ABC1").id;
+  const std::int64_t second = Find("ABC2").id;
+  ASSERT_TRUE(catalog_->MarkSaveset(first, true));
+  ASSERT_TRUE(catalog_->SetProtected(first, true));
+  EXPECT_FALSE(Find("ABC1").marked);
+  EXPECT_EQ(catalog_->MarkSaveset(first, true).What(), Kind::kFailed);
+  // Nor does the other one go when both were to.
+  EXPECT_EQ(catalog_->MarkTogether({second, first}, true).What(), Kind::kFailed);
+  EXPECT_FALSE(Find("ABC2").marked);
+  ASSERT_TRUE(catalog_->SetProtected(first, false));
+  EXPECT_TRUE(catalog_->MarkTogether({second, first}, true));
+  Catalog::Deleted deleted;
+  ASSERT_TRUE(catalog_->DeleteMarked(0, deleted));
+  EXPECT_EQ(deleted.savesets.size(), 2u);
+  EXPECT_EQ(catalog_->SetProtected(first, true).What(), Kind::kMissing);
+}
+
+TEST_P(OwnerTest, WhatIsInUseIsListed) {
+  Backup open(*catalog_, "ABC1");
+  Save("ABC2", {"/a"});
+  std::set<std::int64_t> inUse;
+  ASSERT_TRUE(catalog_->ListInUse(inUse));
+  EXPECT_EQ(inUse, std::set<std::int64_t>{open.saveset.id});
+}
+
+TEST(Names, APatternMatchesTheWholeText) {
+  for (const char* pattern : {"*", "abc", "a?c", "*c", "a*", "*b*", "**", "a**c", "???", "abc*"}) {
+    EXPECT_TRUE(MatchesPattern("abc", pattern)) << pattern;
+  }
+  for (const char* pattern : {"", "a", "bc", "a?", "????", "*b", "b*", "?abc", "abc?"}) {
+    EXPECT_FALSE(MatchesPattern("abc", pattern)) << pattern;
+  }
+  EXPECT_TRUE(MatchesPattern("", "*"));
+  EXPECT_FALSE(MatchesPattern("", "?"));
+  EXPECT_TRUE(MatchesPattern("mississippi", "m*iss*p?"));
+  EXPECT_TRUE(MatchesPattern("grün", "gr?n"));
+  EXPECT_TRUE(MatchesPattern("a\xfc", "a?"));
+}
+
+}  // namespace
+}  // namespace store
