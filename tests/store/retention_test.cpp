@@ -180,7 +180,7 @@ class Model {
 TEST(Retention, RandomHistoriesAgreeWithTheModel) {
   std::uint64_t gone = 0;
   std::uint64_t stayed = 0;
-  for (unsigned seed = 0; seed < 3000; ++seed) {
+  for (unsigned seed = 0; seed < 800; ++seed) {
     std::mt19937 dice(seed);
     const History history = RandomHistory(dice);
     const RetentionRules rules = RandomRules(dice);
@@ -202,8 +202,8 @@ TEST(Retention, RandomHistoriesAgreeWithTheModel) {
       (kept[i].empty() ? gone : stayed) += 1;
     }
   }
-  EXPECT_GT(gone, 10000u);
-  EXPECT_GT(stayed, 10000u);
+  EXPECT_GT(gone, 2000u);
+  EXPECT_GT(stayed, 2000u);
 }
 
 // A day of the owner's calendar, not of Greenwich.
