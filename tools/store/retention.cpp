@@ -118,7 +118,8 @@ std::vector<BackupOfSession> BackupsOf(const std::vector<Saveset>& savesets) {
     backup.savesets.push_back(i);
   }
   std::vector<BackupOfSession> backups;
-  for (auto& [first, backup] : sessions) {
+  for (auto& session : sessions) {
+    BackupOfSession& backup = session.second;
     const auto any = [&](const auto& is) {
       return std::any_of(backup.savesets.begin(), backup.savesets.end(),
                          [&](std::size_t place) { return is(savesets[place]); });

@@ -239,8 +239,8 @@ class Catalog {
 
   // The copies of what has the name, or of all that the pattern matches (names.h), newest saveset first.
   // Without one of an exact name, those that are shown by it.
-  using EachCopy = std::function<Status(const Saveset& saveset, const Item& item, bool damaged)>;
-  Status FindCopies(std::string_view pattern, const EachCopy& each);
+  using EachFound = std::function<Status(const Saveset& saveset, const Item& item, bool damaged)>;
+  Status FindCopies(std::string_view pattern, const EachFound& each);
 
   // kMissing without such a saveset. A protected one cannot be marked; a marked one is kept by this.
   Status SetProtected(std::int64_t saveset, bool isProtected);

@@ -66,7 +66,7 @@ Status ReadMatches(Catalog::Inside& inside, std::int64_t saveset, const Search& 
 }
 
 Status HandOut(Catalog::Inside& inside, const Saveset& saveset, const std::vector<std::int64_t>& numbers,
-               const Catalog::EachCopy& each, bool& found) {
+               const Catalog::EachFound& each, bool& found) {
   static const std::string text =
       "SELECT " + kItemColumns +
       ", CASE WHEN EXISTS(SELECT 1 FROM pack p WHERE p.id = i.pack AND p.state <> 1) OR EXISTS(SELECT 1 FROM "
@@ -97,7 +97,7 @@ Status HandOut(Catalog::Inside& inside, const Saveset& saveset, const std::vecto
 }
 
 Status FindIn(Catalog::Inside& inside, const Saveset& saveset, const Search& search,
-              const Catalog::EachCopy& each, bool& found) {
+              const Catalog::EachFound& each, bool& found) {
   Position last;
   std::vector<std::int64_t> numbers;
   bool more = true;
@@ -114,7 +114,7 @@ Status FindIn(Catalog::Inside& inside, const Saveset& saveset, const Search& sea
 
 }  // namespace
 
-Status Catalog::FindCopies(std::string_view pattern, const EachCopy& each) {
+Status Catalog::FindCopies(std::string_view pattern, const EachFound& each) {
   std::vector<Saveset> savesets;
   if (Status listed = ListAllSavesets([&savesets](const Saveset& saveset) {
         savesets.push_back(saveset);
