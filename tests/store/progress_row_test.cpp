@@ -79,8 +79,8 @@ TEST_F(ProgressRowTest, TellsOfTheWorkAsLongAsItGoesOn) {
 // Nobody but the next one who writes takes the rows of dead programs away; nobody sees them until then.
 TEST_F(ProgressRowTest, OfDeadProgramsNothingIsSeen) {
   const platform::ProcessIdentity self = platform::ThisProcess();
-  const store::Process alive = {self.host, self.number, self.start};
-  const store::Process dead = {self.host, self.number, "another time"};
+  const store::Process alive = {self.space, self.number, self.start};
+  const store::Process dead = {self.space, self.number, "another time"};
   const store::Process elsewhere = {"no-such-host", 17, "some time"};
   TellOf("alive", alive, 5000);
   TellOf("dead", dead, 1);

@@ -23,6 +23,9 @@ struct Options {
   bool json = false;
 };
 
+// Without what tells machines of one name apart.
+std::string HostOf(const RunProgress& run) { return run.process.host.substr(0, run.process.host.find('/')); }
+
 template <typename Number>
 Json OrNull(const std::optional<Number>& number) {
   return number ? Json(*number) : Json(nullptr);
@@ -31,7 +34,7 @@ Json OrNull(const std::optional<Number>& number) {
 Json JsonRun(const RunProgress& run) {
   return {{"tool", run.tool},
           {"saveset", run.savesetName.empty() ? Json(nullptr) : JsonText(run.savesetName)},
-          {"host", JsonText(run.process.host)},
+          {"host", JsonText(HostOf(run))},
           {"process", run.process.number},
           {"began", JsonTime(run.began)},
           {"told", JsonTime(run.told)},
@@ -50,7 +53,7 @@ std::vector<std::string> RowOf(const RunProgress& run) {
   const auto of = [](const std::string& all) { return " of " + all; };
   return {run.tool,
           run.savesetName,
-          run.process.host,
+          HostOf(run),
           std::to_string(run.process.number),
           std::to_string(state.items) + (state.allItems ? of(std::to_string(*state.allItems)) : ""),
           SizeText(state.bytes) + (state.allBytes ? of(SizeText(*state.allBytes)) : ""),
