@@ -11,8 +11,8 @@ enum class Standard { kOutput, kError };
 // How many characters a line of the terminal has that the stream goes to; 0 if it goes to no terminal.
 [[nodiscard]] std::size_t ColumnsOf(Standard stream);
 
-// Makes the terminal that the stream goes to obey escape sequences (ECMA-48), which move the cursor and erase.
-// False if there is none, or it knows none.
+// Makes the terminal that the stream goes to obey escape sequences (ECMA-48), which move the cursor and
+// erase. False if there is none, or it knows none.
 [[nodiscard]] bool TakesEscapeSequences(Standard stream);
 
 // Whether this program's text is UTF-8, so that a character may have several bytes; otherwise each byte is

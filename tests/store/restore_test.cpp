@@ -1,9 +1,9 @@
 // What a restore puts where: over a real repository, into a directory of the test's own.
-#include "store/restore_fixture.h"
 #include "restore/placer.h"
-#include "xfr/plan.h"
 #include "restore/replacement.h"
 #include "restore/room.h"
+#include "store/restore_fixture.h"
+#include "xfr/plan.h"
 
 namespace {
 

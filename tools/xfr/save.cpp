@@ -83,7 +83,8 @@ class Backup {
   // What makes room, if it is that which is missing.
   [[nodiscard]] std::string Advice(const Status& failure) const {
     return failure.What() == Status::Kind::kNoRoom
-               ? failure.Message() + "; korvo expire " + store_.Config().section + " makes room by deleting old savesets"
+               ? failure.Message() + "; korvo expire " + store_.Config().section +
+                     " makes room by deleting old savesets"
                : failure.Message();
   }
 

@@ -1,6 +1,6 @@
 // A restore stays where it was sent, whatever links stand in its way or come with the saveset.
-#include "store/restore_fixture.h"
 #include "restore/way.h"
+#include "store/restore_fixture.h"
 
 namespace {
 

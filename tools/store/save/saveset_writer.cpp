@@ -110,8 +110,8 @@ Status SavesetWriter::Inside::Begin(const std::string& name) {
   }
   bool claimed = false;
   const platform::ProcessIdentity process = platform::ThisProcess();
-  if (Status taken =
-          store_.Rows().BeginRun({run_, saveset_.id, {process.space, process.number, process.start}}, claimed);
+  if (Status taken = store_.Rows().BeginRun(
+          {run_, saveset_.id, {process.space, process.number, process.start}}, claimed);
       !taken) {
     return taken;
   }
