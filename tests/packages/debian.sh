@@ -59,7 +59,7 @@ completes() {
   shift
   # shellcheck disable=SC2016  # for the shell in the root
   env -i PATH=/usr/sbin:/usr/bin KORVO_CONFIG="$configuration" bash -c '
-    korvo() { chroot "$0" /usr/bin/korvo "$@"; }
+    korvo() { env -u KORVO_CONFIG chroot "$0" /usr/bin/korvo "$@"; }
     . "$0/usr/share/bash-completion/completions/korvo"
     COMP_WORDS=("$@") COMP_CWORD=$(($# - 1))
     _korvo

@@ -116,6 +116,7 @@ std::vector<std::vector<Saveset>> ExpirePlan::GoingBySession() const {
     sessions[saveset.together].push_back(saveset);
   }
   std::vector<std::vector<Saveset>> going;
+  going.reserve(sessions.size());
   for (auto& [first, savesets] : sessions) {
     going.push_back(std::move(savesets));
   }

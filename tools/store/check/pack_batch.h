@@ -41,7 +41,7 @@ class PackBatch {
     std::uint32_t offset = 0;
     std::uint32_t size = 0;
     Uid id;
-    auto operator<=>(const Spot&) const = default;
+    auto operator<=>(const Spot&) const = default;  // NOLINT(modernize-use-nullptr): none is written here
   };
   struct Checking {
     PackFacts facts;

@@ -67,7 +67,7 @@ Status RepositoryCheck::Run(const CheckScope& scope, Result& result) {
 // ---- The catalog and the small objects -------------------------------------------------------------------
 
 Status RepositoryCheck::CheckCatalog() {
-  const Status checked = store_.Rows().CheckWhole([this](const std::string& wrong) {
+  Status checked = store_.Rows().CheckWhole([this](const std::string& wrong) {
     result_.catalogDamaged = true;
     Tell({wrong, {}});
   });
