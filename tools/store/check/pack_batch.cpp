@@ -4,6 +4,7 @@
 
 #include "platform/platform.h"
 #include "store/base/bytes.h"
+#include "store/base/pool.h"
 
 namespace store {
 namespace {
@@ -325,7 +326,9 @@ void PackBatch::CheckBlocks() {
 void PackBatch::CheckBlock(const Checking& checking, std::uint64_t number) {
   const PackReader& reader = *checking.reader;
   const BlockEntry& entry = reader.Tables().blocks[static_cast<std::size_t>(number)];
-  thread_local std::string bytes;
+  static Pool<std::string> buffers([] { return std::make_unique<std::string>(); });
+  const Pool<std::string>::Loan loan(buffers);
+  std::string& bytes = *loan.Get();
   const bool opens = readsData_ || entry.kind != BlockKind::kData;
   Status checked = opens ? reader.ReadBlock(number, bytes) : reader.CheckBlock(number);
   const auto begin = std::lower_bound(checking.spots.begin(), checking.spots.end(),

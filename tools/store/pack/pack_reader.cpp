@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <optional>
 
+#include "store/base/pool.h"
+
 namespace store {
 namespace {
 
@@ -17,10 +19,12 @@ struct ContextFree {
 };
 
 bool Decompress(std::string_view compressed, std::size_t size, std::string& bytes) {
-  thread_local const std::unique_ptr<ZSTD_DCtx, ContextFree> context(ZSTD_createDCtx());
+  using Contexts = Pool<ZSTD_DCtx, ContextFree>;
+  static Contexts contexts([] { return Contexts::Thing(ZSTD_createDCtx()); });
+  const Contexts::Loan context(contexts);
   bytes.resize(size);
-  return context != nullptr &&
-         ZSTD_decompressDCtx(context.get(), bytes.data(), size, compressed.data(), compressed.size()) == size;
+  return context.Get() != nullptr &&
+         ZSTD_decompressDCtx(context.Get(), bytes.data(), size, compressed.data(), compressed.size()) == size;
 }
 
 std::string NameOf(const Uid& pack) { return "pack " + pack.Hex(); }
@@ -184,11 +188,10 @@ Status PackReader::OpenBlock(std::uint64_t number, std::string_view stored, std:
 }
 
 Status PackReader::ReadBlock(std::uint64_t number, std::string& bytes) const {
-  thread_local std::string stored;
-  if (Status got = GetStored(number, stored); !got) {
-    return got;
-  }
-  return OpenBlock(number, stored, bytes);
+  static Pool<std::string> buffers([] { return std::make_unique<std::string>(); });
+  const Pool<std::string>::Loan stored(buffers);
+  Status got = GetStored(number, *stored.Get());
+  return got ? OpenBlock(number, *stored.Get(), bytes) : got;
 }
 
 Status PackReader::CheckBlock(std::uint64_t number) const {
