@@ -1,29 +1,24 @@
-// The commands of korvo, one in a file. Each adds itself to the program's command line, and sets the exit
-// status when it was the one that was asked for.
+// The commands of korvo, one in a file. Each adds itself to the program's command line.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "korvo/command.h"
 
 namespace korvo {
 
-inline constexpr int kGood = 0;
-inline constexpr int kFindings = 1;  // it ran, and what it found needs somebody's attention
-inline constexpr int kCouldNotRun = 2;
-
-void AddInit(CLI::App& program, int& exitStatus);
-void AddList(CLI::App& program, int& exitStatus);
-void AddShow(CLI::App& program, int& exitStatus);
-void AddFind(CLI::App& program, int& exitStatus);
-void AddProtect(CLI::App& program, int& exitStatus);
-void AddKeep(CLI::App& program, int& exitStatus);
-void AddExpire(CLI::App& program, int& exitStatus);
-void AddMetrics(CLI::App& program, int& exitStatus);
-void AddStats(CLI::App& program, int& exitStatus);
-void AddRebuild(CLI::App& program, int& exitStatus);
-void AddReport(CLI::App& program, int& exitStatus);
-void AddRunning(CLI::App& program, int& exitStatus);
-void AddVerify(CLI::App& program, int& exitStatus);
-void AddRestore(CLI::App& program, int& exitStatus);
-void AddCopy(CLI::App& program, int& exitStatus);
+void AddInit(Program& program);
+void AddList(Program& program);
+void AddShow(Program& program);
+void AddFind(Program& program);
+void AddStats(Program& program);
+void AddProtect(Program& program);
+void AddKeep(Program& program);
+void AddExpire(Program& program);
+void AddMetrics(Program& program);
+void AddRebuild(Program& program);
+void AddReport(Program& program);
+void AddRunning(Program& program);
+void AddVerify(Program& program);
+void AddRestore(Program& program);
+void AddCopy(Program& program);
 
 }  // namespace korvo

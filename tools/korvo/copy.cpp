@@ -3,7 +3,6 @@
 
 #include "korvo/commands.h"
 #include "korvo/json.h"
-#include "korvo/options.h"
 #include "korvo/output.h"
 #include "korvo/text.h"
 #include "platform/platform.h"
@@ -105,16 +104,14 @@ int Copy(const Options& options) {
 
 }  // namespace
 
-void AddCopy(CLI::App& program, int& exitStatus) {
-  CLI::App* command = program.add_subcommand("copy", "Brings a second repository what it lacks.");
+void AddCopy(Program& program) {
+  Command command = program.Add("copy", "Brings a second repository what it lacks.");
   const auto options = std::make_shared<Options>();
-  AddServer(*command, options->server);
-  command->add_option("--to", options->to, "The server of the copy, another section of korvo.ini")
-      ->required()
-      ->type_name("SERVER");
-  AddJson(*command, options->json);
-  command->add_flag("--quiet", options->quiet, "Shows no progress");
-  command->footer(
+  command.Server(options->server);
+  command.NeededOption("--to", "SERVER", options->to, "The server of the copy, another section of korvo.ini");
+  command.Json(options->json);
+  command.Flag("--quiet", options->quiet, "Shows no progress");
+  command.Explain(
       "The first copy makes the second repository. It can be restored from, verified and thinned out like "
       "the\n"
       "first one; what is deleted in one of the two stays in the other. Backups may go on meanwhile: "
@@ -124,7 +121,7 @@ void AddCopy(CLI::App& program, int& exitStatus) {
       "what is whole, and goes on when it is called again. One that encrypts needs the same key files.\n"
       "A damaged pack does not come, nor what needs it: exit status 1 then.\n"
       "Example: korvo copy prod --to second");
-  command->callback([options, &exitStatus] { exitStatus = Copy(*options); });
+  command.Does([options] { return Copy(*options); });
 }
 
 }  // namespace korvo

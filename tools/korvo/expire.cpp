@@ -5,7 +5,6 @@
 #include "korvo/commands.h"
 #include "korvo/expire_plan.h"
 #include "korvo/json.h"
-#include "korvo/options.h"
 #include "korvo/output.h"
 #include "korvo/table.h"
 #include "korvo/text.h"
@@ -123,31 +122,32 @@ int Expire(const Options& options) {
   return kGood;
 }
 
-void AddRules(CLI::App& command, ExpireQuestion& question) {
-  command.add_option("--database", question.database, "Whose savesets the rules are for")->type_name("SID");
-  AddCount(command, "--keep-last", question.rules.last, "Keeps the newest N backups");
-  AddDuration(command, "--keep-within", question.rules.within, "Keeps what is not older");
-  AddCount(command, "--keep-daily", question.rules.daily, "Keeps the newest backup of each of N days");
-  AddCount(command, "--keep-weekly", question.rules.weekly, "... of each of N weeks");
-  AddCount(command, "--keep-monthly", question.rules.monthly, "... of each of N months");
-  command.add_flag("--even-newest", question.evenNewest,
-                   "Also takes the newest good copy of a file, if no rule keeps it");
-  command.add_option("--saveset", question.saveset, "Instead of rules: this saveset goes")->type_name("ID");
+void AddRules(Command& command, ExpireQuestion& question) {
+  command.Option("--database", "SID", question.database, "Whose savesets the rules are for");
+  command.Count("--keep-last", question.rules.last, "Keeps the newest N backups");
+  command.Duration("--keep-within", question.rules.within, "Keeps what is not older");
+  command.Count("--keep-daily", question.rules.daily, "Keeps the newest backup of each of N days");
+  command.Count("--keep-weekly", question.rules.weekly, "... of each of N weeks");
+  command.Count("--keep-monthly", question.rules.monthly, "... of each of N months");
+  command.Flag("--even-newest", question.evenNewest,
+               "Also takes the newest good copy of a file, if no rule keeps it");
+  command.Option("--saveset", "ID", question.saveset, "Instead of rules: this saveset goes");
 }
 
 }  // namespace
 
-void AddExpire(CLI::App& program, int& exitStatus) {
-  CLI::App* command =
-      program.add_subcommand("expire", "Deletes savesets by rules, after a time in which they can be kept.");
+void AddExpire(Program& program) {
+  Command command =
+      program.Add("expire", "Deletes savesets by rules, after a time in which they can be kept.");
   const auto options = std::make_shared<Options>();
-  AddServer(*command, options->server);
-  AddRules(*command, options->question);
-  CLI::Option* doDelete = command->add_flag("--delete", options->doDelete,
-                                            "Marks what goes to be deleted. Without this nothing is changed");
-  command->add_flag("--now", options->now, "Deletes it at once, without a way back")->needs(doDelete);
-  AddJson(*command, options->json);
-  command->footer(
+  command.Server(options->server);
+  AddRules(command, options->question);
+  command.Flag("--delete", options->doDelete,
+               "Marks what goes to be deleted. Without this nothing is changed");
+  command.Flag("--now", options->now, "Deletes it at once, without a way back");
+  command.Needs("--now", "--delete");
+  command.Json(options->json);
+  command.Explain(
       "What one of the rules keeps stays. A backup is all savesets of one session, which stay or go "
       "together;\n"
       "the rules that count do so with good backups alone. Always kept: savesets that are in use or "
@@ -155,7 +155,7 @@ void AddExpire(CLI::App& program, int& exitStatus) {
       "and those with the newest good copy of a file. Room comes back as far as no other saveset needs the\n"
       "same data.\n"
       "Example: korvo expire prod --database ABC --keep-within 30d --keep-monthly 12 --delete");
-  command->callback([options, &exitStatus] { exitStatus = Expire(*options); });
+  command.Does([options] { return Expire(*options); });
 }
 
 }  // namespace korvo

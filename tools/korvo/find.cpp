@@ -4,7 +4,6 @@
 #include "korvo/commands.h"
 #include "korvo/item_rows.h"
 #include "korvo/json.h"
-#include "korvo/options.h"
 #include "korvo/output.h"
 #include "korvo/table.h"
 #include "korvo/text.h"
@@ -71,21 +70,18 @@ int Find(const Options& options) {
 
 }  // namespace
 
-void AddFind(CLI::App& program, int& exitStatus) {
-  CLI::App* command =
-      program.add_subcommand("find", "Finds the savesets that hold a file or directory, newest first.");
+void AddFind(Program& program) {
+  Command command = program.Add("find", "Finds the savesets that hold a file or directory, newest first.");
   const auto options = std::make_shared<Options>();
-  AddServer(*command, options->server);
-  command
-      ->add_option("NAME", options->name,
-                   "Its full name, or a pattern: * stands for any text, ? for one character")
-      ->required();
-  AddJson(*command, options->json);
-  command->footer(
+  command.Server(options->server);
+  command.Operand("NAME", options->name,
+                  "Its full name, or a pattern: * stands for any text, ? for one character");
+  command.Json(options->json);
+  command.Explain(
       "TIME and STATE are those of the saveset; damaged: this copy cannot be restored, take the next one.\n"
       "Exit status 1 if no saveset holds it. Put a pattern in quotes, or the shell takes it for its own.\n"
       "Example: korvo find prod '*/system.data1'");
-  command->callback([options, &exitStatus] { exitStatus = Find(*options); });
+  command.Does([options] { return Find(*options); });
 }
 
 }  // namespace korvo

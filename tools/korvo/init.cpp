@@ -42,17 +42,16 @@ int Init(const Options& options) {
 
 }  // namespace
 
-void AddInit(CLI::App& program, int& exitStatus) {
-  CLI::App* command = program.add_subcommand("init", "Makes the repository of a server.");
+void AddInit(Program& program) {
+  Command command = program.Add("init", "Makes the repository of a server.");
   const auto options = std::make_shared<Options>();
-  command->add_option("SERVER", options->server, "The server, a section of korvo.ini")->required();
-  command->add_flag(
-      "--encrypt", options->encrypt,
-      "Encrypts all that will be in it. Makes the key files that secret_file and key_file name");
-  command->footer(
+  command.Server(options->server);
+  command.Flag("--encrypt", options->encrypt,
+               "Encrypts all that will be in it. Makes the key files that secret_file and key_file name");
+  command.Explain(
       "The first backup makes a repository by itself; only one with encryption has to be made.\n"
       "Example: korvo init prod --encrypt");
-  command->callback([options, &exitStatus] { exitStatus = Init(*options); });
+  command.Does([options] { return Init(*options); });
 }
 
 }  // namespace korvo

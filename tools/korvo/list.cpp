@@ -7,7 +7,6 @@
 
 #include "korvo/commands.h"
 #include "korvo/json.h"
-#include "korvo/options.h"
 #include "korvo/output.h"
 #include "korvo/table.h"
 #include "korvo/text.h"
@@ -147,16 +146,16 @@ int List(const Options& options) {
 
 }  // namespace
 
-void AddList(CLI::App& program, int& exitStatus) {
-  CLI::App* command = program.add_subcommand("list", "Lists the savesets, newest first.");
+void AddList(Program& program) {
+  Command command = program.Add("list", "Lists the savesets, newest first.");
   const auto options = std::make_shared<Options>();
-  AddServer(*command, options->server);
-  command->add_option("--database", options->database, "Only those of this database")->type_name("SID");
-  AddCount(*command, "--last", options->last, "Only the newest N");
-  AddDuration(*command, "--max-age", options->maxAge,
-              "Exit status 1 and a line for each database whose newest good backup is older");
-  AddJson(*command, options->json);
-  command->footer(
+  command.Server(options->server);
+  command.Option("--database", "SID", options->database, "Only those of this database");
+  command.Count("--last", options->last, "Only the newest N");
+  command.Duration("--max-age", options->maxAge,
+                   "Exit status 1 and a line for each database whose newest good backup is older");
+  command.Json(options->json);
+  command.Explain(
       "FILES is the size of the files, ADDED what the saveset added to the repository.\n"
       "States: good; warnings (good, but its caller reported warnings); failed (its items that were "
       "confirmed\n"
@@ -164,7 +163,7 @@ void AddList(CLI::App& program, int& exitStatus) {
       "(nothing\n"
       "came yet). Behind it: protected (no rule deletes it), marked (to be deleted after the grace).\n"
       "Example: korvo list prod --database ABC --max-age 30h");
-  command->callback([options, &exitStatus] { exitStatus = List(*options); });
+  command.Does([options] { return List(*options); });
 }
 
 }  // namespace korvo

@@ -5,7 +5,6 @@
 #include "korvo/commands.h"
 #include "korvo/facts.h"
 #include "korvo/metrics_text.h"
-#include "korvo/options.h"
 #include "korvo/output.h"
 #include "korvo/whole_file.h"
 
@@ -32,21 +31,21 @@ int Metrics(const Options& options) {
 
 }  // namespace
 
-void AddMetrics(CLI::App& program, int& exitStatus) {
-  CLI::App* command = program.add_subcommand("metrics", "Writes a file of metrics for a monitoring system.");
+void AddMetrics(Program& program) {
+  Command command = program.Add("metrics", "Writes a file of metrics for a monitoring system.");
   const auto options = std::make_shared<Options>();
-  AddServer(*command, options->server);
-  command->add_option("FILE", options->file, "The file, which is replaced as a whole")->required();
-  AddDuration(*command, "--max-age", options->maxAge,
-              "Also says which databases have no good backup that is younger");
-  command->footer(
+  command.Server(options->server);
+  command.Operand("FILE", options->file, "The file, which is replaced as a whole");
+  command.Duration("--max-age", options->maxAge,
+                   "Also says which databases have no good backup that is younger");
+  command.Explain(
       "The format is OpenMetrics text, as collectors of text files read it. If the repository cannot be "
       "read, the\n"
       "file stays as it was: korvo_metrics_timestamp_seconds says how old it is. Exit status 1 with "
       "--max-age if a\n"
       "database has no good backup that is younger.\n"
       "Example: korvo metrics prod /var/lib/prometheus/node-exporter/korvo_prod.prom --max-age 30h");
-  command->callback([options, &exitStatus] { exitStatus = Metrics(*options); });
+  command.Does([options] { return Metrics(*options); });
 }
 
 }  // namespace korvo

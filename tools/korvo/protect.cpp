@@ -2,7 +2,6 @@
 #include <string>
 
 #include "korvo/commands.h"
-#include "korvo/options.h"
 #include "korvo/output.h"
 
 namespace korvo {
@@ -46,32 +45,31 @@ int Keep(const Options& options) {
   return kGood;
 }
 
-void AddOperands(CLI::App& command, Options& options) {
-  AddServer(command, options.server);
-  command.add_option("ID", options.saveset, "The saveset, as korvo list shows it")->required();
+void AddOperands(Command& command, Options& options) {
+  command.Server(options.server);
+  command.Operand("ID", options.saveset, "The saveset, as korvo list shows it");
 }
 
 }  // namespace
 
-void AddProtect(CLI::App& program, int& exitStatus) {
-  CLI::App* command =
-      program.add_subcommand("protect", "Protects a saveset: nothing deletes it until that is taken back.");
+void AddProtect(Program& program) {
+  Command command =
+      program.Add("protect", "Protects a saveset: nothing deletes it until that is taken back.");
   const auto options = std::make_shared<Options>();
-  AddOperands(*command, *options);
-  command->add_flag("--off", options->off, "Takes the protection back");
-  command->footer(
+  AddOperands(command, *options);
+  command.Flag("--off", options->off, "Takes the protection back");
+  command.Explain(
       "A saveset that is marked to be deleted stays, too.\n"
       "Example: korvo protect prod ABC___1700000000");
-  command->callback([options, &exitStatus] { exitStatus = Protect(*options); });
+  command.Does([options] { return Protect(*options); });
 }
 
-void AddKeep(CLI::App& program, int& exitStatus) {
-  CLI::App* command =
-      program.add_subcommand("keep", "Keeps a saveset that is marked to be deleted and still there.");
+void AddKeep(Program& program) {
+  Command command = program.Add("keep", "Keeps a saveset that is marked to be deleted and still there.");
   const auto options = std::make_shared<Options>();
-  AddOperands(*command, *options);
-  command->footer("Example: korvo keep prod ABC___1700000000");
-  command->callback([options, &exitStatus] { exitStatus = Keep(*options); });
+  AddOperands(command, *options);
+  command.Explain("Example: korvo keep prod ABC___1700000000");
+  command.Does([options] { return Keep(*options); });
 }
 
 }  // namespace korvo

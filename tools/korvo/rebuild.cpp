@@ -39,15 +39,14 @@ int Rebuild(const std::string& server) {
 
 }  // namespace
 
-void AddRebuild(CLI::App& program, int& exitStatus) {
-  CLI::App* command =
-      program.add_subcommand("rebuild", "Makes a lost or damaged catalog anew from what it lists.");
+void AddRebuild(Program& program) {
+  Command command = program.Add("rebuild", "Makes a lost or damaged catalog anew from what it lists.");
   const auto server = std::make_shared<std::string>();
-  command->add_option("SERVER", *server, "The server, a section of korvo.ini")->required();
-  command->footer(
+  command.Server(*server);
+  command.Explain(
       "Tells each thing that is lost; exit status 1 if there was one. Call it while no backup runs.\n"
       "Example: korvo rebuild prod");
-  command->callback([server, &exitStatus] { exitStatus = Rebuild(*server); });
+  command.Does([server] { return Rebuild(*server); });
 }
 
 }  // namespace korvo

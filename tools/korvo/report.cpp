@@ -3,7 +3,6 @@
 
 #include "korvo/commands.h"
 #include "korvo/facts.h"
-#include "korvo/options.h"
 #include "korvo/output.h"
 #include "korvo/page.h"
 #include "korvo/text.h"
@@ -41,20 +40,19 @@ int Report(const Options& options) {
 
 }  // namespace
 
-void AddReport(CLI::App& program, int& exitStatus) {
-  CLI::App* command =
-      program.add_subcommand("report", "Writes a page for the person who answers for the backups.");
+void AddReport(Program& program) {
+  Command command = program.Add("report", "Writes a page for the person who answers for the backups.");
   const auto options = std::make_shared<Options>();
-  AddServer(*command, options->server);
-  command->add_option("FILE.html", options->file, "The page, which is replaced as a whole")->required();
-  AddDuration(*command, "--max-age", options->maxAge,
-              "How old the newest good backup of a database may be; 30h unless it is given");
-  command->footer(
+  command.Server(options->server);
+  command.Operand("FILE.html", options->file, "The page, which is replaced as a whole");
+  command.Duration("--max-age", options->maxAge,
+                   "How old the newest good backup of a database may be; 30h unless it is given");
+  command.Explain(
       "The page needs nothing besides itself: open it in any browser, send it, print it. Exit status 1 if a "
       "pack\n"
       "is damaged or, with --max-age, if a database has no good backup that is younger.\n"
       "Example: korvo report prod backups.html --max-age 30h");
-  command->callback([options, &exitStatus] { exitStatus = Report(*options); });
+  command.Does([options] { return Report(*options); });
 }
 
 }  // namespace korvo

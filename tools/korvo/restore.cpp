@@ -5,7 +5,6 @@
 
 #include "korvo/commands.h"
 #include "korvo/json.h"
-#include "korvo/options.h"
 #include "korvo/output.h"
 #include "korvo/restore_run.h"
 #include "korvo/text.h"
@@ -155,27 +154,24 @@ int Restore(const Options& options) {
 
 }  // namespace
 
-void AddRestore(CLI::App& program, int& exitStatus) {
-  CLI::App* command = program.add_subcommand("restore", "Brings files back, without backint and its caller.");
+void AddRestore(Program& program) {
+  Command command = program.Add("restore", "Brings files back, without backint and its caller.");
   const auto options = std::make_shared<Options>();
-  AddServer(*command, options->server);
-  command->add_option("ID", options->saveset, "The saveset, as korvo list shows it")->required();
-  command->add_option("NAME", options->names,
-                      "Files and directories, by the names that they were saved under");
-  command->add_option("--to", options->to, "The directory that they come to; - for standard output")
-      ->required()
-      ->type_name("DIR");
-  command->add_flag("--over", options->over, "Replaces files that are there");
-  AddJson(*command, options->json);
-  AddQuiet(*command, options->quiet);
-  command->footer(
+  command.Server(options->server);
+  command.Operand("ID", options->saveset, "The saveset, as korvo list shows it");
+  command.Operands("NAME", options->names, "Files and directories, by the names that they were saved under");
+  command.NeededOption("--to", "DIR", options->to, "The directory that they come to; - for standard output");
+  command.Flag("--over", options->over, "Replaces files that are there");
+  command.Json(options->json);
+  command.Quiet(options->quiet);
+  command.Explain(
       "Without a NAME everything in the saveset comes back. Below DIR each item has its whole path, so that "
       "no\n"
       "two meet: /data/a comes to DIR/data/a, D:\\data\\a to DIR\\D\\data\\a. With --to - one file is "
       "written to\n"
       "standard output. Nothing in the repository changes. Exit status 1 if something was not restored.\n"
       "Example: korvo restore prod ABC___1700000000 /oracle/ABC/sapdata1 --to /tmp/back");
-  command->callback([options, &exitStatus] { exitStatus = Restore(*options); });
+  command.Does([options] { return Restore(*options); });
 }
 
 }  // namespace korvo

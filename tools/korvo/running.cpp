@@ -4,7 +4,6 @@
 
 #include "korvo/commands.h"
 #include "korvo/json.h"
-#include "korvo/options.h"
 #include "korvo/output.h"
 #include "korvo/table.h"
 #include "korvo/text.h"
@@ -125,20 +124,19 @@ int Running(const Options& options) {
 
 }  // namespace
 
-void AddRunning(CLI::App& program, int& exitStatus) {
-  CLI::App* command =
-      program.add_subcommand("running", "Tells which backups and restores are under way, and how far.");
+void AddRunning(Program& program) {
+  Command command = program.Add("running", "Tells which backups and restores are under way, and how far.");
   const auto options = std::make_shared<Options>();
-  AddServer(*command, options->server);
-  CLI::Option* watch =
-      command->add_flag("--watch", options->watch, "Tells it anew each second until nothing runs any more");
-  command->add_flag("--json", options->json, "Tells it as a JSON document, for programs")->excludes(watch);
-  command->footer(
+  command.Server(options->server);
+  command.Flag("--watch", options->watch, "Tells it anew each second until nothing runs any more");
+  command.Json(options->json);
+  command.Excludes("--json", "--watch");
+  command.Explain(
       "Items are files, those in directories too. A run tells how far it is once a second, and for the "
       "first\n"
       "time after a second; what there is to do in all is known a little later.\n"
       "Example: korvo running prod --watch");
-  command->callback([options, &exitStatus] { exitStatus = Running(*options); });
+  command.Does([options] { return Running(*options); });
 }
 
 }  // namespace korvo

@@ -4,7 +4,6 @@
 #include "korvo/commands.h"
 #include "korvo/item_rows.h"
 #include "korvo/json.h"
-#include "korvo/options.h"
 #include "korvo/output.h"
 #include "korvo/table.h"
 #include "korvo/text.h"
@@ -59,16 +58,16 @@ int Show(const Options& options) {
 
 }  // namespace
 
-void AddShow(CLI::App& program, int& exitStatus) {
-  CLI::App* command = program.add_subcommand("show", "Lists what is in a saveset.");
+void AddShow(Program& program) {
+  Command command = program.Add("show", "Lists what is in a saveset.");
   const auto options = std::make_shared<Options>();
-  AddServer(*command, options->server);
-  command->add_option("ID", options->saveset, "The saveset, as korvo list shows it")->required();
-  AddJson(*command, options->json);
-  command->footer(
+  command.Server(options->server);
+  command.Operand("ID", options->saveset, "The saveset, as korvo list shows it");
+  command.Json(options->json);
+  command.Explain(
       "CHANGED is when the file was last changed before it was saved.\n"
       "Example: korvo show prod ABC___1700000000");
-  command->callback([options, &exitStatus] { exitStatus = Show(*options); });
+  command.Does([options] { return Show(*options); });
 }
 
 }  // namespace korvo

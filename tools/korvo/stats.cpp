@@ -5,7 +5,6 @@
 
 #include "korvo/commands.h"
 #include "korvo/json.h"
-#include "korvo/options.h"
 #include "korvo/output.h"
 #include "korvo/table.h"
 #include "korvo/text.h"
@@ -175,18 +174,18 @@ int Stats(const Options& options) {
 
 }  // namespace
 
-void AddStats(CLI::App& program, int& exitStatus) {
-  CLI::App* command = program.add_subcommand(
-      "stats", "Sums up what is in the repository, and what sharing and compression save.");
+void AddStats(Program& program) {
+  Command command =
+      program.Add("stats", "Sums up what is in the repository, and what sharing and compression save.");
   const auto options = std::make_shared<Options>();
-  AddServer(*command, options->server);
-  AddJson(*command, options->json);
-  command->footer(
+  command.Server(options->server);
+  command.Json(options->json);
+  command.Explain(
       "RATIO is the size of all files in all savesets, divided by what is stored of them. Packs of a saveset "
       "that\n"
       "was deleted count for a database that needs them.\n"
       "Example: korvo stats prod");
-  command->callback([options, &exitStatus] { exitStatus = Stats(*options); });
+  command.Does([options] { return Stats(*options); });
 }
 
 }  // namespace korvo

@@ -4,7 +4,6 @@
 
 #include "korvo/commands.h"
 #include "korvo/json.h"
-#include "korvo/options.h"
 #include "korvo/output.h"
 #include "korvo/text.h"
 #include "platform/platform.h"
@@ -175,44 +174,23 @@ int Verify(const Options& options) {
   return findings.Number() == 0 ? kGood : kFindings;
 }
 
-double ReadPercent(const std::string& text) {
-  std::size_t behind = 0;
-  double percent = 0;
-  try {
-    percent = std::stod(text, &behind);
-  } catch (const std::exception&) {
-    behind = 0;
-  }
-  if (behind == 0 || (text.substr(behind) != "" && text.substr(behind) != "%") ||
-      !(percent > 0 && percent <= 100)) {
-    throw CLI::ValidationError("--sample",
-                               text + " is no part of a hundred: a number above 0, up to 100, is expected");
-  }
-  return percent;
-}
-
 }  // namespace
 
-void AddVerify(CLI::App& program, int& exitStatus) {
-  CLI::App* command =
-      program.add_subcommand("verify", "Reads and checks all that is kept, and tells what is damaged.");
+void AddVerify(Program& program) {
+  Command command = program.Add("verify", "Reads and checks all that is kept, and tells what is damaged.");
   const auto options = std::make_shared<Options>();
-  AddServer(*command, options->server);
-  command->add_option("ID", options->savesets, "Reads only what these savesets need");
-  CLI::Option* sample =
-      command
-          ->add_option_function<std::string>(
-              "--sample", [options](const std::string& text) { options->percent = ReadPercent(text); },
-              "Reads so many hundredths of the bytes: the packs that were not checked for the longest time")
-          ->type_name("PERCENT");
-  CLI::Option* older = AddDuration(*command, "--older-than", options->olderThan,
-                                   "Reads only packs that were not checked for so long");
-  command->add_flag("--restore", options->restore, "Restores every item to nowhere instead")
-      ->excludes(sample)
-      ->excludes(older);
-  AddJson(*command, options->json);
-  AddQuiet(*command, options->quiet);
-  command->footer(
+  command.Server(options->server);
+  command.Operands("ID", options->savesets, "Reads only what these savesets need");
+  command.Percent(
+      "--sample", options->percent,
+      "Reads so many hundredths of the bytes: the packs that were not checked for the longest time");
+  command.Duration("--older-than", options->olderThan, "Reads only packs that were not checked for so long");
+  command.Flag("--restore", options->restore, "Restores every item to nowhere instead");
+  command.Excludes("--restore", "--sample");
+  command.Excludes("--restore", "--older-than");
+  command.Json(options->json);
+  command.Quiet(options->quiet);
+  command.Explain(
       "Packs, catalog and saveset objects are compared with their checksums and with each other. Each damage "
       "is\n"
       "told with the items that it costs. A damaged pack is marked: the next backup stores anew what is in "
@@ -222,7 +200,7 @@ void AddVerify(CLI::App& program, int& exitStatus) {
       "Backups may go on meanwhile. Exit status 1 if something is damaged.\n"
       "Examples: korvo verify prod\n"
       "          korvo verify prod --sample 5");
-  command->callback([options, &exitStatus] { exitStatus = Verify(*options); });
+  command.Does([options] { return Verify(*options); });
 }
 
 }  // namespace korvo
