@@ -5,6 +5,7 @@
 #   - the run ends by itself, with status 0 or 2, and status 0 only with a line for every item;
 #   - no item has two lines, and no line is torn;
 #   - a job and a session that were opened are closed once, as long as the tool can be started and heard;
+#   - a database that was told #BEGIN is told #END;
 #   - no list, marker or spooled input is left, but where its removal is the call that failed.
 set -euo pipefail
 
@@ -22,6 +23,9 @@ never_fails='exit_group|execve|brk|mmap|munmap|mprotect|madvise|rt_sig[a-z]*|get
 # The calls without which a tool cannot be started or heard.
 conversation='read|poll|pipe2|vfork|clone|clone3|newfstatat|stat|access|faccessat|faccessat2|openat'
 
+# The calls without which BRBACKUP cannot be asked.
+exchange='write|unlink|fcntl|lseek'
+
 complain() {
   bad=$((bad + 1))
   [ "$bad" -gt 10 ] || printf '%s: %s\n' "$1" "$2"
@@ -37,16 +41,39 @@ prepare() {
   echo a >data/a.dbf
   echo b >'data/two words.dbf'
   echo c >data/dir/c
+  echo d >data/one.log
+  echo e >data/two.log
   : >script.txt
   : >out/result.lis
+  : >heard
+}
+
+# answer_switches: BRBACKUP's side of an online backup, until the run is over: each list that comes is heard, and the
+# database was switched for all of it.
+answer_switches() {
+  while [ ! -e over ]; do
+    if [ -e sapbackup/.switch.sem ]; then
+      cat sapbackup/.switch.lis >>heard
+      sed 's/^#[A-Z]* /#SUCCESS /' sapbackup/.switch.lis >sapbackup/.switch.log
+      rm -f sapbackup/.switch.lis sapbackup/.switch.sem
+    fi
+    sleep 0.02
+  done
 }
 
 # run_story STORY [STRACE OPTION...]: one run; its exit status is that of the program.
 run_story() {
   local story=$1
   shift
-  local function=${story%%_*} input=in.lis
+  local function=${story%%_*} input=in.lis peer='' status=0 options=()
   case $story in
+    backup_log) printf 'data\\one.log\ndata\\two.log\n' >in.lis ;;
+    backup_online)
+      printf 'data\\a.dbf\ndata\\two words.dbf\n' >in.lis
+      options=(-t file_online)
+      answer_switches &
+      peer=$!
+      ;;
     backup) printf 'data\\a.dbf\ndata\\two words.dbf\n' >in.lis ;;
     backup_first_level) printf 'data\\dir\n' >in.lis ;;
     backup_spooled) printf 'data\\a.dbf\ndata\\two words.dbf\n' >in.lis && input=STDIN ;;
@@ -59,13 +86,17 @@ run_story() {
   env -i PATH="$build/scripted:/usr/bin:/bin" BI_CALLER=BRBACKUP BI_BACKUP=FULL BI_REQUEST=NEW ORACLE_HOME=oracle \
     SAPDATA_HOME=home SAPBACKUP=sapbackup SAPARCH=saparch ORACLE_SID=ABC SCRIPT=script.txt \
     timeout 60 strace -qq -o "$work/log" "$@" "$build/bin/backint" -u sap -p par.txt -i "$input" -o out/result.lis \
-    -f "$function" <in.lis >stdout 2>stderr
+    -f "$function" "${options[@]}" <in.lis >stdout 2>stderr || status=$?
+  : >over
+  [ -z "$peer" ] || wait "$peer"
+  return "$status"
 }
 
 # The items of a story, a line each, as its result lines name them.
 items_of() {
   case $1 in
     backup_first_level) printf 'data\\dir\n' ;;
+    backup_log) printf 'data\\one.log\ndata\\two.log\n' ;;
     restore | inquire) printf 'data\\a.dbf\ndata\\b.dbf\n' ;;
     *) printf 'data\\a.dbf\ndata\\two words.dbf\n' ;;
   esac
@@ -100,9 +131,17 @@ judge() {
       fi
     fi
   done
+  # The database leaves its backup state as often as it entered it. Only a failure of the exchange itself may cost that.
+  if [ "$kind" != fails ] || [[ ! $call =~ ^($conversation|$exchange)$ ]]; then
+    opened=$(grep -c '^#BEGIN' heard || true)
+    closed=$(grep -c '^#END' heard || true)
+    [ "$opened" = "$closed" ] || complain "$what" "$opened times #BEGIN, $closed times #END"
+  fi
   if [ "$kind" != fails ] || [[ ! $call =~ ^(unlink|newfstatat|stat|fcntl)$ ]]; then
     lines=$(find home/saptrace data sapbackup \( -name 'filelist*' -o -name 'newinput*' -o -name 'backint_??????' \
       -o -name '*korvo.dir*' -o -name '.switch*' \) -print)
+    # A list without its semaphore stays: nobody else may take its place before somebody has looked.
+    [ "$kind" != fails ] || [ "$lines" != sapbackup/.switch.lis ] || [ "$call" != openat ] || lines=
     [ -z "$lines" ] || complain "$what" "left behind: $lines"
   fi
 }
@@ -157,7 +196,11 @@ sweep() {
 }
 
 # STORIES in the environment names some of them.
-for story in ${STORIES:-backup backup_first_level backup_spooled restore inquire}; do
+every=$step
+for story in ${STORIES:-backup backup_first_level backup_spooled backup_log backup_online restore inquire}; do
+  # An online run waits for seconds: fewer of them have to do.
+  step=$every
+  [ "$story" != backup_online ] || step=$((every * 8))
   sweep "$story"
 done
 echo "$runs runs, $bad bad"
