@@ -11,6 +11,7 @@
 #include "store/load/saveset_reader.h"
 #include "store/open_store.h"
 #include "store/place/directory_place.h"
+#include "store/progress_row.h"
 #include "store/save/saveset_writer.h"
 #include "store/save_doubles.h"
 #include "support/dice.h"
@@ -115,7 +116,9 @@ class CopyTest : public testing::TestWithParam<bool> {
     listener.lost = [this](const std::string& saveset, const std::string& item) {
       told_.push_back(saveset + " " + item);
     };
-    return RepositoryCopy(*from, *to, listener).Run(result_);
+    Status copied = RepositoryCopy(*from, *to, listener).Run(result_);
+    work_ = from->Work().Now();
+    return copied;
   }
 
   // Of each saveset that is listed, the number of items; each of them can be restored.
@@ -125,6 +128,7 @@ class CopyTest : public testing::TestWithParam<bool> {
     EXPECT_TRUE(Store::Open(config, Access::kWrite, store));
     EXPECT_TRUE(store->Rows().ListAllSavesets([&](const Saveset& saveset) {
       SavesetReader reader(*store);
+      contents[saveset.name] = 0;
       EXPECT_TRUE(reader.BeginWithoutJob(saveset.name));
       EXPECT_TRUE(saveset.warnings && saveset.mover == Mover::kEndedClean);
       return store->Rows().ListItems(saveset, [&](const Item& item) {
@@ -154,6 +158,7 @@ class CopyTest : public testing::TestWithParam<bool> {
   Dice dice_{3};
   std::vector<std::string> told_;
   RepositoryCopy::Result result_;
+  ProgressState work_;
 };
 
 INSTANTIATE_TEST_SUITE_P(PlainAndEncrypted, CopyTest, testing::Bool(),
@@ -163,6 +168,10 @@ TEST_P(CopyTest, InterruptedAnywhereItEndsWholeWhenItIsRepeated) {
   const auto trouble = std::make_shared<Trouble>();
   ASSERT_TRUE(Copy(trouble));
   const int operations = trouble->count;
+  EXPECT_EQ(work_.items, result_.packs);
+  EXPECT_EQ(work_.bytes, result_.bytes);
+  EXPECT_EQ(work_.allItems, result_.packs);
+  EXPECT_EQ(work_.allBytes, result_.bytes);
   const Contents all = Restorable(from_);
   ASSERT_EQ(all.size(), 3U);
   EXPECT_EQ(Restorable(to_), all);
@@ -218,6 +227,34 @@ TEST_P(CopyTest, ADamagedPackStaysBehindWithWhatNeedsIt) {
   EXPECT_EQ(copied.count("ABC_1234567890"), 0U);
   EXPECT_LT(copied.at("ABC_1234567890_2"), 6U);
   EXPECT_EQ(DamagesIn(to_), 0U);
+  // Nothing of the first one can come, at the next try neither: it is not listed.
+  ASSERT_TRUE(Copy(std::make_shared<Trouble>()));
+  EXPECT_EQ(Restorable(to_), copied);
+}
+
+TEST_P(CopyTest, WhatARunningCopyHasBroughtIsNoDamage) {
+  ASSERT_TRUE(Copy(std::make_shared<Trouble>()));
+  const Uid pack = Uid::Random();
+  std::unique_ptr<Store> store;
+  ASSERT_TRUE(Store::Open(to_, Access::kWrite, store));
+  ASSERT_TRUE(store->Objects().Put(PackObject(pack), "that no row names yet"));
+  const auto damages = [this] {
+    std::unique_ptr<Store> checked;
+    std::vector<std::string> told;
+    CheckListener listener;
+    listener.damaged = [&told](const Damage& damage) { told.push_back(damage.what); };
+    RepositoryCheck::Result result;
+    EXPECT_TRUE(Store::Open(to_, Access::kRead, checked));
+    EXPECT_TRUE(RepositoryCheck(*checked, listener).Run({}, result));
+    return told;
+  };
+  {
+    ProgressRow copy(*store, RunProgress::kCopyingTool, nullptr);
+    copy.Tell();
+    EXPECT_EQ(damages(), std::vector<std::string>());
+  }
+  ASSERT_EQ(damages().size(), 1U);
+  EXPECT_NE(damages().front().find(pack.Hex()), std::string::npos) << damages().front();
 }
 
 TEST_P(CopyTest, AnotherRepositoryIsRefused) {

@@ -8,6 +8,8 @@
 #include "platform/platform.h"
 #include "store/copy/repository_copy.h"
 #include "store/open_store.h"
+#include "store/progress_row.h"
+#include "store/progress_teller.h"
 
 namespace korvo {
 namespace {
@@ -93,6 +95,14 @@ int Copy(const Options& options) {
   store::RepositoryCopy::Result result;
   store::Status done = Open(options, from, to);
   if (done) {
+    store::ProgressRow gives(*from, store::RunProgress::kCopyingTool, nullptr);
+    store::ProgressRow takes(*to, store::RunProgress::kCopyingTool, nullptr);
+    takes.Tell();  // a check of that repository wants to know it at once
+    const auto tell = [&] {
+      gives.Tell();
+      takes.Tell();
+    };
+    const store::ProgressTeller teller(from->Work(), {.line = !options.quiet, .tell = tell});
     done = store::RepositoryCopy(*from, *to, Listener(options, left)).Run(result);
   }
   if (!done) {
@@ -110,7 +120,7 @@ void AddCopy(Program& program) {
   command.Server(options->server);
   command.NeededOption("--to", "SERVER", options->to, "The server of the copy, another section of korvo.ini");
   command.Json(options->json);
-  command.Flag("--quiet", options->quiet, "Shows no progress");
+  command.Quiet(options->quiet);
   command.Explain(
       "The first copy makes the second repository. It can be restored from, verified and thinned out like "
       "the\n"

@@ -85,6 +85,7 @@ struct RunProgress {
   ProgressState state;    // as it was then
 
   static constexpr const char* kSavingTool = "backup";
+  static constexpr const char* kCopyingTool = "copy";
 };
 
 struct Pack {

@@ -19,8 +19,6 @@ struct CheckListener {
   std::function<void(const Damage& damage)> damaged;
   // What the damage that was told last costs: an item of a saveset that cannot be restored.
   std::function<void(const std::string& saveset, const std::string& item)> lost;
-  // So many bytes more were read. By any thread, one at a time.
-  std::function<void(std::uint64_t bytes)> read;
 };
 
 // Damage is told and the check goes on; any other failure ends it.

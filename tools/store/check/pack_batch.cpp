@@ -344,10 +344,6 @@ void PackBatch::CheckBlock(const Checking& checking, std::uint64_t number) {
     NoteBad(checking.facts.uid, number, checked);
   }
   store_.Work().AddBytes(entry.stored);
-  if (listener_.read) {
-    const std::lock_guard lock(mutex_);
-    listener_.read(entry.stored);
-  }
 }
 
 // ---- What is told ----------------------------------------------------------------------------------------

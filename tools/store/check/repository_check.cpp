@@ -137,6 +137,22 @@ Status RepositoryCheck::CheckSavesets() {
 
 // `packs` gets all that are known; of those that are missing or have another size first. A pack is known
 // before it is there, and gone before it is forgotten.
+// Whether a copy is under way that has told so in the last minute: its packs come before the rows that name
+// them.
+Status RepositoryCheck::FindCopy(bool& underWay) {
+  constexpr std::int64_t kSilentSeconds = 60;
+  std::vector<RunProgress> runs;
+  std::int64_t now = 0;
+  Status listed = store_.Rows().ListProgress(runs);
+  if (listed) {
+    listed = store_.Rows().Now(now);
+  }
+  underWay = std::any_of(runs.begin(), runs.end(), [now](const RunProgress& run) {
+    return run.tool == RunProgress::kCopyingTool && run.told >= now - kSilentSeconds;
+  });
+  return listed;
+}
+
 Status RepositoryCheck::CheckPlace(std::vector<PackFacts>& packs) {
   Status listed = store_.Rows().ListPacks(packs);
   result_.packs = packs.size();
@@ -162,7 +178,11 @@ Status RepositoryCheck::CheckPlace(std::vector<PackFacts>& packs) {
   for (const PackFacts& pack : packs) {
     there.erase(pack.uid);
   }
-  for (auto other = there.begin(); listed && other != there.end(); ++other) {
+  bool copied = false;
+  if (listed && !there.empty()) {
+    listed = FindCopy(copied);
+  }
+  for (auto other = there.begin(); listed && !copied && other != there.end(); ++other) {
     bool known = false;
     std::optional<std::uint64_t> size;
     listed = store_.Rows().KnowsPack(other->first, known);
@@ -268,9 +288,6 @@ Status RepositoryCheck::RestoreSaveset(const Saveset& saveset) {
     }
     ++result_.readPacks;
     result_.readBytes += item.facts.size;
-    if (listener_.read) {
-      listener_.read(item.facts.size);
-    }
   };
   const Status listed = store_.Rows().ListItems(saveset, [&](const Item& item) {
     if (item.kind != ItemKind::kFile) {

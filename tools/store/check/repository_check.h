@@ -44,6 +44,7 @@ class RepositoryCheck {
   Status CheckCatalog();
   Status CheckRepositoryObject();
   Status CheckSavesets();
+  Status FindCopy(bool& underWay);
   Status CheckPlace(std::vector<PackFacts>& packs);
   Status Choose(const CheckScope& scope, std::vector<PackFacts>& packs);
   Status CheckPacks(const std::vector<PackFacts>& packs);

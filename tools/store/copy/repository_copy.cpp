@@ -47,6 +47,9 @@ Status RepositoryCopy::Run(Result& result) {
   if (done) {
     done = GiveUpOthers(savesets);
   }
+  if (done) {
+    done = CountPacks(savesets);
+  }
   for (auto saveset = savesets.begin(); done && saveset != savesets.end(); ++saveset) {
     done = platform::Interrupted() ? Status::Interrupted() : CopySaveset(*saveset);
   }
@@ -68,6 +71,44 @@ Status RepositoryCopy::ListSavesets(std::vector<Saveset>& savesets) {
   });
   std::reverse(savesets.begin(), savesets.end());
   return listed;
+}
+
+// What has to come, for whoever watches.
+Status RepositoryCopy::CountPacks(const std::vector<Saveset>& savesets) {
+  std::set<Uid> packs;
+  Status done;
+  for (auto saveset = savesets.begin(); done && saveset != savesets.end(); ++saveset) {
+    std::optional<Saveset> there;
+    std::vector<Uid> needed;
+    done = to_.Rows().FindSavesetByUid(saveset->uid, there);
+    if (done && !there) {
+      done = from_.Rows().ListPacksOf(*saveset, needed);
+    }
+    packs.insert(needed.begin(), needed.end());
+  }
+  std::uint64_t count = 0;
+  std::uint64_t bytes = 0;
+  for (auto uid = packs.begin(); done && uid != packs.end(); ++uid) {
+    bool known = false;
+    std::optional<PackFacts> facts;
+    done = to_.Rows().KnowsPack(*uid, known);
+    if (done && !known) {
+      done = from_.Rows().FindPackFacts(*uid, facts);
+    }
+    count += facts ? 1U : 0U;
+    bytes += facts ? facts->size : 0;
+  }
+  for (Store* store : {&from_, &to_}) {
+    store->Work().Expect(count, bytes);
+  }
+  return done;
+}
+
+void RepositoryCopy::CountWork(std::uint64_t packs, std::uint64_t bytes) {
+  for (Store* store : {&from_, &to_}) {
+    store->Work().AddItems(packs);
+    store->Work().AddBytes(bytes);
+  }
 }
 
 // What an earlier copy began, and is not there any more to be ended.
@@ -92,13 +133,13 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
     return found;
   }
   std::vector<PackFacts> packs;
-  bool whole = false;
+  std::uint64_t items = 0;
   Status done = CopyPacks(saveset, packs);
   if (done) {
-    done = to_.Rows().BeginAdoption(saveset, whole);
+    done = CopyItems(saveset, packs, items);
   }
-  if (done && !whole) {
-    done = CopyItems(saveset, packs);
+  if (done && items == 0) {
+    return {};  // all of them stay behind
   }
   if (done.What() == Status::Kind::kConflict) {
     ++result_.damages;
@@ -149,9 +190,7 @@ Status RepositoryCopy::CopyPacks(const Saveset& saveset, std::vector<PackFacts>&
         const std::lock_guard lock(mutex);
         result_.packs += came ? 1U : 0U;
         result_.bytes += came ? pack.size : 0;
-        if (copied && listener_.read) {
-          listener_.read(pack.size);
-        }
+        CountWork(came ? 1 : 0, 0);
         if (!copied) {
           failures.emplace(pack.uid, copied);
         }
@@ -196,7 +235,11 @@ Status RepositoryCopy::CopyPack(const PackFacts& pack) {
   std::string bytes;
   const auto append = [&](std::uint64_t offset, std::uint64_t size) {
     Status got = from_.Objects().Get(name, offset, static_cast<std::size_t>(size), bytes);
-    return got ? object->Append(bytes) : got;
+    if (got) {
+      got = object->Append(bytes);
+    }
+    CountWork(0, got ? size : 0);
+    return got;
   };
   const std::size_t blocks = done ? reader->Tables().blocks.size() : 0;
   if (done) {
@@ -237,7 +280,8 @@ Status RepositoryCopy::FindTorn(const Saveset& saveset, std::set<std::uint64_t>&
   });
 }
 
-Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::vector<PackFacts>& packs) {
+Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::vector<PackFacts>& packs,
+                                 std::uint64_t& came) {
   std::map<Uid, const PackFacts*> byId;
   for (const PackFacts& pack : packs) {
     byId.emplace(pack.uid, &pack);
@@ -245,7 +289,12 @@ Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::vector<PackF
   std::set<std::uint64_t> torn;
   std::vector<Catalog::ItemRecord> items;
   const auto commit = [&] {
-    Status done = to_.Rows().AdoptItems(saveset.uid, PacksOf(items, byId), items);
+    bool whole = false;
+    Status done = to_.Rows().BeginAdoption(saveset, whole);
+    if (done && !whole) {
+      done = to_.Rows().AdoptItems(saveset.uid, PacksOf(items, byId), items);
+    }
+    came += items.size();
     items.clear();
     return done;
   };
@@ -262,7 +311,7 @@ Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::vector<PackF
       return items.size() < kItemsOfCommit ? Status() : commit();
     });
   }
-  if (done) {
+  if (done && !items.empty()) {
     done = commit();
   }
   // What only items needed that stay behind.

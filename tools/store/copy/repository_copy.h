@@ -28,17 +28,20 @@ class RepositoryCopy {
   };
   // Packs come first, then the rows of a saveset's items, then its objects; then it is listed. So wherever
   // this ends, all that the copy lists can be restored, and the next call goes on. What is marked to be
-  // deleted does not come, and what the first one deletes later stays in the copy.
+  // deleted does not come, nor a saveset all of whose items need a damaged pack; what the first one deletes
+  // later stays in the copy. Both stores' `Work()` counts the packs that come, and their bytes.
   Status Run(Result& result);
 
  private:
   Status ListSavesets(std::vector<Saveset>& savesets);
+  Status CountPacks(const std::vector<Saveset>& savesets);
+  void CountWork(std::uint64_t packs, std::uint64_t bytes);
   Status GiveUpOthers(const std::vector<Saveset>& savesets);
   Status CopySaveset(const Saveset& saveset);
   Status CopyPacks(const Saveset& saveset, std::vector<PackFacts>& packs);
   Status CopyPackIfMissing(const PackFacts& pack, bool& came);
   Status CopyPack(const PackFacts& pack);
-  Status CopyItems(const Saveset& saveset, const std::vector<PackFacts>& packs);
+  Status CopyItems(const Saveset& saveset, const std::vector<PackFacts>& packs, std::uint64_t& came);
   Status FindTorn(const Saveset& saveset, std::set<std::uint64_t>& torn);
   Status CopyObjects(const Uid& saveset);
   [[nodiscard]] bool IsBad(const Catalog::ItemRecord& record) const;
