@@ -292,6 +292,7 @@ TEST_F(StoreTest, WhatADeadRunLeftIsTakenAway) {
   EXPECT_TRUE(Files("packs").empty());
   ASSERT_TRUE(store->FindSaveset(saveset, filled));
   EXPECT_EQ(filled.mover, Mover::kEndedFailed);
+  EXPECT_NE(filled.reason.find("killed"), std::string::npos) << filled.reason;
   EXPECT_TRUE(Open(Access::kWrite)->Notes().empty()) << "it was taken away once";
 
   const std::string file = Write("file", "bytes");

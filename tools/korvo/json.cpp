@@ -24,11 +24,17 @@ Json JsonTime(const std::optional<std::int64_t>& seconds) {
 }
 
 Json JsonSaveset(const store::Saveset& saveset) {
-  return {{"name", JsonText(saveset.name)},   {"database", JsonText(saveset.database)},
-          {"pool", JsonText(saveset.pool)},   {"created", JsonTime(saveset.created)},
-          {"ended", JsonTime(saveset.ended)}, {"state", StateName(saveset)},
-          {"protected", saveset.isProtected}, {"marked", saveset.marked},
-          {"items", saveset.items},           {"bytes", saveset.bytes}};
+  return {{"name", JsonText(saveset.name)},
+          {"database", JsonText(saveset.database)},
+          {"pool", JsonText(saveset.pool)},
+          {"created", JsonTime(saveset.created)},
+          {"ended", JsonTime(saveset.ended)},
+          {"state", StateName(saveset)},
+          {"reason", saveset.reason.empty() ? Json(nullptr) : JsonText(saveset.reason)},
+          {"protected", saveset.isProtected},
+          {"marked", saveset.marked},
+          {"items", saveset.items},
+          {"bytes", saveset.bytes}};
 }
 
 void PrintJson(const Json& document) { PrintBytes(Dump(document, kIndent) + "\n"); }

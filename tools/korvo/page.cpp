@@ -251,7 +251,9 @@ std::string WhyNotGood(const store::Saveset& saveset, std::int64_t now) {
   constexpr std::int64_t kSoon = 3600;
   const std::string state = StateName(saveset);
   if (state == "failed") {
-    return "Not everything was saved, or the data mover was killed. " +
+    return (saveset.reason.empty() ? "Not everything was saved."
+                                   : "Not everything was saved: " + saveset.reason + ".") +
+           " " +
            (saveset.items > 0
                 ? Count(static_cast<std::uint64_t>(saveset.items), "confirmed item") + " can be restored."
                 : "Nothing was confirmed.");

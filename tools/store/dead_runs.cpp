@@ -12,7 +12,9 @@ Status EndRunIfGone(Catalog& catalog, Place& place, const Run& run, DeadRuns& de
   if (Status asked = place.IsRunGone(run.uid, gone); !asked || !gone) {
     return asked;
   }
-  if (Status ended = catalog.EndRun(run.uid, Mover::kEndedFailed); !ended) {
+  if (Status ended =
+          catalog.EndRun(run.uid, Mover::kEndedFailed, "the data mover was killed, or its machine stopped");
+      !ended) {
     return ended;
   }
   ++dead.runs;

@@ -2,9 +2,14 @@
 
 #include "xfr/report.h"
 
-void Refuse(const std::string& name, const std::string& why, Outcome& outcome) {
-  ReportTrouble("cannot back up " + name + ": " + why);
+void Fail(const std::string& what, Outcome& outcome) {
+  ReportTrouble(what);
+  outcome.why = outcome.failed ? outcome.why : what;
   outcome.failed = true;
+}
+
+void Refuse(const std::string& name, const std::string& why, Outcome& outcome) {
+  Fail("cannot back up " + name + ": " + why, outcome);
 }
 
 void TakeIn(const std::string& name, const store::Saved& saved, Outcome& outcome) {

@@ -63,7 +63,7 @@ class Backup {
                                          CountToSave(request_, plan_, store_, ended);
                                        }});
     const Status saved = SaveAll();
-    if (Status ended = writer_.End(!outcome_.failed, !request_.wholeDirectory); !ended) {
+    if (Status ended = writer_.End(!outcome_.failed, !request_.wholeDirectory, outcome_.why); !ended) {
       // A failure of the store that ended the saving was told then.
       if (saved || saved.Message() != ended.Message()) {
         ReportTrouble(Advice(ended));
@@ -97,8 +97,7 @@ class Backup {
       const std::string item(request_.items[index]);
       waiting_.push_back(index);
       if (Status store = SaveOne(item); !store) {
-        ReportTrouble("the backup stops at " + item + ": " + Advice(store));
-        outcome_.failed = true;
+        Fail("the backup stops at " + item + ": " + Advice(store), outcome_);
         return store;
       }
     }
@@ -121,6 +120,7 @@ class Backup {
     if (here.failed) {
       waiting_.pop_back();
     }
+    outcome_.why = outcome_.failed ? outcome_.why : here.why;
     outcome_.failed = outcome_.failed || here.failed;
     outcome_.warnings = outcome_.warnings || here.warnings;
     return store;

@@ -105,11 +105,12 @@ Status Catalog::Inside::FamilyOf(std::string_view database, std::string_view poo
 
 Status Catalog::Inside::AddSaveset(const Saveset& saveset, std::int64_t id, std::int64_t family) {
   return Run(
-      "INSERT INTO saveset(id, uid, name, family, created, mover, ended, failed, warnings, items, bytes, "
-      "together, protected, deleting) VALUES($1, $2, $3, $4, $5, $6, $7, $8, $9, 0, 0, $10, $11, 0)",
+      "INSERT INTO saveset(id, uid, name, family, created, mover, ended, reason, failed, warnings, items, "
+      "bytes, together, protected, deleting) VALUES($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, 0, 0, $11, $12, "
+      "0)",
       {id, saveset.uid.Bytes(), saveset.name, family, saveset.created, static_cast<int>(saveset.mover),
-       saveset.ended ? SqlValue(*saveset.ended) : SqlValue(nullptr), saveset.failed, saveset.warnings,
-       saveset.together.Bytes(), saveset.isProtected});
+       saveset.ended ? SqlValue(*saveset.ended) : SqlValue(nullptr), saveset.reason, saveset.failed,
+       saveset.warnings, saveset.together.Bytes(), saveset.isProtected});
 }
 
 Status DamagedRow(const std::string& what) {

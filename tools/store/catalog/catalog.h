@@ -51,6 +51,7 @@ struct Saveset {
   std::int64_t created = 0;
   Mover mover = Mover::kNone;
   std::optional<std::int64_t> ended;  // when its mover ended; not known of one that was killed
+  std::string reason;                 // what its mover reported first, if it ended badly
   std::int64_t items = 0;             // that are items of their own
   std::int64_t bytes = 0;             // of all its files
   Uid together;                       // the first saveset of its session
@@ -151,8 +152,9 @@ class Catalog {
 
   // Gives the saveset to this run, once in its life; `claimed` is false if it had one.
   Status BeginRun(const Run& run, bool& claimed);
-  // Ends it, however it went. What it announced or committed, and no item needs, is among `ListDeleted` then.
-  Status EndRun(const Uid& run, Mover mover);
+  // Ends it, however it went; `reason` is why it went badly. What it announced or committed, and no item
+  // needs, is among `ListDeleted` then.
+  Status EndRun(const Uid& run, Mover mover, const std::string& reason = "");
   Status ListRuns(std::vector<Run>& runs);
   // A pack that the run is about to write. From here on the next one who finds the run gone deletes it.
   Status AnnouncePack(const Uid& run, const Uid& pack);

@@ -126,7 +126,7 @@ const std::string kLastCopyIfGood =
 
 const std::string kSelectSaveset =
     "SELECT s.id, s.uid, s.name, f.name, f.pool, s.created, s.mover, s.items, s.marked, s.failed, "
-    "s.warnings, s.ended, s.bytes, s.together, s.protected FROM saveset s "
+    "s.warnings, s.ended, s.bytes, s.together, s.protected, s.reason FROM saveset s "
     "JOIN family f ON f.id = s.family ";
 
 Status ReadSaveset(const SqlRow& row, Saveset& saveset) {
@@ -143,6 +143,7 @@ Status ReadSaveset(const SqlRow& row, Saveset& saveset) {
   saveset.ended = row.IsNull(11) ? std::nullopt : std::optional(row.Number(11));
   saveset.bytes = row.Number(12);
   saveset.isProtected = row.Number(14) != 0;
+  saveset.reason = row.Bytes(15);
   return Uid::FromBytes(row.Bytes(1), saveset.uid) && Uid::FromBytes(row.Bytes(13), saveset.together)
              ? Status()
              : DamagedRow("the id of a saveset");

@@ -20,7 +20,7 @@ Status Catalog::BeginRun(const Run& run, bool& claimed) {
   });
 }
 
-Status Catalog::EndRun(const Uid& run, Mover mover) {
+Status Catalog::EndRun(const Uid& run, Mover mover, const std::string& reason) {
   std::optional<std::int64_t> saveset;
   if (Status found = inside_->FindNumber("SELECT saveset FROM run WHERE uid = $1", {run.Bytes()}, saveset);
       !found || !saveset) {
@@ -53,8 +53,8 @@ Status Catalog::EndRun(const Uid& run, Mover mover) {
     if (Status told = Now(now); !told) {
       return told;
     }
-    if (Status ended = inside_->Run("UPDATE saveset SET mover = $1, ended = $2 WHERE id = $3",
-                                    {static_cast<int>(mover), now, *saveset});
+    if (Status ended = inside_->Run("UPDATE saveset SET mover = $1, ended = $2, reason = $3 WHERE id = $4",
+                                    {static_cast<int>(mover), now, reason, *saveset});
         !ended) {
       return ended;
     }

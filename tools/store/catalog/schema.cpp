@@ -29,8 +29,9 @@ constexpr const char* kTables[] = {
     R"sql(CREATE UNIQUE INDEX family_by_name ON family(name, pool))sql",
 
     // items: that are items of their own. bytes: of all its files. failed, warnings: how its backup job was
-    // closed. together: the uid of the first saveset of its session. marked: when it was marked to be
-    // deleted. deleting: 1, its items are being taken out; 2, they are coming in from another repository.
+    // closed. reason: what the mover reported first when it ended badly. together: the uid of the first
+    // saveset of its session. marked: when it was marked to be deleted. deleting: 1, its items are being
+    // taken out; 2, they are coming in from another repository.
     R"sql(CREATE TABLE saveset(
   id NUMBER NOT NULL PRIMARY KEY,
   uid BYTES NOT NULL,
@@ -39,6 +40,7 @@ constexpr const char* kTables[] = {
   created NUMBER NOT NULL,
   mover NUMBER NOT NULL,
   ended NUMBER,
+  reason BYTES NOT NULL,
   failed NUMBER NOT NULL,
   warnings NUMBER NOT NULL,
   items NUMBER NOT NULL,

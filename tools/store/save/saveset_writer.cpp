@@ -36,7 +36,7 @@ class SavesetWriter::Inside {
                    const std::string& link);
   Status EndDirectory(bool whole);
   Status Settle();
-  Status End(bool good, bool firstLevel);
+  Status End(bool good, bool firstLevel, const std::string& why);
 
  private:
   // What has to be known of a file until it is committed, to save it again.
@@ -60,7 +60,7 @@ class SavesetWriter::Inside {
   Status DropDirectory();
   void NoteParent(const Item& item);
   Status FinishWithFirstLevel();
-  Status EndRun(Catalog& rows, bool clean);
+  Status EndRun(Catalog& rows, bool clean, const std::string& why);
   Status EndFailedRun();
   Status Keep(Status status);
   [[nodiscard]] bool IsOver() const { return !failure_; }
@@ -120,7 +120,7 @@ Status SavesetWriter::Inside::Begin(const std::string& name) {
   }
   Status begun = BeginSaving();
   if (!begun) {
-    static_cast<void>(End(false, false));
+    static_cast<void>(End(false, false, ""));
   }
   return begun;
 }
@@ -456,7 +456,7 @@ Status SavesetWriter::Inside::FinishWithFirstLevel() {
   return {};
 }
 
-Status SavesetWriter::Inside::End(bool good, bool firstLevel) {
+Status SavesetWriter::Inside::End(bool good, bool firstLevel, const std::string& why) {
   if (!begun_) {
     return {};
   }
@@ -472,12 +472,13 @@ Status SavesetWriter::Inside::End(bool good, bool firstLevel) {
     Status dropped = committer_->DropWaiting({});
     static_cast<void>(Keep(dropped ? committer_->Wait() : dropped));
   }
-  return failure_ ? EndRun(store_.Rows(), good && !againFailed_) : EndFailedRun();
+  return failure_ ? EndRun(store_.Rows(), good && !againFailed_, why) : EndFailedRun();
 }
 
-Status SavesetWriter::Inside::EndRun(Catalog& rows, bool clean) {
+Status SavesetWriter::Inside::EndRun(Catalog& rows, bool clean, const std::string& why) {
   const Status noted = clean ? store_.NoteGoodEnd(saveset_) : Status();
-  const Status ended = rows.EndRun(run_, clean && noted ? Mover::kEndedClean : Mover::kEndedFailed);
+  const Status ended = clean && noted ? rows.EndRun(run_, Mover::kEndedClean, "")
+                                      : rows.EndRun(run_, Mover::kEndedFailed, noted ? why : noted.Message());
   return noted ? ended : noted;
 }
 
@@ -498,7 +499,7 @@ Status SavesetWriter::Inside::EndFailedRun() {
     gone = gone && store_.Objects().Delete(PackObject(pack));
   }
   if (gone && rows->ForgetAnnounced(packs)) {
-    static_cast<void>(EndRun(*rows, false));
+    static_cast<void>(EndRun(*rows, false, failure_.Message()));
   }
   return failure_;
 }
@@ -525,6 +526,8 @@ Status SavesetWriter::AddInside(const std::string& name, ItemKind kind, const pl
 }
 Status SavesetWriter::EndDirectory(bool whole) { return inside_->EndDirectory(whole); }
 Status SavesetWriter::Settle() { return inside_->Settle(); }
-Status SavesetWriter::End(bool good, bool firstLevel) { return inside_->End(good, firstLevel); }
+Status SavesetWriter::End(bool good, bool firstLevel, const std::string& why) {
+  return inside_->End(good, firstLevel, why);
+}
 
 }  // namespace store

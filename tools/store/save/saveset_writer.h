@@ -52,8 +52,9 @@ class SavesetWriter {
   // Confirms what waits longer than it may; for a caller that has nothing to save for a while.
   Status Settle();
   // Commits what is left. `good` is what the mover reports of the run; a failed store makes it a failure. If
-  // `firstLevel` is set, the good run may have been that of a directory's first level.
-  Status End(bool good, bool firstLevel);
+  // `firstLevel` is set, the good run may have been that of a directory's first level. `why` is kept with a
+  // run that is not good: what failed first, in words.
+  Status End(bool good, bool firstLevel, const std::string& why = "");
 
  private:
   class Inside;
