@@ -1,6 +1,7 @@
-// Whether files are shared with other machines.
+// Files that are shared with other machines, and connections to them.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace platform {
@@ -8,5 +9,9 @@ namespace platform {
 // Whether the directory is on a file system that other machines may use at the same time. False where the
 // system does not tell.
 [[nodiscard]] bool IsOnNetwork(const std::string& directory);
+
+// Waits until something can be read from the connection, its end included. False when the time is over
+// before, or a signal came.
+[[nodiscard]] bool WaitForInput(std::uintptr_t socket, int milliseconds);
 
 }  // namespace platform

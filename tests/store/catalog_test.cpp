@@ -80,8 +80,9 @@ class CatalogTest : public testing::TestWithParam<CatalogKind> {
   std::unique_ptr<Catalog> catalog_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Engines, CatalogTest, testing::ValuesIn(CatalogKinds()),
-                         [](const testing::TestParamInfo<CatalogKind>& kind) { return kind.param.name; });
+const auto kNameOfKind = [](const testing::TestParamInfo<CatalogKind>& kind) { return kind.param.name; };
+INSTANTIATE_TEST_SUITE_P(Engines, CatalogTest, testing::ValuesIn(CatalogKinds()), kNameOfKind);
+INSTANTIATE_TEST_SUITE_P(PosixEngines, CatalogTest, testing::ValuesIn(SharedCatalogKinds()), kNameOfKind);
 
 std::vector<Uid> Sorted(std::vector<Uid> uids) {
   std::sort(uids.begin(), uids.end());

@@ -101,6 +101,7 @@ class FaultyEngine : public SqlEngine {
   }
   Status Now(std::int64_t& seconds) override { return engine_->Now(seconds); }
   [[nodiscard]] bool CanWrite() const override { return engine_->CanWrite(); }
+  [[nodiscard]] bool IsShared() const override { return engine_->IsShared(); }
 
   bool commitsBeforeItFails = false;
   // Called after each commit that was carried out: a test keeps a copy of the catalog as of then.

@@ -74,6 +74,7 @@ class TestEngine : public SqlEngine {
   }
   Status Now(std::int64_t& seconds) override;
   [[nodiscard]] bool CanWrite() const override { return engine_->CanWrite(); }
+  [[nodiscard]] bool IsShared() const override { return engine_->IsShared(); }
 
  private:
   std::unique_ptr<SqlEngine> engine_;

@@ -1,5 +1,6 @@
 #include "platform/network.h"
 
+#include <poll.h>
 #include <sys/vfs.h>
 
 #include <algorithm>
@@ -26,6 +27,11 @@ bool IsOnNetwork(const std::string& directory) {
   }
   const unsigned long type = static_cast<unsigned long>(status.f_type) & 0xffffffffUL;
   return type == kUsersOwn || std::find(kNetwork.begin(), kNetwork.end(), type) != kNetwork.end();
+}
+
+bool WaitForInput(std::uintptr_t socket, int milliseconds) {
+  pollfd waited = {static_cast<int>(socket), POLLIN, 0};
+  return poll(&waited, 1, milliseconds) > 0;
 }
 
 }  // namespace platform

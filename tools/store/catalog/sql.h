@@ -63,11 +63,12 @@ class SqlEngine {
 
   // Runs one statement and calls `row` for each row, unless it is empty. A status that `row` returns ends the
   // statement; nothing may be run within it. `text` is remembered as prepared: it should be the same each
-  // time.
+  // time. Within a transaction an INSERT or DELETE without `row` may be sent ahead: that it failed is told by
+  // a later statement then, at the latest by the commit.
   using Row = std::function<Status(const SqlRow&)>;
   virtual Status Run(const std::string& text, const std::vector<SqlValue>& values, const Row& row) = 0;
   Status Run(const std::string& text, const std::vector<SqlValue>& values) { return Run(text, values, {}); }
-  // Rows that the last statement changed.
+  // Rows that the last statement, an UPDATE, changed.
   [[nodiscard]] virtual std::int64_t Changed() const = 0;
 
   // A transaction that writes: from its beginning nobody else writes (or the engine aborts one of the two,
@@ -89,6 +90,9 @@ class SqlEngine {
   // Whether this connection may write at all. False on a write-protected or full disk: what is there can be
   // read.
   [[nodiscard]] virtual bool CanWrite() const = 0;
+  // Whether processes of several hosts write to it. None of them can look at another host's processes: a run
+  // is alive as long as the catalog hears of it.
+  [[nodiscard]] virtual bool IsShared() const = 0;
 };
 
 }  // namespace store

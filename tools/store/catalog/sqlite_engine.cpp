@@ -110,6 +110,7 @@ class SqliteEngine : public SqlEngine {
   Status CheckWhole(const std::function<void(const std::string&)>& wrong) override;
   Status Now(std::int64_t& seconds) override;
   [[nodiscard]] bool CanWrite() const override { return !readOnly_; }
+  [[nodiscard]] bool IsShared() const override { return false; }
 
  private:
   Status Connect(const std::string& path, const char* files);

@@ -1,0 +1,134 @@
+// A new catalog in the place of an old one: both are schemas of one database, and change their names
+// together.
+#include "store/catalog/postgres/postgres_connection.h"
+
+namespace store {
+namespace {
+
+Status ReadNumber(PostgresConnection& connection, const std::string& text,
+                  const std::vector<SqlValue>& values, std::int64_t& number) {
+  return connection.Run(text, values, [&number](const SqlRow& row) {
+    number = row.Number(0);
+    return Status();
+  });
+}
+
+Status HasSchema(PostgresConnection& connection, const std::string& name, bool& has) {
+  std::int64_t found = 0;
+  Status looked = ReadNumber(
+      connection, "SELECT count(*) FROM pg_catalog.pg_namespace WHERE nspname = convert_from($1, 'UTF8')",
+      {name}, found);
+  has = found != 0;
+  return looked;
+}
+
+Status HasCounters(PostgresConnection& connection, bool& has) {
+  std::int64_t found = 0;
+  Status looked = ReadNumber(connection, "SELECT to_regclass('counter') IS NOT NULL", {}, found);
+  has = found != 0;
+  return looked;
+}
+
+Status Count(PostgresConnection& connection, std::int64_t& count) {
+  count = 0;
+  bool has = false;
+  Status looked = HasCounters(connection, has);
+  if (!looked || !has) {
+    return looked;
+  }
+  return ReadNumber(connection,
+                    "SELECT CAST(coalesce(sum(value), 0) AS bigint) FROM counter WHERE name IN ($1, $2)",
+                    {"saveset", "pack"}, count);
+}
+
+// Whoever is about to change the old catalog waits for the end of this transaction, and goes on in the new
+// one.
+Status LockAll(PostgresConnection& connection, const std::string& schema) {
+  std::vector<std::string> tables;
+  if (Status listed = connection.Run(
+          "SELECT convert_to(tablename::text, 'UTF8') FROM pg_catalog.pg_tables WHERE schemaname = "
+          "convert_from($1, 'UTF8') ORDER BY tablename",
+          {schema},
+          [&tables](const SqlRow& row) {
+            tables.emplace_back(row.Bytes(0));
+            return Status();
+          });
+      !listed) {
+    return listed;
+  }
+  std::string all;
+  for (const std::string& table : tables) {
+    all += (all.empty() ? "" : ", ") + QuotedName(schema) + "." + QuotedName(table);
+  }
+  return all.empty() ? Status() : connection.Run("LOCK TABLE " + all + " IN ACCESS EXCLUSIVE MODE", {});
+}
+
+Status FreeName(PostgresConnection& connection, const std::string& schema, std::string& name) {
+  bool taken = true;
+  for (int number = 1; taken; ++number) {
+    name = schema + "_old_" + std::to_string(number);
+    if (Status looked = HasSchema(connection, name, taken); !looked) {
+      return looked;
+    }
+  }
+  return {};
+}
+
+Status Rename(PostgresConnection& connection, const std::string& from, const std::string& to) {
+  return connection.Run("ALTER SCHEMA " + QuotedName(from) + " RENAME TO " + QuotedName(to), {});
+}
+
+Status PutAside(PostgresConnection& connection, const std::string& schema, std::int64_t counted,
+                std::string& aside) {
+  aside.clear();
+  bool there = false;
+  if (Status looked = HasSchema(connection, schema, there); !looked || !there) {
+    return looked;
+  }
+  std::int64_t count = 0;
+  Status done = LockAll(connection, schema);
+  if (done) {
+    done = Count(connection, count);
+  }
+  if (done && count != counted) {
+    done = Status::Conflict("a backup came meanwhile: call again when none is running");
+  }
+  if (done) {
+    done = FreeName(connection, schema, aside);
+  }
+  return done ? Rename(connection, schema, aside) : done;
+}
+
+}  // namespace
+
+Status CountPostgres(const PostgresOptions& options, std::int64_t& count) {
+  std::unique_ptr<PostgresConnection> connection;
+  Status opened = PostgresConnection::Open(options, connection);
+  return opened ? Count(*connection, count) : opened;
+}
+
+Status DropPostgres(const PostgresOptions& options) {
+  std::unique_ptr<PostgresConnection> connection;
+  Status opened = PostgresConnection::Open(options, connection);
+  return opened ? connection->Run("DROP SCHEMA IF EXISTS " + QuotedName(options.schema) + " CASCADE", {})
+                : opened;
+}
+
+Status ExchangePostgres(const PostgresOptions& options, const std::string& from, std::int64_t counted,
+                        std::string& aside) {
+  std::unique_ptr<PostgresConnection> connection;
+  Status done = PostgresConnection::Open(options, connection);
+  if (done) {
+    done = connection->Run("BEGIN", {});
+  }
+  if (done) {
+    done = PutAside(*connection, options.schema, counted, aside);
+  }
+  if (done) {
+    done = Rename(*connection, from, options.schema);
+  }
+  // Without a commit the connection's end takes all of it back.
+  return done ? connection->Run("COMMIT", {}) : done;
+}
+
+}  // namespace store
