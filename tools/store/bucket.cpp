@@ -60,7 +60,7 @@ std::unique_ptr<Place> BucketOf(const ServerConfig& config) {
 
 Status LookAtBucket(const ServerConfig& config, RepositoryState& state) {
   state = RepositoryState::kNone;
-  if (Status rights = CheckCatalogRights(config); !rights) {
+  if (Status rights = config.database.empty() ? CheckCatalogRights(config) : Status(); !rights) {
     return rights;
   }
   const std::unique_ptr<Place> place = BucketOf(config);
@@ -71,7 +71,7 @@ Status LookAtBucket(const ServerConfig& config, RepositoryState& state) {
   if (!found) {
     return CheckIsEmpty(config, *place);
   }
-  if (platform::Exists(CatalogPath(config))) {
+  if (!config.database.empty() || platform::Exists(CatalogPath(config))) {
     state = RepositoryState::kHasCatalog;
     return {};
   }

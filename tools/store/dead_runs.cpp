@@ -7,9 +7,16 @@
 namespace store {
 namespace {
 
+Status IsLeaseOver(Catalog& catalog, const Run& run, bool& over) {
+  std::int64_t now = 0;
+  Status told = catalog.Now(now);
+  over = now - run.seen > kRunLease;
+  return told;
+}
+
 Status EndRunIfGone(Catalog& catalog, Place& place, const Run& run, DeadRuns& dead) {
   bool gone = false;
-  if (Status asked = place.IsRunGone(run.uid, gone); !asked || !gone) {
+  if (Status asked = IsRunOver(catalog, place, run, gone); !asked || !gone) {
     return asked;
   }
   if (Status ended =
@@ -62,6 +69,25 @@ Status ForgetGone(Catalog& catalog) {
   return {};
 }
 
+Status CloseForgottenSessions(Catalog& catalog, DeadRuns& dead) {
+  std::int64_t now = 0;
+  if (Status told = catalog.Now(now); !told) {
+    return told;
+  }
+  std::vector<Session> sessions;
+  if (Status listed = catalog.ListForgottenSessions(platform::HostName(), now - kSessionLease, sessions);
+      !listed) {
+    return listed;
+  }
+  for (const Session& session : sessions) {
+    ++dead.sessions;
+    if (Status closed = catalog.CloseSession(session.id, State::kFailed); !closed) {
+      return closed;
+    }
+  }
+  return {};
+}
+
 }  // namespace
 
 Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>& runs) {
@@ -81,6 +107,11 @@ Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>
     return gone;
   });
   return asked;
+}
+
+Status IsRunOver(Catalog& catalog, Place& place, const Run& run, bool& over) {
+  Status asked = place.IsRunGone(run.uid, over);
+  return asked && !over && catalog.IsShared() ? IsLeaseOver(catalog, run, over) : asked;
 }
 
 Status EndDeadRuns(Catalog& catalog, Place& place, DeadRuns& dead) {
@@ -105,7 +136,7 @@ Status EndDeadRuns(Catalog& catalog, Place& place, DeadRuns& dead) {
       return closed;
     }
   }
-  return {};
+  return catalog.IsShared() ? CloseForgottenSessions(catalog, dead) : Status();
 }
 
 }  // namespace store

@@ -8,10 +8,21 @@
 
 namespace store {
 
+// In a catalog that many hosts share nobody can look at another host's processes. A run says every so many
+// seconds that it is alive; one that has not for so long is over, whatever it does. It finds out at its next
+// transaction.
+inline constexpr std::int64_t kRunSaysSo = 30;
+inline constexpr std::int64_t kRunLease = 10 * 60;
+// A session of another host in which nothing was done for so long; a restore may take days.
+inline constexpr std::int64_t kSessionLease = 7 * 24 * 3600;
+
 struct DeadRuns {
   std::size_t runs = 0;
   std::size_t sessions = 0;
 };
+
+// Whether nothing more may come of the run.
+Status IsRunOver(Catalog& catalog, Place& place, const Run& run, bool& over);
 
 // Ends the runs whose process is gone as failed; what they announced and never committed is then among
 // `Catalog::ListDeleted`, to be deleted. Closes sessions whose owner is gone, and the jobs in them, as

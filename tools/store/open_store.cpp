@@ -4,6 +4,7 @@
 #include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/bucket.h"
+#include "store/catalog_home.h"
 #include "store/dead_runs.h"
 #include "store/place/directory_place.h"
 #include "store/saveset_objects.h"
@@ -13,18 +14,24 @@ namespace store {
 namespace {
 
 // The catalog decides which proposal it becomes, so that everybody writes the same object, however often.
-Status AgreeOnRepository(Place& place, const Store::ConnectCatalog& connect, std::string& object) {
+Status AgreeOnRepository(const ServerConfig& config, Place& place, const Store::ConnectCatalog& connect,
+                         std::string& object) {
   std::unique_ptr<SqlEngine> engine;
   if (Status connected = connect(engine); !connected) {
     return connected;
   }
+  if (Status free = CheckCatalogIsFree(config, *engine, place); !free) {
+    return free;
+  }
   if (Status agreed = Catalog::Found(*engine, object); !agreed || object.empty()) {
     return agreed;
   }
-  return place.Put(kRepositoryObject, object);
+  Status noted = NoteCatalog(config, place);
+  return noted ? place.Put(kRepositoryObject, object) : noted;
 }
 
-Status MakePlainRepository(Place& place, const Store::ConnectCatalog& connect, std::string& object) {
+Status MakePlainRepository(const ServerConfig& config, Place& place, const Store::ConnectCatalog& connect,
+                           std::string& object) {
   const Uid id = Uid::Random();
   Keys keys;
   if (Status made = Keys::Make(false, id, keys); !made) {
@@ -35,7 +42,7 @@ Status MakePlainRepository(Place& place, const Store::ConnectCatalog& connect, s
     return explored;
   }
   object = EncodeRepository(id, keys, abilities);
-  return AgreeOnRepository(place, connect, object);
+  return AgreeOnRepository(config, place, connect, object);
 }
 
 // A backup must not make a repository without encryption where one with it is meant.
@@ -54,19 +61,18 @@ Status MakeIfMissing(const ServerConfig& config, Place& place, const Store::Conn
   if (!object.empty()) {
     return {};
   }
-  if (Status finished = AgreeOnRepository(place, connect, object); !finished || !object.empty()) {
+  if (Status finished = AgreeOnRepository(config, place, connect, object); !finished || !object.empty()) {
     return finished;
   }
   Status plain = CheckPlainIsMeant(config);
-  return plain ? MakePlainRepository(place, connect, object) : plain;
+  return plain ? MakePlainRepository(config, place, connect, object) : plain;
 }
 
 // ---- On this machine ----------------------------------------------------------------------------
 
 Store::ConnectCatalog ConnectTo(const ServerConfig& config, MakeCatalog make) {
-  return [path = CatalogPath(config), make](std::unique_ptr<SqlEngine>& engine) {
-    return OpenSqlite(path, make, engine);
-  };
+  const std::shared_ptr<CatalogHome> home = CatalogHomeOf(config);
+  return [home, make](std::unique_ptr<SqlEngine>& engine) { return home->Connect(make, engine); };
 }
 
 Status MakeDirectory(const std::string& path, const ServerConfig& config) {
@@ -85,7 +91,7 @@ Status MakeDirectories(const ServerConfig& config) {
       return made;
     }
   }
-  return MakeDirectory(platform::DirectoryOf(CatalogPath(config)), config);
+  return config.database.empty() ? MakeDirectory(platform::DirectoryOf(CatalogPath(config)), config) : Status();
 }
 
 Status CheckMayMakeEncrypted(const ServerConfig& config) {
@@ -115,7 +121,7 @@ Status MakeEncryptedRepository(const ServerConfig& config, Place& place,
   }
   const std::string proposed = EncodeRepository(id, keys, abilities);
   std::string object = proposed;
-  if (Status agreed = AgreeOnRepository(place, connect, object); !agreed) {
+  if (Status agreed = AgreeOnRepository(config, place, connect, object); !agreed) {
     return agreed;
   }
   if (object == proposed) {
@@ -192,7 +198,7 @@ Status Store::Open(const ServerConfig& config, Access access, std::unique_ptr<St
   }
   store->connect_ = ConnectTo(config, MakeCatalog::kNever);
   if (access == Access::kCreate && store->catalog_->CanWrite()) {
-    KeepSpareRoom(CatalogPath(config));
+    CatalogHomeOf(config)->KeepRoom();
   }
   if (makes) {
     store->notes_.insert(store->notes_.begin(), "a new repository was made: " + config.repository);
@@ -205,6 +211,9 @@ Status Store::Open(const ServerConfig& config, Access access, std::unique_ptr<Pl
   std::unique_ptr<Store> opened(new Store(config, std::move(place), std::move(connect)));
   std::string object;
   Status done = ReadRepositoryObject(*opened->place_, object);
+  if (done && !object.empty()) {
+    done = CheckCatalogIsMeant(config, *opened->place_);
+  }
   if (done && access == Access::kCreate) {
     done = MakeIfMissing(config, *opened->place_, opened->connect_, object);
   }
@@ -246,7 +255,7 @@ void Store::CleanUp() {
   }
 }
 
-bool Store::GiveSpareRoom(const ServerConfig& config) { return store::GiveSpareRoom(CatalogPath(config)); }
+bool Store::GiveSpareRoom(const ServerConfig& config) { return CatalogHomeOf(config)->GiveRoom(); }
 
 Status Store::Make(const ServerConfig& config, bool encrypt, std::string* abilities) {
   RepositoryState state = RepositoryState::kNone;
@@ -290,7 +299,7 @@ Status Store::OpenCopy(const ServerConfig& config, const Uid& id, const std::str
     done = MakeDirectories(config);
     std::string agreed = object;
     if (done) {
-      done = AgreeOnRepository(*PlaceOf(config), ConnectTo(config, MakeCatalog::kIfMissing), agreed)
+      done = AgreeOnRepository(config, *PlaceOf(config), ConnectTo(config, MakeCatalog::kIfMissing), agreed)
                  .Within("repository " + config.repository);
     }
   }

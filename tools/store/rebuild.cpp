@@ -1,12 +1,13 @@
 // Making the catalog anew from packs and saveset objects. No data is read, only tables, records and small
 // objects. The new catalog is made beside the old one and takes its place when it is whole.
-#include <array>
 #include <map>
 #include <set>
 
 #include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/base/bytes.h"
+#include "store/catalog_home.h"
+#include "store/dead_runs.h"
 #include "store/open_store.h"
 #include "store/pack/pack_reader.h"
 #include "store/saveset_objects.h"
@@ -14,9 +15,6 @@
 
 namespace store {
 namespace {
-
-// What the engine may keep beside a catalog.
-constexpr std::array<const char*, 4> kEndings = {"", "-wal", "-shm", "-journal"};
 
 using Tell = std::function<void(const std::string&)>;
 
@@ -167,75 +165,6 @@ void Import::NoteOthers(Store::Rebuilt& rebuilt) const {
   }
 }
 
-// ---- Files --------------------------------------------------------------------------------------
-
-Status Rename(const std::string& from, const std::string& to) {
-  std::string why;
-  return platform::ReplaceFile(from, to, why)
-             ? Status()
-             : Status::Failed(from + " cannot be renamed to " + to + ": " + why);
-}
-
-// catalog.db has catalog.new.db beside it, and catalog.old-1.db.
-std::string Beside(const std::string& catalog, const std::string& which) {
-  constexpr std::string_view kEnding = ".db";
-  const std::size_t end = catalog.ends_with(kEnding) ? catalog.size() - kEnding.size() : catalog.size();
-  return catalog.substr(0, end) + "." + which + std::string(kEnding);
-}
-
-// A catalog outside the repository may be lost with its directory.
-Status MakeDirectoryOf(const std::string& catalog) {
-  std::string why;
-  const std::string directory = platform::DirectoryOf(catalog);
-  return platform::MakeDirectories(directory, platform::DirectoryAccess::kPrivate, why)
-             ? Status()
-             : Status::Failed("the directory " + directory + " cannot be made: " + why);
-}
-
-std::string NewBeside(const std::string& catalog) { return Beside(catalog, "new"); }
-
-Status RemoveNewCatalog(const std::string& catalog) {
-  for (const char* ending : kEndings) {
-    const std::string path = NewBeside(catalog) + ending;
-    if (!platform::RemoveFile(path) && platform::Exists(path)) {
-      return Status::Failed(path + " cannot be deleted");
-    }
-  }
-  return {};
-}
-
-Status PutAside(const std::string& catalog, std::string& aside) {
-  if (!platform::Exists(catalog)) {
-    return {};
-  }
-  int number = 1;
-  do {
-    aside = Beside(catalog, "old-" + std::to_string(number++));
-  } while (platform::Exists(aside));
-  for (const char* ending : kEndings) {
-    const std::string path = catalog + ending;
-    if (platform::Exists(path)) {
-      if (Status renamed = Rename(path, aside + ending); !renamed) {
-        return renamed;
-      }
-    }
-  }
-  return {};
-}
-
-Status Exchange(const std::string& catalog, std::string& aside) {
-  if (Status put = PutAside(catalog, aside); !put) {
-    return put;
-  }
-  if (Status renamed = Rename(NewBeside(catalog), catalog); !renamed) {
-    return renamed;
-  }
-  std::string why;
-  return platform::SyncDirectory(platform::DirectoryOf(catalog), why)
-             ? Status()
-             : Status::Failed("the new catalog may not outlive a power failure: " + why);
-}
-
 // ---- Steps --------------------------------------------------------------------------------------
 
 Status RefuseRunning(const ServerConfig& config) {
@@ -246,11 +175,54 @@ Status RefuseRunning(const ServerConfig& config) {
   return alive ? Status::Failed("a backup is running: wait for its end, then call again") : Status();
 }
 
+Status RefuseOthers(SqlEngine& engine, const Uid& repository) {
+  Uid found = repository;
+  const bool read =
+      static_cast<bool>(engine.Run("SELECT repository FROM catalog", {}, [&](const SqlRow& row) {
+        (void)Uid::FromBytes(row.Bytes(0), found);
+        return Status();
+      }));
+  return read && found != repository
+             ? Status::Failed("the catalog that the configuration names is another repository's (" +
+                              found.Hex() + "): let catalog_schema name another schema")
+             : Status();
+}
+
+// Of a catalog that many hosts share: it may be another repository's, and its runs tell of themselves there.
+// What cannot be read hinders nothing: that is what this is for.
+Status LookAtShared(Place& place, const Uid& repository, std::unique_ptr<SqlEngine> engine) {
+  if (Status belongs = RefuseOthers(*engine, repository); !belongs) {
+    return belongs;
+  }
+  Catalog old(std::move(engine), repository);
+  std::vector<Run> runs;
+  if (!old.ListRuns(runs)) {
+    return {};
+  }
+  Status done;
+  for (auto run = runs.begin(); done && run != runs.end(); ++run) {
+    bool over = false;
+    done = IsRunOver(old, place, *run, over);
+    if (done && !over) {
+      done = Status::Failed("a backup is running on " + run->process.host +
+                            ", or was killed there a few minutes ago: wait for its end, then call again");
+    }
+  }
+  return done;
+}
+
+// A catalog that is missing is what this is for.
+Status RefuseUnfit(CatalogHome& home, Place& place, const Uid& repository) {
+  std::unique_ptr<SqlEngine> engine;
+  Status connected = home.Connect(MakeCatalog::kNever, engine);
+  return connected && engine->IsShared() ? LookAtShared(place, repository, std::move(engine)) : Status();
+}
+
 // The catalog has a copy of the repository's own object.
-Status RecoverObject(const std::string& catalog, Place& place, std::string& object) {
+Status RecoverObject(CatalogHome& home, Place& place, std::string& object) {
   std::unique_ptr<SqlEngine> engine;
   object.clear();
-  Status asked = OpenSqlite(catalog, MakeCatalog::kNever, engine);
+  Status asked = home.Connect(MakeCatalog::kNever, engine);
   if (asked) {
     asked = Catalog::Found(*engine, object);
   }
@@ -262,14 +234,14 @@ Status RecoverObject(const std::string& catalog, Place& place, std::string& obje
   return place.Put(kRepositoryObject, object);
 }
 
-Status ReadObject(const std::string& catalog, Place& place, std::string& object, Store::Rebuilt& rebuilt) {
+Status ReadObject(CatalogHome& home, Place& place, std::string& object, Store::Rebuilt& rebuilt) {
   Uid id;
   std::string keysPart;
   Status read = ReadRepositoryObject(place, object);
   if (read && !object.empty() && DecodeRepository(object, id, keysPart)) {
     return {};
   }
-  if (Status recovered = RecoverObject(catalog, place, object); !recovered) {
+  if (Status recovered = RecoverObject(home, place, object); !recovered) {
     return recovered;
   }
   rebuilt.notes.emplace_back(
@@ -277,11 +249,11 @@ Status ReadObject(const std::string& catalog, Place& place, std::string& object,
   return {};
 }
 
-Status MakeNewCatalog(const std::string& path, const std::string& object, const ObjectShelf& shelf,
+Status MakeNewCatalog(CatalogHome& home, const std::string& object, const ObjectShelf& shelf,
                       const Tell& tell, Store::Rebuilt& rebuilt) {
   std::unique_ptr<SqlEngine> engine;
-  if (Status opened = OpenSqlite(path, MakeCatalog::kIfMissing, engine); !opened) {
-    return opened;
+  if (Status begun = home.BeginNew(engine); !begun) {
+    return begun;
   }
   std::string same = object;
   if (Status founded = Catalog::Found(*engine, same); !founded) {
@@ -294,14 +266,22 @@ Status MakeNewCatalog(const std::string& path, const std::string& object, const 
   return Import(shelf, catalog, tell).Run(rebuilt);
 }
 
+// A catalog in a database stays there: other hosts may go on with it.
+Status RefuseFileForDatabase(const ServerConfig& config, Place& place) {
+  return config.database.empty() ? CheckCatalogIsMeant(config, place) : Status();
+}
+
 Status RebuildIn(const ServerConfig& config, Place& place, const Tell& tell, Store::Rebuilt& rebuilt) {
-  const std::string catalog = CatalogPath(config);
+  const std::unique_ptr<CatalogHome> home = CatalogHomeOf(config);
   std::string object;
   Uid id;
   Keys keys;
   Status done = RefuseRunning(config);
   if (done) {
-    done = ReadObject(catalog, place, object, rebuilt);
+    done = RefuseFileForDatabase(config, place);
+  }
+  if (done) {
+    done = ReadObject(*home, place, object, rebuilt);
   }
   if (done) {
     done = ReadKeys(config, object, id, keys);
@@ -310,15 +290,16 @@ Status RebuildIn(const ServerConfig& config, Place& place, const Tell& tell, Sto
     done = keys.CanSave();
   }
   if (done) {
-    done = MakeDirectoryOf(catalog);
+    done = RefuseUnfit(*home, place, id);
   }
   if (done) {
-    done = RemoveNewCatalog(catalog);
+    done = MakeNewCatalog(*home, object, {place, keys, id}, tell, rebuilt);
   }
+  // First nobody may use an old catalog in a file any more.
   if (done) {
-    done = MakeNewCatalog(NewBeside(catalog), object, {place, keys, id}, tell, rebuilt);
+    done = NoteCatalog(config, place);
   }
-  return done ? Exchange(catalog, rebuilt.oldCatalog) : done;
+  return done ? home->EndNew(rebuilt.oldCatalog) : done;
 }
 
 }  // namespace

@@ -89,6 +89,12 @@ Status LookAtDirectory(const ServerConfig& config, RepositoryState& state) {
   if (info.kind != PathKind::kFile) {
     return Status::Failed("this user cannot look into it: " + WhyNot(object));
   }
+  // Of one in a database this is all that can be seen here.
+  if (!config.database.empty() ||
+      !IsMissing(platform::LookUp(config.repository + "/" + kCatalogObject))) {
+    state = RepositoryState::kHasCatalog;
+    return {};
+  }
   if (Status rights = CheckCatalogRights(config); !rights) {
     return rights;
   }
@@ -106,8 +112,13 @@ Status LookAtDirectory(const ServerConfig& config, RepositoryState& state) {
 }
 
 // Beside the catalog, in the way that SQLite names its own files.
+// What a repository in a bucket keeps on this machine.
+std::string LocalPathOf(const ServerConfig& config) {
+  return config.catalog.empty() ? platform::UserStateDirectory() + "/korvo-" + config.catalogSchema : config.catalog;
+}
+
 std::string RunsDirectory(const ServerConfig& config) {
-  return config.bucket.name.empty() ? config.repository + "/runs" : config.catalog + "-runs";
+  return config.bucket.name.empty() ? config.repository + "/runs" : LocalPathOf(config) + "-runs";
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "platform/data_file.h"
 #include "platform/platform.h"
+#include "store/catalog/postgres_engine.h"
 #include "store/ini_file.h"
 #include "store/names.h"
 
@@ -38,6 +39,15 @@ std::string ReadRepository(const std::string& value, ServerConfig& config) {
   return platform::IsAbsolute(value) && !config.repository.empty()
              ? ""
              : "the full path of a directory is expected, or s3://bucket/prefix";
+}
+
+std::string ReadCatalogSchema(const std::string& value, ServerConfig& config) {
+  // Room for what is behind the name of an old or a new one (rebuild).
+  constexpr std::size_t kLongest = 50;
+  config.catalogSchema = value;
+  return value.size() <= kLongest && !value.starts_with("pg_")
+             ? ""
+             : "a name of at most 50 characters that does not begin with pg_ is expected";
 }
 
 std::string ReadCompression(const std::string& value, ServerConfig& config) {
@@ -108,7 +118,11 @@ std::string ReadKeyFile(const std::string& value, ServerConfig& config) {
 }
 
 std::string ReadCatalog(const std::string& value, ServerConfig& config) {
-  return ReadFilePath(value, config.catalog);
+  if (value.find("://") == std::string::npos) {
+    return ReadFilePath(value, config.catalog);
+  }
+  config.database = value;
+  return CheckPostgresUrl(value, config.databaseHasPassword);
 }
 
 // ---- The same for a bucket ----
@@ -155,8 +169,9 @@ struct KnownKey {
 };
 
 // Sorted by what a person would look for first.
-constexpr std::array<KnownKey, 18> kKeys = {{{"repository", ReadRepository},
-                                             {"catalog", ReadCatalog},
+constexpr std::array<KnownKey, 19> kKeys = {{{"repository", ReadRepository},
+                                             {"catalog", ReadCatalog, true},
+                                             {"catalog_schema", ReadCatalogSchema},
                                              {"compression", ReadCompression},
                                              {"fresh_after", ReadFreshAfter},
                                              {"grace", ReadGrace},
@@ -245,7 +260,7 @@ Status CheckCombination(const IniFile& file, const ServerConfig& config) {
   if (const std::string wrong = CheckBucket(config.bucket); !wrong.empty()) {
     return Status::Failed(file.Where(config.section, "") + ": section [" + config.section + "]: " + wrong);
   }
-  if (!config.bucket.name.empty() && config.catalog.empty()) {
+  if (!config.bucket.name.empty() && config.catalog.empty() && config.database.empty()) {
     return Status::Failed(file.Where(config.section, "repository") +
                           ": a repository in a bucket has its catalog elsewhere: catalog = the full path of"
                           " a file is expected");
@@ -270,7 +285,7 @@ Status CheckRights(const ServerConfig& config) {
                           " is refused: others may write it, or it belongs to another account. Let nobody" +
                           " but this user or the administrator own and write it");
   }
-  if (config.password.empty() && config.bucket.secretKey.empty()) {
+  if (config.password.empty() && config.bucket.secretKey.empty() && !config.databaseHasPassword) {
     return {};
   }
   if (!platform::OthersMayRead(file, others, why)) {

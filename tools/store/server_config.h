@@ -16,6 +16,9 @@ struct ServerConfig {
   std::string repository;                   // its directory, or s3://bucket/prefix
   BucketConfig bucket;                      // with the name of one: where the repository is
   std::string catalog;                      // the path of the catalog; empty: it is in the repository
+  std::string database;                     // that has the catalog instead, postgresql://...
+  bool databaseHasPassword = false;         // in its address
+  std::string catalogSchema = "korvo";      // of the database
   int compression = 3;                      // 0 (none) to 19
   std::int64_t freshAfter = 7 * 24 * 3600;  // seconds after which a copy is stored whole again; 0: always
   std::int64_t grace = 24 * 3600;           // seconds from marking a saveset to deleting it

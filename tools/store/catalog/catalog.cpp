@@ -134,6 +134,8 @@ Catalog::~Catalog() {
 
 bool Catalog::CanWrite() const { return inside_->engine->CanWrite(); }
 
+bool Catalog::IsShared() const { return inside_->engine->IsShared(); }
+
 Status Catalog::Now(std::int64_t& seconds) { return inside_->engine->Now(seconds); }
 
 namespace {

@@ -72,6 +72,7 @@ struct Run {
   Uid uid;
   std::int64_t saveset = 0;
   Process process;
+  std::int64_t seen = 0;  // when it last said that it is alive
 };
 
 // A run under way: of a mover that saves, or of whatever else tells of itself.
@@ -129,6 +130,8 @@ class Catalog {
   // release's alone. kDamaged if it belongs to another repository or to another program.
   Status Prepare();
   [[nodiscard]] bool CanWrite() const;
+  // By processes of several hosts.
+  [[nodiscard]] bool IsShared() const;
   Status Now(std::int64_t& seconds);
 
   // ---- Sessions and jobs ----
@@ -139,6 +142,8 @@ class Catalog {
   Status CloseSession(std::int64_t id, State state);
   // Open sessions whose owner has to be alive, on this host.
   Status ListOwnedSessions(std::string_view host, std::vector<Session>& sessions);
+  // The same of all other hosts, if nothing was done in them since then and no run is under way.
+  Status ListForgottenSessions(std::string_view host, std::int64_t since, std::vector<Session>& sessions);
 
   // A new saveset of this name, or of the name with a number behind it if it is taken, and its backup job.
   // `saveset.uid`, `name`, `database` are given; `id`, `name` and `created` come back.
@@ -156,6 +161,8 @@ class Catalog {
   // needs, is among `ListDeleted` then.
   Status EndRun(const Uid& run, Mover mover, const std::string& reason = "");
   Status ListRuns(std::vector<Run>& runs);
+  // The run says that it is alive; `there` is false if another program has ended it.
+  Status SeeRun(const Uid& run, bool& there);
   // A pack that the run is about to write. From here on the next one who finds the run gone deletes it.
   Status AnnouncePack(const Uid& run, const Uid& pack);
   Status ListAnnounced(const Uid& run, std::vector<Uid>& packs);

@@ -2,6 +2,19 @@
 #include "store/catalog/catalog_inside.h"
 
 namespace store {
+namespace {
+
+// Within a transaction; no saveset if there is no such run.
+Status See(Catalog::Inside& inside, const Uid& run, std::optional<std::int64_t>& saveset) {
+  std::int64_t now = 0;
+  if (Status told = inside.engine->Now(now); !told) {
+    return told;
+  }
+  return inside.FindNumber("UPDATE run SET seen = $1 WHERE uid = $2 RETURNING saveset", {now, run.Bytes()},
+                           saveset);
+}
+
+}  // namespace
 
 Status Catalog::BeginRun(const Run& run, bool& claimed) {
   return inside_->Transact([&](bool& keep) {
@@ -14,9 +27,13 @@ Status Catalog::BeginRun(const Run& run, bool& claimed) {
     if (!claimed) {
       return Status();
     }
+    std::int64_t now = 0;
+    if (Status told = Now(now); !told) {
+      return told;
+    }
     return inside_->Run(
-        "INSERT INTO run(uid, saveset, host, process, started) VALUES($1, $2, $3, $4, $5)",
-        {run.uid.Bytes(), run.saveset, run.process.host, run.process.number, run.process.started});
+        "INSERT INTO run(uid, saveset, host, process, started, seen) VALUES($1, $2, $3, $4, $5, $6)",
+        {run.uid.Bytes(), run.saveset, run.process.host, run.process.number, run.process.started, now});
   });
 }
 
@@ -68,20 +85,29 @@ Status Catalog::EndRun(const Uid& run, Mover mover, const std::string& reason) {
 Status Catalog::ListRuns(std::vector<Run>& runs) {
   runs.clear();
   return inside_->engine->Run(
-      "SELECT uid, saveset, host, process, started FROM run", {}, [&runs](const SqlRow& row) {
+      "SELECT uid, saveset, host, process, started, seen FROM run", {}, [&runs](const SqlRow& row) {
         Run& run = runs.emplace_back();
         run.saveset = row.Number(1);
         run.process = {std::string(row.Bytes(2)), row.Number(3), std::string(row.Bytes(4))};
+        run.seen = row.Number(5);
         return Uid::FromBytes(row.Bytes(0), run.uid) ? Status() : DamagedRow("a run");
       });
+}
+
+Status Catalog::SeeRun(const Uid& run, bool& there) {
+  return inside_->Transact([&] {
+    std::optional<std::int64_t> saveset;
+    Status seen = See(*inside_, run, saveset);
+    there = saveset.has_value();
+    return seen;
+  });
 }
 
 Status Catalog::AnnouncePack(const Uid& run, const Uid& pack) {
   return inside_->Transact([&] {
     std::optional<std::int64_t> saveset;
-    if (Status found = inside_->FindNumber("SELECT saveset FROM run WHERE uid = $1", {run.Bytes()}, saveset);
-        !found) {
-      return found;
+    if (Status seen = See(*inside_, run, saveset); !seen) {
+      return seen;
     }
     if (!saveset) {
       return Status::Failed(

@@ -67,12 +67,14 @@ constexpr const char* kTables[] = {
     R"sql(CREATE INDEX job_of_saveset ON job(saveset))sql",
     R"sql(CREATE INDEX job_of_session ON job(session))sql",
 
+    // seen: when it last said that it is alive.
     R"sql(CREATE TABLE run(
   uid BYTES NOT NULL PRIMARY KEY,
   saveset NUMBER NOT NULL,
   host BYTES NOT NULL,
   process NUMBER NOT NULL,
-  started BYTES NOT NULL)BYKEY)sql",
+  started BYTES NOT NULL,
+  seen NUMBER NOT NULL)BYKEY)sql",
 
     // How far runs have come: those that save, and others that have no row in `run`. A run that lasts less
     // than a second has none. began, told: by the catalog's clock. What there is in all is null before it is

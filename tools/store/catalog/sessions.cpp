@@ -101,6 +101,21 @@ Status Catalog::ListOwnedSessions(std::string_view host, std::vector<Session>& s
       });
 }
 
+Status Catalog::ListForgottenSessions(std::string_view host, std::int64_t since,
+                                      std::vector<Session>& sessions) {
+  sessions.clear();
+  return inside_->engine->Run(
+      "SELECT id, mode, host, process, started FROM session WHERE closed IS NULL AND process <> 0 AND host "
+      "<> "
+      "$1 AND opened < $2 AND NOT EXISTS(SELECT 1 FROM job j WHERE j.session = session.id AND (j.opened >= "
+      "$2 "
+      "OR j.closed >= $2 OR EXISTS(SELECT 1 FROM run r WHERE r.saveset = j.saveset)))",
+      {host, since}, [&sessions](const SqlRow& row) {
+        sessions.push_back({row.Number(0), static_cast<Mode>(row.Number(1)), false, ReadProcess(row, 2)});
+        return Status();
+      });
+}
+
 Status Catalog::OpenBackupJob(const NewJob& job, Saveset& saveset) {
   const std::string proposed = saveset.name;
   return inside_->Transact([&] {

@@ -87,6 +87,8 @@ class Place {
 // --------------------------------------------------------------------------------------
 
 inline constexpr const char* kRepositoryObject = "repository";
+// Where the catalog is, if it is in a database: a text for people.
+inline constexpr const char* kCatalogObject = "catalog";
 inline constexpr const char* kPackPrefix = "packs/";
 inline constexpr const char* kSavesetPrefix = "savesets/";
 // packs/3f/3fa0...

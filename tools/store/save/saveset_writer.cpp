@@ -1,5 +1,6 @@
 #include "store/save/saveset_writer.h"
 
+#include <algorithm>
 #include <chrono>
 #include <deque>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "store/save/committer.h"
 #include "store/save/file_saver.h"
 #include "store/save/pack_filler.h"
+#include "store/save/run_lease.h"
 #include "store/save/workers.h"
 
 namespace store {
@@ -71,6 +73,7 @@ class SavesetWriter::Inside {
   Saveset saveset_;
   Uid run_;
   std::unique_ptr<RunHold> hold_;
+  std::unique_ptr<RunLease> lease_;  // where others cannot see the hold
   std::unique_ptr<Workers> workers_;
   std::unique_ptr<Committer> committer_;
   std::unique_ptr<PackFiller> filler_;
@@ -127,6 +130,9 @@ Status SavesetWriter::Inside::Begin(const std::string& name) {
 
 Status SavesetWriter::Inside::BeginSaving() {
   begun_ = true;
+  if (store_.Rows().IsShared()) {
+    lease_ = std::make_unique<RunLease>(store_, run_);
+  }
   std::unique_ptr<Catalog> rows;
   if (Status now = store_.Rows().Now(started_); !now) {
     return Keep(now);
@@ -476,6 +482,7 @@ Status SavesetWriter::Inside::End(bool good, bool firstLevel, const std::string&
 }
 
 Status SavesetWriter::Inside::EndRun(Catalog& rows, bool clean, const std::string& why) {
+  lease_.reset();
   const Status noted = clean ? store_.NoteGoodEnd(saveset_) : Status();
   const Status ended = clean && noted ? rows.EndRun(run_, Mover::kEndedClean, "")
                                       : rows.EndRun(run_, Mover::kEndedFailed, noted ? why : noted.Message());
@@ -484,7 +491,7 @@ Status SavesetWriter::Inside::EndRun(Catalog& rows, bool clean, const std::strin
 
 // What the run announced and the catalog does not know as committed goes, as far as the failure lets it:
 // whoever opens the repository next does the rest. That is asked of a new connection, since a failed one is
-// not trusted.
+// not trusted; and objects go last, when no commit whose end nobody knows can name them any more.
 Status SavesetWriter::Inside::EndFailedRun() {
   if (committer_ != nullptr) {
     Deliver();
@@ -494,12 +501,15 @@ Status SavesetWriter::Inside::EndFailedRun() {
   committer_.reset();
   std::unique_ptr<Catalog> rows;
   std::vector<Uid> packs;
-  bool gone = static_cast<bool>(store_.Connect(rows)) && rows->ListAnnounced(run_, packs);
+  Catalog::Deleted deleted;
+  bool gone = static_cast<bool>(store_.Connect(rows)) && rows->ListAnnounced(run_, packs) &&
+              EndRun(*rows, false, failure_.Message()) && rows->ListDeleted(deleted);
   for (const Uid& pack : packs) {
-    gone = gone && store_.Objects().Delete(PackObject(pack));
+    const bool named = std::find(deleted.packs.begin(), deleted.packs.end(), pack) != deleted.packs.end();
+    gone = gone && (!named || store_.Objects().Delete(PackObject(pack)));
   }
-  if (gone && rows->ForgetAnnounced(packs)) {
-    static_cast<void>(EndRun(*rows, false, failure_.Message()));
+  if (gone) {
+    static_cast<void>(rows->ForgetAnnounced(packs));
   }
   return failure_;
 }

@@ -1,0 +1,223 @@
+#include "store/catalog_home.h"
+
+#include <array>
+
+#include "platform/data_file.h"
+#include "platform/platform.h"
+#include "store/catalog/postgres_engine.h"
+#include "store/catalog/schema.h"
+#include "store/repository_place.h"
+
+namespace store {
+namespace {
+
+// ---- A file beside the objects
+// -----------------------------------------------------------------------------
+
+// What the engine may keep beside a catalog.
+constexpr std::array<const char*, 4> kEndings = {"", "-wal", "-shm", "-journal"};
+
+Status Rename(const std::string& from, const std::string& to) {
+  std::string why;
+  return platform::ReplaceFile(from, to, why)
+             ? Status()
+             : Status::Failed(from + " cannot be renamed to " + to + ": " + why);
+}
+
+// catalog.db has catalog.new.db beside it, and catalog.old-1.db.
+std::string Beside(const std::string& catalog, const std::string& which) {
+  constexpr std::string_view kEnding = ".db";
+  const std::size_t end = catalog.ends_with(kEnding) ? catalog.size() - kEnding.size() : catalog.size();
+  return catalog.substr(0, end) + "." + which + std::string(kEnding);
+}
+
+// Renames the catalog, if it is there, to a name that is free.
+Status PutFileAside(const std::string& catalog, std::string& aside) {
+  if (!platform::Exists(catalog)) {
+    return {};
+  }
+  int number = 1;
+  do {
+    aside = Beside(catalog, "old-" + std::to_string(number++));
+  } while (platform::Exists(aside));
+  for (const char* ending : kEndings) {
+    if (platform::Exists(catalog + ending)) {
+      if (Status renamed = Rename(catalog + ending, aside + ending); !renamed) {
+        return renamed;
+      }
+    }
+  }
+  return {};
+}
+
+class FileHome : public CatalogHome {
+ public:
+  explicit FileHome(std::string path) : path_(std::move(path)) {}
+
+  Status Connect(MakeCatalog make, std::unique_ptr<SqlEngine>& engine) override {
+    return OpenSqlite(path_, make, engine);
+  }
+  void KeepRoom() override { KeepSpareRoom(path_); }
+  bool GiveRoom() override { return GiveSpareRoom(path_); }
+  Status BeginNew(std::unique_ptr<SqlEngine>& engine) override;
+  Status EndNew(std::string& aside) override;
+
+ private:
+  [[nodiscard]] std::string NewPath() const { return Beside(path_, "new"); }
+
+  std::string path_;
+};
+
+Status FileHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
+  // A catalog outside the repository may be lost with its directory.
+  std::string why;
+  const std::string directory = platform::DirectoryOf(path_);
+  if (!platform::MakeDirectories(directory, platform::DirectoryAccess::kPrivate, why)) {
+    return Status::Failed("the directory " + directory + " cannot be made: " + why);
+  }
+  for (const char* ending : kEndings) {
+    const std::string path = NewPath() + ending;
+    if (!platform::RemoveFile(path) && platform::Exists(path)) {
+      return Status::Failed(path + " cannot be deleted");
+    }
+  }
+  return OpenSqlite(NewPath(), MakeCatalog::kIfMissing, engine);
+}
+
+Status FileHome::EndNew(std::string& aside) {
+  if (Status put = PutFileAside(path_, aside); !put) {
+    return put;
+  }
+  if (Status renamed = Rename(NewPath(), path_); !renamed) {
+    return renamed;
+  }
+  std::string why;
+  return platform::SyncDirectory(platform::DirectoryOf(path_), why)
+             ? Status()
+             : Status::Failed("the new catalog may not outlive a power failure: " + why);
+}
+
+// ---- A schema of a database
+// --------------------------------------------------------------------------------
+
+class DatabaseHome : public CatalogHome {
+ public:
+  explicit DatabaseHome(const ServerConfig& config)
+      : options_{config.database, config.catalogSchema, MakeCatalog::kNever}, file_(CatalogPath(config)) {}
+
+  Status Connect(MakeCatalog make, std::unique_ptr<SqlEngine>& engine) override {
+    return OpenPostgres({options_.url, options_.schema, make}, engine);
+  }
+  void KeepRoom() override {}
+  bool GiveRoom() override { return false; }
+  Status BeginNew(std::unique_ptr<SqlEngine>& engine) override;
+  Status EndNew(std::string& aside) override;
+
+ private:
+  [[nodiscard]] std::string NewSchema() const { return options_.schema + "_new"; }
+
+  PostgresOptions options_;
+  std::string file_;  // that had the catalog before, if one had
+  std::int64_t counted_ = 0;  // by the old catalog, when the new one was begun
+};
+
+Status DatabaseHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
+  if (Status counted = CountPostgres(options_, counted_); !counted) {
+    return counted;
+  }
+  const PostgresOptions anew = {options_.url, NewSchema(), MakeCatalog::kIfMissing};
+  Status dropped = DropPostgres(anew);
+  return dropped ? OpenPostgres(anew, engine) : dropped;
+}
+
+Status DatabaseHome::EndNew(std::string& aside) {
+  if (Status exchanged = ExchangePostgres(options_, NewSchema(), counted_, aside); !exchanged) {
+    return exchanged;
+  }
+  if (!aside.empty()) {
+    aside = TellPostgres({options_.url, aside, MakeCatalog::kNever});
+    return {};
+  }
+  // Until now it was a file.
+  return PutFileAside(file_, aside);
+}
+
+}  // namespace
+
+std::unique_ptr<CatalogHome> CatalogHomeOf(const ServerConfig& config) {
+  if (config.database.empty()) {
+    return std::make_unique<FileHome>(CatalogPath(config));
+  }
+  return std::make_unique<DatabaseHome>(config);
+}
+
+// ---- Which of them
+// -----------------------------------------------------------------------------------------
+
+namespace {
+
+Status ReadNote(Place& place, std::string& note) {
+  constexpr std::uint64_t kLargest = 4096;
+  note.clear();
+  std::optional<std::uint64_t> size;
+  if (Status found = place.Size(kCatalogObject, size); !found || !size || *size > kLargest) {
+    return found;
+  }
+  return place.Get(kCatalogObject, 0, static_cast<std::size_t>(*size), note);
+}
+
+}  // namespace
+
+Status CheckCatalogIsFree(const ServerConfig& config, SqlEngine& engine, Place& place) {
+  bool used = false;
+  if (Status looked = engine.IsShared() ? engine.HasTable(kCatalogTable, used) : Status(); !looked || !used) {
+    return looked;
+  }
+  // Another program may have made the repository meanwhile.
+  std::optional<std::uint64_t> size;
+  if (Status found = place.Size(kRepositoryObject, size); !found || size) {
+    return found;
+  }
+  return Status::Failed("the catalog of another repository is in " +
+                        TellPostgres({config.database, config.catalogSchema, MakeCatalog::kNever}) +
+                        ": let catalog_schema name another schema");
+}
+
+Status CheckCatalogIsMeant(const ServerConfig& config, Place& place) {
+  std::string note;
+  if (Status read = ReadNote(place, note); !read) {
+    return read;
+  }
+  if (config.database.empty() && !note.empty()) {
+    return Status::Failed(
+        "its catalog is in a database, and the configuration does not say so: let catalog, in section [" +
+        config.section + "], name it (" + note + ")");
+  }
+  if (!config.database.empty() && note.empty()) {
+    return Status::Failed(
+        "its catalog is a file, and the configuration names a database: take catalog out, or let korvo "
+        "rebuild " +
+        config.section + " make the catalog there");
+  }
+  return {};
+}
+
+Status NoteCatalog(const ServerConfig& config, Place& place) {
+  std::string old;
+  if (Status read = ReadNote(place, old); !read) {
+    return read;
+  }
+  const std::string note =
+      config.database.empty() ? "" : TellPostgres({config.database, config.catalogSchema, MakeCatalog::kNever});
+  if (old == note) {
+    return {};
+  }
+  if (!old.empty()) {
+    if (Status deleted = place.Delete(kCatalogObject); !deleted) {
+      return deleted;
+    }
+  }
+  return note.empty() ? Status() : place.Put(kCatalogObject, note);
+}
+
+}  // namespace store
