@@ -4,6 +4,7 @@
 
 #include "platform/platform.h"
 #include "store/catalog/catalog_inside.h"
+#include "store/names.h"
 
 namespace store {
 namespace {
@@ -135,6 +136,10 @@ Catalog::~Catalog() {
 bool Catalog::CanWrite() const { return inside_->engine->CanWrite(); }
 
 bool Catalog::IsShared() const { return inside_->engine->IsShared(); }
+
+bool Catalog::CanHold(std::string_view name) const {
+  return ListedName(name).size() <= inside_->engine->Types().longestKey;
+}
 
 Status Catalog::Now(std::int64_t& seconds) { return inside_->engine->Now(seconds); }
 

@@ -132,6 +132,8 @@ class Catalog {
   [[nodiscard]] bool CanWrite() const;
   // By processes of several hosts.
   [[nodiscard]] bool IsShared() const;
+  // Whether an item of this name can be in it.
+  [[nodiscard]] bool CanHold(std::string_view name) const;
   Status Now(std::int64_t& seconds);
 
   // ---- Sessions and jobs ----

@@ -51,7 +51,8 @@ class SqlRow {
 struct SqlTypes {
   std::string number;  // 64 bits
   std::string bytes;
-  std::string byKey;  // behind a table that is kept in the order of its primary key
+  std::string byKey;                  // behind a table that is kept in the order of its primary key
+  std::size_t longestKey = SIZE_MAX;  // most bytes of a value that is in an index
 };
 
 class SqlEngine {

@@ -105,7 +105,7 @@ class SqliteEngine : public SqlEngine {
   Status Begin() override;
   Status Commit() override { return Execute("COMMIT"); }
   void Rollback() override;
-  [[nodiscard]] SqlTypes Types() const override { return {"INTEGER", "BLOB", " WITHOUT ROWID"}; }
+  [[nodiscard]] SqlTypes Types() const override { return {"INTEGER", "BLOB", " WITHOUT ROWID", SIZE_MAX}; }
   Status HasTable(std::string_view name, bool& has) override;
   Status CheckWhole(const std::function<void(const std::string&)>& wrong) override;
   Status Now(std::int64_t& seconds) override;

@@ -184,6 +184,10 @@ Status SavesetWriter::Inside::Save(const std::string& name, platform::DataFile& 
 
 Status SavesetWriter::Inside::SaveFile(Item item, platform::DataFile& source, bool mayRefer, Saved& saved) {
   std::unique_ptr<Base> base;
+  if (!store_.Rows().CanHold(item.name)) {
+    saved.trouble = "its name is too long for the database that has the catalog";
+    return {};
+  }
   if (!source.Facts(item.facts)) {
     saved.trouble = source.Why();
     return {};

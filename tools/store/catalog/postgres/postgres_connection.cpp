@@ -386,6 +386,9 @@ Status PostgresConnection::Failure(const PGresult* result, const std::string& te
     return Status::Failed("the catalog cannot be used (" + server_ +
                           "): its database role may not: " + words);
   }
+  if (state == "54000") {
+    return Status::Failed("a name is too long for the database that has the catalog (" + words + ")");
+  }
   if (state == "55P03") {
     return Status::Failed("the catalog is in use by another program: try again when that has ended");
   }

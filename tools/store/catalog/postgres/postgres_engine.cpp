@@ -18,6 +18,8 @@ constexpr std::uint64_t kLookUpMilliseconds = 60'000;
 constexpr std::uint32_t kPauseMilliseconds = 500;
 // Two who make the same tables at once get in each other's way.
 constexpr int kMostRepetitions = 20;
+// An entry of an index has to fit into a third of a page.
+constexpr std::size_t kLongestKey = 2600;
 constexpr const char* kSecondsNow = "CAST(extract(epoch FROM clock_timestamp()) AS bigint)";
 
 class PostgresEngine : public SqlEngine {
@@ -30,7 +32,7 @@ class PostgresEngine : public SqlEngine {
   Status Begin() override;
   Status Commit() override;
   void Rollback() override;
-  [[nodiscard]] SqlTypes Types() const override { return {"BIGINT", "BYTEA", ""}; }
+  [[nodiscard]] SqlTypes Types() const override { return {"BIGINT", "BYTEA", "", kLongestKey}; }
   Status HasTable(std::string_view name, bool& has) override;
   Status Now(std::int64_t& seconds) override;
   [[nodiscard]] bool CanWrite() const override { return canWrite_; }

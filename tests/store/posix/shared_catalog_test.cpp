@@ -1,0 +1,368 @@
+// A repository whose catalog is in a database: connections that break, servers that crash, hosts that die,
+// and one database for several repositories.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "platform/data_file.h"
+#include "platform/platform.h"
+#include "store/catalog/postgres_engine.h"
+#include "store/catalog_backings.h"
+#include "store/dead_runs.h"
+#include "store/load/saveset_reader.h"
+#include "store/posix/socket_proxy.h"
+#include "store/save/saveset_writer.h"
+#include "store/store.h"
+#include "support/postgres_server.h"
+
+namespace store {
+namespace {
+
+namespace fs = std::filesystem;
+using Access = Store::Access;
+using support::PostgresServer;
+
+class PosixSharedCatalogTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    config_.section = "test";
+    config_.repository = directory_.File("repository");
+    config_.catalog = PostgresServer::OfThisProgram().Url();
+    config_.catalogSchema = "s" + Uid::Random().Hex();
+    for (const char* name : {"one", "two"}) {
+      std::ofstream(directory_.File(name), std::ios::binary) << name;
+    }
+  }
+
+  struct Result {
+    std::string saveset;
+    std::set<std::string> confirmed;
+    Status status;  // the first that was not good
+  };
+
+  void Note(Result& result, const Status& status) { result.status = result.status ? status : result.status; }
+
+  void SaveOne(SavesetWriter& writer, const std::string& name, Result& result) {
+    std::string why;
+    const auto source = platform::DataFile::OpenForReading(directory_.File(name), why);
+    ASSERT_NE(source, nullptr) << why;
+    Saved saved;
+    Note(result, writer.Save(name, *source, saved));
+  }
+
+  // Two files; with `between` in groups of their own: it is called when the first is confirmed.
+  Result BackUp(const ServerConfig& config, const std::function<void()>& between = {}) {
+    Result result;
+    std::unique_ptr<Store> store;
+    std::string session;
+    Note(result, Store::Open(config, Access::kCreate, store));
+    if (store == nullptr) {
+      return result;
+    }
+    Note(result, store->OpenSession(Mode::kBackup, "client", {}, session));
+    Note(result, store->OpenJob({Mode::kBackup, session, "ABC_" + std::to_string(time_++), "job", "pool"},
+                                result.saveset));
+    if (!result.status) {
+      return result;
+    }
+    {
+      SavesetWriter writer(
+          *store, [&result](const Item& item) { result.confirmed.insert(item.name); },
+          [](const Item&, const Saved&) {});
+      Note(result, writer.Begin(result.saveset));
+      if (result.status) {
+        SaveOne(writer, "one", result);
+      }
+      while (between && result.status && result.confirmed.empty()) {
+        Note(result, writer.Settle());
+        platform::SleepMilliseconds(5);
+      }
+      if (between) {
+        between();
+      }
+      if (result.status) {
+        SaveOne(writer, "two", result);
+      }
+      Note(result, writer.End(static_cast<bool>(result.status), false));
+    }
+    const State state = result.status ? State::kGood : State::kFailed;
+    Note(result, store->CloseJob(Mode::kBackup, session, result.saveset, state));
+    Note(result, store->CloseSession(Mode::kBackup, session, state));
+    return result;
+  }
+
+  // The bytes of the item, or why they do not come.
+  std::string Restored(const std::string& saveset, const std::string& name) {
+    std::unique_ptr<Store> store;
+    if (const Status opened = Store::Open(config_, Access::kRead, store); !opened) {
+      return opened.Message();
+    }
+    SavesetReader reader(*store);
+    if (const Status begun = reader.BeginWithoutJob(saveset); !begun) {
+      return begun.Message();
+    }
+    std::optional<Item> item;
+    if (const Status found = reader.Find(name, item); !found || !item) {
+      return found ? "not there" : found.Message();
+    }
+    const std::string path = directory_.File("restored");
+    platform::RemoveFile(path);
+    std::string why;
+    const auto file = platform::DataFile::CreateNew(path, why);
+    const Status copied = reader.Copy(*item, *file);
+    return copied ? support::ReadWholeFile(path) : copied.Message();
+  }
+
+  std::string Refusal(const ServerConfig& config, Access access = Access::kCreate) {
+    std::unique_ptr<Store> store;
+    return Store::Open(config, access, store).Message();
+  }
+
+  std::unique_ptr<SqlEngine> Direct() {
+    std::unique_ptr<SqlEngine> engine;
+    const Status opened = OpenPostgres({config_.catalog, config_.catalogSchema}, engine);
+    EXPECT_TRUE(opened) << opened.Message();
+    return engine;
+  }
+
+  support::TemporaryDirectory directory_;
+  ServerConfig config_;
+  std::int64_t time_ = 1'234'567'890;  // in the names of savesets
+};
+
+TEST_F(PosixSharedCatalogTest, OneSchemaIsOfOneRepositoryAndOneRepositoryHasOneCatalog) {
+  const Result saved = BackUp(config_);
+  ASSERT_TRUE(saved.status) << saved.status.Message();
+  EXPECT_EQ(Restored(saved.saveset, "one"), "one");
+
+  ServerConfig other = config_;
+  other.repository = directory_.File("other");
+  EXPECT_NE(Refusal(other).find("catalog of another repository"), std::string::npos) << Refusal(other);
+  other.catalogSchema += "b";
+  EXPECT_EQ(Refusal(other), "");
+  ServerConfig mixed = config_;
+  mixed.catalogSchema = other.catalogSchema;
+  EXPECT_NE(Refusal(mixed).find("belongs to another repository"), std::string::npos) << Refusal(mixed);
+  Store::Rebuilt rebuilt;
+  const Status foreign = Store::Rebuild(
+      mixed, [](const std::string&) {}, rebuilt);
+  EXPECT_NE(foreign.Message().find("another repository's"), std::string::npos) << foreign.Message();
+
+  ServerConfig file = config_;
+  file.catalog.clear();
+  EXPECT_NE(Refusal(file).find("its catalog is in a database"), std::string::npos) << Refusal(file);
+  EXPECT_FALSE(Store::Rebuild(
+      file, [](const std::string&) {}, rebuilt));
+  EXPECT_EQ(Refusal(config_), "");
+}
+
+TEST_F(PosixSharedCatalogTest, ACatalogIsMadeAnewFromAFileFromADatabaseOrFromNothing) {
+  ServerConfig file = config_;
+  file.catalog.clear();
+  const Result first = BackUp(file);
+  ASSERT_TRUE(first.status);
+  EXPECT_NE(Refusal(config_).find("its catalog is a file"), std::string::npos) << Refusal(config_);
+  const auto rebuild = [this] {
+    Store::Rebuilt rebuilt;
+    const Status done = Store::Rebuild(
+        config_, [](const std::string& loss) { ADD_FAILURE() << loss; }, rebuilt);
+    EXPECT_TRUE(done) << done.Message();
+    return rebuilt.oldCatalog;
+  };
+  EXPECT_EQ(rebuild(), config_.repository + "/catalog.old-1.db");
+  EXPECT_EQ(Restored(first.saveset, "two"), "two");
+  EXPECT_NE(Refusal(file).find("its catalog is in a database"), std::string::npos);
+  const Result second = BackUp(config_);
+  ASSERT_TRUE(second.status) << second.status.Message();
+
+  EXPECT_NE(rebuild().find("schema " + config_.catalogSchema + "_old_1"), std::string::npos);
+  EXPECT_NE(rebuild().find("schema " + config_.catalogSchema + "_old_2"), std::string::npos);
+  EXPECT_EQ(Restored(first.saveset, "two") + Restored(second.saveset, "one"), "twoone");
+
+  ASSERT_TRUE(DropPostgres({config_.catalog, config_.catalogSchema}));
+  EXPECT_NE(Refusal(config_).find("the catalog is missing"), std::string::npos) << Refusal(config_);
+  EXPECT_EQ(rebuild(), "");
+  EXPECT_EQ(Restored(first.saveset, "two") + Restored(second.saveset, "one"), "twoone");
+}
+
+// Letters that no index makes smaller.
+TEST_F(PosixSharedCatalogTest, ANameThatNoIndexTakesCostsItsOwnFileAlone) {
+  const auto named = [](std::size_t size) {
+    std::string name = "/";
+    while (name.size() < size) {
+      name += Uid::Random().Bytes();
+    }
+    std::replace(name.begin() + 1, name.end(), '/', '_');
+    std::replace(name.begin() + 1, name.end(), ' ', '_');
+    return name.substr(0, size);
+  };
+  ASSERT_TRUE(BackUp(config_).status);
+  Catalog direct(Direct(), Uid());
+  Backup backup(direct, "ABC1");
+  for (const std::size_t size : {100u, 2600u, 2601u, 20'000u}) {
+    const std::string name = named(size);
+    const bool holds = direct.CanHold(name);
+    EXPECT_EQ(holds, size <= 2600);
+    if (holds) {
+      ASSERT_TRUE(backup.Commit({FileItem(size, name)}));
+      std::optional<Item> item;
+      ASSERT_TRUE(direct.FindItem(backup.saveset, name, item));
+      EXPECT_TRUE(item);
+    }
+  }
+  EXPECT_NE(backup.Commit({FileItem(7, named(20'000))}).Message().find("too long"), std::string::npos);
+}
+
+TEST_F(PosixSharedCatalogTest, ABackupThatComesDuringARebuildIsNotLost) {
+  ASSERT_TRUE(BackUp(config_).status);
+  Store::Rebuilt rebuilt;
+  Result late;
+  const auto breakOne = [this] {
+    for (const auto& entry : fs::recursive_directory_iterator(config_.repository + "/savesets")) {
+      if (entry.path().extension() == ".closed") {
+        std::ofstream(entry.path(), std::ios::trunc) << "damaged";
+      }
+    }
+  };
+  breakOne();
+  bool once = true;
+  const Status done = Store::Rebuild(
+      config_,
+      [&](const std::string&) {
+        if (std::exchange(once, false)) {
+          late = BackUp(config_);
+        }
+      },
+      rebuilt);
+  ASSERT_TRUE(late.status) << late.status.Message();
+  EXPECT_EQ(done.What(), Status::Kind::kConflict) << done.Message();
+  EXPECT_EQ(Restored(late.saveset, "two"), "two");
+}
+
+TEST_F(PosixSharedCatalogTest, ARunOfAnotherHostIsOverWhenItIsNotHeardOf) {
+  ASSERT_TRUE(BackUp(config_).status);
+  Catalog catalog(Direct(), Uid());
+  Backup backup(catalog, "ABC1");
+  ASSERT_TRUE(backup.Commit({FileItem(1, "/f")}));
+  // The place's own note of a run of a host that nobody can ask.
+  fs::create_directories(config_.repository + "/runs");
+  std::ofstream(config_.repository + "/runs/" + backup.run.uid.Hex()) << "elsewhere";
+  const auto clean = [this] {
+    std::unique_ptr<Store> store;
+    EXPECT_TRUE(Store::Open(config_, Access::kWrite, store));
+  };
+  clean();
+  ASSERT_TRUE(catalog.AnnouncePack(backup.run.uid, Uid::Random()));
+  Store::Rebuilt rebuilt;
+  EXPECT_FALSE(Store::Rebuild(
+      config_, [](const std::string&) {}, rebuilt))
+      << "the run is alive";
+
+  const auto age = [this](std::int64_t seconds) {
+    ASSERT_TRUE(Direct()->Run("UPDATE run SET seen = seen - $1", {seconds}));
+  };
+  age(kRunLease - 30);
+  clean();
+  bool there = false;
+  ASSERT_TRUE(catalog.SeeRun(backup.run.uid, there));
+  EXPECT_TRUE(there);
+  age(kRunLease + 1);
+  clean();
+  ASSERT_TRUE(catalog.SeeRun(backup.run.uid, there));
+  EXPECT_FALSE(there);
+  const Status late = backup.Commit({FileItem(2, "/g")});
+  EXPECT_NE(late.Message().find("taken for dead"), std::string::npos) << late.Message();
+
+  // Its session, of a host that never came back.
+  std::int64_t now = 0;
+  std::vector<Session> sessions;
+  ASSERT_TRUE(catalog.Now(now));
+  ASSERT_TRUE(catalog.ListForgottenSessions("here", now, sessions));
+  EXPECT_TRUE(sessions.empty()) << "something was just done in it";
+  ASSERT_TRUE(catalog.ListForgottenSessions("here", now + 100, sessions));
+  EXPECT_EQ(sessions.size(), 1u);
+  ASSERT_TRUE(catalog.ListForgottenSessions("host", now + 100, sessions));
+  EXPECT_TRUE(sessions.empty()) << "its own host looks at its process";
+}
+
+TEST_F(PosixSharedCatalogTest, AServerThatCrashesInMidRunTakesNothingThatWasConfirmed) {
+  PostgresServer server;
+  config_.catalog = server.Url();
+  const Result torn = BackUp(config_, [&server] { server.Crash(); });
+  EXPECT_EQ(torn.confirmed, std::set<std::string>{"one"});
+  EXPECT_NE(torn.status.Message().find("the connection to the catalog"), std::string::npos)
+      << torn.status.Message();
+  EXPECT_NE(Refusal(config_).find("the catalog cannot be reached"), std::string::npos) << Refusal(config_);
+  server.Start();
+  const Result next = BackUp(config_);
+  EXPECT_TRUE(next.status) << next.status.Message();
+  EXPECT_EQ(Restored(torn.saveset, "one") + Restored(next.saveset, "two"), "onetwo");
+  std::vector<store::Run> runs;
+  ASSERT_TRUE(Catalog(Direct(), Uid()).ListRuns(runs));
+  EXPECT_TRUE(runs.empty()) << "the torn run was closed";
+}
+
+// The engine by itself: what a commit that lost its connection says is what has happened.
+TEST_F(PosixSharedCatalogTest, ACommitWhoseConnectionIsCutIsLookedUp) {
+  SocketProxy proxy(PostgresServer::OfThisProgram().Sockets() + "/" + PostgresServer::kSocket);
+  ASSERT_TRUE(BackUp(config_).status);
+  Catalog direct(Direct(), Uid());
+  Backup backup(direct, "ABC1");
+  std::uint64_t number = 0;
+  for (const auto where : {SocketProxy::Where::kBehind, SocketProxy::Where::kBefore}) {
+    std::unique_ptr<SqlEngine> engine;
+    ASSERT_TRUE(OpenPostgres({PostgresServer::UrlIn(proxy.Directory()), config_.catalogSchema}, engine));
+    Catalog catalog(std::move(engine), Uid());
+    const Uid pack = Uid::Random();
+    ASSERT_TRUE(catalog.AnnouncePack(backup.run.uid, pack));
+    proxy.CutAt(0, where, "COMMIT");
+    std::vector<Uid> gone;
+    const std::string name = "/f" + std::to_string(++number);
+    const Status committed =
+        catalog.CommitGroup({backup.saveset.id, {{pack, 1}}, {FileItem(number, name)}}, gone);
+    EXPECT_TRUE(proxy.HasCut());
+    std::optional<Item> item;
+    ASSERT_TRUE(direct.FindItem(backup.saveset, name, item));
+    EXPECT_EQ(static_cast<bool>(committed), where == SocketProxy::Where::kBehind) << committed.Message();
+    EXPECT_EQ(item.has_value(), static_cast<bool>(committed));
+    // It goes on after the one; after the other nothing is done any more.
+    EXPECT_EQ(static_cast<bool>(catalog.AnnouncePack(backup.run.uid, Uid::Random())),
+              static_cast<bool>(committed));
+  }
+}
+
+TEST_F(PosixSharedCatalogTest, WhereverTheNetworkDropsNothingIsConfirmedThatIsNotThere) {
+  SocketProxy proxy(PostgresServer::OfThisProgram().Sockets() + "/" + PostgresServer::kSocket);
+  ASSERT_TRUE(BackUp(config_).status);
+  ServerConfig through = config_;
+  through.catalog = PostgresServer::UrlIn(proxy.Directory());
+  int confirmed = 0;
+  int failed = 0;
+  for (const auto where : {SocketProxy::Where::kBefore, SocketProxy::Where::kBehind}) {
+    bool cut = true;
+    for (int portion = where == SocketProxy::Where::kBefore ? 0 : 1; cut && portion < 300; portion += 2) {
+      proxy.CutAt(portion, where);
+      const Result result = BackUp(through);
+      cut = proxy.HasCut();
+      failed += result.status ? 0 : 1;
+      for (const std::string& name : result.confirmed) {
+        ++confirmed;
+        EXPECT_EQ(Restored(result.saveset, name), name) << "cut at portion " << portion;
+      }
+      if (result.status) {
+        EXPECT_EQ(result.confirmed.size(), 2u);
+      }
+    }
+    EXPECT_FALSE(cut) << "the backup has more portions than were tried";
+  }
+  EXPECT_GT(failed, 20);
+  EXPECT_GT(confirmed, 20);
+  const Result next = BackUp(config_);
+  EXPECT_TRUE(next.status) << next.status.Message();
+}
+
+}  // namespace
+}  // namespace store
