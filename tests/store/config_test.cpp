@@ -141,6 +141,10 @@ TEST_F(ConfigTest, MistakesAreNamedByFileAndLine) {
   EXPECT_EQ(Read("[prod]\nrepository={R}\nin_place=1\n"), In(3, "in_place = 1: yes or no is expected"));
   EXPECT_EQ(Read("[prod]\nrepository={R}\nuser=me\n"),
             In(3, "user and password go together: set both, or neither"));
+  EXPECT_EQ(
+      Read("[prod]\nrepository={R}\ncatalog_schema=pg_x\n"),
+      In(3,
+         "catalog_schema = pg_x: a name of at most 50 characters that does not begin with pg_ is expected"));
   EXPECT_EQ(Read("[prod]\nrepository={R}\nuser=a:b\npassword=p\n"),
             In(3, "user = a:b: a name without a colon is expected"));
   EXPECT_EQ(Read("[prod]\nrepository={R}\nkey_file=key\n"),

@@ -75,7 +75,7 @@ Status CloseForgottenSessions(Catalog& catalog, DeadRuns& dead) {
     return told;
   }
   std::vector<Session> sessions;
-  if (Status listed = catalog.ListForgottenSessions(platform::HostName(), now - kSessionLease, sessions);
+  if (Status listed = catalog.ListForgottenSessions(platform::ProcessSpace(), now - kSessionLease, sessions);
       !listed) {
     return listed;
   }

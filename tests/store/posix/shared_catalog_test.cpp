@@ -30,7 +30,7 @@ class PosixSharedCatalogTest : public testing::Test {
   void SetUp() override {
     config_.section = "test";
     config_.repository = directory_.File("repository");
-    config_.catalog = PostgresServer::OfThisProgram().Url();
+    config_.database = PostgresServer::OfThisProgram().Url();
     config_.catalogSchema = "s" + Uid::Random().Hex();
     for (const char* name : {"one", "two"}) {
       std::ofstream(directory_.File(name), std::ios::binary) << name;
@@ -123,7 +123,7 @@ class PosixSharedCatalogTest : public testing::Test {
 
   std::unique_ptr<SqlEngine> Direct() {
     std::unique_ptr<SqlEngine> engine;
-    const Status opened = OpenPostgres({config_.catalog, config_.catalogSchema}, engine);
+    const Status opened = OpenPostgres({config_.database, config_.catalogSchema}, engine);
     EXPECT_TRUE(opened) << opened.Message();
     return engine;
   }
@@ -152,7 +152,7 @@ TEST_F(PosixSharedCatalogTest, OneSchemaIsOfOneRepositoryAndOneRepositoryHasOneC
   EXPECT_NE(foreign.Message().find("another repository's"), std::string::npos) << foreign.Message();
 
   ServerConfig file = config_;
-  file.catalog.clear();
+  file.database.clear();
   EXPECT_NE(Refusal(file).find("its catalog is in a database"), std::string::npos) << Refusal(file);
   EXPECT_FALSE(Store::Rebuild(
       file, [](const std::string&) {}, rebuilt));
@@ -161,7 +161,7 @@ TEST_F(PosixSharedCatalogTest, OneSchemaIsOfOneRepositoryAndOneRepositoryHasOneC
 
 TEST_F(PosixSharedCatalogTest, ACatalogIsMadeAnewFromAFileFromADatabaseOrFromNothing) {
   ServerConfig file = config_;
-  file.catalog.clear();
+  file.database.clear();
   const Result first = BackUp(file);
   ASSERT_TRUE(first.status);
   EXPECT_NE(Refusal(config_).find("its catalog is a file"), std::string::npos) << Refusal(config_);
@@ -182,7 +182,7 @@ TEST_F(PosixSharedCatalogTest, ACatalogIsMadeAnewFromAFileFromADatabaseOrFromNot
   EXPECT_NE(rebuild().find("schema " + config_.catalogSchema + "_old_2"), std::string::npos);
   EXPECT_EQ(Restored(first.saveset, "two") + Restored(second.saveset, "one"), "twoone");
 
-  ASSERT_TRUE(DropPostgres({config_.catalog, config_.catalogSchema}));
+  ASSERT_TRUE(DropPostgres({config_.database, config_.catalogSchema}));
   EXPECT_NE(Refusal(config_).find("the catalog is missing"), std::string::npos) << Refusal(config_);
   EXPECT_EQ(rebuild(), "");
   EXPECT_EQ(Restored(first.saveset, "two") + Restored(second.saveset, "one"), "twoone");
@@ -290,7 +290,7 @@ TEST_F(PosixSharedCatalogTest, ARunOfAnotherHostIsOverWhenItIsNotHeardOf) {
 
 TEST_F(PosixSharedCatalogTest, AServerThatCrashesInMidRunTakesNothingThatWasConfirmed) {
   PostgresServer server;
-  config_.catalog = server.Url();
+  config_.database = server.Url();
   const Result torn = BackUp(config_, [&server] { server.Crash(); });
   EXPECT_EQ(torn.confirmed, std::set<std::string>{"one"});
   EXPECT_NE(torn.status.Message().find("the connection to the catalog"), std::string::npos)
@@ -338,7 +338,7 @@ TEST_F(PosixSharedCatalogTest, WhereverTheNetworkDropsNothingIsConfirmedThatIsNo
   SocketProxy proxy(PostgresServer::OfThisProgram().Sockets() + "/" + PostgresServer::kSocket);
   ASSERT_TRUE(BackUp(config_).status);
   ServerConfig through = config_;
-  through.catalog = PostgresServer::UrlIn(proxy.Directory());
+  through.database = PostgresServer::UrlIn(proxy.Directory());
   int confirmed = 0;
   int failed = 0;
   for (const auto where : {SocketProxy::Where::kBefore, SocketProxy::Where::kBehind}) {
