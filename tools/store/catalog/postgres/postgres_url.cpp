@@ -34,7 +34,7 @@ std::string ValueOf(const Parsed& parsed, std::string_view name) {
 
 std::string CheckPostgresUrl(const std::string& url, bool& hasPassword) {
   hasPassword = false;
-  const std::string expected = "postgresql://[USER@]HOST[:PORT]/DATABASE[?NAME=VALUE&...] is expected";
+  std::string expected = "postgresql://[USER@]HOST[:PORT]/DATABASE[?NAME=VALUE&...] is expected";
   if (!url.starts_with("postgresql://") && !url.starts_with("postgres://")) {
     return expected;
   }
