@@ -117,7 +117,7 @@ class DatabaseHome : public CatalogHome {
   [[nodiscard]] std::string NewSchema() const { return options_.schema + "_new"; }
 
   PostgresOptions options_;
-  std::string file_;  // that had the catalog before, if one had
+  std::string file_;          // that had the catalog before, if one had
   std::int64_t counted_ = 0;  // by the old catalog, when the new one was begun
 };
 
@@ -207,8 +207,9 @@ Status NoteCatalog(const ServerConfig& config, Place& place) {
   if (Status read = ReadNote(place, old); !read) {
     return read;
   }
-  const std::string note =
-      config.database.empty() ? "" : TellPostgres({config.database, config.catalogSchema, MakeCatalog::kNever});
+  const std::string note = config.database.empty()
+                               ? ""
+                               : TellPostgres({config.database, config.catalogSchema, MakeCatalog::kNever});
   if (old == note) {
     return {};
   }

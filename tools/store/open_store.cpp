@@ -91,7 +91,8 @@ Status MakeDirectories(const ServerConfig& config) {
       return made;
     }
   }
-  return config.database.empty() ? MakeDirectory(platform::DirectoryOf(CatalogPath(config)), config) : Status();
+  return config.database.empty() ? MakeDirectory(platform::DirectoryOf(CatalogPath(config)), config)
+                                 : Status();
 }
 
 Status CheckMayMakeEncrypted(const ServerConfig& config) {

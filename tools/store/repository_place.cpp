@@ -90,8 +90,7 @@ Status LookAtDirectory(const ServerConfig& config, RepositoryState& state) {
     return Status::Failed("this user cannot look into it: " + WhyNot(object));
   }
   // Of one in a database this is all that can be seen here.
-  if (!config.database.empty() ||
-      !IsMissing(platform::LookUp(config.repository + "/" + kCatalogObject))) {
+  if (!config.database.empty() || !IsMissing(platform::LookUp(config.repository + "/" + kCatalogObject))) {
     state = RepositoryState::kHasCatalog;
     return {};
   }
@@ -114,7 +113,8 @@ Status LookAtDirectory(const ServerConfig& config, RepositoryState& state) {
 // Beside the catalog, in the way that SQLite names its own files.
 // What a repository in a bucket keeps on this machine.
 std::string LocalPathOf(const ServerConfig& config) {
-  return config.catalog.empty() ? platform::UserStateDirectory() + "/korvo-" + config.catalogSchema : config.catalog;
+  return config.catalog.empty() ? platform::UserStateDirectory() + "/korvo-" + config.catalogSchema
+                                : config.catalog;
 }
 
 std::string RunsDirectory(const ServerConfig& config) {
