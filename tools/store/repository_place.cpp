@@ -110,15 +110,17 @@ Status LookAtDirectory(const ServerConfig& config, RepositoryState& state) {
              : Status();
 }
 
-// Beside the catalog, in the way that SQLite names its own files.
-// What a repository in a bucket keeps on this machine.
-std::string LocalPathOf(const ServerConfig& config) {
-  return config.catalog.empty() ? platform::UserStateDirectory() + "/korvo-" + config.catalogSchema
-                                : config.catalog;
-}
-
+// Of a repository in a bucket: beside the catalog, in the way that SQLite names its own files, or in the
+// user's state directory. Empty if that has none.
 std::string RunsDirectory(const ServerConfig& config) {
-  return config.bucket.name.empty() ? config.repository + "/runs" : LocalPathOf(config) + "-runs";
+  if (config.bucket.name.empty()) {
+    return config.repository + "/runs";
+  }
+  if (!config.catalog.empty()) {
+    return config.catalog + "-runs";
+  }
+  const std::string state = platform::UserStateDirectory();
+  return state.empty() ? "" : state + "/korvo-" + config.catalogSchema + "-runs";
 }
 
 }  // namespace
@@ -128,7 +130,10 @@ std::string CatalogPath(const ServerConfig& config) {
 }
 
 RunLocks LocksOf(const ServerConfig& config) {
-  return RunLocks(RunsDirectory(config), platform::ProcessSpace(), RunLocks::Whose::kEverybodys);
+  // Of a bucket and a database there is nothing that all hosts see as files.
+  const bool manyHosts = !config.bucket.name.empty() && !config.database.empty();
+  return {RunsDirectory(config), platform::ProcessSpace(),
+          manyHosts ? RunLocks::Whose::kThisHosts : RunLocks::Whose::kEverybodys};
 }
 
 std::vector<std::string> OwnPathsOf(const ServerConfig& config) {
@@ -140,6 +145,8 @@ std::vector<std::string> OwnPathsOf(const ServerConfig& config) {
     for (const char* ending : {"", "-wal", "-shm", "-journal", "-spare", "-runs"}) {
       paths.push_back(config.catalog + ending);
     }
+  } else if (const std::string runs = RunsDirectory(config); !config.bucket.name.empty() && !runs.empty()) {
+    paths.push_back(runs);
   }
   return paths;
 }

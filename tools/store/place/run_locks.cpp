@@ -30,7 +30,7 @@ bool ReadSmallFile(const std::string& path, std::string& text) {
 
 // A fresh look at the directory: what another host has just made might not be known yet by its name.
 Status ListNames(const std::string& directory, std::vector<std::string>& names) {
-  return platform::ListDirectory(directory, names) || !platform::Exists(directory)
+  return directory.empty() || platform::ListDirectory(directory, names) || !platform::Exists(directory)
              ? Status()
              : Status::Failed("the directory " + directory + " cannot be read");
 }
@@ -52,6 +52,11 @@ class HeldRun : public RunHold {
 }  // namespace
 
 Status RunLocks::Hold(const Uid& run, std::unique_ptr<RunHold>& hold) {
+  if (directory_.empty()) {
+    return Status::Failed(
+        "this user has no directory for the locks of its backups: the environment needs HOME or "
+        "XDG_STATE_HOME");
+  }
   std::string why;
   if (!platform::MakeDirectories(directory_, platform::DirectoryAccess::kPrivate, why)) {
     return Failure("the directory " + directory_ + " cannot be made", why);

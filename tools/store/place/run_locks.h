@@ -16,7 +16,7 @@ class RunLocks {
  public:
   // Whether all runs that there are hold their locks in this directory: then one without a file is gone.
   enum class Whose { kEverybodys, kThisHosts };
-  // The directory is made when it is needed.
+  // The directory is made when it is needed; without a name no run can begin.
   RunLocks(std::string directory, std::string space, Whose whose)
       : directory_(std::move(directory)), space_(std::move(space)), whose_(whose) {}
 
