@@ -119,7 +119,8 @@ std::string ReadKeyFile(const std::string& value, ServerConfig& config) {
 
 std::string ReadCatalog(const std::string& value, ServerConfig& config) {
   if (value.find("://") == std::string::npos) {
-    return ReadFilePath(value, config.catalog);
+    const std::string wrong = ReadFilePath(value, config.catalog);
+    return wrong.empty() ? "" : wrong + ", or the address of a database: postgresql://host/database";
   }
   config.database = value;
   return CheckPostgresUrl(value, config.databaseHasPassword);
@@ -291,7 +292,8 @@ Status CheckRights(const ServerConfig& config) {
   if (!platform::OthersMayRead(file, others, why)) {
     return Status::Failed("who may read " + file + " cannot be found out: " + why);
   }
-  const std::string what = config.password.empty() ? "a secret key" : "a password";
+  const bool password = !config.password.empty() || config.databaseHasPassword;
+  const std::string what = password ? "a password" : "a secret key";
   return others ? Status::Failed(file + " is refused: it contains " + what +
                                  ", and others may read it. Let nobody but this user read it")
                 : Status();

@@ -31,8 +31,10 @@ TEST_F(PosixDatabaseConfigTest, AnAddressNamesADatabase) {
   EXPECT_EQ(Read(address, kAll), "");
   EXPECT_EQ(config_.database, address);
   EXPECT_EQ(config_.catalogSchema, "korvo");
-  for (const char* wrong : {"db.example", "postgresql://host", "postgresql://host/db?no_such=1",
-                            "postgresql://[host/db", "mysql://host/db", "postgresql://u:geheim@[host/db"}) {
+  const std::string bare = Read("db.example", kAll);
+  EXPECT_NE(bare.find("line 3: catalog: the full path of a file is expected, or"), std::string::npos) << bare;
+  for (const char* wrong : {"postgresql://host", "postgresql://host/db?no_such=1", "postgresql://[host/db",
+                            "mysql://host/db", "postgresql://u:geheim@[host/db"}) {
     const std::string said = Read(wrong, kAll);
     EXPECT_NE(said.find("line 3: catalog: postgresql://[USER@]HOST"), std::string::npos) << said;
     EXPECT_EQ(said.find("geheim"), std::string::npos) << said;
