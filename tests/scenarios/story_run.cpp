@@ -11,6 +11,7 @@
 #include "platform/data_file.h"
 #include "platform/platform.h"
 #include "scenarios/story.h"
+#include "support/database.h"
 #include "support/dice.h"
 #include "support/object_store.h"
 #include "support/switch_peer.h"
@@ -18,6 +19,8 @@
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* kAsHost = SCENARIO_DATA "/posix/as_host.sh";
 
 class StoryRun {
  public:
@@ -230,8 +233,10 @@ class StoryRun {
       scenario_.program = starter_.front();
     } else if (word == "server") {
       scenario_.UseServer();
-    } else if (word == "bucket") {
-      scenario_.UseServerWith(support::BucketSettings(scenario_.Directory()));
+    } else if (word == "bucket" || word == "database") {
+      UseRealServers(word == "bucket", word == "database" || rest == "and database");
+    } else if (word == "host") {
+      host_ = rest;
     } else if (word == "tool" || word == "crowd") {
       toolStatus_ = 0;
       TakeSaid(word == "tool" ? Say(Words(rest), toolStatus_) : SayAtOnce(Words(rest)));
@@ -261,11 +266,30 @@ class StoryRun {
     return true;
   }
 
+  // What is in no bucket is in a directory; a catalog that is in no database is a file.
+  void UseRealServers(bool bucket, bool database) {
+    const std::string directory = "repository = " + scenario_.Path("repository").string() + "\n";
+    const std::string file = "catalog = " + scenario_.Path("catalog/prod.db").string() + "\n";
+    scenario_.UseServerWith((bucket ? support::BucketSettings() : directory) +
+                            (database ? support::DatabaseSettings() : file));
+    scenario_.environment["XDG_STATE_HOME"] = scenario_.Path("state").string();
+  }
+
+  // In front of a command, and the command itself as its arguments: so that it runs on the host.
+  std::string OnHost(std::string program, Lines& arguments) const {
+    if (host_.empty()) {
+      return program;
+    }
+    arguments.insert(arguments.begin(), {kAsHost, host_, std::move(program)});
+    return "/bin/bash";
+  }
+
   // What a tool prints: a text on one stream, and what the program reads with every byte on the other.
   std::string Say(const Lines& words, int& status) const {
+    Lines arguments(words.begin() + 1, words.end());
+    const std::string program = OnHost(support::BuiltProgram(words.front()), arguments);
     const support::ProgramRun run =
-        support::RunProgram(support::BuiltProgram(words.front()), {words.begin() + 1, words.end()},
-                            scenario_.environment, scenario_.Directory());
+        support::RunProgram(program, arguments, scenario_.environment, scenario_.Directory());
     EXPECT_GE(run.exitStatus, 0) << run.err;
     status = run.exitStatus;
     std::string out = run.out;
@@ -304,6 +328,7 @@ class StoryRun {
     variables["PATH"] = "/usr/bin:/bin";
     variables["TOOLS"] = Scenario::ToolsFolder();
     variables["BIN"] = platform::ProgramDirectory();
+    variables["AS_HOST"] = kAsHost;
     variables["PROCESS"] = std::to_string(process);
     const support::ProgramRun run =
         support::RunProgram("/bin/sh", {"-ec", commands}, variables, scenario_.Directory(), "no input");
@@ -336,7 +361,10 @@ class StoryRun {
         platform::SleepMilliseconds(5);
       }
     });
+    const std::string program = scenario_.program;
+    scenario_.program = OnHost(program, arguments);
     outcome_ = std::make_unique<Outcome>(scenario_.Run(arguments, standardInput_));
+    scenario_.program = program;
     TakeIds(Join(outcome_->result));
     claims_.clear();
     if (scenario_.meanwhile) {
@@ -416,6 +444,7 @@ class StoryRun {
   Lines kept_;
   bool keptBare_ = false;
   Lines starter_;
+  std::string host_;  // on which all runs; empty: this one
   std::vector<std::unique_ptr<platform::FileClaim>> claims_;
   std::unique_ptr<Outcome> outcome_;
   bool exitSeen_ = false;

@@ -17,8 +17,8 @@ std::string ObjectStoreEndpoint();
 // A prefix in the bucket that no other test has.
 std::string FreshPrefix();
 
-// The settings of korvo.ini for a repository of its own in the bucket, with its catalog below the directory.
-// Empty, and a failure of the test, where there is no such store.
-std::string BucketSettings(const std::string& directory);
+// The settings of korvo.ini for a repository of its own in the bucket, but that of its catalog. Nothing, and
+// a failure of the test, where there is no such store.
+std::string BucketSettings();
 
 }  // namespace support

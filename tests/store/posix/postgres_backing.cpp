@@ -1,6 +1,6 @@
 #include "store/catalog/postgres_engine.h"
 #include "store/catalog_backings.h"
-#include "support/postgres_server.h"
+#include "support/database.h"
 
 namespace store {
 namespace {
@@ -9,7 +9,7 @@ namespace {
 class PostgresBacking : public CatalogBacking {
  public:
   Status Connect(std::unique_ptr<SqlEngine>& engine) override {
-    return OpenPostgres({support::PostgresServer::OfThisProgram().Url(), schema_, MakeCatalog::kIfMissing},
+    return OpenPostgres({support::DatabaseUrl(support::DatabaseSockets()), schema_, MakeCatalog::kIfMissing},
                         engine);
   }
 

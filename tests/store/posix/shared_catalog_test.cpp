@@ -1,6 +1,7 @@
 // A repository whose catalog is in a database: connections that break, servers that crash, hosts that die,
 // and one database for several repositories.
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -16,22 +17,45 @@
 #include "store/posix/socket_proxy.h"
 #include "store/save/saveset_writer.h"
 #include "store/store.h"
-#include "support/postgres_server.h"
+#include "support/database.h"
+#include "support/script_server.h"
 
 namespace store {
 namespace {
 
 namespace fs = std::filesystem;
 using Access = Store::Access;
-using support::PostgresServer;
+
+// A server of one test alone.
+class OwnServer {
+ public:
+  OwnServer() { Start(); }
+  void Start() {
+    server_.emplace("database.sh", directory_.Path());
+    ASSERT_EQ(server_->WaitForAddress(), directory_.Path());
+  }
+  // As if the power had failed: connections end, what was not committed is gone.
+  void Crash() {
+    std::ifstream note(directory_.File("data") + "/postmaster.pid");
+    int process = 0;
+    ASSERT_TRUE(note >> process);
+    ASSERT_EQ(kill(process, SIGQUIT), 0);
+    server_.reset();
+  }
+  [[nodiscard]] std::string Url() const { return support::DatabaseUrl(directory_.Path()); }
+
+ private:
+  support::TemporaryDirectory directory_;
+  std::optional<support::ScriptServer> server_;
+};
 
 class PosixSharedCatalogTest : public testing::Test {
  protected:
   void SetUp() override {
     config_.section = "test";
     config_.repository = directory_.File("repository");
-    config_.database = PostgresServer::OfThisProgram().Url();
-    config_.catalogSchema = "s" + Uid::Random().Hex();
+    config_.database = support::DatabaseUrl(support::DatabaseSockets());
+    config_.catalogSchema = support::FreshSchema();
     for (const char* name : {"one", "two"}) {
       std::ofstream(directory_.File(name), std::ios::binary) << name;
     }
@@ -289,7 +313,7 @@ TEST_F(PosixSharedCatalogTest, ARunOfAnotherHostIsOverWhenItIsNotHeardOf) {
 }
 
 TEST_F(PosixSharedCatalogTest, AServerThatCrashesInMidRunTakesNothingThatWasConfirmed) {
-  PostgresServer server;
+  OwnServer server;
   config_.database = server.Url();
   const Result torn = BackUp(config_, [&server] { server.Crash(); });
   EXPECT_EQ(torn.confirmed, std::set<std::string>{"one"});
@@ -307,14 +331,14 @@ TEST_F(PosixSharedCatalogTest, AServerThatCrashesInMidRunTakesNothingThatWasConf
 
 // The engine by itself: what a commit that lost its connection says is what has happened.
 TEST_F(PosixSharedCatalogTest, ACommitWhoseConnectionIsCutIsLookedUp) {
-  SocketProxy proxy(PostgresServer::OfThisProgram().Sockets() + "/" + PostgresServer::kSocket);
+  SocketProxy proxy(support::DatabaseSockets() + "/" + support::kDatabaseSocket);
   ASSERT_TRUE(BackUp(config_).status);
   Catalog direct(Direct(), Uid());
   Backup backup(direct, "ABC1");
   std::uint64_t number = 0;
   for (const auto where : {SocketProxy::Where::kBehind, SocketProxy::Where::kBefore}) {
     std::unique_ptr<SqlEngine> engine;
-    ASSERT_TRUE(OpenPostgres({PostgresServer::UrlIn(proxy.Directory()), config_.catalogSchema}, engine));
+    ASSERT_TRUE(OpenPostgres({support::DatabaseUrl(proxy.Directory()), config_.catalogSchema}, engine));
     Catalog catalog(std::move(engine), Uid());
     const Uid pack = Uid::Random();
     ASSERT_TRUE(catalog.AnnouncePack(backup.run.uid, pack));
@@ -335,10 +359,10 @@ TEST_F(PosixSharedCatalogTest, ACommitWhoseConnectionIsCutIsLookedUp) {
 }
 
 TEST_F(PosixSharedCatalogTest, WhereverTheNetworkDropsNothingIsConfirmedThatIsNotThere) {
-  SocketProxy proxy(PostgresServer::OfThisProgram().Sockets() + "/" + PostgresServer::kSocket);
+  SocketProxy proxy(support::DatabaseSockets() + "/" + support::kDatabaseSocket);
   ASSERT_TRUE(BackUp(config_).status);
   ServerConfig through = config_;
-  through.database = PostgresServer::UrlIn(proxy.Directory());
+  through.database = support::DatabaseUrl(proxy.Directory());
   int confirmed = 0;
   int failed = 0;
   for (const auto where : {SocketProxy::Where::kBefore, SocketProxy::Where::kBehind}) {

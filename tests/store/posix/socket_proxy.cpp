@@ -9,7 +9,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "support/postgres_server.h"
+#include "support/database.h"
 
 namespace store {
 namespace {
@@ -56,7 +56,7 @@ bool WriteAll(int socket, const std::string& bytes) {
 
 SocketProxy::SocketProxy(std::string server) : server_(std::move(server)) {
   listening_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const sockaddr_un address = Address(directory_.File(support::PostgresServer::kSocket));
+  const sockaddr_un address = Address(directory_.File(support::kDatabaseSocket));
   if (bind(listening_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
       listen(listening_, 50) != 0) {
     throw std::runtime_error("the proxy cannot listen");

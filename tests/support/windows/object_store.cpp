@@ -2,10 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include "support/database.h"
+
 namespace support {
 
-std::string BucketSettings(const std::string& /*directory*/) {
+std::string BucketSettings() {
   ADD_FAILURE() << "the object store of the tests runs on POSIX systems";
+  return "";
+}
+
+std::string DatabaseSettings() {
+  ADD_FAILURE() << "the database of the tests runs on POSIX systems";
   return "";
 }
 
