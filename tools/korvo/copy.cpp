@@ -46,6 +46,19 @@ store::CheckListener Listener(const Options& options, LeftOut& left) {
   return listener;
 }
 
+// A second repository has another place, and another catalog.
+store::Status CheckIsAnother(const Options& options, const store::ServerConfig& from,
+                             const store::ServerConfig& to) {
+  if (to.repository == from.repository && to.bucket.endpoint == from.bucket.endpoint) {
+    return store::Status::Failed("server " + options.to + " has the same repository: --to needs another one");
+  }
+  if (!to.database.empty() && to.database == from.database && to.catalogSchema == from.catalogSchema) {
+    return store::Status::Failed("server " + options.to +
+                                 " has its catalog in the same schema: let catalog_schema name another one");
+  }
+  return {};
+}
+
 store::Status Open(const Options& options, std::unique_ptr<store::Store>& from,
                    std::unique_ptr<store::Store>& to) {
   store::ServerConfig target;
@@ -54,8 +67,8 @@ store::Status Open(const Options& options, std::unique_ptr<store::Store>& from,
   if (done) {
     done = store::ReadServerConfig(options.to, target);
   }
-  if (done && target.repository == from->Config().repository) {
-    return store::Status::Failed("server " + options.to + " has the same repository: --to needs another one");
+  if (done) {
+    done = CheckIsAnother(options, from->Config(), target);
   }
   if (done) {
     done = store::ReadRepositoryObject(from->Objects(), object);
