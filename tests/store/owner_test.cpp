@@ -78,8 +78,9 @@ class OwnerTest : public testing::TestWithParam<CatalogKind> {
   std::unique_ptr<Catalog> catalog_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Engines, OwnerTest, testing::ValuesIn(CatalogKinds()),
-                         [](const testing::TestParamInfo<CatalogKind>& kind) { return kind.param.name; });
+const auto kNameOfKind = [](const testing::TestParamInfo<CatalogKind>& kind) { return kind.param.name; };
+INSTANTIATE_TEST_SUITE_P(Engines, OwnerTest, testing::ValuesIn(CatalogKinds()), kNameOfKind);
+INSTANTIATE_TEST_SUITE_P(PosixEngines, OwnerTest, testing::ValuesIn(SharedCatalogKinds()), kNameOfKind);
 
 TEST_P(OwnerTest, TheNewestGoodCopyOfAnItemIsHeldByOneGoodSaveset) {
   Save("ABC1", {"/a", "/only"});

@@ -1,6 +1,7 @@
 // The embedded server's stories once more, with its repository in a bucket, its catalog in a database, or
 // both: what they tell is the same.
 #include <algorithm>
+#include <set>
 
 #include "scenarios/story_run.h"
 
@@ -40,11 +41,29 @@ std::string NameOf(const testing::TestParamInfo<ScenarioText>& told) {
   return name;
 }
 
+// A part of them, which goes through all that the server does: what is behind its two doors knows nothing of
+// each other.
+std::vector<ScenarioText> ChosenStoriesWith(const std::string& servers, const std::string& lookedAt) {
+  static const std::set<std::string> chosen = {
+      "files of every kind and name come back",
+      "an interrupted run keeps what it confirmed",
+      "saved whole they come back as they were",
+      "it lists the backups of a file newest first and withdrawn ones last",
+      "it serves many callers at once from the first moment on",
+      "it does the rest when an item cannot be done",
+      "rules say what stays, and why",
+      "what is whole is found whole, as often as it is asked",
+      "everything comes back without a session, bytes, times and modes"};
+  std::vector<ScenarioText> stories = StoriesWith(servers, lookedAt);
+  std::erase_if(stories, [](const ScenarioText& story) { return chosen.count(story.title) == 0; });
+  return stories;
+}
+
 INSTANTIATE_TEST_SUITE_P(PosixBucket, PosixRealServers,
                          testing::ValuesIn(StoriesWith("bucket", "repository")), NameOf);
 INSTANTIATE_TEST_SUITE_P(PosixDatabase, PosixRealServers,
-                         testing::ValuesIn(StoriesWith("database", "catalog.db")), NameOf);
+                         testing::ValuesIn(ChosenStoriesWith("database", "catalog.db")), NameOf);
 INSTANTIATE_TEST_SUITE_P(PosixBucketAndDatabase, PosixRealServers,
-                         testing::ValuesIn(StoriesWith("bucket and database", "repository")), NameOf);
+                         testing::ValuesIn(ChosenStoriesWith("bucket and database", "repository")), NameOf);
 
 }  // namespace
