@@ -111,7 +111,9 @@ LookUp Single(const std::string& section, const std::string& key, std::int32_t s
   Require(end != message.end(), "a message ends within its buffer");
   result.message.assign(message.begin(), end);
   if (result.found == 0) {
-    Require(std::all_of(value.begin(), value.end(), [](char c) { return c == kBefore; }),
+    // An empty value is none, but is given.
+    const bool isEmpty = result.message.ends_with("KEY VALUE NOT FOUND.") && size > 0 && value[0] == '\0';
+    Require(std::all_of(value.begin() + (isEmpty ? 1 : 0), value.end(), [](char c) { return c == kBefore; }),
             "what is not found leaves its buffer as it was");
     Require(!result.message.empty(), "what is not found says why");
     return result;

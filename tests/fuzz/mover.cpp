@@ -163,7 +163,11 @@ void RunBackupCommand(Input input) {
     return;
   }
   const SavedItems saved = ExecuteXFR({ListOf(names), "", ""});
-  Require(saved.entries.size() >= names.size(), "each item comes back");
+  for (const std::string& name : names) {
+    Require(std::any_of(saved.entries.begin(), saved.entries.end(),
+                        [&name](const ItemEntry& entry) { return platform::SameName(entry.name, name); }),
+            "each item comes back", name);
+  }
   RequireAskedFor(names, true);
 }
 

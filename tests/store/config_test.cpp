@@ -85,6 +85,12 @@ TEST_F(ConfigTest, MacrosAreFilledIn) {
         "a" + std::to_string(i) + "=%(a" + std::to_string(i + 1) + ")%(a" + std::to_string(i + 1) + ")\n";
   }
   EXPECT_NE(Read(doubled + "a60=x\n").find("with its macros the value is too long"), std::string::npos);
+  // However long the chain is, the stack is not.
+  std::string chain = "[prod]\nrepository=%(a0)\n";
+  for (int i = 0; i < 40000; ++i) {
+    chain += "a" + std::to_string(i) + "=%(a" + std::to_string(i + 1) + ")\n";
+  }
+  EXPECT_EQ(Read(chain + "a40000={R}\n"), In(102, "%(a100) is behind 100 other macros: write the value out"));
 }
 
 TEST_F(ConfigTest, AServerIsNeverSilentlyAnotherOne) {

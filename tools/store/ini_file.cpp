@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::size_t kLargestFile = 1024 * 1024;
 constexpr std::size_t kLongestValue = 32 * 1024;
+constexpr std::size_t kMostMacros = 100;  // that lead from one to the next: the stack has its end
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr const char* kDefaultSection = "default";
@@ -260,6 +261,10 @@ Status IniFile::ExpandMacro(std::vector<Step>& steps, const std::string& name, s
   }
   if (std::find(steps.begin(), steps.end(), next) != steps.end()) {
     return Wrong(line, "%(" + name + ") leads back to itself");
+  }
+  if (steps.size() > kMostMacros) {
+    return Wrong(line, "%(" + name + ") is behind " + std::to_string(kMostMacros) +
+                           " other macros: write the value out");
   }
   steps.push_back(next);
   Status expanded = Expand(steps, value);
