@@ -211,16 +211,16 @@ void RunInquire(std::string_view bytes) {
 
 // ---- What they start from ----
 
-void SeedFrom(Corpus& corpus, const char* function, std::initializer_list<char> ways) {
+// Every fourth with a trace, which takes its time.
+void SeedFrom(Corpus& corpus, const char* function) {
+  std::size_t count = 0;
   for (const std::string& input : ListsWithAnswers(function)) {
-    for (const char way : ways) {
-      corpus.Add(std::string(1, way) + input);
-    }
+    corpus.Add(std::string(1, count++ % 4 == 0 ? '\3' : '\0') + input);
   }
 }
 
 void SeedBackup(Corpus& corpus) {
-  SeedFrom(corpus, "backup", {'\0', '\3'});
+  SeedFrom(corpus, "backup");
   const std::string all =
       "data\\a.dbf\ndata/b.dbf\ndata\\with blank.dbf\ndata\\dir\ndata\\log_1.dbf\ndata\\cntrl.ctl\n"
       "/data/a.dbf\n/data/dir\ndata\\missing\n";
@@ -229,12 +229,12 @@ void SeedBackup(Corpus& corpus) {
   }
 }
 void SeedRestore(Corpus& corpus) {
-  SeedFrom(corpus, "restore", {'\0', '\3'});
+  SeedFrom(corpus, "restore");
   corpus.Add(
       "\3SET data\\a.dbf\nSET data\\b.dbf data\\empty\nSET2 data\\dir data\\empty\n#NULL /data/a.dbf\n\x1e"
       "qreply=OK\nsavesetname=SET\n");
 }
-void SeedInquire(Corpus& corpus) { SeedFrom(corpus, "inquire", {'\0', '\3'}); }
+void SeedInquire(Corpus& corpus) { SeedFrom(corpus, "inquire"); }
 
 std::vector<std::string> Words() {
   return {"data\\a.dbf",

@@ -96,7 +96,10 @@ Corpus::Corpus(std::string directory) : directory_(std::move(directory)) {
 }
 
 void Corpus::Add(std::string_view input) {
-  std::ofstream file(fs::path(directory_) / ("start" + std::to_string(size_++)), std::ios::binary);
+  if (!inputs_.emplace(input).second) {
+    return;
+  }
+  std::ofstream file(fs::path(directory_) / ("start" + std::to_string(Size())), std::ios::binary);
   file.write(input.data(), static_cast<std::streamsize>(input.size()));
   file.close();
   Require(!file.fail(), "an input to start from can be written", directory_);

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,11 +21,11 @@ class Corpus {
   // They become files in this directory, which is made.
   explicit Corpus(std::string directory);
   void Add(std::string_view input);
-  [[nodiscard]] std::size_t Size() const { return size_; }
+  [[nodiscard]] std::size_t Size() const { return inputs_.size(); }
 
  private:
   std::string directory_;
-  std::size_t size_ = 0;
+  std::set<std::string, std::less<>> inputs_;
 };
 
 struct Target {
