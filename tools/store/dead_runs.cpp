@@ -90,28 +90,42 @@ Status CloseForgottenSessions(Catalog& catalog, DeadRuns& dead) {
 
 }  // namespace
 
-Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>& runs) {
+Status IsRunOver(Catalog& catalog, Place& place, const Run& run, bool& over) {
+  Status asked = place.IsRunGone(run.uid, over);
+  return asked && !over && catalog.IsShared() ? IsLeaseOver(catalog, run, over) : asked;
+}
+
+namespace {
+
+// Of a mover, which holds a lock and has a row in `run` as long as it is alive.
+Status IsMoverGone(Catalog& catalog, Place& place, const std::vector<Run>& runs, const Uid& uid, bool& gone) {
+  const auto run = std::find_if(runs.begin(), runs.end(), [&uid](const Run& one) { return one.uid == uid; });
+  return run == runs.end() ? place.IsRunGone(uid, gone) : IsRunOver(catalog, place, *run, gone);
+}
+
+}  // namespace
+
+Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>& progress) {
   std::int64_t now = 0;
-  if (Status asked = catalog.Now(now); !asked) {
+  std::vector<Run> runs;
+  Status asked = catalog.Now(now);
+  if (asked) {
+    asked = catalog.ListRuns(runs);
+  }
+  if (asked) {
+    asked = catalog.ListProgress(progress);
+  }
+  if (!asked) {
     return asked;
   }
-  if (Status listed = catalog.ListProgress(runs); !listed) {
-    return listed;
-  }
-  Status asked;
-  std::erase_if(runs, [&](const RunProgress& run) {
-    bool gone = run.tool != RunProgress::kSavingTool && IsGone(run, now);
-    if (asked && run.tool == RunProgress::kSavingTool) {
-      asked = place.IsRunGone(run.uid, gone);
+  std::erase_if(progress, [&](const RunProgress& one) {
+    bool gone = one.tool != RunProgress::kSavingTool && IsGone(one, now);
+    if (asked && one.tool == RunProgress::kSavingTool) {
+      asked = IsMoverGone(catalog, place, runs, one.uid, gone);
     }
     return gone;
   });
   return asked;
-}
-
-Status IsRunOver(Catalog& catalog, Place& place, const Run& run, bool& over) {
-  Status asked = place.IsRunGone(run.uid, over);
-  return asked && !over && catalog.IsShared() ? IsLeaseOver(catalog, run, over) : asked;
 }
 
 Status EndDeadRuns(Catalog& catalog, Place& place, DeadRuns& dead) {

@@ -26,11 +26,10 @@ Status IsRunOver(Catalog& catalog, Place& place, const Run& run, bool& over);
 
 // Ends the runs whose process is gone as failed; what they announced and never committed is then among
 // `Catalog::ListDeleted`, to be deleted. Closes sessions whose owner is gone, and the jobs in them, as
-// failed. Forgets how far others had come whose
-// process is gone.
+// failed. Forgets how far others had come whose process is gone.
 Status EndDeadRuns(Catalog& catalog, Place& place, DeadRuns& dead);
 
 // The runs under way whose process is alive, or may be on another machine.
-Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>& runs);
+Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>& progress);
 
 }  // namespace store

@@ -288,12 +288,26 @@ TEST_F(PosixSharedCatalogTest, ARunOfAnotherHostIsOverWhenItIsNotHeardOf) {
   const auto age = [this](std::int64_t seconds) {
     ASSERT_TRUE(Direct()->Run("UPDATE run SET seen = seen - $1", {seconds}));
   };
+  const auto underWay = [&] {
+    std::unique_ptr<Store> store;
+    std::vector<RunProgress> progress;
+    EXPECT_TRUE(Store::Open(config_, Access::kRead, store));
+    EXPECT_TRUE(ListLiveProgress(store->Rows(), store->Objects(), progress));
+    return progress.size();
+  };
+  RunProgress told;
+  told.uid = backup.run.uid;
+  told.saveset = backup.saveset.id;
+  told.process = backup.run.process;
+  ASSERT_TRUE(catalog.TellProgress(told));
+  EXPECT_EQ(underWay(), 1U);
   age(kRunLease - 30);
   clean();
   bool there = false;
   ASSERT_TRUE(catalog.SeeRun(backup.run.uid, there));
   EXPECT_TRUE(there);
   age(kRunLease + 1);
+  EXPECT_EQ(underWay(), 0U);
   clean();
   ASSERT_TRUE(catalog.SeeRun(backup.run.uid, there));
   EXPECT_FALSE(there);
