@@ -50,31 +50,37 @@ void MakeCorpora(const fs::path& directory) {
 
 void TellUsage() {
   std::puts(
-      "Usage: fuzz --corpora DIRECTORY   makes the inputs to start from, and names the targets\n"
+      "Usage: fuzz --corpora DIRECTORY   makes the targets' programs and what they start from, and names "
+      "them\n"
       "       fuzz_TARGET                 runs one");
 }
 
-// Targets have a directory of their own as working directory: what the command line names is made absolute,
-// and what the fuzzer writes stays where it was called.
-std::vector<std::string> AbsoluteArguments(int count, char** arguments) {
-  std::vector<std::string> made;
-  bool namesPlace = false;
-  for (int i = 0; i < count; ++i) {
-    std::string text = arguments[i];
-    const std::size_t equals = text.find('=');
-    const std::string option = text.substr(0, std::min(equals, text.size()));
-    const bool isPath = option == "-artifact_prefix" || option == "-dict" || option == "-features_dir";
-    namesPlace = namesPlace || option == "-artifact_prefix";
-    if (isPath) {
-      const std::string path = fs::absolute(text.substr(equals + 1)).string();
-      text = option + "=" + path;
-    } else if (i > 0 && !text.starts_with('-')) {
-      text = fs::absolute(text).string();
-    }
-    made.push_back(text);
+// Each target is the program under another name, beside it.
+void MakeNames(const fs::path& program) {
+  for (const Target* one : kTargets) {
+    const fs::path name = program.parent_path() / (std::string("fuzz_") + one->name);
+    fs::remove(name);
+    fs::create_symlink(program.filename(), name);
   }
-  if (!namesPlace) {
-    made.push_back("-artifact_prefix=" + fs::current_path().string() + "/");
+}
+
+// Targets have a directory of their own as working directory: what the command line names is made absolute.
+// Unless it says otherwise, inputs that break something go to `crashes`, beside the programs' directory.
+std::vector<std::string> AbsoluteArguments(int count, char** arguments) {
+  const fs::path crashes = fs::absolute(arguments[0]).parent_path().parent_path() / "crashes";
+  fs::create_directories(crashes);
+  std::vector<std::string> made = {fs::absolute(arguments[0]).string(),
+                                   "-artifact_prefix=" + (crashes / target->name).string() + "-"};
+  for (int i = 1; i < count; ++i) {
+    const std::string text = arguments[i];
+    const std::size_t start = text.find('=') + 1;
+    if (!text.starts_with('-')) {
+      made.push_back(fs::absolute(text).string());
+    } else if (text.starts_with("-artifact_prefix=") || text.starts_with("-dict=")) {
+      made.push_back(text.substr(0, start) + fs::absolute(text.substr(start)).string());
+    } else {
+      made.push_back(text);
+    }
   }
   return made;
 }
@@ -159,6 +165,7 @@ extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
   const std::string name = fuzz::fs::path((*arguments)[0]).filename().string();
   if (*count == 3 && std::string_view((*arguments)[1]) == "--corpora") {
     const fuzz::fs::path directory = fuzz::fs::absolute((*arguments)[2]);
+    fuzz::MakeNames(fuzz::fs::absolute((*arguments)[0]));
     fuzz::Workplace::Enter();
     fuzz::MakeCorpora(directory);
     std::exit(0);
@@ -172,6 +179,7 @@ extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
   }
   fuzz::target = *found;
   texts = fuzz::AbsoluteArguments(*count, *arguments);
+  pointers.reserve(texts.size() + 1);
   for (std::string& text : texts) {
     pointers.push_back(text.data());
   }
