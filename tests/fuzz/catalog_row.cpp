@@ -99,6 +99,7 @@ class InputEngine : public SqlEngine {
     return {};
   }
   [[nodiscard]] bool CanWrite() const override { return true; }
+  [[nodiscard]] bool IsShared() const override { return true; }
 
  private:
   Input input_;

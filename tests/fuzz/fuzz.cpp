@@ -69,8 +69,7 @@ void MakeNames(const fs::path& program) {
 std::vector<std::string> AbsoluteArguments(int count, char** arguments) {
   const fs::path crashes = fs::absolute(arguments[0]).parent_path().parent_path() / "crashes";
   fs::create_directories(crashes);
-  std::vector<std::string> made = {fs::absolute(arguments[0]).string(),
-                                   "-artifact_prefix=" + (crashes / target->name).string() + "-"};
+  std::vector<std::string> made = {"-artifact_prefix=" + (crashes / target->name).string() + "-"};
   for (int i = 1; i < count; ++i) {
     const std::string text = arguments[i];
     const std::size_t start = text.find('=') + 1;
@@ -179,7 +178,8 @@ extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
   }
   fuzz::target = *found;
   texts = fuzz::AbsoluteArguments(*count, *arguments);
-  pointers.reserve(texts.size() + 1);
+  pointers.reserve(texts.size() + 2);
+  pointers.push_back((*arguments)[0]);
   for (std::string& text : texts) {
     pointers.push_back(text.data());
   }

@@ -8,6 +8,7 @@
 #include "fuzz/memory_place.h"
 #include "store/base/bytes.h"
 #include "store/base/checksum.h"
+#include "store/base/time.h"
 #include "store/keys/keys.h"
 #include "store/pack/format.h"
 #include "store/pack/pack_reader.h"
@@ -232,6 +233,8 @@ void CheckSaveset(MemoryPlace& place) {
           read.Message());
   const Saveset& saveset = objects.saveset;
   Require(saveset.uid == kObjectId && !(saveset.failed && saveset.warnings), "a saveset ends in one way");
+  Require(IsTime(saveset.created) && IsTime(saveset.ended.value_or(0)),
+          "a saveset's times can be counted with");
   if (!read || !objects.begun) {
     return;
   }

@@ -593,6 +593,27 @@ TEST_P(CatalogTest, AFailureAnywhereInACommitLeavesNothingOfIt) {
   EXPECT_GT(failing, 8u);
 }
 
+TEST_P(CatalogTest, WhatCannotBeCountedWithIsDamage) {
+  RunProgress run;
+  run.uid = Uid::Random();
+  run.tool = "verify";
+  run.began = INT64_MIN;
+  run.told = INT64_MAX;
+  ASSERT_TRUE(catalog_->TellProgress(run));
+  std::vector<RunProgress> runs;
+  EXPECT_EQ(catalog_->ListProgress(runs).What(), Status::Kind::kDamaged);
+  // Files that are together larger than any number go all the same.
+  Backup backup(*catalog_, "ABC1");
+  std::vector<Item> items = {FileItem(1, "/a"), FileItem(2, "/b")};
+  items[0].facts.size = items[1].facts.size = INT64_MAX;
+  ASSERT_TRUE(backup.Commit(items));
+  backup.End();
+  ASSERT_TRUE(catalog_->MarkTogether({backup.saveset.id}, true));
+  Catalog::Deleted deleted;
+  EXPECT_TRUE(catalog_->DeleteMarked(0, deleted));
+  EXPECT_EQ(deleted.savesets.size(), 1u);
+}
+
 TEST_P(CatalogTest, ACatalogOfAnotherRepositoryIsNotTaken) {
   std::unique_ptr<SqlEngine> engine;
   ASSERT_TRUE(backing_->Connect(engine));

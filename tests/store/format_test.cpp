@@ -8,9 +8,11 @@
 #include "platform/platform.h"
 #include "store/base/bytes.h"
 #include "store/base/checksum.h"
+#include "store/doubles.h"
 #include "store/keys/block_cipher.h"
 #include "store/pack/map.h"
 #include "store/pack/record.h"
+#include "store/saveset_objects.h"
 #include "support/dice.h"
 #include "support/run_program.h"
 
@@ -393,6 +395,21 @@ TEST_F(KeysTest, SmallObjectsAreBoundToWhatTheyAre) {
   EXPECT_FALSE(keys_.DecryptObject(4, kSaveset, stored, plain));
   EXPECT_FALSE(keys_.DecryptObject(3, kPack, stored, plain));
   EXPECT_FALSE(keys_.DecryptObject(3, kSaveset, stored.substr(0, 10), plain));
+}
+
+TEST_F(KeysTest, ASavesetOfATimeThatNoCalendarHasIsDamaged) {
+  RecordedPlace place(std::make_shared<RecordedPlace::Log>());
+  const ObjectShelf shelf{place, keys_, kRepository};
+  Saveset saveset;
+  saveset.uid = saveset.together = kSaveset;
+  saveset.name = "ABC1";
+  saveset.created = INT64_MAX;
+  ASSERT_TRUE(PutSavesetBegin(shelf, saveset));
+  ASSERT_TRUE(PutSavesetEnd(shelf, kSaveset, Mover::kEndedClean, INT64_MIN));
+  SavesetObjects objects;
+  EXPECT_EQ(ReadSavesetObjects(shelf, kSaveset, objects).What(), Status::Kind::kDamaged);
+  EXPECT_FALSE(objects.begun);
+  EXPECT_FALSE(objects.saveset.ended);
 }
 
 }  // namespace

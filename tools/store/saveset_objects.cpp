@@ -6,6 +6,7 @@
 
 #include "platform/data_file.h"
 #include "store/base/bytes.h"
+#include "store/base/time.h"
 #include "store/pack/format.h"
 
 namespace store {
@@ -45,6 +46,11 @@ bool DecodeFields(std::string_view bytes, Fields& fields) {
 
 std::string EncodeTime(std::int64_t time) { return Encoder().I64(time).Take(); }
 
+bool HasGoodTime(const Fields& fields) {
+  const auto time = fields.find(kTime);
+  return time == fields.end() || IsTime(Decoder(time->second).I64());
+}
+
 // ---- One object of a saveset --------------------------------------------------------------------
 
 Status Put(const ObjectShelf& shelf, const Uid& saveset, ObjectKind kind, const char* which,
@@ -78,7 +84,11 @@ Status Decode(const ObjectShelf& shelf, const Uid& saveset, ObjectKind kind, std
       !decrypted) {
     return decrypted;
   }
-  return DecodeFields(plain, fields) ? Status() : Status::Damaged("its content is damaged");
+  if (DecodeFields(plain, fields) && HasGoodTime(fields)) {
+    return {};
+  }
+  fields.clear();
+  return Status::Damaged("its content is damaged");
 }
 
 // No fields, and a good status, if there is no such object.

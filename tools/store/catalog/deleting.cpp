@@ -29,7 +29,7 @@ Status NameUnneeded(Catalog::Inside& inside, const std::set<std::int64_t>& packs
 
 struct Portion {
   std::vector<std::int64_t> numbers;
-  std::int64_t bytes = 0;  // of its files
+  std::uint64_t bytes = 0;  // of its files
   std::set<std::int64_t> packs;
 };
 
@@ -44,7 +44,8 @@ Status ReadPortion(Catalog::Inside& inside, std::int64_t saveset, std::optional<
       {saveset, behind, directory.value_or(-1), kPortion}, [&portion](const SqlRow& row) {
         portion.numbers.push_back(row.Number(0));
         portion.packs.insert(row.Number(1));
-        portion.bytes += row.Number(2) == static_cast<int>(ItemKind::kFile) ? row.Number(3) : 0;
+        const bool isFile = row.Number(2) == static_cast<int>(ItemKind::kFile);
+        portion.bytes += isFile ? static_cast<std::uint64_t>(row.Number(3)) : 0;
         return Status();
       });
   if (!read || portion.numbers.empty()) {
@@ -67,7 +68,8 @@ Status DeletePortion(Catalog::Inside& inside, std::int64_t saveset, const Portio
       }
     }
   }
-  return inside.Run("UPDATE saveset SET bytes = bytes - $1 WHERE id = $2", {portion.bytes, saveset});
+  return inside.Run("UPDATE saveset SET bytes = bytes - $1 WHERE id = $2",
+                    {Unsigned(portion.bytes), saveset});
 }
 
 // Why the saveset cannot be marked; within a transaction.

@@ -1,6 +1,7 @@
 // Finding savesets, items and packs. Long answers are read in portions, each of its own, so that no reader
 // keeps anybody from anything for long.
 #include "platform/data_file.h"
+#include "store/base/time.h"
 #include "store/catalog/catalog_inside.h"
 #include "store/names.h"
 

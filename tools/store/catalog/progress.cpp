@@ -1,4 +1,5 @@
 // How far runs have come, for whoever waits for them.
+#include "store/base/time.h"
 #include "store/catalog/catalog_inside.h"
 
 namespace store {
@@ -35,6 +36,9 @@ Status ReadProgress(const SqlRow& row, RunProgress& run) {
   run.process = {std::string(row.Bytes(4)), row.Number(5), std::string(row.Bytes(6))};
   run.began = row.Number(7);
   run.told = row.Number(8);
+  if (!IsTime(run.began) || !IsTime(run.told)) {
+    return DamagedRow("when a run began or told of itself");
+  }
   run.state.seconds = static_cast<double>(run.told - run.began);
   run.state.items = number(9);
   run.state.bytes = number(11);

@@ -1,4 +1,5 @@
 // Runs of the mover, and the packs that they are about to write.
+#include "store/base/time.h"
 #include "store/catalog/catalog_inside.h"
 
 namespace store {
@@ -90,7 +91,7 @@ Status Catalog::ListRuns(std::vector<Run>& runs) {
         run.saveset = row.Number(1);
         run.process = {std::string(row.Bytes(2)), row.Number(3), std::string(row.Bytes(4))};
         run.seen = row.Number(5);
-        return Uid::FromBytes(row.Bytes(0), run.uid) ? Status() : DamagedRow("a run");
+        return Uid::FromBytes(row.Bytes(0), run.uid) && IsTime(run.seen) ? Status() : DamagedRow("a run");
       });
 }
 
