@@ -16,6 +16,13 @@ void Describe(CLI::App& program) {
                            "Shows the version");
   program.set_help_flag("-h,--help", "Shows this text");
   program.require_subcommand(1);
+  // The library's words, in plainer ones.
+  const auto words = program.get_formatter();
+  words->label("SUBCOMMAND", "COMMAND SERVER ...");
+  words->label("Positionals", "Operands");
+  words->label("REQUIRED", "(must be given)");
+  words->label("Needs", "only with");
+  words->label("Excludes", "not with");
   program.footer(
       "SERVER is a section of korvo.ini. Exit status: 0 all is well, 1 something was found that needs\n"
       "attention, 2 the command could not do its work. korvo COMMAND --help tells more.");
@@ -27,6 +34,9 @@ std::string FailureText(const CLI::App* program, const CLI::Error& error) {
   if (program->get_subcommands().empty() && program->remaining_size() > 0) {
     return "korvo: there is no command " + program->remaining().front() +
            ". korvo --help lists those there are.\n";
+  }
+  if (program->get_subcommands().empty() && error.get_name() == "RequiredError") {
+    return "korvo: a command is missing. korvo --help lists those there are.\n";
   }
   for (const CLI::App* chosen : program->get_subcommands()) {
     command += " " + chosen->get_name();
@@ -80,11 +90,11 @@ Command::~Command() = default;
 void Command::Server(std::string& server) { Operand("SERVER", server, "The server, a section of korvo.ini"); }
 
 void Command::Operand(const std::string& name, std::string& value, const std::string& help) {
-  line_->command.add_option(name, value, help)->required();
+  line_->command.add_option(name, value, help)->required()->type_name("");
 }
 
 void Command::Operands(const std::string& name, std::vector<std::string>& values, const std::string& help) {
-  line_->command.add_option(name, values, help);
+  line_->command.add_option(name, values, help)->type_name("");
 }
 
 void Command::Flag(const std::string& name, bool& value, const std::string& help) {
@@ -157,7 +167,7 @@ Program::Program() : parts_(std::make_unique<Parts>()) {
 Program::~Program() = default;
 
 Command Program::Add(const std::string& name, const std::string& summary) {
-  CLI::App* command = parts_->line.add_subcommand(name, summary);
+  CLI::App* command = parts_->line.add_subcommand(name, summary)->group("Commands");
   return Command(std::unique_ptr<Command::Line>(new Command::Line{*command, parts_->exitStatus}));
 }
 
