@@ -8,8 +8,8 @@
 //
 // Spaces and tabs around sections, keys and values do not count, nor does a UTF-8 byte order mark; letter
 // case counts in values alone. `%(key)` stands for the value of that key in the section where it is written,
-// or in [DEFAULT]; that value may have macros too, but not without end. A section, or a key in a section, that
-// comes twice is an error, as is any line that is none of the above.
+// or in [DEFAULT]; that value may have macros too, but not without end. A section, or a key in a section,
+// that comes twice is an error, as is any line that is none of the above.
 #pragma once
 
 #include <cstddef>
