@@ -67,7 +67,7 @@ void RunKorvoIni(std::string_view text) {
   }
   CheckSettings(file);
   std::vector<std::string> sections = file.Sections();
-  sections.resize(std::min<std::size_t>(sections.size(), 4));
+  sections.resize(std::min<std::size_t>(sections.size(), 2));
   sections.emplace_back("prod");
   for (const std::string& section : sections) {
     ServerConfig config;
