@@ -343,6 +343,24 @@ TEST_F(PosixSharedCatalogTest, AServerThatCrashesInMidRunTakesNothingThatWasConf
   EXPECT_TRUE(runs.empty()) << "the torn run was closed";
 }
 
+// Two who take out one saveset both insert its id.
+TEST_F(PosixSharedCatalogTest, OfTwoWhoInsertOneKeyTheSecondIsToldToRepeat) {
+  ASSERT_TRUE(BackUp(config_).status);
+  const std::unique_ptr<SqlEngine> first = Direct();
+  const std::unique_ptr<SqlEngine> second = Direct();
+  const Uid key = Uid::Random();
+  const std::string insert = "INSERT INTO deleted(uid) VALUES($1)";
+  std::int64_t now = 0;
+  ASSERT_TRUE(second->Begin());
+  ASSERT_TRUE(second->Now(now));  // it has its view of the tables
+  ASSERT_TRUE(first->Begin());
+  ASSERT_TRUE(first->Run(insert, {key.Bytes()}));
+  ASSERT_TRUE(first->Commit());
+  Status late = second->Run(insert, {key.Bytes()});
+  late = late ? second->Commit() : late;
+  EXPECT_EQ(late.What(), Status::Kind::kConflict) << late.Message();
+}
+
 // The engine by itself: what a commit that lost its connection says is what has happened.
 TEST_F(PosixSharedCatalogTest, ACommitWhoseConnectionIsCutIsLookedUp) {
   SocketProxy proxy(support::DatabaseSockets() + "/" + support::kDatabaseSocket);
