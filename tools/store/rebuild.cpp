@@ -1,5 +1,6 @@
 // Making the catalog anew from packs and saveset objects. No data is read, only tables, records and small
 // objects. The new catalog is made beside the old one and takes its place when it is whole.
+#include <algorithm>
 #include <map>
 #include <set>
 
@@ -49,6 +50,7 @@ class Import {
  private:
   Status ImportSavesets();
   Status ImportSaveset(const Uid& uid);
+  [[nodiscard]] std::string RecoveredName(const Uid& uid) const;
   Status ImportPacks();
   Status ImportPack(const Uid& uid, std::uint64_t size);
   Status ReadRecords(const PackReader& pack, std::vector<std::string>& records);
@@ -58,7 +60,8 @@ class Import {
   Catalog& catalog_;
   Tell tell_;
   bool lossless_ = true;
-  std::set<Uid> savesets_;  // that are in the new catalog
+  std::set<Uid> savesets_;       // that are in the new catalog
+  std::set<std::string> names_;  // that they bear
   std::uint64_t packs_ = 0;
   std::map<Uid, std::uint64_t> others_;  // items of savesets that were deleted, or whose beginning is lost
 };
@@ -79,6 +82,19 @@ Status Import::ImportSavesets() {
   return listed;
 }
 
+// It is told a line each.
+bool IsNameOfSaveset(const std::string& name) {
+  constexpr std::size_t kLongest = 1024;
+  return !name.empty() && name.size() <= kLongest &&
+         std::all_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) > ' '; });
+}
+
+std::string Import::RecoveredName(const Uid& uid) const {
+  constexpr std::size_t kDigits = 16;
+  const std::string usual = "RECOVERED_" + uid.Hex().substr(0, kDigits);
+  return names_.count(usual) == 0 ? usual : "RECOVERED_" + uid.Hex() + "_" + Uid::Random().Hex();
+}
+
 // What was in a saveset whose own object is damaged can still be restored, by a name that tells what
 // happened.
 Status Import::ImportSaveset(const Uid& uid) {
@@ -88,11 +104,15 @@ Status Import::ImportSaveset(const Uid& uid) {
   }
   Saveset& saveset = objects.saveset;
   if (!objects.begun) {
-    constexpr std::size_t kDigits = 16;
-    saveset.name = "RECOVERED_" + uid.Hex().substr(0, kDigits);
+    saveset.name = RecoveredName(uid);
     saveset.mover = Mover::kEndedFailed;
     tell_("name, database and pool of saveset " + uid.Hex() + " are lost: it is " + saveset.name + " now");
+  } else if (!IsNameOfSaveset(saveset.name) || names_.count(saveset.name) != 0) {
+    saveset.name = RecoveredName(uid);
+    tell_("saveset " + uid.Hex() + " has the name of another one, or one that none can have: it is " +
+          saveset.name + " now");
   }
+  names_.insert(saveset.name);
   savesets_.insert(uid);
   return catalog_.ImportSaveset(saveset);
 }
@@ -145,10 +165,10 @@ Status Import::ReadRecords(const PackReader& pack, std::vector<std::string>& rec
       continue;
     }
     Decoder decoder(bytes);
-    while (decoder.Left() > 0 && !decoder.Failed()) {
+    while (decoder.Left() > 0 && !decoder.Failed() && records.size() <= pack.Tables().items) {
       records.emplace_back(decoder.Text());
     }
-    if (decoder.Failed()) {
+    if (decoder.Failed() || records.size() > pack.Tables().items) {
       records.pop_back();
       tell_(pack.DamagedBlock(number, "its records are damaged").Message());
     }

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <cstdint>
+
 namespace platform::internal {
 namespace {
 
@@ -32,9 +34,11 @@ std::array<timespec, 2> TimesOf(const FileFacts& facts) {
   return times;
 }
 
+// Nobody has the highest number: the system takes it for "leave this one as it is".
 bool SetFactsOf(int handle, const FileFacts& facts) {
   mode_t mode = facts.mode;
-  if (fchown(handle, facts.owner, facts.group) != 0) {
+  if (facts.owner == UINT32_MAX || facts.group == UINT32_MAX ||
+      fchown(handle, facts.owner, facts.group) != 0) {
     mode &= 0777;
   }
   const auto times = TimesOf(facts);

@@ -88,7 +88,12 @@ Status AddItem(Catalog::Inside& inside, const Row& row, const Catalog::ItemRecor
   }
   std::vector<std::int64_t> packs;
   for (const Uid& pack : item.item.packs) {
-    packs.push_back(ids.at(pack));
+    const auto id = ids.find(pack);
+    if (id == ids.end()) {
+      return Status::Conflict("item " + item.item.name + " needs pack " + pack.Hex() +
+                              ", of which the catalog does not know that");
+    }
+    packs.push_back(id->second);
   }
   std::sort(packs.begin(), packs.end());
   packs.erase(std::unique(packs.begin(), packs.end()), packs.end());

@@ -2,6 +2,7 @@
 // whole is worth anything.
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "store/catalog/catalog_inside.h"
 
@@ -9,6 +10,8 @@ namespace store {
 namespace {
 
 constexpr std::size_t kRowsOfCommit = 50'000;
+// A number beyond was not counted.
+constexpr std::int64_t kMostSavesets = std::int64_t{1} << 40;
 
 Status Begin(Catalog::Inside& inside) {
   if (inside.importing) {
@@ -77,6 +80,20 @@ Status ImportItem(Catalog::Inside& inside, const SavesetRow& row, const Item& it
   std::sort(packs.begin(), packs.end());
   packs.erase(std::unique(packs.begin(), packs.end()), packs.end());
   return inside.AddItem(row.id, row.family, item, record, pack, packs);
+}
+
+// An item has one record.
+Status CheckNumber(Catalog::Inside& inside, const SavesetRow& row, const Item& item,
+                   std::set<std::uint64_t>& numbers) {
+  bool taken = false;
+  if (Status looked = inside.Exists("SELECT number FROM item WHERE saveset = $1 AND number = $2",
+                                    {row.id, Unsigned(item.number)}, taken);
+      !looked) {
+    return looked;
+  }
+  return !taken && numbers.insert(item.number).second
+             ? Status()
+             : Status::Damaged("item " + std::to_string(item.number) + " of its saveset has two records");
 }
 
 // An item that cannot stay, and why.
@@ -206,7 +223,9 @@ Status Catalog::ImportSaveset(const Saveset& saveset) {
   if (Status looked = inside_->Exists("SELECT id FROM saveset WHERE id = $1", {saveset.id}, taken); !looked) {
     return looked;
   }
-  if (Status done = saveset.id <= 0 || taken ? inside_->Count("saveset", id) : Status(); !done) {
+  if (Status done =
+          saveset.id <= 0 || saveset.id > kMostSavesets || taken ? inside_->Count("saveset", id) : Status();
+      !done) {
     return done;
   }
   id = id == 0 ? saveset.id : id;
@@ -236,9 +255,13 @@ Status Catalog::ImportPack(const Pack& pack, const Uid& saveset, const std::vect
     return Status::Missing("the saveset of the pack is missing");
   }
   std::vector<Item> items(records.size());
+  std::set<std::uint64_t> numbers;
   for (std::size_t i = 0; i < records.size(); ++i) {
     if (Status decoded = DecodeRecord(records[i], inside_->repository, saveset, items[i]); !decoded) {
       return decoded;
+    }
+    if (Status checked = CheckNumber(*inside_, *row, items[i], numbers); !checked) {
+      return checked;
     }
   }
   std::int64_t id = 0;

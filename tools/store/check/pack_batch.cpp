@@ -131,7 +131,7 @@ Status PackBatch::CheckRecords(const Checking& checking) {
       return {};
     }
     Decoder decoder(bytes);
-    while (decoder.Left() > 0 && !decoder.Failed()) {
+    while (decoder.Left() > 0 && !decoder.Failed() && count <= checking.reader->Tables().items) {
       const std::string record(decoder.Text());
       Item item;
       if (!decoder.Failed() && DecodeRecord(record, store_.Id(), checking.reader->Tables().saveset, item)) {

@@ -11,6 +11,7 @@ namespace {
 
 // Half a gibibyte of a file with the smallest chunks, in some five megabytes of lists.
 constexpr std::size_t kLeavesOfPart = 64;
+constexpr std::size_t kHolesOfPart = 256 * 1024;
 
 Status DoesNotFit() { return Status::Damaged("its map does not fit it"); }
 
@@ -47,6 +48,8 @@ class MapWalk::PartMaker {
       AddZeros(begin + hole.offset, hole.size, part_.holes);
     }
   }
+
+  [[nodiscard]] bool HasManyHoles() const { return part_.holes.size() >= kHolesOfPart; }
 
   FilePart Take() {
     MarkEdges();
@@ -150,7 +153,7 @@ Status MapWalk::TakeTree(std::string_view bytes, const Each& each) {
     if (Status taken = TakeLeaf(leafBytes, first, std::min(kChunksOfLeaf, chunks - first), maker); !taken) {
       return taken;
     }
-    if ((number + 1) % kLeavesOfPart == 0 || number + 1 == tree.leaves.size()) {
+    if ((number + 1) % kLeavesOfPart == 0 || number + 1 == tree.leaves.size() || maker.HasManyHoles()) {
       FilePart part = maker.Take();
       if (Status done = each(part); !done) {
         return done;

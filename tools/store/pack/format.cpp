@@ -79,6 +79,14 @@ bool ReadBlocks(Decoder& decoder, std::vector<BlockEntry>& blocks, std::uint64_t
   return true;
 }
 
+bool HasRecordsWithin(const PackTables& tables) {
+  std::uint64_t records = 0;
+  for (const BlockEntry& block : tables.blocks) {
+    records += block.kind == BlockKind::kRecords ? block.plain : 0;
+  }
+  return records <= kMostRecordsOfPack && tables.items <= kMostItemsOfPack;
+}
+
 bool ReadIds(Decoder& decoder, std::vector<Uid>& ids) {
   const std::uint32_t count = decoder.U32();
   if (count > decoder.Left() / Uid::kSize) {
@@ -193,6 +201,7 @@ Status DecodeTrailer(std::string_view bytes, const Uid& pack, std::uint64_t obje
                            std::to_string(trailer.size));
   }
   return trailer.tablesOffset <= objectSize && trailer.tablesSize <= objectSize &&
+                 trailer.tablesSize <= kLargestTables &&
                  trailer.tablesOffset + trailer.tablesSize + kTrailerSize == objectSize
              ? Status()
              : Status::Damaged("its end is damaged");
@@ -209,6 +218,9 @@ Status DecodeTables(std::string_view header, std::string_view tables, const Trai
   decoded.items = decoder.U32();
   std::uint64_t end = header.size();
   const bool read = ReadBlocks(decoder, decoded.blocks, end) && ReadIds(decoder, decoded.refersTo);
+  if (read && !HasRecordsWithin(decoded)) {
+    return Status::Damaged("its tables tell of more records than a pack can have");
+  }
   return read && decoder.Done() && end == trailer.tablesOffset
              ? Status()
              : Status::Damaged("its tables contradict themselves");

@@ -17,6 +17,11 @@ inline constexpr std::size_t kBlockSize = 2 * 1024 * 1024;
 // Blocks of maps and records are as large as the largest thing in them, up to this.
 inline constexpr std::size_t kLargestBlock = 16 * 1024 * 1024;
 
+// No pack has more than this: whoever reads one need not keep more.
+inline constexpr std::uint32_t kMostItemsOfPack = 64 * 1024;
+inline constexpr std::size_t kMostRecordsOfPack = 2 * kLargestBlock;  // bytes of all its records
+inline constexpr std::size_t kLargestTables = 64 * 1024 * 1024;
+
 // The numbers are in the objects.
 enum class ObjectKind : std::uint16_t {
   kRepository = 1,

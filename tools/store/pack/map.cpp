@@ -17,6 +17,8 @@ constexpr std::uint64_t kMostChunks = 64 * 1024 * kChunksOfLeaf;
 // late, where maps would become large, and slower than the file.
 constexpr std::uint64_t kLargestWithSmallest = std::uint64_t{64} << 30;
 constexpr std::uint64_t kGrowth = 4;
+// No file system has a hole and data in less.
+constexpr std::uint64_t kBetweenHoles = 1024;
 // What a leaf in a tree takes at least.
 constexpr std::size_t kLeastLeafEntry = Uid::kSize + 4;
 
@@ -77,10 +79,10 @@ void PutRuns(Encoder& encoder, const MapLeaf& leaf) {
 
 bool TakeHoles(Decoder& decoder, MapLeaf& leaf) {
   const std::uint64_t count = decoder.Varint();
-  if (count > decoder.Left() / 2) {
+  const std::uint64_t most = leaf.chunkSize * kChunksOfLeaf;
+  if (count > decoder.Left() / 2 || count > most / kBetweenHoles) {
     return false;
   }
-  const std::uint64_t most = leaf.chunkSize * kChunksOfLeaf;
   leaf.holes.resize(static_cast<std::size_t>(count));
   std::uint64_t end = 0;
   for (Hole& hole : leaf.holes) {

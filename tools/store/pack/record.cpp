@@ -33,6 +33,8 @@ constexpr std::uint64_t kChanged = 4;
 // `kHash` as a varint, the size of the hash as one, the hash.
 constexpr std::size_t kHashFieldSize = 2 + Uid::kSize;
 constexpr std::uint32_t kNanoseconds = 1'000'000'000;
+// More than any map is for.
+constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 50;
 
 Status Damaged() { return Status::Damaged("the record of an item is damaged"); }
 
@@ -119,6 +121,12 @@ bool TakeFlags(Decoder& value, Item& item) {
   return true;
 }
 
+// What the system would take for the end of a name is in none: behind it could be anything.
+bool TakePath(Decoder& value, std::string& text) {
+  text = value.Raw(value.Left());
+  return text.find('\0') == std::string::npos;
+}
+
 bool TakeMap(Decoder& value, MapPlace& map) {
   map.pack = value.Id();
   map.block = value.Varint();
@@ -137,13 +145,14 @@ bool TakeField(std::uint64_t tag, std::string_view bytes, Item& item, bool& know
       item.number = value.Varint();
       break;
     case kName:
-      item.name = value.Raw(value.Left());
+      good = TakePath(value, item.name);
       break;
     case kKind:
       good = TakeKind(value.U8(), item.kind);
       break;
     case kSize:
       item.facts.size = value.Varint();
+      good = item.facts.size <= kLargestFile;
       break;
     case kModified:
       good = TakeTime(value, item.facts.modified);
@@ -156,7 +165,7 @@ bool TakeField(std::uint64_t tag, std::string_view bytes, Item& item, bool& know
       good = TakeFlags(value, item);
       break;
     case kLinkText:
-      item.link = value.Raw(value.Left());
+      good = TakePath(value, item.link);
       break;
     case kDirectoryNumber:
       item.directory = value.Varint();
