@@ -112,7 +112,6 @@ class HostileTest : public HostileCases {
     CheckListener listener;
     listener.damaged = [&tell](const Damage& damage) { tell(damage.what); };
     listener.lost = [](const std::string&, const std::string&) {};
-    listener.read = [](std::uint64_t) {};
     RepositoryCheck::Result result;
     Note(RepositoryCheck(opened, listener).Run({}, result), tell);
     Note(RepositoryCheck(opened, listener).Restore({}, result), tell);
@@ -167,7 +166,6 @@ class HostileTest : public HostileCases {
     CheckListener listener;
     listener.damaged = [&tell](const Damage& damage) { tell(damage.what); };
     listener.lost = [](const std::string&, const std::string&) {};
-    listener.read = [](std::uint64_t) {};
     RepositoryCopy::Result result;
     Note(done ? RepositoryCopy(opened, *second, listener).Run(result) : done, tell);
   }
