@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 constexpr std::array kTargets = {&kOptionScanner, &kParameterFile, &kBackup,       &kRestore,   &kInquire,
                                  &kControlTool,   &kMoverLines,    &kMoverCommand, &kSwitchLog, &kKorvoIni,
                                  &kProfile,       &kPack,          &kRecord,       &kMap,       &kObjects,
-                                 &kCatalogRow,    &kBucket};
+                                 &kItemRow,       &kCatalog,       &kBucket};
 
 const Target* target = nullptr;
 

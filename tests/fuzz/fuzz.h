@@ -52,7 +52,8 @@ extern const Target kPack;
 extern const Target kRecord;
 extern const Target kMap;
 extern const Target kObjects;
-extern const Target kCatalogRow;
+extern const Target kItemRow;
+extern const Target kCatalog;
 extern const Target kBucket;
 
 // Takes an input apart. Behind its end there are zeros, and empty pieces.

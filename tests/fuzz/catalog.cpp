@@ -105,7 +105,8 @@ class InputEngine : public SqlEngine {
   Input input_;
 };
 
-void CheckRow(Input input) {
+void RunItemRow(std::string_view bytes) {
+  Input input(bytes);
   const InputRow row(input);
   Item item;
   if (!ReadItem(row, 0, Uid(), Uid(), item)) {
@@ -170,12 +171,7 @@ void AskAll(Catalog& catalog) {
 }
 
 void Run(std::string_view bytes) {
-  Input input(bytes);
-  if (input.Byte() % 4 == 0) {
-    CheckRow(input);
-    return;
-  }
-  Catalog catalog(std::make_unique<InputEngine>(input), Uid());
+  Catalog catalog(std::make_unique<InputEngine>(Input(bytes)), Uid());
   AskAll(catalog);
 }
 
@@ -197,7 +193,6 @@ std::string RowOf(const Item& item) {
 void Seed(Corpus& corpus) {
   std::string rows;
   for (const Item& item : SampleItems()) {
-    corpus.Add('\0' + RowOf(item));
     rows += RowOf(item);
   }
   std::string saveset = "\x0f" + NumberCell(1) + "\4" + std::string(1, '\0') + BytesCell("SET") +
@@ -206,13 +201,20 @@ void Seed(Corpus& corpus) {
     saveset += NumberCell(1);
   }
   saveset += "\4" + std::string(1, '\0') + NumberCell(0);
-  corpus.Add("\1" + std::string("\1") + saveset + "\3" + rows + "\3" + rows);
-  corpus.Add("\1" + std::string(2, '\0') + "\1" + saveset + "\3" + rows + "\3" + rows + "\1" + saveset +
-             "\3" + rows);
+  corpus.Add("\1" + saveset + "\3" + rows + "\3" + rows);
+  corpus.Add(std::string(2, '\0') + "\1" + saveset + "\3" + rows + "\3" + rows + "\1" + saveset + "\3" +
+             rows);
+}
+
+void SeedItemRow(Corpus& corpus) {
+  for (const Item& item : SampleItems()) {
+    corpus.Add(RowOf(item));
+  }
 }
 
 }  // namespace
 
-const Target kCatalogRow = {"catalog_row", Run, Seed, {}};
+const Target kItemRow = {"item_row", RunItemRow, SeedItemRow, {}};
+const Target kCatalog = {"catalog", Run, Seed, {}};
 
 }  // namespace fuzz
