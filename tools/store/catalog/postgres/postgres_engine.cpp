@@ -88,7 +88,9 @@ Status PostgresEngine::CheckWhole(const std::function<void(const std::string&)>&
           });
   for (auto table = tables.begin(); done && table != tables.end(); ++table) {
     const std::string name = QuotedName(*table);
-    Status read = Run("SELECT sum(length(CAST(" + name + ".* AS text))) FROM " + name, {}, {});
+    std::string text = "SELECT sum(length(CAST(";
+    text.append(name).append(".* AS text))) FROM ").append(name);
+    Status read = Run(text, {}, {});
     if (read.What() == Status::Kind::kDamaged) {
       wrong("table " + *table + ": " + read.Message());
     } else {
