@@ -155,6 +155,7 @@ Status PostgresEngine::Commit() {
   // First what was sent ahead: from here on the commit alone is in doubt.
   Status done = connection_->Finish();
   if (!done) {
+    Rollback();
     return done;
   }
   connection_->SetInterruptible(false);
