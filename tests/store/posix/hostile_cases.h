@@ -58,7 +58,8 @@ class HostileCases : private InMemory, public RestoreTest, public testing::WithP
     TakeApart();
     std::filesystem::copy(config_.repository, directory_.File("good"),
                           std::filesystem::copy_options::recursive);
-    std::filesystem::permissions(directory_.Path(), std::filesystem::perms(0755));
+    // Other than any mode that a record has.
+    std::filesystem::permissions(directory_.Path(), std::filesystem::perms(0711));
   }
 
   void MakeGuard() {

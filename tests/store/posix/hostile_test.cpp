@@ -94,6 +94,9 @@ class HostileTest : public HostileCases {
     }),
          tell);
     Check(*opened, tell);
+    // What the changed one brings is not replaced by the other.
+    std::stable_partition(savesets.begin(), savesets.end(),
+                          [this](const Saveset& saveset) { return saveset.uid != row_.uid; });
     for (const Saveset& saveset : savesets) {
       RestoreAll(*opened, saveset, tell);
       Mover(saveset.name, directory_.File("moved"));
