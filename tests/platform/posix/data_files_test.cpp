@@ -19,6 +19,37 @@ using platform::DataFile;
 using support::TemporaryDirectory;
 using support::WriteWholeFile;
 
+// Nobody has the highest number, and who cannot be set lends no rights.
+TEST(PosixDataFiles, RightsOfNobodyAreNotLent) {
+  const TemporaryDirectory directory;
+  std::string why;
+  platform::FileFacts facts;
+  for (const auto& [owner, group] : {std::pair(UINT32_MAX, UINT32_MAX), std::pair(getuid(), UINT32_MAX),
+                                     std::pair(UINT32_MAX, getgid())}) {
+    const std::string path = directory.File(platform::RandomName());
+    const auto file = DataFile::CreateNew(path, why);
+    ASSERT_NE(file, nullptr) << why;
+    facts.owner = owner;
+    facts.group = group;
+    facts.mode = 06755;
+    ASSERT_TRUE(file->SetFacts(facts)) << file->Why();
+    ASSERT_TRUE(file->Facts(facts));
+    EXPECT_EQ(facts.mode, 0755U) << owner << " " << group;
+  }
+}
+
+TEST(PosixDataFiles, ADirectoryKeepsItsOwnerOutWithoutAllOfHisRights) {
+  platform::FileFacts facts;
+  for (const unsigned mode : {0700U, 0755U, 01777U, 02750U}) {
+    facts.mode = mode;
+    EXPECT_FALSE(platform::KeepsOwnerOut(facts)) << mode;
+  }
+  for (const unsigned mode : {0U, 0077U, 0300U, 0500U, 0600U, 0677U}) {
+    facts.mode = mode;
+    EXPECT_TRUE(platform::KeepsOwnerOut(facts)) << mode;
+  }
+}
+
 TEST(PosixDataFiles, NoLinkAndNoPipeIsOpenedForAnEntry) {
   const TemporaryDirectory directory;
   std::string why;

@@ -1,0 +1,241 @@
+#!/usr/bin/env python3
+"""Changes one operator, constant or call of the program at a time, and tells which changes the tests notice.
+
+Usage: mutants.py MINUTES SEED
+
+Works on a copy of the tree below build/mutants. Each mutant is compiled, linked and tested, the quick programs first,
+until a test fails that passes without it. A mutant that does not compile does not count.
+"""
+
+import concurrent.futures
+import filecmp
+import json
+import os
+import random
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import time
+
+COPY = "build/mutants/tree"
+BUILD = f"{COPY}/build/linux"
+GOOD = f"{COPY}/build/good"  # the programs without a mutant
+PROGRAMS = ["unit_tests", "platform_tests", "store_tests", "scenario_tests"]
+# Which of them see a folder, those first that see most of it.
+PROGRAMS_OF = [
+    ("src/backint/", ["unit_tests", "scenario_tests", "store_tests"]),
+    ("src/common/", ["unit_tests", "scenario_tests"]),
+    ("src/platform/", ["platform_tests", "unit_tests", "store_tests", "scenario_tests"]),
+    ("tools/", ["store_tests", "scenario_tests"]),
+]
+JOBS = 2
+PARTS = 4
+SECONDS_OF_PART = 120
+# What takes longer than all others together.
+FILTERS = {"store_tests": "-*Hostile*", "scenario_tests": "-*xhaust*:PosixMemory*"}
+SECONDS_OF_BUILD = 600
+
+# What is replaced by what. Blanks around operators are those of the formatter, so that templates, pointers and
+# references are left alone.
+REPLACEMENTS = [
+    (r" == ", [" != "]), (r" != ", [" == "]),
+    (r" < ", [" <= ", " >= "]), (r" <= ", [" < ", " > "]),
+    (r" > ", [" >= ", " <= "]), (r" >= ", [" > ", " < "]),
+    (r" && ", [" || "]), (r" \|\| ", [" && "]),
+    (r"(?<!\x01) \+ (?!\x01)", [" - "]), (r" - ", [" + "]), (r" / ", [" * "]), (r" % ", [" / "]),
+    (r" \+= ", [" -= "]), (r" -= ", [" += "]), (r" \|= ", [" &= "]),
+    (r" \| ", [" & "]), (r"(?<=\w) & (?=\w)", [" | "]), (r" << (?=\d)", [" >> "]), (r" >> (?=\d)", [" << "]),
+    (r"(?<=[(\s])!(?=[\w(])", [""]),
+    (r"\btrue\b", ["false"]), (r"\bfalse\b", ["true"]),
+    (r"\+\+(?=\w)", ["--"]), (r"\bbreak;", ["continue;"]), (r"\bcontinue;", ["break;"]),
+    (r"(?<![\w.'])\d+(?![\w.'])", ["+1", "0"]),
+    (r"\bstd::min\b", ["std::max"]), (r"\bstd::max\b", ["std::min"]),
+    (r"\.front\(\)", [".back()"]), (r"\.back\(\)", [".front()"]), (r"\.find\(", [".rfind("]),
+    (r"\.rfind\(", [".find("]), (r"\.empty\(\)", [".size() == 1"]),
+]
+# A call that stands by itself is left out.
+CALL = re.compile(r"^\s*(?:[\w:]+(?:\.|->))*[A-Za-z_]\w*\(.*\);\s*$")
+
+
+def code_of(text):
+    """The text with comments, strings and characters blanked out, in the same places."""
+    pattern = re.compile(r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"|(?<!\w)\'(?:\\.|[^\'\\\n])*\'', re.S)
+    return pattern.sub(lambda found: re.sub(r"[^\n]", "\x01", found.group(0)), text)
+
+
+def mutants_of(path):
+    with open(path, encoding="utf-8", errors="surrogateescape") as file:
+        text = file.read()
+    code = code_of(text)
+    offset = 0
+    before = ""
+    for number, line in enumerate(code.splitlines(keepends=True), 1):
+        plain = text[offset:offset + len(line)].rstrip("\n")
+        skip = line.lstrip().startswith(("#", "static_assert", "template", "using ")) or ".reserve(" in line
+        begins = before.endswith((";", "{", "}", ":", ")")) or not before
+        before = line.strip("\x01 \t\n") or before
+        for pattern, news in [] if skip else REPLACEMENTS:
+            for found in re.finditer(pattern, line):
+                for new in news:
+                    if new == "+1":
+                        new = str(int(found.group(0), 8 if found.group(0).startswith("0") else 10) + 1) \
+                            if not re.fullmatch(r"0\d*[89]\d*", found.group(0)) else "0"
+                    if new != found.group(0):
+                        yield (path, number, plain, plain[:found.start()] + new + plain[found.end():])
+        if not skip and begins and CALL.match(line.rstrip("\n")) and not re.match(r"\s*(return|delete|throw)\b", line):
+            yield (path, number, plain, re.match(r"\s*", plain).group(0) + ";")
+        offset += len(line)
+
+
+def sources():
+    listed = subprocess.run(["git", "ls-files", "src", "tools"], check=True, capture_output=True, text=True).stdout
+    return [path for path in listed.split() if path.endswith((".cpp", ".c", ".h")) and "/windows/" not in path]
+
+
+def folder_of(path):
+    for folder in ("src/backint", "tools/store"):
+        if path.startswith(folder + "/"):
+            return folder
+    return "others"
+
+
+def run(command, seconds, **options):
+    """Status of the command, which is ended with all that it started when the time is over."""
+    process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                               start_new_session=True, **options)
+    try:
+        return process.wait(seconds)
+    except subprocess.TimeoutExpired:
+        return -1
+    finally:
+        try:
+            os.killpg(process.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        process.wait()
+
+
+def build():
+    return run(["cmake", "--build", BUILD, "-j", str(JOBS), "--target", "backint", "scarce_backint", "xfr",
+                "xfr_com_interface", "korvo", "scripted_tool", "platform_child"] + PROGRAMS, SECONDS_OF_BUILD) == 0
+
+
+def fails(binaries, program, seconds, *options, **environment):
+    """Whether tests of the program fail, crash or do not end."""
+    return run([f"{binaries}/bin/{program}", "--gtest_fail_fast", *options], seconds,
+               env=dict(os.environ, LC_ALL="C.UTF-8", **environment)) != 0
+
+
+def failing_tests(binaries, program):
+    """A few parts of the program's tests run at once; the first failure ends all. Empty if there is none."""
+    names = []
+
+    def part(index):
+        result = os.path.abspath(f"build/mutants/result-{index}.json")
+        if os.path.exists(result):
+            os.remove(result)
+        filters = f"--gtest_filter={FILTERS.get(program, '*')}"
+        if not fails(binaries, program, SECONDS_OF_PART, filters, f"--gtest_output=json:{result}",
+                     GTEST_TOTAL_SHARDS=str(PARTS), GTEST_SHARD_INDEX=str(index)):
+            return None
+        if not os.path.exists(result):
+            return "a crash or an endless run"
+        with open(result, encoding="utf-8", errors="replace") as file:
+            suites = json.load(file)["testsuites"]
+        for suite in suites:
+            for test in suite["testsuite"]:
+                if "failures" in test:
+                    return f"{suite['name']}.{test['name']}"
+        return "something at its end"
+
+    with concurrent.futures.ThreadPoolExecutor(PARTS) as pool:
+        names = [name for name in pool.map(part, range(PARTS)) if name is not None]
+    return names
+
+
+def first_failure(path):
+    """The first test that fails with the mutant, and passes in the tree as it is."""
+    for program in next(programs for folder, programs in PROGRAMS_OF if path.startswith(folder)):
+        for name in failing_tests(BUILD, program):
+            if "." not in name:
+                return f"{program}: {name}"
+            only = f"--gtest_filter={name}"
+            if fails(BUILD, program, SECONDS_OF_PART, only) and not fails(GOOD, program, SECONDS_OF_PART, only):
+                return name
+    return None
+
+
+def same(path, other):
+    return os.path.exists(other) and filecmp.cmp(path, other, shallow=False)
+
+
+def prepare():
+    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], check=True, capture_output=True, text=True)
+    for path in listed.stdout.splitlines():
+        copy = f"{COPY}/{path}"
+        if os.path.exists(path) and not same(path, copy):
+            os.makedirs(os.path.dirname(copy), exist_ok=True)
+            shutil.copy(path, copy)
+    subprocess.run(["cmake", "--preset", "linux"], check=True, stdout=subprocess.DEVNULL, cwd=COPY)
+    if not build():
+        sys.exit("the tree does not build as it is")
+    for folder in ("bin", "scripted"):
+        shutil.copytree(f"{BUILD}/{folder}", f"{GOOD}/{folder}", dirs_exist_ok=True)
+
+
+def write(path, number, line):
+    """Puts the line in; what stood there comes back."""
+    with open(f"{COPY}/{path}", encoding="utf-8", errors="surrogateescape") as file:
+        lines = file.read().split("\n")
+    before, lines[number - 1] = lines[number - 1], line
+    with open(f"{COPY}/{path}", "w", encoding="utf-8", errors="surrogateescape") as file:
+        file.write("\n".join(lines))
+    return before
+
+
+def tell(counts):
+    print(f"\n{'':16}{'mutants':>10}{'noticed':>10}{'share':>8}")
+    for folder, (made, noticed) in sorted(counts.items()):
+        print(f"{folder:16}{made:10}{noticed:10}{noticed / made if made else 0:8.0%}")
+    made = sum(made for made, noticed in counts.values())
+    noticed = sum(noticed for made, noticed in counts.values())
+    print(f"{'all':16}{made:10}{noticed:10}{noticed / made if made else 0:8.0%}", flush=True)
+
+
+def main():
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
+    minutes, seed = float(sys.argv[1]), int(sys.argv[2])
+    if os.path.isdir("/dev/shm"):
+        os.environ["TMPDIR"] = "/dev/shm"  # what is synchronised there waits for no disk
+    print("Building the copy", flush=True)
+    prepare()
+    mutants = [mutant for path in sources() for mutant in mutants_of(path)]
+    random.Random(seed).shuffle(mutants)
+    print(f"{len(mutants)} mutants are possible; the same order again: "
+          f"./run mutants {sys.argv[1]} {seed}", flush=True)
+    counts = {}
+    end = time.monotonic() + minutes * 60
+    for path, number, old, new in mutants:
+        if time.monotonic() >= end:
+            break
+        before = write(path, number, new)
+        try:
+            if not build():
+                continue
+            made, noticed = counts.get(folder_of(path), (0, 0))
+            test = first_failure(path)
+            counts[folder_of(path)] = (made + 1, noticed + (test is not None))
+            if test is None:
+                print(f"SURVIVED {path}:{number}\n-{old}\n+{new}", flush=True)
+            else:
+                print(f"noticed  {path}:{number} by {test}", flush=True)
+        finally:
+            write(path, number, before)
+    tell(counts)
+
+
+main()
