@@ -120,7 +120,8 @@ std::string StateOf(const PGresult* result) {
 // server may tell the second that it is there, though nothing of it was there to be read: when repeated, it
 // is.
 bool MeansConflict(const std::string& state) {
-  return state == "40001" || state == "40P01" || state == "42P07" || state == "42P06" || state == "23505";
+  return state == "40001" || state == "40P01" || state == "42P07" || state == "42P06" || state == "42710" ||
+         state == "23505";
 }
 
 void Ignore(void* /*argument*/, const PGresult* /*notice*/) {}
