@@ -221,6 +221,7 @@ TEST_F(PosixSharedCatalogTest, ANameThatNoIndexTakesCostsItsOwnFileAlone) {
     }
     std::replace(name.begin() + 1, name.end(), '/', '_');
     std::replace(name.begin() + 1, name.end(), ' ', '_');
+    std::replace(name.begin() + 1, name.end(), '\0', '_');
     return name.substr(0, size);
   };
   ASSERT_TRUE(BackUp(config_).status);
