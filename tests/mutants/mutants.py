@@ -221,22 +221,25 @@ def main():
           f"./run mutants {sys.argv[1]} {seed}", flush=True)
     counts = {}
     end = time.monotonic() + minutes * 60
-    for path, number, old, new in mutants:
-        if time.monotonic() >= end:
-            break
-        before = write(path, number, new)
-        try:
-            if not build():
-                continue
-            made, noticed = counts.get(folder_of(path), (0, 0))
-            test = first_failure(path)
-            counts[folder_of(path)] = (made + 1, noticed + (test is not None))
-            if test is None:
-                print(f"SURVIVED {path}:{number}\n-{old}\n+{new}", flush=True)
-            else:
-                print(f"noticed  {path}:{number} by {test}", flush=True)
-        finally:
-            write(path, number, before)
+    try:
+        for path, number, old, new in mutants:
+            if time.monotonic() >= end:
+                break
+            before = write(path, number, new)
+            try:
+                if not build():
+                    continue
+                made, noticed = counts.get(folder_of(path), (0, 0))
+                test = first_failure(path)
+                counts[folder_of(path)] = (made + 1, noticed + (test is not None))
+                if test is None:
+                    print(f"SURVIVED {path}:{number}\n-{old}\n+{new}", flush=True)
+                else:
+                    print(f"noticed  {path}:{number} by {test}", flush=True)
+            finally:
+                write(path, number, before)
+    except KeyboardInterrupt:
+        pass  # what was found until then is told
     tell(counts)
 
 
