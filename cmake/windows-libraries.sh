@@ -179,13 +179,18 @@ trap 'rm -rf "$plain"' EXIT
 rm -rf "$place"
 mkdir -p "$place"/{include,lib}
 fetch_sources
-make_sqlite
-make_zstd
-make_xxhash
+# Two at a time: most of it is configuring, which uses one processor.
+(
+  make_curl
+  make_sqlite
+  make_zstd
+) &
+others=$!
 make_sodium
 make_nettle
-make_curl
 make_expat
+make_xxhash
 copy_cli11
+wait "$others"
 rm -rf "$work"
 echo "$state" >"$place/made"

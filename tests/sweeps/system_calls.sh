@@ -195,13 +195,26 @@ sweep() {
   done <"$calls"
 }
 
-# STORIES in the environment names some of them.
+# STORIES in the environment names some of them. They run side by side: most of the time they wait.
+read -ra stories <<<"${STORIES:-backup backup_first_level backup_spooled backup_log backup_online restore inquire}"
+all=$work
 every=$step
-for story in ${STORIES:-backup backup_first_level backup_spooled backup_log backup_online restore inquire}; do
-  # An online run waits for seconds: fewer of them have to do.
-  step=$every
-  [ "$story" != backup_online ] || step=$((every * 8))
-  sweep "$story"
+for story in "${stories[@]}"; do
+  (
+    work=$all/$story
+    mkdir "$work"
+    # An online run waits for seconds: fewer of them have to do.
+    [ "$story" != backup_online ] || step=$((every * 8))
+    sweep "$story"
+    echo "$runs $bad" >"$work/count"
+  ) &
+done
+wait
+for story in "${stories[@]}"; do
+  # Without a count it did not come to its end.
+  read -r some wrong <"$all/$story/count" || { some=0 wrong=1 && echo "$story: broken off"; }
+  runs=$((runs + some))
+  bad=$((bad + wrong))
 done
 echo "$runs runs, $bad bad"
 [ "$bad" = 0 ] && [ "$runs" -gt 0 ]
