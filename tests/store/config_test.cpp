@@ -90,7 +90,8 @@ TEST_F(ConfigTest, MacrosAreFilledIn) {
   for (int i = 0; i < 40000; ++i) {
     chain += "a" + std::to_string(i) + "=%(a" + std::to_string(i + 1) + ")\n";
   }
-  EXPECT_EQ(Read(chain + "a40000={R}\n"), In(102, "%(a100) is behind 100 other macros: write the value out"));
+  EXPECT_EQ(Read(chain + "a40000={R}\n"),
+            In(102, "%(a100) comes after 100 other macros: write the value out"));
 }
 
 TEST_F(ConfigTest, AServerIsNeverSilentlyAnotherOne) {

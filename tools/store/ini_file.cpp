@@ -263,7 +263,7 @@ Status IniFile::ExpandMacro(std::vector<Step>& steps, const std::string& name, s
     return Wrong(line, "%(" + name + ") leads back to itself");
   }
   if (steps.size() > kMostMacros) {
-    return Wrong(line, "%(" + name + ") is behind " + std::to_string(kMostMacros) +
+    return Wrong(line, "%(" + name + ") comes after " + std::to_string(kMostMacros) +
                            " other macros: write the value out");
   }
   steps.push_back(next);

@@ -1,7 +1,7 @@
 #include "platform/network.h"
 
 #include <winsock2.h>
-// Behind the one above.
+// After the one above.
 #include <windows.h>
 
 #include <array>

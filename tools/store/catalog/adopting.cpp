@@ -91,7 +91,7 @@ Status AddItem(Catalog::Inside& inside, const Row& row, const Catalog::ItemRecor
     const auto id = ids.find(pack);
     if (id == ids.end()) {
       return Status::Conflict("item " + item.item.name + " needs pack " + pack.Hex() +
-                              ", of which the catalog does not know that");
+                              ", which the catalog does not list for it");
     }
     packs.push_back(id->second);
   }
