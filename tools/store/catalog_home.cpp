@@ -11,8 +11,7 @@
 namespace store {
 namespace {
 
-// ---- A file beside the objects
-// -----------------------------------------------------------------------------
+// ---- A file beside the objects ---------------------------------------------------------------
 
 // What the engine may keep beside a catalog.
 constexpr std::array<const char*, 4> kEndings = {"", "-wal", "-shm", "-journal"};
@@ -97,8 +96,7 @@ Status FileHome::EndNew(std::string& aside) {
              : Status::Failed("the new catalog may not outlive a power failure: " + why);
 }
 
-// ---- A schema of a database
-// --------------------------------------------------------------------------------
+// ---- A schema of a database ------------------------------------------------------------------
 
 class DatabaseHome : public CatalogHome {
  public:
@@ -151,8 +149,7 @@ std::unique_ptr<CatalogHome> CatalogHomeOf(const ServerConfig& config) {
   return std::make_unique<DatabaseHome>(config);
 }
 
-// ---- Which of them
-// -----------------------------------------------------------------------------------------
+// ---- Which of them ---------------------------------------------------------------------------
 
 namespace {
 
