@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # object_store.sh DIRECTORY: runs a store that speaks the S3 protocol, Swift, on loopback addresses, with all its
-# files below the directory. Once it answers, DIRECTORY/ready has its endpoint, and there are a user "test:tester"
-# with the secret "testing" and a bucket "bucket". It ends with the end of standard input.
+# files below the directory. If they are there already, it goes on with them at the same address. Once it answers,
+# DIRECTORY/ready has its endpoint, and there are a user "test:tester" with the secret "testing" and a bucket "bucket".
+# It ends with the end of standard input.
 set -euo pipefail
 mkdir -p "$1"
 place=$(cd "$1" && pwd)
@@ -127,11 +128,15 @@ wait_until_ready() {
 }
 
 mkdir -p "$place/devices/d1"
-read -r proxy_port account_port container_port object_port cache_port <<<"$(free_ports 5)"
-write_configuration
-storage_server account "$account_port"
-storage_server container "$container_port"
-storage_server object "$object_port"
+again=$([ ! -s "$place/ports" ] || echo yes)
+[ -n "$again" ] || free_ports 5 >"$place/ports"
+read -r proxy_port account_port container_port object_port cache_port <"$place/ports"
+if [ -z "$again" ]; then
+  write_configuration
+  storage_server account "$account_port"
+  storage_server container "$container_port"
+  storage_server object "$object_port"
+fi
 start cache memcached -l 127.0.0.1 -p "$cache_port" -U 0 -u "$(id -un)"
 for kind in account container object proxy; do
   start "$kind" "swift-$kind-server" "$place/$kind.conf"
