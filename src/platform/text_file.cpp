@@ -98,6 +98,8 @@ bool TextFile::Write(std::string_view text) {
   if (stream_ == nullptr) {
     return false;
   }
+  // Whole or not at all: where memory runs out in the middle, closing the file would write the torn line.
+  pending_.reserve(pending_.size() + 2 * text.size());
   for (const char c : text) {
     if (c == '\n' && carriageReturns_) {
       pending_ += '\r';
