@@ -1,42 +1,28 @@
-// Memory that runs out at the allocation whose number SCARCE_AT gives: for that one alone, or, with
-// SCARCE_FOR_GOOD set, as on a machine that has no more than what is in use at that moment. The file that
-// SCARCE_COUNT names gets the number of allocations.
+// Memory that runs out, as an operation of the table: at one allocation alone, or, for good, as on a machine
+// that has no more than what is in use at that moment.
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <new>
+
+#include "faults/faults.h"
 
 namespace {
 
 // In front of each block stands its size.
 constexpr std::size_t kHeader = alignof(std::max_align_t);
 
-unsigned long allocations = 0;
+constinit faults::Operation allocation("allocation", "F");
 std::size_t inUse = 0;
 std::size_t most = std::numeric_limits<std::size_t>::max();
 
 bool IsLeft(std::size_t size) {
-  static const char* at = std::getenv("SCARCE_AT");
-  static const bool forGood = std::getenv("SCARCE_FOR_GOOD") != nullptr;
-  ++allocations;
-  if (at == nullptr || allocations != std::strtoul(at, nullptr, 10)) {
-    return most - inUse >= size;
+  if (!allocation.Next() || most != std::numeric_limits<std::size_t>::max()) {
+    return most - inUse >= size || !faults::IsCounting();
   }
-  most = forGood ? inUse : most;
+  most = faults::IsForGood() ? inUse : most;
   return false;
 }
-
-struct Count {
-  ~Count() {
-    const char* path = std::getenv("SCARCE_COUNT");
-    std::FILE* file = path != nullptr ? std::fopen(path, "w") : nullptr;
-    if (file != nullptr) {
-      std::fprintf(file, "%lu\n", allocations);
-      std::fclose(file);
-    }
-  }
-} count;
 
 }  // namespace
 
