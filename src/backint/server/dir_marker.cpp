@@ -8,6 +8,7 @@
 #include "backint/base/marker_name.h"
 #include "backint/base/path.h"
 #include "backint/base/trace.h"
+#include "platform/failures.h"
 #include "platform/platform.h"
 
 namespace {
@@ -57,7 +58,9 @@ RunResult CreateDirMarker(const std::string& path) {
 }
 
 void DeleteDirMarker(const std::string& path) {
-  if (!FileExists(path)) {
+  // Where the system cannot tell, it may be there.
+  const platform::PathInfo found = platform::LookUp(path);
+  if (found.kind == platform::PathKind::kMissing && platform::MeansMissing(found.error)) {
     TRACE(3, "INFO: File could not be found: [%s].", path.c_str());
     return;
   }
