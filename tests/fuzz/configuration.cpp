@@ -86,7 +86,7 @@ void SeedKorvoIni(Corpus& corpus) {
       "[prod]\nrepository = \"/r/a #1\"\nuser = me\npassword = \"a;b\"\nsecret_file=/s\nkey_file=/k\n");
   corpus.Add(
       "[prod]\nrepository = s3://bucket/a/b\ncatalog = /c\nendpoint = https://host:9000\naccess_key = a\n"
-      "secret_key = b\npath_style = no\nregion = r\nca_file = /ca\nallow_http = no\n");
+      "secret_key = b\npath_style = no\nregion = r\nallow_http = no\n");
   corpus.Add("[prod]\na=%(b)%(b)\nb=%(c)%(c)\nc=%(d)x\nd=%(a)\nrepository=%(a)\n");
   corpus.Add(SourceFile("packaging/examples/korvo.ini"));
 }

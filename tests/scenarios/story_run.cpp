@@ -234,7 +234,8 @@ class StoryRun {
     } else if (word == "server") {
       scenario_.UseServer();
     } else if (word == "bucket" || word == "database") {
-      UseRealServers(word == "bucket", word == "database" || rest == "and database");
+      UseRealServers(word == "bucket", word == "database" || rest.starts_with("and database"),
+                     rest.ends_with("through TLS"));
     } else if (word == "host") {
       host_ = rest;
     } else if (word == "tool" || word == "crowd") {
@@ -267,11 +268,11 @@ class StoryRun {
   }
 
   // What is in no bucket is in a directory; a catalog that is in no database is a file.
-  void UseRealServers(bool bucket, bool database) {
+  void UseRealServers(bool bucket, bool database, bool tls) {
     const std::string directory = "repository = " + scenario_.Path("repository").string() + "\n";
     const std::string file = "catalog = " + scenario_.Path("catalog/prod.db").string() + "\n";
-    scenario_.UseServerWith((bucket ? support::BucketSettings() : directory) +
-                            (database ? support::DatabaseSettings() : file));
+    scenario_.UseServerWith((bucket ? support::BucketSettings(tls) : directory) +
+                            (database ? support::DatabaseSettings(tls) : file));
     scenario_.environment["XDG_STATE_HOME"] = scenario_.Path("state").string();
   }
 

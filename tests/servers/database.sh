@@ -24,12 +24,26 @@ end_server() {
 }
 trap end_server EXIT
 
-# What a power failure would leave is no matter here.
+# make_data: what a power failure would leave is no matter here.
+make_data() {
+  "$servers/certificates.sh" "$place" 2>certificates.log
+  head -c 16 /dev/urandom | od -An -tx1 | tr -d ' \n' >password
+  [ ${#as_server[@]} = 0 ] || chown postgres: password server.key
+  "${as_server[@]}" "$programs/initdb" -D "$place/data" -U korvo --auth-local=trust --auth-host=scram-sha-256 \
+    --pwfile="$place/password" -E UTF8 --locale=C --no-sync --no-instructions >initdb.log 2>&1 </dev/null
+  (umask 077 && echo "*:*:*:korvo:$(cat password)" >pgpass)
+}
+
+servers=$(cd "${BASH_SOURCE[0]%/*}" && pwd)
 cd "$place"
-[ -d data ] || "${as_server[@]}" "$programs/initdb" -D "$place/data" -U korvo --auth=trust -E UTF8 --locale=C --no-sync \
-  --no-instructions >"$place/initdb.log" 2>&1 </dev/null
-"${as_server[@]}" "$programs/postgres" -D "$place/data" -k "$place" -c listen_addresses= -c fsync=off \
-  -c max_connections=200 -c shared_buffers=32MB >"$place/server.log" 2>&1 </dev/null &
+[ -d data ] || make_data
+port=$(python3 -c 'import socket; held = socket.socket(); held.bind(("127.0.0.1", 0)); print(held.getsockname()[1])')
+# By the usual name, whatever the port.
+ln -sf ".s.PGSQL.$port" .s.PGSQL.5432
+echo "$port" >port
+"${as_server[@]}" "$programs/postgres" -D "$place/data" -k "$place" -c listen_addresses=127.0.0.1 -c port="$port" \
+  -c ssl=on -c ssl_cert_file="$place/server.pem" -c ssl_key_file="$place/server.key" -c fsync=off \
+  -c max_connections=200 -c shared_buffers=32MB >server.log 2>&1 </dev/null &
 server=$!
 
 # The server's own note says when it lets others in.

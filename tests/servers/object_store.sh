@@ -85,6 +85,7 @@ user_test_tester = testing .admin
 use = egg:swift#s3api
 location = us-east-1
 s3_acl = false
+storage_domain = localhost
 [filter:cache]
 use = egg:swift#memcache
 memcache_servers = 127.0.0.1:$cache_port

@@ -16,6 +16,6 @@ std::string DatabaseUrl(const std::string& sockets);
 std::string FreshSchema();
 
 // The settings of korvo.ini for a catalog of its own in the database.
-std::string DatabaseSettings();
+std::string DatabaseSettings(bool tls = false);
 
 }  // namespace support

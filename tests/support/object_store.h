@@ -18,7 +18,7 @@ std::string ObjectStoreEndpoint();
 std::string FreshPrefix();
 
 // The settings of korvo.ini for a repository of its own in the bucket, but that of its catalog. Nothing, and
-// a failure of the test, where there is no such store.
-std::string BucketSettings();
+// a failure of the test, where there is no such store. With TLS, tests/servers/tls_front.sh stands before it.
+std::string BucketSettings(bool tls = false);
 
 }  // namespace support

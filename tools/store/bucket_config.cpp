@@ -1,8 +1,10 @@
 #include "store/bucket_config.h"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 
+#include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/ini_file.h"
 #include "store/place/s3_client.h"
@@ -43,6 +45,13 @@ bool IsPrefix(std::string_view prefix) {
   return true;
 }
 
+// Nothing can be put in front of it as a host's name.
+bool IsAddress(const std::string& endpoint) {
+  std::string host = endpoint.substr(endpoint.find("://") + 3);
+  host = host.substr(0, host.find(':'));
+  return host.starts_with('[') || HasOnly(host, "0123456789.");
+}
+
 }  // namespace
 
 bool NamesABucket(std::string_view repository) { return repository.starts_with(kScheme); }
@@ -72,6 +81,26 @@ std::string ReadEndpoint(const std::string& value, BucketConfig& bucket) {
               : "the address of a server is expected, as https://objects.example.com or https://host:9000";
 }
 
+// What signs nothing would otherwise be found out only by a server that is never believed.
+std::string ReadCaFile(const std::string& value, BucketConfig& bucket) {
+  constexpr std::size_t kMostRead = 1024 * 1024;
+  bucket.caFile = value;
+  if (!platform::IsAbsolute(value)) {
+    return "the full path of a file is expected";
+  }
+  std::string why;
+  const std::unique_ptr<platform::DataFile> file = platform::DataFile::OpenForReading(value, why);
+  std::string text(kMostRead, '\0');
+  std::size_t got = 0;
+  if (file == nullptr || !file->ReadAt(0, text.data(), text.size(), got)) {
+    return "it cannot be read: " + (file == nullptr ? why : file->Why());
+  }
+  text.resize(got);
+  return text.find("-----BEGIN CERTIFICATE-----") == std::string::npos
+             ? "certificates as text are expected, each of which begins with -----BEGIN CERTIFICATE-----"
+             : "";
+}
+
 std::string CheckBucket(const BucketConfig& bucket) {
   if (bucket.name.empty()) {
     const bool none = bucket.endpoint.empty() && bucket.accessKey.empty() && bucket.secretKey.empty() &&
@@ -87,6 +116,10 @@ std::string CheckBucket(const BucketConfig& bucket) {
     return "endpoint = " + bucket.endpoint +
            " goes over the network as plain text, which others can read and change: let it begin with"
            " https://, or set allow_http = yes";
+  }
+  if (!bucket.pathStyle && IsAddress(bucket.endpoint)) {
+    return "with path_style = no the bucket is in the host's name, and endpoint = " + bucket.endpoint +
+           " has no name: let it have one, or take path_style out";
   }
   if (bucket.accessKey.empty() != bucket.secretKey.empty()) {
     return "access_key and secret_key go together: set both, or credentials_file";

@@ -26,6 +26,7 @@ struct BucketConfig {
 // Each takes a value, and gives what would be right, or nothing if the value is.
 std::string ReadBucket(std::string_view repository, BucketConfig& bucket);  // s3://bucket/prefix
 std::string ReadEndpoint(const std::string& value, BucketConfig& bucket);
+std::string ReadCaFile(const std::string& value, BucketConfig& bucket);  // looks into it
 
 // What is missing, or does not go together; nothing if all is well.
 [[nodiscard]] std::string CheckBucket(const BucketConfig& bucket);

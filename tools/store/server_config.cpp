@@ -155,8 +155,8 @@ std::string ReadCredentialsFile(const std::string& value, ServerConfig& config) 
   return ReadFilePath(value, config.bucket.credentialsFile);
 }
 
-std::string ReadCaFile(const std::string& value, ServerConfig& config) {
-  return ReadFilePath(value, config.bucket.caFile);
+std::string ReadCaFileKey(const std::string& value, ServerConfig& config) {
+  return ReadCaFile(value, config.bucket);
 }
 
 std::string ReadAllowHttp(const std::string& value, ServerConfig& config) {
@@ -187,7 +187,7 @@ constexpr std::array<KnownKey, 19> kKeys = {{{"repository", ReadRepository},
                                              {"access_key", ReadAccessKey, true},
                                              {"secret_key", ReadSecretKey, true},
                                              {"credentials_file", ReadCredentialsFile},
-                                             {"ca_file", ReadCaFile},
+                                             {"ca_file", ReadCaFileKey},
                                              {"allow_http", ReadAllowHttp}}};
 
 // ---- The section --------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 #include "support/database.h"
 
 #include "platform/data_file.h"
+#include "support/run_program.h"
 #include "support/script_server.h"
 
 namespace support {
@@ -14,8 +15,18 @@ std::string DatabaseUrl(const std::string& sockets) { return "postgresql://korvo
 
 std::string FreshSchema() { return "test_" + platform::RandomName(); }
 
-std::string DatabaseSettings() {
-  return "catalog = " + DatabaseUrl(DatabaseSockets()) + "\ncatalog_schema = " + FreshSchema() + "\n";
+namespace {
+
+std::string TlsUrl(const std::string& place) {
+  const std::string port = ReadWholeFile(place + "/port");
+  return "postgresql://korvo@localhost:" + port.substr(0, port.find('\n')) +
+         "/postgres?sslmode=verify-full&sslrootcert=" + place + "/ca.pem&passfile=" + place + "/pgpass";
+}
+
+}  // namespace
+
+std::string DatabaseSettings(bool tls) {
+  return "catalog = " + (tls ? TlsUrl : DatabaseUrl)(DatabaseSockets()) + "\ncatalog_schema = " + FreshSchema() + "\n";
 }
 
 }  // namespace support

@@ -6,12 +6,12 @@
 
 namespace support {
 
-std::string BucketSettings() {
+std::string BucketSettings(bool /*tls*/) {
   ADD_FAILURE() << "the object store of the tests runs on POSIX systems";
   return "";
 }
 
-std::string DatabaseSettings() {
+std::string DatabaseSettings(bool /*tls*/) {
   ADD_FAILURE() << "the database of the tests runs on POSIX systems";
   return "";
 }

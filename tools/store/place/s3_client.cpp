@@ -93,6 +93,29 @@ std::uint32_t Pause(const S3Settings& settings, int tried) {
                                     std::uniform_int_distribution<std::int64_t>(0, pause / 2)(dice));
 }
 
+// What a certificate has to be, and what the one is that was refused.
+std::string AboutCertificate(CURL* curl, const std::string& caFile) {
+  std::string words =
+      "the server's certificate has to be for this host, valid today, and signed by an authority " +
+      (caFile.empty() ? "that the system trusts (ca_file names others)" : "of ca_file = " + caFile);
+  curl_certinfo* shown = nullptr;
+  if (curl_easy_getinfo(curl, CURLINFO_CERTINFO, &shown) != CURLE_OK || shown == nullptr ||
+      shown->num_of_certs == 0) {
+    return words;
+  }
+  // The first one is the server's. How the facts are called differs by a capital letter.
+  for (const curl_slist* line = shown->certinfo[0]; line != nullptr; line = line->next) {
+    const std::string_view fact = line->data;
+    const std::size_t colon = std::min(fact.find(':'), fact.size() - 1);
+    const std::string name = Lower(fact.substr(0, colon));
+    if (name == "issuer" || name == "expire date") {
+      words += name == "issuer" ? "; this one is signed by " : ", valid until ";
+      words += fact.substr(colon + 1);
+    }
+  }
+  return words;
+}
+
 }  // namespace
 
 // ---- One request in flight ------------------------------------------------------------------------
@@ -225,6 +248,7 @@ void S3Client::SetUp(Handle& handle, Transfer& transfer) {
   curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, settings_.endpoint.starts_with("https:") ? "https" : "http");
   curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(curl, CURLOPT_CERTINFO, 1L);
   curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, transfer.why.data());
   if (!settings_.caFile.empty()) {
     curl_easy_setopt(curl, CURLOPT_CAINFO, settings_.caFile.c_str());
@@ -293,7 +317,10 @@ S3Client::Try S3Client::Perform(Handle& handle, Transfer& transfer) {
   if (transfer.answer.status >= 400 && !transfer.answer.body.empty()) {
     return {MayBeTriedAgain(transfer.answer), true, ""};
   }
-  const std::string why = transfer.why[0] == '\0' ? curl_easy_strerror(code) : transfer.why.data();
+  std::string why = transfer.why[0] == '\0' ? curl_easy_strerror(code) : transfer.why.data();
+  if (code == CURLE_PEER_FAILED_VERIFICATION) {
+    why = AboutCertificate(handle.curl, settings_.caFile) + ": " + why;
+  }
   transfer.answer = S3Answer();
   return {!IsForGood(code), !NeverReached(code), why};
 }

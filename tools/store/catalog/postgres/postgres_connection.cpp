@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <sstream>
 
 #include "platform/network.h"
 #include "platform/platform.h"
@@ -111,6 +112,23 @@ std::string FirstLine(const char* message) {
   return line.empty() ? "the server said nothing" : line;
 }
 
+// The server may have several addresses, each of which has failed in its own way.
+std::string WhyNotConnected(const char* message) {
+  std::istringstream lines(message == nullptr ? "" : message);
+  std::string why;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("connection to server")) {
+      why += (why.empty() ? "" : "; ") + line;
+    }
+  }
+  if (why.empty()) {
+    return FirstLine(message);
+  }
+  return why.find("certificate") == std::string::npos
+             ? why
+             : why + " (sslrootcert=FILE in catalog names who may have signed the server's certificate)";
+}
+
 std::string StateOf(const PGresult* result) {
   const char* state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
   return state == nullptr ? "" : state;
@@ -165,7 +183,7 @@ Status PostgresConnection::Connect(const PostgresOptions& options) {
   connection_.reset(PQconnectdbParams(names.data(), values.data(), 1));
   if (connection_ == nullptr || PQstatus(connection_.get()) != CONNECTION_OK) {
     return Status::Failed("the catalog cannot be reached (" + server_ +
-                          "): " + FirstLine(PQerrorMessage(connection_.get())));
+                          "): " + WhyNotConnected(PQerrorMessage(connection_.get())));
   }
   PQsetNoticeReceiver(connection_.get(), Ignore, nullptr);
   return {};
