@@ -1,7 +1,8 @@
-// What the catalog costs: its making anew, questions among many items, commits. Makes a catalog of so many
-// items, savesets and packs in a directory of the caller's, unless it is there already.
+// What the catalog costs: its making anew, questions among many items, commits. Fills a catalog with so many
+// items, savesets and packs, unless it has some already. It is in a directory of the caller's, or in the
+// schema `bench` of a database, where a repository may have made it.
 //
-//   catalog_bench DIRECTORY [ITEMS SAVESETS PACKS]
+//   catalog_bench DIRECTORY|postgresql://... [ITEMS SAVESETS PACKS]
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -12,6 +13,7 @@
 
 #include "platform/platform.h"
 #include "store/catalog/catalog.h"
+#include "store/catalog/postgres_engine.h"
 
 namespace {
 
@@ -68,12 +70,35 @@ Item File(std::uint64_t number, std::uint64_t file, const std::vector<Uid>& pack
   return item;
 }
 
-std::unique_ptr<Catalog> Open(const std::string& path, store::MakeCatalog make) {
+// Of the repository that made the catalog.
+Uid repository = FixedUid(1, 1);
+
+std::unique_ptr<store::SqlEngine> Connect(const std::string& path, store::MakeCatalog make) {
   std::unique_ptr<store::SqlEngine> engine;
-  Check(store::OpenSqlite(path, make, engine));
-  auto catalog = std::make_unique<Catalog>(std::move(engine), FixedUid(1, 1));
+  Check(path.find("://") == std::string::npos ? store::OpenSqlite(path, make, engine)
+                                              : store::OpenPostgres({path, "bench", make}, engine));
+  return engine;
+}
+
+std::unique_ptr<Catalog> Open(const std::string& path, store::MakeCatalog make) {
+  auto catalog = std::make_unique<Catalog>(Connect(path, make), repository);
   Check(catalog->Prepare());
   return catalog;
+}
+
+// Makes the catalog if it is missing, and finds out whose it is.
+bool HasSavesets(const std::string& path) {
+  const std::unique_ptr<store::SqlEngine> engine = Connect(path, store::MakeCatalog::kIfMissing);
+  bool made = false;
+  Check(engine->HasTable("catalog", made));
+  if (made) {
+    Check(engine->Run("SELECT repository FROM catalog", {}, [](const store::SqlRow& row) {
+      return Uid::FromBytes(row.Bytes(0), repository) ? Status() : Status::Failed("the catalog has no id");
+    }));
+  }
+  std::vector<std::string> names;
+  Check(Open(path, store::MakeCatalog::kIfMissing)->ListSavesets("ABC", names));
+  return !names.empty();
 }
 
 // The same files in every saveset, some of them in packs of the one before.
@@ -100,7 +125,7 @@ void Make(const std::string& path, const Sizes& sizes) {
         if (set > 1 && i % 5 == 0) {
           packs.push_back(FixedUid(3, (set - 1) * packsOfSaveset + pack));
         }
-        records.push_back(EncodeRecord(File(number, number, packs), FixedUid(1, 1), saveset.uid));
+        records.push_back(EncodeRecord(File(number, number, packs), repository, saveset.uid));
       }
       Check(catalog->ImportPack({uid, 64'000'000}, saveset.uid, records));
     }
@@ -213,16 +238,20 @@ int main(int argc, char** argv) {
     sizes = {std::strtoull(argv[2], nullptr, 10), std::strtoull(argv[3], nullptr, 10),
              std::strtoull(argv[4], nullptr, 10)};
   } else if (argc != 2) {
-    std::fprintf(stderr, "usage: catalog_bench DIRECTORY [ITEMS SAVESETS PACKS]\n");
+    std::fprintf(stderr, "usage: catalog_bench DIRECTORY|postgresql://... [ITEMS SAVESETS PACKS]\n");
     return 2;
   }
-  const std::string path = std::string(argv[1]) + "/catalog.db";
-  if (!platform::Exists(path)) {
+  std::string path = argv[1];
+  const bool isFile = path.find("://") == std::string::npos;
+  path += isFile ? "/catalog.db" : "";
+  if (!HasSavesets(path)) {
     const double made = Milliseconds([&] { Make(path, sizes); });
     std::printf("%-58s %10.2f s\n", "making it anew", made / 1000);
   }
-  std::printf("%-58s %10.2f MB\n", "size of the catalog",
-              static_cast<double>(platform::LookUp(path).size) / 1e6);
+  if (isFile) {
+    std::printf("%-58s %10.2f MB\n", "size of the catalog",
+                static_cast<double>(platform::LookUp(path).size) / 1e6);
+  }
   Ask(path, sizes);
   Commit(path);
   return 0;

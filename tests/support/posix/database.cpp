@@ -26,7 +26,8 @@ std::string TlsUrl(const std::string& place) {
 }  // namespace
 
 std::string DatabaseSettings(bool tls) {
-  return "catalog = " + (tls ? TlsUrl : DatabaseUrl)(DatabaseSockets()) + "\ncatalog_schema = " + FreshSchema() + "\n";
+  return "catalog = " + (tls ? TlsUrl : DatabaseUrl)(DatabaseSockets()) +
+         "\ncatalog_schema = " + FreshSchema() + "\n";
 }
 
 }  // namespace support
