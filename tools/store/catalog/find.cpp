@@ -115,15 +115,14 @@ const std::string kIfGood =
     "needs n "
     "JOIN pack p ON p.id = n.pack WHERE n.saveset = i.saveset AND n.number = i.number AND p.state <> 1)";
 
-const std::string kSelectCopy =
-    "SELECT s.uid, " + kItemColumns + " FROM item i JOIN saveset s ON s.id = i.saveset WHERE ";
-const std::string kGoodCopy = kSelectCopy + "i.saveset = $1 AND i.number = $2 AND " + kIfGood;
-// Nearly always the last one is.
-const std::string kLastCopyIfGood =
+const std::string kSelectCopy = "SELECT CASE WHEN " + kIfGood + " THEN 1 ELSE 0 END, s.uid, " + kItemColumns +
+                                " FROM item i JOIN saveset s ON s.id = i.saveset WHERE ";
+const std::string kCopy = kSelectCopy + "i.saveset = $1 AND i.number = $2";
+// Nearly always it is good. Without one there is no copy at all.
+const std::string kLastCopy =
     kSelectCopy +
-    "(i.saveset, i.number) = (SELECT saveset, number FROM item WHERE key = $1 AND family = "
-    "(SELECT family FROM saveset WHERE id = $2) ORDER BY saveset DESC LIMIT 1) AND " +
-    kIfGood;
+    "(i.saveset, i.number) = (SELECT saveset, number FROM item WHERE key = $1 AND "
+    "family = (SELECT family FROM saveset WHERE id = $2) ORDER BY saveset DESC LIMIT 1)";
 
 const std::string kSelectSaveset =
     "SELECT s.id, s.uid, s.name, f.name, f.pool, s.created, s.mover, s.items, s.marked, s.failed, "
@@ -264,13 +263,19 @@ Status Catalog::ListItems(const Saveset& saveset, const EachItem& each) {
 Status Catalog::FindBase(const Saveset& saveset, std::string_view name, std::int64_t oldest,
                          std::optional<Item>& item, Uid& itemSaveset) {
   item.reset();
+  bool any = false;
   const auto take = [&](const SqlRow& row) {
-    return Uid::FromBytes(row.Bytes(0), itemSaveset)
-               ? ReadItem(row, 1, inside_->repository, itemSaveset, item.emplace())
+    any = true;
+    if (row.Number(0) == 0) {
+      return Status();
+    }
+    return Uid::FromBytes(row.Bytes(1), itemSaveset)
+               ? ReadItem(row, 2, inside_->repository, itemSaveset, item.emplace())
                : DamagedRow("the id of a saveset");
   };
   const std::string key = ItemKey(name);
-  if (Status found = inside_->engine->Run(kLastCopyIfGood, {key, saveset.id, oldest}, take); !found || item) {
+  if (Status found = inside_->engine->Run(kLastCopy, {key, saveset.id, oldest}, take);
+      !found || item || !any) {
     return found;
   }
   std::vector<std::pair<std::int64_t, std::int64_t>> copies;
@@ -283,7 +288,7 @@ Status Catalog::FindBase(const Saveset& saveset, std::string_view name, std::int
     return listed;
   }
   for (const auto& [copySaveset, number] : copies) {
-    Status found = inside_->engine->Run(kGoodCopy, {copySaveset, number, oldest}, take);
+    Status found = inside_->engine->Run(kCopy, {copySaveset, number, oldest}, take);
     if (!found || item) {
       return found;
     }
