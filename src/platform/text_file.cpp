@@ -99,12 +99,13 @@ bool TextFile::Write(std::string_view text) {
     return false;
   }
   // Whole or not at all: where memory runs out in the middle, closing the file would write the torn line.
-  pending_.reserve(pending_.size() + 2 * text.size());
-  for (const char c : text) {
-    if (c == '\n' && carriageReturns_) {
-      pending_ += '\r';
+  if (carriageReturns_) {
+    pending_.reserve(pending_.size() + 2 * text.size());
+    for (const char c : text) {
+      pending_ += c == '\n' ? "\r\n" : std::string_view(&c, 1);
     }
-    pending_ += c;
+  } else {
+    pending_ += text;
   }
   if (pending_.size() >= kBufferSize || !owned_) {
     HandOver();

@@ -12,26 +12,6 @@
 
 namespace {
 
-// The records of one pass, run to its end.
-std::string Pass(ItemList& list) {
-  std::string records;
-  for (std::string record; list.Next(record);) {
-    records += "[" + record + "]";
-  }
-  return records;
-}
-
-TEST(ItemList, KeepsItsOrderOverPassesAndRemovals) {
-  ItemList list{"a", "b", "a"};
-  EXPECT_EQ(Pass(list) + Pass(list), "[a][b][a][a][b][a]");
-  EXPECT_FALSE(list.Remove(0) || list.Remove(4) || list.Contains("A"));
-  EXPECT_TRUE(list.Remove(1) && *list.Get(1) == "b" && list.Remove(2));
-  list.Push("d");
-  EXPECT_EQ(Pass(list), "[b][d]");
-  EXPECT_TRUE(list.Remove(2) && list.Remove(1) && list.Empty() && Pass(list).empty());
-  EXPECT_TRUE(list.Get(0) == nullptr && list.Get(1) == nullptr);
-}
-
 TEST(ItemList, AJoinedListIsBuiltAsFarAsItIsShown) {
   const ItemList list{"abc", "", "de"};
   std::string text = "old";

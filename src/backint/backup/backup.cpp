@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "backint/backup/backup_job.h"
@@ -33,14 +34,15 @@ void ReportRefusedItems(const ItemList& items) {
 }
 
 // The one job of a run in which every item is a log file: the mover reads the input file itself.
-RunResult RunLogJob(const InputFile& input) {
+RunResult RunLogJob(InputFile input) {
   TRACE(3, "INFO: ....Log Files Backup .....");
   SpooledInput spool;
   if (!input.rereadable && !spool.Write(input.lines)) {
     ReportRefusedItems(input.lines);
     return RunResult::kFailure;
   }
-  const RunResult result = BackupJob({input.lines, input.rereadable ? input.path : spool.Path(), ""});
+  const RunResult result =
+      BackupJob({std::move(input.lines), input.rereadable ? input.path : spool.Path(), ""});
   TRACE(3, "INFO: ....Backuping file list finished with code :%d.\n", NumberOf(result));
   return result;
 }
@@ -132,6 +134,7 @@ void HandleItem(const std::string& item, std::vector<FileRecord>& files, RunResu
 // Works through the items; what is left is the files.
 std::vector<FileRecord> HandleItems(const ItemList& items, RunResult& result) {
   std::vector<FileRecord> files;
+  const ResultLines lines(ResultLines::Pace::kOneByOne);
   for (const std::string& item : items) {
     if (IsUnsavableName(item) || !BelongsToSpecialJob(item)) {
       HandleItem(item, files, result);
@@ -159,10 +162,10 @@ void RunSavesetJobs(std::vector<FileRecord> files, RunResult& result) {
   }
 }
 
-RunResult RunJobs(const InputFile& input) {
+RunResult RunJobs(InputFile input) {
   RunResult result = RunResult::kSuccess;
   if (IsLogFileList(input.lines)) {
-    return RunLogJob(input);
+    return RunLogJob(std::move(input));
   }
   if (!RunSpecialJob(input.lines, result)) {
     return RunResult::kFailure;
@@ -171,7 +174,7 @@ RunResult RunJobs(const InputFile& input) {
   return result;
 }
 
-RunResult ProcessBackupList(const InputFile& input) {
+RunResult ProcessBackupList(InputFile input) {
   if (OpenSession() == RunResult::kFailure) {
     TRACE(1, "ERROR: xfr_com_interface backup call [OPEN_SESSION] returned error.");
     if (RunIsInterrupted()) {
@@ -180,7 +183,7 @@ RunResult ProcessBackupList(const InputFile& input) {
     return RunResult::kFailure;
   }
   TraceInputList(input.lines);
-  RunResult result = RunJobs(input);
+  RunResult result = RunJobs(std::move(input));
   if (RunIsInterrupted()) {
     result = RunResult::kFailure;
   }
@@ -195,11 +198,11 @@ RunResult ProcessBackupList(const InputFile& input) {
 
 RunResult Backup() {
   TRACE(1, "INFO: Backup() ...");
-  const std::optional<InputFile> input = OpenInputFile(Params().szInFile);
+  std::optional<InputFile> input = OpenInputFile(Params().szInFile);
   if (!input) {
     return RunResult::kFailure;
   }
-  const RunResult result = ProcessBackupList(*input);
+  const RunResult result = ProcessBackupList(std::move(*input));
   TRACE(1, "INFO: Backup() finished. Return value: %d.", NumberOf(result));
   return result;
 }

@@ -24,15 +24,18 @@ RunResult WriteLine(const std::string& item, ItemStatus status) {
 
 // A job that is not open on the server: none of its items is saved.
 RunResult ReportUnopenedJob(const JobItems& items) {
-  for (const std::string& item : ReadItemsAloud(items).names) {
+  const ItemReading requested = ReadItemsAloud(items);
+  ResultLines lines(ResultLines::Pace::kTogether);
+  for (const std::string& item : requested.names) {
     static_cast<void>(WriteLine(item, ItemStatus::kFailed));
   }
+  static_cast<void>(lines.Close());
   return RunResult::kFailure;
 }
 
 RunResult ReportItems(const ItemEntries& entries) {
   RunResult result = RunResult::kSuccess;
-  ResultLines lines;
+  ResultLines lines(ResultLines::Pace::kTogether);
   for (const ItemEntry& entry : entries) {
     FoldResult(result, WriteLine(entry.name, entry.status));
   }

@@ -3,9 +3,9 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_set>
 #include <utility>
 
+#include "backint/base/text_numbers.h"
 #include "backint/base/trace.h"
 #include "backint/server/com_interface.h"
 #include "backint/server/file_list.h"
@@ -38,7 +38,7 @@ std::string BackupCommand(const JobItems& items, const std::string& source) {
 
 std::string ShortCommand(const JobItems& items) {
   const std::string file = items.listFile.empty() ? "" : "-f " + FileArgument("", items.listFile);
-  return BackupCommand(items, file.empty() ? JoinItems(items.names) : file);
+  return BackupCommand(items, file.empty() ? JoinForCommand(items.names) : file);
 }
 
 // The command with a list file in place of the items; none if that cannot be written.
@@ -78,16 +78,16 @@ XfrRun SaveItems(const JobItems& items, ItemReading held, std::unique_ptr<FileLi
 // Confirmed items first, then the requested ones that nobody confirmed.
 ItemEntries SettleItems(const ItemList& requested, const ItemList& confirmedItems) {
   const TraceBatch batch;
-  std::unordered_set<std::string> confirmed;
+  TextNumbers confirmed;
   ItemEntries entries;
   for (const std::string& name : confirmedItems) {
-    entries.push_back({name, ItemStatus::kDone});
-    confirmed.insert(platform::NameKey(name));
+    entries.Push(name, ItemStatus::kDone);
+    confirmed.Add(platform::NameKey(name));
   }
   for (const std::string& name : requested) {
-    if (!confirmed.contains(platform::NameKey(name))) {
+    if (!confirmed.Contains(platform::NameKey(name))) {
       TRACE(1, "ERROR: File: [%s] has not been successfully backed up.", name.c_str());
-      entries.push_back({name, ItemStatus::kFailed});
+      entries.Push(name, ItemStatus::kFailed);
     }
   }
   return entries;
@@ -104,7 +104,7 @@ SavedItems ExecuteXFR(const JobItems& items) {
   // In a log run: what the list file holds now.
   const ItemReading requested = ReadItemsAloud(items);
   SavedItems saved{run.result, SettleItems(requested.names, run.confirmed)};
-  const bool missing = saved.entries.size() != run.confirmed.Count();
+  const bool missing = saved.entries.Count() != run.confirmed.Count();
   if (missing || !heldWhole || requested.end == ItemReading::End::kFailed) {
     saved.result = RunResult::kFailure;
   }

@@ -55,9 +55,9 @@ std::string FirstLevel::EntryOrMarker(const std::string& entry) {
     return entry;
   }
   std::string marker = DirMarkerPath(entry);
-  markers_.Push(marker);
+  markers_.push_back(marker);
   if (CreateDirMarker(marker) == RunResult::kFailure) {
-    markers_.Remove(markers_.Count());
+    markers_.pop_back();
   }
   return marker;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "backint/base/item_list.h"
 
@@ -23,5 +24,5 @@ class FirstLevel {
  private:
   std::string EntryOrMarker(const std::string& entry);
 
-  ItemList markers_;
+  std::vector<std::string> markers_;
 };

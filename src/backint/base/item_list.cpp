@@ -1,35 +1,19 @@
 #include "backint/base/item_list.h"
 
-#include <algorithm>
 #include <limits>
 
-void ItemList::AppendAll(const ItemList& source) {
-  records_.insert(records_.end(), source.begin(), source.end());
-}
-
-bool ItemList::Next(std::string& record) {
-  if (cursor_ == records_.size()) {
-    cursor_ = 0;
-    return false;
-  }
-  record = records_[cursor_++];
-  return true;
-}
-
-const std::string* ItemList::Get(std::size_t position) const {
-  return position < 1 || position > records_.size() ? nullptr : &records_[position - 1];
-}
-
-bool ItemList::Remove(std::size_t position) {
-  if (Get(position) == nullptr) {
-    return false;
-  }
-  records_.erase(records_.begin() + static_cast<std::ptrdiff_t>(position - 1));
-  return true;
+std::optional<std::string> ItemList::Get(std::size_t position) const {
+  return position < 1 || position > ends_.size() ? std::nullopt
+                                                 : std::optional(std::string(At(position - 1)));
 }
 
 bool ItemList::Contains(std::string_view text) const {
-  return std::find(records_.begin(), records_.end(), text) != records_.end();
+  for (std::size_t i = 0; i < ends_.size(); ++i) {
+    if (At(i) == text) {
+      return true;
+    }
+  }
+  return false;
 }
 
 std::string JoinItems(const ItemList& list) {

@@ -1,49 +1,71 @@
-// The program's working list: records in the order of their pushing, read in passes that do not consume.
+// The program's working list: records in the order of their pushing.
 #pragma once
 
 #include <cstddef>
 #include <initializer_list>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
-// Records are opaque text of any length, blanks included; doubles are kept. Positions count from 1. Position
-// operations and plain walks (`for (const std::string& item : list)`) do not move the read cursor.
+// Records are opaque text of any length, blanks included; doubles are kept. Positions count from 1.
+//
+// A record takes its own bytes and one number, so that a run may have millions; what is read is a copy.
 class ItemList {
  public:
   ItemList() = default;
-  ItemList(std::initializer_list<std::string> records) : records_(records) {}
+  ItemList(std::initializer_list<std::string_view> records) {
+    for (const std::string_view record : records) {
+      Push(record);
+    }
+  }
 
-  void Push(std::string record) { records_.push_back(std::move(record)); }
+  void Push(std::string_view record) {
+    text_ += record;
+    ends_.push_back(text_.size());
+  }
 
-  // Pushes a copy of each record of `source`, another list.
-  void AppendAll(const ItemList& source);
-
-  // Copies out the record at the cursor and moves on. Behind the last record it gives false once, and the
-  // next call begins a new pass; an empty list gives false at every call. Callers run a pass to its false.
-  [[nodiscard]] bool Next(std::string& record);
-
-  // The record at a position; null if there is none. Valid until the list changes.
-  [[nodiscard]] const std::string* Get(std::size_t position) const;
-
-  // Takes out the record at a position, and those behind it move up; false if there is none. Between passes
-  // only.
-  bool Remove(std::size_t position);
+  // The record at a position; none if there is none.
+  [[nodiscard]] std::optional<std::string> Get(std::size_t position) const;
 
   // Whether some record is this text, letter for letter.
   [[nodiscard]] bool Contains(std::string_view text) const;
 
-  // The number of records from the cursor to the end: all of them between passes.
-  [[nodiscard]] std::size_t Count() const { return records_.size() - cursor_; }
+  [[nodiscard]] std::size_t Count() const { return ends_.size(); }
+  [[nodiscard]] bool Empty() const { return ends_.empty(); }
 
-  [[nodiscard]] bool Empty() const { return records_.empty(); }
-  [[nodiscard]] std::vector<std::string>::const_iterator begin() const { return records_.begin(); }
-  [[nodiscard]] std::vector<std::string>::const_iterator end() const { return records_.end(); }
+  class Iterator {
+   public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = std::string;
+    using difference_type = std::ptrdiff_t;
+    using pointer = void;
+    using reference = std::string;
+
+    Iterator(const ItemList& list, std::size_t index) : list_(&list), index_(index) {}
+    std::string operator*() const { return std::string(list_->At(index_)); }
+    Iterator& operator++() {
+      ++index_;
+      return *this;
+    }
+    bool operator==(const Iterator& other) const { return index_ == other.index_; }
+
+   private:
+    const ItemList* list_;
+    std::size_t index_;
+  };
+  [[nodiscard]] Iterator begin() const { return {*this, 0}; }
+  [[nodiscard]] Iterator end() const { return {*this, ends_.size()}; }
 
  private:
-  std::vector<std::string> records_;
-  std::size_t cursor_ = 0;  // index of the record that the next read delivers
+  [[nodiscard]] std::size_t BeginOf(std::size_t index) const { return index == 0 ? 0 : ends_[index - 1]; }
+  [[nodiscard]] std::string_view At(std::size_t index) const {
+    return std::string_view(text_).substr(BeginOf(index), ends_[index] - BeginOf(index));
+  }
+
+  std::string text_;               // all records, one after the other
+  std::vector<std::size_t> ends_;  // of each record in the text
 };
 
 // The joined list: all records as one text with one blank between any two.

@@ -1,43 +1,71 @@
 #include "backint/base/tail_index.h"
 
 #include <algorithm>
+#include <numeric>
 
-void TailIndex::Add(const std::string& text, std::size_t position) {
-  positions_[text].push_back(position);
+std::uint32_t TailIndex::Add(std::string_view text, std::uint32_t position) {
   const auto place = std::lower_bound(lengths_.begin(), lengths_.end(), text.size());
   if (place == lengths_.end() || *place != text.size()) {
     lengths_.insert(place, text.size());
   }
+  const std::uint32_t number = texts_.Add(text);
+  added_.push_back({number, position});
+  return number;
+}
+
+void TailIndex::Finish() {
+  begins_.assign(texts_.Count() + 1, 0);
+  for (const Added& added : added_) {
+    ++begins_[added.text + 1];
+  }
+  std::partial_sum(begins_.begin(), begins_.end(), begins_.begin());
+  positions_.resize(added_.size());
+  for (const Added& added : added_) {
+    positions_[begins_[added.text]++] = added.position;  // moves the begin to the next free place
+  }
+  std::copy_backward(begins_.begin(), begins_.end() - 1, begins_.end());
+  begins_.front() = 0;
+  added_ = {};
+}
+
+TailIndex::Positions TailIndex::Find(std::string_view text) const {
+  const std::optional<std::uint32_t> number = texts_.Find(text);
+  if (!number) {
+    return {};
+  }
+  return Positions(positions_).subspan(begins_[*number], begins_[*number + 1] - begins_[*number]);
 }
 
 template <typename Accepts>
-std::vector<const TailIndex::Positions*> TailIndex::Find(std::string_view text,
-                                                         const Accepts& accepts) const {
-  std::vector<const Positions*> found;
+std::vector<TailIndex::Positions> TailIndex::FindTails(std::string_view text, const Accepts& accepts) const {
+  std::vector<Positions> found;
   for (const std::size_t length : lengths_) {
     if (length > text.size()) {
       break;
     }
-    const std::string tail(text.substr(text.size() - length));
-    const auto entry = positions_.find(tail);
-    if (entry != positions_.end() && accepts(tail)) {
-      found.push_back(&entry->second);
+    const std::string_view tail = text.substr(text.size() - length);
+    const Positions positions = Find(tail);
+    if (!positions.empty() && accepts(tail)) {
+      found.push_back(positions);
     }
   }
   return found;
 }
 
-std::vector<const TailIndex::Positions*> TailIndex::FindTails(const std::string& text) const {
-  return Find(text, [](const std::string&) { return true; });
+std::vector<TailIndex::Positions> TailIndex::FindTails(std::string_view text) const {
+  return FindTails(text, [](std::string_view) { return true; });
 }
 
-std::vector<const TailIndex::Positions*> TailIndex::FindFirstTails(const std::string& text,
-                                                                   std::string_view suffix) const {
+// The suffix stands behind each tail, so that the text from the tail on is what has to occur for the first
+// time.
+std::vector<TailIndex::Positions> TailIndex::FindFirstTails(std::string_view text,
+                                                            std::string_view suffix) const {
   if (!text.ends_with(suffix)) {
     return {};
   }
-  const std::string_view front(text.data(), text.size() - suffix.size());
-  return Find(front, [&](const std::string& tail) {
-    return text.find(tail + std::string(suffix)) == front.size() - tail.size();
+  const std::string_view front = text.substr(0, text.size() - suffix.size());
+  return FindTails(front, [&](std::string_view tail) {
+    const std::size_t place = front.size() - tail.size();
+    return text.find(text.substr(place)) == place;
   });
 }

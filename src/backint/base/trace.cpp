@@ -50,12 +50,12 @@ std::string WithCarriageReturns(const std::string& line) {
 }
 
 std::string TraceLine(const char* source, int number, std::string_view message) {
+  static const int process = platform::ProcessId();
   const platform::LocalTime now = platform::LocalTimeNow();
-  std::array<char, kLineWidth + 1> buffer{};
+  std::array<char, kLineWidth + 1> buffer;
   const int shown = static_cast<int>(std::min(message.size(), kShownMessageWidth));
-  std::snprintf(buffer.data(), buffer.size(), "KVB:(%d): %02d%02d%02d:%15s:(%4d):: %.*s%.50s\n",
-                platform::ProcessId(), now.hour, now.minute, now.second, ModuleName(source), number, shown,
-                message.data(), "");
+  std::snprintf(buffer.data(), buffer.size(), "KVB:(%d): %02d%02d%02d:%15s:(%4d):: %.*s%.50s\n", process,
+                now.hour, now.minute, now.second, ModuleName(source), number, shown, message.data(), "");
   std::string line(buffer.data());
   DropDoubledLineEnd(line);
   return WithCarriageReturns(line);

@@ -45,20 +45,14 @@ std::unique_ptr<TextFile> FindInput(const std::string& name, std::string& path) 
   return file;
 }
 
-// Opens for appending, which makes the file if it is missing and never empties it.
-std::unique_ptr<TextFile> OpenExisting(const std::string& path) {
-  std::unique_ptr<TextFile> file = TextFile::Open(path, TextFile::Mode::kAppend);
+OutputFile Existing(const std::string& path) {
   TRACE(3, "INFO: Open output file: %s.", path.c_str());
-  return file;
+  return {path, true};
 }
 
-std::unique_ptr<TextFile> CreateOutput(const std::string& path) {
+OutputFile Missing(const std::string& path) {
   TRACE(3, "INFO: Creating output file: %s.", path.c_str());
-  std::unique_ptr<TextFile> file = TextFile::Open(path, TextFile::Mode::kAppend);
-  if (file == nullptr) {
-    TRACE(3, "INFO: Creating output file: %s failed.", path.c_str());
-  }
-  return file;
+  return {path, false};
 }
 
 bool WriteLines(TextFile& file, const ItemList& lines) {
@@ -90,20 +84,33 @@ std::optional<InputFile> OpenInputFile(const std::string& name) {
   return input;
 }
 
+OutputFile FindOutputFile(const std::string& name) {
+  if (FileExists(name)) {
+    return Existing(name);
+  }
+  TRACE(2, "WARNING: cannot open output file: %s.", name.c_str());
+  if (IsFullPath(name)) {
+    return Missing(name);
+  }
+  const std::string path = PathInWorkDirectory(name);
+  return FileExists(path) ? Existing(path) : Missing(path);
+}
+
+// For appending, which makes the file if it is missing and never empties it.
+std::unique_ptr<TextFile> OpenOutputFile(const OutputFile& output) {
+  std::unique_ptr<TextFile> file = TextFile::Open(output.path, TextFile::Mode::kAppend);
+  if (file == nullptr && !output.isThere) {
+    TRACE(3, "INFO: Creating output file: %s failed.", output.path.c_str());
+  }
+  return file;
+}
+
 std::unique_ptr<TextFile> OpenOutputFile(const std::string& name) {
   if (name == "STDOUT") {
     TRACE(3, "INFO: STDOUT is used as output file.");
     return TextFile::StandardOutput();
   }
-  if (FileExists(name)) {
-    return OpenExisting(name);
-  }
-  TRACE(2, "WARNING: cannot open output file: %s.", name.c_str());
-  if (IsFullPath(name)) {
-    return CreateOutput(name);
-  }
-  const std::string path = PathInWorkDirectory(name);
-  return FileExists(path) ? OpenExisting(path) : CreateOutput(path);
+  return OpenOutputFile(FindOutputFile(name));
 }
 
 bool SpooledInput::Write(const ItemList& lines) {

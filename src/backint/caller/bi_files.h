@@ -20,8 +20,18 @@ struct InputFile {
 // any. None, with its message traced, if it cannot be opened or reading fails on the way.
 [[nodiscard]] std::optional<InputFile> OpenInputFile(const std::string& name);
 
-// Opens the output for one more line: under its own name, else in the caller's work directory; an existing
-// file is never emptied. "STDOUT" gives standard output. None if it cannot be opened.
+// The path of the output for one more line, as it is to be opened: its own name, else in the caller's work
+// directory. Tells of the opening, which comes next.
+struct OutputFile {
+  std::string path;
+  bool isThere = false;
+};
+[[nodiscard]] OutputFile FindOutputFile(const std::string& name);
+
+// Opens it; an existing file is never emptied. None if it cannot be opened.
+[[nodiscard]] std::unique_ptr<platform::TextFile> OpenOutputFile(const OutputFile& output);
+
+// Both at once. "STDOUT" gives standard output.
 [[nodiscard]] std::unique_ptr<platform::TextFile> OpenOutputFile(const std::string& name);
 
 // A file of this run's own that holds the lines of an input that nobody else can read; deleted at its end.

@@ -1,16 +1,58 @@
 // The items of a job as they come back from the mover's run: each with what became of it.
 #pragma once
 
+#include <cstddef>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "backint/base/item_list.h"
 #include "backint/caller/result_line.h"
 
 struct ItemEntry {
   std::string name;
   ItemStatus status = ItemStatus::kDone;
 };
-using ItemEntries = std::vector<ItemEntry>;
+
+// In the order of their pushing. What is read is a copy, as with an ItemList.
+class ItemEntries {
+ public:
+  void Push(std::string_view name, ItemStatus status) {
+    names_.Push(name);
+    statuses_.push_back(status);
+  }
+  [[nodiscard]] std::size_t Count() const { return statuses_.size(); }
+
+  class Iterator {
+   public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = ItemEntry;
+    using difference_type = std::ptrdiff_t;
+    using pointer = void;
+    using reference = ItemEntry;
+
+    Iterator(ItemList::Iterator name, std::vector<ItemStatus>::const_iterator status)
+        : name_(name), status_(status) {}
+    ItemEntry operator*() const { return {*name_, *status_}; }
+    Iterator& operator++() {
+      ++name_;
+      ++status_;
+      return *this;
+    }
+    bool operator==(const Iterator& other) const { return status_ == other.status_; }
+
+   private:
+    ItemList::Iterator name_;
+    std::vector<ItemStatus>::const_iterator status_;
+  };
+  [[nodiscard]] Iterator begin() const { return {names_.begin(), statuses_.begin()}; }
+  [[nodiscard]] Iterator end() const { return {names_.end(), statuses_.end()}; }
+
+ private:
+  ItemList names_;
+  std::vector<ItemStatus> statuses_;
+};
 
 // A status entry as the trace shows it: the name with the digit of its status stuck to its end.
 [[nodiscard]] std::string EntryText(const ItemEntry& entry);

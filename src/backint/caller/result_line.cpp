@@ -2,11 +2,15 @@
 
 #include "backint/base/print.h"
 #include "backint/base/trace.h"
-#include "backint/caller/bi_files.h"
 
 namespace {
 
+// A block of most file systems.
+constexpr std::size_t kMostWaiting = 4096;
+
 ResultLines* together = nullptr;
+
+RunResult ResultOf(bool written) { return written ? RunResult::kSuccess : RunResult::kFailure; }
 
 }  // namespace
 
@@ -14,22 +18,36 @@ ResultLines* together = nullptr;
 class OutputForLine {
  public:
   explicit OutputForLine(const std::string& name) {
-    file_ = together != nullptr ? std::move(together->file_) : nullptr;
-    if (file_ == nullptr) {
+    if (together == nullptr) {
       file_ = OpenOutputFile(name);
+      return;
     }
+    // Nobody is told of each opening if no trace shows it.
+    if (together->file_ == nullptr || TraceShows(2)) {
+      OutputFile output = FindOutputFile(name);
+      if (together->file_ == nullptr || !output.isThere || output.path != together->path_) {
+        together->file_ = OpenOutputFile(output);
+      }
+      together->path_ = std::move(output.path);
+    }
+    file_ = std::move(together->file_);
   }
   [[nodiscard]] bool IsOpen() const { return file_ != nullptr; }
 
   // A file in which a line failed is opened anew for the next one.
   bool Write(const std::string& line) {
+    const bool staysOpen = together != nullptr && file_->AppendsToFile();
+    const bool waits = staysOpen && together->Waits(line.size());
+    if (!waits) {
+      TraceBatch::WriteOut();
+    }
     if (!file_->Write(line + "\n")) {
       return false;
     }
-    if (together == nullptr || TraceShows(2) || !file_->AppendsToFile()) {
+    if (!staysOpen) {
       return file_->Close();
     }
-    const bool written = file_->Flush();
+    const bool written = waits || file_->Flush();
     together->file_ = written ? std::move(file_) : nullptr;
     return written;
   }
@@ -40,14 +58,13 @@ class OutputForLine {
 
 namespace {
 
-RunResult ResultOf(bool written) { return written ? RunResult::kSuccess : RunResult::kFailure; }
-
 // `beforeWriting` speaks between the opening and the writing.
 template <typename BeforeWriting>
 RunResult WriteResultLine(const std::string& line, const BeforeWriting& beforeWriting) {
   const std::string& name = Params().szOutFile;
   if (name == "STDOUT") {
     beforeWriting();
+    TraceBatch::WriteOut();
     return ResultOf(PrintText(line + "\n"));
   }
   OutputForLine output(name);
@@ -68,11 +85,28 @@ bool IsDone(ItemStatus status) {
 
 }  // namespace
 
-ResultLines::ResultLines() { together = this; }
+ResultLines::ResultLines(Pace pace) : pace_(pace), outer_(together) {
+  if (pace_ == Pace::kTogether) {
+    trace_.emplace();
+  }
+  together = this;
+}
 
-ResultLines::~ResultLines() { together = nullptr; }
+ResultLines::~ResultLines() { together = outer_; }
+
+bool ResultLines::Waits(std::size_t size) {
+  waiting_ += size + 1;
+  if (pace_ == Pace::kTogether && waiting_ < kMostWaiting) {
+    return true;
+  }
+  waiting_ = 0;
+  return false;
+}
 
 RunResult ResultLines::Close() {
+  if (trace_) {
+    TraceBatch::WriteOut();
+  }
   const std::unique_ptr<platform::TextFile> file = std::move(file_);
   return ResultOf(file == nullptr || file->Close());
 }

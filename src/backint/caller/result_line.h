@@ -1,11 +1,16 @@
 // The result lines: all that the caller learns about its items. Each call writes one line into the output
-// file itself, so a line is in the file the moment its item is decided.
+// file itself, so a line is in the file the moment its item is decided; of many that are decided together, a
+// block of them is.
 #pragma once
 
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "backint/base/run_records.h"
+#include "backint/base/trace.h"
+#include "backint/caller/bi_files.h"
 #include "platform/platform.h"
 
 // Status of an item as it comes back from a run of the data mover.
@@ -24,20 +29,32 @@ RunResult WriteBackupResult(const std::string& item, ItemStatus status);
 RunResult WriteRestoreResult(const std::string& file, ItemStatus status);
 RunResult WriteInquireResult(const std::string& backupId, const std::string& file, InquireStatus status);
 
-// Result lines that are written one right after the other. While one of these lives, the output is opened
-// once for all of them, not once for each, if it is a regular file and no trace tells of each opening.
+// While one of these lives, the output is opened once for all lines, not once for each, if it is a regular
+// file.
 class ResultLines {
  public:
-  ResultLines();
+  enum class Pace {
+    kOneByOne,  // each line is in the file when its call returns: other things happen between them
+    kTogether,  // lines, and what the trace says of them before, go out some at a time
+  };
+  explicit ResultLines(Pace pace);
   ResultLines(const ResultLines&) = delete;
   ResultLines& operator=(const ResultLines&) = delete;
   ~ResultLines();
-  // A failure if closing the output lost anything that was written.
+  // A failure if anything that was written is lost.
   RunResult Close();
 
  private:
   friend class OutputForLine;
+  // Whether a line of that size may wait for the next ones.
+  [[nodiscard]] bool Waits(std::size_t size);
+
+  Pace pace_;
+  ResultLines* outer_;  // lines between which these are written
+  std::optional<TraceBatch> trace_;
   std::unique_ptr<platform::TextFile> file_;
+  std::string path_;  // of the file
+  std::size_t waiting_ = 0;
 };
 
 inline constexpr const char* kOutputFailed = "ERROR: Opening ouptut file failes.";

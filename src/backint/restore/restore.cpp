@@ -106,30 +106,24 @@ std::optional<RestoreRecord> ReadRecord(const std::string& line, RunResult& resu
   return record;
 }
 
-std::vector<RestoreRecord> ReadRecords(const ItemList& lines, RunResult& result) {
-  std::vector<RestoreRecord> records;
-  for (const std::string& line : lines) {
-    if (std::optional<RestoreRecord> record = ReadRecord(line, result)) {
-      records.push_back(std::move(*record));
-    }
-  }
-  return records;
-}
-
 // Groups in the order of their first record, records in the order of the input. A record that repeats the
 // first of its group is dropped.
-std::vector<RestoreGroup> GroupRestoreRecords(const std::vector<RestoreRecord>& records) {
+std::vector<RestoreGroup> ReadGroups(const ItemList& lines, RunResult& result) {
   std::vector<RestoreGroup> groups;
   std::map<std::pair<std::string, std::string>, std::size_t> seen;
-  for (const RestoreRecord& record : records) {
-    const auto [place, isNew] = seen.try_emplace({record.backupId, record.destination}, groups.size());
+  for (const std::string& line : lines) {
+    const std::optional<RestoreRecord> record = ReadRecord(line, result);
+    if (!record) {
+      continue;
+    }
+    const auto [place, isNew] = seen.try_emplace({record->backupId, record->destination}, groups.size());
     if (isNew) {
-      groups.push_back({record.backupId, record.destination, {record.file}});
+      groups.push_back({record->backupId, record->destination, {record->file}});
       continue;
     }
     RestoreGroup& group = groups[place->second];
-    if (record.file != *group.files.Get(1)) {
-      group.files.Push(record.file);
+    if (record->file != *group.files.Get(1)) {
+      group.files.Push(record->file);
     }
   }
   return groups;
@@ -142,10 +136,12 @@ void RunGroup(const RestoreGroup& group, RunResult& result) {
 }
 
 void ReportNotFound(const RestoreGroup& group, RunResult& result) {
+  ResultLines lines(ResultLines::Pace::kTogether);
   for (const std::string& file : group.files) {
     FoldResult(result, RunResult::kFailure);
     static_cast<void>(WriteRestoreResult(file, ItemStatus::kNotHeld));
   }
+  static_cast<void>(lines.Close());
 }
 
 // A group's job runs when the next one that has a backup begins: files without a backup that stand between
@@ -170,9 +166,12 @@ void RunGroups(const std::vector<RestoreGroup>& groups, RunResult& result) {
   }
 }
 
-RunResult RestoreList(const ItemList& lines) {
+// The lines go as soon as they are read: there may be millions.
+RunResult RestoreList(ItemList lines) {
   RunResult result = RunResult::kSuccess;
-  RunGroups(GroupRestoreRecords(ReadRecords(lines, result)), result);
+  const std::vector<RestoreGroup> groups = ReadGroups(lines, result);
+  lines = {};
+  RunGroups(groups, result);
   return result;
 }
 
@@ -180,16 +179,16 @@ RunResult RestoreList(const ItemList& lines) {
 
 RunResult Restore() {
   TRACE(1, "INFO: Restore() ...");
-  const std::optional<InputFile> input = OpenInputFile(Params().szInFile);
+  std::optional<InputFile> input = OpenInputFile(Params().szInFile);
   if (!input) {
     return RunResult::kFailure;
   }
   if (OpenSession() == RunResult::kFailure) {
     TRACE(1, "ERROR: xfr_com_interface restore call [OPEN_SESSION] returned error.");
-    return RunIsInterrupted() ? RestoreList(input->lines) : RunResult::kFailure;
+    return RunIsInterrupted() ? RestoreList(std::move(input->lines)) : RunResult::kFailure;
   }
   TraceInputList(input->lines);
-  RunResult result = RestoreList(input->lines);
+  RunResult result = RestoreList(std::move(input->lines));
   if (RunIsInterrupted()) {
     result = RunResult::kFailure;
   }

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "backint/base/interrupt.h"
 #include "backint/base/path.h"
@@ -28,9 +29,11 @@ RunResult WriteLine(const std::string& file, ItemStatus status) {
 }
 
 RunResult ReportAll(const ItemList& files, ItemStatus status) {
+  ResultLines lines(ResultLines::Pace::kTogether);
   for (const std::string& file : files) {
     static_cast<void>(WriteLine(file, status));
   }
+  static_cast<void>(lines.Close());
   return RunResult::kFailure;
 }
 
@@ -92,7 +95,7 @@ std::string RestoreCommand(const std::string& destinationText, const std::string
 // written.
 std::optional<std::string> MakeCommand(const ItemList& files, const std::string& destinationText,
                                        std::unique_ptr<FileList>& list) {
-  const std::string command = RestoreCommand(destinationText, JoinItems(WithForwardSlashes(files)));
+  const std::string command = RestoreCommand(destinationText, JoinForCommand(WithForwardSlashes(files)));
   if (!TakesFileList(command, files)) {
     return command;
   }
@@ -118,10 +121,11 @@ struct RestoredFiles {
 
 RestoredFiles RestoreFiles(const ItemList& files, std::string destination) {
   TellRestore(files, destination);
-  const ItemList names = WithForwardSlashes(files);
+  ItemList names = WithForwardSlashes(files);
   const bool isDirectory = names.Count() == 1 && IsDirectory(*names.Get(1));
   static_cast<void>(IsEmptyLine(destination));
-  XfrJob job(XfrJob::Kind::kRestore, isDirectory, {names, "", ItemReading::End::kWhole}, destination);
+  XfrJob job(XfrJob::Kind::kRestore, isDirectory, {std::move(names), "", ItemReading::End::kWhole},
+             destination);
   std::unique_ptr<FileList> list;
   const std::optional<std::string> command =
       MakeCommand(files, DestinationText(destination, files, isDirectory), list);
@@ -131,20 +135,20 @@ RestoredFiles RestoreFiles(const ItemList& files, std::string destination) {
     run = RunXfr(*command, job);
   }
   TRACE(1, "INFO: XFR finished");
-  const ItemEntries entries = SettleFiles(files, run, job.trace);
+  ItemEntries entries = SettleFiles(files, run, job.trace);
   if (list != nullptr) {
     list->Delete(kTraceSource);
   }
-  if (entries.size() != run.confirmed.Count()) {
-    return {RunResult::kFailure, entries};
+  if (entries.Count() != run.confirmed.Count()) {
+    return {RunResult::kFailure, std::move(entries)};
   }
   TRACE(3, "cpFile: [%s]", ShownEntries(entries).c_str());
-  return {run.result, entries};
+  return {run.result, std::move(entries)};
 }
 
 RunResult ReportEntries(const ItemEntries& entries) {
   RunResult result = RunResult::kSuccess;
-  ResultLines lines;
+  ResultLines lines(ResultLines::Pace::kTogether);
   for (const ItemEntry& entry : entries) {
     TRACE(3, "ListFIFO: %s", EntryText(entry).c_str());
     FoldResult(result, WriteLine(entry.name, entry.status));

@@ -1,7 +1,8 @@
 #include "backint/restore/restore_settlement.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "backint/base/tail_index.h"
@@ -20,27 +21,33 @@ std::string ComparedForm(const std::string& file) {
 
 // Which files some confirmed item names, by their position.
 std::vector<bool> NamedFiles(const ItemList& files, const ItemList& confirmedItems) {
-  std::unordered_set<std::string> entries(confirmedItems.begin(), confirmedItems.end());
-  std::unordered_set<std::string> systemFiles;
+  TailIndex systemFiles;
   TailIndex tails;
-  std::vector<bool> confirmed(files.Count(), false);
-  std::size_t position = 0;
+  std::uint32_t position = 0;
   for (const std::string& file : files) {
     if (platform::IsSystemName(file)) {
-      systemFiles.insert(file);
-      confirmed[position] = entries.contains(file);
+      systemFiles.Add(file, position);
     } else {
       tails.Add(ComparedForm(file), position);
     }
     ++position;
   }
-  for (const std::string& entry : entries) {
-    if (!systemFiles.contains(entry)) {
-      for (const TailIndex::Positions* row : tails.FindTails(Upper(entry))) {
-        for (const std::size_t named : *row) {
-          confirmed[named] = true;
-        }
-      }
+  systemFiles.Finish();
+  tails.Finish();
+  std::vector<bool> confirmed(files.Count(), false);
+  // Those of a row are named together, or not yet.
+  const auto confirm = [&confirmed](TailIndex::Positions row) {
+    if (!confirmed[row.front()]) {
+      std::for_each(row.begin(), row.end(), [&](std::uint32_t named) { confirmed[named] = true; });
+    }
+  };
+  for (const std::string& entry : confirmedItems) {
+    if (const TailIndex::Positions row = systemFiles.Find(entry); !row.empty()) {
+      confirm(row);
+      continue;
+    }
+    for (const TailIndex::Positions row : tails.FindTails(Upper(entry))) {
+      confirm(row);
     }
   }
   return confirmed;
@@ -72,13 +79,13 @@ void TellFile(const std::string& file, bool confirmed) {
 
 ItemEntries SettleFiles(const ItemList& files, const XfrRun& run, ComparisonTrace& trace) {
   const TraceBatch batch;
+  const std::vector<bool> named = NamedFiles(files, run.confirmed);
   ItemEntries entries;
   for (const std::string& name : run.confirmed) {
-    entries.push_back({platform::ToSystemForm(name), ItemStatus::kDone});
+    entries.Push(platform::ToSystemForm(name), ItemStatus::kDone);
   }
   TraceF("%l0 INFO: Success list: %s", ShownEntries(entries).c_str());
   const ItemStatus missing = run.result == RunResult::kSuccess ? ItemStatus::kNotHeld : ItemStatus::kFailed;
-  const std::vector<bool> named = NamedFiles(files, run.confirmed);
   std::size_t position = 0;
   for (const std::string& file : files) {
     TRACE(1, "INFO: Read list [%s]", file.c_str());
@@ -87,7 +94,7 @@ ItemEntries SettleFiles(const ItemList& files, const XfrRun& run, ComparisonTrac
     }
     TellFile(file, named[position]);
     if (!named[position]) {
-      entries.push_back({file, missing});
+      entries.Push(file, missing);
     }
     ++position;
   }

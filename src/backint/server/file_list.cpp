@@ -40,6 +40,12 @@ void FileList::Delete(const char* source) {
   TRACE_AS(source, 3, "INFO: Deleting file list file:[%s].", Path().c_str());
 }
 
+std::string JoinForCommand(const ItemList& items) {
+  std::string joined;
+  JoinUpTo(items, kShortCommandWidth + 1, joined);
+  return joined;
+}
+
 bool TakesFileList(const std::string& command, const ItemList& items) {
   return command.size() > kShortCommandWidth || std::any_of(items.begin(), items.end(), NeedsListFile);
 }

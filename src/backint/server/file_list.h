@@ -23,6 +23,10 @@ class FileList {
   OwnList list_{OwnList::Name::kFileList};
 };
 
+// The joined list, as much of it as a short command has room for and a little more: a command with that is
+// too long.
+[[nodiscard]] std::string JoinForCommand(const ItemList& items);
+
 // Whether a finished short command has to give way to one with a list file.
 [[nodiscard]] bool TakesFileList(const std::string& command, const ItemList& items);
 

@@ -10,11 +10,11 @@
 namespace {
 
 // The first of the items in several rows of rising positions.
-std::optional<std::size_t> FirstOf(const std::vector<const TailIndex::Positions*>& rows) {
+std::optional<std::size_t> FirstOf(const std::vector<TailIndex::Positions>& rows) {
   std::optional<std::size_t> first;
-  for (const TailIndex::Positions* row : rows) {
-    if (!first || row->front() < *first) {
-      first = row->front();
+  for (const TailIndex::Positions row : rows) {
+    if (!first || row.front() < *first) {
+      first = row.front();
     }
   }
   return first;
@@ -44,27 +44,42 @@ std::string CheckForm(std::string_view name) { return ToUnix(Upper(name)); }
 
 std::string CheckFormOfLine(std::string_view line) { return ToUnix(Upper(UpToLastBracket(line))); }
 
-ItemMatcher::ItemMatcher(const ItemList& names, const std::string& destination) {
-  std::unordered_map<std::string, std::size_t> lastOfForm;
-  std::size_t position = 0;
+ItemMatcher::ItemMatcher(const ItemList& names, std::string destination)
+    : names_(names), destination_(std::move(destination)) {
+  LastOfForm lastOfSystemForm;
+  LastOfForm lastOfTakeForm;
+  repetitions_.reserve(names.Count());
   for (const std::string& name : names) {
-    listForms_.push_back(platform::ToSystemForm(name));
-    const std::string& relocated = relocated_.emplace_back(RelocatedName(name, destination));
-    const bool systemName = platform::IsSystemName(relocated);
-    const std::string form = systemName ? relocated : Upper(RelocatedName(listForms_.back(), destination));
-    if (systemName) {
-      systemTails_.Add(form, position);
-      systemNames_[form].push_back(position);
-    } else {
-      checkTails_.Add(CheckForm(WithoutLeadingDotSlash(relocated)), position);
-      takeTails_.Add(form, position);
-    }
-    const auto [last, isNew] = lastOfForm.try_emplace(form, position);
-    const bool repeated = !isNew && listForms_[last->second] == listForms_[position];
-    repetitions_.push_back(repeated ? repetitions_[last->second] : position);
-    last->second = position;
-    ++position;
+    Add(name, lastOfSystemForm, lastOfTakeForm);
   }
+  for (TailIndex* index : {&checkTails_, &takeTails_, &systemNames_}) {
+    index->Finish();
+  }
+}
+
+void ItemMatcher::Add(const std::string& name, LastOfForm& lastOfSystemForm, LastOfForm& lastOfTakeForm) {
+  const auto position = static_cast<std::uint32_t>(repetitions_.size());
+  const std::string relocated = RelocatedName(name, destination_);
+  const bool systemName = platform::IsSystemName(relocated);
+  std::uint32_t form = 0;
+  if (systemName) {
+    form = systemNames_.Add(relocated, position);
+  } else {
+    checkTails_.Add(CheckForm(WithoutLeadingDotSlash(relocated)), position);
+    form = takeTails_.Add(Upper(RelocatedName(platform::ToSystemForm(name), destination_)), position);
+  }
+  LastOfForm& lastOfForm = systemName ? lastOfSystemForm : lastOfTakeForm;
+  const bool isNew = form == lastOfForm.size();
+  const bool repeated = !isNew && ListForm(lastOfForm[form]) == ListForm(position);
+  repetitions_.push_back(repeated ? repetitions_[lastOfForm[form]] : position);
+  if (isNew) {
+    lastOfForm.push_back(position);
+  }
+  lastOfForm[form] = position;
+}
+
+std::string ItemMatcher::ListForm(std::size_t position) const {
+  return platform::ToSystemForm(*names_.Get(position + 1));
 }
 
 std::optional<std::size_t> ItemMatcher::FindConfirmed(const std::string& line, bool directories) const {
@@ -75,14 +90,15 @@ std::optional<std::size_t> ItemMatcher::FindConfirmed(const std::string& line, b
 ItemMatcher::Rows ItemMatcher::FindConfirming(const std::string& line, std::string_view separator) const {
   const std::optional<std::string> path = ReportedPath(line);
   if (path && path->ends_with(separator)) {
-    const auto exact = systemNames_.find(path->substr(0, path->size() - separator.size()));
-    if (exact != systemNames_.end()) {
-      return {&exact->second};
+    const Positions exact =
+        systemNames_.Find(std::string_view(*path).substr(0, path->size() - separator.size()));
+    if (!exact.empty()) {
+      return {exact};
     }
   }
   Rows found = checkTails_.FindFirstTails(CheckFormOfLine(line), separator);
   if (!path) {
-    const Rows more = systemTails_.FindFirstTails(std::string(UpToLastBracket(line)), separator);
+    const Rows more = systemNames_.FindFirstTails(UpToLastBracket(line), separator);
     found.insert(found.end(), more.begin(), more.end());
   }
   return found;
@@ -92,9 +108,10 @@ ItemMatcher::Rows ItemMatcher::FindConfirming(const std::string& line, std::stri
 std::optional<std::size_t> ItemMatcher::FindDirectoryOrFile(const std::string& line) const {
   std::optional<std::size_t> first;
   const auto search = [&](const Rows& rows, bool wantsDirectory) {
-    for (const Positions* row : rows) {
-      for (const std::size_t position : *row) {
-        if ((!first || position < *first) && IsDirectory(relocated_[position]) == wantsDirectory) {
+    for (const Positions row : rows) {
+      for (const std::size_t position : row) {
+        if ((!first || position < *first) &&
+            IsDirectory(RelocatedName(*names_.Get(position + 1), destination_)) == wantsDirectory) {
           first = position;
         }
       }
@@ -109,16 +126,15 @@ ItemMatcher::Rows ItemMatcher::FindCandidates(const std::string& path, bool syst
   if (!systemPath) {
     return takeTails_.FindFirstTails(Upper(path));
   }
-  const auto exact = systemNames_.find(path);
-  return exact == systemNames_.end() ? Rows() : Rows{&exact->second};
+  const Positions exact = systemNames_.Find(path);
+  return exact.empty() ? Rows() : Rows{exact};
 }
 
 // The first candidate behind `last`, but none of the name to skip.
-std::optional<std::size_t> ItemMatcher::NextMatch(const Positions& candidates,
-                                                  std::optional<std::size_t> last,
+std::optional<std::size_t> ItemMatcher::NextMatch(Positions candidates, std::optional<std::size_t> last,
                                                   const std::string* nameToSkip) const {
   auto next = last ? std::upper_bound(candidates.begin(), candidates.end(), *last) : candidates.begin();
-  if (next != candidates.end() && nameToSkip != nullptr && listForms_[*next] == *nameToSkip) {
+  if (next != candidates.end() && nameToSkip != nullptr && ListForm(*next) == *nameToSkip) {
     next = std::partition_point(
         next, candidates.end(),
         [this, same = repetitions_[*next]](std::size_t position) { return repetitions_[position] == same; });
@@ -127,21 +143,21 @@ std::optional<std::size_t> ItemMatcher::NextMatch(const Positions& candidates,
 }
 
 std::vector<ItemMatcher::Match> ItemMatcher::MatchPath(const std::string& path, bool all) const {
-  const bool systemPath = systemNames_.contains(path);
+  const bool systemPath = !systemNames_.Find(path).empty();
   std::vector<Match> matches;
   std::string current = path;
   for (std::optional<std::size_t> last;;) {
     std::optional<std::size_t> next;
-    for (const Positions* candidates : FindCandidates(current, systemPath)) {
+    for (const Positions candidates : FindCandidates(current, systemPath)) {
       const std::optional<std::size_t> found =
-          NextMatch(*candidates, last, all || matches.empty() ? nullptr : &current);
+          NextMatch(candidates, last, all || matches.empty() ? nullptr : &current);
       next = found && (!next || *found < *next) ? found : next;
     }
     if (!next) {
       return matches;
     }
     last = next;
-    current = listForms_[*next];
+    current = ListForm(*next);
     matches.push_back({*next, current});
   }
 }

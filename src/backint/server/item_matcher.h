@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "backint/base/item_list.h"
@@ -24,8 +24,8 @@
 // destination the names count as moved there.
 class ItemMatcher {
  public:
-  // Positions count from 0. `destination` is empty without one.
-  ItemMatcher(const ItemList& names, const std::string& destination);
+  // Positions count from 0. `names` is borrowed for its life; `destination` is empty without one.
+  ItemMatcher(const ItemList& names, std::string destination);
 
   // The first item that an item line confirms. With `directories` set (the run is about a directory) an item
   // that is a directory on this machine is confirmed only with a separator behind its name.
@@ -42,24 +42,25 @@ class ItemMatcher {
   [[nodiscard]] std::vector<Match> MatchPath(const std::string& path, bool all = false) const;
 
   // An item's own name, with the separators of its kind.
-  [[nodiscard]] const std::string& ListForm(std::size_t position) const { return listForms_[position]; }
+  [[nodiscard]] std::string ListForm(std::size_t position) const;
 
  private:
   using Positions = TailIndex::Positions;
-  using Rows = std::vector<const Positions*>;
+  using Rows = std::vector<Positions>;
+  // The last item so far of each form, by the form's number.
+  using LastOfForm = std::vector<std::uint32_t>;
+  void Add(const std::string& name, LastOfForm& lastOfSystemForm, LastOfForm& lastOfTakeForm);
   [[nodiscard]] Rows FindConfirming(const std::string& line, std::string_view separator) const;
   [[nodiscard]] std::optional<std::size_t> FindDirectoryOrFile(const std::string& line) const;
   [[nodiscard]] Rows FindCandidates(const std::string& path, bool systemPath) const;
-  [[nodiscard]] std::optional<std::size_t> NextMatch(const Positions& candidates,
-                                                     std::optional<std::size_t> last,
+  [[nodiscard]] std::optional<std::size_t> NextMatch(Positions candidates, std::optional<std::size_t> last,
                                                      const std::string* nameToSkip) const;
 
-  std::vector<std::string> listForms_;
-  std::vector<std::string> relocated_;  // where the run puts the items
+  const ItemList& names_;
+  std::string destination_;
   // Items that are taken by the same form and follow one another under the same name have the same number.
-  std::vector<std::size_t> repetitions_;
-  std::unordered_map<std::string, Positions> systemNames_;
+  std::vector<std::uint32_t> repetitions_;
   TailIndex checkTails_;
   TailIndex takeTails_;
-  TailIndex systemTails_;
+  TailIndex systemNames_;
 };
