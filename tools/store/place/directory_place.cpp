@@ -265,6 +265,9 @@ Status DirectoryPlace::ListBelow(const std::string& directory, const std::string
       done = asked ? ListBelow(below, prefix, each) : Status();
     } else if (info.kind == platform::PathKind::kFile && name.starts_with(prefix) && IsObject(name)) {
       done = each(name, info.size);
+    } else if (info.kind == platform::PathKind::kMissing && !platform::MeansMissing(info.error)) {
+      done = Status::Failed("the object " + name + " cannot be looked up (error " +
+                            std::to_string(info.error) + ")");
     }
     if (!done) {
       return done;
