@@ -38,8 +38,9 @@ void* operator new(std::size_t size) {
   if (block == nullptr) {
     throw std::bad_alloc();
   }
-  *block = size;
-  inUse += size;
+  // What is there before, or beside it, is nobody's.
+  *block = faults::IsCounting() ? size : 0;
+  inUse += *block;
   return reinterpret_cast<char*>(block) + kHeader;
 }
 

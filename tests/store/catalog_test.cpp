@@ -568,29 +568,34 @@ TEST_P(CatalogTest, SeveralAtOnceAllGetTheirTurn) {
 // Each statement of a commit fails in turn: nothing of it is there, and the next one works.
 TEST_P(CatalogTest, AFailureAnywhereInACommitLeavesNothingOfIt) {
   Backup backup(*catalog_, "ABC1");
-  const auto faults = std::make_shared<Faults>();
   std::unique_ptr<SqlEngine> engine;
   ASSERT_TRUE(backing_->Connect(engine));
-  Catalog faulty(std::make_unique<FaultyEngine>(std::move(engine), faults), repository_);
+  Catalog faulty(std::make_unique<TestEngine>(std::move(engine)), repository_);
   Item inside = FileItem(2, "/d/a");
   inside.directory = 1;
   Item directory = FileItem(1, "/d");
   directory.kind = ItemKind::kDirectory;
   directory.entries = 1;
-  std::vector<Uid> gone;
-  bool failed = true;
-  std::size_t failing = 0;
-  for (; failed && failing < 100; ++failing) {
+  const auto tries = [&](const faults::Fault& fault) {
+    std::vector<Uid> gone;
     const Uid pack = Uid::Random();
-    ASSERT_TRUE(catalog_->AnnouncePack(backup.run.uid, pack));
-    faults->FailAt(failing, Faults::Which::kFromThenOn);
-    failed = !faulty.CommitGroup({backup.saveset.id, {{pack, 1}}, {inside, directory}}, gone);
+    EXPECT_TRUE(catalog_->AnnouncePack(backup.run.uid, pack));
+    faults::Begin(fault);
+    const Status done = faulty.CommitGroup({backup.saveset.id, {{pack, 1}}, {inside, directory}}, gone);
+    faults::End();
     std::optional<Pack> row;
-    ASSERT_TRUE(catalog_->FindPack(pack, row));
-    EXPECT_EQ(row.has_value(), !failed);
-    EXPECT_EQ(NamesOf(*catalog_, backup.saveset).size(), failed ? 0u : 2u);
+    EXPECT_TRUE(catalog_->FindPack(pack, row));
+    EXPECT_EQ(row.has_value(), static_cast<bool>(done));
+    EXPECT_EQ(NamesOf(*catalog_, backup.saveset).size(), row ? 2u : 0u);
+    return static_cast<bool>(done);
+  };
+  EXPECT_FALSE(tries({"catalog-begin", 1, faults::How::kFails}));
+  EXPECT_FALSE(tries({"catalog-commit", 1, faults::How::kFails}));
+  std::size_t statements = 0;
+  while (statements < 100 && !tries({"catalog-run", statements + 1, faults::How::kFails, true})) {
+    ++statements;
   }
-  EXPECT_GT(failing, 8u);
+  EXPECT_GT(statements, 5u);
 }
 
 TEST_P(CatalogTest, WhatCannotBeCountedWithIsDamage) {

@@ -8,12 +8,12 @@
 #include "platform/platform.h"
 #include "store/check/repository_check.h"
 #include "store/copy/repository_copy.h"
+#include "store/doubles.h"
 #include "store/load/saveset_reader.h"
 #include "store/open_store.h"
 #include "store/place/directory_place.h"
 #include "store/progress_row.h"
 #include "store/save/saveset_writer.h"
-#include "store/save_doubles.h"
 #include "support/dice.h"
 #include "support/run_program.h"
 
@@ -87,8 +87,8 @@ class CopyTest : public testing::TestWithParam<bool> {
     return saveset;
   }
 
-  // Into the copy, whose doors fail as `trouble` says.
-  Status Copy(const std::shared_ptr<Trouble>& trouble) {
+  // Into the copy, at whose doors this goes wrong.
+  Status Copy(const faults::Fault& fault = {}) {
     std::unique_ptr<Store> from;
     std::unique_ptr<Store> to;
     std::string object;
@@ -100,11 +100,11 @@ class CopyTest : public testing::TestWithParam<bool> {
     to.reset();
     const Status opened = Store::Open(
         to_, Access::kWrite,
-        std::make_unique<TestPlace>(std::make_unique<DirectoryPlace>(to_.repository, "here"), trouble),
+        std::make_unique<TestPlace>(std::make_unique<DirectoryPlace>(to_.repository, "here")),
         [&](std::unique_ptr<SqlEngine>& engine) {
           std::unique_ptr<SqlEngine> real;
           Status connected = OpenSqlite(to_.repository + "/catalog.db", MakeCatalog::kNever, real);
-          engine = std::make_unique<TestEngine>(std::move(real), trouble, 0);
+          engine = std::make_unique<TestEngine>(std::move(real));
           return connected;
         },
         to);
@@ -116,7 +116,9 @@ class CopyTest : public testing::TestWithParam<bool> {
     listener.lost = [this](const std::string& saveset, const std::string& item) {
       told_.push_back(saveset + " " + item);
     };
+    faults::Begin(fault);
     Status copied = RepositoryCopy(*from, *to, listener).Run(result_);
+    faults::End();
     work_ = from->Work().Now();
     return copied;
   }
@@ -165,35 +167,34 @@ INSTANTIATE_TEST_SUITE_P(PlainAndEncrypted, CopyTest, testing::Bool(),
                          [](const auto& encrypted) { return encrypted.param ? "Encrypted" : "Plain"; });
 
 TEST_P(CopyTest, InterruptedAnywhereItEndsWholeWhenItIsRepeated) {
-  const auto trouble = std::make_shared<Trouble>();
-  ASSERT_TRUE(Copy(trouble));
-  const int operations = trouble->count;
+  ASSERT_TRUE(Copy());
+  const std::vector<faults::Fault> all = faults::All();
   EXPECT_EQ(work_.items, result_.packs);
   EXPECT_EQ(work_.bytes, result_.bytes);
   EXPECT_EQ(work_.allItems, result_.packs);
   EXPECT_EQ(work_.allBytes, result_.bytes);
-  const Contents all = Restorable(from_);
-  ASSERT_EQ(all.size(), 3U);
-  EXPECT_EQ(Restorable(to_), all);
+  const Contents contents = Restorable(from_);
+  ASSERT_EQ(contents.size(), 3U);
+  EXPECT_EQ(Restorable(to_), contents);
   EXPECT_EQ(DamagesIn(to_), 0U);
-  EXPECT_GT(operations, 20);
-  for (int at = 0; at < operations; at += 1 + static_cast<int>(dice_.Below(3))) {
+  const std::size_t step = faults::StepOf(all.size(), 16);
+  for (std::size_t i = dice_.Below(step); i < all.size(); i += step) {
+    SCOPED_TRACE(faults::ToText(all[i]));
     fs::remove_all(to_.repository);
-    const auto failing = std::make_shared<Trouble>();
-    failing->failAt = at;
-    EXPECT_FALSE(Copy(failing)) << at;
+    const Status failed = Copy(all[i]);
+    EXPECT_TRUE(!failed || Restorable(to_) == contents);
     for (const auto& [saveset, items] : Restorable(to_)) {
-      EXPECT_EQ(items, all.at(saveset)) << at;
+      EXPECT_EQ(items, contents.at(saveset));
     }
-    const Status repeated = Copy(std::make_shared<Trouble>());
-    ASSERT_TRUE(repeated) << at << ": " << repeated.Message();
-    EXPECT_EQ(Restorable(to_), all) << at << " " << failing->failed;
+    const Status repeated = Copy();
+    ASSERT_TRUE(repeated) << repeated.Message();
+    EXPECT_EQ(Restorable(to_), contents);
   }
   EXPECT_EQ(DamagesIn(to_), 0U);
 }
 
 TEST_P(CopyTest, WhatCameLaterComesWithTheNextCopyAndWhatWentStays) {
-  ASSERT_TRUE(Copy(std::make_shared<Trouble>()));
+  ASSERT_TRUE(Copy());
   const Contents before = Restorable(from_);
   const std::string later = BackUp();
   {
@@ -201,7 +202,7 @@ TEST_P(CopyTest, WhatCameLaterComesWithTheNextCopyAndWhatWentStays) {
     ASSERT_TRUE(Store::Open(from_, Access::kWrite, store));
     ASSERT_TRUE(store->DeleteAtOnce("ABC_1234567890"));
   }
-  ASSERT_TRUE(Copy(std::make_shared<Trouble>()));
+  ASSERT_TRUE(Copy());
   EXPECT_EQ(result_.savesets, 1U);
   EXPECT_EQ(result_.there, 2U);
   Contents expected = before;
@@ -221,19 +222,19 @@ TEST_P(CopyTest, ADamagedPackStaysBehindWithWhatNeedsIt) {
   std::fstream file(first, std::ios::in | std::ios::out | std::ios::binary);
   file.seekp(10'000);
   file.put('?').put('!').flush();
-  ASSERT_TRUE(Copy(std::make_shared<Trouble>()));
+  ASSERT_TRUE(Copy());
   EXPECT_EQ(result_.damages, 1U);
   const Contents copied = Restorable(to_);
   EXPECT_EQ(copied.count("ABC_1234567890"), 0U);
   EXPECT_LT(copied.at("ABC_1234567890_2"), 6U);
   EXPECT_EQ(DamagesIn(to_), 0U);
   // Nothing of the first one can come, at the next try neither: it is not listed.
-  ASSERT_TRUE(Copy(std::make_shared<Trouble>()));
+  ASSERT_TRUE(Copy());
   EXPECT_EQ(Restorable(to_), copied);
 }
 
 TEST_P(CopyTest, WhatARunningCopyHasBroughtIsNoDamage) {
-  ASSERT_TRUE(Copy(std::make_shared<Trouble>()));
+  ASSERT_TRUE(Copy());
   const Uid pack = Uid::Random();
   std::unique_ptr<Store> store;
   ASSERT_TRUE(Store::Open(to_, Access::kWrite, store));
@@ -261,7 +262,7 @@ TEST_P(CopyTest, AnotherRepositoryIsRefused) {
   to_.secretFile.clear();
   to_.keyFile.clear();
   ASSERT_TRUE(Store::Make(to_, false));
-  const Status refused = Copy(std::make_shared<Trouble>());
+  const Status refused = Copy();
   EXPECT_NE(refused.Message().find("is another one, with savesets of its own"), std::string::npos)
       << refused.Message();
 }

@@ -1,220 +1,168 @@
 #include "store/doubles.h"
 
 namespace store {
+namespace {
 
-// ---- Faults ----------------------------------------------------------------------------------------------
+using faults::How;
+using faults::Operation;
 
-void Faults::FailAt(std::size_t operation, Which which, Status status) {
-  const std::lock_guard lock(mutex_);
-  count_ = 0;
-  failing_ = operation;
-  which_ = which;
-  status_ = std::move(status);
+constinit Operation create("place-create", "FN");
+constinit Operation append("place-append", "FNs");
+constinit Operation finish("place-finish", "FNL");
+constinit Operation get("place-get", "Fs");
+constinit Operation size("place-size", "F");
+constinit Operation list("place-list", "Fs");
+constinit Operation erase("place-delete", "FL");
+constinit Operation hold("place-hold", "FN");
+constinit Operation ask("place-ask", "F");
+constinit Operation run("catalog-run", "FNs");
+constinit Operation begin("catalog-begin", "FNi");
+constinit Operation commit("catalog-commit", "FNiL");
+constinit Operation look("catalog-look", "F");
+constinit Operation check("catalog-check", "F");
+constinit Operation now("catalog-now", "F");
+
+Status Failure(How how) {
+  switch (how) {
+    case How::kNoRoom:
+      return Status::NoRoom("this was planned to find no room");
+    case How::kInterrupted:
+      return Status::Conflict("this was planned to be repeated");
+    default:
+      return Status::Failed("this was planned to fail");
+  }
 }
 
-void Faults::Never() { FailAt(SIZE_MAX, Which::kOnce); }
-
-std::size_t Faults::Count() {
-  const std::lock_guard lock(mutex_);
-  return count_;
+template <class Work>
+Status Or(Operation& operation, Work work) {
+  const std::optional<How> how = operation.Next();
+  if (!how) {
+    return work();
+  }
+  if (how == How::kLost) {
+    static_cast<void>(work());
+  }
+  return Failure(*how);
 }
 
-Status Faults::Next() {
-  const std::lock_guard lock(mutex_);
-  const std::size_t operation = count_++;
-  const bool fails = operation == failing_ || (operation > failing_ && which_ == Which::kFromThenOn);
-  return fails ? status_ : Status();
-}
+}  // namespace
 
-// ---- The place -------------------------------------------------------------------------------------------
+std::atomic<bool> TestPlace::touchedAgain = false;
 
-class RecordedPlace::NewOne : public NewObject {
+class TestPlace::Object : public NewObject {
  public:
-  NewOne(RecordedPlace& place, std::string name, std::size_t number)
-      : place_(place), name_(std::move(name)), number_(number) {}
+  Object(TestPlace& place, std::string name, std::unique_ptr<NewObject> object)
+      : place_(place), name_(std::move(name)), object_(std::move(object)) {}
 
   Status Append(std::string_view bytes) override {
-    if (failure_) {
-      failure_ = place_.Fault();
+    if (place_.onAppend) {
+      place_.onAppend(name_);
     }
-    if (failure_) {
-      const std::lock_guard lock(place_.log_->mutex);
-      place_.log_->changes.push_back({Change::Kind::kAppend, number_, name_, std::string(bytes)});
-      bytes_ += bytes;
-    }
-    return failure_;
+    return Once(append, [&] { return object_->Append(bytes); });
   }
-
   Status Finish() override {
-    if (failure_) {
-      failure_ = place_.Fault();
-    }
-    if (!failure_) {
-      return failure_;
-    }
-    const std::lock_guard lock(place_.log_->mutex);
-    place_.log_->changes.push_back({Change::Kind::kFinish, number_, name_, bytes_});
-    place_.log_->objects[name_] = bytes_;
-    failure_ = Status::Failed("the object " + name_ + " is finished");
-    return {};
+    return Once(finish, [&] { return object_->Finish(); });
   }
 
  private:
-  RecordedPlace& place_;
+  template <class Work>
+  Status Once(Operation& operation, Work work) {
+    touchedAgain = touchedAgain || failed_;
+    Status done = Or(operation, work);
+    failed_ = failed_ || !done;
+    return done;
+  }
+
+  TestPlace& place_;
   std::string name_;
-  std::size_t number_;
-  std::string bytes_;
-  Status failure_;
+  std::unique_ptr<NewObject> object_;
+  bool failed_ = false;
 };
 
-class RecordedPlace::Hold : public RunHold {
- public:
-  Hold(std::shared_ptr<Log> log, const Uid& run) : log_(std::move(log)), run_(run) {}
-  ~Hold() override {
-    const std::lock_guard lock(log_->mutex);
-    log_->runs[run_] = false;
-  }
-
- private:
-  std::shared_ptr<Log> log_;
-  Uid run_;
-};
-
-Status RecordedPlace::Create(const std::string& name, std::unique_ptr<NewObject>& object) {
-  if (Status fault = Fault(); !fault) {
-    return fault;
-  }
-  const std::lock_guard lock(log_->mutex);
-  log_->changes.push_back({Change::Kind::kCreate, log_->created, name, ""});
-  object = std::make_unique<NewOne>(*this, name, log_->created++);
-  return {};
-}
-
-Status RecordedPlace::Get(const std::string& name, std::uint64_t offset, std::size_t size,
-                          std::string& bytes) {
-  if (Status fault = Fault(); !fault) {
-    return fault;
-  }
-  const std::lock_guard lock(log_->mutex);
-  const auto found = log_->objects.find(name);
-  if (found == log_->objects.end()) {
-    return Status::Missing("the object " + name + " is missing");
-  }
-  if (offset + size > found->second.size()) {
-    return Status::Damaged("the object " + name + " is too short");
-  }
-  bytes = found->second.substr(offset, size);
-  return {};
-}
-
-Status RecordedPlace::Size(const std::string& name, std::optional<std::uint64_t>& size) {
-  size.reset();
-  if (Status fault = Fault(); !fault) {
-    return fault;
-  }
-  const std::lock_guard lock(log_->mutex);
-  if (const auto found = log_->objects.find(name); found != log_->objects.end()) {
-    size = found->second.size();
-  }
-  return {};
-}
-
-Status RecordedPlace::List(const std::string& prefix, const Each& each) {
-  if (Status fault = Fault(); !fault) {
-    return fault;
-  }
-  std::map<std::string, std::string> objects;
-  {
-    const std::lock_guard lock(log_->mutex);
-    objects = log_->objects;
-  }
-  for (const auto& [name, bytes] : objects) {
-    if (name.starts_with(prefix)) {
-      if (Status done = each(name, bytes.size()); !done) {
-        return done;
-      }
+Status TestPlace::Create(const std::string& name, std::unique_ptr<NewObject>& object) {
+  return Or(create, [&] {
+    std::unique_ptr<NewObject> made;
+    Status created = place_->Create(name, made);
+    if (created) {
+      object = std::make_unique<Object>(*this, name, std::move(made));
     }
-  }
-  return {};
+    return created;
+  });
 }
 
-Status RecordedPlace::Delete(const std::string& name) {
-  if (Status fault = Fault(); !fault) {
-    return fault;
+// A place that has not all of them says that they are damaged.
+Status TestPlace::Get(const std::string& name, std::uint64_t offset, std::size_t wanted, std::string& bytes) {
+  const std::optional<How> how = get.Next();
+  if (how == How::kShort) {
+    return Status::Damaged("the object " + name + " was planned to end before");
   }
-  const std::lock_guard lock(log_->mutex);
-  log_->changes.push_back({Change::Kind::kDelete, 0, name, ""});
-  log_->objects.erase(name);
-  return {};
+  return how ? Failure(*how) : place_->Get(name, offset, wanted, bytes);
 }
 
-Status RecordedPlace::HoldRun(const Uid& run, std::unique_ptr<RunHold>& hold) {
-  if (Status fault = Fault(); !fault) {
-    return fault;
-  }
-  const std::lock_guard lock(log_->mutex);
-  log_->runs[run] = true;
-  hold = std::make_unique<Hold>(log_, run);
-  return {};
+Status TestPlace::Size(const std::string& name, std::optional<std::uint64_t>& found) {
+  return Or(size, [&] { return place_->Size(name, found); });
 }
 
-Status RecordedPlace::IsRunGone(const Uid& run, bool& gone) {
+Status TestPlace::List(const std::string& prefix, const Each& each) {
+  const std::optional<How> how = list.Next();
+  if (how == How::kFails) {
+    return Failure(*how);
+  }
+  bool any = false;
+  return place_->List(prefix, [&](const std::string& name, std::uint64_t bytes) {
+    Status done = how && any ? Failure(*how) : each(name, bytes);
+    any = true;
+    return done;
+  });
+}
+
+Status TestPlace::Delete(const std::string& name) {
+  return Or(erase, [&] { return place_->Delete(name); });
+}
+
+Status TestPlace::HoldRun(const Uid& held, std::unique_ptr<RunHold>& holder) {
+  return Or(hold, [&] { return place_->HoldRun(held, holder); });
+}
+
+Status TestPlace::IsRunGone(const Uid& asked, bool& gone) {
   gone = false;
-  if (Status fault = Fault(); !fault) {
-    return fault;
+  return Or(ask, [&] { return place_->IsRunGone(asked, gone); });
+}
+
+Status TestEngine::Run(const std::string& text, const std::vector<SqlValue>& values, const Row& row) {
+  const std::optional<How> how = run.Next();
+  if (how != How::kShort) {
+    return how ? Failure(*how) : engine_->Run(text, values, row);
   }
-  const std::lock_guard lock(log_->mutex);
-  gone = !log_->runs[run];
-  return {};
+  bool any = false;
+  Status done = engine_->Run(text, values, [&](const SqlRow& one) {
+    Status got = any || !row ? Failure(*how) : row(one);
+    any = true;
+    return got;
+  });
+  return done ? Failure(*how) : done;
 }
 
-void RecordedPlace::KillRuns(Log& log) {
-  const std::lock_guard lock(log.mutex);
-  log.runs.clear();
+Status TestEngine::Begin() {
+  return Or(begin, [&] { return engine_->Begin(); });
 }
 
-std::map<std::string, std::string> RecordedPlace::AfterPowerCut(Log& log, std::size_t changes,
-                                                                std::mt19937& dice) {
-  const std::lock_guard lock(log.mutex);
-  std::map<std::string, std::string> objects;
-  for (std::size_t i = 0; i < changes && i < log.changes.size(); ++i) {
-    const Change& change = log.changes[i];
-    if (change.kind == Change::Kind::kFinish) {
-      objects[change.name] = change.bytes;
-    } else if (change.kind == Change::Kind::kDelete && dice() % 2 == 0) {
-      objects.erase(change.name);
-    }
-  }
-  return objects;
+Status TestEngine::Commit() {
+  return Or(commit, [&] { return engine_->Commit(); });
 }
 
-// ---- The engine ------------------------------------------------------------------------------------------
-
-Status FaultyEngine::Run(const std::string& text, const std::vector<SqlValue>& values, const Row& row) {
-  Status fault = faults_->Next();
-  return fault ? engine_->Run(text, values, row) : fault;
+Status TestEngine::HasTable(std::string_view name, bool& has) {
+  return Or(look, [&] { return engine_->HasTable(name, has); });
 }
 
-Status FaultyEngine::Begin() {
-  Status fault = faults_->Next();
-  return fault ? engine_->Begin() : fault;
+Status TestEngine::CheckWhole(const std::function<void(const std::string&)>& wrong) {
+  return Or(check, [&] { return engine_->CheckWhole(wrong); });
 }
 
-Status FaultyEngine::Commit() {
-  Status fault = faults_->Next();
-  if (!fault && !commitsBeforeItFails) {
-    return fault;
-  }
-  Status done = engine_->Commit();
-  if (done && committed) {
-    committed();
-  }
-  return fault ? done : fault;
-}
-
-Status FaultyEngine::HasTable(std::string_view name, bool& has) {
-  Status fault = faults_->Next();
-  return fault ? engine_->HasTable(name, has) : fault;
+Status TestEngine::Now(std::int64_t& seconds) {
+  Status told = Or(now, [&] { return engine_->Now(seconds); });
+  seconds += clock_;
+  return told;
 }
 
 }  // namespace store

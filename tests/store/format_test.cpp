@@ -8,10 +8,10 @@
 #include "platform/platform.h"
 #include "store/base/bytes.h"
 #include "store/base/checksum.h"
-#include "store/doubles.h"
 #include "store/keys/block_cipher.h"
 #include "store/pack/map.h"
 #include "store/pack/record.h"
+#include "store/place/directory_place.h"
 #include "store/saveset_objects.h"
 #include "support/dice.h"
 #include "support/run_program.h"
@@ -398,7 +398,8 @@ TEST_F(KeysTest, SmallObjectsAreBoundToWhatTheyAre) {
 }
 
 TEST_F(KeysTest, ASavesetOfATimeThatNoCalendarHasIsDamaged) {
-  RecordedPlace place(std::make_shared<RecordedPlace::Log>());
+  const support::TemporaryDirectory directory;
+  DirectoryPlace place(directory.Path(), "here");
   const ObjectShelf shelf{place, keys_, kRepository};
   Saveset saveset;
   saveset.uid = saveset.together = kSaveset;

@@ -8,10 +8,10 @@
 #include <set>
 
 #include "platform/data_file.h"
+#include "store/doubles.h"
 #include "store/load/saveset_reader.h"
 #include "store/place/directory_place.h"
 #include "store/save/saveset_writer.h"
-#include "store/save_doubles.h"
 #include "store/store.h"
 #include "support/dice.h"
 #include "support/run_program.h"
@@ -58,15 +58,14 @@ class SaveTest : public testing::Test {
   std::unique_ptr<Store> Open() {
     fs::create_directories(config_.repository);
     fs::permissions(config_.repository, fs::perms::owner_all);
-    auto place =
-        std::make_unique<TestPlace>(std::make_unique<DirectoryPlace>(config_.repository, "here"), trouble_);
+    auto place = std::make_unique<TestPlace>(std::make_unique<DirectoryPlace>(config_.repository, "here"));
     place->best = best_;
     place->onAppend = onAppend_;
     const auto connect = [this](std::unique_ptr<SqlEngine>& engine) {
       std::unique_ptr<SqlEngine> made;
       Status opened = OpenSqlite(config_.repository + "/catalog.db", MakeCatalog::kIfMissing, made);
       if (opened) {
-        engine = std::make_unique<TestEngine>(std::move(made), trouble_, clock_);
+        engine = std::make_unique<TestEngine>(std::move(made), clock_);
       }
       return opened;
     };
@@ -184,7 +183,6 @@ class SaveTest : public testing::Test {
 
   support::TemporaryDirectory directory_;
   ServerConfig config_;
-  std::shared_ptr<Trouble> trouble_ = std::make_shared<Trouble>();
   std::uint64_t best_ = 64 * kMiB;
   std::function<void(const std::string&)> onAppend_;
   std::int64_t clock_ = 0;
@@ -546,66 +544,6 @@ TEST_F(SaveDirectoryTest, WhoseBaseGoesIsStoredWhole) {
       ExpectRestores(second, file, bytes);
       EXPECT_TRUE(Open()->DeleteAtOnce(second.saveset));
     }
-  }
-}
-
-// ---- Failures --------------------------------------------------------------------------------------------
-
-// Every operation of the place and every transaction fails in turn. Nothing that is confirmed is false,
-// nothing that was not stays, and the next run works.
-TEST_F(SaveTest, AFailureOfAnyOperationIsFinal) {
-  best_ = 2 * kMiB;
-  std::map<std::string, std::string> contents;
-  for (unsigned i = 0; i < 4; ++i) {
-    const std::string bytes = Noise(i % 2 == 0 ? 3 * kMiB : 2000, i);
-    contents[Write("f" + std::to_string(i), bytes)] = bytes;
-  }
-  std::vector<std::string> names;
-  names.reserve(contents.size());
-  for (const auto& [name, bytes] : contents) {
-    names.push_back(name);
-  }
-  BackUpWell({names[0]});
-  std::size_t failures = 0;
-  for (int at = 0;; ++at) {
-    Result result;
-    const auto store = Open();
-    const auto writer = Begin(*store, result);
-    trouble_->count = 0;
-    trouble_->failAt = at;
-    trouble_->failed.clear();
-    for (const std::string& name : names) {
-      if (result.status) {
-        SaveOne(*writer, name, result);
-      }
-    }
-    const Status ended = writer->End(static_cast<bool>(result.status), false);
-    trouble_->failAt = Trouble::kNever;
-    if (trouble_->failed.empty()) {
-      EXPECT_TRUE(ended) << ended.Message();
-      break;
-    }
-    ++failures;
-    SCOPED_TRACE("failed at " + std::to_string(at) + ": " + trouble_->failed);
-    EXPECT_FALSE(ended);
-    EXPECT_FALSE(trouble_->touchedAgain);
-    for (const std::string& name : result.confirmed) {
-      ExpectRestores(result, name, contents.at(name));
-    }
-    static_cast<void>(store->CloseSession(Mode::kBackup, session_, State::kFailed));
-    const Result next = BackUpWell({names[1]});
-    ExpectRestores(next, names[1], contents.at(names[1]));
-  }
-  EXPECT_GT(failures, 15U);
-  // Whatever the failures left is gone, or known.
-  std::set<std::string> known;
-  const auto store = Open();
-  for (const fs::path& pack : Packs()) {
-    Uid uid;
-    std::optional<Pack> row;
-    EXPECT_TRUE(Uid::FromHex(pack.filename().string(), uid)) << pack;
-    EXPECT_TRUE(store->Rows().FindPack(uid, row));
-    EXPECT_TRUE(row) << pack;
   }
 }
 

@@ -8,10 +8,10 @@
 #include <set>
 
 #include "platform/data_file.h"
+#include "store/doubles.h"
 #include "store/load/saveset_reader.h"
 #include "store/place/s3_place.h"
 #include "store/save/saveset_writer.h"
-#include "store/save_doubles.h"
 #include "store/store.h"
 #include "support/broken_network.h"
 #include "support/dice.h"
@@ -41,7 +41,7 @@ class PosixS3SaveTest : public testing::Test {
   Status Open(std::unique_ptr<Store>& store) {
     auto bucket = std::make_unique<S3Place>(
         settings_, prefix_, RunLocks(directory_.File("runs"), "here", RunLocks::Whose::kEverybodys));
-    auto place = std::make_unique<TestPlace>(std::move(bucket), std::make_shared<Trouble>());
+    auto place = std::make_unique<TestPlace>(std::move(bucket));
     place->best = 1024 * 1024;
     const auto connect = [this](std::unique_ptr<SqlEngine>& engine) {
       return OpenSqlite(directory_.File("catalog.db"), MakeCatalog::kIfMissing, engine);
