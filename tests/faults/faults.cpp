@@ -65,7 +65,7 @@ std::optional<How> Operation::Next() {
     return std::nullopt;
   }
   happened = true;
-  return planned.how;
+  return planned.how == How::kShort && call > planned.call ? How::kNoRoom : planned.how;
 }
 
 std::string ToText(const Fault& fault) {

@@ -13,7 +13,7 @@ namespace faults {
 enum class How {
   kFails,        // with an error of the device
   kNoRoom,       // with a full disk
-  kShort,        // does a part, and says so: as a success where that is one
+  kShort,        // does a part, and says so: as a success where that is one; for good: then the disk is full
   kInterrupted,  // by a signal, or by another transaction
   kLost,         // is done, and fails all the same
   kSignal        // SIGTERM comes before it

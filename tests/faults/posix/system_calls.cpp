@@ -104,8 +104,8 @@ DATA(pread, "Fsit", ssize_t, (int file, void* bytes, std::size_t size, off_t pla
      (file, bytes, size, place))
 CALL(preadv2, "Ft", ssize_t, (int file, const iovec* pieces, int count, off_t place, int flags),
      (file, pieces, count, place, flags))
-DATA(write, "FNsit", ssize_t, (int file, const void* bytes, std::size_t size), (file, bytes, size))
-DATA(pwrite, "FNsit", ssize_t, (int file, const void* bytes, std::size_t size, off_t place),
+DATA(write, "FNSit", ssize_t, (int file, const void* bytes, std::size_t size), (file, bytes, size))
+DATA(pwrite, "FNSit", ssize_t, (int file, const void* bytes, std::size_t size, off_t place),
      (file, bytes, size, place))
 CALL(lseek, "Ft", off_t, (int file, off_t place, int whence), (file, place, whence))
 CALL(ftruncate, "FNt", int, (int file, off_t size), (file, size))
