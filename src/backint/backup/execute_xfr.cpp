@@ -97,7 +97,7 @@ ItemEntries SettleItems(const ItemList& requested, const ItemList& confirmedItem
 
 SavedItems ExecuteXFR(const JobItems& items) {
   ItemReading held = ReadItems(items);
-  const bool heldWhole = held.end == ItemReading::End::kWhole;
+  const bool heldWhole = held.end != ItemReading::End::kFailed;
   WarnOfBlanks(held.names);
   std::unique_ptr<FileList> list;
   const XfrRun run = SaveItems(items, std::move(held), list);
