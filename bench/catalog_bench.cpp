@@ -110,7 +110,7 @@ void Make(const std::string& path, const Sizes& sizes) {
   for (std::uint64_t set = 1; set <= sizes.savesets; ++set) {
     Saveset saveset;
     saveset.id = static_cast<std::int64_t>(set);
-    saveset.uid = FixedUid(2, set);
+    saveset.uid = saveset.together = FixedUid(2, set);
     saveset.name = "ABC" + std::to_string(1'700'000'000 + set);
     saveset.database = "ABC";
     saveset.pool = "disk";
