@@ -44,21 +44,17 @@ QUICK = Scale(rounds=1, short_rounds=3, starts=5, large=64 << 20, large_growth=(
               small=500, small_growth=(100, 250), catalogs=(5_000, 20_000), items=(10, 1_000, 20_000), traced=5_000)
 
 
-class OtherProgram:
-    """A program that prints its figures itself, each as `name TAB value TAB unit`."""
+class Shared:
+    """What bench/shared.sh prints, each figure as `name TAB value TAB unit`."""
 
-    def __init__(self, name):
-        self.name = name
-
-    def __call__(self, place, _scale):
+    def __init__(self, place, scale):
         self.place = place
-        return self
+        self.scale = scale
 
     def run(self):
-        if not (self.place.programs / self.name).exists():
-            return [], []
-        table = Table("Medians", ("figure", "value", "unit"))
-        for name, value, unit in self.place.lines_of(str(self.place.programs / self.name)):
+        table = Table("Figures of one run", ("figure", "value", "unit"))
+        command = (str(ROOT / "bench/shared.sh"), str(self.place.programs), str(self.scale.large / WHOLE.large))
+        for name, value, unit in self.place.lines_of(*command):
             table.add(name, f"{value:,.3g}" if value < 1000 else f"{value:,.0f}", unit)
         return [table], []
 
@@ -83,7 +79,7 @@ CHAPTERS = (
             "With tools that do nothing: the control tool says yes, the data mover confirms every item. Processor time "
             "and memory are those of `backint` alone.", Limits),
     Chapter("shared", "A bucket and a database", "The repository is in a bucket, its catalog in PostgreSQL.",
-            OtherProgram("shared_bench")),
+            Shared),
 )
 
 

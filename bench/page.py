@@ -34,8 +34,8 @@ class Table:
 
 # ---- Plots ----
 
-WIDTH, HEIGHT = 420, 250
-LEFT, RIGHT, TOP, BOTTOM = 52, 118, 30, 40
+WIDTH, HEIGHT = 480, 250
+LEFT, RIGHT, TOP, BOTTOM = 52, 178, 30, 40
 
 STYLE = """
   text { font: 11px sans-serif; fill: #444 }
