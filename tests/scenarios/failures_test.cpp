@@ -200,7 +200,7 @@ std::vector<Story> Stories() {
   return stories;
 }
 
-INSTANTIATE_TEST_SUITE_P(, Failures, testing::ValuesIn(Stories()),
+INSTANTIATE_TEST_SUITE_P(Here, Failures, testing::ValuesIn(Stories()),
                          [](const testing::TestParamInfo<Story>& tested) { return tested.param.name; });
 
 }  // namespace
