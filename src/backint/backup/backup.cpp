@@ -134,7 +134,6 @@ void HandleItem(const std::string& item, std::vector<FileRecord>& files, RunResu
 // Works through the items; what is left is the files.
 std::vector<FileRecord> HandleItems(const ItemList& items, RunResult& result) {
   std::vector<FileRecord> files;
-  const ResultLines lines(ResultLines::Pace::kOneByOne);
   for (const std::string& item : items) {
     if (IsUnsavableName(item) || !BelongsToSpecialJob(item)) {
       HandleItem(item, files, result);
