@@ -9,19 +9,21 @@ namespace store {
 namespace {
 
 constexpr int kPortion = 500;
-constexpr int kComing = 2;  // in the column saveset.deleting
+// In the column saveset.deleting.
+constexpr int kDeleted = 1;
+constexpr int kComing = 2;
 
 struct Row {
   std::int64_t id = 0;
   std::int64_t family = 0;
-  bool coming = false;
+  bool deleted = false;
 };
 
 Status FindRow(Catalog::Inside& inside, const Uid& uid, std::optional<Row>& found) {
   found.reset();
   return inside.engine->Run("SELECT id, family, deleting FROM saveset WHERE uid = $1", {uid.Bytes()},
                             [&found](const SqlRow& row) {
-                              found = Row{row.Number(0), row.Number(1), row.Number(2) == kComing};
+                              found = Row{row.Number(0), row.Number(1), row.Number(2) == kDeleted};
                               return Status();
                             });
 }
@@ -133,11 +135,10 @@ Status Catalog::ListRecords(const Saveset& saveset, const std::function<Status(c
   return {};
 }
 
-Status Catalog::BeginAdoption(const Saveset& saveset, bool& whole) {
+Status Catalog::BeginAdoption(const Saveset& saveset) {
   return inside_->Transact([&] {
     std::optional<Row> row;
     Status found = FindRow(*inside_, saveset.uid, row);
-    whole = row && !row->coming;
     return !found || row ? found : AddRow(*inside_, saveset);
   });
 }
@@ -146,7 +147,7 @@ Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& pac
                            const std::vector<ItemRecord>& items) {
   return inside_->Transact([&] {
     std::optional<Row> row;
-    if (Status found = FindRow(*inside_, saveset, row); !found || !row || !row->coming) {
+    if (Status found = FindRow(*inside_, saveset, row); !found || !row || row->deleted) {
       return found ? Status::Conflict("the saveset was taken out meanwhile") : found;
     }
     std::unordered_map<Uid, std::int64_t, UidHash> ids;
@@ -171,8 +172,8 @@ Status Catalog::EndAdoption(const Uid& saveset) {
         "AND "
         "item.directory = 0), bytes = coalesce((SELECT sum(size) FROM item WHERE item.saveset = saveset.id "
         "AND "
-        "item.kind = 0), 0) WHERE uid = $1 AND deleting = $2",
-        {saveset.Bytes(), kComing});
+        "item.kind = 0), 0) WHERE uid = $1 AND deleting <> $2",
+        {saveset.Bytes(), kDeleted});
   });
 }
 

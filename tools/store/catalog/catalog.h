@@ -324,11 +324,11 @@ class Catalog {
   };
   // All items of the saveset by their numbers, also several of one name.
   Status ListRecords(const Saveset& saveset, const std::function<Status(const ItemRecord& record)>& each);
-  // Makes the saveset's row, unless it is there; `whole` is true if nothing of it has to come any more. Until
-  // `EndAdoption` nobody finds it. kConflict if another saveset has the name.
-  Status BeginAdoption(const Saveset& saveset, bool& whole);
+  // Makes the saveset's row, unless it is there. A new one is found by nobody until `EndAdoption`. kConflict
+  // if another saveset has the name.
+  Status BeginAdoption(const Saveset& saveset);
   // Items of it, of which some may have come before, and all packs that they need, whose objects are there.
-  // kConflict if one of the packs is damaged, or being deleted.
+  // kConflict if one of the packs is damaged or being deleted, or the saveset is being deleted.
   Status AdoptItems(const Uid& saveset, const std::vector<PackFacts>& packs,
                     const std::vector<ItemRecord>& items);
   Status EndAdoption(const Uid& saveset);

@@ -15,6 +15,11 @@ namespace {
 constexpr std::size_t kItemsOfCommit = 500;
 constexpr std::uint64_t kReadAtOnce = 4 * 1024 * 1024;
 
+// With all of its items: what could not be read at an earlier copy may come now.
+bool IsWhole(const std::optional<Saveset>& copy, const Saveset& saveset) {
+  return copy && copy->items >= saveset.items;
+}
+
 // The packs that these items need, out of all of the saveset's.
 std::vector<PackFacts> PacksOf(const std::vector<Catalog::ItemRecord>& items,
                                const std::map<Uid, const PackFacts*>& packs) {
@@ -78,10 +83,10 @@ Status RepositoryCopy::CountPacks(const std::vector<Saveset>& savesets) {
   std::set<Uid> packs;
   Status done;
   for (auto saveset = savesets.begin(); done && saveset != savesets.end(); ++saveset) {
-    std::optional<Saveset> there;
+    std::optional<Saveset> copy;
     std::vector<Uid> needed;
-    done = to_.Rows().FindSavesetByUid(saveset->uid, there);
-    if (done && !there) {
+    done = to_.Rows().FindSavesetByUid(saveset->uid, copy);
+    if (done && !IsWhole(copy, *saveset)) {
       done = from_.Rows().ListPacksOf(*saveset, needed);
     }
     packs.insert(needed.begin(), needed.end());
@@ -127,19 +132,20 @@ Status RepositoryCopy::GiveUpOthers(const std::vector<Saveset>& savesets) {
 }
 
 Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
-  std::optional<Saveset> there;
-  if (Status found = to_.Rows().FindSavesetByUid(saveset.uid, there); !found || there) {
-    result_.there += there ? 1U : 0U;
+  std::optional<Saveset> copy;
+  if (Status found = to_.Rows().FindSavesetByUid(saveset.uid, copy); !found || IsWhole(copy, saveset)) {
+    result_.there += found ? 1U : 0U;
     return found;
   }
   std::vector<PackFacts> packs;
   std::uint64_t items = 0;
   Status done = CopyPacks(saveset, packs);
   if (done) {
-    done = CopyItems(saveset, packs, items);
+    done = CopyItems(saveset, copy, packs, items);
   }
   if (done && items == 0) {
-    return {};  // all of them stay behind
+    result_.there += copy ? 1U : 0U;
+    return {};  // all that is missing stays behind
   }
   if (done.What() == Status::Kind::kConflict) {
     ++result_.damages;
@@ -280,18 +286,19 @@ Status RepositoryCopy::FindTorn(const Saveset& saveset, std::set<std::uint64_t>&
   });
 }
 
-Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::vector<PackFacts>& packs,
-                                 std::uint64_t& came) {
+// A saveset that is listed, without some items, gets all of them at once: never a part of a directory.
+Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::optional<Saveset>& copy,
+                                 const std::vector<PackFacts>& packs, std::uint64_t& came) {
   std::map<Uid, const PackFacts*> byId;
   for (const PackFacts& pack : packs) {
     byId.emplace(pack.uid, &pack);
   }
   std::set<std::uint64_t> torn;
+  std::set<std::uint64_t> there;
   std::vector<Catalog::ItemRecord> items;
   const auto commit = [&] {
-    bool whole = false;
-    Status done = to_.Rows().BeginAdoption(saveset, whole);
-    if (done && !whole) {
+    Status done = to_.Rows().BeginAdoption(saveset);
+    if (done) {
       done = to_.Rows().AdoptItems(saveset.uid, PacksOf(items, byId), items);
     }
     came += items.size();
@@ -300,15 +307,24 @@ Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::vector<PackF
   };
   Status done = FindTorn(saveset, torn);
   torn.erase(0);
+  if (done && copy) {
+    done = to_.Rows().ListRecords(*copy, [&there](const Catalog::ItemRecord& record) {
+      there.insert(record.item.number);
+      return Status();
+    });
+  }
   if (done) {
     done = from_.Rows().ListRecords(saveset, [&](const Catalog::ItemRecord& record) {
+      if (there.count(record.item.number) != 0) {
+        return Status();
+      }
       if (IsBad(record) || torn.count(record.item.directory) != 0 ||
           (record.item.directory == 0 && torn.count(record.item.number) != 0)) {
         listener_.lost(saveset.name, record.item.name);
         return Status();
       }
       items.push_back(record);
-      return items.size() < kItemsOfCommit ? Status() : commit();
+      return copy || items.size() < kItemsOfCommit ? Status() : commit();
     });
   }
   if (done && !items.empty()) {

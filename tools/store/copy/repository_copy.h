@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -28,8 +29,9 @@ class RepositoryCopy {
   };
   // Packs come first, then the rows of a saveset's items, then its objects; then it is listed. So wherever
   // this ends, all that the copy lists can be restored, and the next call goes on. What is marked to be
-  // deleted does not come, nor a saveset all of whose items need a damaged pack; what the first one deletes
-  // later stays in the copy. Both stores' `Work()` counts the packs that come, and their bytes.
+  // deleted does not come. An item that needs a damaged pack stays behind, until a later call finds the pack
+  // whole; a saveset of which no item can come is not listed. What the first one deletes later stays in the
+  // copy. Both stores' `Work()` counts the packs that come, and their bytes.
   Status Run(Result& result);
 
  private:
@@ -41,7 +43,8 @@ class RepositoryCopy {
   Status CopyPacks(const Saveset& saveset, std::vector<PackFacts>& packs);
   Status CopyPackIfMissing(const PackFacts& pack, bool& came);
   Status CopyPack(const PackFacts& pack);
-  Status CopyItems(const Saveset& saveset, const std::vector<PackFacts>& packs, std::uint64_t& came);
+  Status CopyItems(const Saveset& saveset, const std::optional<Saveset>& copy,
+                   const std::vector<PackFacts>& packs, std::uint64_t& came);
   Status FindTorn(const Saveset& saveset, std::set<std::uint64_t>& torn);
   Status CopyObjects(const Uid& saveset);
   [[nodiscard]] bool IsBad(const Catalog::ItemRecord& record) const;
