@@ -25,7 +25,7 @@ RunResult WriteLine(const std::string& item, ItemStatus status) {
 // A job that is not open on the server: none of its items is saved.
 RunResult ReportUnopenedJob(const JobItems& items) {
   const ItemReading requested = ReadItemsAloud(items);
-  ResultLines lines(ResultLines::Pace::kTogether);
+  ResultLines lines;
   for (const std::string& item : requested.names) {
     static_cast<void>(WriteLine(item, ItemStatus::kFailed));
   }
@@ -35,7 +35,7 @@ RunResult ReportUnopenedJob(const JobItems& items) {
 
 RunResult ReportItems(const ItemEntries& entries) {
   RunResult result = RunResult::kSuccess;
-  ResultLines lines(ResultLines::Pace::kTogether);
+  ResultLines lines;
   for (const ItemEntry& entry : entries) {
     FoldResult(result, WriteLine(entry.name, entry.status));
   }

@@ -19,7 +19,9 @@ namespace {
 constexpr std::size_t kLineWidth = 2047;
 constexpr std::size_t kTraceFWidth = 4095;
 
-// Lines that wait for the end of the outermost batch, for each of the two files.
+// Lines that wait for the end of the outermost batch, or until so many bytes have come together, for each of
+// the two files.
+constexpr std::size_t kMostWaiting = 65536;
 int openBatches = 0;
 std::string waitingTrace;
 std::string waitingXfrTrace;
@@ -74,19 +76,18 @@ bool AppendOrTell(const std::string& path, const std::string& text) {
   return false;
 }
 
-int Append(const std::string& path, std::string& waiting, const std::string& line) {
-  if (openBatches > 0) {
-    waiting += line;
-    return 1;
-  }
-  return AppendOrTell(path, line) ? 1 : -1;
+bool WriteWaiting(const std::string& path, std::string& waiting) {
+  const bool written = waiting.empty() || AppendOrTell(path, waiting);
+  waiting.clear();
+  return written;
 }
 
-void WriteWaiting(const std::string& path, std::string& waiting) {
-  if (!waiting.empty()) {
-    AppendOrTell(path, waiting);
-    waiting.clear();
+int Append(const std::string& path, std::string& waiting, const std::string& line) {
+  if (openBatches == 0) {
+    return AppendOrTell(path, line) ? 1 : -1;
   }
+  waiting += line;
+  return waiting.size() < kMostWaiting || WriteWaiting(path, waiting) ? 1 : -1;
 }
 
 std::string TraceFileName(const std::string& base) {

@@ -46,9 +46,9 @@ bool TraceShows(int level);
   } while (false)
 #define TRACE(level, ...) TRACE_AS(kTraceSource, level, __VA_ARGS__)
 
-// While one lives, lines are gathered; they reach their files, each in one cycle, when the outermost ends.
-// For lines between which nobody outside can observe anything, such as the comparisons within one line of
-// the mover.
+// While one lives, lines are gathered; they reach their files some at a time, the last when the outermost
+// ends. For lines between which nobody outside can observe anything, such as the comparisons within one line
+// of the mover.
 class TraceBatch {
  public:
   TraceBatch();

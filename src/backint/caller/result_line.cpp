@@ -5,9 +5,6 @@
 
 namespace {
 
-// A block of most file systems.
-constexpr std::size_t kMostWaiting = 4096;
-
 ResultLines* together = nullptr;
 
 RunResult ResultOf(bool written) { return written ? RunResult::kSuccess : RunResult::kFailure; }
@@ -37,9 +34,8 @@ class OutputForLine {
   // A file in which a line failed is opened anew for the next one.
   bool Write(const std::string& line) {
     const bool staysOpen = together != nullptr && file_->AppendsToFile();
-    const bool waits = staysOpen && together->Waits(line.size());
-    if (!waits) {
-      TraceBatch::WriteOut();
+    if (!staysOpen) {
+      TraceBatch::WriteOut();  // a pipe may have nobody who reads it
     }
     if (!file_->Write(line + "\n")) {
       return false;
@@ -47,7 +43,7 @@ class OutputForLine {
     if (!staysOpen) {
       return file_->Close();
     }
-    const bool written = waits || file_->Flush();
+    const bool written = file_->Flush();
     together->file_ = written ? std::move(file_) : nullptr;
     return written;
   }
@@ -85,28 +81,12 @@ bool IsDone(ItemStatus status) {
 
 }  // namespace
 
-ResultLines::ResultLines(Pace pace) : pace_(pace), outer_(together) {
-  if (pace_ == Pace::kTogether) {
-    trace_.emplace();
-  }
-  together = this;
-}
+ResultLines::ResultLines() : outer_(together) { together = this; }
 
 ResultLines::~ResultLines() { together = outer_; }
 
-bool ResultLines::Waits(std::size_t size) {
-  waiting_ += size + 1;
-  if (pace_ == Pace::kTogether && waiting_ < kMostWaiting) {
-    return true;
-  }
-  waiting_ = 0;
-  return false;
-}
-
 RunResult ResultLines::Close() {
-  if (trace_) {
-    TraceBatch::WriteOut();
-  }
+  TraceBatch::WriteOut();
   const std::unique_ptr<platform::TextFile> file = std::move(file_);
   return ResultOf(file == nullptr || file->Close());
 }

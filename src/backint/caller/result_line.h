@@ -1,11 +1,8 @@
 // The result lines: all that the caller learns about its items. Each call writes one line into the output
-// file itself, so a line is in the file the moment its item is decided; of many that are decided together, a
-// block of them is.
+// file itself, so a line is in the file the moment its item is decided.
 #pragma once
 
-#include <cstddef>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "backint/base/run_records.h"
@@ -29,15 +26,11 @@ RunResult WriteBackupResult(const std::string& item, ItemStatus status);
 RunResult WriteRestoreResult(const std::string& file, ItemStatus status);
 RunResult WriteInquireResult(const std::string& backupId, const std::string& file, InquireStatus status);
 
-// While one of these lives, the output is opened once for all lines, not once for each, if it is a regular
-// file.
+// For lines that are decided together. While one of these lives, the output is opened once for all of them,
+// if it is a regular file, and the lines of the trace are written some at a time.
 class ResultLines {
  public:
-  enum class Pace {
-    kOneByOne,  // each line is in the file when its call returns: other things happen between them
-    kTogether,  // lines, and what the trace says of them before, go out some at a time
-  };
-  explicit ResultLines(Pace pace);
+  ResultLines();
   ResultLines(const ResultLines&) = delete;
   ResultLines& operator=(const ResultLines&) = delete;
   ~ResultLines();
@@ -46,15 +39,11 @@ class ResultLines {
 
  private:
   friend class OutputForLine;
-  // Whether a line of that size may wait for the next ones.
-  [[nodiscard]] bool Waits(std::size_t size);
 
-  Pace pace_;
   ResultLines* outer_;  // lines between which these are written
-  std::optional<TraceBatch> trace_;
+  TraceBatch trace_;
   std::unique_ptr<platform::TextFile> file_;
   std::string path_;  // of the file
-  std::size_t waiting_ = 0;
 };
 
 inline constexpr const char* kOutputFailed = "ERROR: Opening ouptut file failes.";

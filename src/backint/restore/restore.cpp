@@ -136,7 +136,7 @@ void RunGroup(const RestoreGroup& group, RunResult& result) {
 }
 
 void ReportNotFound(const RestoreGroup& group, RunResult& result) {
-  ResultLines lines(ResultLines::Pace::kTogether);
+  ResultLines lines;
   for (const std::string& file : group.files) {
     FoldResult(result, RunResult::kFailure);
     static_cast<void>(WriteRestoreResult(file, ItemStatus::kNotHeld));

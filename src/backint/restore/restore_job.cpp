@@ -29,7 +29,7 @@ RunResult WriteLine(const std::string& file, ItemStatus status) {
 }
 
 RunResult ReportAll(const ItemList& files, ItemStatus status) {
-  ResultLines lines(ResultLines::Pace::kTogether);
+  ResultLines lines;
   for (const std::string& file : files) {
     static_cast<void>(WriteLine(file, status));
   }
@@ -148,7 +148,7 @@ RestoredFiles RestoreFiles(const ItemList& files, std::string destination) {
 
 RunResult ReportEntries(const ItemEntries& entries) {
   RunResult result = RunResult::kSuccess;
-  ResultLines lines(ResultLines::Pace::kTogether);
+  ResultLines lines;
   for (const ItemEntry& entry : entries) {
     TRACE(3, "ListFIFO: %s", EntryText(entry).c_str());
     FoldResult(result, WriteLine(entry.name, entry.status));
