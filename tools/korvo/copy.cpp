@@ -23,7 +23,7 @@ struct Options {
 
 // What is damaged and therefore stays behind.
 struct LeftOut {
-  Json damages = Json::array();
+  Json damages = Json::Array();
   std::uint64_t items = 0;
 };
 
@@ -33,14 +33,14 @@ store::CheckListener Listener(const Options& options, LeftOut& left) {
     if (!options.json) {
       Print("Damage: " + damage.what);
     }
-    left.damages.push_back({{"what", JsonText(damage.what)}, {"left_out", Json::array()}});
+    left.damages.Add({{"what", JsonText(damage.what)}, {"left_out", Json::Array()}});
   };
   listener.lost = [&](const std::string& saveset, const std::string& item) {
     ++left.items;
     if (!options.json) {
       Print("  left out is " + item + " of saveset " + saveset);
-    } else if (!left.damages.empty()) {
-      left.damages.back()["left_out"].push_back({{"saveset", JsonText(saveset)}, {"name", JsonText(item)}});
+    } else if (!left.damages.IsEmpty()) {
+      left.damages.Last()["left_out"].Add({{"saveset", JsonText(saveset)}, {"name", JsonText(item)}});
     }
   };
   return listener;
@@ -80,7 +80,7 @@ void Tell(const Options& options, const store::RepositoryCopy::Result& result, c
   if (options.json) {
     PrintJson({{"server", JsonText(options.server)},
                {"to", JsonText(options.to)},
-               {"good", left.damages.empty()},
+               {"good", left.damages.IsEmpty()},
                {"savesets", result.savesets},
                {"savesets_there", result.there},
                {"savesets_open", result.open},
@@ -122,7 +122,7 @@ int Copy(const Options& options) {
     return Fail(done);
   }
   Tell(options, result, left);
-  return left.damages.empty() ? kGood : kFindings;
+  return left.damages.IsEmpty() ? kGood : kFindings;
 }
 
 }  // namespace

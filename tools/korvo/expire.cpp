@@ -49,15 +49,15 @@ void TellPeople(const Options& options, const ExpirePlan& plan, const store::Sto
 }
 
 void TellPrograms(const Options& options, const ExpirePlan& plan) {
-  Json savesets = Json::array();
+  Json savesets = Json::Array();
   for (const ExpireEntry& entry : plan.entries) {
     Json json = JsonSaveset(entry.saveset);
     json["goes"] = entry.goes;
-    json["kept_by"] = Json::array();
+    json["kept_by"] = Json::Array();
     for (const store::Kept kept : entry.kept) {
-      json["kept_by"].push_back(KeptName(kept));
+      json["kept_by"].Add(KeptName(kept));
     }
-    savesets.push_back(std::move(json));
+    savesets.Add(std::move(json));
   }
   PrintJson({{"server", JsonText(options.server)},
              {"done", !options.doDelete ? "nothing"

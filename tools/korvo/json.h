@@ -1,17 +1,62 @@
 // What a command tells, for programs: one JSON document on standard output. Keys are stable and in snake
-// case, times are RFC 3339 text in UTC, sizes are bytes.
+// case, times are RFC 3339 text in UTC, sizes are bytes. The library that writes it (nlohmann-json) is known
+// to json.cpp alone: every file that uses it takes five times as long to compile.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <concepts>
+#include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
+#include <vector>
 
 #include "store/catalog/catalog.h"
 
 namespace korvo {
 
-using Json = nlohmann::ordered_json;
+struct JsonMember;
+
+// A value of a document: text, a number, true or false, null, a list, or an object, whose members keep their
+// order.
+class Json {
+ public:
+  using Elements = std::vector<Json>;
+  using Members = std::vector<JsonMember>;
+  using Value =
+      std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string, Elements, Members>;
+
+  Json(std::nullptr_t) {}                                                      // NOLINT: converts on purpose
+  Json(bool truth) : value_(truth) {}                                          // NOLINT
+  Json(std::signed_integral auto number) : value_(std::int64_t{number}) {}     // NOLINT
+  Json(std::unsigned_integral auto number) : value_(std::uint64_t{number}) {}  // NOLINT
+  Json(double number) : value_(number) {}                                      // NOLINT
+  Json(const char* text) : value_(text) {}                                     // NOLINT
+  Json(std::string text) : value_(std::move(text)) {}                          // NOLINT
+  // An object: {{"name", "a"}, {"size", 1}}.
+  Json(std::initializer_list<JsonMember> members);
+  static Json Array();
+
+  // A member of an object, which is added if there is none; all members of another object.
+  Json& operator[](const std::string& name);
+  void Update(const Json& object);
+
+  // The elements of a list.
+  void Add(Json element);
+  [[nodiscard]] bool IsEmpty() const;
+  [[nodiscard]] Json& Last();
+
+  [[nodiscard]] const Value& Get() const { return value_; }
+
+ private:
+  Value value_;
+};
+
+struct JsonMember {
+  std::string name;
+  Json value;
+};
 
 // Text as JSON takes it: in UTF-8, with U+FFFD for bytes that are no part of any character.
 [[nodiscard]] Json JsonText(std::string_view text);
@@ -20,6 +65,9 @@ using Json = nlohmann::ordered_json;
 // What is known of a saveset: name, database, pool, created, ended, state, protected, marked, items, bytes.
 [[nodiscard]] Json JsonSaveset(const store::Saveset& saveset);
 
+// On one line, or indented by so many blanks a level.
+[[nodiscard]] std::string JsonAsText(const Json& json, std::optional<int> indent = {});
+
 // The whole document.
 void PrintJson(const Json& document);
 
@@ -27,7 +75,7 @@ void PrintJson(const Json& document);
 // comes.
 class JsonList {
  public:
-  // `head` has the members in front of the list.
+  // `head` is an object with the members in front of the list, at least one.
   JsonList(const Json& head, const std::string& key);
   void Add(const Json& element);
   void End();

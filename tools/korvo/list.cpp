@@ -113,17 +113,17 @@ void TellPeople(const Options& options, const Answer& answer, const std::vector<
 }
 
 void TellPrograms(const Options& options, const Answer& answer, const std::vector<Stale>& stale) {
-  Json savesets = Json::array();
+  Json savesets = Json::Array();
   for (std::size_t i = 0; i < Shown(options, answer); ++i) {
     Json saveset = JsonSaveset(answer.savesets[i]);
     saveset["bytes_added"] = AddedBy(answer.savesets[i], answer);
-    savesets.push_back(std::move(saveset));
+    savesets.Add(std::move(saveset));
   }
   Json document = {{"server", JsonText(options.server)}, {"savesets", std::move(savesets)}};
   if (options.maxAge) {
-    document["without_young_backup"] = Json::array();
+    document["without_young_backup"] = Json::Array();
     for (const Stale& one : stale) {
-      document["without_young_backup"].push_back(
+      document["without_young_backup"].Add(
           {{"database", JsonText(one.database)}, {"newest_good", JsonTime(one.newest)}});
     }
   }

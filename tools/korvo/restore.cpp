@@ -44,7 +44,7 @@ class Counter : public RestoreTeller {
   void Failed(const std::string& place, const store::Status& why) override {
     ++failures;
     if (json_) {
-      list.push_back({{"place", JsonText(place)}, {"why", JsonText(why.Message())}});
+      list.Add({{"place", JsonText(place)}, {"why", JsonText(why.Message())}});
     } else {
       Complain("cannot restore " + place + ": " + why.Message());
     }
@@ -54,7 +54,7 @@ class Counter : public RestoreTeller {
   std::uint64_t files = 0;
   std::uint64_t bytes = 0;
   std::uint64_t failures = 0;
-  Json list = Json::array();
+  Json list = Json::Array();
 
  private:
   bool json_;

@@ -109,9 +109,9 @@ int Running(const Options& options) {
   store::Status done = OpenServer(options.server, store::Store::Access::kRead, store);
   done = done ? store::ListLiveProgress(store->Rows(), store->Objects(), runs) : done;
   if (done && options.json) {
-    Json list = Json::array();
+    Json list = Json::Array();
     for (const RunProgress& run : runs) {
-      list.push_back(JsonRun(run));
+      list.Add(JsonRun(run));
     }
     PrintJson({{"server", JsonText(options.server)}, {"runs", list}});
   } else if (done && options.watch) {

@@ -143,11 +143,11 @@ Json JsonTotals(const Totals& totals) {
 }
 
 void TellPrograms(const Options& options, const Answer& answer) {
-  Json databases = Json::array();
+  Json databases = Json::Array();
   for (const auto& [database, totals] : answer.databases) {
     Json json = {{"database", JsonText(database)}};
-    json.update(JsonTotals(totals));
-    databases.push_back(std::move(json));
+    json.Update(JsonTotals(totals));
+    databases.Add(std::move(json));
   }
   PrintJson({{"server", JsonText(options.server)},
              {"databases", std::move(databases)},

@@ -42,9 +42,9 @@ class Findings {
       Print("Damage: " + damage.what);
       return;
     }
-    list_.push_back({{"what", JsonText(damage.what)},
+    list_.Add({{"what", JsonText(damage.what)},
                      {"pack", damage.pack.IsNull() ? Json(nullptr) : Json(damage.pack.Hex())},
-                     {"lost", Json::array()}});
+                     {"lost", Json::Array()}});
   }
   [[nodiscard]] const Json& List() const { return list_; }
   [[nodiscard]] std::uint64_t Lost() const { return lost_; }
@@ -54,14 +54,14 @@ class Findings {
   void TakeLost(const std::string& saveset, const std::string& item) {
     ++lost_;
     if (json_) {
-      list_.back()["lost"].push_back({{"saveset", JsonText(saveset)}, {"name", JsonText(item)}});
+      list_.Last()["lost"].Add({{"saveset", JsonText(saveset)}, {"name", JsonText(item)}});
     } else {
       Print("  it costs " + item + " of saveset " + saveset);
     }
   }
 
   bool json_;
-  Json list_ = Json::array();
+  Json list_ = Json::Array();
   std::uint64_t count_ = 0;
   std::uint64_t lost_ = 0;
 };
