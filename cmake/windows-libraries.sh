@@ -7,12 +7,12 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 target=x86_64-w64-mingw32
 place=$PWD/build/windows-libraries
 work=$place/work
-packages=(sqlite3 libzstd xxhash libsodium nettle curl expat)
+packages=(sqlite3 libzstd xxhash libsodium nettle curl expat postgresql-15)
 keyring=/usr/share/keyrings/debian-archive-keyring.gpg
 
-for program in apt-get dpkg-source tclsh make m4 autoreconf libtoolize cc $target-gcc-posix; do
+for program in apt-get dpkg-source tclsh make m4 cc $target-gcc-posix; do
   command -v "$program" >/dev/null && continue
-  echo "$program is missing: apt-get install --no-install-recommends autoconf automake dpkg-dev g++-mingw-w64-x86-64-posix gcc libtool m4 make tcl"
+  echo "$program is missing: apt-get install --no-install-recommends dpkg-dev g++-mingw-w64-x86-64-posix gcc m4 make tcl"
   exit 1
 done
 if [ ! -d /usr/include/CLI ]; then
@@ -112,61 +112,91 @@ make_xxhash() {
   cp "$work"/xxhash/{xxhash,xxh3}.h "$place/include"
 }
 
-# configured NAME OPTION...: copies a source, with its times, to a path without blanks, goes there and configures it.
-configured() {
-  local name=$1
-  shift
-  cp -a "$work/$name" "$plain/$name"
-  cd "$plain/$name"
-  # Two of them have to make their configuration first.
-  case $name in libsodium | expat) autoreconf -fi >&2 ;; esac
-  ./configure --host=$target --prefix="$plain/installed" --libdir="$plain/installed/lib" \
-    --disable-shared --enable-static CC=$target-gcc-posix CFLAGS=-O2 "$@" >&2
-}
-
+# The processor's own instructions are used where it has them: the library asks it.
 make_sodium() {
-  (
-    configured libsodium --disable-ssp
-    make -j "$(nproc)" install-data install-exec
-  )
-  cp "$plain/installed/lib/libsodium.a" "$place/lib"
-  cp -r "$plain"/installed/include/sodium{,.h} "$place/include"
+  local headers=$work/libsodium/src/libsodium/include sources instructions
+  cp "$work/libsodium/builds/msvc/version.h" "$headers/sodium"
+  mapfile -t sources < <(find "$work/libsodium/src" -name '*.c')
+  mapfile -t instructions < <(printf -- '-DHAVE_%sINTRIN_H=1\n' MM EMM PMM TMM SMM AVX AVX2 WMM)
+  compile sodium -DSODIUM_STATIC -DCONFIGURED=1 -DNATIVE_LITTLE_ENDIAN=1 -DTLS=_Thread_local -DHAVE_TI_MODE=1 \
+    -DHAVE_CPUID=1 "${instructions[@]}" -I"$headers" -I"$headers/sodium" -- "${sources[@]}"
+  cp -r "$headers"/sodium{,.h} "$place/include"
 }
 
 # Only its hashes and ciphers are needed; `fat` picks the processor's own instructions where it has them.
 make_nettle() {
+  # It takes no path with a blank.
+  local plain
+  plain=$(mktemp -d)
+  cp -a "$work/nettle" "$plain"
   (
-    configured nettle --enable-fat --disable-public-key --disable-openssl --disable-documentation
+    cd "$plain/nettle"
+    ./configure --host=$target --enable-fat --disable-public-key --disable-openssl --disable-documentation \
+      CC=$target-gcc-posix CFLAGS=-O2 >&2
     make -j "$(nproc)" libnettle.a
     mkdir -p "$place/include/nettle"
     cp {aes,camellia,gcm,memxor,nettle-types,sha2,version}.h "$place/include/nettle"
     cp libnettle.a "$place/lib"
   )
+  rm -rf "$plain"
 }
 
 # HTTP and nothing else, with the system's own TLS and certificates.
 make_curl() {
-  local without
-  mapfile -t without < <(printf -- '--disable-%s\n' ldap ldaps manual dict file ftp gopher imap mqtt pop3 rtsp smb smtp \
-    telnet tftp && printf -- '--without-%s\n' zlib brotli zstd libpsl nghttp2 libidn2 librtmp libssh2)
-  (
-    configured curl --with-schannel "${without[@]}"
-    make -j "$(nproc)" -C lib install
-    make -C include install
-  )
-  cp "$plain/installed/lib/libcurl.a" "$place/lib"
-  cp -r "$plain/installed/include/curl" "$place/include"
+  local root=$work/curl
+  compile curl -DBUILDING_LIBCURL -DCURL_STATICLIB -DHTTP_ONLY -DUSE_SCHANNEL -DUSE_WINDOWS_SSPI -DENABLE_IPV6 \
+    -D_WIN32_WINNT=0x0601 -I"$root/include" -I"$root/lib" -- "$root"/lib/{,vauth/,vtls/,vquic/,vssh/}*.c
+  cp -r "$root/include/curl" "$place/include"
 }
 
 make_expat() {
-  # Its folder has the sources in one of their own.
-  [ ! -d "$work/expat/expat" ] || { mv "$work/expat" "$work/expat.all" && mv "$work/expat.all/expat" "$work/expat"; }
-  (
-    configured expat --without-xmlwf --without-examples --without-tests --without-docbook
-    make -j "$(nproc)" -C lib install
-  )
-  cp "$plain/installed/lib/libexpat.a" "$place/lib"
-  cp "$plain"/installed/include/expat{,_config,_external}.h "$place/include"
+  # Debian's source has the library in a folder of its own.
+  local root=$work/expat/expat/lib
+  printf '#define %s\n' 'BYTEORDER 1234' 'XML_CONTEXT_BYTES 1024' 'XML_DTD 1' 'XML_GE 1' 'XML_NS 1' >"$root/expat_config.h"
+  compile expat -DXML_STATIC -I"$root" -- "$root"/xml{parse,role,tok}.c
+  cp "$root"/expat{,_external}.h "$place/include"
+}
+
+# What its own configuration would find out of this system.
+describe_windows_to_pq() {
+  local version=$1
+  printf '#define HAVE_%s 1\n' DECL_STRNLEN DECL_STRTOLL DECL_STRTOULL FUNCNAME__FUNC GETTIMEOFDAY INTTYPES_H IPV6 \
+    LOCALE_T LONG_LONG_INT_64 MEMORY_H SOCKLEN_T STDBOOL_H STDINT_H STDLIB_H STRINGS_H STRING_H STRNLEN STRTOF STRTOLL \
+    STRTOULL STRUCT_ADDRINFO STRUCT_SOCKADDR_STORAGE STRUCT_SOCKADDR_STORAGE_SS_FAMILY SYS_STAT_H SYS_TYPES_H UNISTD_H \
+    WCTYPE_H
+  printf '#define HAVE_DECL_%s 0\n' STRCHRNUL STRLCAT STRLCPY
+  printf '#define ALIGNOF_%s\n' 'DOUBLE 8' 'INT 4' 'LONG 4' 'LONG_LONG_INT 8' 'SHORT 2'
+  printf '#define SIZEOF_%s\n' 'BOOL 1' 'LONG 4' 'SIZE_T 8' 'VOID_P 8'
+  printf '#define %s\n' 'BLCKSZ 8192' 'DEF_PGPORT 5432' 'DEF_PGPORT_STR "5432"' 'DLSUFFIX ".dll"' 'ENABLE_THREAD_SAFETY 1' \
+    'INT64_MODIFIER "ll"' 'MAXIMUM_ALIGNOF 8' 'MEMSET_LOOP_LIMIT 1024' 'PG_INT64_TYPE long long int' \
+    'PG_KRB_SRVNAM "postgres"' 'PG_USE_STDBOOL 1' 'RELSEG_SIZE 131072' 'STDC_HEADERS 1' 'XLOG_BLCKSZ 8192' \
+    'pg_restrict __restrict' "PACKAGE_VERSION \"$version\"" "PG_MAJORVERSION \"${version%.*}\"" "PG_VERSION \"$version\"" \
+    "PG_VERSION_NUM $((${version%.*} * 10000 + ${version#*.}))" "PG_VERSION_STR \"PostgreSQL $version\""
+}
+
+# The client alone, without TLS: for that it would need a further library.
+make_pq() {
+  local root=$work/postgresql-15/src version name threads=()
+  # It has a few of these functions of its own, for types of its own: under other names, beside the compiler's.
+  for name in pthread_{mutex_{init,lock,unlock},getspecific,setspecific,self}; do
+    threads+=("-D$name=pq_$name")
+  done
+  version=$(sed -n "s/^PACKAGE_VERSION='\(.*\)'/\1/p" "$work/postgresql-15/configure")
+  describe_windows_to_pq "$version" >"$root/include/pg_config.h"
+  echo '#define PG_INT64_TYPE long long int' >"$root/include/pg_config_ext.h"
+  echo '#include "port/win32.h"' >"$root/include/pg_config_os.h"
+  printf '#define %s "/"\n' {PGBIN,PGSHARE,SYSCONF,INCLUDE,PKGINCLUDE,LIB,PKGLIB,LOCALE,DOC,HTML,MAN}DIR \
+    INCLUDEDIRSERVER >"$root/include/pg_config_paths.h"
+  compile pq -DFRONTEND -DUNSAFE_STAT_OK -D_WIN32_WINNT=0x0601 "${threads[@]}" \
+    -I"$root"/{include,include/port/win32,interfaces/libpq,port} -- \
+    "$root"/interfaces/libpq/{fe-{auth,auth-scram,connect,exec,lobj,misc,print,protocol3,secure,trace},legacy-pqsignal}.c \
+    "$root"/interfaces/libpq/{libpq-events,pqexpbuffer,pthread-win32,win32}.c \
+    "$root"/common/{base64,cryptohash,encnames,hmac,ip,link-canary,md5,md5_common,saslprep,scram-common,sha1,sha2}.c \
+    "$root"/common/{string,stringinfo,unicode_norm,wchar}.c \
+    "$root"/port/{chklocale,dirmod,explicit_bzero,getaddrinfo,getpeereid,inet_aton,inet_net_ntop,noblock,open,path}.c \
+    "$root"/port/{pg_strong_random,pgsleep,pgstrcasecmp,pqsignal,snprintf,strerror,strlcat,strlcpy,system,thread}.c \
+    "$root"/port/{timingsafe_bcmp,win32common,win32error,win32ntdll,win32setlocale,win32stat}.c
+  cp "$root"/interfaces/libpq/libpq-fe.h "$root"/include/{postgres_ext,pg_config_ext}.h "$place/include"
 }
 
 # Headers alone, the same on every system.
@@ -174,23 +204,20 @@ copy_cli11() {
   cp -r /usr/include/CLI "$place/include"
 }
 
-plain=$(mktemp -d)
-trap 'rm -rf "$plain"' EXIT
 rm -rf "$place"
 mkdir -p "$place"/{include,lib}
 fetch_sources
-# Two at a time: most of it is configuring, which uses one processor.
-(
-  make_curl
-  make_sqlite
-  make_zstd
-) &
-others=$!
+# Besides the rest: most of it is configuring, which uses one processor.
+make_nettle &
+nettle=$!
+make_sqlite
+make_zstd
 make_sodium
-make_nettle
-make_expat
 make_xxhash
+make_curl
+make_expat
+make_pq
 copy_cli11
-wait "$others"
+wait "$nettle"
 rm -rf "$work"
 echo "$state" >"$place/made"

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "store/catalog/postgres_engine.h"
 #include "store/catalog/sqlite_engine.h"
+#include "support/database.h"
 #include "support/run_program.h"
 
 namespace store {
@@ -21,11 +23,24 @@ class SqliteBacking : public CatalogBacking {
   bool sharedMemory_;
 };
 
+// A schema of its own.
+class PostgresBacking : public CatalogBacking {
+ public:
+  Status Connect(std::unique_ptr<SqlEngine>& engine) override {
+    return OpenPostgres({support::DatabaseUrl(support::DatabasePlace()), schema_, MakeCatalog::kIfMissing},
+                        engine);
+  }
+
+ private:
+  const std::string schema_ = "Schema " + Uid::Random().Hex();
+};
+
 }  // namespace
 
 std::vector<CatalogKind> CatalogKinds() {
   return {{"Sqlite", [] { return std::make_unique<SqliteBacking>(true); }},
-          {"SqliteWithoutSharedMemory", [] { return std::make_unique<SqliteBacking>(false); }}};
+          {"SqliteWithoutSharedMemory", [] { return std::make_unique<SqliteBacking>(false); }},
+          {"Postgres", [] { return std::make_unique<PostgresBacking>(); }}};
 }
 
 std::unique_ptr<Catalog> OpenCatalog(CatalogBacking& backing, const Uid& repository) {

@@ -22,8 +22,6 @@ struct CatalogKind {
   std::function<std::unique_ptr<CatalogBacking>()> make;
 };
 std::vector<CatalogKind> CatalogKinds();
-// Those that many hosts share, where the system has them.
-std::vector<CatalogKind> SharedCatalogKinds();
 
 // ---- Catalogs with something in them ---------------------------------------------------------------------
 

@@ -82,7 +82,6 @@ class CatalogTest : public testing::TestWithParam<CatalogKind> {
 
 const auto kNameOfKind = [](const testing::TestParamInfo<CatalogKind>& kind) { return kind.param.name; };
 INSTANTIATE_TEST_SUITE_P(Engines, CatalogTest, testing::ValuesIn(CatalogKinds()), kNameOfKind);
-INSTANTIATE_TEST_SUITE_P(PosixEngines, CatalogTest, testing::ValuesIn(SharedCatalogKinds()), kNameOfKind);
 
 std::vector<Uid> Sorted(std::vector<Uid> uids) {
   std::sort(uids.begin(), uids.end());

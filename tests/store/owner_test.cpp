@@ -80,7 +80,6 @@ class OwnerTest : public testing::TestWithParam<CatalogKind> {
 
 const auto kNameOfKind = [](const testing::TestParamInfo<CatalogKind>& kind) { return kind.param.name; };
 INSTANTIATE_TEST_SUITE_P(Engines, OwnerTest, testing::ValuesIn(CatalogKinds()), kNameOfKind);
-INSTANTIATE_TEST_SUITE_P(PosixEngines, OwnerTest, testing::ValuesIn(SharedCatalogKinds()), kNameOfKind);
 
 TEST_P(OwnerTest, TheNewestGoodCopyOfAnItemIsHeldByOneGoodSaveset) {
   Save("ABC1", {"/a", "/only"});

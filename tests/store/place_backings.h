@@ -23,7 +23,5 @@ struct PlaceKind {
   std::function<std::unique_ptr<PlaceBacking>()> make;
 };
 std::vector<PlaceKind> PlaceKinds();
-// Those that need a server which runs on POSIX systems alone.
-std::vector<PlaceKind> PosixPlaceKinds();
 
 }  // namespace store

@@ -51,9 +51,6 @@ class PlaceTest : public testing::TestWithParam<PlaceKind> {
 INSTANTIATE_TEST_SUITE_P(Places, PlaceTest, testing::ValuesIn(PlaceKinds()),
                          [](const testing::TestParamInfo<PlaceKind>& kind) { return kind.param.name; });
 
-INSTANTIATE_TEST_SUITE_P(PosixPlaces, PlaceTest, testing::ValuesIn(PosixPlaceKinds()),
-                         [](const testing::TestParamInfo<PlaceKind>& kind) { return kind.param.name; });
-
 TEST_P(PlaceTest, AnObjectComesWholeAndGivesExactlyWhatIsAskedFor) {
   std::unique_ptr<NewObject> object;
   ASSERT_TRUE(place_->Create(name_, object));

@@ -1,4 +1,4 @@
-// A real store that speaks the S3 protocol, for tests of POSIX systems: tests/servers/object_store.sh.
+// A real store that speaks the S3 protocol, for the tests: tests/servers/object_store.sh.
 #pragma once
 
 #include <string>
@@ -11,14 +11,14 @@ inline constexpr const char* kObjectStoreBucket = "bucket";
 
 // Its endpoint. It is that of the environment variable KORVO_TEST_OBJECT_STORE, which many test programs can
 // share, else one that is started for this program and ends with it. Empty, and a failure of the test, if it
-// cannot be started.
+// cannot be started; on Windows it never can.
 std::string ObjectStoreEndpoint();
 
 // A prefix in the bucket that no other test has.
 std::string FreshPrefix();
 
-// The settings of korvo.ini for a repository of its own in the bucket, but that of its catalog. Nothing, and
-// a failure of the test, where there is no such store. With TLS, tests/servers/tls_front.sh stands before it.
+// The settings of korvo.ini for a repository of its own in the bucket, but that of its catalog. With TLS,
+// tests/servers/tls_front.sh stands before it.
 std::string BucketSettings(bool tls = false);
 
 }  // namespace support

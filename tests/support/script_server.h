@@ -1,4 +1,4 @@
-// A server that a script of tests/servers runs, for tests of POSIX systems.
+// A server that a script of tests/servers runs. On Windows it is never started, only found.
 #pragma once
 
 #include <string>

@@ -54,7 +54,7 @@ class PosixSharedCatalogTest : public testing::Test {
   void SetUp() override {
     config_.section = "test";
     config_.repository = directory_.File("repository");
-    config_.database = support::DatabaseUrl(support::DatabaseSockets());
+    config_.database = support::DatabaseUrl(support::DatabasePlace());
     config_.catalogSchema = support::FreshSchema();
     for (const char* name : {"one", "two"}) {
       std::ofstream(directory_.File(name), std::ios::binary) << name;
@@ -366,7 +366,7 @@ TEST_F(PosixSharedCatalogTest, OfTwoWhoInsertOneKeyTheSecondIsToldToRepeat) {
 
 // The engine by itself: what a commit that lost its connection says is what has happened.
 TEST_F(PosixSharedCatalogTest, ACommitWhoseConnectionIsCutIsLookedUp) {
-  SocketProxy proxy(support::DatabaseSockets() + "/" + support::kDatabaseSocket);
+  SocketProxy proxy(support::DatabasePlace() + "/" + support::kDatabaseSocket);
   ASSERT_TRUE(BackUp(config_).status);
   Catalog direct(Direct(), Uid());
   Backup backup(direct, "ABC1");
@@ -394,7 +394,7 @@ TEST_F(PosixSharedCatalogTest, ACommitWhoseConnectionIsCutIsLookedUp) {
 }
 
 TEST_F(PosixSharedCatalogTest, WhereverTheNetworkDropsNothingIsConfirmedThatIsNotThere) {
-  SocketProxy proxy(support::DatabaseSockets() + "/" + support::kDatabaseSocket);
+  SocketProxy proxy(support::DatabasePlace() + "/" + support::kDatabaseSocket);
   ASSERT_TRUE(BackUp(config_).status);
   ServerConfig through = config_;
   through.database = support::DatabaseUrl(proxy.Directory());

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <map>
 
 #include "platform/data_file.h"
 #include "support/run_program.h"
@@ -54,20 +53,6 @@ std::string ScriptServer::WaitForAddress() {
   }
   ADD_FAILURE() << "a server of the tests cannot be started in " << directory_;
   return "";
-}
-
-std::string SharedServer(const std::string& variable, const std::string& script) {
-  std::string address;
-  if (platform::EnvironmentVariable(variable, address)) {
-    return address;
-  }
-  struct Own {
-    explicit Own(const std::string& script) : server(script, directory.Path()) {}
-    TemporaryDirectory directory;
-    ScriptServer server;
-  };
-  static std::map<std::string, Own> own;
-  return own.try_emplace(script, script).first->second.server.WaitForAddress();
 }
 
 }  // namespace support
