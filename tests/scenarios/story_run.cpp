@@ -249,13 +249,6 @@ class StoryRun {
       EXPECT_EQ(Join(scenario_.Look(rest, keptBare_)), Join(kept_)) << rest;
     } else if (word == "remember") {
       ids_[rest] = ids_["SAVESET"];
-    } else if (word == "copied" && rest.starts_with("to ")) {
-      const fs::path folder = scenario_.Path(rest.substr(3));
-      fs::create_directories(folder);
-      fs::copy(Scenario::ToolsFolder(), folder);
-      fs::copy(scenario_.program, folder);
-      scenario_.program = (folder / fs::path(scenario_.program).filename()).string();
-      scenario_.environment["PATH"] = folder.string();
     } else if (word == "another" && rest == "run") {
       for (std::uint32_t position = 0; position < 4; ++position) {
         const std::string path = scenario_.Path("home\\saptrace\\backint.lock").string();
