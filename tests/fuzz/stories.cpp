@@ -37,7 +37,13 @@ void ReadStories(const fs::path& path, std::vector<Story>& stories) {
     if (line.starts_with("=== ")) {
       story = &stories.emplace_back(Story{before});
     } else if (line.starts_with("--- ")) {
-      sections.push_back({line.substr(4), ""});
+      const std::string head = line.substr(4);
+      const bool isCall = head.starts_with("run ") || head.starts_with("tool ");
+      const std::size_t colon = isCall ? std::string::npos : head.find(": ");
+      sections.push_back({head.substr(0, colon), ""});
+      if (colon != std::string::npos) {
+        sections.back().text = WithCharacters(head.substr(colon + 2)) + "\n";
+      }
     } else if (!sections.empty()) {
       sections.back().text += WithCharacters(line) + "\n";
     }

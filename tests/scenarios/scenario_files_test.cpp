@@ -53,7 +53,7 @@ TEST(Story, SaysWhereItFails) {
   fails(passing + "--- run\n--- exit 0\n--- result\n#SAVED SET9 f1\n",
         {"wrong.txt:12: --- result (run 2)", "SET9"});
   fails("--- run\n--- exit 0\n", {"wrong.txt:6: --- run (run 1)", "expects no result line"});
-  fails("--- run\n--- result\n#SAVED SET1 f1\n", {"wrong.txt:6: --- run (run 1)", "exit status"});
+  fails("--- parameters: XFR_COM_INTERFACE=none\n--- run\n", {"wrong.txt:7: --- run (run 1)", "exit status"});
   fails("--- recieve\n", {"wrong.txt:6: --- recieve (before the first run)", "unknown section: --- recieve"});
   fails(passing + "--- result hass\n#SAVED SET1 f1\n",
         {"wrong.txt:10: --- result hass (run 1)", "unknown check"});

@@ -27,7 +27,14 @@ inline std::ostream& operator<<(std::ostream& stream, const ScenarioText& text) 
 
 inline void TakeLine(std::vector<Section>& sections, const std::string& line, int number) {
   if (line.rfind("--- ", 0) == 0) {
-    sections.push_back({line.substr(4), number, {}});
+    // A section of one line may have it in its head.
+    const std::string head = line.substr(4);
+    const bool isCall = head.starts_with("run ") || head.starts_with("tool ");
+    const std::size_t colon = isCall ? std::string::npos : head.find(": ");
+    sections.push_back({head.substr(0, colon), number, {}});
+    if (colon != std::string::npos) {
+      sections.back().lines.push_back(head.substr(colon + 2));
+    }
   } else if (!sections.empty()) {
     sections.back().lines.push_back(line);
   }
