@@ -172,10 +172,10 @@ class PosixMemory : public PosixToolsOfTheServer {
 
 TEST_F(PosixMemory, IsBoundedWhateverTheSizeOfAFile) {
   const long small = SaveAndRestore(MakeFile("small", 64));
-  const long large = SaveAndRestore(MakeFile("large", 512 * Scale()));
+  const long large = SaveAndRestore(MakeFile("large", 256 * Scale()));
   EXPECT_LT(large, kMostKilobytes);
   EXPECT_LT(large, small + 24 * 1024);
-  std::printf("64 MiB: %ld KiB; %zu MiB: %ld KiB\n", small, 512 * Scale(), large);
+  std::printf("64 MiB: %ld KiB; %zu MiB: %ld KiB\n", small, 256 * Scale(), large);
 }
 
 TEST_F(PosixMemory, IsBoundedWhateverTheNumberOfNames) {
