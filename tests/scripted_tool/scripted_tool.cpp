@@ -186,10 +186,8 @@ class Player {
 
  private:
   static void Print(std::FILE* stream, const std::string& line) {
-    if (stream != nullptr) {
-      std::fwrite(line.data(), 1, line.size(), stream);
-      std::fputc('\n', stream);
-    }
+    std::fwrite(line.data(), 1, line.size(), stream);
+    std::fputc('\n', stream);
   }
 
   void Do(const std::string& word, const std::string& rest) {
@@ -214,10 +212,7 @@ class Player {
 
   // When all that was printed before is there.
   void Act(const std::string& word, const std::string& rest) {
-    if (word == "!close") {
-      std::fclose(out_);
-      out_ = nullptr;
-    } else if (word == "!wait") {
+    if (word == "!wait") {
       for (int waited = 0; waited < std::stoi(rest) && !platform::Interrupted(); waited += 10) {
         platform::SleepMilliseconds(10);
       }
