@@ -88,62 +88,7 @@ std::vector<Uid> Sorted(std::vector<Uid> uids) {
   return uids;
 }
 
-// ---- Sessions and runs -----------------------------------------------------------------------------------
-
-TEST_P(CatalogTest, ASessionIsOwnedUntilItIsClosed) {
-  std::int64_t owned = 0;
-  std::int64_t byHand = 0;
-  ASSERT_TRUE(catalog_->AddSession(Mode::kRestore, "client", {"host", 77, "then"}, owned));
-  ASSERT_TRUE(catalog_->AddSession(Mode::kBackup, "client", {"host", 0, ""}, byHand));
-  std::vector<Session> sessions;
-  ASSERT_TRUE(catalog_->ListOwnedSessions("host", sessions));
-  ASSERT_EQ(sessions.size(), 1u);
-  EXPECT_EQ(sessions[0].id, owned);
-  EXPECT_EQ(sessions[0].owner.number, 77);
-  EXPECT_EQ(sessions[0].owner.started, "then");
-  ASSERT_TRUE(catalog_->ListOwnedSessions("other", sessions));
-  EXPECT_TRUE(sessions.empty());
-
-  ASSERT_TRUE(catalog_->CloseSession(owned, State::kGood));
-  ASSERT_TRUE(catalog_->ListOwnedSessions("host", sessions));
-  EXPECT_TRUE(sessions.empty());
-  std::optional<Session> found;
-  ASSERT_TRUE(catalog_->FindSession(owned, found));
-  ASSERT_TRUE(found);
-  EXPECT_TRUE(found->closed);
-  EXPECT_EQ(found->mode, Mode::kRestore);
-  ASSERT_TRUE(catalog_->FindSession(byHand + 1, found));
-  EXPECT_FALSE(found);
-}
-
-TEST_P(CatalogTest, NamesOfSavesetsAreUniqueAndHaveAnEnd) {
-  Backup first(*catalog_, "ABC0000000001");
-  Backup second(*catalog_, "ABC0000000001");
-  EXPECT_EQ(first.saveset.name, "ABC0000000001");
-  EXPECT_EQ(second.saveset.name, "ABC0000000001_2");
-  EXPECT_EQ(Find("ABC0000000001_2")->uid, second.saveset.uid);
-  const std::string longest(31, 'x');
-  Backup third(*catalog_, longest);
-  Saveset fourth = third.saveset;
-  fourth.uid = Uid::Random();
-  EXPECT_EQ(catalog_->OpenBackupJob({third.session, Mode::kBackup, "job", "disk"}, fourth).What(),
-            Kind::kFailed);
-}
-
-TEST_P(CatalogTest, ASessionThatClosesTakesItsJobsWithIt) {
-  Backup backup(*catalog_, "ABC1");
-  bool open = false;
-  ASSERT_TRUE(catalog_->HasOpenJob(backup.saveset.id, Mode::kBackup, open));
-  EXPECT_TRUE(open);
-  ASSERT_TRUE(catalog_->HasOpenJob(backup.saveset.id, Mode::kRestore, open));
-  EXPECT_FALSE(open);
-  ASSERT_TRUE(catalog_->CloseSession(backup.session, State::kFailed));
-  ASSERT_TRUE(catalog_->HasOpenJob(backup.saveset.id, Mode::kBackup, open));
-  EXPECT_FALSE(open);
-  bool found = true;
-  ASSERT_TRUE(catalog_->CloseJob(backup.session, backup.saveset.id, State::kGood, found));
-  EXPECT_FALSE(found);
-}
+// ---- Runs -------------------------------------------------------------------------------------------------
 
 TEST_P(CatalogTest, ASavesetHasOneRunInItsLife) {
   Backup backup(*catalog_, "ABC1");
@@ -183,63 +128,6 @@ TEST_P(CatalogTest, WhatARunLeavesIsNamedAndOneThatWasEndedGetsNothingIn) {
 }
 
 // ---- Items -----------------------------------------------------------------------------------------------
-
-TEST_P(CatalogTest, AnItemComesBackAsItWas) {
-  Backup backup(*catalog_, "ABC1");
-  const Uid earlier = Uid::Random();
-  ASSERT_TRUE(catalog_->AnnouncePack(backup.run.uid, earlier));
-  Item item = FileItem(7, "/data/file one", {earlier});
-  item.facts.mode = 0640;
-  item.content = Uid::Random();
-  item.map = {earlier, 3, 17, 42};
-  const Uid pack = Uid::Random();
-  ASSERT_TRUE(catalog_->AnnouncePack(backup.run.uid, pack));
-  std::vector<Uid> gone;
-  ASSERT_TRUE(catalog_->CommitGroup({backup.saveset.id, {{earlier, 10}, {pack, 20}}, {item}}, gone));
-  std::optional<Item> found;
-  ASSERT_TRUE(catalog_->FindItem(backup.saveset, "/data/file one/", found));
-  ASSERT_TRUE(found);
-  EXPECT_EQ(EncodeRecord(*found, repository_, backup.saveset.uid),
-            EncodeRecord(item, repository_, backup.saveset.uid));
-  std::optional<Pack> row;
-  ASSERT_TRUE(catalog_->FindPack(earlier, row));
-  EXPECT_EQ(row->size, 10u);
-  EXPECT_FALSE(row->damaged);
-}
-
-TEST_P(CatalogTest, AFileIsFoundByItsNameBeforeOneThatIsShownByIt) {
-  Backup backup(*catalog_, "ABC1");
-  ASSERT_TRUE(backup.Commit({FileItem(1, "/d/a b"), FileItem(2, "/d/a%20b"), FileItem(3, "/d/c d")}));
-  EXPECT_EQ(FindItem(backup, "/d/a b"), "/d/a b");
-  EXPECT_EQ(FindItem(backup, "/d/a%20b"), "/d/a%20b");
-  EXPECT_EQ(FindItem(backup, "/d/c%20d//"), "/d/c d");
-  EXPECT_EQ(FindItem(backup, "/d/c"), "none");
-  EXPECT_EQ(FindItem(backup, ""), "none");
-
-  Backup later(*catalog_, "ABC2");
-  ASSERT_TRUE(later.Commit({FileItem(1, "/d/a b")}));
-  EXPECT_EQ(SavesetsWith("/d/a%20b"), (Names{"ABC1", "ABC2"}));
-  EXPECT_EQ(SavesetsWith("/d/a b"), (Names{"ABC2", "ABC1"}));
-  EXPECT_EQ(SavesetsWith("/d/a b", "AB"), Names{});
-}
-
-TEST_P(CatalogTest, SavesetsAreNewestFirstAndWithdrawnOnesLast) {
-  Backup one(*catalog_, "ABC1");
-  Backup two(*catalog_, "ABC2", "ABC", "tape");
-  Backup empty(*catalog_, "ABC3");
-  Backup other(*catalog_, "ABCDEF1", "ABCDEF");
-  ASSERT_TRUE(one.Commit({FileItem(1, "/f")}));
-  ASSERT_TRUE(two.Commit({FileItem(1, "/f")}));
-  ASSERT_TRUE(other.Commit({FileItem(1, "/f")}));
-  EXPECT_EQ(Savesets(), (Names{"ABC2", "ABC1"}));
-  EXPECT_EQ(SavesetsWith("/f"), (Names{"ABC2", "ABC1"}));
-  two.End(Mover::kEndedClean, State::kFailed);
-  one.End(Mover::kEndedFailed, State::kFailed);
-  EXPECT_EQ(Savesets(), (Names{"ABC2", "ABC1"}));
-  EXPECT_EQ(SavesetsWith("/f"), (Names{"ABC1", "ABC2"}));
-  EXPECT_FALSE(Find("ABC3")->items > 0);
-  EXPECT_TRUE(Find("ABC2")->items > 0);
-}
 
 TEST_P(CatalogTest, ADirectoryIsSeenOnceItIsWhole) {
   Backup backup(*catalog_, "ABC1");
@@ -323,18 +211,6 @@ TEST_P(CatalogTest, WhatIsInADirectoryComesContainersFirstHoweverMuchItIs) {
                               })
                 .Message(),
             "enough");
-}
-
-TEST_P(CatalogTest, WhatIsInOneDirectoryNeverComesFromAnotherThatIsShownAlike) {
-  Backup backup(*catalog_, "ABC1");
-  ASSERT_TRUE(
-      backup.Commit({FileItem(1, "/x y%20z/b"), FileItem(2, "/x%20y z/a"), FileItem(3, "/o p/q r/s")}));
-  std::string directory;
-  EXPECT_EQ(ItemsIn(backup, "/x%20y%20z", directory), Names{"/x y%20z/b"});
-  EXPECT_EQ(directory, "/x y%20z");
-  EXPECT_EQ(ItemsIn(backup, "/o%20p/q%20r", directory), Names{"/o p/q r/s"});
-  EXPECT_EQ(directory, "/o p/q r");
-  EXPECT_EQ(ItemsIn(backup, "/", directory), Names{});
 }
 
 TEST_P(CatalogTest, ASavesetThatGoesWhileItIsReadIsNotAShorterOne) {

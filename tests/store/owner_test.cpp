@@ -197,14 +197,6 @@ TEST_P(OwnerTest, AProtectedSavesetIsNeitherMarkedNorDeleted) {
   EXPECT_EQ(catalog_->SetProtected(first, true).What(), Kind::kMissing);
 }
 
-TEST_P(OwnerTest, WhatIsInUseIsListed) {
-  Backup open(*catalog_, "ABC1");
-  Save("ABC2", {"/a"});
-  std::set<std::int64_t> inUse;
-  ASSERT_TRUE(catalog_->ListInUse(inUse));
-  EXPECT_EQ(inUse, std::set<std::int64_t>{open.saveset.id});
-}
-
 TEST(Names, APatternMatchesTheWholeText) {
   for (const char* pattern : {"*", "abc", "a?c", "*c", "a*", "*b*", "**", "a**c", "???", "abc*"}) {
     EXPECT_TRUE(MatchesPattern("abc", pattern)) << pattern;
