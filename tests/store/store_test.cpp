@@ -8,7 +8,6 @@
 #include <fstream>
 #include <map>
 #include <set>
-#include <thread>
 
 #include "platform/data_file.h"
 #include "platform/platform.h"
@@ -56,10 +55,10 @@ class StoreTest : public testing::Test {
     EXPECT_TRUE(opened) << opened.Message();
     return saveset;
   }
-  void Close(Store& store, const std::string& saveset, State state = State::kGood) {
-    const Status job = store.CloseJob(Mode::kBackup, session_, saveset, state);
+  void Close(Store& store, const std::string& saveset) {
+    const Status job = store.CloseJob(Mode::kBackup, session_, saveset, State::kGood);
     EXPECT_TRUE(job) << job.Message();
-    const Status session = store.CloseSession(Mode::kBackup, session_, state);
+    const Status session = store.CloseSession(Mode::kBackup, session_, State::kGood);
     EXPECT_TRUE(session) << session.Message();
   }
 
@@ -72,7 +71,7 @@ class StoreTest : public testing::Test {
     EXPECT_TRUE(done && saved.trouble.empty()) << done.Message() << saved.trouble;
   }
 
-  std::string BackUp(const std::vector<std::string>& names, State state = State::kGood) {
+  std::string BackUp(const std::vector<std::string>& names) {
     const auto store = Open();
     const std::string saveset = OpenJob(*store);
     SavesetWriter writer(
@@ -83,7 +82,7 @@ class StoreTest : public testing::Test {
     }
     const Status ended = writer.End(true, false);
     EXPECT_TRUE(ended) << ended.Message();
-    Close(*store, saveset, state);
+    Close(*store, saveset);
     return saveset;
   }
 
@@ -108,9 +107,9 @@ class StoreTest : public testing::Test {
     return support::ReadWholeFile(path);
   }
 
-  std::vector<std::string> Savesets(const std::string& file = "") {
+  std::vector<std::string> Savesets() {
     std::vector<std::string> names;
-    EXPECT_TRUE(Open(Access::kRead)->ListSavesets("ABC", file, names));
+    EXPECT_TRUE(Open(Access::kRead)->ListSavesets("ABC", "", names));
     return names;
   }
 
@@ -163,30 +162,9 @@ void Flip(const std::string& path, std::uint64_t offset) {
 
 // ---- Opening ------------------------------------------------------------------------------------
 
-TEST_F(StoreTest, EachReasonHasASentenceOfItsOwn) {
-  EXPECT_TRUE(Refusal(Access::kRead).starts_with("the directory is not there; of those above it "))
-      << Refusal(Access::kRead);
-  EXPECT_FALSE(fs::exists(config_.repository)) << "only a backup makes a repository";
-  EXPECT_TRUE(Refusal(Access::kWrite).starts_with("the directory is not there"));
-
-  Write("repository", "x");
-  EXPECT_EQ(Refusal(Access::kCreate), "a file is in its place: let the configuration name a directory");
-  fs::remove(config_.repository);
-
-  fs::create_directories(config_.repository);
-  EXPECT_TRUE(
-      Refusal(Access::kRead).starts_with("there is none in this directory; nothing has been backed up"));
-
-  Write("file", "bytes");
-  const std::string saveset = BackUp({directory_.File("file")});
-  const std::string catalog = config_.repository + "/catalog.db";
-  fs::rename(catalog, directory_.File("kept"));
-  for (const Access access : {Access::kRead, Access::kWrite, Access::kCreate}) {
-    EXPECT_EQ(Refusal(access),
-              "its catalog, catalog.db, is missing: korvo rebuild test makes it anew from the packs");
-  }
-  fs::rename(directory_.File("kept"), catalog);
-
+TEST_F(StoreTest, ALostOrDamagedObjectOfTheRepositoryIsTold) {
+  const std::string file = Write("file", "bytes");
+  const std::string saveset = BackUp({file});
   const std::string object = config_.repository + "/repository";
   fs::rename(object, directory_.File("kept"));
   EXPECT_EQ(Refusal(Access::kCreate),
@@ -194,36 +172,10 @@ TEST_F(StoreTest, EachReasonHasASentenceOfItsOwn) {
             " it back if the catalog has a copy");
   EXPECT_TRUE(Rebuild().empty());
   EXPECT_EQ(support::ReadWholeFile(object), support::ReadWholeFile(directory_.File("kept")));
-  EXPECT_EQ(Restored(saveset, directory_.File("file")), "bytes");
+  EXPECT_EQ(Restored(saveset, file), "bytes");
 
   Flip(object, 40);
   EXPECT_TRUE(Refusal(Access::kRead).starts_with("its object \"repository\": ")) << Refusal(Access::kRead);
-
-  config_.repository = directory_.File("older");
-  fs::create_directories(config_.repository + "/savesets");
-  Write("older/savesets/0000000001.kvs", "x");
-  EXPECT_TRUE(Refusal(Access::kCreate).starts_with("it was made by an older release"))
-      << Refusal(Access::kCreate);
-}
-
-TEST_F(StoreTest, OfManyMakersOneWins) {
-  std::vector<std::unique_ptr<Store>> stores(8);
-  std::vector<std::thread> makers;
-  for (auto& store : stores) {
-    makers.emplace_back([this, &store] { store = Open(); });
-  }
-  for (std::thread& maker : makers) {
-    maker.join();
-  }
-  std::set<std::string> ids;
-  std::set<std::string> names;
-  for (const auto& store : stores) {
-    ASSERT_NE(store, nullptr);
-    ids.insert(store->Id().Hex());
-    names.insert(OpenJob(*store));
-  }
-  EXPECT_EQ(ids.size(), 1U);
-  EXPECT_EQ(names.size(), stores.size()) << "a name of a saveset was given twice";
 }
 
 TEST_F(StoreTest, AKilledMakerIsFinishedByTheNext) {
@@ -334,34 +286,17 @@ TEST_F(StoreTest, ADeletionTakesWhatNobodyNeeds) {
   const std::string shared = Write("shared", Noise(2'000'000, 1));
   const std::string once = Write("once", Noise(500'000, 2));
   const std::string first = BackUp({shared, once});
-  const std::set<std::string> packs = Files("packs");
   const std::string second = BackUp({shared});
-  EXPECT_LT(Files("packs").size(), 2 * packs.size() + 1) << "the second refers to the first";
 
   auto store = Open();
-  const std::string open = OpenJob(*store);
-  EXPECT_EQ(store->Mark(open, true).Message(),
-            "saveset " + open + ": the saveset is in use: a job of it is still open");
-  EXPECT_FALSE(store->DeleteAtOnce(open));
-  Close(*store, open);
-
-  // Marked: not listed, not restored, and back on request.
   ASSERT_TRUE(store->Mark(first, true));
-  EXPECT_EQ(Savesets(shared), std::vector<std::string>{second});
   std::string session;
   std::string name;
   ASSERT_TRUE(store->OpenSession(Mode::kRestore, "client", {}, session));
   EXPECT_NE(store->OpenJob({Mode::kRestore, session, first, "job", ""}, name).Message().find("korvo keep"),
             std::string::npos);
-  ASSERT_TRUE(store->DeleteMarked(3600));
-  ASSERT_TRUE(store->Mark(first, false));
-  EXPECT_EQ(Restored(first, once), support::ReadWholeFile(once));
-
-  ASSERT_TRUE(store->Mark(first, true));
   ASSERT_TRUE(store->DeleteMarked(0));
   EXPECT_EQ(Restored(second, shared), support::ReadWholeFile(shared)) << "a pack went that is still needed";
-  Saveset gone;
-  EXPECT_FALSE(store->FindSaveset(first, gone));
   store.reset();
   // A new catalog does not bring the deleted one back, and keeps what is referred to.
   EXPECT_TRUE(Rebuild().empty());
@@ -371,53 +306,11 @@ TEST_F(StoreTest, ADeletionTakesWhatNobodyNeeds) {
 
   const auto again = Open();
   ASSERT_TRUE(again->DeleteAtOnce(second));
-  ASSERT_TRUE(again->DeleteAtOnce(open));
   EXPECT_TRUE(Files("savesets").empty());
   EXPECT_TRUE(Files("packs").empty()) << "room was not given back";
 }
 
-TEST_F(StoreTest, AnInterruptedDeletionGoesOn) {
-  const std::string file = Write("file", "bytes");
-  const std::string saveset = BackUp({file});
-  {
-    const auto store = Open();
-    ASSERT_TRUE(store->Mark(saveset, true));
-    Catalog::Deleted named;
-    std::int64_t now = 0;
-    ASSERT_TRUE(store->Rows().Now(now));
-    ASSERT_TRUE(store->Rows().DeleteMarked(now, named));
-    EXPECT_EQ(named.packs.size(), 1U);
-  }
-  EXPECT_FALSE(Files("packs").empty());
-  (void)Open(Access::kWrite);
-  EXPECT_TRUE(Files("packs").empty());
-  EXPECT_TRUE(Files("savesets").empty());
-}
-
 // ---- A new catalog ------------------------------------------------------------------------------
-
-TEST_F(StoreTest, ANewCatalogKnowsAllThatTheOldOneDid) {
-  const std::string a = Write("a", Noise(300'000, 3));
-  const std::string b = Write("b", "b");
-  const std::string first = BackUp({a, b});
-  const std::string withdrawn = BackUp({b}, State::kFailed);
-  Write("a", Noise(300'000, 3) + "more");
-  const std::string last = BackUp({a});
-  const std::vector<std::string> before = Savesets(b);
-  EXPECT_EQ(before, (std::vector<std::string>{first, withdrawn}));
-
-  Flip(config_.repository + "/catalog.db", 5000);
-  EXPECT_TRUE(Rebuild().empty());
-  EXPECT_TRUE(fs::exists(config_.repository + "/catalog.old-1.db"));
-  EXPECT_EQ(Savesets(b), before);
-  EXPECT_EQ(Savesets(), (std::vector<std::string>{last, withdrawn, first}));
-  EXPECT_EQ(Restored(first, a), Noise(300'000, 3));
-  EXPECT_EQ(Restored(last, a), Noise(300'000, 3) + "more");
-  // And it goes on from there.
-  const std::string next = BackUp({b});
-  EXPECT_EQ(Savesets().front(), next);
-  EXPECT_EQ(Restored(next, b), "b");
-}
 
 TEST_F(StoreTest, ADamagedOrMissingPackCostsOnlyWhatItHeld) {
   std::map<std::string, std::string> packOf;
@@ -477,33 +370,6 @@ TEST_F(StoreTest, ARunningBackupIsNotRebuiltUnder) {
                 .Message()
                 .find("a backup is running"),
             std::string::npos);
-}
-
-// ---- Sessions -----------------------------------------------------------------------------------
-
-TEST_F(StoreTest, SessionsAndJobsAreCheckedBeforeTheyAreUsed) {
-  const auto store = Open();
-  const std::string saveset = OpenJob(*store);
-  std::string name;
-  const auto open = [&](Mode mode, const std::string& session, const std::string& proposed) {
-    return store->OpenJob({mode, session, proposed, "job", "pool"}, name).Message();
-  };
-  EXPECT_EQ(open(Mode::kBackup, "77", "ABC_1"), "session 77 is not known here: open a session first");
-  EXPECT_EQ(open(Mode::kBackup, "x", "ABC_1"), "session x is not known here: open a session first");
-  EXPECT_EQ(open(Mode::kRestore, session_, saveset),
-            "session " + session_ + " was opened for a backup: open one for this work");
-  for (const char* bad : {"", "NULL", "#A", "A@", "A B", "12345678901234567890123456789012"}) {
-    EXPECT_TRUE(open(Mode::kBackup, session_, bad).starts_with("the proposed saveset name is not usable"))
-        << bad;
-  }
-  Close(*store, saveset);
-  EXPECT_EQ(open(Mode::kBackup, session_, "ABC_1"), "session " + session_ + " is closed: open a new session");
-  std::string restore;
-  ASSERT_TRUE(store->OpenSession(Mode::kRestore, "client", {}, restore));
-  EXPECT_EQ(open(Mode::kRestore, restore, "gone"),
-            "saveset gone is not known here: a query lists those that are");
-  EXPECT_EQ(open(Mode::kRestore, restore, saveset),
-            "saveset " + saveset + " contains nothing: choose another backup");
 }
 
 }  // namespace
