@@ -11,9 +11,6 @@
 #include "store/keys/block_cipher.h"
 #include "store/pack/map.h"
 #include "store/pack/record.h"
-#include "store/place/directory_place.h"
-#include "store/saveset_objects.h"
-#include "support/dice.h"
 #include "support/run_program.h"
 
 namespace store {
@@ -193,28 +190,6 @@ TEST(Format, MapsHaveTheBytesOfThePage) {
                 "01ac020708" + Times(16, "03") + "0009a09c0105");
 }
 
-TEST(Format, EverythingReadsAsItWasWritten) {
-  PackTables tables;
-  ASSERT_TRUE(ReadPack(SomePack(), tables));
-  EXPECT_EQ(tables.items, 2U);
-  EXPECT_EQ(tables.saveset, kSaveset);
-  EXPECT_EQ(tables.blocks.at(0).plain, 70000U);
-  EXPECT_EQ(tables.refersTo, SomeTables().refersTo);
-  Item item;
-  const std::string record = EncodeRecord(SomeItem(), kRepository, kSaveset);
-  ASSERT_TRUE(DecodeRecord(record, kRepository, kSaveset, item));
-  EXPECT_EQ(item.facts.modified, SomeItem().facts.modified);
-  EXPECT_EQ(item.unknown, SomeItem().unknown);
-  EXPECT_EQ(EncodeRecord(item, kRepository, kSaveset), record);
-  MapLeaf leaf;
-  ASSERT_TRUE(DecodeLeaf(EncodeLeaf(SomeLeaf()), leaf));
-  EXPECT_EQ(leaf.chunks.at(3).block, 300U);
-  EXPECT_EQ(EncodeLeaf(leaf), EncodeLeaf(SomeLeaf()));
-  MapTree tree;
-  ASSERT_TRUE(DecodeTree(EncodeTree(SomeTree()), tree));
-  EXPECT_EQ(EncodeTree(tree), EncodeTree(SomeTree()));
-}
-
 // ---- Damage ----------------------------------------------------------------------------------------------
 
 // Every byte changed in every bit, and every beginning: `read` must refuse each.
@@ -274,34 +249,6 @@ TEST(Format, ANewerReleaseIsToldFromDamage) {
   const Status read = DecodeHeader(bytes + std::string(checksum.Value().Bytes()), PlainHeader(), header);
   EXPECT_EQ(read.What(), Status::Kind::kFailed);
   EXPECT_NE(read.Message().find("newer release"), std::string::npos);
-}
-
-// Maps have no checksum of their own. Whatever is in them, nothing is read or taken beyond its bounds, and
-// what is read is what the same bytes say again.
-TEST(Format, MapsOfAnyBytesStayWithinTheirBounds) {
-  Dice dice(20261125);
-  const std::string leafBytes = EncodeLeaf(SomeLeaf());
-  const std::string treeBytes = EncodeTree(SomeTree());
-  for (int round = 0; round < 20000; ++round) {
-    std::string leaf = leafBytes.substr(0, dice.Below(leafBytes.size() + 1));
-    std::string tree = treeBytes.substr(0, dice.Below(treeBytes.size() + 1));
-    for (std::string* bytes : {&leaf, &tree}) {
-      for (std::size_t flips = dice.Below(4); flips > 0 && !bytes->empty(); --flips) {
-        (*bytes)[dice.Below(bytes->size())] = static_cast<char>(dice.Below(256));
-      }
-    }
-    MapLeaf readLeaf;
-    if (DecodeLeaf(leaf, readLeaf)) {
-      EXPECT_LE(readLeaf.chunks.size(), kChunksOfLeaf);
-      for (const ChunkPlace& chunk : readLeaf.chunks) {
-        EXPECT_TRUE(chunk.zero || chunk.pack < readLeaf.packs.size());
-      }
-    }
-    MapTree readTree;
-    if (DecodeTree(tree, readTree)) {
-      EXPECT_LE(readTree.leaves.size() * Uid::kSize, tree.size());
-    }
-  }
 }
 
 // ---- Keys ------------------------------------------------------------------------------------------------
@@ -395,22 +342,6 @@ TEST_F(KeysTest, SmallObjectsAreBoundToWhatTheyAre) {
   EXPECT_FALSE(keys_.DecryptObject(4, kSaveset, stored, plain));
   EXPECT_FALSE(keys_.DecryptObject(3, kPack, stored, plain));
   EXPECT_FALSE(keys_.DecryptObject(3, kSaveset, stored.substr(0, 10), plain));
-}
-
-TEST_F(KeysTest, ASavesetOfATimeThatNoCalendarHasIsDamaged) {
-  const support::TemporaryDirectory directory;
-  DirectoryPlace place(directory.Path(), "here");
-  const ObjectShelf shelf{place, keys_, kRepository};
-  Saveset saveset;
-  saveset.uid = saveset.together = kSaveset;
-  saveset.name = "ABC1";
-  saveset.created = INT64_MAX;
-  ASSERT_TRUE(PutSavesetBegin(shelf, saveset));
-  ASSERT_TRUE(PutSavesetEnd(shelf, kSaveset, Mover::kEndedClean, INT64_MIN));
-  SavesetObjects objects;
-  EXPECT_EQ(ReadSavesetObjects(shelf, kSaveset, objects).What(), Status::Kind::kDamaged);
-  EXPECT_FALSE(objects.begun);
-  EXPECT_FALSE(objects.saveset.ended);
 }
 
 }  // namespace

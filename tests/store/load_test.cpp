@@ -3,7 +3,6 @@
 #include <atomic>
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <mutex>
 
 #include "platform/data_file.h"
@@ -121,26 +120,6 @@ class LoadTest : public testing::TestWithParam<bool> {
 
 INSTANTIATE_TEST_SUITE_P(PlainAndEncrypted, LoadTest, testing::Bool(),
                          [](const auto& encrypted) { return encrypted.param ? "Encrypted" : "Plain"; });
-
-TEST_P(LoadTest, FilesOfAllSizesComeBack) {
-  for (const std::size_t size : {std::size_t{1}, std::size_t{8192}, std::size_t{8193}, std::size_t{700'000},
-                                 std::size_t{3'000'001}, std::size_t{8192 * 2500 + 17}}) {
-    std::string bytes = RandomBytes(size);
-    // Zeros from the middle of a chunk over several.
-    for (std::size_t at = size / 3; at < size / 2; ++at) {
-      bytes[at] = '\0';
-    }
-    std::vector<PackMaker> packs = NewPacks(2);
-    Layout layout;
-    layout.packOf = [](std::uint64_t chunk) { return std::size_t{chunk % 5 == 0}; };
-    const Item item = MakeFile(keys_, bytes, layout, packs);
-    PutAll(packs);
-    std::string content;
-    const Status copied = Copy(item, content);
-    EXPECT_TRUE(copied) << size << ": " << copied.Message();
-    EXPECT_TRUE(content == bytes) << size;
-  }
-}
 
 // A file of which some pages changed between backups: each block of each of them is read once.
 TEST_P(LoadTest, GenerationsInterleavedAreReadOnce) {
@@ -322,33 +301,6 @@ TEST_P(LoadTest, MapsThatDoNotFit) {
       EXPECT_EQ(copied.What(), Kind::kDamaged) << what << ": " << copied.Message();
     }
   }
-}
-
-TEST(LoadEncryptedTest, WithoutThePrivateKeyNothingIsReadOrCalledDamaged) {
-  const support::TemporaryDirectory directory;
-  DirectoryPlace place(directory.Path(), "here");
-  const Uid repository = Uid::Random();
-  Keys all;
-  ASSERT_TRUE(Keys::Make(true, repository, all));
-  ASSERT_TRUE(all.WriteFiles(directory.Path() + "/secret", directory.Path() + "/key"));
-  Keys savers;
-  ASSERT_TRUE(Keys::Read(all.HeaderPart(), repository, directory.Path() + "/secret", "", savers));
-  PackMaker maker(savers, repository);
-  const std::uint32_t data = maker.AddBlock(BlockKind::kData, "some bytes", Codec::kPlain);
-  const std::uint32_t maps = maker.AddBlock(BlockKind::kMaps, "a map", Codec::kPlain);
-  maker.Put(place);
-  std::shared_ptr<const PackReader> reader;
-  ASSERT_TRUE(PackReader::Open(place, savers, repository, maker.Id(), reader));
-  std::string bytes;
-  EXPECT_TRUE(reader->ReadBlock(maps, bytes));
-  EXPECT_EQ(bytes, "a map");
-  EXPECT_TRUE(reader->CheckBlock(data)) << "anybody can look for damage";
-  const Status read = reader->ReadBlock(data, bytes);
-  EXPECT_EQ(read.What(), Kind::kFailed);
-  EXPECT_NE(read.Message().find("key_file"), std::string::npos) << read.Message();
-  ASSERT_TRUE(PackReader::Open(place, all, repository, maker.Id(), reader));
-  EXPECT_TRUE(reader->ReadBlock(data, bytes));
-  EXPECT_EQ(bytes, "some bytes");
 }
 
 // Blocks that are asked for by many threads at once are loaded once each, and forgotten when others come.
