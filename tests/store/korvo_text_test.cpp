@@ -42,26 +42,6 @@ TEST(KorvoText, SizesAndAgesAreShort) {
   EXPECT_EQ(AgeText(3 * 86400 + 7000), "3 days");
 }
 
-TEST(KorvoText, AStateTellsWhatCameOfTheBackupAndWhatItsOwnerDid) {
-  store::Saveset saveset;
-  EXPECT_EQ(StateText(saveset), "unused");
-  saveset.mover = store::Mover::kRunning;
-  EXPECT_EQ(StateText(saveset), "running");
-  saveset.mover = store::Mover::kEndedFailed;
-  saveset.failed = true;
-  EXPECT_EQ(StateText(saveset), "failed");
-  saveset.mover = store::Mover::kEndedClean;
-  EXPECT_EQ(StateText(saveset), "withdrawn");
-  saveset.failed = false;
-  saveset.warnings = true;
-  saveset.marked = true;
-  EXPECT_EQ(StateText(saveset), "warnings, marked");
-  saveset.warnings = false;
-  saveset.marked = false;
-  saveset.isProtected = true;
-  EXPECT_EQ(StateText(saveset), "good, protected");
-}
-
 TEST(KorvoText, ATableIsShortenedToTheTerminalAndNumbersAreNot) {
   const std::vector<Column> columns = {{"SIZE", Align::kRight}, {"STATE"}, {"NAME"}};
   const std::string name = "/oracle/ABC/sapdata1/system_1/system.data1";

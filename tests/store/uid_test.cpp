@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <unordered_set>
-
 #include "store/place/place.h"
 
 namespace store {
@@ -22,14 +20,6 @@ TEST(UidTest, TextsAndBytesAreReadBackAndNothingElseIs) {
     EXPECT_TRUE(back.IsNull());
   }
   EXPECT_FALSE(Uid::FromBytes(uid.Bytes().substr(1), back));
-}
-
-TEST(UidTest, RandomOnesDiffer) {
-  std::unordered_set<Uid, UidHash> uids;
-  for (int i = 0; i < 1000; ++i) {
-    uids.insert(Uid::Random());
-  }
-  EXPECT_EQ(uids.size(), 1000u);
 }
 
 TEST(UidTest, ObjectsAreFoundByTheirIds) {

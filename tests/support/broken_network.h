@@ -20,7 +20,6 @@ class BrokenNetwork {
     kCorruptRequest,  // one bit of what is sent is another
     kDropAnswer,      // it has been carried out, and nobody learns of it
     kCutAnswer,       // the answer ends in the middle
-    kCorruptAnswer,   // one bit of it is another
     kBusy,            // 503, and it is not carried out
     kFailed,          // 500, and it has been carried out
     kSilence          // no answer, and no end

@@ -142,12 +142,6 @@ TEST_F(PosixCatalogReadOnlyTest, OfADirectoryInWhichNothingCanBeMade) {
   EXPECT_EQ(Files(), before);
 }
 
-TEST_F(PosixCatalogReadOnlyTest, OfAFullDisk) {
-  Copy({"", "-wal"});
-  const SizeLimit full(0);
-  EXPECT_TRUE(ReadsAndCannotWrite());
-}
-
 TEST_F(PosixCatalogReadOnlyTest, AndDamageInTheLogIsToldThere) {
   Copy({"", "-wal"});
   std::string log = support::ReadWholeFile(copy_.File("catalog.db-wal"));

@@ -167,30 +167,5 @@ TEST_F(PosixS3SaveTest, ANetworkThatGoesAtAnyRequestCostsNothingThatWasConfirmed
   EXPECT_TRUE(runs.empty() && left.packs.empty() && left.savesets.empty());
 }
 
-TEST_F(PosixS3SaveTest, BytesThatChangeOnTheWayBackAreNeverTakenForTheFiles) {
-  Write();
-  network_.Follow({});
-  std::string saveset;
-  Status status;
-  BackUp(saveset, status);
-  ASSERT_TRUE(status) << status.Message();
-  bool reached = true;
-  int refused = 0;
-  const std::string name = directory_.File("files") + "/b";
-  for (int failing = 0; reached; ++failing) {
-    network_.Follow([failing](int at, const std::string&) {
-      return at == failing ? Fault::kCorruptAnswer : Fault::kNone;
-    });
-    std::string bytes;
-    const Status restored = Restore(saveset, name, bytes);
-    reached = static_cast<int>(network_.Methods().size()) > failing;
-    EXPECT_TRUE(!restored || bytes == contents_[name]) << failing;
-    refused += restored ? 0 : 1;
-  }
-  EXPECT_GT(refused, 2);
-  network_.Follow({});
-  ExpectRestores(saveset, {name});
-}
-
 }  // namespace
 }  // namespace store

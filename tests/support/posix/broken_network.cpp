@@ -179,8 +179,6 @@ void BrokenNetwork::Carry(int client, std::string request, std::size_t head, Fau
   if (fault == Fault::kCutAnswer) {
     const std::size_t body = answer.size() - answerHead;
     answer.resize(body == 0 ? answerHead / 2 : answerHead + body / 2);
-  } else if (fault == Fault::kCorruptAnswer) {
-    FlipABit(answer, answerHead);
   } else if (fault == Fault::kFailed) {
     answer = AnswerOf("500 Internal Error", "InternalError");
   }
