@@ -141,34 +141,18 @@ TEST_F(PosixS3PlaceTest, WhatNeverGetsThroughFailsAndSaysWhereAndWhyButNoSecret)
   EXPECT_EQ(Stored(name_), "nothing");
 }
 
-// One sentence each, of what has to be mended; and nothing of it is tried again.
-TEST_F(PosixS3PlaceTest, AWrongConfigurationIsToldAtTheFirstRequest) {
-  const S3Settings right = settings_;
-  const auto told = [this](const std::string& words, const std::string& more) {
-    place_ = Open();
-    network_.Follow({});
-    for (const Status& status : {place_->List("", [](const std::string&, std::uint64_t) { return Status(); }),
-                                 place_->Put(name_, "bytes")}) {
-      EXPECT_NE(status.Message().find(words), std::string::npos) << status.Message();
-      EXPECT_NE(status.Message().find(more), std::string::npos) << status.Message();
-      EXPECT_EQ(status.Message().find("a wrong secret"), std::string::npos);
-    }
-    EXPECT_EQ(network_.Methods().size(), 2u);
-  };
-  settings_.bucket = "none-of-this-name";
-  told("the bucket has to be made first", "NoSuchBucket: ");
-  settings_ = right;
+TEST_F(PosixS3PlaceTest, AWrongSecretIsToldAtTheFirstRequestAndNotShown) {
   settings_.secretKey = "a wrong secret";
-  told("have to be those of a user of this server", "SignatureDoesNotMatch: ");
+  place_ = Open();
+  network_.Follow({});
+  const Status put = place_->Put(name_, "bytes");
+  EXPECT_EQ(network_.Methods().size(), 1u);
   std::optional<std::uint64_t> size;
-  EXPECT_NE(place_->Size(name_, size).Message().find("SignatureDoesNotMatch"), std::string::npos)
-      << "the server's words are found, although this answer has none";
-  settings_ = right;
-  settings_.accessKey = "nobody";
-  told("have to be those of a user of this server", "(403)");
-  settings_ = right;
-  settings_.region = "elsewhere";
-  told("region = elsewhere is not that of the server", "us-east-1");
+  // The server's words are found for this one too, although its answer has none.
+  for (const Status& status : {put, place_->Size(name_, size)}) {
+    EXPECT_NE(status.Message().find("SignatureDoesNotMatch"), std::string::npos) << status.Message();
+    EXPECT_EQ(status.Message().find(settings_.secretKey), std::string::npos);
+  }
 }
 
 TEST_F(PosixS3PlaceTest, WhereNobodyListensIsToldSoon) {
