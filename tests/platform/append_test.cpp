@@ -17,8 +17,8 @@ using support::ReadWholeFile;
 using support::TemporaryDirectory;
 
 TEST(Appending, ManyProcessesLoseAndTearNothing) {
-  constexpr int kWriters = 10;
-  constexpr int kLines = 2000;
+  constexpr int kWriters = 6;
+  constexpr int kLines = 500;
   const TemporaryDirectory directory;
   const std::string path = directory.File("new.log");
   std::vector<std::thread> writers;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <set>
 
 #include "platform/data_file.h"
 #include "platform/platform.h"
@@ -123,21 +122,6 @@ TEST_F(DataFiles, HintsChangeNothing) {
   EXPECT_TRUE(file->WasCached(0, data.size())) << "it has just been read";
 }
 
-TEST_F(DataFiles, FilesAndTheirSizesAreListed) {
-  WriteWholeFile(directory_.File("a"), "12345");
-  WriteWholeFile(directory_.File("b c"), "");
-  std::filesystem::create_directory(directory_.File("sub"));
-  std::vector<platform::FileListing> files;
-  ASSERT_TRUE(platform::ListFiles(directory_.Path(), files, why_)) << why_;
-  std::set<std::pair<std::string, std::uint64_t>> found;
-  for (const auto& file : files) {
-    found.emplace(file.name, file.size);
-  }
-  EXPECT_EQ(found, (std::set<std::pair<std::string, std::uint64_t>>{{"a", 5}, {"b c", 0}}));
-  EXPECT_FALSE(platform::ListFiles(directory_.File("a"), files, why_));
-  EXPECT_FALSE(platform::ListFiles(directory_.File("missing"), files, why_));
-}
-
 TEST_F(DataFiles, SpaceAndDirectories) {
   std::uint64_t bytes = 0;
   EXPECT_TRUE(platform::FreeSpace(directory_.Path(), bytes, why_)) << why_;
@@ -184,17 +168,6 @@ TEST(Processes, KnowWhoStartedThem) {
   const support::ProgramRun run = support::RunProgram(support::BuiltProgram("platform_child"), {"parent"}, {},
                                                       platform::TemporaryDirectory());
   EXPECT_EQ(run.out, "platform_tests " + std::to_string(platform::ProcessId()));
-}
-
-TEST(RandomNames, AreAllDifferent) {
-  std::set<std::string> names;
-  for (int i = 0; i < 1000; ++i) {
-    const std::string name = platform::RandomName();
-    EXPECT_EQ(name.size(), 26U);
-    EXPECT_EQ(name.find_first_not_of("abcdefghijklmnopqrstuvwxyz234567"), std::string::npos) << name;
-    names.insert(name);
-  }
-  EXPECT_EQ(names.size(), 1000U);
 }
 
 }  // namespace

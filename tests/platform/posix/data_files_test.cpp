@@ -131,24 +131,4 @@ TEST(PosixProcesses, OneOfAnotherContainerCannotBeTold) {
   EXPECT_FALSE(platform::SeesLocksOf(platform::HostName() + "/other"));
 }
 
-TEST(PosixDataFiles, WhatIsInMemoryCanBeDropped) {
-  const TemporaryDirectory directory;
-  std::string why;
-  const auto file = DataFile::CreateNew(directory.File("file"), why);
-  ASSERT_NE(file, nullptr);
-  const std::string data(1 << 20, 'x');
-  ASSERT_TRUE(file->WriteAt(0, data.data(), data.size()) && file->Sync());
-  EXPECT_TRUE(file->WasCached(0, data.size()));
-  file->DropCache(0, data.size());
-  char byte = 0;
-  std::size_t got = 0;
-  if (file->WasCached(0, data.size())) {
-    // A file system that lives in memory has nothing to drop, or does not tell.
-    EXPECT_TRUE(file->ReadAt(0, &byte, 1, got));
-  } else {
-    EXPECT_TRUE(file->ReadAt(0, &byte, 1, got) && file->ReadAt(data.size() - 1, &byte, 1, got));
-    EXPECT_TRUE(file->WasCached(0, data.size()));
-  }
-}
-
 }  // namespace
