@@ -105,7 +105,7 @@ class PosixMoverProgress : public RestoreTest {
     kill(mover, SIGCONT);
   }
 
-  static constexpr std::size_t kSize = 300 * 1024 * 1024;
+  static constexpr std::size_t kSize = 160 * 1024 * 1024;
   std::unique_ptr<store::Store> store_;
 };
 
