@@ -141,6 +141,19 @@ class HostileCases : private InMemory, public RestoreTest, public testing::WithP
     engine->Rollback();
   }
 
+  void Add(const std::string& what, const std::function<void()>& change, bool rebuild, bool always = false) {
+    cases_.push_back({what, change, rebuild, false, always, {}});
+  }
+  void AddPack(const std::string& what, const std::function<void(PackImage&)>& change, bool always = false,
+               bool rebuild = true) {
+    const auto put = [this, change] {
+      PackImage pack = pack_;
+      change(pack);
+      PutPack(pack);
+    };
+    Add(what, put, rebuild, always);
+  }
+
   void AddItemCase(const std::string& what, const Item& good, const Item& bad, bool always = false) {
     const bool rights = (bad.facts.mode & 06000) != 0;
     const std::set<std::pair<unsigned, unsigned>> owners = {{bad.facts.owner, bad.facts.group}};
@@ -168,7 +181,8 @@ class HostileCases : private InMemory, public RestoreTest, public testing::WithP
   void AddObjectCases();
   void AddLargeCases();
   void AddAll() {
-    cases_.push_back({"nothing", [this] { PutPack(pack_); }, true, false, true, {}});
+    AddPack(
+        "nothing", [](PackImage&) {}, true);
     AddItemCases();
     AddLinkCases();
     AddMapCases();

@@ -133,15 +133,12 @@ void HostileCases::AddLinkCases() {
         leads.link = text;
         Item evil = other;
         evil.name = Name(below);
-        cases_.push_back({"a link to " + text + ", and " + below,
-                          [this, link, leads, other, evil] {
-                            PutRow(link.number, leads);
-                            PutRow(other.number, evil);
-                          },
-                          false,
-                          false,
-                          std::string(below) == "dir/link/evil" && text == directory_.File("guard"),
-                          {}});
+        const auto change = [this, link, leads, other, evil] {
+          PutRow(link.number, leads);
+          PutRow(other.number, evil);
+        };
+        Add("a link to " + text + ", and " + below, change, false,
+            std::string(below) == "dir/link/evil" && text == directory_.File("guard"));
       }
     }
   }

@@ -12,70 +12,46 @@ namespace store {
 
 namespace fs = std::filesystem;
 
-// ---- Maps
-// --------------------------------------------------------------------------------------------------
+// ---- Maps -------------------------------------------------------------------------------------------------
 
 void HostileCases::AddMapCases() {
   const auto add = [this](const std::string& what,
                           const std::function<std::string(const MapLeaf&, PackImage&)>& make,
                           bool always = false) {
-    cases_.push_back({"map: " + what,
-                      [this, make] {
-                        PackImage pack = pack_;
-                        for (Item& item : pack.items) {
-                          MapLeaf leaf;
-                          if (item.map.size != 0 && item.map.pack == pack.id &&
-                              DecodeLeaf(pack.MapOf(item), leaf)) {
-                            pack.SetMap(keys_, item, make(leaf, pack));
-                          }
-                        }
-                        PutPack(pack);
-                      },
-                      true,
-                      false,
-                      always,
-                      {}});
+    const auto change = [this, make](PackImage& pack) {
+      for (Item& item : pack.items) {
+        MapLeaf leaf;
+        if (item.map.size != 0 && item.map.pack == pack.id && DecodeLeaf(pack.MapOf(item), leaf)) {
+          pack.SetMap(keys_, item, make(leaf, pack));
+        }
+      }
+    };
+    AddPack("map: " + what, change, always);
+  };
+  const auto addLeaf = [&add](const std::string& what, const std::function<void(MapLeaf&)>& set) {
+    add(what, [set](MapLeaf leaf, PackImage&) {
+      set(leaf);
+      return EncodeLeaf(leaf);
+    });
   };
   for (const std::uint64_t value : kNumbers) {
     const auto number = static_cast<std::uint32_t>(value);
     const std::string text = std::to_string(value);
-    add("chunk size " + text, [number](MapLeaf leaf, PackImage&) {
-      leaf.chunkSize = number;
-      return EncodeLeaf(leaf);
-    });
-    add("block " + text, [number](MapLeaf leaf, PackImage&) {
-      leaf.chunks.front().block = number;
-      return EncodeLeaf(leaf);
-    });
-    add("offset " + text, [number](MapLeaf leaf, PackImage&) {
-      leaf.chunks.front().offset = number;
-      return EncodeLeaf(leaf);
-    });
-    add("pack " + text, [number](MapLeaf leaf, PackImage&) {
-      leaf.chunks.front().pack = number;
-      return EncodeLeaf(leaf);
-    });
-    add("hole of " + text, [value](MapLeaf leaf, PackImage&) {
-      leaf.holes = {{0, value}};
-      return EncodeLeaf(leaf);
-    });
-    add("hole at " + text, [value](MapLeaf leaf, PackImage&) {
-      leaf.holes = {{value, 4096}};
-      return EncodeLeaf(leaf);
-    });
+    addLeaf("chunk size " + text, [number](MapLeaf& leaf) { leaf.chunkSize = number; });
+    addLeaf("block " + text, [number](MapLeaf& leaf) { leaf.chunks.front().block = number; });
+    addLeaf("offset " + text, [number](MapLeaf& leaf) { leaf.chunks.front().offset = number; });
+    addLeaf("pack " + text, [number](MapLeaf& leaf) { leaf.chunks.front().pack = number; });
+    addLeaf("hole of " + text, [value](MapLeaf& leaf) { leaf.holes = {{0, value}}; });
+    addLeaf("hole at " + text, [value](MapLeaf& leaf) { leaf.holes = {{value, 4096}}; });
     add("cut to " + text, [value](const MapLeaf& leaf, PackImage&) {
       const std::string bytes = EncodeLeaf(leaf);
       return bytes.substr(0, 1 + static_cast<std::size_t>(value % bytes.size()));
     });
-    add("chunks " + text, [value](MapLeaf leaf, PackImage&) {
+    addLeaf("chunks " + text, [value](MapLeaf& leaf) {
       leaf.chunks.resize(static_cast<std::size_t>(value % 3000), ChunkPlace{{}, true, 0, 0, 0});
-      return EncodeLeaf(leaf);
     });
   }
-  add("another pack", [](MapLeaf leaf, PackImage&) {
-    leaf.packs.assign(leaf.packs.size(), Uid());
-    return EncodeLeaf(leaf);
-  });
+  addLeaf("another pack", [](MapLeaf& leaf) { leaf.packs.assign(leaf.packs.size(), Uid()); });
   add(
       "a tree of itself",
       [this](const MapLeaf& leaf, PackImage& pack) {
@@ -93,8 +69,7 @@ void HostileCases::AddMapCases() {
   });
 }
 
-// ---- Packs, rows and objects
-// -----------------------------------------------------------------------------------
+// ---- Packs, rows and objects ------------------------------------------------------------------------------
 
 void HostileCases::AddPackCases() {
   const std::size_t tables =
@@ -105,30 +80,15 @@ void HostileCases::AddPackCases() {
     for (std::size_t offset = 0; offset < size; offset += step) {
       for (const std::uint64_t value : kNumbers) {
         const Patch patch{part, offset, offset >= 8 && part == Patch::Part::kTrailer ? 8U : 4U, value};
-        cases_.push_back({"pack: part " + std::to_string(static_cast<int>(part)) + ", byte " +
-                              std::to_string(offset) + ": " + std::to_string(value),
-                          [this, patch] {
-                            PackImage pack = pack_;
-                            pack.patches = {patch};
-                            PutPack(pack);
-                          },
-                          offset % 2 == 0,
-                          false,
-                          false,
-                          {}});
+        AddPack(
+            "pack: part " + std::to_string(static_cast<int>(part)) + ", byte " + std::to_string(offset) +
+                ": " + std::to_string(value),
+            [patch](PackImage& pack) { pack.patches = {patch}; }, false, offset % 2 == 0);
       }
     }
   }
-  cases_.push_back({"pack: the same records again, in another one",
-                    [this] {
-                      PackImage pack = pack_;
-                      pack.id.bytes[0] ^= 1;
-                      PutPack(pack);
-                    },
-                    true,
-                    false,
-                    true,
-                    {}});
+  AddPack(
+      "pack: the same records again, in another one", [](PackImage& pack) { pack.id.bytes[0] ^= 1; }, true);
 }
 
 void HostileCases::AddRowCases() {
@@ -145,24 +105,15 @@ void HostileCases::AddRowCases() {
       {"catalog", {"version", "repository"}}};
   for (const auto& [table, names] : columns) {
     for (const std::string& column : names) {
+      const std::string text = "UPDATE " + table + " SET " + column + " = $1";
       for (const std::uint64_t value : kNumbers) {
-        const std::string text = "UPDATE " + table + " SET " + column + " = $1";
-        cases_.push_back({text + " " + std::to_string(value),
-                          [=, this] { RunSql(text, {Unsigned(value)}); },
-                          false,
-                          false,
-                          false,
-                          {}});
+        Add(
+            text + " " + std::to_string(value), [=, this] { RunSql(text, {Unsigned(value)}); }, false);
       }
       for (const std::string& value : {std::string(), std::string("../../guard/evil"),
                                        std::string(100'000, 'x'), std::string(16, '\0')}) {
-        const std::string text = "UPDATE " + table + " SET " + column + " = $1";
-        cases_.push_back({text + " '" + value.substr(0, 20) + "'",
-                          [=, this] { RunSql(text, {value}); },
-                          false,
-                          false,
-                          false,
-                          {}});
+        Add(
+            text + " '" + value.substr(0, 20) + "'", [=, this] { RunSql(text, {value}); }, false);
       }
     }
   }
@@ -183,16 +134,12 @@ void HostileCases::AddObjectCases() {
     };
     for (std::size_t offset = 0; offset < 64; offset += 4) {
       for (const std::uint64_t value : kNumbers) {
-        cases_.push_back({which + ": byte " + std::to_string(offset) + ": " + std::to_string(value),
-                          [=] {
-                            change([=](ObjectImage& image) {
-                              image.patches = {{Patch::Part::kHeader, offset, 4, value}};
-                            });
-                          },
-                          true,
-                          false,
-                          false,
-                          {}});
+        const auto patch = [=](ObjectImage& image) {
+          image.patches = {{Patch::Part::kHeader, offset, 4, value}};
+        };
+        Add(
+            which + ": byte " + std::to_string(offset) + ": " + std::to_string(value), [=] { change(patch); },
+            true);
       }
     }
     for (std::uint64_t tag = 1; tag <= 7; ++tag) {
@@ -202,51 +149,33 @@ void HostileCases::AddObjectCases() {
         values.push_back(tag == 5 ? Encoder().Varint(number).Take() : Encoder().U64(number).Take());
       }
       for (const std::string& value : values) {
-        cases_.push_back({which + ": field " + std::to_string(tag) + ": " + value.substr(0, 20),
-                          [=] {
-                            change([=](ObjectImage& image) {
-                              for (auto& [known, text] : image.fields) {
-                                text = known == tag ? value : text;
-                              }
-                            });
-                          },
-                          true,
-                          false,
-                          tag == 5 && value == Encoder().Varint(kNumbers[5]).Bytes(),
-                          {}});
+        const auto set = [=](ObjectImage& image) {
+          for (auto& [known, text] : image.fields) {
+            text = known == tag ? value : text;
+          }
+        };
+        Add(
+            which + ": field " + std::to_string(tag) + ": " + value.substr(0, 20), [=] { change(set); }, true,
+            tag == 5 && value == Encoder().Varint(kNumbers[5]).Bytes());
       }
     }
   }
   // A second saveset of one name.
-  cases_.push_back({"begin: the name of another saveset",
-                    [this] {
-                      std::unique_ptr<Store> opened;
-                      ASSERT_TRUE(Store::Open(config_, Store::Access::kRead, opened));
-                      Saveset same = row_;
-                      same.uid.bytes[0] ^= 1;
-                      ASSERT_TRUE(PutSavesetBegin({opened->Objects(), keys_, repository_}, same));
-                    },
-                    true,
-                    false,
-                    true,
-                    {}});
+  const auto add = [this] {
+    std::unique_ptr<Store> opened;
+    ASSERT_TRUE(Store::Open(config_, Store::Access::kRead, opened));
+    Saveset same = row_;
+    same.uid.bytes[0] ^= 1;
+    ASSERT_TRUE(PutSavesetBegin({opened->Objects(), keys_, repository_}, same));
+  };
+  Add("begin: the name of another saveset", add, true, true);
 }
 
-// ---- What grows
-// ------------------------------------------------------------------------------------------------
+// ---- What grows -------------------------------------------------------------------------------------------
 
 void HostileCases::AddLargeCases() {
   const auto add = [this](const std::string& what, const std::function<void(PackImage&)>& grow) {
-    cases_.push_back({"large: " + what,
-                      [this, grow] {
-                        PackImage pack = pack_;
-                        grow(pack);
-                        PutPack(pack);
-                      },
-                      true,
-                      false,
-                      true,
-                      {}});
+    AddPack("large: " + what, grow, true);
   };
   add("blocks of empty records", [](PackImage& pack) {
     for (int i = 0; i < 4; ++i) {
@@ -276,31 +205,25 @@ void HostileCases::AddLargeCases() {
     item.facts.sparse = true;
     pack.SetMap(keys_, item, EncodeTree(tree));
   });
-  cases_.push_back({"large: tables of four gigabytes",
-                    [this] {
-                      PackImage pack = pack_;
-                      const std::string path = config_.repository + "/" + PackObject(pack.id);
-                      const std::string bytes = pack.Encode(keys_, repository_);
-                      const std::uint64_t size = std::uint64_t{4} << 30;
-                      const std::uint64_t begin = 4096;
-                      const std::string trailer =
-                          Encoder()
-                              .Raw("KORVEND1")
-                              .U64(size)
-                              .U64(begin)
-                              .U32(static_cast<std::uint32_t>(size - begin - kTrailerSize))
-                              .U32(0)
-                              .Id(pack.id)
-                              .Id(Uid())
-                              .Take();
-                      Write(path, bytes);
-                      fs::resize_file(path, size - kTrailerSize);
-                      std::ofstream(path, std::ios::binary | std::ios::app) << trailer;
-                    },
-                    true,
-                    false,
-                    true,
-                    {}});
+  const auto grow = [this] {
+    const std::string path = config_.repository + "/" + PackObject(pack_.id);
+    const std::string bytes = pack_.Encode(keys_, repository_);
+    const std::uint64_t size = std::uint64_t{4} << 30;
+    const std::uint64_t begin = 4096;
+    const std::string trailer = Encoder()
+                                    .Raw("KORVEND1")
+                                    .U64(size)
+                                    .U64(begin)
+                                    .U32(static_cast<std::uint32_t>(size - begin - kTrailerSize))
+                                    .U32(0)
+                                    .Id(pack_.id)
+                                    .Id(Uid())
+                                    .Take();
+    Write(path, bytes);
+    fs::resize_file(path, size - kTrailerSize);
+    std::ofstream(path, std::ios::binary | std::ios::app) << trailer;
+  };
+  Add("large: tables of four gigabytes", grow, true, true);
 }
 
 }  // namespace store
