@@ -300,7 +300,7 @@ INSTANTIATE_TEST_SUITE_P(PosixPlainAndEncrypted, HostileTest, testing::Bool(),
 TEST_P(HostileTest, NothingGetsOutAndEveryRefusalNamesWhatItRefuses) {
   AddAll();
   const char* step = std::getenv("SWEEP_STEP");
-  const std::size_t every = step == nullptr ? 150 : std::max(1UL, std::strtoul(step, nullptr, 10));
+  const std::size_t every = step == nullptr ? 300 : std::max(1UL, std::strtoul(step, nullptr, 10));
   const char* only = std::getenv("HOSTILE_CASE");
   std::size_t tried = 0;
   for (std::size_t i = 0; i < cases_.size() && !HasFatalFailure(); ++i) {

@@ -52,7 +52,7 @@ class PosixS3SaveTest : public testing::Test {
   // New contents for all files.
   void Write() {
     for (const auto& [name, size] :
-         std::map<std::string, std::size_t>{{"a", 100}, {"b", 3'000'000}, {"c", 5'000}, {"d", 1'500'000}}) {
+         std::map<std::string, std::size_t>{{"a", 100}, {"b", 1'500'000}, {"c", 5'000}, {"d", 1'200'000}}) {
       std::string bytes(size, '\0');
       for (char& byte : bytes) {
         byte = static_cast<char>(dice_.Below(256));
