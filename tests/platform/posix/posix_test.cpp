@@ -119,14 +119,4 @@ TEST(PosixTextFiles, DevicesAndReadErrors) {
   EXPECT_TRUE(memory->ReadFailed());
 }
 
-TEST(PosixNames, NamesOfThisSystem) {
-  EXPECT_TRUE(platform::IsSystemName("/a"));
-  EXPECT_FALSE(platform::IsSystemName("\\a"));
-  EXPECT_EQ(platform::ToSystemForm("/a/b"), "/a/b");
-  EXPECT_EQ(platform::LastSeparator("/a/b\\c"), 2U);
-  EXPECT_FALSE(platform::SameName("/a/B", "/a/b"));
-  EXPECT_FALSE(platform::SameName("/a/b", "\\a\\b"));
-  EXPECT_TRUE(platform::SameName("/a/b", "/a/b"));
-}
-
 }  // namespace

@@ -106,12 +106,6 @@ TEST(WindowsAppending, NewFilesAreTheirOwnersAlone) {
   }
 }
 
-TEST(WindowsNames, NoNameIsOfAnotherSystem) {
-  EXPECT_FALSE(platform::IsSystemName("/a"));
-  EXPECT_EQ(platform::ToSystemForm("/a/b"), "\\a\\b");
-  EXPECT_TRUE(platform::SameName("/a/B", "\\A\\b"));
-}
-
 TEST(WindowsNames, PathsAndTheirDirectories) {
   const std::pair<std::string, std::string> directories[] = {
       {"C:\\a\\b", "C:\\a"}, {"C:/a", "C:/"}, {"C:a", "C:."}, {"\\a", "\\"}, {"a", "."}, {"a/b", "a"}};

@@ -65,9 +65,9 @@ class PosixCatalogReadOnlyTest : public testing::Test {
     }
   }
 
-  void WriteProtect() {
+  void WriteProtect(mode_t files = 0444) {
     for (const auto& file : fs::directory_iterator(copy_.Path())) {
-      ASSERT_EQ(chmod(file.path().c_str(), 0444), 0);
+      ASSERT_EQ(chmod(file.path().c_str(), files), 0);
     }
     ASSERT_EQ(chmod(copy_.Path().c_str(), 0555), 0);
   }
@@ -100,47 +100,34 @@ class PosixCatalogReadOnlyTest : public testing::Test {
            !catalog->AddSession(Mode::kRestore, "", {}, id);
   }
 
+  // All of these files is read, and they stay as they were.
+  void ExpectToBeRead(const std::vector<std::string>& ends, mode_t files = 0444) {
+    Copy(ends);
+    WriteProtect(files);
+    const auto before = Files();
+    EXPECT_TRUE(AsNobody([this] { return ReadsAndCannotWrite(); }));
+    EXPECT_EQ(Files(), before);
+  }
+
   const Uid repository_ = Uid::Random();
   support::TemporaryDirectory original_;
   support::TemporaryDirectory copy_;
   std::unique_ptr<Catalog> writer_;
 };
 
-TEST_F(PosixCatalogReadOnlyTest, OfASnapshotWithALogThatWasLeft) {
-  Copy({"", "-wal"});
-  WriteProtect();
-  const auto before = Files();
-  EXPECT_TRUE(AsNobody([this] { return ReadsAndCannotWrite(); }));
-  EXPECT_EQ(Files(), before);
-}
+TEST_F(PosixCatalogReadOnlyTest, OfASnapshotWithALogThatWasLeft) { ExpectToBeRead({"", "-wal"}); }
 
 TEST_F(PosixCatalogReadOnlyTest, OfASnapshotWithTheSharedMemoryOfThatTime) {
-  Copy({"", "-wal", "-shm"});
-  WriteProtect();
-  const auto before = Files();
-  EXPECT_TRUE(AsNobody([this] { return ReadsAndCannotWrite(); }));
-  EXPECT_EQ(Files(), before);
+  ExpectToBeRead({"", "-wal", "-shm"});
 }
 
 TEST_F(PosixCatalogReadOnlyTest, OfARepositoryThatWasClosedWell) {
   writer_.reset();
-  Copy({""});
-  WriteProtect();
-  const auto before = Files();
-  EXPECT_TRUE(AsNobody([this] { return ReadsAndCannotWrite(); }));
-  EXPECT_EQ(Files(), before);
+  ExpectToBeRead({""});
 }
 
 // The database may be written, but nothing can be made beside it.
-TEST_F(PosixCatalogReadOnlyTest, OfADirectoryInWhichNothingCanBeMade) {
-  Copy({"", "-wal"});
-  WriteProtect();
-  ASSERT_EQ(chmod(copy_.File("catalog.db").c_str(), 0666), 0);
-  ASSERT_EQ(chmod(copy_.File("catalog.db-wal").c_str(), 0666), 0);
-  const auto before = Files();
-  EXPECT_TRUE(AsNobody([this] { return ReadsAndCannotWrite(); }));
-  EXPECT_EQ(Files(), before);
-}
+TEST_F(PosixCatalogReadOnlyTest, OfADirectoryInWhichNothingCanBeMade) { ExpectToBeRead({"", "-wal"}, 0666); }
 
 TEST_F(PosixCatalogReadOnlyTest, AndDamageInTheLogIsToldThere) {
   Copy({"", "-wal"});

@@ -208,15 +208,6 @@ TEST_F(PosixS3PlaceTest, AListOfManyObjectsComesInPages) {
   EXPECT_EQ(network_.Methods().size(), 3u);
 }
 
-TEST_F(PosixS3PlaceTest, WhatTheServerCanDoIsFoundOutAndLeavesNothing) {
-  place_ = Open();
-  std::string abilities;
-  const Status explored = place_->Explore(abilities);
-  EXPECT_TRUE(explored) << explored.Message();
-  EXPECT_NE(abilities.find("refuses_to_replace=not offered; object_lock="), std::string::npos) << abilities;
-  EXPECT_TRUE(place_->List("", [](const std::string& name, std::uint64_t) { return Status::Failed(name); }));
-}
-
 TEST(PosixS3XmlTest, OnlyAWholeListIsAList) {
   const std::string xml =
       "<?xml version=\"1.0\"?><ListBucketResult xmlns=\"any\"><Name>b</Name><IsTruncated>true</IsTruncated>"
