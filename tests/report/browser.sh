@@ -29,6 +29,11 @@ browse() {
 # look_at PAGE NAME
 look_at() {
   browse --dump-dom "file://$1" >"$place/dom"
+  ! grep -qiE '<script|<link|<img|<iframe|@import|url\(|src=|href=|[[:space:]]on[a-z]+=' "$1" || fail "$2 needs more than itself"
+}
+
+# draw PAGE NAME: on a desk's screen, on a phone's and on paper.
+draw() {
   browse --window-size=1280,3200 --screenshot="$pictures/$2-desk.png" "file://$1"
   browse --window-size=500,3200 --screenshot="$pictures/$2-phone.png" "file://$1"
   browse --print-to-pdf="$pictures/$2.pdf" --no-pdf-header-footer "file://$1"
@@ -37,7 +42,6 @@ look_at() {
     # A page that was not drawn is a few thousand bytes of one colour.
     [ "$(stat -c %s "$pictures/$picture")" -gt 15000 ] || fail "$picture is empty"
   done
-  ! grep -qiE '<script|<link|<img|<iframe|@import|url\(|src=|href=|[[:space:]]on[a-z]+=' "$1" || fail "$2 needs more than itself"
 }
 
 # holds TEXT...: the page that was looked at has them.
@@ -58,6 +62,7 @@ count_is() {
 
 "$programs/sample_page" "$place/sample.html"
 look_at "$place/sample.html" sample
+draw "$place/sample.html" sample
 holds 'Backups of prod&lt;script&gt;alert(1)&lt;/script&gt;' '3 of 5 databases have no good backup from the last 30 hours' \
   '3 packs are damaged' 'DEV&lt;1&gt;&amp;' '5 hours old' '25 hours old' '3 days old' 'no good backup' \
   '25 Nov 2025: 1 good backup' '25 Nov 2025: 1 that failed' \
