@@ -8,6 +8,7 @@
 #include <regex>
 #include <sstream>
 
+#include "platform/data_file.h"
 #include "platform/platform.h"
 #include "platform/tree.h"
 
@@ -119,9 +120,12 @@ fs::path Scenario::Path(const std::string& name) const {
 void Scenario::UseServer() { UseServerWith("repository=" + Path("repository").string() + "\n"); }
 
 void Scenario::UseServerWith(const std::string& settings) {
-  WriteText("korvo.ini", "[srv]\n" + settings);
-  // There may be a secret in it.
-  fs::permissions(Path("korvo.ini"), fs::perms::owner_read | fs::perms::owner_write);
+  // For its owner alone: there may be a secret in it.
+  const std::string text = "[srv]\n" + settings;
+  std::string why;
+  fs::remove(Path("korvo.ini"));
+  const auto file = platform::DataFile::CreateNew(Path("korvo.ini").string(), why);
+  EXPECT_TRUE(file != nullptr && file->WriteAt(0, text.data(), text.size())) << why;
   environment["KORVO_CONFIG"] = Path("korvo.ini").string();
   environment["PATH"] = platform::ProgramDirectory();
 }
