@@ -188,6 +188,8 @@ struct FileListing {
 
 // Where programs keep what they have to remember for this user; empty if the system does not say.
 [[nodiscard]] std::string UserStateDirectory();
+// The environment variables that say so, for messages.
+[[nodiscard]] std::string UserStateVariables();
 
 // Where the running program lies, without a separator at its end.
 [[nodiscard]] std::string ProgramDirectory();

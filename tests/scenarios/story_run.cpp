@@ -271,7 +271,9 @@ class StoryRun {
     const std::string file = "catalog = " + scenario_.Path("catalog/prod.db").string() + "\n";
     scenario_.UseServerWith((bucket ? support::BucketSettings(tls) : directory) +
                             (database ? support::DatabaseSettings(tls) : file));
-    scenario_.environment["XDG_STATE_HOME"] = scenario_.Path("state").string();
+    for (const char* variable : {"XDG_STATE_HOME", "LOCALAPPDATA"}) {
+      scenario_.environment[variable] = scenario_.Path("state").string();
+    }
   }
 
   // In front of a command, and the command itself as its arguments: so that it runs on the host.

@@ -377,6 +377,8 @@ std::string UserStateDirectory() {
   return EnvironmentVariable("HOME", directory) ? directory + "/.local/state" : "";
 }
 
+std::string UserStateVariables() { return "HOME or XDG_STATE_HOME"; }
+
 std::string SystemConfigDirectory() { return "/etc"; }
 
 std::string ProgramDirectory() {

@@ -123,6 +123,8 @@ std::string UserStateDirectory() {
   return EnvironmentVariable("LOCALAPPDATA", directory) && IsAbsolute(directory) ? directory : "";
 }
 
+std::string UserStateVariables() { return "LOCALAPPDATA"; }
+
 std::string SystemConfigDirectory() {
   std::string directory;
   return EnvironmentVariable("PROGRAMDATA", directory) && IsAbsolute(directory) ? directory

@@ -53,9 +53,8 @@ class HeldRun : public RunHold {
 
 Status RunLocks::Hold(const Uid& run, std::unique_ptr<RunHold>& hold) {
   if (directory_.empty()) {
-    return Status::Failed(
-        "this user has no directory for the locks of its backups: the environment needs HOME or "
-        "XDG_STATE_HOME");
+    return Status::Failed("this user has no directory for the locks of its backups: the environment needs " +
+                          platform::UserStateVariables());
   }
   std::string why;
   if (!platform::MakeDirectories(directory_, platform::DirectoryAccess::kPrivate, why)) {
