@@ -19,7 +19,7 @@ void GiveBack() {
 }  // namespace
 
 MemoryReserve::MemoryReserve() {
-  reserve = std::make_unique<char[]>(kReserve);
+  reserve = std::make_unique_for_overwrite<char[]>(kReserve);
   std::set_new_handler(GiveBack);
 }
 

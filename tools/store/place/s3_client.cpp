@@ -1,7 +1,5 @@
 #include "store/place/s3_client.h"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -10,6 +8,7 @@
 #include <string_view>
 
 #include "platform/platform.h"
+#include "store/place/curl.h"
 #include "store/place/s3_xml.h"
 
 namespace store {

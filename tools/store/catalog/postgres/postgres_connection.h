@@ -2,8 +2,6 @@
 // pipeline), which are read together: many rows cost one way to the server and back.
 #pragma once
 
-#include <libpq-fe.h>
-
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -11,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "store/catalog/postgres/pq.h"
 #include "store/catalog/postgres_engine.h"
 #include "store/catalog/sql.h"
 

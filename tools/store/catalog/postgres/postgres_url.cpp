@@ -1,8 +1,7 @@
-#include <libpq-fe.h>
-
 #include <string_view>
 
 #include "store/catalog/postgres/postgres_connection.h"
+#include "store/catalog/postgres/pq.h"
 
 namespace store {
 namespace {
