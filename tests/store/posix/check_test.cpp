@@ -183,7 +183,7 @@ TEST_P(CheckTest, EachOfManyDamagesIsFoundWithAllThatItCosts) {
   EXPECT_EQ(result_.readPacks, result_.packs);
   const std::string whole = directory_.File("as it was");
   fs::copy(config_.repository, whole, fs::copy_options::recursive);
-  for (int round = 0; round < 75; ++round) {
+  for (int round = 0; round < 150; ++round) {
     const std::vector<fs::path> objects = Objects();
     const std::string damage = DoDamage(objects[dice_.Below(objects.size())]);
     std::unique_ptr<Store> store;

@@ -1,4 +1,4 @@
-// A restore stays where it was sent, whatever links stand in its way.
+// A restore stays where it was sent, whatever links stand in its way or come with the saveset.
 #include "restore/way.h"
 #include "store/restore_fixture.h"
 
@@ -47,7 +47,25 @@ TEST_F(PosixWayTest, LinksAreFollowedOnlyIfTheyWereThereAndMayBe) {
       << "a root that came with it";
 }
 
+// A saveset in which a link stands where other items have a directory.
 class PosixRestoreTest : public RestoreTest {};
+
+TEST_F(PosixRestoreTest, ALinkThatCameWithTheSavesetLeadsNothingElsewhere) {
+  const std::string outside = directory_.File("outside");
+  fs::create_directories(outside);
+  BackUp([&](store::SavesetWriter& writer) {
+    ASSERT_TRUE(writer.BeginDirectory(Name("d"), DirectoryFacts()));
+    ASSERT_TRUE(writer.AddInside(Name("d/l"), store::ItemKind::kLink, {}, outside));
+    SaveAs(writer, Name("d/l/inside"), "x", true);
+    SaveAs(writer, Name("d/whole"), "whole", true);
+    ASSERT_TRUE(writer.EndDirectory(true));
+    SaveAs(writer, Name("d/l/single"), "x", false);
+  });
+  EXPECT_EQ(Restore({Name("d")}), End::kFailed);
+  EXPECT_TRUE(fs::is_empty(outside)) << said_;
+  EXPECT_EQ(Read(Name("d/whole")), "whole");
+  EXPECT_EQ(fs::read_symlink(Name("d/l")), outside);
+}
 
 // A link in the way that was there before: followed for what was saved file by file, refused in a directory
 // that was saved whole.
