@@ -326,14 +326,6 @@ bool MakeDirectories(const std::string& path, DirectoryAccess access, std::strin
   return MakeOne(native, access, why, sync);
 }
 
-std::string DirectoryOf(const std::string& path) {
-  const std::size_t separator = path.find_last_of("/\\");
-  if (separator == std::string::npos) {
-    return ".";
-  }
-  return separator == 0 ? path.substr(0, 1) : path.substr(0, separator);
-}
-
 bool FollowLinks(const std::string& path, std::string& target, std::string& why) {
   target = path;
   for (int links = 0; links <= kMostLinks; ++links) {
@@ -357,34 +349,6 @@ bool FollowLinks(const std::string& path, std::string& target, std::string& why)
   }
   why = ErrorText(ELOOP);
   return false;
-}
-
-std::string NativePath(const std::string& path) { return internal::SystemPath(path); }
-
-bool IsAbsolute(const std::string& path) { return !path.empty() && (path[0] == '/' || path[0] == '\\'); }
-
-std::string FoldName(std::string_view name) {
-  std::string folded(name);
-  std::replace(folded.begin(), folded.end(), '\\', '/');
-  return folded;
-}
-
-std::string UserStateDirectory() {
-  std::string directory;
-  if (EnvironmentVariable("XDG_STATE_HOME", directory) && IsAbsolute(directory)) {
-    return directory;
-  }
-  return EnvironmentVariable("HOME", directory) ? directory + "/.local/state" : "";
-}
-
-std::string UserStateVariables() { return "HOME or XDG_STATE_HOME"; }
-
-std::string SystemConfigDirectory() { return "/etc"; }
-
-std::string ProgramDirectory() {
-  char text[PATH_MAX];
-  const ssize_t length = readlink("/proc/self/exe", text, sizeof text);
-  return length <= 0 ? "." : DirectoryOf(std::string(text, static_cast<std::size_t>(length)));
 }
 
 void WriteToStandardError(std::string_view text) {
