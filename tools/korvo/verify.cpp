@@ -43,8 +43,8 @@ class Findings {
       return;
     }
     list_.Add({{"what", JsonText(damage.what)},
-                     {"pack", damage.pack.IsNull() ? Json(nullptr) : Json(damage.pack.Hex())},
-                     {"lost", Json::Array()}});
+               {"pack", damage.pack.IsNull() ? Json(nullptr) : Json(damage.pack.Hex())},
+               {"lost", Json::Array()}});
   }
   [[nodiscard]] const Json& List() const { return list_; }
   [[nodiscard]] std::uint64_t Lost() const { return lost_; }
