@@ -11,8 +11,9 @@ namespace platform {
 }  // namespace platform
 
 // Takes the place of a function's name in front of its arguments.
-#define LATE_FUNCTION(library, name)                                                                        \
-  ([]() {                                                                                                   \
-    static const auto function = reinterpret_cast<decltype(&name)>(platform::LateFunction(library, #name)); \
-    return function;                                                                                        \
+#define LATE_FUNCTION(library, name)                                                 \
+  ([]() {                                                                            \
+    static const auto function =                                                     \
+        reinterpret_cast<decltype(&(name))>(platform::LateFunction(library, #name)); \
+    return function;                                                                 \
   }())
