@@ -13,6 +13,11 @@ Status Differs(const Saveset& saveset, const std::string& which, const std::stri
 Status Compare(const SavesetObjects& objects, const std::optional<State>& closed, bool hasClosed,
                const Saveset& saveset) {
   const Saveset& told = objects.saveset;
+  // Nothing came into it: a rebuild has nothing to name. A program that was killed, or whose place failed,
+  // left a row alone.
+  if (!objects.begun && saveset.items == 0) {
+    return {};
+  }
   if (!objects.begun || told.name != saveset.name || told.database != saveset.database ||
       told.pool != saveset.pool || told.created != saveset.created || told.together != saveset.together) {
     return Differs(saveset, "begin", "name, database and pool would be lost");
