@@ -78,12 +78,12 @@ TEST_F(Sizes, CountHalfAMegabyteDownAndMoreUp) {
   support::WriteWholeFile(file, "");
   for (const auto& [bytes, megabytes] : cases) {
     std::filesystem::resize_file(file, bytes);
-    EXPECT_EQ(GetFileSizeMb(file), megabytes) << bytes;
+    EXPECT_EQ(GetFileSizeMb(platform::LookUp(file)), megabytes) << bytes;
   }
 }
 
 TEST_F(Sizes, AFileThatWentAwayIsToldWithTheSystemsNumber) {
-  EXPECT_EQ(GetFileSizeMb(directory_.File("gone")), -1);
+  EXPECT_EQ(GetFileSizeMb(platform::LookUp(directory_.File("gone"))), -1);
   const std::string trace = support::ReadWholeFile(Params().szTraceFile);
   EXPECT_NE(trace.find(":: Invalid File Handle. Get Last Error reports 2\r\n"), std::string::npos) << trace;
 }

@@ -107,8 +107,8 @@ void RunDirectoryJob(const std::string& item, RunResult& result) {
   TRACE(3, "INFO: ....Backuping finished with code :%d.\n", NumberOf(jobResult));
 }
 
-void TakeFile(const std::string& item, std::vector<FileRecord>& files) {
-  const std::int32_t size = GetFileSizeMb(item);
+void TakeFile(const std::string& item, const platform::PathInfo& info, std::vector<FileRecord>& files) {
+  const std::int32_t size = GetFileSizeMb(info);
   files.push_back({item, size < 0 ? 0 : size});
 }
 
@@ -127,7 +127,7 @@ void HandleItem(const std::string& item, std::vector<FileRecord>& files, RunResu
   } else if (directory) {
     RunDirectoryJob(item, result);
   } else {
-    TakeFile(item, files);
+    TakeFile(item, info, files);
   }
 }
 

@@ -121,9 +121,8 @@ RunResult SplitRedoAndControlFiles(const ItemList& items, SpecialItems& special)
   return special.list == nullptr || special.list->Close() ? RunResult::kSuccess : CannotWrite(special.list);
 }
 
-std::int32_t GetFileSizeMb(const std::string& item) {
+std::int32_t GetFileSizeMb(const platform::PathInfo& info) {
   constexpr std::uint64_t kMb = 1048576;
-  const platform::PathInfo info = platform::LookUp(item);
   if (info.kind == platform::PathKind::kMissing) {
     TRACE(1, "Invalid File Handle. Get Last Error reports %ld\n", info.error);
     return -1;

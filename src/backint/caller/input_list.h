@@ -38,5 +38,6 @@ struct SpecialItems {
 // if the list cannot be written to its last byte.
 RunResult SplitRedoAndControlFiles(const ItemList& items, SpecialItems& special);
 
-// The size in Mb, rounded, half a Mb down; -1, which is traced, if the file cannot be looked up.
-[[nodiscard]] std::int32_t GetFileSizeMb(const std::string& item);
+// The size in Mb of a file that was looked up, rounded, half a Mb down; -1, which is traced, if it was not
+// found.
+[[nodiscard]] std::int32_t GetFileSizeMb(const platform::PathInfo& info);
