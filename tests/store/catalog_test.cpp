@@ -59,12 +59,22 @@ class CatalogTest : public testing::TestWithParam<CatalogKind> {
     return names;
   }
 
-  // The saveset of the copy that a new one would refer to.
+  // The saveset of the copy that a new one would refer to. Asked for with others it is the same, or left
+  // open.
   std::string Base(const Backup& backup, const std::string& name, std::int64_t oldest = 0) {
     std::optional<Item> item;
     Uid uid;
     const Status found = catalog_->FindBase(backup.saveset, name, oldest, item, uid);
     EXPECT_TRUE(found) << found.Message();
+    Catalog::Copies copies;
+    EXPECT_TRUE(catalog_->FindBases(backup.saveset, {"/not there", name, "/nor this"}, oldest, copies));
+    EXPECT_FALSE(copies.at("/not there"));
+    const auto known = copies.find(name);
+    leftOpen_ = known == copies.end();
+    if (!leftOpen_) {
+      EXPECT_EQ(known->second ? known->second->packs : std::vector<Uid>(),
+                item ? item->packs : std::vector<Uid>());
+    }
     return item ? uid.Hex() : "none";
   }
 
@@ -75,6 +85,7 @@ class CatalogTest : public testing::TestWithParam<CatalogKind> {
     return deleted.packs;
   }
 
+  bool leftOpen_ = false;
   const Uid repository_ = Uid::Random();
   std::unique_ptr<CatalogBacking> backing_;
   std::unique_ptr<Catalog> catalog_;
@@ -263,8 +274,10 @@ TEST_P(CatalogTest, ACopyIsReferredToOnlyWhereItIsGoodAndOfTheSameKind) {
   Backup newer(*catalog_, "ABC6");
   ASSERT_TRUE(newer.Commit({FileItem(1, "/f", {good.packs[0]})}));
   EXPECT_EQ(Base(now, "/f"), newer.saveset.uid.Hex());
+  EXPECT_FALSE(leftOpen_);
   ASSERT_TRUE(catalog_->MarkPackDamaged(newer.packs[0]));
   EXPECT_EQ(Base(now, "/f"), good.saveset.uid.Hex());
+  EXPECT_TRUE(leftOpen_) << "the last copy is of no use";
   ASSERT_TRUE(catalog_->MarkSaveset(good.saveset.id, true));
   EXPECT_EQ(Base(now, "/f"), "none");
   ASSERT_TRUE(catalog_->MarkSaveset(good.saveset.id, false));

@@ -22,11 +22,16 @@ namespace {
 class Walk {
  public:
   // `visit` gets what can be saved; its bad status is the store's and ends the walk.
-  // `leftOut` gets the paths of what belongs to the repository.
+  // `leftOut` gets the paths of what belongs to the repository, `ahead` those of what may come next.
   using Visit = std::function<Status(const std::string& path, const platform::Entry& entry)>;
   using LeftOut = std::function<void(const std::string& path)>;
-  Walk(const OwnFiles& own, Outcome& outcome, Visit visit, LeftOut leftOut)
-      : own_(own), outcome_(outcome), visit_(std::move(visit)), leftOut_(std::move(leftOut)) {}
+  using Ahead = std::function<void(const std::vector<std::string>& paths)>;
+  Walk(const OwnFiles& own, Outcome& outcome, Visit visit, LeftOut leftOut, Ahead ahead)
+      : own_(own),
+        outcome_(outcome),
+        visit_(std::move(visit)),
+        leftOut_(std::move(leftOut)),
+        ahead_(std::move(ahead)) {}
 
   Status Run(const std::string& directory, const platform::FileId& id) {
     return TakeEntriesOf(directory, id);
@@ -52,12 +57,29 @@ class Walk {
     }
     std::sort(order.begin(), order.end(),
               [&names](std::uint32_t a, std::uint32_t b) { return names[a] < names[b]; });
-    for (const std::uint32_t number : order) {
-      if (Status taken = Take(directory, names[number]); !taken) {
+    for (std::size_t i = 0; i < order.size(); ++i) {
+      if (i % store::Catalog::kNamesAtOnce == 0) {
+        LookAhead(directory, names, order, i);
+      }
+      if (Status taken = Take(directory, names[order[i]]); !taken) {
         return taken;
       }
     }
     return {};
+  }
+
+  void LookAhead(const std::string& directory, const NameList& names, const std::vector<std::uint32_t>& order,
+                 std::size_t first) const {
+    const std::size_t behind = std::min(order.size(), first + store::Catalog::kNamesAtOnce);
+    std::vector<std::string> paths;
+    for (std::size_t i = first; i < behind; ++i) {
+      paths.push_back(PathOf(directory, names[order[i]]));
+    }
+    ahead_(paths);
+  }
+
+  static std::string PathOf(const std::string& directory, std::string_view name) {
+    return WithSeparator(directory, platform::SeparatorOf(directory)) + std::string(name);
   }
 
   // The directory's own name may be a link.
@@ -71,7 +93,7 @@ class Walk {
   }
 
   Status Take(const std::string& directory, std::string_view name) {
-    const std::string path = WithSeparator(directory, platform::SeparatorOf(directory)) + std::string(name);
+    const std::string path = PathOf(directory, name);
     if (name.find('\\') != std::string_view::npos) {
       Refuse(path, "a name with a backslash could not be told from another file", outcome_);
       return {};
@@ -103,6 +125,7 @@ class Walk {
   Outcome& outcome_;
   Visit visit_;
   LeftOut leftOut_;
+  Ahead ahead_;
 };
 
 // Names everything that cannot be saved, before any data is read.
@@ -111,7 +134,7 @@ Status Check(const std::string& item, const platform::FileId& id, const OwnFiles
   const auto leftOut = [](const std::string& path) {
     ReportNote(path + " belongs to the repository itself and is left out");
   };
-  return Walk(own, outcome, visit, leftOut).Run(item, id);
+  return Walk(own, outcome, visit, leftOut, [](const std::vector<std::string>& /*paths*/) {}).Run(item, id);
 }
 
 // A bad status is the store's.
@@ -138,7 +161,9 @@ Status SaveEntries(const std::string& item, const platform::FileId& id, const Ow
   const auto visit = [&](const std::string& path, const platform::Entry& entry) {
     return outcome.failed ? Status() : SaveEntry(path, entry, writer, outcome);
   };
-  return Walk(own, outcome, visit, [](const std::string& /*path*/) {}).Run(item, id);
+  const auto leftOut = [](const std::string& /*path*/) {};
+  const auto ahead = [&](const std::vector<std::string>& paths) { writer.LookAhead(paths); };
+  return Walk(own, outcome, visit, leftOut, ahead).Run(item, id);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "store/base/uid.h"
@@ -209,6 +210,12 @@ class Catalog {
   // `oldest` (seconds since 1970).
   Status FindBase(const Saveset& saveset, std::string_view name, std::int64_t oldest,
                   std::optional<Item>& item, Uid& itemSaveset);
+  // The same for many names in one question of the engine, at most so many. `copies` gets what is known of
+  // them: none where there is none. A name that it lacks has to be asked for by itself.
+  static constexpr std::size_t kNamesAtOnce = 64;
+  using Copies = std::unordered_map<std::string, std::optional<Item>>;
+  Status FindBases(const Saveset& saveset, const std::vector<std::string>& names, std::int64_t oldest,
+                   Copies& copies);
   // Copies of a file in older savesets of the same database, newest first, of packs that are not known to be
   // damaged; ends when `each` says that it has seen enough.
   using EachCopy = std::function<bool(const std::string& saveset, const Item& item)>;

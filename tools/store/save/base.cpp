@@ -7,6 +7,8 @@ namespace {
 
 constexpr std::size_t kMostReaders = 8;
 constexpr std::size_t kMostBlocks = 4;
+// Copies that were looked up and not asked for: those of directories, or of files that cannot be opened.
+constexpr std::size_t kMostAhead = 2048;
 // The chunk size of a copy does as long as it is within so much of what the file's size would give.
 constexpr std::uint32_t kChunkSizeRange = 4;
 
@@ -60,17 +62,31 @@ const MapLeaf* Base::Leaf(std::size_t number) {
 BaseFinder::BaseFinder(Store& store, Saveset saveset, std::int64_t oldest)
     : store_(store), saveset_(std::move(saveset)), oldest_(oldest) {}
 
+void BaseFinder::LookAhead(const std::vector<std::string>& names) {
+  if (ahead_.size() > kMostAhead) {
+    ahead_.clear();
+  }
+  if (names.size() > 1 && !store_.Rows().FindBases(saveset_, names, oldest_, ahead_)) {
+    ahead_.clear();
+  }
+}
+
+Status BaseFinder::FindCopy(const std::string& name, std::optional<Item>& copy) {
+  if (auto known = ahead_.extract(name)) {
+    copy = std::move(known.mapped());
+    return {};
+  }
+  Uid itsSaveset;
+  return store_.Rows().FindBase(saveset_, name, oldest_, copy, itsSaveset);
+}
+
 Status BaseFinder::Find(const std::string& name, std::uint64_t size, std::unique_ptr<Base>& base) {
   base = nullptr;
   std::optional<Item> copy;
-  Uid itsSaveset;
-  if (Status found = store_.Rows().FindBase(saveset_, name, oldest_, copy, itsSaveset); !found || !copy) {
+  if (Status found = FindCopy(name, copy); !found || !copy || copy->map.size == 0) {
     return found;
   }
   bool there = false;
-  if (copy->map.size == 0) {
-    return {};
-  }
   if (Status looked = ArePacksThere(copy->packs, there); !looked || !there) {
     return looked;
   }

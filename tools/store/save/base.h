@@ -44,6 +44,9 @@ class BaseFinder {
   // `oldest`: copies with data that was written before are not referred to (seconds since 1970).
   BaseFinder(Store& store, Saveset saveset, std::int64_t oldest);
 
+  // Files that are asked for next: so many are looked up at once, which costs little more than one. What
+  // fails here fails again when the file is asked for.
+  void LookAhead(const std::vector<std::string>& names);
   // None unless there is a copy that may be referred to, whose packs are there, and whose chunks are of a
   // size that does for a file of this size. A bad status is the catalog's.
   Status Find(const std::string& name, std::uint64_t size, std::unique_ptr<Base>& base);
@@ -58,6 +61,7 @@ class BaseFinder {
     std::string bytes;
   };
 
+  Status FindCopy(const std::string& name, std::optional<Item>& copy);
   Status ArePacksThere(const std::vector<Uid>& packs, bool& there);
   Status LookAt(const Uid& pack, bool& there);
   // The bytes of a map; what is damaged is noted in the catalog. Valid until the next call.
@@ -69,6 +73,7 @@ class BaseFinder {
   Store& store_;
   Saveset saveset_;
   std::int64_t oldest_;
+  Catalog::Copies ahead_;
   // Packs that were looked at in this run: their sizes, 0 if they cannot be used.
   std::unordered_map<Uid, std::uint64_t, UidHash> looked_;
   std::deque<std::pair<Uid, std::shared_ptr<const PackReader>>> readers_;
