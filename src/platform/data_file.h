@@ -73,6 +73,8 @@ class DataFile {
   // hole.
   [[nodiscard]] bool Extend(std::uint64_t size);
   [[nodiscard]] bool Facts(FileFacts& facts);
+  // As they were when the file was opened for reading.
+  [[nodiscard]] const FileFacts& FactsAtOpening() const { return factsAtOpening_; }
   // Times and mode, and the owner where this process may set it; of a file whose owner cannot be kept the
   // bits that lend the owner's rights are dropped.
   [[nodiscard]] bool SetFacts(const FileFacts& facts);
@@ -86,6 +88,9 @@ class DataFile {
   // Whether the first and the last byte of the range, which is not empty, are in memory already. Ask before
   // reading: what was there before belongs to somebody else. True where the system does not tell.
   [[nodiscard]] bool WasCached(std::uint64_t offset, std::uint64_t length);
+  // Reads the range if all of it is in memory already. False if not, and where the system does not tell: then
+  // it is read by `ReadAt`.
+  [[nodiscard]] bool ReadCached(std::uint64_t offset, void* bytes, std::size_t size);
   // Lets go of what is kept of the range and is on the disk already.
   void DropCache(std::uint64_t offset, std::uint64_t length);
 
@@ -101,10 +106,12 @@ class DataFile {
   [[nodiscard]] const std::string& Why() const { return why_; }
 
  private:
-  explicit DataFile(std::intptr_t handle) : handle_(handle) {}
+  explicit DataFile(std::intptr_t handle, const FileFacts& facts = {})
+      : handle_(handle), factsAtOpening_(facts) {}
   bool Fail();
 
   std::intptr_t handle_;
+  FileFacts factsAtOpening_;
   std::string why_;
 };
 
@@ -226,7 +233,7 @@ struct ProcessIdentity {
 enum class Running { kYes, kNo, kCannotTell };
 [[nodiscard]] Running IsRunning(const ProcessIdentity& process);
 
-// Writes the text to standard error in one piece.
-void WriteToStandardError(std::string_view text);
+// Writes the text to standard error in one piece. False if not all of it could be written.
+bool WriteToStandardError(std::string_view text);
 
 }  // namespace platform

@@ -73,7 +73,7 @@ class CopyTest : public testing::TestWithParam<bool> {
     EXPECT_TRUE(store->OpenSession(Mode::kBackup, "client", {}, session));
     EXPECT_TRUE(store->OpenJob({Mode::kBackup, session, "ABC_1234567890", "job", "pool"}, saveset));
     SavesetWriter writer(
-        *store, [](const Item&) {}, [](const Item&, const Saved&) {});
+        *store, [](const std::vector<Item>&) {}, [](const Item&, const Saved&) {});
     EXPECT_TRUE(writer.Begin(saveset));
     for (int i = 0; i < 4; ++i) {
       Save(writer, i, File(i), false);

@@ -46,7 +46,7 @@ class RestoreTest : public testing::Test {
     ASSERT_TRUE(opened->OpenSession(store::Mode::kBackup, "client", {}, session));
     ASSERT_TRUE(opened->OpenJob({store::Mode::kBackup, session, "ABC_1234567890", "job", "pool"}, saveset_));
     store::SavesetWriter writer(
-        *opened, [](const store::Item&) {}, [](const store::Item&, const store::Saved&) {});
+        *opened, [](const std::vector<store::Item>&) {}, [](const store::Item&, const store::Saved&) {});
     ASSERT_TRUE(writer.Begin(saveset_));
     fill(writer);
     ASSERT_TRUE(writer.End(true, false));

@@ -87,7 +87,12 @@ class SaveTest : public testing::Test {
     EXPECT_TRUE(store.OpenSession(Mode::kBackup, "client", {}, session_));
     EXPECT_TRUE(store.OpenJob({Mode::kBackup, session_, "ABC_1234567890", "job", pool_}, result.saveset));
     auto writer = std::make_unique<SavesetWriter>(
-        store, [&result](const Item& item) { result.confirmed.insert(item.name); },
+        store,
+        [&result](const std::vector<Item>& items) {
+          for (const Item& item : items) {
+            result.confirmed.insert(item.name);
+          }
+        },
         [&result](const Item& item, const Saved& saved) {
           result.again.push_back(item.name + saved.trouble);
         });

@@ -75,7 +75,7 @@ class StoreTest : public testing::Test {
     const auto store = Open();
     const std::string saveset = OpenJob(*store);
     SavesetWriter writer(
-        *store, [](const Item&) {}, [](const Item&, const Saved&) {});
+        *store, [](const std::vector<Item>&) {}, [](const Item&, const Saved&) {});
     EXPECT_TRUE(writer.Begin(saveset));
     for (const std::string& name : names) {
       SaveOne(writer, name);
@@ -224,7 +224,7 @@ TEST_F(StoreTest, WhatADeadRunLeftIsTakenAway) {
   const auto other = Open();
   const std::string alive = OpenJob(*other);
   SavesetWriter writer(
-      *other, [](const Item&) {}, [](const Item&, const Saved&) {});
+      *other, [](const std::vector<Item>&) {}, [](const Item&, const Saved&) {});
   ASSERT_TRUE(writer.Begin(alive));
   const auto store = Open();
   const std::string saveset = OpenJob(*store);
@@ -362,7 +362,7 @@ TEST_F(StoreTest, ARunningBackupIsNotRebuiltUnder) {
   const auto store = Open();
   const std::string saveset = OpenJob(*store);
   SavesetWriter writer(
-      *store, [](const Item&) {}, [](const Item&, const Saved&) {});
+      *store, [](const std::vector<Item>&) {}, [](const Item&, const Saved&) {});
   ASSERT_TRUE(writer.Begin(saveset));
   Store::Rebuilt rebuilt;
   EXPECT_NE(Store::Rebuild(

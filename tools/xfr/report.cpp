@@ -13,8 +13,29 @@ namespace {
 
 bool Holds(std::string_view line, std::string_view text) { return line.find(text) != std::string_view::npos; }
 
+// What a pipe takes in one piece: its reader never sees a part of a line whose writer was killed.
+constexpr std::size_t kPieceOfPipe = 4096;
+
+bool wholeReport = true;
+thread_local bool gathers = false;
+thread_local std::string gathered;
+
+void WriteGathered() {
+  if (gathered.empty()) {
+    return;
+  }
+  store::PrintBesideProgress([] { wholeReport = platform::WriteToStandardError(gathered) && wholeReport; });
+  gathered.clear();
+}
+
 void Write(const std::string& line) {
-  store::PrintBesideProgress([&line] { platform::WriteToStandardError(line); });
+  if (gathered.size() + line.size() > kPieceOfPipe) {
+    WriteGathered();
+  }
+  gathered += line;
+  if (!gathers) {
+    WriteGathered();
+  }
 }
 
 // In front of a name.
@@ -39,6 +60,13 @@ void ReportLine(const std::string& prefix, const std::string& text) {
 }
 
 }  // namespace
+
+ReportTogether::ReportTogether() { gathers = true; }
+
+ReportTogether::~ReportTogether() {
+  gathers = false;
+  WriteGathered();
+}
 
 bool CanBeReported(std::string_view name) {
   return !Holds(name, "\n") && std::none_of(kMoverWords.begin(), kMoverWords.end(),
@@ -72,7 +100,7 @@ void ReportNote(const std::string& text) { ReportLine("NOTE: ", text); }
 
 void ReportTrouble(const std::string& text) { ReportLine("ERROR: ", text); }
 
-void ReportEnd(End end) {
+bool ReportEnd(End end) {
   const auto say = [](const MoverWords& words) { Write(words.Line() + "\n"); };
   switch (end) {
     case End::kGood:
@@ -88,4 +116,5 @@ void ReportEnd(End end) {
       say(kSaysEmpty);
       break;
   }
+  return wholeReport;
 }

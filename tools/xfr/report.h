@@ -11,6 +11,16 @@ enum class End { kGood, kWarnings, kFailed, kEmpty };
 // the end of the run.
 [[nodiscard]] bool CanBeReported(std::string_view name);
 
+// Lines that are decided together: those of this thread are gathered while it lives, and written many at a
+// time, as whole lines that a pipe takes in one piece.
+class ReportTogether {
+ public:
+  ReportTogether();
+  ReportTogether(const ReportTogether&) = delete;
+  ReportTogether& operator=(const ReportTogether&) = delete;
+  ~ReportTogether();
+};
+
 // The item under this name is safe.
 void ReportItem(const std::string& name);
 // A directory that is saved, or brought back; no item of its own lies between its lines. A program that sees
@@ -24,5 +34,6 @@ void ReportRestoredDirectory(const std::string& name, const std::string& place, 
 void ReportNote(const std::string& text);
 // Something went wrong, in words; texts that mean something else are made unlike them.
 void ReportTrouble(const std::string& text);
-// The run is over.
-void ReportEnd(End end);
+// The run is over. False if some line of it, this one or an earlier one, could not be written: its reader
+// does not know of all that is safe.
+bool ReportEnd(End end);

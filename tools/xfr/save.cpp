@@ -51,7 +51,7 @@ class Backup {
         plan_(request.items),
         own_(store.OwnPaths()),
         writer_(
-            store, [this](const store::Item& item) { Report(item); },
+            store, [this](const std::vector<store::Item>& items) { Report(items); },
             [this](const store::Item& item, const store::Saved& saved) { SavedAgain(item, saved); }) {}
 
   End Run() {
@@ -91,6 +91,9 @@ class Backup {
   // A bad status is the store's.
   Status SaveAll() {
     for (std::size_t index = 0; index < request_.items.Size(); ++index) {
+      if (index % store::Catalog::kNamesAtOnce == 0) {
+        LookAhead(index);
+      }
       if (!plan_.IsFirst(index)) {
         continue;
       }
@@ -102,6 +105,15 @@ class Backup {
       }
     }
     return {};
+  }
+
+  void LookAhead(std::size_t first) {
+    const std::size_t behind = std::min(request_.items.Size(), first + store::Catalog::kNamesAtOnce);
+    std::vector<std::string> names;
+    for (std::size_t index = first; index < behind; ++index) {
+      names.emplace_back(request_.items[index]);
+    }
+    writer_.LookAhead(names);
   }
 
   Status SaveOne(const std::string& item) {
@@ -135,6 +147,13 @@ class Backup {
     }
     TakeIn(item, saved, outcome);
     return {};
+  }
+
+  void Report(const std::vector<store::Item>& items) {
+    const ReportTogether together;
+    for (const store::Item& item : items) {
+      Report(item);
+    }
   }
 
   // Items come back in the order in which they were given, but for a few.

@@ -76,6 +76,6 @@ int main(int argc, char** argv) {
   if (good) {
     ReportNote(store::TellServer(store->Config()));
   }
-  ReportEnd(end);
-  return good ? 0 : 1;
+  const bool told = ReportEnd(end);
+  return good && told ? 0 : 1;
 }

@@ -44,9 +44,10 @@ bool IsRegular(const struct stat& status, std::string& why) {
   return S_ISREG(status.st_mode);
 }
 
-// Opens what was looked at, if it is a regular file with this id, then and when it is open. Between the two
-// another may take its place: without O_NONBLOCK the opening of a pipe would wait for its writer.
-int OpenRegular(const std::string& native, int flags, struct stat status, const FileId& id,
+// Opens what was looked at, if it is a regular file with this id, then and when it is open: `status` gets
+// what it is then. Between the two another may take its place: without O_NONBLOCK the opening of a pipe would
+// wait for its writer.
+int OpenRegular(const std::string& native, int flags, const FileId& id, struct stat& status,
                 std::string& why) {
   if (!IsRegular(status, why)) {
     return -1;
@@ -85,8 +86,9 @@ std::unique_ptr<DataFile> DataFile::OpenForReading(const std::string& path, std:
     why = ErrorText(errno);
     return nullptr;
   }
-  const int handle = OpenRegular(NativePath(path), 0, status, internal::IdOf(status), why);
-  return handle < 0 ? nullptr : std::unique_ptr<DataFile>(new DataFile(handle));
+  const FileId id = internal::IdOf(status);
+  const int handle = OpenRegular(NativePath(path), 0, id, status, why);
+  return handle < 0 ? nullptr : std::unique_ptr<DataFile>(new DataFile(handle, internal::FactsOf(status)));
 }
 
 std::unique_ptr<DataFile> DataFile::OpenEntry(const std::string& path, const FileId& id, std::string& why) {
@@ -95,8 +97,8 @@ std::unique_ptr<DataFile> DataFile::OpenEntry(const std::string& path, const Fil
     why = ErrorText(errno);
     return nullptr;
   }
-  const int handle = OpenRegular(NativePath(path), O_NOFOLLOW, status, id, why);
-  return handle < 0 ? nullptr : std::unique_ptr<DataFile>(new DataFile(handle));
+  const int handle = OpenRegular(NativePath(path), O_NOFOLLOW, id, status, why);
+  return handle < 0 ? nullptr : std::unique_ptr<DataFile>(new DataFile(handle, internal::FactsOf(status)));
 }
 
 std::unique_ptr<DataFile> DataFile::CreateNew(const std::string& path, std::string& why) {
@@ -232,6 +234,12 @@ bool DataFile::WasCached(std::uint64_t offset, std::uint64_t length) {
   return inMemory(offset) && (length <= 1 || inMemory(offset + length - 1));
 }
 
+bool DataFile::ReadCached(std::uint64_t offset, void* bytes, std::size_t size) {
+  const iovec piece = {bytes, size};
+  const ssize_t got = preadv2(static_cast<int>(handle_), &piece, 1, static_cast<off_t>(offset), RWF_NOWAIT);
+  return got >= 0 && static_cast<std::size_t>(got) == size;
+}
+
 void DataFile::DropCache(std::uint64_t offset, std::uint64_t length) {
   (void)posix_fadvise(static_cast<int>(handle_), static_cast<off_t>(offset), static_cast<off_t>(length),
                       POSIX_FADV_DONTNEED);
@@ -351,17 +359,18 @@ bool FollowLinks(const std::string& path, std::string& target, std::string& why)
   return false;
 }
 
-void WriteToStandardError(std::string_view text) {
+bool WriteToStandardError(std::string_view text) {
   while (!text.empty()) {
     const ssize_t count = write(STDERR_FILENO, text.data(), text.size());
     if (count < 0 && errno == EINTR) {
       continue;
     }
     if (count <= 0) {
-      return;
+      return false;
     }
     text.remove_prefix(static_cast<std::size_t>(count));
   }
+  return true;
 }
 
 }  // namespace platform

@@ -145,7 +145,15 @@ std::uint64_t EndOf(const FILE_ALLOCATED_RANGE_BUFFER& range) {
 
 std::unique_ptr<DataFile> DataFile::OpenForReading(const std::string& path, std::string& why) {
   const HANDLE handle = OpenRegular(path, 0, why);
-  return handle == INVALID_HANDLE_VALUE ? nullptr : std::unique_ptr<DataFile>(new DataFile(Number(handle)));
+  if (handle == INVALID_HANDLE_VALUE) {
+    return nullptr;
+  }
+  std::unique_ptr<DataFile> file(new DataFile(Number(handle)));
+  if (!file->Facts(file->factsAtOpening_)) {
+    why = file->Why();
+    return nullptr;
+  }
+  return file;
 }
 
 std::unique_ptr<DataFile> DataFile::OpenEntry(const std::string& path, const FileId& id, std::string& why) {
@@ -155,12 +163,17 @@ std::unique_ptr<DataFile> DataFile::OpenEntry(const std::string& path, const Fil
   }
   std::unique_ptr<DataFile> file(new DataFile(Number(handle)));
   FileId opened;
-  if (!file->Id(opened)) {
-    why = file->Why();
-    return nullptr;
-  }
   if (internal::IsLink(handle)) {
     why = "it is a link";
+    return nullptr;
+  }
+  // What a part of the system reads in the file's place, such as data that is kept once for many files, is
+  // not what stands in the file itself.
+  if (internal::IsReparsePoint(handle)) {
+    file = OpenForReading(path, why);
+  }
+  if (file == nullptr || !file->Id(opened) || !file->Facts(file->factsAtOpening_)) {
+    why = file == nullptr ? why : file->Why();
     return nullptr;
   }
   if (opened != id) {
@@ -316,6 +329,7 @@ bool DataFile::Id(FileId& id) {
 void DataFile::AdviseSequential() {}
 void DataFile::StartWriteback(std::uint64_t /*offset*/, std::uint64_t /*length*/) {}
 bool DataFile::WasCached(std::uint64_t /*offset*/, std::uint64_t /*length*/) { return true; }
+bool DataFile::ReadCached(std::uint64_t /*offset*/, void* /*bytes*/, std::size_t /*size*/) { return false; }
 void DataFile::DropCache(std::uint64_t /*offset*/, std::uint64_t /*length*/) {}
 
 bool DataFile::TryLock() {
@@ -458,15 +472,16 @@ bool FollowLinks(const std::string& path, std::string& target, std::string& why)
   return true;
 }
 
-void WriteToStandardError(std::string_view text) {
+bool WriteToStandardError(std::string_view text) {
   const HANDLE error = GetStdHandle(STD_ERROR_HANDLE);
   while (!text.empty()) {
     DWORD count = 0;
     if (WriteFile(error, text.data(), static_cast<DWORD>(text.size()), &count, nullptr) == 0 || count == 0) {
-      return;
+      return false;
     }
     text.remove_prefix(count);
   }
+  return true;
 }
 
 }  // namespace platform

@@ -27,6 +27,11 @@ FileTime TimeOf(const LARGE_INTEGER& time) {
           static_cast<std::uint32_t>(time.QuadPart % kTicksPerSecond) * kNsPerTick};
 }
 
+bool ReadReparsePoint(HANDLE file, FILE_ATTRIBUTE_TAG_INFO& point) {
+  return GetFileInformationByHandleEx(file, FileAttributeTagInfo, &point, sizeof point) != 0 &&
+         (point.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
 }  // namespace
 
 bool FactsOf(HANDLE file, FileFacts& facts) {
@@ -50,11 +55,14 @@ FileId IdOf(const BY_HANDLE_FILE_INFORMATION& info) {
           static_cast<std::uint64_t>(info.nFileIndexHigh) << 32 | info.nFileIndexLow};
 }
 
+bool IsReparsePoint(HANDLE file) {
+  FILE_ATTRIBUTE_TAG_INFO point = {};
+  return ReadReparsePoint(file, point);
+}
+
 bool IsLink(HANDLE file) {
-  FILE_ATTRIBUTE_TAG_INFO tag = {};
-  return GetFileInformationByHandleEx(file, FileAttributeTagInfo, &tag, sizeof tag) != 0 &&
-         (tag.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
-         IsReparseTagNameSurrogate(tag.ReparseTag);
+  FILE_ATTRIBUTE_TAG_INFO point = {};
+  return ReadReparsePoint(file, point) && IsReparseTagNameSurrogate(point.ReparseTag);
 }
 
 bool SetFactsOf(HANDLE file, const FileFacts& facts) {

@@ -12,8 +12,10 @@ bool FactsOf(HANDLE file, FileFacts& facts);
 bool SetFactsOf(HANDLE file, const FileFacts& facts);
 
 FileId IdOf(const BY_HANDLE_FILE_INFORMATION& info);
-// Whether another name stands behind this one. A file system uses the same means for what it keeps elsewhere,
-// or has made smaller: such a file is one like any other.
+// Whether another name stands behind this one.
 bool IsLink(HANDLE file);
+// A link, or a file that the file system keeps elsewhere or has made smaller: one like any other, if it is
+// not opened as what it is on the disk.
+bool IsReparsePoint(HANDLE file);
 
 }  // namespace platform::internal

@@ -71,7 +71,7 @@ class CheckTest : public testing::TestWithParam<bool> {
     ASSERT_TRUE(store->OpenSession(Mode::kBackup, "client", {}, session));
     ASSERT_TRUE(store->OpenJob({Mode::kBackup, session, "ABC_1234567890", "job", "pool"}, saveset));
     SavesetWriter writer(
-        *store, [](const Item&) {}, [](const Item&, const Saved&) {});
+        *store, [](const std::vector<Item>&) {}, [](const Item&, const Saved&) {});
     ASSERT_TRUE(writer.Begin(saveset));
     for (const std::string& file : files_) {
       Save(writer, file, file, false);

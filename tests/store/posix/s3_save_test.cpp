@@ -76,7 +76,12 @@ class PosixS3SaveTest : public testing::Test {
       return confirmed;
     }
     SavesetWriter writer(
-        *store, [&confirmed](const Item& item) { confirmed.insert(item.name); },
+        *store,
+        [&confirmed](const std::vector<Item>& items) {
+          for (const Item& item : items) {
+            confirmed.insert(item.name);
+          }
+        },
         [](const Item&, const Saved&) {});
     status = writer.Begin(saveset);
     for (auto file = contents_.begin(); status && file != contents_.end(); ++file) {

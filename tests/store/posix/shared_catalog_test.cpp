@@ -94,7 +94,12 @@ class PosixSharedCatalogTest : public testing::Test {
     }
     {
       SavesetWriter writer(
-          *store, [&result](const Item& item) { result.confirmed.insert(item.name); },
+          *store,
+          [&result](const std::vector<Item>& items) {
+            for (const Item& item : items) {
+              result.confirmed.insert(item.name);
+            }
+          },
           [](const Item&, const Saved&) {});
       Note(result, writer.Begin(result.saveset));
       if (result.status) {

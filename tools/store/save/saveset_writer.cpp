@@ -31,6 +31,7 @@ class SavesetWriter::Inside {
       : store_(store), confirm_(std::move(confirm)), again_(std::move(again)) {}
 
   Status Begin(const std::string& name);
+  void LookAhead(const std::vector<std::string>& names);
   Status Save(const std::string& name, platform::DataFile& source, Saved& saved);
   Status BeginDirectory(const std::string& name, const platform::FileFacts& facts);
   Status SaveInside(const std::string& name, platform::DataFile& source, Saved& saved);
@@ -55,7 +56,6 @@ class SavesetWriter::Inside {
   Status Pace();
   Status EndGroup();
   void Deliver();
-  void Confirmed(const Item& item);
   Status SaveAgain();
   Status SaveAgain(const Item& old, const Reopen& how);
   Status Finish();
@@ -175,6 +175,12 @@ Item SavesetWriter::Inside::NewItem(const std::string& name, ItemKind kind,
   return item;
 }
 
+void SavesetWriter::Inside::LookAhead(const std::vector<std::string>& names) {
+  if (bases_ != nullptr && !IsOver()) {
+    bases_->LookAhead(names);
+  }
+}
+
 Status SavesetWriter::Inside::Save(const std::string& name, platform::DataFile& source, Saved& saved) {
   if (Status settled = Settle(); !settled) {
     return settled;
@@ -188,10 +194,7 @@ Status SavesetWriter::Inside::SaveFile(Item item, platform::DataFile& source, bo
     saved.trouble = "its name is too long for the database that has the catalog";
     return {};
   }
-  if (!source.Facts(item.facts)) {
-    saved.trouble = source.Why();
-    return {};
-  }
+  item.facts = source.FactsAtOpening();
   // Nobody waits for a large file, or fails with it.
   if (waitsSince_ && item.facts.size >= store_.Objects().BestObjectSize()) {
     committer_->PreparePack();
@@ -276,20 +279,18 @@ void SavesetWriter::Inside::Deliver() {
   std::vector<Committer::Conflict> conflicts;
   committer_->Take(committed, conflicts);
   for (const Item& item : committed) {
-    Confirmed(item);
+    referring_.erase(item.number);
+  }
+  std::erase_if(committed,
+                [](const Item& item) { return item.directory != 0 || item.kind == ItemKind::kFirstLevel; });
+  if (!committed.empty()) {
+    confirm_(committed);
   }
   for (Committer::Conflict& conflict : conflicts) {
     if (bases_ != nullptr) {
       bases_->Forget(conflict.gone);
     }
     std::move(conflict.items.begin(), conflict.items.end(), std::back_inserter(toSaveAgain_));
-  }
-}
-
-void SavesetWriter::Inside::Confirmed(const Item& item) {
-  referring_.erase(item.number);
-  if (item.directory == 0 && item.kind != ItemKind::kFirstLevel) {
-    confirm_(item);
   }
 }
 
@@ -525,6 +526,7 @@ SavesetWriter::SavesetWriter(Store& store, Confirm confirm, Again again)
 SavesetWriter::~SavesetWriter() = default;
 
 Status SavesetWriter::Begin(const std::string& name) { return inside_->Begin(name); }
+void SavesetWriter::LookAhead(const std::vector<std::string>& names) { inside_->LookAhead(names); }
 Status SavesetWriter::Save(const std::string& name, platform::DataFile& source, Saved& saved) {
   return inside_->Save(name, source, saved);
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/data_file.h"
 #include "store/store.h"
@@ -21,9 +22,9 @@ struct Saved {
 
 class SavesetWriter {
  public:
-  // Told of each item, but not of what is in a directory that was saved whole, once it is on the disk and in
+  // Told of items, but not of what is in a directory that was saved whole, once they are on the disk and in
   // the catalog, and never before. Called by the thread that calls the writer's operations.
-  using Confirm = std::function<void(const Item& item)>;
+  using Confirm = std::function<void(const std::vector<Item>& items)>;
   // Told of a file that had to be saved a second time, and how that went: what its first saving referred to
   // had gone meanwhile. If that is trouble, the file is not saved after all.
   using Again = std::function<void(const Item& item, const Saved& saved)>;
@@ -36,6 +37,9 @@ class SavesetWriter {
 
   // Takes a saveset with an open backup job, which no other mover has had.
   Status Begin(const std::string& name);
+  // Files that are saved next, in any number of calls. Not needed, but then fewer questions are asked of the
+  // catalog; at most `Catalog::kNamesAtOnce` at once.
+  void LookAhead(const std::vector<std::string>& names);
   // Reads the file into the saveset. It is confirmed with one of the next groups, at the latest at the end. A
   // status that is not good means the store, or an interrupt: nothing more can be saved.
   Status Save(const std::string& name, platform::DataFile& source, Saved& saved);

@@ -24,6 +24,10 @@ SourceReader::SourceReader(platform::DataFile& file, const platform::FileFacts& 
 bool SourceReader::Read(std::uint32_t chunkSize, Piece& piece, std::vector<Hole>& holes, std::string& why) {
   const std::uint64_t end = std::min<std::uint64_t>(size_, offset_ + kPieceSize);
   piece.Reset(offset_, static_cast<std::size_t>(end - offset_), chunkSize);
+  if (size_ <= kSmall && !sparse_ && file_.ReadCached(0, piece.Buffer(), static_cast<std::size_t>(size_))) {
+    offset_ = end;
+    return true;
+  }
   const bool wasCached = TakeWasCached();
   const bool read =
       sparse_ ? ReadSparse(end, piece, holes, why) : ReadData(offset_, end, piece.Buffer(), why);
