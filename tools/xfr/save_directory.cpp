@@ -162,7 +162,11 @@ Status SaveEntries(const std::string& item, const platform::FileId& id, const Ow
     return outcome.failed ? Status() : SaveEntry(path, entry, writer, outcome);
   };
   const auto leftOut = [](const std::string& /*path*/) {};
-  const auto ahead = [&](const std::vector<std::string>& paths) { writer.LookAhead(paths); };
+  const auto ahead = [&](const std::vector<std::string>& paths) {
+    if (!outcome.failed) {
+      writer.LookAhead(paths);
+    }
+  };
   return Walk(own, outcome, visit, leftOut, ahead).Run(item, id);
 }
 
