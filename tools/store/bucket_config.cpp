@@ -6,6 +6,7 @@
 
 #include "platform/data_file.h"
 #include "platform/platform.h"
+#include "store/base/read_file.h"
 #include "store/ini_file.h"
 #include "store/place/s3_client.h"
 #include "store/repository_place.h"
@@ -89,13 +90,10 @@ std::string ReadCaFile(const std::string& value, BucketConfig& bucket) {
     return "the full path of a file is expected";
   }
   std::string why;
-  const std::unique_ptr<platform::DataFile> file = platform::DataFile::OpenForReading(value, why);
-  std::string text(kMostRead, '\0');
-  std::size_t got = 0;
-  if (file == nullptr || !file->ReadAt(0, text.data(), text.size(), got)) {
-    return "it cannot be read: " + (file == nullptr ? why : file->Why());
+  std::string text;
+  if (!ReadFileUpTo(value, kMostRead, text, why)) {
+    return "it cannot be read: " + why;
   }
-  text.resize(got);
   return text.find("-----BEGIN CERTIFICATE-----") == std::string::npos
              ? "certificates as text are expected, each of which begins with -----BEGIN CERTIFICATE-----"
              : "";

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "platform/data_file.h"
+#include "store/base/read_file.h"
 
 namespace store {
 namespace {
@@ -63,17 +64,10 @@ Macro FirstMacro(std::string_view text) {
 
 Status ReadWholeFile(const std::string& path, std::string& text) {
   std::string why;
-  const std::unique_ptr<platform::DataFile> file = platform::DataFile::OpenForReading(path, why);
-  if (file == nullptr) {
+  if (!ReadFileUpTo(path, kLargestFile + 1, text, why)) {
     return Status::Failed(path + " cannot be read: " + why);
   }
-  text.assign(kLargestFile + 1, '\0');
-  std::size_t got = 0;
-  if (!file->ReadAt(0, text.data(), text.size(), got)) {
-    return Status::Failed(path + " cannot be read: " + file->Why());
-  }
-  text.resize(got);
-  if (got > kLargestFile) {
+  if (text.size() > kLargestFile) {
     return Status::Failed(path + " is larger than 1 MiB: this cannot be the configuration");
   }
   if (text.find('\0') != std::string::npos) {

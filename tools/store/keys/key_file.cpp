@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "platform/data_file.h"
+#include "store/base/read_file.h"
 
 namespace store {
 namespace {
@@ -21,16 +22,9 @@ std::string BeginOf(KeyFileKind kind) { return std::string("korvo ") + NameOf(ki
 
 Status ReadWhole(const std::string& path, std::string& text) {
   std::string why;
-  const auto file = platform::DataFile::OpenForReading(path, why);
-  if (file == nullptr) {
-    return Status::Failed("it cannot be opened: " + why);
+  if (!ReadFileUpTo(path, kMostBytes, text, why)) {
+    return Status::Failed("it cannot be read: " + why);
   }
-  std::size_t got = 0;
-  text.resize(kMostBytes);
-  if (!file->ReadAt(0, text.data(), text.size(), got)) {
-    return Status::Failed("it cannot be read: " + file->Why());
-  }
-  text.resize(got);
   text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
   return {};
 }

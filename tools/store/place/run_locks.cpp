@@ -6,6 +6,7 @@
 #include "platform/data_file.h"
 #include "platform/failures.h"
 #include "platform/platform.h"
+#include "store/base/read_file.h"
 
 namespace store {
 namespace {
@@ -20,12 +21,7 @@ Status Failure(const std::string& what, const std::string& why) {
 
 bool ReadSmallFile(const std::string& path, std::string& text) {
   std::string why;
-  const std::unique_ptr<platform::DataFile> file = platform::DataFile::OpenForReading(path, why);
-  text.assign(1024, '\0');
-  std::size_t got = 0;
-  const bool read = file != nullptr && file->ReadAt(0, text.data(), text.size(), got);
-  text.resize(read ? got : 0);
-  return read;
+  return ReadFileUpTo(path, 1024, text, why);
 }
 
 // A fresh look at the directory: what another host has just made might not be known yet by its name.
