@@ -34,6 +34,12 @@ class CatalogTest : public testing::TestWithParam<CatalogKind> {
     std::optional<Item> item;
     const Status found = catalog_->FindItem(backup.saveset, asked, item);
     EXPECT_TRUE(found) << found.Message();
+    // Asked for with others it is the same, or left open.
+    Catalog::Items items;
+    EXPECT_TRUE(catalog_->FindItems(backup.saveset, {"/not there", asked, "/nor this"}, items));
+    EXPECT_EQ(items.count("/not there") + items.count("/nor this"), 0U);
+    EXPECT_TRUE(items.count(asked) == 0 || items[asked].number == item->number);
+    askedAtOnce_ = items.count(asked) != 0;
     return item ? item->name : "none";
   }
 
@@ -86,6 +92,7 @@ class CatalogTest : public testing::TestWithParam<CatalogKind> {
   }
 
   bool leftOpen_ = false;
+  bool askedAtOnce_ = false;
   const Uid repository_ = Uid::Random();
   std::unique_ptr<CatalogBacking> backing_;
   std::unique_ptr<Catalog> catalog_;
@@ -218,6 +225,7 @@ TEST_P(CatalogTest, WhatIsInADirectoryComesContainersFirstHoweverMuchItIs) {
                 ->FindItemsIn(backup.saveset, "/data", directory,
                               [&](const Item& item) {
                                 EXPECT_EQ(FindItem(backup, item.name), item.name);
+                                EXPECT_TRUE(askedAtOnce_);
                                 return ++seen == 700 ? Status::Failed("enough") : Status();
                               })
                 .Message(),

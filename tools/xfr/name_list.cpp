@@ -63,6 +63,14 @@ std::string_view NameList::operator[](std::size_t index) const {
   }
 }
 
+std::vector<std::string> NameList::Names(std::size_t first, std::size_t most) const {
+  std::vector<std::string> names;
+  for (std::size_t index = first; index < size_ && names.size() < most; ++index) {
+    names.emplace_back((*this)[index]);
+  }
+  return names;
+}
+
 std::vector<std::uint32_t> FirstOfEach(std::size_t count,
                                        const std::function<std::string(std::size_t)>& keyOf) {
   std::vector<std::uint32_t> first(count);

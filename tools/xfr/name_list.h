@@ -20,6 +20,8 @@ class NameList {
   void Add(std::string_view name);
   [[nodiscard]] std::size_t Size() const { return size_; }
   [[nodiscard]] std::string_view operator[](std::size_t index) const;
+  // From one on, at most so many.
+  [[nodiscard]] std::vector<std::string> Names(std::size_t first, std::size_t most) const;
 
  private:
   // Where a name is: its length, as a varint, then its bytes.

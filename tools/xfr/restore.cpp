@@ -70,7 +70,10 @@ class Restorer {
 
   // Brings one item back, now or with the next `Settle`; one that the saveset does not have is passed over.
   void Take(const std::string& name, const std::vector<std::string>& spellings);
-  void Settle() { placer_.Settle(); }
+  void Settle() {
+    const ReportTogether together;
+    placer_.Settle();
+  }
   void Fail(const std::string& place, const Status& status) { placer_.Fail(place, status); }
   [[nodiscard]] bool Failed() const { return placer_.Failures() > 0; }
 
@@ -174,6 +177,7 @@ void Restorer::TakeFile(const store::Item& item, const std::vector<std::string>&
     target.place = target.root;
     static_cast<void>(placer_.PutDirectory(target, Placer::Make::kFinished, std::move(reports)));
   } else {
+    const ReportTogether together;
     placer_.PutFile(item, target, std::move(reports));
   }
 }
@@ -199,6 +203,9 @@ End Restore(const Request& request, store::Store& store) {
   Restorer restorer(request, reader, store.Config());
   const std::vector<bool> rivals = FindRivals(items, request.destination);
   for (std::size_t index = 0; index < items.Size(); ++index) {
+    if (index % store::Catalog::kNamesAtOnce == 0) {
+      reader.LookAhead(items.Names(index, store::Catalog::kNamesAtOnce));
+    }
     const std::string item(items[index]);
     if (rivals[index]) {
       restorer.Fail(item, Status::Failed("an item listed before it has the same name in the destination"));

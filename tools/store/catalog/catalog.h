@@ -196,6 +196,11 @@ class Catalog {
   Status FindSaveset(std::string_view name, std::optional<Saveset>& saveset);
   // The item with this name, else one that is shown by it. Separators at a name's end do not count.
   Status FindItem(const Saveset& saveset, std::string_view asked, std::optional<Item>& item);
+  // The same for many names in one question of the engine, at most so many. `items` gets those that it finds;
+  // a name that it lacks then has to be asked for by itself.
+  static constexpr std::size_t kNamesAtOnce = 64;
+  using Items = std::unordered_map<std::string, Item>;
+  Status FindItems(const Saveset& saveset, const std::vector<std::string>& names, Items& items);
   // What is in the directory with this name, however deep, else in one that is shown by it; whatever contains
   // others comes before them. `directory` gets its name, before the first call of `each`, which may use the
   // catalog. kMissing if the saveset is deleted meanwhile.
@@ -210,9 +215,8 @@ class Catalog {
   // `oldest` (seconds since 1970).
   Status FindBase(const Saveset& saveset, std::string_view name, std::int64_t oldest,
                   std::optional<Item>& item, Uid& itemSaveset);
-  // The same for many names in one question of the engine, at most so many. `copies` gets what is known of
-  // them: none where there is none. A name that it lacks has to be asked for by itself.
-  static constexpr std::size_t kNamesAtOnce = 64;
+  // The same for many names, at most `kNamesAtOnce`, in one question of the engine. `copies` gets what is
+  // known of them: none where there is none. A name that it lacks has to be asked for by itself.
   using Copies = std::unordered_map<std::string, std::optional<Item>>;
   Status FindBases(const Saveset& saveset, const std::vector<std::string>& names, std::int64_t oldest,
                    Copies& copies);

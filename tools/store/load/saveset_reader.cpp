@@ -82,6 +82,7 @@ class SavesetReader::Inside {
 
   Store& store;
   Saveset saveset;
+  Catalog::Items ahead;  // that were looked up and not asked for yet
 
  private:
   LoadTools Tools() { return {store.Secrets(), packs_, blocks_, workers_, store.Work()}; }
@@ -141,7 +142,19 @@ Status SavesetReader::BeginWithoutJob(const std::string& name) {
 
 const Saveset& SavesetReader::Source() const { return inside_->saveset; }
 
+void SavesetReader::LookAhead(const std::vector<std::string>& names) {
+  Catalog::Items& ahead = inside_->ahead;
+  ahead.clear();
+  if (names.size() > 1 && !inside_->store.Rows().FindItems(inside_->saveset, names, ahead)) {
+    ahead.clear();  // what failed fails again when the name is asked for
+  }
+}
+
 Status SavesetReader::Find(const std::string& asked, std::optional<Item>& item) {
+  if (auto known = inside_->ahead.extract(asked)) {
+    item = std::move(known.mapped());
+    return {};
+  }
   return inside_->store.Rows().FindItem(inside_->saveset, asked, item);
 }
 

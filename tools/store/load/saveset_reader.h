@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/data_file.h"
 #include "store/store.h"
@@ -27,6 +28,9 @@ class SavesetReader {
   Status BeginWithoutJob(const std::string& name);
   // The saveset, from its beginning on.
   [[nodiscard]] const Saveset& Source() const;
+  // Names that are asked for next. Not needed, but then fewer questions are asked of the catalog; at most
+  // `Catalog::kNamesAtOnce` at once.
+  void LookAhead(const std::vector<std::string>& names);
   // The item that is asked for by this name, if the saveset contains it.
   Status Find(const std::string& asked, std::optional<Item>& item);
   // What is in a directory (catalog.h tells).
