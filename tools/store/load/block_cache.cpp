@@ -12,11 +12,11 @@ Status BlockCache::Get(const BlockKey& key, bool keep, Block& block) {
   entry->keep = entry->keep || keep;
   if (isNew) {
     lock.unlock();
-    auto bytes = std::make_shared<std::string>();
-    Status status = load_(key, *bytes);
+    const auto bytes = std::make_shared<Buffers::Loan>(buffers_);
+    Status status = load_(key, *bytes->Get());
     lock.lock();
     entry->status = std::move(status);
-    entry->block = std::move(bytes);
+    entry->block = Block(bytes, bytes->Get());
     Finish(key, *entry);
   } else if (entry->loaded) {
     uses_.splice(uses_.begin(), uses_, entry->use);

@@ -11,6 +11,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "store/base/pool.h"
 #include "store/base/uid.h"
 #include "store/status.h"
 
@@ -29,6 +30,8 @@ class BlockCache {
 
   // `load` is called by whoever asks for a block that is not here, several at once for different blocks.
   BlockCache(Load load, std::size_t mostBytes) : load_(std::move(load)), most_(mostBytes) {}
+
+  // The cache must outlive the block.
 
   Status Get(const BlockKey& key, bool keep, Block& block);
 
@@ -51,6 +54,9 @@ class BlockCache {
 
   Load load_;
   std::size_t most_;
+  // Memory of blocks that have gone: fresh memory costs more than all that is done with it.
+  using Buffers = Pool<std::string>;
+  Buffers buffers_{[] { return std::make_unique<std::string>(); }};
   std::mutex mutex_;
   std::condition_variable loaded_;
   std::unordered_map<BlockKey, std::shared_ptr<Entry>, KeyHash> entries_;
