@@ -49,8 +49,7 @@ void Placer::Fail(const std::string& place, const Status& status) {
   ++failures_;
 }
 
-// ---- The way to a place
-// -------------------------------------------------------------------------------------
+// ---- The way to a place -----------------------------------------------------------------------------------
 
 Status Placer::Enter(const Target& target, const std::string& directory) {
   if (parent_.path == directory && parent_.root == target.root && parent_.links == target.links) {
@@ -78,8 +77,7 @@ platform::FileSystem* Placer::FileSystemOf(const std::string& directory) {
   return fileSystems_.try_emplace(opened->Volume(), std::move(opened)).first->second.get();
 }
 
-// ---- Files
-// --------------------------------------------------------------------------------------------------
+// ---- Files ------------------------------------------------------------------------------------------------
 
 void Placer::PutFile(const store::Item& item, const Target& target, std::vector<std::string> reports) {
   Waiting waiting;
@@ -124,9 +122,21 @@ Status Placer::Prepare(const Target& target, Waiting& waiting) {
   return CheckRoomFor(waiting);
 }
 
+// For all the small files that may wait there. Asked once for many.
+bool Placer::HasPlentyOfRoom(const std::string& directory) {
+  std::uint64_t missing = 0;
+  if (roomy_ != directory) {
+    roomy_ = CheckRoom(directory, 2 * kMostWaitingBytes, missing) ? directory : "";
+  }
+  return !roomy_.empty();
+}
+
 Status Placer::CheckRoomFor(Waiting& waiting) {
   std::uint64_t bytes = 0;
   std::uint64_t missing = 0;
+  if (waiting.item.facts.size <= kLarge && HasPlentyOfRoom(waiting.directory)) {
+    return {};
+  }
   if (Status measured = reader_.RoomOf(waiting.item, bytes); !measured) {
     return measured;
   }
@@ -177,8 +187,7 @@ Status Placer::Fill(Waiting& waiting) {
   return waiting.closeNow ? waiting.file->Close() : Status();
 }
 
-// ---- Links and directories
-// ----------------------------------------------------------------------------------
+// ---- Links and directories --------------------------------------------------------------------------------
 
 bool Placer::PutLink(const store::Item& item, const Target& target) {
   Waiting waiting;
@@ -276,8 +285,7 @@ void Placer::SetFacts(const store::Item& directory, const Target& target) {
   Add(std::move(waiting));
 }
 
-// ---- To the disk
-// --------------------------------------------------------------------------------------------
+// ---- To the disk ------------------------------------------------------------------------------------------
 
 void Placer::Add(Waiting waiting) {
   waiting_.push_back(std::move(waiting));
@@ -299,6 +307,7 @@ void Placer::Settle() {
   Report();
   waiting_.clear();
   waitingBytes_ = 0;
+  roomy_.clear();
 }
 
 bool Placer::IsTogether(const Waiting& waiting) const {

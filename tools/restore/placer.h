@@ -75,6 +75,7 @@ class Placer {
   store::Status Enter(const Target& target, const std::string& directory);
   platform::FileSystem* FileSystemOf(const std::string& directory);
   store::Status Prepare(const Target& target, Waiting& waiting);
+  bool HasPlentyOfRoom(const std::string& directory);
   store::Status CheckRoomFor(Waiting& waiting);
   store::Status MakeLinkAt(const store::Item& item, const std::string& place);
   store::Status MakeDirectoryAt(const Target& target, Make make);
@@ -99,6 +100,7 @@ class Placer {
   std::set<std::string> chained_;  // directories of which all above are on the disk
   std::deque<Waiting> waiting_;
   std::uint64_t waitingBytes_ = 0;
+  std::string roomy_;  // a directory that had room for more than what may wait
   int failures_ = 0;
   store::Pending copying_;
   store::WorkQueue workers_;
