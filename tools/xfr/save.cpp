@@ -12,35 +12,11 @@
 #include "xfr/own_files.h"
 #include "xfr/plan.h"
 #include "xfr/save_directory.h"
+#include "xfr/sources.h"
 
 using store::Status;
 
 namespace {
-
-bool HasDots(std::string_view name) {
-  while (true) {
-    const std::size_t end = name.find_first_of("/\\");
-    const std::string_view component = name.substr(0, end);
-    if (component == "." || component == "..") {
-      return true;
-    }
-    if (end == std::string_view::npos) {
-      return false;
-    }
-    name.remove_prefix(end + 1);
-  }
-}
-
-// What cannot be saved because of its name, in words; empty for all others.
-std::string RefusalOf(const std::string& item) {
-  if (platform::IsSystemName(item) && item.find('\\') != std::string::npos) {
-    return "a name with a backslash could not be told from another file";
-  }
-  if (HasDots(item)) {
-    return "its name has . or .. in it: name it by the way that leads to it";
-  }
-  return CanBeReported(item) ? "" : "its name holds a line break or a text that this program reports with";
-}
 
 // One run of the mover.
 class Backup {
@@ -50,6 +26,7 @@ class Backup {
         store_(store),
         plan_(request.items),
         own_(store.OwnPaths()),
+        sources_(request.items, own_),
         writer_(
             store, [this](const std::vector<store::Item>& items) { Report(items); },
             [this](const store::Item& item, const store::Saved& saved) { SavedAgain(item, saved); }) {}
@@ -92,14 +69,14 @@ class Backup {
   Status SaveAll() {
     for (std::size_t index = 0; index < request_.items.Size(); ++index) {
       if (index % store::Catalog::kNamesAtOnce == 0) {
-        LookAhead(index);
+        writer_.LookAhead(request_.items.Names(index, store::Catalog::kNamesAtOnce));
       }
       if (!plan_.IsFirst(index)) {
         continue;
       }
       const std::string item(request_.items[index]);
       waiting_.push_back(index);
-      if (Status store = SaveOne(item); !store) {
+      if (Status store = SaveOne(item, sources_.Take(index)); !store) {
         Fail("the backup stops at " + item + ": " + Advice(store), outcome_);
         return store;
       }
@@ -107,27 +84,15 @@ class Backup {
     return {};
   }
 
-  void LookAhead(std::size_t first) {
-    const std::size_t behind = std::min(request_.items.Size(), first + store::Catalog::kNamesAtOnce);
-    std::vector<std::string> names;
-    for (std::size_t index = first; index < behind; ++index) {
-      names.emplace_back(request_.items[index]);
-    }
-    writer_.LookAhead(names);
-  }
-
-  Status SaveOne(const std::string& item) {
+  Status SaveOne(const std::string& item, const Source& source) {
     Outcome here;
     Status store;
-    platform::EntryKind kind = platform::EntryKind::kOther;
-    if (const std::string refusal = RefusalOf(item); !refusal.empty()) {
-      Refuse(item, refusal, here);
-    } else if (own_.ContainsPath(item, kind)) {
-      Refuse(item, "it belongs to the repository itself", here);
-    } else if (kind == platform::EntryKind::kDirectory) {
+    if (!source.refusal.empty()) {
+      Refuse(item, source.refusal, here);
+    } else if (source.kind == platform::EntryKind::kDirectory) {
       store = SaveDirectory(item, own_, writer_, here);
     } else {
-      store = SaveFile(item, here);
+      store = SaveFile(item, source, here);
     }
     if (here.failed) {
       waiting_.pop_back();
@@ -138,10 +103,11 @@ class Backup {
     return store;
   }
 
-  Status SaveFile(const std::string& item, Outcome& outcome) {
+  Status SaveFile(const std::string& item, const Source& source, Outcome& outcome) {
     store::Saved saved;
-    if (const auto source = platform::DataFile::OpenForReading(item, saved.trouble)) {
-      if (Status status = writer_.Save(item, *source, saved); !status) {
+    saved.trouble = source.why;
+    if (source.file != nullptr) {
+      if (Status status = writer_.Save(item, *source.file, saved); !status) {
         return status;
       }
     }
@@ -176,6 +142,7 @@ class Backup {
   store::Store& store_;
   Plan plan_;
   OwnFiles own_;
+  Sources sources_;
   Outcome outcome_;
   std::deque<std::size_t> waiting_;  // indexes of items that are not reported yet
   store::SavesetWriter writer_;

@@ -196,7 +196,11 @@ Status Committer::CommitItems(std::vector<Item> items) {
     waiting_.clear();
   }
   const std::lock_guard lock(mutex_);
-  std::move(group.items.begin(), group.items.end(), std::back_inserter(committed_));
+  if (committed_.empty()) {
+    committed_ = std::move(group.items);
+  } else {
+    std::move(group.items.begin(), group.items.end(), std::back_inserter(committed_));
+  }
   return {};
 }
 

@@ -52,7 +52,9 @@ PackFiller::PackFiller(Store& store, const Uid& saveset, Workers& workers, Commi
       saveset_(saveset),
       workers_(workers),
       committer_(committer),
-      bestSize_(store.Objects().BestObjectSize()) {}
+      bestSize_(store.Objects().BestObjectSize()) {
+  completed_.reserve(kMostItems);
+}
 
 PackFiller::~PackFiller() {
   for (const auto& sealing : underWay_) {
@@ -158,6 +160,7 @@ Status PackFiller::EndPack() {
   if (!inFile_) {
     firstMap_.clear();
   }
+  ++endsUnderWay_;
   return Put(std::move(end));
 }
 
@@ -214,6 +217,8 @@ Status PackFiller::EndRecords() {
   std::unordered_set<Uid, UidHash> refersTo;
   const Uid& own = pack_->writer->Id();
   std::string block;
+  block.reserve(std::min(recordBytes_, kUsualBlock));
+  pack_->items.reserve(completed_.size());
   for (Completed& completed : completed_) {
     Item& item = completed.item;
     // The pack with its record is needed, too: a catalog that is made anew finds the item there.
@@ -313,12 +318,22 @@ Status PackFiller::WriteOldest() {
   if (!endsPack || !written) {
     return written;
   }
+  --endsUnderWay_;
   if (Status ended =
           pack->writer->End(static_cast<std::uint32_t>(pack->items.size()), std::move(pack->refersTo));
       !ended) {
     return ended;
   }
   return committer_.Add({std::move(pack->writer), std::move(pack->items)});
+}
+
+Status PackFiller::HandOver() {
+  while (endsUnderWay_ > 0 && workers_.IsDone(*underWay_.front())) {
+    if (Status written = WriteOldest(); !written) {
+      return written;
+    }
+  }
+  return {};
 }
 
 Status PackFiller::Drain() {

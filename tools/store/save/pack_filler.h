@@ -52,6 +52,8 @@ class PackFiller {
   [[nodiscard]] std::vector<Uid> NeededPacks() const;
   // Ends the pack. What comes next goes into another one.
   Status EndPack();
+  // Hands packs that have ended to the committer, as far as that needs no wait.
+  Status HandOver();
   // Until everything that has ended is the committer's.
   Status Drain();
   // Drops the items of a directory that was given up, itself too.
@@ -100,6 +102,7 @@ class PackFiller {
   std::unordered_map<Uid, std::uint64_t, UidHash> firstMap_;
 
   std::deque<std::unique_ptr<Sealing>> underWay_;
+  std::size_t endsUnderWay_ = 0;  // of packs
   std::vector<std::unique_ptr<Sealing>> free_;
 };
 

@@ -258,11 +258,13 @@ Status SavesetWriter::Inside::Pace() {
     return EndGroup();
   }
   Deliver();
-  if (!filler_->IsFull()) {
-    return {};
+  if (filler_->IsFull()) {
+    waitsSince_.reset();
+    if (Status ended = filler_->EndPack(); !ended) {
+      return ended;
+    }
   }
-  waitsSince_.reset();
-  return filler_->EndPack();
+  return filler_->HandOver();
 }
 
 Status SavesetWriter::Inside::EndGroup() {

@@ -44,6 +44,11 @@ void Workers::WaitFor(const Work& work) {
   done_.wait(lock, [&work] { return work.done_; });
 }
 
+bool Workers::IsDone(const Work& work) {
+  const std::lock_guard lock(mutex_);
+  return work.done_;
+}
+
 void Workers::Run(int compression) {
   Sealer sealer(compression);
   std::unique_lock lock(mutex_);

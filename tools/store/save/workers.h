@@ -44,6 +44,7 @@ class Workers {
   // Does it here and now, without a thread: for what is less than the way to another core.
   void DoHere(Work& work) { work.Do(own_); }
   void WaitFor(const Work& work);
+  [[nodiscard]] bool IsDone(const Work& work);
 
  private:
   void Run(int compression);

@@ -1,0 +1,91 @@
+#include "xfr/sources.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/platform.h"
+#include "xfr/report.h"
+
+namespace {
+
+// So many are open at most, twice.
+constexpr std::size_t kAtOnce = 32;
+// What is known of a file is of the time when it was opened. One that waited longer is opened anew.
+constexpr std::chrono::milliseconds kLongest(500);
+
+bool HasDots(std::string_view name) {
+  while (true) {
+    const std::size_t end = name.find_first_of("/\\");
+    const std::string_view component = name.substr(0, end);
+    if (component == "." || component == "..") {
+      return true;
+    }
+    if (end == std::string_view::npos) {
+      return false;
+    }
+    name.remove_prefix(end + 1);
+  }
+}
+
+// What cannot be saved because of its name, in words; empty for all others.
+std::string RefusalOf(const std::string& item) {
+  if (platform::IsSystemName(item) && item.find('\\') != std::string::npos) {
+    return "a name with a backslash could not be told from another file";
+  }
+  if (HasDots(item)) {
+    return "its name has . or .. in it: name it by the way that leads to it";
+  }
+  return CanBeReported(item) ? "" : "its name holds a line break or a text that this program reports with";
+}
+
+}  // namespace
+
+Source Sources::Take(std::size_t index) {
+  while (index >= first_ + opened_.size()) {
+    TakeOver();
+  }
+  Opened& opened = opened_[index - first_];
+  if (Clock::now() - opened.when <= kLongest) {
+    return std::move(opened.source);
+  }
+  opening_.Wait();
+  opened.source = {};
+  return Open(std::string(items_[index]));
+}
+
+// What the other thread has opened comes next, and it goes on.
+void Sources::TakeOver() {
+  if (opened_.empty() && next_.empty()) {
+    OpenNext();
+  }
+  opening_.Wait();
+  first_ += opened_.size();
+  opened_ = std::exchange(next_, {});
+  OpenNext();
+}
+
+void Sources::OpenNext() {
+  std::vector<std::string> names = items_.Names(first_ + opened_.size(), kAtOnce);
+  if (names.empty()) {
+    return;
+  }
+  opening_.Add();
+  thread_.Do([this, names = std::move(names)] {
+    for (const std::string& name : names) {
+      next_.push_back({Open(name), Clock::now()});
+    }
+    opening_.Done();
+  });
+}
+
+Source Sources::Open(const std::string& item) {
+  Source source;
+  source.refusal = RefusalOf(item);
+  if (source.refusal.empty() && own_.ContainsPath(item, source.kind)) {
+    source.refusal = "it belongs to the repository itself";
+  }
+  if (source.refusal.empty() && source.kind != platform::EntryKind::kDirectory) {
+    source.file = platform::DataFile::OpenForReading(item, source.why);
+  }
+  return source;
+}

@@ -1,0 +1,53 @@
+// Opens the files of a request, a few before they are asked for: that is a third of all the work on a small
+// one, and another core can do it.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/data_file.h"
+#include "platform/tree.h"
+#include "store/load/work_queue.h"
+#include "xfr/name_list.h"
+#include "xfr/own_files.h"
+
+// What an item is found to be.
+struct Source {
+  std::string refusal;  // why it is not saved, whatever it is; empty for most
+  platform::EntryKind kind = platform::EntryKind::kOther;  // behind all links
+  std::unique_ptr<platform::DataFile> file;                // none of a directory
+  std::string why;                                         // why there is none
+};
+
+class Sources {
+ public:
+  // Both must outlive this. Nobody else asks `own` for paths meanwhile.
+  Sources(const NameList& items, OwnFiles& own) : items_(items), own_(own) {}
+  Sources(const Sources&) = delete;
+  Sources& operator=(const Sources&) = delete;
+  ~Sources() { opening_.Wait(); }
+
+  // Once for each index, in their order; some may be left out.
+  [[nodiscard]] Source Take(std::size_t index);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  struct Opened {
+    Source source;
+    Clock::time_point when;
+  };
+
+  void OpenNext();
+  void TakeOver();
+  [[nodiscard]] Source Open(const std::string& item);
+
+  const NameList& items_;
+  OwnFiles& own_;
+  std::size_t first_ = 0;       // of those that are open
+  std::vector<Opened> opened_;  // from there on
+  std::vector<Opened> next_;    // behind them, by the other thread
+  store::Pending opening_;
+  store::WorkQueue thread_{1};
+};
