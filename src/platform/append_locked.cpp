@@ -5,6 +5,9 @@ namespace {
 
 constexpr std::uint64_t kLongestWaitMilliseconds = 10000;
 constexpr std::uint32_t kPollMilliseconds = 5;
+// Behind so many others get their turn.
+constexpr int kTextsOfLock = 64;
+constexpr std::uint64_t kAllThatMayCome = 0;
 
 using internal::LockableFile;
 
@@ -26,7 +29,7 @@ LockableFile::Lock LockWithin(const LockableFile& file, std::int64_t position, s
 // position of the lock, or that of the end where there is none.
 LockableFile::Lock LockBehindEnd(const LockableFile& file, std::uint64_t length, std::int64_t& end) {
   const std::uint64_t startOfWait = SteadyMilliseconds();
-  end = file.EndAtOpening();
+  end = file.EndAtOpening() < 0 ? file.End() : file.EndAtOpening();
   for (;;) {
     const LockableFile::Lock lock = LockWithin(file, end, length, startOfWait);
     const std::int64_t endNow = file.End();
@@ -58,25 +61,36 @@ std::string WhyNotOpen(const std::string& path, const std::string& systemReason)
 
 }  // namespace
 
-bool internal::AppendUnderLock(const LockableFile& file, std::string_view text, std::string& why) {
+bool internal::AppendUnderLock(const LockableFile& file, std::string_view text, std::string& why,
+                               KeptLock* kept) {
   if (text.empty()) {
     return true;
   }
-  std::int64_t end = -1;
-  const LockableFile::Lock lock = LockBehindEnd(file, text.size(), end);
+  const bool keeps = kept != nullptr && LockableFile::LocksLetRead();
+  const bool held = keeps && kept->texts > 0;
+  const std::uint64_t length = keeps ? kAllThatMayCome : text.size();
+  std::int64_t end = held ? kept->end : -1;
+  const LockableFile::Lock lock = held ? LockableFile::Lock::kGranted : LockBehindEnd(file, length, end);
   if (lock == LockableFile::Lock::kHeldByAnother) {
     why = "another process has locked it";
     return false;
   }
+  const std::int64_t begin = held ? kept->begin : end;
   const std::size_t written = file.Append(end, text);
-  if (written < text.size()) {
+  const bool whole = written == text.size();
+  if (!whole) {
     why = LastErrorText();
     MendTear(file, lock, end, written);
   }
-  if (lock == LockableFile::Lock::kGranted) {
-    file.Unlock(end, text.size());
+  const int texts = held ? kept->texts + 1 : 1;
+  const bool keepsOn = keeps && whole && lock == LockableFile::Lock::kGranted && texts < kTextsOfLock;
+  if (keeps) {
+    *kept = {keepsOn ? texts : 0, begin, end + static_cast<std::int64_t>(written)};
   }
-  return written == text.size();
+  if (lock == LockableFile::Lock::kGranted && !keepsOn) {
+    file.Unlock(begin, length);
+  }
+  return whole;
 }
 
 bool AppendLocked(const std::string& path, std::string_view text, std::string* why) {

@@ -66,7 +66,7 @@ class LockableFile {
   [[nodiscard]] bool IsOpen() const;
   // Why it is not.
   [[nodiscard]] const std::string& Why() const { return why_; }
-  // Where the file ended when it was opened, and where it ends; negative if that cannot be told.
+  // Where the file ended when it was opened by its path, and where it ends; negative if that cannot be told.
   [[nodiscard]] std::int64_t EndAtOpening() const { return endAtOpening_; }
   [[nodiscard]] std::int64_t End() const;
   // Locks so many bytes from `position` for this open file alone, without waiting.
@@ -79,6 +79,8 @@ class LockableFile {
   // Gives the handle away.
   std::intptr_t Release();
   static void CloseHandle(std::intptr_t handle);
+  // Whether others can read what is locked. There a length of 0 stands for all that may ever come.
+  static bool LocksLetRead();
 
  private:
   std::intptr_t handle_;
@@ -89,8 +91,9 @@ class LockableFile {
 
 // Appends the text under a lock on the bytes behind the file's end. False if not all of it was written: a
 // torn piece is cut off again if nobody else has written behind it, else closed with a line end. `why` gets
-// the reason.
-bool AppendUnderLock(const LockableFile& file, std::string_view text, std::string& why);
+// the reason. `kept`, if given, keeps the lock for the next text, unless others have waited long enough.
+bool AppendUnderLock(const LockableFile& file, std::string_view text, std::string& why,
+                     KeptLock* kept = nullptr);
 
 // The system's words for what made its last call fail.
 std::string LastErrorText();

@@ -125,6 +125,15 @@ bool RemoveFile(const std::string& path);
 
 // ---- Text files ------------------------------------------------------------------------------------
 
+namespace internal {
+// The lock of a file that is appended to, kept from one text to the next.
+struct KeptLock {
+  int texts = 0;  // written under it; 0 if it is not held
+  std::int64_t begin = 0;
+  std::int64_t end = 0;  // of the file
+};
+}  // namespace internal
+
 // A text file, or one of the standard streams. A CR LF pair reads as one line feed; a line feed is
 // written as the line end of the system, or as asked for. No character ends a text but its end.
 // Closes itself (a standard stream is left open).
@@ -169,6 +178,10 @@ class TextFile {
   // Hands everything written so far to the system, without closing.
   bool Flush();
   bool Close();
+  // For texts that are appended one right behind the other: the lock is kept from each to the next, for some
+  // of them at a time, where it keeps nobody from reading. Others who append wait, until `Close` at the
+  // latest.
+  void KeepLock() { keepsLock_ = true; }
   // Whether it was opened to append to a regular file.
   [[nodiscard]] bool AppendsToFile() const { return appends_; }
 
@@ -184,6 +197,8 @@ class TextFile {
   bool failed_ = false;
   bool readFailed_ = false;
   bool appends_ = false;  // to a regular file, which others may append to as well
+  bool keepsLock_ = false;
+  internal::KeptLock kept_;
 };
 
 // ---- Appending among several processes -------------------------------------------------------------

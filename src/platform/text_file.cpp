@@ -122,7 +122,8 @@ void TextFile::HandOver() {
     return;
   }
   std::string why;
-  failed_ = appends_ ? !internal::AppendUnderLock(internal::LockableFile(stream_), text, why)
+  failed_ = appends_ ? !internal::AppendUnderLock(internal::LockableFile(stream_), text, why,
+                                                  keepsLock_ ? &kept_ : nullptr)
                      : !internal::WriteStream(stream_, text);
 }
 

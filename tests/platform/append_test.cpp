@@ -12,6 +12,7 @@ namespace {
 
 using platform::AppendLocked;
 using platform::FileClaim;
+using platform::TextFile;
 using platform::internal::LockableFile;
 using support::ReadWholeFile;
 using support::TemporaryDirectory;
@@ -105,6 +106,28 @@ TEST_F(AppendingWhileLocked, FollowsAnEndThatMoved) {
   EXPECT_TRUE(AppendLocked(path_, "own\n"));
   EXPECT_EQ(sleeps, 2);
   EXPECT_EQ(ReadWholeFile(path_), "first\nsecond\nown\n");
+}
+
+// Each text is in the file at once, and can be read there.
+TEST_F(AppendingWhileLocked, ALockThatIsKeptIsGivenUpInTime) {
+  const auto file = TextFile::Open(path_, TextFile::Mode::kAppend, TextFile::LineEnd::kLineFeed);
+  ASSERT_NE(file, nullptr);
+  file->KeepLock();
+  std::string expected;
+  const auto write = [&] {
+    EXPECT_TRUE(file->Write("own\n") && file->Flush());
+    expected += "own\n";
+    EXPECT_EQ(ReadWholeFile(path_), expected);
+  };
+  write();
+  g_atSleep = write;
+  EXPECT_TRUE(AppendLocked(path_, "other\n"));
+  EXPECT_LT(g_now, 1000U);
+  expected += "other\n";
+  write();
+  EXPECT_TRUE(file->Close());
+  EXPECT_TRUE(AppendLocked(path_, "last\n"));
+  EXPECT_EQ(ReadWholeFile(path_), expected + "last\n");
 }
 
 TEST(Appending, WhereNothingCanBeWritten) {

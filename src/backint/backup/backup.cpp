@@ -22,14 +22,18 @@ namespace {
 
 constexpr const char* kTraceSource = "backint_back";
 
-// An item that is not handed to any job.
-void ReportRefusedItem(const std::string& item) {
+// An item that is not handed to any job. Lines of such items that follow each other share an open file.
+void ReportRefusedItem(const std::string& item, std::optional<ResultLines>& lines) {
+  if (!lines) {
+    lines.emplace(ResultLines::Between::kBusy);
+  }
   static_cast<void>(WriteBackupResult(item, ItemStatus::kFailed));
 }
 
 void ReportRefusedItems(const ItemList& items) {
+  ResultLines lines;
   for (const std::string& item : items) {
-    ReportRefusedItem(item);
+    static_cast<void>(WriteBackupResult(item, ItemStatus::kFailed));
   }
 }
 
@@ -114,17 +118,19 @@ void TakeFile(const std::string& item, const platform::PathInfo& info, std::vect
 
 // One item of an ordinary list: reported at once, saved at once as a directory, or put to the files that wait
 // for their saveset.
-void HandleItem(const std::string& item, std::vector<FileRecord>& files, RunResult& result) {
+void HandleItem(const std::string& item, std::optional<ResultLines>& refused, std::vector<FileRecord>& files,
+                RunResult& result) {
   const platform::PathInfo info = platform::LookUp(item);
   const bool missing = item.empty() || info.kind == platform::PathKind::kMissing;
   const bool directory = IsDirectory(item, info);
   if (!IsUnsavableName(item) && missing) {
     TRACE(2, "WARNING: item from input file does not exist: %s.", item.c_str());
-    ReportRefusedItem(item);
+    ReportRefusedItem(item, refused);
   } else if (RefusesItem(item, directory)) {
-    ReportRefusedItem(item);
+    ReportRefusedItem(item, refused);
     FoldResult(result, RunResult::kFailure);
   } else if (directory) {
+    refused.reset();
     RunDirectoryJob(item, result);
   } else {
     TakeFile(item, info, files);
@@ -134,9 +140,10 @@ void HandleItem(const std::string& item, std::vector<FileRecord>& files, RunResu
 // Works through the items; what is left is the files.
 std::vector<FileRecord> HandleItems(const ItemList& items, RunResult& result) {
   std::vector<FileRecord> files;
+  std::optional<ResultLines> refused;
   for (const std::string& item : items) {
     if (IsUnsavableName(item) || !BelongsToSpecialJob(item)) {
-      HandleItem(item, files, result);
+      HandleItem(item, refused, files, result);
     }
   }
   return files;

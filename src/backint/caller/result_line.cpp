@@ -24,6 +24,7 @@ class OutputForLine {
       OutputFile output = FindOutputFile(name);
       if (together->file_ == nullptr || !output.isThere || output.path != together->path_) {
         together->file_ = OpenOutputFile(output);
+        KeepLock();
       }
       together->path_ = std::move(output.path);
     }
@@ -49,6 +50,12 @@ class OutputForLine {
   }
 
  private:
+  static void KeepLock() {
+    if (together->file_ != nullptr && together->between_ == ResultLines::Between::kNothing) {
+      together->file_->KeepLock();
+    }
+  }
+
   std::unique_ptr<platform::TextFile> file_;
 };
 
@@ -81,7 +88,7 @@ bool IsDone(ItemStatus status) {
 
 }  // namespace
 
-ResultLines::ResultLines() : outer_(together) { together = this; }
+ResultLines::ResultLines(Between between) : between_(between), outer_(together) { together = this; }
 
 ResultLines::~ResultLines() { together = outer_; }
 

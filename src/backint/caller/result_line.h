@@ -27,10 +27,12 @@ RunResult WriteRestoreResult(const std::string& file, ItemStatus status);
 RunResult WriteInquireResult(const std::string& backupId, const std::string& file, InquireStatus status);
 
 // For lines that are decided together. While one of these lives, the output is opened once for all of them,
-// if it is a regular file, and the lines of the trace are written some at a time.
+// if it is a regular file, and the lines of the trace are written some at a time. `kBusy`: other work, which
+// may take its time, lies between them.
 class ResultLines {
  public:
-  ResultLines();
+  enum class Between { kNothing, kBusy };
+  explicit ResultLines(Between between = Between::kNothing);
   ResultLines(const ResultLines&) = delete;
   ResultLines& operator=(const ResultLines&) = delete;
   ~ResultLines();
@@ -40,6 +42,7 @@ class ResultLines {
  private:
   friend class OutputForLine;
 
+  Between between_;
   ResultLines* outer_;  // lines between which these are written
   TraceBatch trace_;
   std::unique_ptr<platform::TextFile> file_;

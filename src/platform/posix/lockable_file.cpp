@@ -45,9 +45,7 @@ LockableFile::LockableFile(const std::string& path)
   }
 }
 
-LockableFile::LockableFile(std::FILE* stream) : handle_(fileno(stream)), owned_(false) {
-  endAtOpening_ = End();
-}
+LockableFile::LockableFile(std::FILE* stream) : handle_(fileno(stream)), owned_(false) {}
 
 LockableFile::~LockableFile() {
   if (IsOpen() && owned_) {
@@ -99,5 +97,7 @@ std::intptr_t LockableFile::Release() {
 std::string LastErrorText() { return std::generic_category().message(errno); }
 
 void LockableFile::CloseHandle(std::intptr_t handle) { close(Descriptor(handle)); }
+
+bool LockableFile::LocksLetRead() { return true; }
 
 }  // namespace platform::internal

@@ -42,9 +42,7 @@ LockableFile::LockableFile(const std::string& path)
   endAtOpening_ = End();
 }
 
-LockableFile::LockableFile(std::FILE* stream) : handle_(_get_osfhandle(_fileno(stream))), owned_(false) {
-  endAtOpening_ = End();
-}
+LockableFile::LockableFile(std::FILE* stream) : handle_(_get_osfhandle(_fileno(stream))), owned_(false) {}
 
 LockableFile::~LockableFile() {
   if (IsOpen() && owned_) {
@@ -99,5 +97,7 @@ std::intptr_t LockableFile::Release() {
 std::string LastErrorText() { return ErrorText(GetLastError()); }
 
 void LockableFile::CloseHandle(std::intptr_t handle) { ::CloseHandle(Handle(handle)); }
+
+bool LockableFile::LocksLetRead() { return false; }
 
 }  // namespace platform::internal
