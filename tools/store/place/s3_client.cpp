@@ -75,6 +75,15 @@ bool IsForGood(CURLcode code) {
   return std::find(kForGood.begin(), kForGood.end(), code) != kForGood.end();
 }
 
+// In the words of whichever library does TLS.
+bool IsNoTls(CURLcode code, std::string_view words) {
+  constexpr std::array<std::string_view, 4> kWords = {"unexpected TLS packet", "wrong version number",
+                                                      "packet length too long", "SEC_E_INVALID_TOKEN"};
+  return code == CURLE_SSL_CONNECT_ERROR &&
+         std::any_of(kWords.begin(), kWords.end(),
+                     [words](std::string_view some) { return words.find(some) != std::string_view::npos; });
+}
+
 bool NeverReached(CURLcode code) {
   return code == CURLE_COULDNT_RESOLVE_HOST || code == CURLE_COULDNT_RESOLVE_PROXY ||
          code == CURLE_COULDNT_CONNECT;
@@ -321,6 +330,9 @@ S3Client::Try S3Client::Perform(Handle& handle, Transfer& transfer) {
     why = AboutCertificate(handle.curl, settings_.caFile) + ": " + why;
   }
   transfer.answer = S3Answer();
+  if (IsNoTls(code, why)) {
+    return {false, true, "what answers there speaks no TLS: let endpoint begin with http:// (" + why + ")"};
+  }
   return {!IsForGood(code), !NeverReached(code), why};
 }
 
