@@ -1,6 +1,7 @@
 #include "xfr/sources.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "platform/platform.h"
@@ -27,6 +28,12 @@ bool HasDots(std::string_view name) {
   }
 }
 
+bool TakesLong(const Source& source) {
+  constexpr std::uint64_t kLarge = 1024 * 1024;
+  return source.kind == platform::EntryKind::kDirectory ||
+         (source.file != nullptr && source.file->FactsAtOpening().size > kLarge);
+}
+
 // What cannot be saved because of its name, in words; empty for all others.
 std::string RefusalOf(const std::string& item) {
   if (platform::IsSystemName(item) && item.find('\\') != std::string::npos) {
@@ -41,16 +48,30 @@ std::string RefusalOf(const std::string& item) {
 }  // namespace
 
 Source Sources::Take(std::size_t index) {
-  while (index >= first_ + opened_.size()) {
+  bool any = true;
+  while (any && index >= first_ + opened_.size()) {
     TakeOver();
+    any = !opened_.empty();
   }
-  Opened& opened = opened_[index - first_];
-  if (Clock::now() - opened.when <= kLongest) {
-    return std::move(opened.source);
+  Source source;
+  if (any && Clock::now() - opened_[index - first_].when <= kLongest) {
+    source = std::move(opened_[index - first_].source);
+  } else {
+    opening_.Wait();
+    source = Open(std::string(items_[index]));
   }
+  if (TakesLong(source)) {
+    CloseAhead();
+  }
+  return source;
+}
+
+// Nobody's files are kept open for hours.
+void Sources::CloseAhead() {
   opening_.Wait();
-  opened.source = {};
-  return Open(std::string(items_[index]));
+  for (std::vector<Opened>* const ahead : {&opened_, &next_}) {
+    std::generate(ahead->begin(), ahead->end(), [] { return Opened(); });
+  }
 }
 
 // What the other thread has opened comes next, and it goes on.
@@ -71,8 +92,12 @@ void Sources::OpenNext() {
   }
   opening_.Add();
   thread_.Do([this, names = std::move(names)] {
-    for (const std::string& name : names) {
-      next_.push_back({Open(name), Clock::now()});
+    try {
+      for (const std::string& name : names) {
+        next_.push_back({Open(name), Clock::now()});
+      }
+    } catch (const std::bad_alloc&) {
+      next_.clear();  // whoever asks for them finds that there is no memory
     }
     opening_.Done();
   });

@@ -41,6 +41,7 @@ class Sources {
 
   void OpenNext();
   void TakeOver();
+  void CloseAhead();
   [[nodiscard]] Source Open(const std::string& item);
 
   const NameList& items_;
