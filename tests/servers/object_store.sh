@@ -4,26 +4,11 @@
 # DIRECTORY/ready has its endpoint, and there are a user "test:tester" with the secret "testing" and a bucket "bucket".
 # It ends with the end of standard input.
 set -euo pipefail
-mkdir -p "$1"
-place=$(cd "$1" && pwd)
-servers=()
-
-end_servers() {
-  [ ${#servers[@]} = 0 ] || kill "${servers[@]}" 2>/dev/null || true
-  wait
-}
-trap end_servers EXIT
-
-# free_ports NUMBER: ports that the system gives, all different.
-free_ports() {
-  python3 - "$1" <<'PYTHON'
-import socket, sys
-held = [socket.socket() for _ in range(int(sys.argv[1]))]
-for one in held:
-    one.bind(("127.0.0.1", 0))
-print(*(one.getsockname()[1] for one in held))
-PYTHON
-}
+here=$(cd "$(dirname "$0")" && pwd)
+# shellcheck source=tests/servers/common.sh
+source "$here/common.sh"
+take_place "$1"
+export SWIFT_CONF_FILE=$place/swift.conf
 
 # ---- Configuration ----
 
@@ -98,35 +83,7 @@ TEXT
 
 # ---- Servers ----
 
-# start NAME COMMAND...
-start() {
-  local name=$1
-  shift
-  SWIFT_CONF_FILE=$place/swift.conf "$@" >"$place/$name.log" 2>&1 </dev/null &
-  servers+=($!)
-}
-
-# Lets the user in, and makes the bucket.
-is_ready() {
-  local server=http://127.0.0.1:$proxy_port token
-  token=$(curl --silent --fail --noproxy '*' --max-time 5 --dump-header - --output /dev/null "$server/auth/v1.0" \
-    --header "X-Auth-User: test:tester" --header "X-Auth-Key: testing" |
-    tr -d '\r' | sed -n 's/^x-auth-token: //Ip') && [ -n "$token" ] &&
-    curl --silent --fail --noproxy '*' --max-time 5 --request PUT --header "X-Auth-Token: $token" \
-      "$server/v1/AUTH_test/bucket"
-}
-
-wait_until_ready() {
-  local tries server
-  for ((tries = 0; tries < 600; ++tries)); do
-    is_ready && return 0
-    for server in "${servers[@]}"; do
-      kill -0 "$server" 2>/dev/null || return 1
-    done
-    sleep 0.2
-  done
-  return 1
-}
+is_ready() { make_bucket "http://127.0.0.1:$proxy_port" v1/AUTH_test; }
 
 mkdir -p "$place/devices/d1"
 again=$([ ! -s "$place/ports" ] || echo yes)
@@ -142,11 +99,5 @@ start cache memcached -l 127.0.0.1 -p "$cache_port" -U 0 -u "$(id -un)"
 for kind in account container object proxy; do
   start "$kind" "swift-$kind-server" "$place/$kind.conf"
 done
-if ! wait_until_ready; then
-  echo "the object store does not answer; its servers say:"
-  tail -n 5 "$place"/*.log
-  exit 1
-fi
-echo "http://127.0.0.1:$proxy_port" >"$place/ready.new"
-mv "$place/ready.new" "$place/ready"
-cat >/dev/null
+wait_until_ready || give_up
+tell_ready "http://127.0.0.1:$proxy_port"

@@ -51,6 +51,37 @@ class PlaceTest : public testing::TestWithParam<PlaceKind> {
 INSTANTIATE_TEST_SUITE_P(Places, PlaceTest, testing::ValuesIn(PlaceKinds()),
                          [](const testing::TestParamInfo<PlaceKind>& kind) { return kind.param.name; });
 
+TEST_P(PlaceTest, ASmallObjectIsReadWhileSeveralWriteIt) {
+  const std::string content = "where the catalog is";
+  std::optional<std::uint64_t> size;
+  std::string bytes = "before";
+  ASSERT_TRUE(place_->GetSmall(kCatalogObject, 100, size, bytes));
+  EXPECT_FALSE(size);
+  EXPECT_EQ(bytes, "");
+  ASSERT_TRUE(place_->Put(kCatalogObject, content));
+  std::atomic<int> writing = 3;
+  std::vector<std::thread> writers;
+  for (int i = 0; i < writing; ++i) {
+    writers.emplace_back([&, place = backing_->Open("there")] {
+      for (int times = 0; times < 15; ++times) {
+        EXPECT_TRUE(place->Put(kCatalogObject, content));
+      }
+      --writing;
+    });
+  }
+  while (writing > 0) {
+    const Status got = place_->GetSmall(kCatalogObject, 100, size, bytes);
+    EXPECT_TRUE(got) << got.Message();
+    EXPECT_EQ(bytes, content);
+  }
+  for (std::thread& writer : writers) {
+    writer.join();
+  }
+  ASSERT_TRUE(place_->GetSmall(kCatalogObject, content.size() - 1, size, bytes));
+  EXPECT_EQ(size, content.size());
+  EXPECT_EQ(bytes, "");
+}
+
 TEST_P(PlaceTest, AnObjectComesWholeAndGivesExactlyWhatIsAskedFor) {
   std::unique_ptr<NewObject> object;
   ASSERT_TRUE(place_->Create(name_, object));

@@ -155,12 +155,8 @@ namespace {
 
 Status ReadNote(Place& place, std::string& note) {
   constexpr std::uint64_t kLargest = 4096;
-  note.clear();
   std::optional<std::uint64_t> size;
-  if (Status found = place.Size(kCatalogObject, size); !found || !size || *size > kLargest) {
-    return found;
-  }
-  return place.Get(kCatalogObject, 0, static_cast<std::size_t>(*size), note);
+  return place.GetSmall(kCatalogObject, kLargest, size, note);
 }
 
 }  // namespace

@@ -146,15 +146,9 @@ std::unique_ptr<Place> PlaceOf(const ServerConfig& config) {
 
 Status ReadRepositoryObject(Place& place, std::string& bytes) {
   constexpr std::uint64_t kLargest = 64 * 1024;
-  bytes.clear();
   std::optional<std::uint64_t> size;
-  if (Status found = place.Size(kRepositoryObject, size); !found || !size) {
-    return found;
-  }
-  if (*size > kLargest) {
-    return Status::Damaged("its object \"repository\" is damaged");
-  }
-  return place.Get(kRepositoryObject, 0, static_cast<std::size_t>(*size), bytes);
+  Status got = place.GetSmall(kRepositoryObject, kLargest, size, bytes);
+  return got && size.value_or(0) > kLargest ? Status::Damaged("its object \"repository\" is damaged") : got;
 }
 
 Status ReadKeys(const ServerConfig& config, const std::string& object, Uid& id, Keys& keys) {

@@ -1,5 +1,7 @@
 #include "store/place/place.h"
 
+#include "platform/platform.h"
+
 namespace store {
 
 Status Place::Put(const std::string& name, std::string_view bytes) {
@@ -11,6 +13,23 @@ Status Place::Put(const std::string& name, std::string_view bytes) {
     return appended;
   }
   return object->Finish();
+}
+
+Status Place::GetSmall(const std::string& name, std::uint64_t most, std::optional<std::uint64_t>& size,
+                       std::string& bytes) {
+  constexpr int kMostTries = 20;
+  constexpr std::uint32_t kPauseMilliseconds = 50;
+  for (int tries = 1;; ++tries) {
+    bytes.clear();
+    if (Status found = Size(name, size); !found || !size || *size > most) {
+      return found;
+    }
+    Status got = Get(name, 0, static_cast<std::size_t>(*size), bytes);
+    if (got.What() != Status::Kind::kMissing || tries == kMostTries) {
+      return got;
+    }
+    platform::SleepMilliseconds(kPauseMilliseconds);
+  }
 }
 
 std::string PackObject(const Uid& pack) {

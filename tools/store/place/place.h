@@ -60,6 +60,11 @@ class Place {
   // Exactly so many bytes from there on. kMissing without such an object, kDamaged if it ends before, or
   // if the disk has lost them.
   virtual Status Get(const std::string& name, std::uint64_t offset, std::size_t size, std::string& bytes) = 0;
+  // All of a small object, which several programs may be writing at this moment, each the same: a server may
+  // then find it and lose it again for as long as it is replaced. Empty, with no `size`, without such an
+  // object; empty too if it has more than `most` bytes.
+  Status GetSmall(const std::string& name, std::uint64_t most, std::optional<std::uint64_t>& size,
+                  std::string& bytes);
   // None without such an object.
   virtual Status Size(const std::string& name, std::optional<std::uint64_t>& size) = 0;
   // All finished objects whose names begin so, in no order; holds of runs are none. Ends early with a status
