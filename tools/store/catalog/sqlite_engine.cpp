@@ -225,14 +225,17 @@ Status SqliteEngine::CheckFile(const SqliteOptions& options, bool& isNew) {
   if (file_->pMethods->xFileSize(file_, &size) != SQLITE_OK) {
     return Failure();
   }
+  if (size == 0 && (options.make == MakeCatalog::kNever || platform::LookUp(path_ + "-wal").size > 0)) {
+    // Unless another program has made it since: its first page comes before anything in the log.
+    if (file_->pMethods->xFileSize(file_, &size) != SQLITE_OK) {
+      return Failure();
+    }
+    if (size == 0) {
+      return DamagedFile("is empty");
+    }
+  }
   isNew = size == 0;
-  if (!isNew) {
-    return CheckHeader();
-  }
-  if (options.make == MakeCatalog::kNever || platform::LookUp(path_ + "-wal").size > 0) {
-    return DamagedFile("is empty");
-  }
-  return {};
+  return isNew ? Status() : CheckHeader();
 }
 
 Status SqliteEngine::SetUpNew() {
