@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/platform.h"
+#include "store/names.h"
 #include "xfr/report.h"
 
 namespace {
@@ -13,20 +14,6 @@ namespace {
 constexpr std::size_t kAtOnce = 32;
 // What is known of a file is of the time when it was opened. One that waited longer is opened anew.
 constexpr std::chrono::milliseconds kLongest(500);
-
-bool HasDots(std::string_view name) {
-  while (true) {
-    const std::size_t end = name.find_first_of("/\\");
-    const std::string_view component = name.substr(0, end);
-    if (component == "." || component == "..") {
-      return true;
-    }
-    if (end == std::string_view::npos) {
-      return false;
-    }
-    name.remove_prefix(end + 1);
-  }
-}
 
 bool TakesLong(const Source& source) {
   constexpr std::uint64_t kLarge = 1024 * 1024;
@@ -39,7 +26,7 @@ std::string RefusalOf(const std::string& item) {
   if (platform::IsSystemName(item) && item.find('\\') != std::string::npos) {
     return "a name with a backslash could not be told from another file";
   }
-  if (HasDots(item)) {
+  if (store::HasDots(item)) {
     return "its name has . or .. in it: name it by the way that leads to it";
   }
   return CanBeReported(item) ? "" : "its name holds a line break or a text that this program reports with";
