@@ -70,7 +70,7 @@ class Chapter:
 CHAPTERS = (
     Chapter("backups", "Backups and restores",
             "Whole runs of `backint` with the embedded server and the trace off, beside `tar | zstd -3 -T2` and "
-            "`zstd -d | tar -x`, each with a `sync` behind it, on the same files in the same minutes. What was read is "
+            "`zstd -d | tar -x`, each with a `sync` after it, on the same files in the same minutes. What was read is "
             "in memory. A ratio is our time by that of the peer.", Backups),
     Chapter("catalog", "A large catalog",
             "The repository has the tables of all packs and no data, but for one small file. Each question is a process "

@@ -88,7 +88,12 @@ bool IsDone(ItemStatus status) {
 
 }  // namespace
 
-ResultLines::ResultLines(Between between) : between_(between), outer_(together) { together = this; }
+ResultLines::ResultLines(Between between) : between_(between), outer_(together) {
+  together = this;
+  if (between_ == Between::kNothing) {
+    trace_.emplace();
+  }
+}
 
 ResultLines::~ResultLines() { together = outer_; }
 

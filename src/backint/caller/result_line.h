@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "backint/base/run_records.h"
@@ -27,8 +28,8 @@ RunResult WriteRestoreResult(const std::string& file, ItemStatus status);
 RunResult WriteInquireResult(const std::string& backupId, const std::string& file, InquireStatus status);
 
 // For lines that are decided together. While one of these lives, the output is opened once for all of them,
-// if it is a regular file, and the lines of the trace are written some at a time. `kBusy`: other work, which
-// may take its time, lies between them.
+// if it is a regular file. `kNothing`: they follow each other at once, so its lock is kept and the lines of
+// the trace are written some at a time. `kBusy`: other work, which may take its time, lies between them.
 class ResultLines {
  public:
   enum class Between { kNothing, kBusy };
@@ -44,7 +45,7 @@ class ResultLines {
 
   Between between_;
   ResultLines* outer_;  // lines between which these are written
-  TraceBatch trace_;
+  std::optional<TraceBatch> trace_;
   std::unique_ptr<platform::TextFile> file_;
   std::string path_;  // of the file
 };
