@@ -206,12 +206,18 @@ Status NoteCatalog(const ServerConfig& config, Place& place) {
   if (old == note) {
     return {};
   }
-  if (!old.empty()) {
-    if (Status deleted = place.Delete(kCatalogObject); !deleted) {
-      return deleted;
-    }
+  if (note.empty()) {
+    return place.Delete(kCatalogObject);
   }
-  return note.empty() ? Status() : place.Put(kCatalogObject, note);
+  if (Status put = place.Put(kCatalogObject, note); !put) {
+    return put;
+  }
+  // Some systems replace no file that another program has open, and what is there is taken for the new one.
+  if (Status read = ReadNote(place, old); !read) {
+    return read;
+  }
+  return old == note ? Status()
+                     : Status::Failed("its object \"catalog\" cannot be replaced: another program reads it");
 }
 
 }  // namespace store

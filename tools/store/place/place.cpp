@@ -21,15 +21,32 @@ Status Place::GetSmall(const std::string& name, std::uint64_t most, std::optiona
   constexpr std::uint32_t kPauseMilliseconds = 50;
   for (int tries = 1;; ++tries) {
     bytes.clear();
-    if (Status found = Size(name, size); !found || !size || *size > most) {
+    if (Status found = Size(name, size); !found || size.value_or(0) > most) {
       return found;
     }
-    Status got = Get(name, 0, static_cast<std::size_t>(*size), bytes);
-    if (got.What() != Status::Kind::kMissing || tries == kMostTries) {
+    Status got;
+    if (size) {
+      got = Get(name, 0, static_cast<std::size_t>(*size), bytes);
+    }
+    bool lost = got.What() == Status::Kind::kMissing;
+    if (!size) {
+      if (Status looked = IsListed(name, lost); !looked) {
+        return looked;
+      }
+    }
+    if (!lost || tries == kMostTries) {
       return got;
     }
     platform::SleepMilliseconds(kPauseMilliseconds);
   }
+}
+
+Status Place::IsListed(const std::string& name, bool& listed) {
+  listed = false;
+  return List(name, [&](const std::string& found, std::uint64_t) {
+    listed = listed || found == name;
+    return Status();
+  });
 }
 
 std::string PackObject(const Uid& pack) {

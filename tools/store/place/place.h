@@ -60,8 +60,8 @@ class Place {
   // Exactly so many bytes from there on. kMissing without such an object, kDamaged if it ends before, or
   // if the disk has lost them.
   virtual Status Get(const std::string& name, std::uint64_t offset, std::size_t size, std::string& bytes) = 0;
-  // All of a small object, which several programs may be writing at this moment, each the same: a server may
-  // then find it and lose it again for as long as it is replaced. Empty, with no `size`, without such an
+  // All of a small object, which several programs may be writing at this moment: for as long as it is
+  // replaced, a server may say that there is none, and lists it. Empty, with no `size`, without such an
   // object; empty too if it has more than `most` bytes.
   Status GetSmall(const std::string& name, std::uint64_t most, std::optional<std::uint64_t>& size,
                   std::string& bytes);
@@ -86,6 +86,9 @@ class Place {
   // Whether the run's process is gone, and what it held with it. Never true for a run that is alive, nor for
   // one of which this machine cannot tell.
   virtual Status IsRunGone(const Uid& run, bool& gone) = 0;
+
+ private:
+  Status IsListed(const std::string& name, bool& listed);
 };
 
 // ---- Names of objects
