@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
 """Changes one operator, constant or call of the program at a time, and tells which changes the tests notice.
 
-Usage: mutants.py MINUTES SEED
+Usage: mutants.py MINUTES SEED [FOLDER...]
 
-Works on a copy of the tree below build/mutants. Each mutant is compiled, linked and tested, the quick programs first,
-until a test fails that passes without it. A mutant that does not compile does not count.
+Works on two copies of the tree below build/mutants, at once. Each mutant is compiled, linked and tested, the quick
+programs first, until a test fails that passes without it. A mutant that does not compile does not count. With folders,
+only what is in them is changed.
 """
 
+import collections
 import concurrent.futures
 import filecmp
 import json
@@ -17,11 +19,12 @@ import shutil
 import signal
 import subprocess
 import sys
+import threading
 import time
 
-COPY = "build/mutants/tree"
-BUILD = f"{COPY}/build/linux"
-GOOD = f"{COPY}/build/good"  # the programs without a mutant
+WORK = "build/mutants"
+COPIES = 2
+GOOD = f"{WORK}/good"  # the programs without a mutant
 PROGRAMS = ["unit_tests", "platform_tests", "store_tests", "scenario_tests"]
 # Which of them see a folder, those first that see most of it.
 PROGRAMS_OF = [
@@ -30,12 +33,15 @@ PROGRAMS_OF = [
     ("src/platform/", ["platform_tests", "unit_tests", "store_tests", "scenario_tests"]),
     ("tools/", ["store_tests", "scenario_tests"]),
 ]
-JOBS = 2
-PARTS = 4
+PARTS = 2
+# Nobody debugs a mutant: what is quick to compile and to link.
+QUICK = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS=-Wno-maybe-uninitialized",
+         "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -g0", "-DCMAKE_C_FLAGS_DEBUG=-O1 -g0"]
 SECONDS_OF_PART = 300
 # What takes longer than all others together.
 FILTERS = {"store_tests": "-*Hostile*:StoreFailures*", "scenario_tests": "-*Failures*:PosixMemory*"}
-SECONDS_OF_BUILD = 600
+SECONDS_OF_BUILD = 1200
+STOPPED = threading.Event()
 
 # What is replaced by what. Blanks around operators are those of the formatter, so that templates, pointers and
 # references are left alone.
@@ -117,8 +123,8 @@ def run(command, seconds, **options):
         process.wait()
 
 
-def build():
-    return run(["cmake", "--build", BUILD, "-j", str(JOBS), "--target", "backint", "failing_backint", "xfr",
+def build(copy, jobs=1):
+    return run(["cmake", "--build", f"{copy}/build", "-j", str(jobs), "--target", "backint", "failing_backint", "xfr",
                 "xfr_com_interface", "korvo", "scripted_tool", "platform_child"] + PROGRAMS, SECONDS_OF_BUILD) == 0
 
 
@@ -128,17 +134,16 @@ def fails(binaries, program, seconds, *options, **environment):
                env=dict(os.environ, LC_ALL="C.UTF-8", **environment)) != 0
 
 
-def failing_tests(binaries, program):
+def failing_tests(copy, program):
     """A few parts of the program's tests run at once; the first failure ends all. Empty if there is none."""
-    names = []
 
     def part(index):
-        result = os.path.abspath(f"build/mutants/result-{index}.json")
+        result = os.path.abspath(f"{copy}/build/result-{index}.json")
         if os.path.exists(result):
             os.remove(result)
         filters = f"--gtest_filter={FILTERS.get(program, '*')}"
         shard = {"GTEST_TOTAL_SHARDS": str(PARTS), "GTEST_SHARD_INDEX": str(index)}
-        if not fails(binaries, program, SECONDS_OF_PART, filters, f"--gtest_output=json:{result}", **shard):
+        if not fails(f"{copy}/build", program, SECONDS_OF_PART, filters, f"--gtest_output=json:{result}", **shard):
             return None
         if not os.path.exists(result):
             # A machine with other work may be too slow for the same tests without the mutant, too.
@@ -153,18 +158,18 @@ def failing_tests(binaries, program):
         return "something at its end"
 
     with concurrent.futures.ThreadPoolExecutor(PARTS) as pool:
-        names = [name for name in pool.map(part, range(PARTS)) if name is not None]
-    return names
+        return [name for name in pool.map(part, range(PARTS)) if name is not None]
 
 
-def first_failure(path):
+def first_failure(copy, path):
     """The first test that fails with the mutant, and passes in the tree as it is."""
     for program in next(programs for folder, programs in PROGRAMS_OF if path.startswith(folder)):
-        for name in failing_tests(BUILD, program):
+        for name in failing_tests(copy, program):
             if "." not in name:
                 return f"{program}: {name}"
             only = f"--gtest_filter={name}"
-            if fails(BUILD, program, SECONDS_OF_PART, only) and not fails(GOOD, program, SECONDS_OF_PART, only):
+            if fails(f"{copy}/build", program, SECONDS_OF_PART, only) and \
+                    not fails(GOOD, program, SECONDS_OF_PART, only):
                 return name
     return None
 
@@ -173,73 +178,89 @@ def same(path, other):
     return os.path.exists(other) and filecmp.cmp(path, other, shallow=False)
 
 
-def prepare():
+def prepare(copy):
     listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], check=True, capture_output=True, text=True)
     for path in listed.stdout.splitlines():
-        copy = f"{COPY}/{path}"
-        if os.path.exists(path) and not same(path, copy):
-            os.makedirs(os.path.dirname(copy), exist_ok=True)
-            shutil.copy(path, copy)
-    subprocess.run(["cmake", "--preset", "linux"], check=True, stdout=subprocess.DEVNULL, cwd=COPY)
-    if not build():
+        to = f"{copy}/{path}"
+        if os.path.exists(path) and not same(path, to):
+            os.makedirs(os.path.dirname(to), exist_ok=True)
+            shutil.copy(path, to)
+    # What one copy has compiled, the other takes from the cache of the compiler, where there is one.
+    os.environ.update(CCACHE_BASEDIR=os.path.abspath(copy), CCACHE_NOHASHDIR="1")
+    subprocess.run(["cmake", "-S", copy, "-B", f"{copy}/build", "-G", "Ninja"] + QUICK, check=True,
+                   stdout=subprocess.DEVNULL)
+    if not build(copy, COPIES):
         sys.exit("the tree does not build as it is")
-    for folder in ("bin", "scripted"):
-        shutil.copytree(f"{BUILD}/{folder}", f"{GOOD}/{folder}", dirs_exist_ok=True)
 
 
-def write(path, number, line):
+def write(copy, path, number, line):
     """Puts the line in; what stood there comes back."""
-    with open(f"{COPY}/{path}", encoding="utf-8", errors="surrogateescape") as file:
+    with open(f"{copy}/{path}", encoding="utf-8", errors="surrogateescape") as file:
         lines = file.read().split("\n")
     before, lines[number - 1] = lines[number - 1], line
-    with open(f"{COPY}/{path}", "w", encoding="utf-8", errors="surrogateescape") as file:
+    with open(f"{copy}/{path}", "w", encoding="utf-8", errors="surrogateescape") as file:
         file.write("\n".join(lines))
     return before
 
 
-def tell(counts):
+def tell(results):
     print(f"\n{'':16}{'mutants':>10}{'noticed':>10}{'share':>8}")
-    for folder, (made, noticed) in sorted(counts.items()):
-        print(f"{folder:16}{made:10}{noticed:10}{noticed / made if made else 0:8.0%}")
-    made = sum(made for made, noticed in counts.values())
-    noticed = sum(noticed for made, noticed in counts.values())
-    print(f"{'all':16}{made:10}{noticed:10}{noticed / made if made else 0:8.0%}", flush=True)
+    for folder in sorted({folder for folder, noticed in results}) + ["all"]:
+        of_folder = [noticed for other, noticed in results if folder in (other, "all")]
+        made, noticed = len(of_folder), sum(of_folder)
+        print(f"{folder:16}{made:10}{noticed:10}{noticed / made if made else 0:8.0%}", flush=True)
+
+
+def test_mutants(copy, mutants, end, counts):
+    """Takes one mutant after the other from those that are left for all copies."""
+    while time.monotonic() < end:
+        try:
+            path, number, old, new = mutants.popleft()
+        except IndexError:
+            return
+        before = write(copy, path, number, new)
+        try:
+            if not build(copy):
+                continue
+            test = first_failure(copy, path)
+        finally:
+            write(copy, path, number, before)
+        if STOPPED.is_set():
+            return
+        counts.append((folder_of(path), test is not None))
+        if test is None:
+            print(f"SURVIVED {path}:{number}\n-{old}\n+{new}", flush=True)
+        else:
+            print(f"noticed  {path}:{number} by {test}", flush=True)
 
 
 def main():
-    if len(sys.argv) != 3:
+    if len(sys.argv) < 3:
         sys.exit(__doc__)
+    minutes, seed, folders = float(sys.argv[1]), int(sys.argv[2]), tuple(sys.argv[3:])
     signal.signal(signal.SIGTERM, signal.default_int_handler)
-    minutes, seed = float(sys.argv[1]), int(sys.argv[2])
     if os.path.isdir("/dev/shm"):
         os.environ["TMPDIR"] = "/dev/shm"  # what is synchronised there waits for no disk
-    print("Building the copy", flush=True)
-    prepare()
-    mutants = [mutant for path in sources() for mutant in mutants_of(path)]
+    mutants = [mutant for path in sources() if path.startswith(folders or "") for mutant in mutants_of(path)]
     random.Random(seed).shuffle(mutants)
     print(f"{len(mutants)} mutants are possible; the same order again: "
-          f"./run mutants {sys.argv[1]} {seed}", flush=True)
-    counts = {}
+          f"./run mutants {' '.join(sys.argv[1:])}\nBuilding the copies", flush=True)
+    copies = [f"{WORK}/{index}" for index in range(COPIES)]
+    for copy in copies:
+        prepare(copy)
+    for folder in ("bin", "scripted"):
+        shutil.copytree(f"{copies[0]}/build/{folder}", f"{GOOD}/{folder}", dirs_exist_ok=True)
+    left = collections.deque(mutants)
+    counts = []
     end = time.monotonic() + minutes * 60
-    try:
-        for path, number, old, new in mutants:
-            if time.monotonic() >= end:
-                break
-            before = write(path, number, new)
-            try:
-                if not build():
-                    continue
-                made, noticed = counts.get(folder_of(path), (0, 0))
-                test = first_failure(path)
-                counts[folder_of(path)] = (made + 1, noticed + (test is not None))
-                if test is None:
-                    print(f"SURVIVED {path}:{number}\n-{old}\n+{new}", flush=True)
-                else:
-                    print(f"noticed  {path}:{number} by {test}", flush=True)
-            finally:
-                write(path, number, before)
-    except KeyboardInterrupt:
-        pass  # what was found until then is told
+    with concurrent.futures.ThreadPoolExecutor(COPIES) as pool:
+        try:
+            for done in [pool.submit(test_mutants, copy, left, end, counts) for copy in copies]:
+                done.result()
+        except KeyboardInterrupt:
+            # What was found until then is told. What runs now ends as it may, and does not count.
+            STOPPED.set()
+            left.clear()
     tell(counts)
 
 
