@@ -7,7 +7,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 target=x86_64-w64-mingw32
 place=$PWD/build/windows-libraries
 work=$place/work
-packages=(sqlite3 libzstd xxhash libsodium nettle curl expat postgresql-15)
+packages=(sqlite3 libzstd libsodium nettle curl expat postgresql-15)
 keyring=/usr/share/keyrings/debian-archive-keyring.gpg
 
 for program in apt-get dpkg-source tclsh make m4 cc $target-gcc-posix; do
@@ -15,8 +15,8 @@ for program in apt-get dpkg-source tclsh make m4 cc $target-gcc-posix; do
   echo "$program is missing: apt-get install --no-install-recommends dpkg-dev g++-mingw-w64-x86-64-posix gcc m4 make tcl"
   exit 1
 done
-if [ ! -d /usr/include/CLI ]; then
-  echo "The headers of CLI11 are missing: apt-get install --no-install-recommends libcli11-dev"
+if [ ! -d /usr/include/CLI ] || [ ! -f /usr/include/xxh3.h ]; then
+  echo "The headers of CLI11 or xxHash are missing: apt-get install --no-install-recommends libcli11-dev libxxhash-dev"
   exit 1
 fi
 
@@ -102,14 +102,8 @@ make_sqlite() {
 }
 
 make_zstd() {
-  # Its copy of the hash gets names of its own, so that it does not meet the other one.
-  compile zstd -DXXH_NAMESPACE=ZSTD_ -DZSTD_DISABLE_ASM -- "$work"/libzstd/lib/{common,compress,decompress}/*.c
+  compile zstd -DZSTD_DISABLE_ASM -- "$work"/libzstd/lib/{common,compress,decompress}/*.c
   cp "$work"/libzstd/lib/{zstd,zstd_errors}.h "$place/include"
-}
-
-make_xxhash() {
-  compile xxhash -- "$work/xxhash/xxhash.c"
-  cp "$work"/xxhash/{xxhash,xxh3}.h "$place/include"
 }
 
 # The processor's own instructions are used where it has them: the library asks it.
@@ -200,8 +194,8 @@ make_pq() {
 }
 
 # Headers alone, the same on every system.
-copy_cli11() {
-  cp -r /usr/include/CLI "$place/include"
+copy_headers() {
+  cp -r /usr/include/CLI /usr/include/{xxhash,xxh3}.h "$place/include"
 }
 
 rm -rf "$place"
@@ -213,11 +207,10 @@ nettle=$!
 make_sqlite
 make_zstd
 make_sodium
-make_xxhash
 make_curl
 make_expat
 make_pq
-copy_cli11
+copy_headers
 wait "$nettle"
 rm -rf "$work"
 echo "$state" >"$place/made"

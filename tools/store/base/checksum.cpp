@@ -1,22 +1,25 @@
 #include "store/base/checksum.h"
 
+#include <xxhash.h>
+
 #include <algorithm>
-#include <new>
 
 namespace store {
 
-Checksum::Checksum() : state_(XXH3_createState()) {
-  if (state_ == nullptr) {
-    throw std::bad_alloc();
-  }
-  XXH3_128bits_reset(state_.get());
-}
+struct Checksum::State {
+  XXH3_state_t hash;
+};
 
-void Checksum::Add(std::string_view bytes) { XXH3_128bits_update(state_.get(), bytes.data(), bytes.size()); }
+Checksum::Checksum() : state_(std::make_unique<State>()) { XXH3_128bits_reset(&state_->hash); }
+Checksum::Checksum(Checksum&&) noexcept = default;
+Checksum& Checksum::operator=(Checksum&&) noexcept = default;
+Checksum::~Checksum() = default;
+
+void Checksum::Add(std::string_view bytes) { XXH3_128bits_update(&state_->hash, bytes.data(), bytes.size()); }
 
 Uid Checksum::Value() const {
   XXH128_canonical_t canonical = {};
-  XXH128_canonicalFromHash(&canonical, XXH3_128bits_digest(state_.get()));
+  XXH128_canonicalFromHash(&canonical, XXH3_128bits_digest(&state_->hash));
   Uid uid;
   std::copy(std::begin(canonical.digest), std::end(canonical.digest), uid.bytes.begin());
   return uid;

@@ -1,8 +1,6 @@
 // The checksum of stored bytes: XXH3 with 128 bits, in its canonical form. It finds damage, not forgery.
 #pragma once
 
-#include <xxhash.h>
-
 #include <memory>
 #include <string_view>
 
@@ -13,15 +11,19 @@ namespace store {
 class Checksum {
  public:
   Checksum();
+  Checksum(Checksum&&) noexcept;
+  Checksum& operator=(Checksum&&) noexcept;
+  Checksum(const Checksum&) = delete;
+  Checksum& operator=(const Checksum&) = delete;
+  ~Checksum();
+
   void Add(std::string_view bytes);
   // Of everything that was added.
   [[nodiscard]] Uid Value() const;
 
  private:
-  struct Releaser {
-    void operator()(XXH3_state_t* state) const { XXH3_freeState(state); }
-  };
-  std::unique_ptr<XXH3_state_t, Releaser> state_;
+  struct State;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace store

@@ -1,10 +1,11 @@
 #include "store/keys/block_cipher.h"
 
-#include <nettle/gcm.h>
 #include <sodium.h>
 
 #include <algorithm>
 #include <array>
+
+#include "store/base/nettle.h"
 
 namespace store {
 namespace {

@@ -1,12 +1,13 @@
 #include "store/keys/keys.h"
 
-#include <nettle/sha2.h>
 #include <sodium.h>
 
 #include <array>
+#include <mutex>
 #include <stdexcept>
 
 #include "store/base/bytes.h"
+#include "store/base/nettle.h"
 #include "store/keys/block_cipher.h"
 #include "store/keys/key_file.h"
 
@@ -57,31 +58,33 @@ struct Keys::Inside {
   std::string secret;  // the savers' secret
   std::string publicKey;
   std::string privateKey;
-  std::string check;     // of the savers' secret
-  sha256_ctx hashStart;  // after the key's block
+  std::string check;  // of the savers' secret
 
-  Inside() { sha256_init(&hashStart); }
+  Inside() = default;
   Inside(const Inside&) = delete;
   Inside& operator=(const Inside&) = delete;
   ~Inside() {
     for (std::string* key : {&idKey, &secret, &privateKey}) {
       sodium_memzero(key->data(), key->size());
     }
-    sodium_memzero(&hashStart, sizeof hashStart);
-  }
-
-  void UseIdKey(std::string key) {
-    idKey = std::move(key);
-    std::array<unsigned char, SHA256_BLOCK_SIZE> block{};
-    std::copy(idKey.begin(), idKey.end(), block.begin());
-    sha256_init(&hashStart);
-    sha256_update(&hashStart, block.size(), block.data());
-    sodium_memzero(block.data(), block.size());
+    sodium_memzero(&hashStart_, sizeof hashStart_);
   }
 
   void UseSecret(std::string key) {
     secret = std::move(key);
-    UseIdKey(Derive(secret, "chunk ids", {}, kKeySize));
+    idKey = Derive(secret, "chunk ids", {}, kKeySize);
+  }
+
+  // After the block of the chunk ids' key. Made by the first who asks: most runs make no id.
+  [[nodiscard]] const sha256_ctx& HashStart() const {
+    std::call_once(hashStarted_, [&]() {
+      std::array<unsigned char, SHA256_BLOCK_SIZE> block{};
+      std::copy(idKey.begin(), idKey.end(), block.begin());
+      sha256_init(&hashStart_);
+      sha256_update(&hashStart_, block.size(), block.data());
+      sodium_memzero(block.data(), block.size());
+    });
+    return hashStart_;
   }
 
   [[nodiscard]] std::string CheckOfSecret() const {
@@ -112,6 +115,10 @@ struct Keys::Inside {
                ? Status()
                : Status::Failed("key file " + file + " does not have the private key of this repository");
   }
+
+ private:
+  mutable std::once_flag hashStarted_;
+  mutable sha256_ctx hashStart_ = {};
 };
 
 Status Keys::Make(bool encrypt, const Uid& repository, Keys& keys) {
@@ -128,7 +135,7 @@ Status Keys::Make(bool encrypt, const Uid& repository, Keys& keys) {
       return Status::Failed("a key pair cannot be made");
     }
   } else {
-    made->UseIdKey(RandomKey());
+    made->idKey = RandomKey();
   }
   keys.inside_ = std::move(made);
   return {};
@@ -142,7 +149,7 @@ Status Keys::Read(std::string_view headerPart, const Uid& repository, const std:
   Decoder decoder(headerPart);
   const std::uint8_t form = decoder.U8();
   if (form == kPlainForm) {
-    read->UseIdKey(std::string(decoder.Raw(kKeySize)));
+    read->idKey = decoder.Raw(kKeySize);
   } else {
     read->encrypts = true;
     read->publicKey = decoder.Raw(kKeySize);
@@ -207,7 +214,7 @@ Status Keys::CanRead() const {
 }
 
 Uid Keys::IdOf(std::string_view bytes) const {
-  sha256_ctx hash = inside_->hashStart;
+  sha256_ctx hash = inside_->HashStart();
   sha256_update(&hash, bytes.size(), In(bytes));
   Uid id;
   sha256_digest(&hash, id.bytes.size(), id.bytes.data());

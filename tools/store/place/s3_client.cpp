@@ -77,11 +77,11 @@ bool IsForGood(CURLcode code) {
 
 // In the words of whichever library does TLS.
 bool IsNoTls(CURLcode code, std::string_view words) {
-  constexpr std::array<std::string_view, 4> kWords = {"unexpected TLS packet", "wrong version number",
-                                                      "packet length too long", "SEC_E_INVALID_TOKEN"};
+  constexpr std::array kWords = {"unexpected TLS packet", "wrong version number", "packet length too long",
+                                 "SEC_E_INVALID_TOKEN"};
   return code == CURLE_SSL_CONNECT_ERROR &&
          std::any_of(kWords.begin(), kWords.end(),
-                     [words](std::string_view some) { return words.find(some) != std::string_view::npos; });
+                     [words](const char* some) { return words.find(some) != std::string_view::npos; });
 }
 
 bool NeverReached(CURLcode code) {

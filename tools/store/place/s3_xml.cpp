@@ -1,10 +1,10 @@
 #include "store/place/s3_xml.h"
 
-#include <expat.h>
-
 #include <charconv>
 #include <functional>
 #include <memory>
+
+#include "store/place/expat.h"
 
 namespace store {
 namespace {
@@ -16,6 +16,10 @@ struct Walk {
   std::string path;
   std::string text;
   const EndOfElement& ended;
+};
+
+struct ParserFreer {
+  void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
 };
 
 void Begin(void* data, const XML_Char* name, const XML_Char** /*attributes*/) {
@@ -38,8 +42,7 @@ void Text(void* data, const XML_Char* text, int size) {
 
 // False if the document is not well formed, or not whole.
 bool WalkThrough(std::string_view xml, const EndOfElement& ended) {
-  const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(XML_ParserCreate(nullptr),
-                                                                            &XML_ParserFree);
+  const std::unique_ptr<XML_ParserStruct, ParserFreer> parser(XML_ParserCreate(nullptr));
   if (parser == nullptr) {
     return false;
   }

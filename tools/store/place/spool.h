@@ -2,14 +2,13 @@
 // file, which is gone with this object.
 #pragma once
 
-#include <nettle/sha2.h>
-
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "platform/data_file.h"
+#include "store/base/nettle.h"
 #include "store/place/s3_client.h"
 #include "store/status.h"
 
