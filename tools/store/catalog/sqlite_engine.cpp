@@ -334,17 +334,16 @@ Status SqliteEngine::Execute(const char* text) {
 }
 
 Status SqliteEngine::Prepare(const std::string& text, sqlite3_stmt*& statement) {
-  Statement& prepared = prepared_[text];
-  if (prepared == nullptr) {
+  auto prepared = prepared_.find(text);
+  if (prepared == prepared_.end()) {
     sqlite3_stmt* made = nullptr;
     if (sqlite3_prepare_v3(connection_.get(), text.data(), static_cast<int>(text.size()),
                            SQLITE_PREPARE_PERSISTENT, &made, nullptr) != SQLITE_OK) {
-      prepared_.erase(text);
       return Failure(text);
     }
-    prepared.reset(made);
+    prepared = prepared_.emplace(text, Statement(made)).first;
   }
-  statement = prepared.get();
+  statement = prepared->second.get();
   return {};
 }
 
