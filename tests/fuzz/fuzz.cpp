@@ -14,10 +14,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array kTargets = {&kOptionScanner, &kParameterFile, &kBackup,       &kRestore,   &kInquire,
-                                 &kControlTool,   &kMoverLines,    &kMoverCommand, &kSwitchLog, &kKorvoIni,
-                                 &kProfile,       &kPack,          &kRecord,       &kMap,       &kObjects,
-                                 &kItemRow,       &kCatalog,       &kBucket};
+constexpr std::array kTargets = {&kOptionScanner, &kParameterFile,  &kBackup,     &kRestore,      &kInquire,
+                                 &kControlTool,   &kControlCommand, &kMoverLines, &kMoverCommand, &kSwitchLog,
+                                 &kKorvoIni,      &kProfile,        &kPack,       &kRecord,       &kMap,
+                                 &kObjects,       &kItemRow,        &kCatalog,    &kBucket};
 
 const Target* target = nullptr;
 

@@ -43,6 +43,7 @@ extern const Target kBackup;
 extern const Target kRestore;
 extern const Target kInquire;
 extern const Target kControlTool;
+extern const Target kControlCommand;
 extern const Target kMoverLines;
 extern const Target kMoverCommand;
 extern const Target kSwitchLog;

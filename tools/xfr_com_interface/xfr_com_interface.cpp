@@ -1,4 +1,4 @@
-// The control tool: answers one request on standard output, `reply=OK` and lines `key=value`, or
+// The control tool: answers one call on standard output, `reply=OK` and lines `key=value`, or
 // `reply=ERROR` and one line that says what is wrong. That line goes to standard error too.
 #include <memory>
 #include <string>
@@ -9,8 +9,8 @@
 #include "store/command_line.h"
 #include "store/names.h"
 #include "store/store.h"
+#include "xfr_com_interface/call.h"
 #include "xfr_com_interface/reply.h"
-#include "xfr_com_interface/request.h"
 
 using store::Status;
 
@@ -52,65 +52,64 @@ store::Process Owner() {
   return {parent.space, parent.number, parent.start};
 }
 
-Status OpenSession(const Request& request, store::Store& store, Reply& reply) {
+Status OpenSession(const Call& call, store::Store& store, Reply& reply) {
   std::string session;
-  Status opened = store.OpenSession(request.mode, request.client, Owner(), session);
+  Status opened = store.OpenSession(call.mode, call.client, Owner(), session);
   if (opened) {
     reply.Add("SESSIONID", session);
   }
   return opened;
 }
 
-Status OpenJob(const Request& request, store::Store& store, Reply& reply) {
+Status OpenJob(const Call& call, store::Store& store, Reply& reply) {
   std::string saveset;
-  Status opened =
-      store.OpenJob({request.mode, request.session, request.saveset, request.job, request.pool}, saveset);
+  Status opened = store.OpenJob({call.mode, call.session, call.saveset, call.job, call.pool}, saveset);
   if (opened) {
-    reply.Add("JOBNAME", request.job);
+    reply.Add("JOBNAME", call.job);
     reply.Add("SAVESETNAME", saveset);
     reply.Add("TAPE_SERVER", store.Config().section);
   }
   return opened;
 }
 
-Status ListItems(const Request& request, store::Store& store, Reply& reply) {
-  return store.ListItems(request.sid, request.saveset, [&reply](const store::Item& item) {
+Status ListItems(const Call& call, store::Store& store, Reply& reply) {
+  return store.ListItems(call.sid, call.saveset, [&reply](const store::Item& item) {
     reply.Add("backupsrc", store::OneLine(store::ListedName(item.name)));
     return Status();
   });
 }
 
-Status ListSavesets(const Request& request, store::Store& store, Reply& reply) {
+Status ListSavesets(const Call& call, store::Store& store, Reply& reply) {
   std::vector<std::string> names;
-  Status listed = store.ListSavesets(request.sid, request.file, names);
+  Status listed = store.ListSavesets(call.sid, call.file, names);
   for (const std::string& name : names) {
     reply.Add("savesetname", name);
   }
   return listed;
 }
 
-Status Work(const Request& request, store::Store& store, Reply& reply) {
-  switch (request.verb) {
-    case Verb::kOpen:
-      return OpenSession(request, store, reply);
-    case Verb::kOpenJob:
-      return OpenJob(request, store, reply);
-    case Verb::kCloseJob:
-      return store.CloseJob(request.mode, request.session, request.saveset, request.state);
-    case Verb::kClose:
-      return store.CloseSession(request.mode, request.session, request.state);
-    case Verb::kQuery:
+Status Work(const Call& call, store::Store& store, Reply& reply) {
+  switch (call.verb) {
+    case CallVerb::kOpen:
+      return OpenSession(call, store, reply);
+    case CallVerb::kOpenJob:
+      return OpenJob(call, store, reply);
+    case CallVerb::kCloseJob:
+      return store.CloseJob(call.mode, call.session, call.saveset, call.state);
+    case CallVerb::kClose:
+      return store.CloseSession(call.mode, call.session, call.state);
+    case CallVerb::kQuery:
       break;
   }
-  return request.saveset.empty() ? ListSavesets(request, store, reply) : ListItems(request, store, reply);
+  return call.saveset.empty() ? ListSavesets(call, store, reply) : ListItems(call, store, reply);
 }
 
 // A restore and a query work where nothing can be written.
-store::Store::Access AccessFor(const Request& request) {
-  if (request.verb == Verb::kQuery || request.mode == store::Mode::kRestore) {
+store::Store::Access AccessFor(const Call& call) {
+  if (call.verb == CallVerb::kQuery || call.mode == store::Mode::kRestore) {
     return store::Store::Access::kRead;
   }
-  return request.verb == Verb::kOpen ? store::Store::Access::kCreate : store::Store::Access::kWrite;
+  return call.verb == CallVerb::kOpen ? store::Store::Access::kCreate : store::Store::Access::kWrite;
 }
 
 void Note(const std::string& sentence) {
@@ -118,24 +117,24 @@ void Note(const std::string& sentence) {
 }
 
 Status Serve(int argc, char** argv, Reply& reply) {
-  Request request;
-  Status read = ReadRequest(argc, argv, request);
+  Call call;
+  Status read = ReadCall(argc, argv, call);
   store::HideLogin(argc, argv, "-C");
   if (!read) {
     return read;
   }
   store::ServerConfig config;
-  if (Status configured = store::ReadServerConfig(request.server, config); !configured) {
+  if (Status configured = store::ReadServerConfig(call.server, config); !configured) {
     return configured;
   }
-  if (Status let = store::CheckLogin(request.server, config); !let) {
+  if (Status let = store::CheckLogin(call.server, config); !let) {
     return let;
   }
   std::unique_ptr<store::Store> store;
-  if (Status opened = store::Store::Open(config, AccessFor(request), store); !opened) {
+  if (Status opened = store::Store::Open(config, AccessFor(call), store); !opened) {
     return opened;
   }
-  Status done = Work(request, *store, reply);
+  Status done = Work(call, *store, reply);
   for (const std::string& note : store->Notes()) {
     Note(note);
   }

@@ -6,10 +6,10 @@
 #include "store/catalog/catalog.h"
 #include "store/status.h"
 
-enum class Verb { kOpen, kOpenJob, kCloseJob, kClose, kQuery };
+enum class CallVerb { kOpen, kOpenJob, kCloseJob, kClose, kQuery };
 
-struct Request {
-  Verb verb = Verb::kOpen;
+struct Call {
+  CallVerb verb = CallVerb::kOpen;
   store::Mode mode = store::Mode::kBackup;
   std::string session;
   std::string server;  // in its login form
@@ -22,4 +22,4 @@ struct Request {
   std::string file;  // of a query, empty if it names none
 };
 
-store::Status ReadRequest(int argc, const char* const* argv, Request& request);
+store::Status ReadCall(int argc, const char* const* argv, Call& call);

@@ -1,4 +1,4 @@
-#include "xfr_com_interface/request.h"
+#include "xfr_com_interface/call.h"
 
 #include "store/command_line.h"
 
@@ -8,26 +8,25 @@ using store::Status;
 namespace {
 
 // `-b openjob:17`: what to do, and behind the colon the session to do it in.
-Status ReadVerb(const std::string& text, Request& request) {
+Status ReadVerb(const std::string& text, Call& call) {
   const std::size_t colon = text.find(':');
   const std::string name = text.substr(0, colon);
-  request.session = colon == std::string::npos ? std::string() : text.substr(colon + 1);
+  call.session = colon == std::string::npos ? std::string() : text.substr(colon + 1);
   if (name == "open") {
-    request.verb = Verb::kOpen;
-    return request.session.empty() ? Status() : Status::Failed("open takes no session: " + text);
+    call.verb = CallVerb::kOpen;
+    return call.session.empty() ? Status() : Status::Failed("open takes no session: " + text);
   }
   if (name == "openjob") {
-    request.verb = Verb::kOpenJob;
+    call.verb = CallVerb::kOpenJob;
   } else if (name == "closejob") {
-    request.verb = Verb::kCloseJob;
+    call.verb = CallVerb::kCloseJob;
   } else if (name == "close") {
-    request.verb = Verb::kClose;
+    call.verb = CallVerb::kClose;
   } else {
     return Status::Failed("unknown operation " + name + ": open, openjob, closejob or close is expected");
   }
-  return request.session.empty()
-             ? Status::Failed(name + " names no session: " + name + ":<session> is expected")
-             : Status();
+  return call.session.empty() ? Status::Failed(name + " names no session: " + name + ":<session> is expected")
+                              : Status();
 }
 
 Status ReadState(const std::string& text, store::State& state) {
@@ -43,8 +42,8 @@ Status ReadState(const std::string& text, store::State& state) {
   return {};
 }
 
-Status ReadQuery(const CommandLine& line, Request& request) {
-  request.verb = Verb::kQuery;
+Status ReadQuery(const CommandLine& line, Call& call) {
+  call.verb = CallVerb::kQuery;
   if (line.Operands().size() != 1) {
     return Status::Failed("a query ends in one <database>@ or <database>@<file>");
   }
@@ -53,36 +52,36 @@ Status ReadQuery(const CommandLine& line, Request& request) {
   if (at == 0 || at == std::string::npos) {
     return Status::Failed("a query ends in <database>@ or <database>@<file>: " + question);
   }
-  request.sid = question.substr(0, at);
-  request.file = question.substr(at + 1);
-  if (request.saveset == "NULL") {
-    request.saveset.clear();
-  } else if (!request.file.empty()) {
-    return Status::Failed("a query for the contents of a saveset takes no file: " + request.file);
+  call.sid = question.substr(0, at);
+  call.file = question.substr(at + 1);
+  if (call.saveset == "NULL") {
+    call.saveset.clear();
+  } else if (!call.file.empty()) {
+    return Status::Failed("a query for the contents of a saveset takes no file: " + call.file);
   }
   return {};
 }
 
-Status ReadOperation(const CommandLine& line, Request& request) {
+Status ReadOperation(const CommandLine& line, Call& call) {
   if (!line.Operands().empty()) {
     return Status::Failed("unexpected operand " + line.Operands().front());
   }
-  request.mode = line.Has('b') ? store::Mode::kBackup : store::Mode::kRestore;
-  if (Status verb = ReadVerb(line.Value(line.Has('b') ? 'b' : 'r'), request); !verb) {
+  call.mode = line.Has('b') ? store::Mode::kBackup : store::Mode::kRestore;
+  if (Status verb = ReadVerb(line.Value(line.Has('b') ? 'b' : 'r'), call); !verb) {
     return verb;
   }
-  const bool closes = request.verb == Verb::kClose || request.verb == Verb::kCloseJob;
+  const bool closes = call.verb == CallVerb::kClose || call.verb == CallVerb::kCloseJob;
   if (closes) {
-    return ReadState(line.Value('i'), request.state);
+    return ReadState(line.Value('i'), call.state);
   }
-  return request.verb == Verb::kOpenJob && request.job.empty()
+  return call.verb == CallVerb::kOpenJob && call.job.empty()
              ? Status::Failed("option -j with the job's name is missing")
              : Status();
 }
 
 }  // namespace
 
-Status ReadRequest(int argc, const char* const* argv, Request& request) {
+Status ReadCall(int argc, const char* const* argv, Call& call) {
   CommandLine line;
   if (Status read = line.Read(argc, argv, "q", "brCISdjtmsiv", ""); !read) {
     return read;
@@ -90,16 +89,16 @@ Status ReadRequest(int argc, const char* const* argv, Request& request) {
   if ((line.Has('b') ? 1 : 0) + (line.Has('r') ? 1 : 0) + (line.Has('q') ? 1 : 0) != 1) {
     return Status::Failed("one of -b, -r and -q is expected");
   }
-  request.server = line.Value('C');
-  request.client = line.Value('I');
-  request.job = line.Value('j');
-  request.pool = line.Value('m');
-  request.saveset = line.Value('s');
-  if (request.server.empty()) {
+  call.server = line.Value('C');
+  call.client = line.Value('I');
+  call.job = line.Value('j');
+  call.pool = line.Value('m');
+  call.saveset = line.Value('s');
+  if (call.server.empty()) {
     return Status::Failed("option -C with the server's name is missing");
   }
-  Status read = line.Has('q') ? ReadQuery(line, request) : ReadOperation(line, request);
-  const bool named = request.verb == Verb::kOpenJob || request.verb == Verb::kCloseJob || line.Has('q');
+  Status read = line.Has('q') ? ReadQuery(line, call) : ReadOperation(line, call);
+  const bool named = call.verb == CallVerb::kOpenJob || call.verb == CallVerb::kCloseJob || line.Has('q');
   if (read && named && !line.Has('s')) {
     return Status::Failed("option -s with the saveset's name is missing");
   }
