@@ -266,6 +266,8 @@ def main():
     if os.path.isdir("/dev/shm"):
         os.environ["TMPDIR"] = "/dev/shm"  # what is synchronised there waits for no disk
     mutants = [mutant for path in sources() if path.startswith(folders or "") for mutant in mutants_of(path)]
+    if not mutants:
+        sys.exit(f"there is nothing to change in {' '.join(folders)}: folders are named as src/backint")
     random.Random(seed).shuffle(mutants)
     print(f"{len(mutants)} mutants are possible; the same order again: "
           f"./run mutants {' '.join(sys.argv[1:])}\nBuilding the copies", flush=True)
