@@ -1,6 +1,5 @@
 #include "backint/backup/backup.h"
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -22,18 +21,15 @@ namespace {
 
 constexpr const char* kTraceSource = "backint_back";
 
-// An item that is not handed to any job. Lines of such items that follow each other share an open file.
-void ReportRefusedItem(const std::string& item, std::optional<ResultLines>& lines) {
-  if (!lines) {
-    lines.emplace(ResultLines::Between::kBusy);
-  }
+// An item that is not handed to any job.
+void ReportRefusedItem(const std::string& item) {
   static_cast<void>(WriteBackupResult(item, ItemStatus::kFailed));
 }
 
 void ReportRefusedItems(const ItemList& items) {
   ResultLines lines;
   for (const std::string& item : items) {
-    static_cast<void>(WriteBackupResult(item, ItemStatus::kFailed));
+    ReportRefusedItem(item);
   }
 }
 
@@ -116,34 +112,62 @@ void TakeFile(const std::string& item, const platform::PathInfo& info, std::vect
   files.push_back({item, size < 0 ? 0 : size});
 }
 
-// One item of an ordinary list: reported at once, saved at once as a directory, or put to the files that wait
-// for their saveset.
-void HandleItem(const std::string& item, std::optional<ResultLines>& refused, std::vector<FileRecord>& files,
+// An item of an ordinary list and what its name stands for.
+struct FoundItem {
+  std::string name;
+  platform::PathInfo info;
+  bool directory;
+};
+
+// The next items, up to a directory. Looking up may take its time: it is done with before anything is said of
+// these items.
+std::vector<FoundItem> LookUpSome(ItemList::Iterator& next, const ItemList::Iterator& end) {
+  constexpr std::size_t kMost = 64;
+  std::vector<FoundItem> found;
+  while (next != end && found.size() < kMost && (found.empty() || !found.back().directory)) {
+    std::string name = *next;
+    const platform::PathInfo info = platform::LookUp(name);
+    const bool directory = IsDirectory(name, info);
+    found.push_back({std::move(name), info, directory});
+    ++next;
+  }
+  return found;
+}
+
+// One item of an ordinary list: reported at once, told as the directory to save now, or put to the files that
+// wait for their saveset.
+void DecideItem(const FoundItem& item, std::string& directory, std::vector<FileRecord>& files,
                 RunResult& result) {
-  const platform::PathInfo info = platform::LookUp(item);
-  const bool missing = item.empty() || info.kind == platform::PathKind::kMissing;
-  const bool directory = IsDirectory(item, info);
-  if (!IsUnsavableName(item) && missing) {
-    TRACE(2, "WARNING: item from input file does not exist: %s.", item.c_str());
-    ReportRefusedItem(item, refused);
-  } else if (RefusesItem(item, directory)) {
-    ReportRefusedItem(item, refused);
+  const bool missing = item.name.empty() || item.info.kind == platform::PathKind::kMissing;
+  if (!IsUnsavableName(item.name) && missing) {
+    TRACE(2, "WARNING: item from input file does not exist: %s.", item.name.c_str());
+    ReportRefusedItem(item.name);
+  } else if (RefusesItem(item.name, item.directory)) {
+    ReportRefusedItem(item.name);
     FoldResult(result, RunResult::kFailure);
-  } else if (directory) {
-    refused.reset();
-    RunDirectoryJob(item, result);
+  } else if (item.directory) {
+    directory = item.name;
   } else {
-    TakeFile(item, info, files);
+    TakeFile(item.name, item.info, files);
   }
 }
 
 // Works through the items; what is left is the files.
 std::vector<FileRecord> HandleItems(const ItemList& items, RunResult& result) {
   std::vector<FileRecord> files;
-  std::optional<ResultLines> refused;
-  for (const std::string& item : items) {
-    if (IsUnsavableName(item) || !BelongsToSpecialJob(item)) {
-      HandleItem(item, refused, files, result);
+  for (ItemList::Iterator next = items.begin(); next != items.end();) {
+    const std::vector<FoundItem> found = LookUpSome(next, items.end());
+    std::string directory;
+    {
+      const ResultLines lines;
+      for (const FoundItem& item : found) {
+        if (IsUnsavableName(item.name) || !BelongsToSpecialJob(item.name)) {
+          DecideItem(item, directory, files, result);
+        }
+      }
+    }
+    if (!directory.empty()) {
+      RunDirectoryJob(directory, result);
     }
   }
   return files;

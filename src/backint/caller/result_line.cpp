@@ -1,20 +1,27 @@
 #include "backint/caller/result_line.h"
 
+#include <initializer_list>
+#include <new>
+#include <string_view>
+#include <utility>
+
 #include "backint/base/print.h"
 #include "backint/base/trace.h"
 
 namespace {
 
+// Bytes of lines that are written at once.
+constexpr std::size_t kMostGathered = 65536;
 ResultLines* together = nullptr;
 
 RunResult ResultOf(bool written) { return written ? RunResult::kSuccess : RunResult::kFailure; }
 
 }  // namespace
 
-// The output file for one line: one that is open already, or opened now.
-class OutputForLine {
+// The output file for a text: one that is open already, or opened now.
+class OutputForText {
  public:
-  explicit OutputForLine(const std::string& name) {
+  explicit OutputForText(const std::string& name) {
     if (together == nullptr) {
       file_ = OpenOutputFile(name);
       return;
@@ -24,7 +31,9 @@ class OutputForLine {
       OutputFile output = FindOutputFile(name);
       if (together->file_ == nullptr || !output.isThere || output.path != together->path_) {
         together->file_ = OpenOutputFile(output);
-        KeepLock();
+        if (together->file_ != nullptr) {
+          together->file_->KeepLock();
+        }
       }
       together->path_ = std::move(output.path);
     }
@@ -32,13 +41,13 @@ class OutputForLine {
   }
   [[nodiscard]] bool IsOpen() const { return file_ != nullptr; }
 
-  // A file in which a line failed is opened anew for the next one.
-  bool Write(const std::string& line) {
+  // A file in which a text failed is opened anew for the next one.
+  bool Write(std::string_view text) {
     const bool staysOpen = together != nullptr && file_->AppendsToFile();
     if (!staysOpen) {
       TraceBatch::WriteOut();  // a pipe may have nobody who reads it
     }
-    if (!file_->Write(line + "\n")) {
+    if (!file_->Write(text)) {
       return false;
     }
     if (!staysOpen) {
@@ -50,16 +59,23 @@ class OutputForLine {
   }
 
  private:
-  static void KeepLock() {
-    if (together->file_ != nullptr && together->between_ == ResultLines::Between::kNothing) {
-      together->file_->KeepLock();
-    }
-  }
-
   std::unique_ptr<platform::TextFile> file_;
 };
 
 namespace {
+
+std::string Line(std::initializer_list<std::string_view> parts) {
+  std::size_t size = 1;
+  for (const std::string_view part : parts) {
+    size += part.size();
+  }
+  std::string line;
+  line.reserve(size);
+  for (const std::string_view part : parts) {
+    line += part;
+  }
+  return line += '\n';
+}
 
 // `beforeWriting` speaks between the opening and the writing.
 template <typename BeforeWriting>
@@ -68,9 +84,12 @@ RunResult WriteResultLine(const std::string& line, const BeforeWriting& beforeWr
   if (name == "STDOUT") {
     beforeWriting();
     TraceBatch::WriteOut();
-    return ResultOf(PrintText(line + "\n"));
+    return ResultOf(PrintText(line));
   }
-  OutputForLine output(name);
+  if (together != nullptr && !TraceShows(1)) {
+    return together->Gather(line);
+  }
+  OutputForText output(name);
   if (!output.IsOpen()) {
     return RunResult::kFailure;
   }
@@ -88,48 +107,78 @@ bool IsDone(ItemStatus status) {
 
 }  // namespace
 
-ResultLines::ResultLines(Between between) : between_(between), outer_(together) {
-  together = this;
-  if (between_ == Between::kNothing) {
-    trace_.emplace();
+ResultLines::ResultLines() : outer_(together) { together = this; }
+
+ResultLines::~ResultLines() {
+  try {
+    WriteGathered();
+  } catch (const std::bad_alloc&) {
+    gathered_.clear();  // the lines are lost, the run is not
   }
+  together = outer_;
 }
 
-ResultLines::~ResultLines() { together = outer_; }
+RunResult ResultLines::Gather(std::string_view line) {
+  gathered_ += line;
+  return ResultOf(gathered_.size() < kMostGathered || WriteGathered());
+}
+
+// All at once or, where that fails, as many as can be written.
+bool ResultLines::WriteGathered() {
+  if (gathered_.empty()) {
+    return true;
+  }
+  const std::string lines = std::exchange(gathered_, {});
+  const auto write = [](std::string_view text) {
+    OutputForText output(Params().szOutFile);
+    return output.IsOpen() && output.Write(text);
+  };
+  bool written = write(lines);
+  if (!written) {
+    written = true;
+    for (std::size_t begin = 0, end = 0; begin < lines.size(); begin = end) {
+      end = lines.find('\n', begin) + 1;
+      written = write(std::string_view(lines).substr(begin, end - begin)) && written;
+    }
+  }
+  return written;
+}
 
 RunResult ResultLines::Close() {
   TraceBatch::WriteOut();
+  const bool written = WriteGathered();
   const std::unique_ptr<platform::TextFile> file = std::move(file_);
-  return ResultOf(file == nullptr || file->Close());
+  return ResultOf((file == nullptr || file->Close()) && written);
 }
 
 RunResult WriteBackupResult(const std::string& item, ItemStatus status) {
-  return WriteResultLine(IsDone(status) ? "#SAVED " + Params().szBackupId + " " + item : "#ERROR " + item);
+  return WriteResultLine(IsDone(status) ? Line({"#SAVED ", Params().szBackupId, " ", item})
+                                        : Line({"#ERROR ", item}));
 }
 
 RunResult WriteRestoreResult(const std::string& file, ItemStatus status) {
   constexpr const char* kTraceSource = "backint_rest";
   TRACE(3, "Write outfile...");
-  const std::string withId = " " + Params().szBackupId + " " + file;
-  std::string line = "#ERROR " + file;
-  std::string traced = line;
+  const std::string& id = Params().szBackupId;
   if (IsDone(status)) {
-    line = traced = "#RESTORED" + withId;
-  } else if (status == ItemStatus::kNotHeld) {
-    line = "#NOTFOUND " + file;
-    traced = "#NOTFOUND" + withId;
+    const std::string line = Line({"#RESTORED ", id, " ", file});
+    return WriteResultLine(line, [&] { TRACE(3, "OUT: #RESTORED %s %s", id.c_str(), file.c_str()); });
   }
-  return WriteResultLine(line, [&] { TRACE(3, "OUT: %s", traced.c_str()); });
+  if (status == ItemStatus::kNotHeld) {
+    return WriteResultLine(Line({"#NOTFOUND ", file}),
+                           [&] { TRACE(3, "OUT: #NOTFOUND %s %s", id.c_str(), file.c_str()); });
+  }
+  return WriteResultLine(Line({"#ERROR ", file}), [&] { TRACE(3, "OUT: #ERROR %s", file.c_str()); });
 }
 
 RunResult WriteInquireResult(const std::string& backupId, const std::string& file, InquireStatus status) {
   switch (status) {
     case InquireStatus::kBackup:
-      return WriteResultLine("#BACKUP " + backupId + " " + file);
+      return WriteResultLine(Line({"#BACKUP ", backupId, " ", file}));
     case InquireStatus::kError:
-      return WriteResultLine("#ERROR " + file);
+      return WriteResultLine(Line({"#ERROR ", file}));
     case InquireStatus::kNotFound:
       break;
   }
-  return WriteResultLine("#NOTFOUND " + file);
+  return WriteResultLine(Line({"#NOTFOUND ", file}));
 }

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
+#include <string_view>
 
 #include "backint/base/run_records.h"
 #include "backint/base/trace.h"
@@ -27,27 +27,30 @@ RunResult WriteBackupResult(const std::string& item, ItemStatus status);
 RunResult WriteRestoreResult(const std::string& file, ItemStatus status);
 RunResult WriteInquireResult(const std::string& backupId, const std::string& file, InquireStatus status);
 
-// For lines that are decided together. While one of these lives, the output is opened once for all of them,
-// if it is a regular file. `kNothing`: they follow each other at once, so its lock is kept and the lines of
-// the trace are written some at a time. `kBusy`: other work, which may take its time, lies between them.
+// For lines that are decided together, with nothing between them that may take its time. While one of these
+// lives, the output is opened once for all of them and stays locked, if it is a regular file, and the lines
+// of the trace are written some at a time. Without a trace that could tell of a single line, the lines are
+// written some at a time as well: one that is lost is told by a later one, or by `Close`.
 class ResultLines {
  public:
-  enum class Between { kNothing, kBusy };
-  explicit ResultLines(Between between = Between::kNothing);
+  ResultLines();
   ResultLines(const ResultLines&) = delete;
   ResultLines& operator=(const ResultLines&) = delete;
   ~ResultLines();
+  // For the functions above: a line that is written with those around it.
+  RunResult Gather(std::string_view line);
   // A failure if anything that was written is lost.
   RunResult Close();
 
  private:
-  friend class OutputForLine;
+  friend class OutputForText;
+  bool WriteGathered();
 
-  Between between_;
   ResultLines* outer_;  // lines between which these are written
-  std::optional<TraceBatch> trace_;
+  TraceBatch trace_;
   std::unique_ptr<platform::TextFile> file_;
-  std::string path_;  // of the file
+  std::string path_;      // of the file
+  std::string gathered_;  // lines that are still to be written
 };
 
 inline constexpr const char* kOutputFailed = "ERROR: Opening ouptut file failes.";

@@ -38,4 +38,23 @@ TEST_F(PosixFullDisk, ALogOrAResultThatDoesNotFitLeavesNoTornLine) {
   EXPECT_EQ(support::ReadWholeFile(Params().szOutFile), "#SAVED SET1 a\n");
 }
 
+// Written together, if no trace tells of each, they are written one by one again.
+TEST_F(PosixFullDisk, OfResultsThatAreDecidedTogetherNoneIsLostThatFits) {
+  for (const int level : {0, 1}) {
+    Params().nTraceLevel = level;
+    Params().szOutFile = directory_.File("out" + std::to_string(level));
+    RunResult result = RunResult::kSuccess;
+    {
+      ResultLines lines;
+      for (const std::string& item : {std::string(600, 'a'), std::string(600, 'b'), std::string(200, 'c')}) {
+        FoldResult(result, WriteBackupResult(item, ItemStatus::kFailed));
+      }
+      FoldResult(result, lines.Close());
+    }
+    EXPECT_EQ(result, RunResult::kFailure) << level;
+    EXPECT_EQ(support::ReadWholeFile(Params().szOutFile),
+              "#ERROR " + std::string(600, 'a') + "\n#ERROR " + std::string(200, 'c') + "\n");
+  }
+}
+
 }  // namespace
