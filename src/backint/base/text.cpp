@@ -1,7 +1,6 @@
 #include "backint/base/text.h"
 
 #include <algorithm>
-#include <cctype>
 #include <limits>
 
 namespace {
@@ -38,7 +37,7 @@ bool IsEmptyLine(std::string& text) {
 
 std::string& ToUpper(std::string& text) {
   for (char& character : text) {
-    character = static_cast<char>(std::toupper(static_cast<unsigned char>(character)));
+    character = static_cast<char>(character >= 'a' && character <= 'z' ? character - 'a' + 'A' : character);
   }
   return text;
 }

@@ -1,9 +1,7 @@
 #include "backint/base/trace.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <set>
@@ -16,7 +14,7 @@
 
 namespace {
 
-constexpr std::size_t kLineWidth = 2047;
+constexpr std::size_t kSourceWidth = 15;
 constexpr std::size_t kTraceFWidth = 4095;
 
 // Lines that wait for the end of the outermost batch, or until so many bytes have come together, for each of
@@ -32,35 +30,48 @@ const char* ModuleName(const char* source) {
   return last != nullptr && last[1] != '\0' ? last + 1 : source;
 }
 
-// A message that ends in carriage return and line feed leaves one line end, not two.
-void DropDoubledLineEnd(std::string& line) {
-  if (line.size() >= 3 && line[line.size() - 3] == '\r') {
-    line.replace(line.size() - 3, 3, "\n");
+// At the right end of a column; wider if it does not fit.
+void AppendColumn(std::string& line, std::string_view text, std::size_t width, char fill = ' ') {
+  line.append(width - std::min(width, text.size()), fill).append(text);
+}
+
+void AppendTime(std::string& line, const platform::LocalTime& time) {
+  for (const int part : {time.hour, time.minute, time.second}) {
+    AppendColumn(line, std::to_string(part), 2, '0');
   }
 }
 
-std::string WithCarriageReturns(const std::string& line) {
-  std::string text;
-  text.reserve(line.size() + 2);
-  for (const char character : line) {
-    if (character == '\n') {
-      text += '\r';
-    }
-    text += character;
+// A message ends at a zero byte.
+std::string_view ShownPart(std::string_view message) {
+  message = message.substr(0, kShownMessageWidth);
+  return message.substr(0, message.find('\0'));
+}
+
+// The message with line ends of carriage return and line feed, and one at its end: one that ends in them
+// leaves one line end, not two.
+void AppendMessage(std::string& line, std::string_view message) {
+  if (message.size() >= 2 && message[message.size() - 2] == '\r') {
+    message.remove_suffix(2);
   }
-  return text;
+  for (std::size_t end = message.find('\n'); end != std::string_view::npos; end = message.find('\n')) {
+    line.append(message.substr(0, end)).append("\r\n");
+    message.remove_prefix(end + 1);
+  }
+  line.append(message).append("\r\n");
 }
 
 std::string TraceLine(const char* source, int number, std::string_view message) {
-  static const int process = platform::ProcessId();
-  const platform::LocalTime now = platform::LocalTimeNow();
-  std::array<char, kLineWidth + 1> buffer;
-  const int shown = static_cast<int>(std::min(message.size(), kShownMessageWidth));
-  std::snprintf(buffer.data(), buffer.size(), "KVB:(%d): %02d%02d%02d:%15s:(%4d):: %.*s%.50s\n", process,
-                now.hour, now.minute, now.second, ModuleName(source), number, shown, message.data(), "");
-  std::string line(buffer.data());
-  DropDoubledLineEnd(line);
-  return WithCarriageReturns(line);
+  static const std::string begin = "KVB:(" + std::to_string(platform::ProcessId()) + "): ";
+  std::string line = begin;
+  line.reserve(2 * kSourceWidth + line.size() + message.size());
+  AppendTime(line, platform::LocalTimeNow());
+  line += ':';
+  AppendColumn(line, ModuleName(source), kSourceWidth);
+  line += ":(";
+  AppendColumn(line, std::to_string(number), 4);
+  line += "):: ";
+  AppendMessage(line, ShownPart(message));
+  return line;
 }
 
 // A file that cannot be written is told once.
@@ -141,6 +152,13 @@ TraceBatch::~TraceBatch() {
     return;  // the lines are lost, the run is not
   }
 }
+
+TraceBatch::Pause::Pause() : paused_(openBatches) {
+  WriteOut();
+  openBatches = 0;
+}
+
+TraceBatch::Pause::~Pause() { openBatches = paused_; }
 
 void TraceBatch::WriteOut() {
   WriteWaiting(Params().szXfrTraceFile, waitingXfrTrace);

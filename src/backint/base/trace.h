@@ -58,6 +58,18 @@ class TraceBatch {
 
   // Writes what was gathered so far; before something that can be observed from outside.
   static void WriteOut();
+
+  // The same; and while one lives, lines are written at once, as if there were no batch around it.
+  class Pause {
+   public:
+    Pause();
+    Pause(const Pause&) = delete;
+    Pause& operator=(const Pause&) = delete;
+    ~Pause();
+
+   private:
+    int paused_;  // batches
+  };
 };
 
 // Turn a bare trace-file name of BackintParams into its path under SAPDATA_HOME and tell it on standard

@@ -41,6 +41,7 @@ void TraceReading(const ItemReading& reading) {
   if (reading.end == ItemReading::End::kFailed) {
     TRACE(1, "ERROR: Reading input file failed: %s.", reading.listFile.c_str());
   }
+  const TraceBatch batch;
   for (const std::string& name : reading.names) {
     TRACE(3, "Push item: [%s]", name.c_str());
   }

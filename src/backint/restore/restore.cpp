@@ -39,6 +39,7 @@ struct RestoreGroup {
 
 // The last backup of a file, which is told; its id, or none.
 std::optional<std::string> FindLastBackup(const std::string& file) {
+  const TraceBatch::Pause pause;
   TRACE(3, "INFO: backupid = #NULL. Find last backup of file: %s.", file.c_str());
   std::optional<std::string> found = QueryLastBackup(file);
   Params().szBackupId = found.value_or(kNoBackupId);
@@ -109,6 +110,7 @@ std::optional<RestoreRecord> ReadRecord(const std::string& line, RunResult& resu
 // Groups in the order of their first record, records in the order of the input. A record that repeats the
 // first of its group is dropped.
 std::vector<RestoreGroup> ReadGroups(const ItemList& lines, RunResult& result) {
+  const TraceBatch batch;
   std::vector<RestoreGroup> groups;
   std::map<std::pair<std::string, std::string>, std::size_t> seen;
   for (const std::string& line : lines) {

@@ -30,10 +30,14 @@ void WriteWithoutMemory(std::string_view line) {
 int ProcessId() { return static_cast<int>(getpid()); }
 
 LocalTime LocalTimeNow() {
+  thread_local std::time_t known = -1;  // the second that was asked for last
+  thread_local std::tm parts = {};
   const std::time_t now = std::time(nullptr);
-  std::tm parts = {};
-  // Unlike localtime it looks at the zone's file once, not on every call.
-  localtime_r(&now, &parts);
+  if (now != known) {
+    // Unlike localtime it looks at the zone's file once, not on every call.
+    localtime_r(&now, &parts);
+    known = now;
+  }
   return {parts.tm_hour, parts.tm_min, parts.tm_sec};
 }
 
