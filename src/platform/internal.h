@@ -15,30 +15,8 @@ namespace platform::internal {
 // The path as this system's calls take it, without separators at its end (a root keeps its own).
 std::string SystemPath(std::string_view path);
 
-// Reads one line by the rules of TextFile::ReadLine from a source of characters that gives a negative
-// number at its end.
-template <class Source>
-bool ReadTextLine(Source next, std::string& line, std::size_t limit) {
-  line.clear();
-  bool cut = false;
-  bool any = false;
-  while (line.size() < limit) {
-    const int c = next();
-    if (c < 0) {
-      return any;
-    }
-    any = true;
-    if (c == '\n') {
-      line += '\n';
-      return true;
-    }
-    cut = cut || c == '\0';
-    if (!cut) {
-      line += static_cast<char>(c);
-    }
-  }
-  return true;
-}
+// The bytes that are read of a stream at a time.
+inline constexpr std::size_t kPieceSize = 16384;
 
 // ---- Streams of text files -------------------------------------------------------------------------
 

@@ -132,6 +132,30 @@ struct KeptLock {
   std::int64_t begin = 0;
   std::int64_t end = 0;  // of the file
 };
+
+// Cuts bytes that come in pieces into lines, by the rules of TextFile::ReadLine.
+class LineReader {
+ public:
+  // Gives the next piece to the string, which is empty; leaves it empty at the end.
+  using Source = std::function<void(std::string& piece)>;
+
+  // Without `keepsCarriageReturns` one in front of a line feed is dropped.
+  explicit LineReader(bool keepsCarriageReturns) : keepsCarriageReturns_(keepsCarriageReturns) {}
+  [[nodiscard]] bool Read(const Source& source, std::string& line, std::size_t limit);
+  // Whether the next line is whole in the piece that is here.
+  [[nodiscard]] bool HasLine() const { return piece_.find('\n', position_) != std::string::npos; }
+  // Drops what is left of the piece.
+  void Forget();
+
+ private:
+  [[nodiscard]] bool TakeWholeLine(std::string& line, std::size_t limit);
+  [[nodiscard]] int Next(const Source& source);
+  [[nodiscard]] int Peek(const Source& source);
+
+  bool keepsCarriageReturns_;
+  std::string piece_;
+  std::size_t position_ = 0;
+};
 }  // namespace internal
 
 // A text file, or one of the standard streams. A CR LF pair reads as one line feed; a line feed is
@@ -186,7 +210,6 @@ class TextFile {
   [[nodiscard]] bool AppendsToFile() const { return appends_; }
 
  private:
-  int NextCharacter();
   void HandOver();
 
   std::FILE* stream_;
@@ -199,6 +222,7 @@ class TextFile {
   bool appends_ = false;  // to a regular file, which others may append to as well
   bool keepsLock_ = false;
   internal::KeptLock kept_;
+  internal::LineReader lines_{false};
 };
 
 // ---- Appending among several processes -------------------------------------------------------------
@@ -251,24 +275,22 @@ class ToolStream {
   // Whether the system has ended it, not the tool: lines may be missing.
   [[nodiscard]] bool ReadFailed() const { return readFailed_; }
   // Whether the next line is here already: reading it does not wait.
-  [[nodiscard]] bool HasLine() const { return buffer_.find('\n', position_) != std::string::npos; }
+  [[nodiscard]] bool HasLine() const { return lines_.HasLine(); }
 
   // For the starting functions of the two systems. `handle` is owned; a negative one is a stream that has
   // ended. A mover's carriage returns are kept.
-  ToolStream(std::intptr_t handle, bool isMover) : handle_(handle), isMover_(isMover) {}
+  ToolStream(std::intptr_t handle, bool isMover) : handle_(handle), isMover_(isMover), lines_(isMover) {}
   // Puts the tool in the charge of the interrupts as long as the stream lives.
   void Watch(std::intptr_t process);
 
  private:
-  [[nodiscard]] int NextByte();
-  [[nodiscard]] int NextCharacter();
+  void ReadPiece(std::string& piece);
 
   std::intptr_t handle_;
   bool isMover_;
   int tool_ = -1;
   bool readFailed_ = false;
-  std::string buffer_;
-  std::size_t position_ = 0;
+  internal::LineReader lines_;
 };
 
 // Children get the null device as standard input, inherit nothing but their three streams, run in a

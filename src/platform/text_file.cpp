@@ -59,28 +59,18 @@ std::unique_ptr<TextFile> TextFile::StandardError() {
   return std::make_unique<TextFile>(stderr, false, LineEnd::kSystem);
 }
 
-int TextFile::NextCharacter() {
-  const int c = std::getc(stream_);
-  if (c != '\r') {
-    return c;
-  }
-  const int next = std::getc(stream_);
-  if (next == '\n') {
-    return next;
-  }
-  if (next != EOF) {
-    std::ungetc(next, stream_);
-  }
-  return c;
-}
-
 bool TextFile::ReadLine(std::string& line, std::size_t limit) {
   if (stream_ == nullptr || readFailed_) {
     return false;
   }
-  const bool read = internal::ReadTextLine([this] { return NextCharacter(); }, line, limit);
-  readFailed_ = std::ferror(stream_) != 0;
-  return read && !readFailed_;
+  const auto readPiece = [this](std::string& piece) {
+    if (std::ferror(stream_) == 0) {
+      piece.resize(internal::kPieceSize);
+      piece.resize(std::fread(piece.data(), 1, piece.size(), stream_));
+    }
+    readFailed_ = piece.empty() && std::ferror(stream_) != 0;
+  };
+  return lines_.Read(readPiece, line, limit) && !readFailed_;
 }
 
 bool TextFile::ReadFailed() const { return readFailed_; }
@@ -90,6 +80,7 @@ bool TextFile::Rewind() {
     return false;
   }
   std::clearerr(stream_);
+  lines_.Forget();
   readFailed_ = false;
   return std::fseek(stream_, firstLine_, SEEK_SET) == 0;
 }

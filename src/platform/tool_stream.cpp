@@ -1,12 +1,6 @@
 #include "platform/internal.h"
 
 namespace platform {
-namespace {
-
-constexpr std::size_t kReadSize = 65536;
-
-}  // namespace
-
 ToolStream::~ToolStream() {
   internal::ForgetTool(tool_);
   if (handle_ >= 0) {
@@ -16,40 +10,20 @@ ToolStream::~ToolStream() {
 
 void ToolStream::Watch(std::intptr_t process) { tool_ = internal::WatchTool(process, isMover_); }
 
-int ToolStream::NextByte() {
-  if (position_ == buffer_.size()) {
-    if (handle_ < 0) {
-      return -1;
-    }
-    buffer_.resize(kReadSize);
-    buffer_.resize(internal::ReadPipe(handle_, buffer_.data(), buffer_.size(), tool_, readFailed_));
-    position_ = 0;
-    if (buffer_.empty()) {
-      internal::ClosePipe(handle_);
-      handle_ = -1;
-      return -1;
-    }
+void ToolStream::ReadPiece(std::string& piece) {
+  if (handle_ < 0) {
+    return;
   }
-  return static_cast<unsigned char>(buffer_[position_++]);
-}
-
-int ToolStream::NextCharacter() {
-  const int c = NextByte();
-  if (c != '\r' || isMover_) {
-    return c;
+  piece.resize(internal::kPieceSize);
+  piece.resize(internal::ReadPipe(handle_, piece.data(), piece.size(), tool_, readFailed_));
+  if (piece.empty()) {
+    internal::ClosePipe(handle_);
+    handle_ = -1;
   }
-  const int next = NextByte();
-  if (next == '\n') {
-    return next;
-  }
-  if (next >= 0) {
-    --position_;
-  }
-  return c;
 }
 
 bool ToolStream::ReadLine(std::string& line, std::size_t limit) {
-  return internal::ReadTextLine([this] { return NextCharacter(); }, line, limit);
+  return lines_.Read([this](std::string& piece) { ReadPiece(piece); }, line, limit);
 }
 
 }  // namespace platform

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "platform/platform.h"
+#include "support/dice.h"
 #include "support/run_program.h"
 
 namespace {
@@ -76,6 +77,44 @@ TEST(TextFiles, LinesOfAllKinds) {
   ASSERT_TRUE(file->Rewind());
   EXPECT_EQ(ReadLines(*file, 20479), expected);
   EXPECT_FALSE(file->ReadFailed());
+}
+
+// Character by character, as the rules say it.
+Lines PlainLines(const std::string& text, std::size_t limit) {
+  Lines lines;
+  std::size_t next = 0;
+  while (next < text.size()) {
+    std::string line;
+    bool cut = false;
+    while (next < text.size() && line.size() < limit && !line.ends_with('\n')) {
+      const bool pair = text.compare(next, 2, "\r\n") == 0;
+      const char c = pair ? '\n' : text[next];
+      next += pair ? 2 : 1;
+      cut = cut || c == '\0';
+      if (!cut || c == '\n') {
+        line += c;
+      }
+    }
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+// A file comes in pieces of which no reader sees the borders.
+TEST(TextFiles, LinesOfManyPieces) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.File("text");
+  Dice dice(4);
+  for (const std::size_t limit : {1, 2, 7, 100, 20479}) {
+    const std::string characters("ab\r\n\0", 2 + dice.Below(4));
+    std::string text;
+    while (text.size() < 50000) {
+      text += dice.Below(limit + 2) == 0 ? "\r\n" : std::string(1, characters[dice.Below(characters.size())]);
+    }
+    WriteWholeFile(path, text);
+    const auto file = TextFile::Open(path, TextFile::Mode::kRead);
+    EXPECT_TRUE(ReadLines(*file, limit) == PlainLines(text, limit)) << limit;
+  }
 }
 
 TEST(TextFiles, WhatCannotBeOpened) {
