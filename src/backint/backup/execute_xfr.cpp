@@ -76,14 +76,13 @@ XfrRun SaveItems(const JobItems& items, ItemReading held, std::unique_ptr<FileLi
 }
 
 // Confirmed items first, then the requested ones that nobody confirmed.
-ItemEntries SettleItems(const ItemList& requested, const ItemList& confirmedItems) {
+ItemEntries SettleItems(const ItemList& requested, ItemList confirmedItems) {
   const TraceBatch batch;
   TextNumbers confirmed;
-  ItemEntries entries;
   for (const std::string& name : confirmedItems) {
-    entries.Push(name, ItemStatus::kDone);
     confirmed.Add(platform::NameKey(name));
   }
+  ItemEntries entries(std::move(confirmedItems), ItemStatus::kDone);
   for (const std::string& name : requested) {
     if (!confirmed.Contains(platform::NameKey(name))) {
       TRACE(1, "ERROR: File: [%s] has not been successfully backed up.", name.c_str());
@@ -100,12 +99,12 @@ SavedItems ExecuteXFR(const JobItems& items) {
   const bool heldWhole = held.end != ItemReading::End::kFailed;
   WarnOfBlanks(held.names);
   std::unique_ptr<FileList> list;
-  const XfrRun run = SaveItems(items, std::move(held), list);
+  XfrRun run = SaveItems(items, std::move(held), list);
   // In a log run: what the list file holds now.
   const ItemReading requested = ReadItemsAloud(items);
-  SavedItems saved{run.result, SettleItems(requested.names, run.confirmed)};
-  const bool missing = saved.entries.Count() != run.confirmed.Count();
-  if (missing || !heldWhole || requested.end == ItemReading::End::kFailed) {
+  const std::size_t confirmed = run.confirmed.Count();
+  SavedItems saved{run.result, SettleItems(requested.names, std::move(run.confirmed))};
+  if (saved.entries.Count() != confirmed || !heldWhole || requested.end == ItemReading::End::kFailed) {
     saved.result = RunResult::kFailure;
   }
   if (list != nullptr) {

@@ -11,7 +11,8 @@
 
 // Records are opaque text of any length, blanks included; doubles are kept. Positions count from 1.
 //
-// A record takes its own bytes and one number, so that a run may have millions; what is read is a copy.
+// A record takes its own bytes and one number, so that a run may have millions; what is read is a copy, of
+// which an iterator has one.
 class ItemList {
  public:
   ItemList() = default;
@@ -41,10 +42,11 @@ class ItemList {
     using value_type = std::string;
     using difference_type = std::ptrdiff_t;
     using pointer = void;
-    using reference = std::string;
+    using reference = const std::string&;
 
     Iterator(const ItemList& list, std::size_t index) : list_(&list), index_(index) {}
-    std::string operator*() const { return std::string(list_->At(index_)); }
+    // Valid until the iterator moves on.
+    const std::string& operator*() const { return record_.assign(list_->At(index_)); }
     Iterator& operator++() {
       ++index_;
       return *this;
@@ -54,6 +56,7 @@ class ItemList {
    private:
     const ItemList* list_;
     std::size_t index_;
+    mutable std::string record_;  // one for all of them: a run may have millions
   };
   [[nodiscard]] Iterator begin() const { return {*this, 0}; }
   [[nodiscard]] Iterator end() const { return {*this, ends_.size()}; }

@@ -5,19 +5,24 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "backint/base/item_list.h"
 #include "backint/caller/result_line.h"
 
 struct ItemEntry {
-  std::string name;
+  const std::string& name;  // valid as with an ItemList
   ItemStatus status = ItemStatus::kDone;
 };
 
 // In the order of their pushing. What is read is a copy, as with an ItemList.
 class ItemEntries {
  public:
+  ItemEntries() = default;
+  ItemEntries(ItemList names, ItemStatus ofAll)
+      : names_(std::move(names)), statuses_(names_.Count(), ofAll) {}
+
   void Push(std::string_view name, ItemStatus status) {
     names_.Push(name);
     statuses_.push_back(status);

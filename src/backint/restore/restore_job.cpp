@@ -93,15 +93,15 @@ std::string RestoreCommand(const std::string& destinationText, const std::string
 
 // The command with the files on it or, where that does not do, with a list file. None if that cannot be
 // written.
-std::optional<std::string> MakeCommand(const ItemList& files, const std::string& destinationText,
+std::optional<std::string> MakeCommand(const ItemList& names, const std::string& destinationText,
                                        std::unique_ptr<FileList>& list) {
-  const std::string command = RestoreCommand(destinationText, JoinForCommand(WithForwardSlashes(files)));
-  if (!TakesFileList(command, files)) {
+  const std::string command = RestoreCommand(destinationText, JoinForCommand(names));
+  if (!TakesFileList(command, names)) {
     return command;
   }
   TRACE(3, "INFO: Backup Source too long. Putting files into file list: filelist.txt.");
   list = std::make_unique<FileList>();
-  if (list->Write({files, "", ""}) == RunResult::kFailure) {
+  if (list->Write(names) == RunResult::kFailure) {
     TRACE(1, "ERROR: Could not create restore file list.");
     return std::nullopt;
   }
@@ -128,7 +128,7 @@ RestoredFiles RestoreFiles(const ItemList& files, std::string destination) {
              destination);
   std::unique_ptr<FileList> list;
   const std::optional<std::string> command =
-      MakeCommand(files, DestinationText(destination, files, isDirectory), list);
+      MakeCommand(job.items.names, DestinationText(destination, files, isDirectory), list);
   XfrRun run{RunResult::kFailure, {}};
   if (command) {
     TRACE(3, "INFO: %s.", command->c_str());

@@ -26,9 +26,12 @@ RunResult FileList::Write(const JobItems& items) {
   if (!items.listFile.empty()) {
     TRACE(3, "Read logfile names from input file...");
   }
-  const ItemReading reading = ReadItemsAloud(items);
+  return Write(ReadItemsAloud(items).names);
+}
+
+RunResult FileList::Write(const ItemList& names) {
   TRACE(3, "Write file names into file...");
-  if (!WriteNames(reading.names, list_)) {
+  if (!WriteNames(names, list_)) {
     return RunResult::kFailure;
   }
   TRACE(3, "Write file names into file done");

@@ -12,8 +12,10 @@ class FileList {
  public:
   [[nodiscard]] const std::string& Path() const { return list_.Path(); }
 
-  // Writes one name per line with forward slashes, what the job's list file holds in a job that has one, and
-  // traces it. A failure if it is not in the file to its last byte; there is no file then.
+  // Writes one name per line with forward slashes and traces it. A failure if it is not in the file to its
+  // last byte; there is no file then.
+  RunResult Write(const ItemList& names);
+  // The same with what the job's list file holds in a job that has one.
   RunResult Write(const JobItems& items);
 
   // Deletes the file and traces that as the module `source`.
