@@ -60,18 +60,23 @@ void AppendMessage(std::string& line, std::string_view message) {
   line.append(message).append("\r\n");
 }
 
-std::string TraceLine(const char* source, int number, std::string_view message) {
+// Whole or, where there is no memory for it, not at all.
+void AppendLine(std::string& lines, const char* source, int number, std::string_view message) {
   static const std::string begin = "KVB:(" + std::to_string(platform::ProcessId()) + "): ";
-  std::string line = begin;
-  line.reserve(2 * kSourceWidth + line.size() + message.size());
-  AppendTime(line, platform::LocalTimeNow());
-  line += ':';
-  AppendColumn(line, ModuleName(source), kSourceWidth);
-  line += ":(";
-  AppendColumn(line, std::to_string(number), 4);
-  line += "):: ";
-  AppendMessage(line, ShownPart(message));
-  return line;
+  const std::string_view module = ModuleName(source);
+  message = ShownPart(message);
+  constexpr std::size_t kNumbers = 32;
+  const std::size_t most =
+      begin.size() + std::max(module.size(), kSourceWidth) + kNumbers + 2 * message.size();
+  lines.reserve(lines.size() + most);
+  lines += begin;
+  AppendTime(lines, platform::LocalTimeNow());
+  lines += ':';
+  AppendColumn(lines, module, kSourceWidth);
+  lines += ":(";
+  AppendColumn(lines, std::to_string(number), 4);
+  lines += "):: ";
+  AppendMessage(lines, message);
 }
 
 // A file that cannot be written is told once.
@@ -93,12 +98,11 @@ bool WriteWaiting(const std::string& path, std::string& waiting) {
   return written;
 }
 
-int Append(const std::string& path, std::string& waiting, const std::string& line) {
-  if (openBatches == 0) {
-    return AppendOrTell(path, line) ? 1 : -1;
-  }
-  waiting += line;
-  return waiting.size() < kMostWaiting || WriteWaiting(path, waiting) ? 1 : -1;
+int Append(const std::string& path, std::string& waiting, const char* source, int number,
+           std::string_view message) {
+  AppendLine(waiting, source, number, message);
+  const bool waits = openBatches > 0 && waiting.size() < kMostWaiting;
+  return waits || WriteWaiting(path, waiting) ? 1 : -1;
 }
 
 std::string TraceFileName(const std::string& base) {
@@ -119,11 +123,11 @@ int WriteTrace(const char* source, int line, std::string_view message, int level
   if (!TraceShows(level)) {
     return 0;
   }
-  return Append(Params().szTraceFile, waitingTrace, TraceLine(source, line, message));
+  return Append(Params().szTraceFile, waitingTrace, source, line, message);
 }
 
 int WriteXfrTrace(const char* source, int line, std::string_view message) {
-  return Append(Params().szXfrTraceFile, waitingXfrTrace, TraceLine(source, line, message));
+  return Append(Params().szXfrTraceFile, waitingXfrTrace, source, line, message);
 }
 
 void TraceFormatted(int level, const char* format, ...) {
