@@ -36,6 +36,8 @@ TEST(KorvoText, SizesAndAgesAreShort) {
   EXPECT_EQ(SizeText(1024 * 1024 - 1), "1.0 MiB");
   EXPECT_EQ(SizeText(1288490189), "1.2 GiB");
   EXPECT_EQ(SizeText(UINT64_MAX), "16.0 EiB");
+  EXPECT_EQ(SizeText(1024 * 1024 + 1, store::Rounding::kUp), "1.1 MiB");
+  EXPECT_EQ(SizeText(1024 * 1024 - 1, store::Rounding::kUp), "1.0 MiB");
   EXPECT_EQ(AgeText(-5), "0 seconds");
   EXPECT_EQ(AgeText(119), "119 seconds");
   EXPECT_EQ(AgeText(26 * 3600), "26 hours");

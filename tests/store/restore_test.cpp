@@ -108,9 +108,6 @@ TEST_F(RestoreTest, TooLittleRoomIsToldInNumbers) {
             std::string::npos)
       << refused.Message();
   EXPECT_TRUE(CheckRoom(Root(), 1, missing));
-  EXPECT_EQ(SizeText(1023), "1023 bytes");
-  EXPECT_EQ(SizeText(1536), "1.5 KiB");
-  EXPECT_EQ(SizeText(std::uint64_t{5} << 30), "5.0 GiB");
 }
 
 TEST_F(RestoreTest, AFileIsWrittenOverInItsPlaceOnlyWhenAskedFor) {

@@ -30,14 +30,13 @@ std::string Number(double number) {
 struct Scale {
   explicit Scale(double largest) {
     constexpr double kKilo = 1024;
-    constexpr std::array<const char*, 7> kUnits = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
     constexpr double kMostSteps = 5;
     std::size_t number = 0;
     while (largest / unit >= kKilo) {
       unit *= kKilo;
       ++number;
     }
-    name = kUnits.at(number);
+    name = store::kSizeUnits.at(number);
     for (double power = number == 0 ? 1 : 0.1; step == 0; power *= 10) {
       for (const double times : {5.0, 2.0, 1.0}) {
         step = times * power * unit * kMostSteps >= largest ? times * power * unit : step;

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <charconv>
-#include <cstdio>
 #include <ctime>
 #include <utility>
 
@@ -72,24 +71,6 @@ bool ReadDuration(std::string_view text, std::int64_t& seconds) {
     }
   }
   return false;
-}
-
-std::string SizeText(std::uint64_t bytes) {
-  constexpr std::array<const char*, 6> kUnits = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-  constexpr double kStep = 1024;
-  constexpr double kNextUnit = 1023.95;  // what would be shown as 1024.0
-  if (bytes < static_cast<std::uint64_t>(kStep)) {
-    return Count(bytes, "byte");
-  }
-  double size = static_cast<double>(bytes) / kStep;
-  std::size_t unit = 0;
-  while (size >= kNextUnit && unit + 1 < kUnits.size()) {
-    size /= kStep;
-    ++unit;
-  }
-  std::array<char, 32> text = {};
-  (void)std::snprintf(text.data(), text.size(), "%.1f %s", size, kUnits[unit]);
-  return text.data();
 }
 
 std::string Count(std::uint64_t number, const std::string& what) {

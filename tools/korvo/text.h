@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "store/base/size_text.h"
 #include "store/catalog/catalog.h"
 
 namespace korvo {
@@ -21,8 +22,7 @@ namespace korvo {
 // Reads `90s`, `45m`, `12h`, `30d`, `2w`: a whole number above 0 and a unit. False for anything else.
 [[nodiscard]] bool ReadDuration(std::string_view text, std::int64_t& seconds);
 
-// `1.2 GiB`, `17 bytes`.
-[[nodiscard]] std::string SizeText(std::uint64_t bytes);
+using store::SizeText;
 // `1 pack`, `17 packs`.
 [[nodiscard]] std::string Count(std::uint64_t number, const std::string& what);
 

@@ -1,26 +1,9 @@
 #include "restore/room.h"
 
-#include <array>
-
 #include "platform/data_file.h"
+#include "store/base/size_text.h"
 
 using store::Status;
-
-std::string SizeText(std::uint64_t bytes) {
-  constexpr std::array<const char*, 5> kUnits = {" bytes", " KiB", " MiB", " GiB", " TiB"};
-  constexpr std::uint64_t kStep = 1024;
-  std::size_t unit = 0;
-  std::uint64_t tenths = bytes * 10;
-  for (; bytes >= kStep && unit + 1 < kUnits.size(); ++unit) {
-    bytes /= kStep;
-    tenths = (tenths + kStep - 1) / kStep;
-  }
-  std::string text = std::to_string(tenths / 10);
-  if (unit > 0) {
-    text += "." + std::to_string(tenths % 10);
-  }
-  return text + kUnits[unit];
-}
 
 // A file system that does not tell is no reason to refuse.
 Status CheckRoom(const std::string& directory, std::uint64_t bytes, std::uint64_t& missing) {
@@ -31,6 +14,7 @@ Status CheckRoom(const std::string& directory, std::uint64_t bytes, std::uint64_
     return {};
   }
   missing = bytes - room;
-  return Status::NoRoom("there is no room for it: it needs " + SizeText(bytes) + ", and " +
-                        SizeText(missing) + " of that are missing on the file system of " + directory);
+  return Status::NoRoom("there is no room for it: it needs " + store::SizeText(bytes) + ", and " +
+                        store::SizeText(missing, store::Rounding::kUp) +
+                        " of that are missing on the file system of " + directory);
 }

@@ -9,6 +9,3 @@
 // kNoRoom, with what is missing, unless `bytes` fit beside all that is there already. `missing` gets how many
 // do not.
 store::Status CheckRoom(const std::string& directory, std::uint64_t bytes, std::uint64_t& missing);
-
-// Bytes for people.
-[[nodiscard]] std::string SizeText(std::uint64_t bytes);

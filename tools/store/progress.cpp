@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <vector>
 
+#include "store/base/size_text.h"
+
 namespace store {
 namespace {
-
-constexpr std::array<const char*, 7> kUnits = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
 
 std::size_t UnitOf(std::uint64_t bytes) {
   std::size_t unit = 0;
@@ -31,7 +31,7 @@ std::string In(std::size_t unit, std::uint64_t bytes) {
 
 std::string Size(std::uint64_t bytes) {
   const std::size_t unit = UnitOf(bytes);
-  return In(unit, bytes) + " " + kUnits[unit];
+  return In(unit, bytes) + " " + kSizeUnits.at(unit);
 }
 
 std::string Duration(std::uint64_t seconds) {
@@ -48,7 +48,7 @@ std::string BytesText(const ProgressState& state) {
     return Size(state.bytes);
   }
   const std::size_t unit = UnitOf(std::max(*state.allBytes, state.bytes));
-  return In(unit, state.bytes) + " of " + In(unit, *state.allBytes) + " " + kUnits[unit];
+  return In(unit, state.bytes) + " of " + In(unit, *state.allBytes) + " " + kSizeUnits.at(unit);
 }
 
 }  // namespace
