@@ -48,15 +48,16 @@ std::FILE* OpenForReading(const std::string& path) {
 }
 
 // A pipe with a name is opened when somebody reads it; it is waited for until an interrupt leaves no more
-// time.
+// time. A new file for whose stream there is no memory goes again.
 std::FILE* OpenForWriting(const std::string& path, int flags, const char* mode) {
   constexpr std::uint32_t kPollMilliseconds = 20;
   const auto tryOnce = [&] {
     return open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | flags,
                 kAsTheUserLikes);
   };
-  int descriptor = tryOnce();
   struct stat status = {};
+  const bool isNew = (flags & O_APPEND) == 0 && lstat(path.c_str(), &status) != 0;
+  int descriptor = tryOnce();
   while (descriptor < 0 && errno == ENXIO && MillisecondsLeft(kNoTool) != 0 &&
          stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode)) {
     SleepMilliseconds(kPollMilliseconds);
@@ -65,7 +66,11 @@ std::FILE* OpenForWriting(const std::string& path, int flags, const char* mode) 
   if (descriptor >= 0) {
     (void)fcntl(descriptor, F_SETFL, flags & O_APPEND);
   }
-  return StreamOf(descriptor, mode);
+  std::FILE* stream = StreamOf(descriptor, mode);
+  if (stream == nullptr && descriptor >= 0 && isNew) {
+    unlink(path.c_str());
+  }
+  return stream;
 }
 
 }  // namespace
@@ -108,9 +113,12 @@ bool WriteStream(std::FILE* stream, std::string_view text) {
 
 std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path) {
   std::string name = SystemPath(directory) + "/backint_XXXXXX";
-  std::FILE* stream = StreamOf(mkostemp(name.data(), O_CLOEXEC), "w");
+  const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+  std::FILE* stream = StreamOf(descriptor, "w");
   if (stream != nullptr) {
     path = std::move(name);
+  } else if (descriptor >= 0) {
+    unlink(name.c_str());
   }
   return stream;
 }

@@ -38,8 +38,19 @@ std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path) 
   if (file == INVALID_HANDLE_VALUE) {
     return nullptr;
   }
-  path = name;
-  return _fdopen(_open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_BINARY), "wb");
+  const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_BINARY);
+  std::FILE* stream = descriptor < 0 ? nullptr : _fdopen(descriptor, "wb");
+  if (stream != nullptr) {
+    path = name;
+    return stream;
+  }
+  if (descriptor < 0) {
+    CloseHandle(file);
+  } else {
+    _close(descriptor);
+  }
+  DeleteFileW(WidePath(name).c_str());
+  return nullptr;
 }
 
 bool WriteStream(std::FILE* stream, std::string_view text) {
