@@ -228,8 +228,10 @@ class StoreFailures : public testing::Test {
     EXPECT_TRUE(work()) << status_.Message() << said_;
     faults::End();
     std::vector<Fault> all;
+    // What is said is read from a stream: that is the test's own.
+    static const std::set<std::string> ours = {"fread", "fseek", "ftell"};
     for (const Fault& fault : faults::All()) {
-      if (fault.how != How::kSignal) {
+      if (fault.how != How::kSignal && ours.count(fault.operation) == 0) {
         all.push_back(fault);
       }
     }

@@ -160,14 +160,14 @@ extern "C" std::size_t __wrap_fwrite(const void* bytes, std::size_t one, std::si
   return written < 0 ? 0 : static_cast<std::size_t>(written);
 }
 
-// The system is asked only where the stream holds nothing any more.
-extern "C" int __real_getc(FILE* stream);
-extern "C" int __wrap_getc(FILE* stream) {
-  static constinit Operation operation("getc", "Ft");
-  const bool asks = stream->_IO_read_ptr >= stream->_IO_read_end;
-  const std::optional<How> how = asks ? operation.Next() : std::nullopt;
+extern "C" std::size_t __real_fread(void* bytes, std::size_t one, std::size_t size, FILE* stream);
+extern "C" std::size_t __wrap_fread(void* bytes, std::size_t one, std::size_t size, FILE* stream) {
+  static constinit Operation operation("fread", "Ft");
+  const std::optional<How> how = operation.Next();
   broken = how == How::kFails ? stream : broken;
-  return Through<int>(how, [stream] { return __real_getc(stream); });
+  const auto read =
+      Through<ssize_t>(how, [&] { return static_cast<ssize_t>(__real_fread(bytes, one, size, stream)); });
+  return read < 0 ? 0 : static_cast<std::size_t>(read);
 }
 extern "C" int __real_ferror(FILE* stream);
 extern "C" int __wrap_ferror(FILE* stream) { return stream == broken ? 1 : __real_ferror(stream); }
