@@ -38,7 +38,7 @@ class ItemEntries {
     using reference = ItemEntry;
 
     Iterator(ItemList::Iterator name, std::vector<ItemStatus>::const_iterator status)
-        : name_(name), status_(status) {}
+        : name_(std::move(name)), status_(status) {}
     ItemEntry operator*() const { return {*name_, *status_}; }
     Iterator& operator++() {
       ++name_;
