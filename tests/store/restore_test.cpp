@@ -1,4 +1,6 @@
 // What a restore puts where: over a real repository, into a directory of the test's own.
+#include <set>
+
 #include "restore/placer.h"
 #include "restore/replacement.h"
 #include "restore/room.h"
@@ -94,6 +96,34 @@ TEST_F(RestoreTest, ADamagedPackIsMarked) {
   ASSERT_TRUE(store->Rows().FindPack(uid, row));
   ASSERT_TRUE(row);
   EXPECT_TRUE(row->damaged);
+}
+
+// More than go to the disk together: one group is put into its places while the next is copied.
+TEST_F(RestoreTest, EachOfManyFilesIsToldOnceAndAloneGoesWrong) {
+  constexpr int kFiles = 2'100;
+  std::vector<std::string> names;
+  for (int i = 0; i < kFiles; ++i) {
+    names.push_back(Name("f" + std::to_string(i)));
+  }
+  BackUp([&](SavesetWriter& writer) {
+    for (const std::string& name : names) {
+      SaveAs(writer, name, "of " + name, false);
+    }
+  });
+  const std::set<std::string> taken = {names[7], names[kFiles - 1]};
+  for (const std::string& name : taken) {
+    fs::create_directory(name);
+  }
+  EXPECT_EQ(Restore(names), End::kFailed);
+  for (const std::string& name : names) {
+    const bool good = taken.count(name) == 0;
+    const std::size_t at = said_.find("[" + name + "]\n");
+    EXPECT_EQ(at != std::string::npos && said_.find("[" + name + "]\n", at + 1) == std::string::npos, good)
+        << name;
+    EXPECT_EQ(Said("cannot restore " + name + ": a directory stands in its place"), !good) << name;
+    EXPECT_TRUE(!good || Read(name) == "of " + name) << name;
+  }
+  EXPECT_EQ(std::distance(fs::directory_iterator(Root()), {}), kFiles) << "a temporary file stays";
 }
 
 TEST_F(RestoreTest, TooLittleRoomIsToldInNumbers) {

@@ -13,17 +13,13 @@ namespace {
 
 // Larger files are copied by all threads together, one file after the other.
 constexpr std::uint64_t kLarge = 2 * 1024 * 1024;
-// Pieces of work that wait for each thread, and files that take their places in one of them.
+// Pieces of work that wait for each thread.
 constexpr std::size_t kSmallForEach = 64;
-constexpr std::size_t kRenamedTogether = 128;
 // Each wait for the disk costs more than many small files do.
-constexpr std::size_t kMostWaiting = 4096;
+constexpr std::size_t kMostWaiting = 2048;
 constexpr std::uint64_t kMostWaitingBytes = 64 * 1024 * 1024;
 // Where each file has to be synchronised by itself they stay open until then.
 constexpr std::size_t kMostOpen = 64;
-// So few are synchronised by themselves: their file system may have more to write than they.
-constexpr std::size_t kFew = 16;
-constexpr std::size_t kMostChained = 1024;
 
 std::uint64_t SizeOfFileAt(const std::string& place) {
   std::string why;
@@ -40,9 +36,13 @@ Placer::Placer(store::SavesetReader& reader, Rules rules, RestoreTeller& teller)
     : reader_(reader),
       rules_(std::move(rules)),
       teller_(teller),
-      workers_(store::WorkQueue::UsualCount(), kSmallForEach) {}
+      workers_(store::WorkQueue::UsualCount(), kSmallForEach),
+      beside_(1) {}
 
-Placer::~Placer() { copying_.Wait(); }
+Placer::~Placer() {
+  copying_.Wait();
+  isSettling_.Wait();
+}
 
 void Placer::Fail(const std::string& place, const Status& status) {
   teller_.Failed(place, status);
@@ -88,7 +88,7 @@ void Placer::PutFile(const store::Item& item, const Target& target, std::vector<
     Fail(target.place, prepared);
     return;
   }
-  waiting.closeNow = waiting.fileSystem != nullptr && waiting_.size() >= kFew;
+  waiting.closeNow = waiting.fileSystem != nullptr && waiting_.size() >= Settler::kFew;
   waitingBytes_ += item.facts.size;
   waiting_.push_back(std::move(waiting));
   Waiting& queued = waiting_.back();
@@ -122,11 +122,11 @@ Status Placer::Prepare(const Target& target, Waiting& waiting) {
   return CheckRoomFor(waiting);
 }
 
-// For all the small files that may wait there. Asked once for many.
+// For all the small files that may be on their way there. Asked once for many.
 bool Placer::HasPlentyOfRoom(const std::string& directory) {
   std::uint64_t missing = 0;
   if (roomy_ != directory) {
-    roomy_ = CheckRoom(directory, 2 * kMostWaitingBytes, missing) ? directory : "";
+    roomy_ = CheckRoom(directory, 3 * kMostWaitingBytes, missing) ? directory : "";
   }
   return !roomy_.empty();
 }
@@ -295,112 +295,42 @@ void Placer::Add(Waiting waiting) {
 void Placer::SettleIfFull() {
   const std::size_t most = waiting_.back().fileSystem != nullptr ? kMostWaiting : kMostOpen;
   if (waiting_.size() >= most || waitingBytes_ >= kMostWaitingBytes) {
-    Settle();
+    SettleBeside();
+  } else if (!settling_.empty() && isSettling_.IsDone()) {
+    Report();
   }
 }
 
+// The next ones are copied meanwhile.
+void Placer::SettleBeside() {
+  TakeNext();
+  isSettling_.Add();
+  beside_.Do([this] {
+    settler_.Settle(settling_);
+    isSettling_.Done();
+  });
+}
+
 void Placer::Settle() {
-  copying_.Wait();
-  SyncFiles();
-  TakePlaces();
-  SyncDirectories();
+  TakeNext();
+  settler_.Settle(settling_);
   Report();
-  waiting_.clear();
+}
+
+// Those that wait come after those before them, which are told.
+void Placer::TakeNext() {
+  copying_.Wait();
+  Report();
+  settling_.swap(waiting_);
   waitingBytes_ = 0;
   roomy_.clear();
 }
 
-bool Placer::IsTogether(const Waiting& waiting) const {
-  return waiting.fileSystem != nullptr && waiting_.size() > kFew;
-}
-
-void Placer::SyncFiles() {
-  for (Waiting& waiting : waiting_) {
-    if (!waiting.status || waiting.file == nullptr) {
-      continue;
-    }
-    if (!IsTogether(waiting)) {
-      waiting.file->File().StartWriteback(0, 0);
-    } else if (waiting.file->IsOpen()) {
-      waiting.status = waiting.file->Close();
-    }
-  }
-  SyncTogether();
-  for (Waiting& waiting : waiting_) {
-    if (waiting.status && waiting.file != nullptr && !IsTogether(waiting)) {
-      waiting.status = waiting.file->Finish();
-    }
-  }
-}
-
-// What goes with a file that is replaced takes longer than the rename.
-void Placer::TakePlaces() {
-  for (std::size_t begin = 0; begin < waiting_.size(); begin += kRenamedTogether) {
-    const std::size_t end = std::min(begin + kRenamedTogether, waiting_.size());
-    copying_.Add();
-    workers_.Do([this, begin, end] {
-      for (std::size_t i = begin; i < end; ++i) {
-        if (waiting_[i].status && waiting_[i].file != nullptr) {
-          waiting_[i].status = waiting_[i].file->TakePlace();
-        }
-      }
-      copying_.Done();
-    });
-  }
-  copying_.Wait();
-}
-
-void Placer::SyncDirectories() {
-  SyncTogether();
-  std::set<std::string> done;
-  for (Waiting& waiting : waiting_) {
-    if (waiting.status && !IsTogether(waiting)) {
-      SyncAlone(waiting, done);
-    }
-  }
-}
-
-// Each file system once, for all that is good until now.
-void Placer::SyncTogether() {
-  std::map<platform::FileSystem*, std::string> whyNot;
-  for (Waiting& waiting : waiting_) {
-    if (!waiting.status || !IsTogether(waiting)) {
-      continue;
-    }
-    const auto [entry, isNew] = whyNot.try_emplace(waiting.fileSystem);
-    std::string why;
-    if (isNew && !waiting.fileSystem->Sync(why)) {
-      entry->second = why;
-    }
-    if (!entry->second.empty()) {
-      waiting.status = Status::Failed("its file system cannot be synchronised: " + entry->second);
-    }
-  }
-}
-
-// With all directories above at first: one that was killed may have made them.
-void Placer::SyncAlone(Waiting& waiting, std::set<std::string>& done) {
-  const std::string& directory = waiting.directory;
-  if (done.count(directory) != 0) {
-    return;
-  }
-  std::string why;
-  const bool synchronised = chained_.count(directory) != 0 ? platform::SyncDirectory(directory, why)
-                                                           : platform::SyncDirectoryChain(directory, why);
-  if (!synchronised) {
-    waiting.status = Status::Failed("its directory cannot be synchronised: " + why);
-    return;
-  }
-  done.insert(directory);
-  if (chained_.size() >= kMostChained) {
-    chained_.clear();
-  }
-  chained_.insert(directory);
-}
-
 void Placer::Report() {
-  for (const Waiting& waiting : waiting_) {
+  isSettling_.Wait();
+  for (const Waiting& waiting : settling_) {
     if (!waiting.status) {
+      copying_.Wait();
       Fail(waiting.place, reader_.WithOlderCopy(waiting.item, waiting.status));
       continue;
     }
@@ -409,4 +339,5 @@ void Placer::Report() {
       teller_.Done(report);
     }
   }
+  settling_.clear();
 }

@@ -1,5 +1,5 @@
 // Brings what a saveset contains into its places: files beside their targets, on all cores, many of them to
-// the disk together, and only then renamed and reported.
+// the disk together while the next are copied, and only then renamed and reported.
 #pragma once
 
 #include <cstdint>
@@ -7,12 +7,11 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "platform/data_file.h"
-#include "restore/replacement.h"
+#include "restore/settler.h"
 #include "restore/teller.h"
 #include "restore/way.h"
 #include "store/load/saveset_reader.h"
@@ -54,17 +53,6 @@ class Placer {
   [[nodiscard]] int Failures() const { return failures_; }
 
  private:
-  struct Waiting {
-    std::string place;
-    std::string directory;  // whose names have to be synchronised
-    std::vector<std::string> reports;
-    store::Item item;
-    std::unique_ptr<Replacement> file;  // none of a directory or link
-    bool inPlace = false;
-    bool closeNow = false;                       // not kept open until its file system is synchronised
-    platform::FileSystem* fileSystem = nullptr;  // that can be synchronised as a whole
-    store::Status status;
-  };
   // The directory in which something is put, checked and made.
   struct Parent {
     std::string path;
@@ -83,12 +71,8 @@ class Placer {
   store::Status Fill(Waiting& waiting);
   void Add(Waiting waiting);
   void SettleIfFull();
-  [[nodiscard]] bool IsTogether(const Waiting& waiting) const;
-  void SyncFiles();
-  void TakePlaces();
-  void SyncDirectories();
-  void SyncTogether();
-  void SyncAlone(Waiting& waiting, std::set<std::string>& done);
+  void SettleBeside();
+  void TakeNext();
   void Report();
 
   store::SavesetReader& reader_;
@@ -97,11 +81,14 @@ class Placer {
   Way way_;
   Parent parent_;
   std::map<std::uint64_t, std::unique_ptr<platform::FileSystem>> fileSystems_;  // by volume
-  std::set<std::string> chained_;  // directories of which all above are on the disk
-  std::deque<Waiting> waiting_;
+  std::deque<Waiting> waiting_;                                                 // being copied, or copied
   std::uint64_t waitingBytes_ = 0;
   std::string roomy_;  // a directory that had room for more than what may wait
   int failures_ = 0;
   store::Pending copying_;
   store::WorkQueue workers_;
+  Settler settler_;
+  std::deque<Waiting> settling_;  // copied before those, not reported yet
+  store::Pending isSettling_;
+  store::WorkQueue beside_;
 };

@@ -65,4 +65,9 @@ void Pending::Wait() {
   none_.wait(lock, [this] { return count_ == 0; });
 }
 
+bool Pending::IsDone() {
+  const std::lock_guard lock(mutex_);
+  return count_ == 0;
+}
+
 }  // namespace store

@@ -48,6 +48,7 @@ class Pending {
   void Add();
   void Done();
   void Wait();
+  [[nodiscard]] bool IsDone();
 
  private:
   std::mutex mutex_;
