@@ -1,10 +1,8 @@
 // The owner's tool: makes repositories, looks into them, deletes, and mends.
-#include <cstdio>
-#include <exception>
-
 #include "korvo/commands.h"
 #include "korvo/output.h"
 #include "platform/platform.h"
+#include "store/last_words.h"
 
 namespace {
 
@@ -37,11 +35,6 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   platform::PrepareProcess();
-  // What nobody foresaw, as memory that is exhausted, is told like any other reason.
-  try {
-    return Run(argc, argv);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "korvo: %s\n", error.what());
-    return korvo::kCouldNotRun;
-  }
+  store::SetLastWords("korvo: ", korvo::kCouldNotRun);
+  return Run(argc, argv);
 }

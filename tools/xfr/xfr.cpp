@@ -3,6 +3,7 @@
 
 #include "platform/platform.h"
 #include "store/command_line.h"
+#include "store/last_words.h"
 #include "store/store.h"
 #include "xfr/report.h"
 #include "xfr/request.h"
@@ -59,6 +60,7 @@ Status Prepare(int argc, char** argv, Request& request, std::unique_ptr<store::S
 
 int main(int argc, char** argv) {
   platform::PrepareProcess();
+  store::SetLastWords("ERROR: ", 1);
   if (store::TellAboutTool(argc, argv, "xfr", kHelp)) {
     return 0;
   }

@@ -7,6 +7,7 @@
 #include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/command_line.h"
+#include "store/last_words.h"
 #include "store/names.h"
 #include "store/store.h"
 #include "xfr_com_interface/call.h"
@@ -145,6 +146,7 @@ Status Serve(int argc, char** argv, Reply& reply) {
 
 int main(int argc, char** argv) {
   platform::PrepareProcess();
+  store::SetLastWords("xfr_com_interface: ", 1);
   if (store::TellAboutTool(argc, argv, "xfr_com_interface", kHelp)) {
     return 0;
   }

@@ -170,6 +170,36 @@ class PosixMemory : public PosixToolsOfTheServer {
   }
 };
 
+// Whatever it is that there is no memory for: the loader ends by 127, which is -1 here, a tool by a status of
+// its own and a reason.
+TEST_F(PosixToolsOfTheServer, WithoutMemoryTheyEndByAReasonInsteadOfASignal) {
+  scenario_.WriteText("item", std::string(100'000, 'x'));
+  const std::string item = scenario_.Path("item").string();
+  struct ToolCall {
+    std::string tool;
+    int failure;
+    std::function<std::string()> arguments;
+  };
+  const ToolCall calls[] = {{"xfr", 1, [&] { return "-b -S srv -s " + OpenJob() + " '" + item + "'"; }},
+                            {"xfr_com_interface", 1, [] { return std::string("-b open -C srv"); }},
+                            {"korvo", 2, [] { return std::string("verify srv"); }}};
+  int told = 0;
+  for (const auto& [tool, failure, arguments] : calls) {
+    support::ProgramRun run;
+    for (int kilobytes = 16'000; run.exitStatus != 0 && kilobytes < 1'000'000; kilobytes += 200) {
+      const std::string command = "ulimit -v " + std::to_string(kilobytes) + "; exec '" +
+                                  support::BuiltProgram(tool) + "' " + arguments();
+      run = support::RunProgram("/bin/sh", {"-c", command}, scenario_.environment, scenario_.Directory());
+      EXPECT_TRUE(run.exitStatus == 0 || run.exitStatus == -1 || run.exitStatus == failure)
+          << tool << ", " << kilobytes << " KiB: " << run.exitStatus << run.err;
+      EXPECT_TRUE(run.exitStatus == 0 || !run.err.empty()) << tool << ", " << kilobytes << " KiB";
+      told += run.exitStatus == failure ? 1 : 0;
+    }
+    EXPECT_EQ(run.exitStatus, 0) << tool << run.err;
+  }
+  EXPECT_GT(told, 0);
+}
+
 TEST_F(PosixMemory, IsBoundedWhateverTheSizeOfAFile) {
   const long small = SaveAndRestore(MakeFile("small", 64));
   const long large = SaveAndRestore(MakeFile("large", 256 * Scale()));

@@ -1,0 +1,11 @@
+// How a tool ends over something that nobody foresaw, as memory that is exhausted.
+#pragma once
+
+namespace store {
+
+// From here on an exception that nobody catches, in whichever thread, ends the process with this exit status
+// and one line on standard error, instead of a signal: `prefix` and the reason. Nothing else is written, and
+// no destructor runs; the repository is left as by a tool that was killed. `prefix` must stay.
+void SetLastWords(const char* prefix, int exitStatus);
+
+}  // namespace store
