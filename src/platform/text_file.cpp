@@ -20,11 +20,13 @@ TextFile::TextFile(std::FILE* stream, bool owned, LineEnd lineEnd)
 TextFile::~TextFile() { Close(); }
 
 std::unique_ptr<TextFile> TextFile::Open(const std::string& path, Mode mode, LineEnd lineEnd) {
+  // Before the file: without memory none is made that nobody knows of.
+  auto file = std::make_unique<TextFile>(nullptr, true, lineEnd);
   std::FILE* stream = internal::OpenStream(internal::SystemPath(path), mode);
   if (stream == nullptr) {
     return nullptr;
   }
-  auto file = std::make_unique<TextFile>(stream, true, lineEnd);
+  file->stream_ = stream;
   if (mode != Mode::kRead) {
     // The stream keeps nothing back, so that what failed to be written is not tried again behind our back.
     std::setvbuf(stream, nullptr, _IONBF, 0);
@@ -34,12 +36,12 @@ std::unique_ptr<TextFile> TextFile::Open(const std::string& path, Mode mode, Lin
 }
 
 std::unique_ptr<TextFile> TextFile::CreateTemporary(const std::string& directory, std::string& path) {
-  std::FILE* stream = internal::OpenTemporaryStream(directory, path);
-  if (stream == nullptr) {
+  auto file = std::make_unique<TextFile>(nullptr, true, LineEnd::kSystem);
+  file->stream_ = internal::OpenTemporaryStream(directory, path);
+  if (file->stream_ == nullptr) {
     return nullptr;
   }
-  auto file = std::make_unique<TextFile>(stream, true, LineEnd::kSystem);
-  std::setvbuf(stream, nullptr, _IONBF, 0);
+  std::setvbuf(file->stream_, nullptr, _IONBF, 0);
   return file;
 }
 

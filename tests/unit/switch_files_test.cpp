@@ -10,6 +10,7 @@
 #include <functional>
 #include <new>
 #include <thread>
+#include <utility>
 
 #include "backint/backup/backup_online.h"
 #include "platform/platform.h"
@@ -63,6 +64,11 @@ constexpr const char* kExpired =
     "backint_func: ERROR: Semaphore file waiting time expired.\n"
     "backint_back: ERROR: Waiting for switch semaphore failes.\n";
 
+RunResult Exchange(const JobItems& items, SwitchTag tag) {
+  bool asked = false;
+  return HandleSwitchFiles(items, tag, asked);
+}
+
 TEST_F(SwitchFiles, Answers) {
   struct {
     Logs logs;
@@ -93,7 +99,7 @@ TEST_F(SwitchFiles, Answers) {
         peer.Act();
       }
     };
-    const RunResult result = HandleSwitchFiles({{"a 1", "b"}, "", ""}, SwitchTag::kBegin);
+    const RunResult result = Exchange({{"a 1", "b"}, "", ""}, SwitchTag::kBegin);
     EXPECT_EQ(result, test.messages.empty() ? RunResult::kSuccess : RunResult::kFailure) << test.answeredAt;
     EXPECT_EQ(g_sleptSeconds, test.slept);
     EXPECT_EQ(TakeMessages(), test.messages);
@@ -110,8 +116,8 @@ TEST_F(SwitchFiles, NothingBeginsBesideAnotherExchange) {
     std::string message;
     std::string left;
   } const cases[] = {
-      {"lis", HandleSwitchFiles, "backint_back: ERROR: BRBACKUP already in use.\n", "lis "},
-      {"sem", HandleSwitchFiles, "backint_back: ERROR: BRBACKUP already in use.\n", "sem "},
+      {"lis", Exchange, "backint_back: ERROR: BRBACKUP already in use.\n", "lis "},
+      {"sem", Exchange, "backint_back: ERROR: BRBACKUP already in use.\n", "sem "},
       {"lis", CreateSwitchFiles, "backint_func: ERROR: switch.lis file already exists.\n", "lis "},
       {"sem", CreateSwitchFiles, "backint_func: ERROR: switch.sem file already exists.\n", "lis sem "}};
   for (const auto& [ending, begin, message, left] : cases) {
@@ -129,32 +135,49 @@ TEST_F(SwitchFiles, CannotBeMadeOrCopied) {
   support::SwitchPeer peer(Params().szSapBackup, {"lost\n"});
   g_atSleep = [&] { peer.Act(); };
   Params().szOutFile = Params().szSapBackup + "\\missing\\out.lis";
-  EXPECT_EQ(HandleSwitchFiles({{"a"}, "", ""}, SwitchTag::kBegin), RunResult::kFailure);
+  EXPECT_EQ(Exchange({{"a"}, "", ""}, SwitchTag::kBegin), RunResult::kFailure);
   EXPECT_EQ(TakeMessages(), kBadLog);
   EXPECT_EQ(TakeLeft(), "");
   fs::create_directory(directory_.File(".switch.log"));
   EXPECT_EQ(ReadSwitchLog(), RunResult::kFailure);
   Params().szSapBackup += "\\missing";
-  EXPECT_EQ(HandleSwitchFiles({{"a"}, "", ""}, SwitchTag::kEnd), RunResult::kFailure);
+  EXPECT_EQ(Exchange({{"a"}, "", ""}, SwitchTag::kEnd), RunResult::kFailure);
   EXPECT_EQ(TakeMessages(),
             "backint_func: ERROR: switch log file cannot be open.\n"
             "backint_func: ERROR: switch.lis file creating failes.\n"
             "backint_back: ERROR: Creating switch files (begin) failes.\n");
 }
 
-// The mover cannot be started, and memory runs out while its end is told.
-TEST_F(SwitchFiles, AnEndThatIsToldIsWaitedForWithoutMemory) {
-  support::SwitchPeer peer(Params().szSapBackup, {"", ""});
+// The mover cannot be started, and memory runs out while the beginning, or its end, is told.
+TEST_F(SwitchFiles, WhatIsToldIsWaitedForWithoutMemory) {
+  for (const bool atEnd : {false, true}) {
+    support::SwitchPeer peer(Params().szSapBackup, {"", ""});
+    bool exhausted = false;
+    g_atSleep = [&] {
+      if (!peer.Heard().empty() == atEnd && !exhausted) {
+        exhausted = true;
+        throw std::bad_alloc();
+      }
+      peer.Act();
+    };
+    EXPECT_THROW(static_cast<void>(BackupOnline({{"a"}, "", ""})), std::bad_alloc);
+    EXPECT_EQ(peer.Heard(), "#BEGIN a\n#END a\n") << atEnd;
+    EXPECT_EQ(TakeLeft(), "");
+  }
+}
+
+// One that refuses the beginning is not told of an end.
+TEST_F(SwitchFiles, ARefusedBeginningHasNoEndWithoutMemory) {
+  support::SwitchPeer peer(Params().szSapBackup, {"#ERROR no\n", ""});
   bool exhausted = false;
   g_atSleep = [&] {
-    if (!peer.Heard().empty() && !exhausted) {
-      exhausted = true;
+    if (!std::exchange(exhausted, true)) {
       throw std::bad_alloc();
     }
     peer.Act();
   };
   EXPECT_THROW(static_cast<void>(BackupOnline({{"a"}, "", ""})), std::bad_alloc);
-  EXPECT_EQ(peer.Heard(), "#BEGIN a\n#END a\n");
+  EXPECT_EQ(peer.Heard(), "#BEGIN a\n");
   EXPECT_EQ(TakeLeft(), "");
 }
 
@@ -176,7 +199,7 @@ TEST_F(SwitchFiles, ALogThatCannotBeDeleted) {
       std::this_thread::yield();
     }
   });
-  EXPECT_EQ(HandleSwitchFiles({{"a"}, "", ""}, SwitchTag::kBegin), RunResult::kFailure);
+  EXPECT_EQ(Exchange({{"a"}, "", ""}, SwitchTag::kBegin), RunResult::kFailure);
   done = true;
   deleter.join();
   EXPECT_EQ(TakeMessages(), "backint_back: ERROR: Deleting switch log file failes.\n");

@@ -40,20 +40,6 @@ RunResult Fail(const ItemList& names, const std::string& directory) {
   return RunResult::kFailure;
 }
 
-}  // namespace
-
-RunResult HandleSwitchFiles(const JobItems& items, SwitchTag tag) {
-  if (SwitchFilesExist()) {
-    TRACE(1, "ERROR: BRBACKUP already in use.");
-    return RunResult::kFailure;
-  }
-  if (CreateSwitchFiles(items, tag) == RunResult::kFailure) {
-    TRACE(1, "ERROR: Creating switch files (begin) failes.");
-    return RunResult::kFailure;
-  }
-  return TakeSwitchAnswer();
-}
-
 RunResult TakeSwitchAnswer() {
   if (WaitForSwitchSemaphore() == RunResult::kFailure) {
     TRACE(1, "ERROR: Waiting for switch semaphore failes.");
@@ -71,24 +57,45 @@ RunResult TakeSwitchAnswer() {
   return RunResult::kSuccess;
 }
 
+}  // namespace
+
+RunResult HandleSwitchFiles(const JobItems& items, SwitchTag tag, bool& asked) {
+  if (SwitchFilesExist()) {
+    TRACE(1, "ERROR: BRBACKUP already in use.");
+    return RunResult::kFailure;
+  }
+  if (CreateSwitchFiles(items, tag) == RunResult::kFailure) {
+    TRACE(1, "ERROR: Creating switch files (begin) failes.");
+    return RunResult::kFailure;
+  }
+  asked = true;
+  return TakeSwitchAnswer();
+}
+
 namespace {
 
-// The rest of a job of which BRBACKUP was told `#BEGIN`. `told` is set once it has been told `#END`, too, and
-// has answered.
-RunResult SaveAndEnd(const JobItems& items, bool& told) {
+// What BRBACKUP was told.
+struct Told {
+  bool begin = false;
+  bool end = false;
+  bool nothingMore = false;  // it refused the beginning, or has answered to the end
+};
+
+// The rest of a job of which BRBACKUP was told `#BEGIN`.
+RunResult SaveAndEnd(const JobItems& items, Told& told) {
   TRACE(3, "Start xfr backup");
   const SavedItems saved = ExecuteXFR(items);
   const ItemList names = NamesOf(saved.entries);
   if (saved.result == RunResult::kFailure) {
     TRACE(1, "ERROR: Backuping file failes.");
     // The database has to be told in any case; the job has failed whatever it answers.
-    static_cast<void>(HandleSwitchFiles({names, "", ""}, SwitchTag::kEnd));
-    told = true;
+    static_cast<void>(HandleSwitchFiles({names, "", ""}, SwitchTag::kEnd, told.end));
+    told.nothingMore = true;
     return Fail(names, items.directory);
   }
   const ItemList ended = items.directory.empty() ? names : ItemList{items.directory};
-  const RunResult answer = HandleSwitchFiles({ended, "", ""}, SwitchTag::kEnd);
-  told = true;
+  const RunResult answer = HandleSwitchFiles({ended, "", ""}, SwitchTag::kEnd, told.end);
+  told.nothingMore = true;
   if (answer == RunResult::kFailure) {
     TRACE(1, "ERROR: Handling switch files (#END) failes.");
     return Fail(names, items.directory);
@@ -97,29 +104,38 @@ RunResult SaveAndEnd(const JobItems& items, bool& told) {
   return written == RunResult::kFailure ? written : saved.result;
 }
 
-// A database that nobody tells stays in its backup state. It may have been asked just before memory ran out.
-void EndWithLittleMemory(const JobItems& items) {
+// A database that nobody tells stays in its backup state. An answer that is not taken yet is that to what it
+// was told last; one that refuses the beginning needs no end.
+void EndWithLittleMemory(const JobItems& items, Told& told) {
   try {
-    static_cast<void>(SwitchFilesExist() ? TakeSwitchAnswer() : HandleSwitchFiles(items, SwitchTag::kEnd));
+    const bool refused = SwitchFilesExist() && TakeSwitchAnswer() == RunResult::kFailure;
+    if (!told.end && !refused) {
+      static_cast<void>(HandleSwitchFiles(items, SwitchTag::kEnd, told.end));
+    }
   } catch (const std::bad_alloc&) {
     return;  // what memory there is does not even suffice for this
   }
 }
 
-}  // namespace
-
-RunResult BackupOnline(const JobItems& items) {
-  if (RunIsInterrupted() || HandleSwitchFiles(items, SwitchTag::kBegin) == RunResult::kFailure) {
+RunResult SaveBetween(const JobItems& items, Told& told) {
+  if (RunIsInterrupted() || HandleSwitchFiles(items, SwitchTag::kBegin, told.begin) == RunResult::kFailure) {
     // The mover was not started: its items are the job's own.
+    told.nothingMore = true;
     TRACE(1, "ERROR: Handling switch files (#BEGIN) failes.");
     return Fail(ReadItemsAloud(items).names, items.directory);
   }
-  bool told = false;
+  return SaveAndEnd(items, told);
+}
+
+}  // namespace
+
+RunResult BackupOnline(const JobItems& items) {
+  Told told;
   try {
-    return SaveAndEnd(items, told);
+    return SaveBetween(items, told);
   } catch (const std::bad_alloc&) {
-    if (!told) {
-      EndWithLittleMemory(items);
+    if (told.begin && !told.nothingMore) {
+      EndWithLittleMemory(items, told);
     }
     throw;
   }

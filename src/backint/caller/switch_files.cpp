@@ -57,7 +57,8 @@ bool CreateList(const JobItems& items, SwitchTag tag, bool& made) {
   return false;
 }
 
-bool CreateSemaphore(SwitchTag tag) {
+// `made` as with the list.
+bool CreateSemaphore(SwitchTag tag, bool& made) {
   const std::string path = SwitchFile("sem");
   if (FileExists(path)) {
     TRACE(1, "ERROR: switch.sem file already exists.");
@@ -69,6 +70,7 @@ bool CreateSemaphore(SwitchTag tag) {
     TRACE(1, "ERROR: switch.sem file creating failes.");
     return false;
   }
+  made = true;
   TRACE(3, "INFO: Switch Semaphore file: [%s] created (%s).", path.c_str(), TagText(tag));
   return true;
 }
@@ -152,12 +154,17 @@ bool SwitchFilesExist() {
 }
 
 RunResult CreateSwitchFiles(const JobItems& items, SwitchTag tag) {
-  bool made = false;
+  bool list = false;
+  bool semaphore = false;
   try {
-    return CreateList(items, tag, made) && CreateSemaphore(tag) ? RunResult::kSuccess : RunResult::kFailure;
+    return CreateList(items, tag, list) && CreateSemaphore(tag, semaphore) ? RunResult::kSuccess
+                                                                           : RunResult::kFailure;
   } catch (const std::bad_alloc&) {
+    if (semaphore) {
+      return RunResult::kSuccess;  // only the trace lacks it
+    }
     // Without the semaphore nobody takes the list for a question.
-    if (made && !FileExists(SwitchFile("sem"))) {
+    if (list && !FileExists(SwitchFile("sem"))) {
       platform::RemoveFile(SwitchFile("lis"));
     }
     throw;

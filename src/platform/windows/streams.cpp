@@ -31,7 +31,7 @@ std::FILE* OpenStream(const std::string& path, TextFile::Mode mode) {
 }
 
 std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path) {
-  const std::string name = SystemPath(directory) + "\\backint_" + RandomName();
+  std::string name = SystemPath(directory) + "\\backint_" + RandomName();
   SECURITY_ATTRIBUTES ownerAlone = OwnerAlone(false);
   const HANDLE file = CreateFileW(WidePath(name).c_str(), GENERIC_WRITE, FILE_SHARE_READ, &ownerAlone,
                                   CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -41,7 +41,7 @@ std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path) 
   const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_BINARY);
   std::FILE* stream = descriptor < 0 ? nullptr : _fdopen(descriptor, "wb");
   if (stream != nullptr) {
-    path = name;
+    path = std::move(name);
     return stream;
   }
   if (descriptor < 0) {
