@@ -48,7 +48,10 @@ server=$!
 
 # The server's own note says when it lets others in.
 for ((tries = 0; tries < 600; ++tries)); do
-  ! sed -n 8p "$place/data/postmaster.pid" 2>/dev/null | grep -q '^ready' || break
+  # That of a server which was killed says so too.
+  if [ "$(sed -n 1p "$place/data/postmaster.pid" 2>/dev/null)" = "$server" ]; then
+    ! sed -n 8p "$place/data/postmaster.pid" | grep -q '^ready' || break
+  fi
   if ! kill -0 "$server" 2>/dev/null || [ "$tries" = 599 ]; then
     echo "the database does not answer; its server says:"
     tail -n 5 "$place/server.log"

@@ -78,12 +78,23 @@ Status Store::RemoveDeleted() {
     return {};
   }
   for (const Uid& pack : deleted.packs) {
-    if (Status gone = place_->Delete(PackObject(pack)); !gone) {
+    // A copy that another program makes may have brought it again since it was listed.
+    std::optional<PackFacts> again;
+    Status gone = catalog_->FindPackFacts(pack, again);
+    if (gone && !again) {
+      gone = place_->Delete(PackObject(pack));
+    }
+    if (!gone) {
       return Explain(gone);
     }
   }
   for (const Uid& saveset : deleted.savesets) {
-    if (Status gone = DeleteSavesetObjects(*place_, saveset); !gone) {
+    bool again = false;
+    Status gone = catalog_->HasSavesetRow(saveset, again);
+    if (gone && !again) {
+      gone = DeleteSavesetObjects(*place_, saveset);
+    }
+    if (!gone) {
       return Explain(gone);
     }
   }

@@ -35,7 +35,7 @@ Status AddRow(Catalog::Inside& inside, const Saveset& saveset) {
   std::int64_t family = 0;
   Status done = inside.Exists("SELECT id FROM saveset WHERE name = $1", {saveset.name}, taken);
   if (done && taken) {
-    return Status::Conflict("another saveset has its name");
+    return Status::Damaged("another saveset has its name");
   }
   if (done) {
     done = inside.Exists("SELECT id FROM saveset WHERE id = $1", {id}, taken);
@@ -55,8 +55,9 @@ Status AddRow(Catalog::Inside& inside, const Saveset& saveset) {
   return done ? inside.Run("UPDATE saveset SET deleting = $1 WHERE id = $2", {kComing, id}) : done;
 }
 
-// The pack's row, which is made if there is none.
-Status PackIdOf(Catalog::Inside& inside, const PackFacts& pack, std::int64_t& id) {
+// The pack's row, which is made if there is none. kMissing if it goes, or went, with a deletion.
+Status PackIdOf(Catalog::Inside& inside, const PackFacts& pack, const Catalog::HasObject& hasObject,
+                std::int64_t& id) {
   std::optional<PackState> state;
   Status found = inside.engine->Run("SELECT id, state FROM pack WHERE uid = $1", {pack.uid.Bytes()},
                                     [&](const SqlRow& row) {
@@ -67,8 +68,15 @@ Status PackIdOf(Catalog::Inside& inside, const PackFacts& pack, std::int64_t& id
   if (!found || state == PackState::kGood) {
     return found;
   }
+  if (state == PackState::kDamaged) {
+    return Status::Damaged("pack " + pack.uid.Hex() + " is damaged there");
+  }
   if (state) {
-    return Status::Conflict("pack " + pack.uid.Hex() + " is damaged or being deleted there");
+    return Status::Missing("pack " + pack.uid.Hex() + " is being deleted there");
+  }
+  bool has = false;
+  if (Status asked = hasObject(pack, has); !asked || !has) {
+    return asked ? Status::Missing("pack " + pack.uid.Hex() + " was deleted there meanwhile") : asked;
   }
   if (Status counted = inside.Count("pack", id); !counted) {
     return counted;
@@ -88,18 +96,22 @@ Status AddItem(Catalog::Inside& inside, const Row& row, const Catalog::ItemRecor
       !looked || there) {
     return looked;
   }
+  const auto own = ids.find(item.pack);
+  if (own == ids.end()) {
+    return Status::Damaged("the pack with the record of item " + item.item.name + " is not listed for it");
+  }
   std::vector<std::int64_t> packs;
   for (const Uid& pack : item.item.packs) {
     const auto id = ids.find(pack);
     if (id == ids.end()) {
-      return Status::Conflict("item " + item.item.name + " needs pack " + pack.Hex() +
-                              ", which the catalog does not list for it");
+      return Status::Damaged("item " + item.item.name + " needs pack " + pack.Hex() +
+                             ", which the catalog does not list for it");
     }
     packs.push_back(id->second);
   }
   std::sort(packs.begin(), packs.end());
   packs.erase(std::unique(packs.begin(), packs.end()), packs.end());
-  return inside.AddItem(row.id, row.family, item.item, item.record, ids.at(item.pack), packs);
+  return inside.AddItem(row.id, row.family, item.item, item.record, own->second, packs);
 }
 
 }  // namespace
@@ -138,21 +150,40 @@ Status Catalog::ListRecords(const Saveset& saveset, const std::function<Status(c
 Status Catalog::BeginAdoption(const Saveset& saveset) {
   return inside_->Transact([&] {
     std::optional<Row> row;
-    Status found = FindRow(*inside_, saveset.uid, row);
-    return !found || row ? found : AddRow(*inside_, saveset);
+    if (Status found = FindRow(*inside_, saveset.uid, row); !found || row) {
+      return found;
+    }
+    bool deleted = false;
+    Status looked = inside_->Exists("SELECT 1 FROM deleted WHERE uid = $1", {saveset.uid.Bytes()}, deleted);
+    if (looked && deleted) {
+      return Status::Conflict("its objects are being deleted there");
+    }
+    return looked ? AddRow(*inside_, saveset) : looked;
   });
 }
 
 Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& packs,
-                           const std::vector<ItemRecord>& items) {
-  return inside_->Transact([&] {
+                           const std::vector<ItemRecord>& items, const HasObject& hasObject) {
+  Status gone;  // no repetition brings it back
+  Status done = inside_->Transact([&](bool& keep) {
     std::optional<Row> row;
-    if (Status found = FindRow(*inside_, saveset, row); !found || !row || row->deleted) {
-      return found ? Status::Conflict("the saveset was taken out meanwhile") : found;
+    if (Status found = FindRow(*inside_, saveset, row); !found) {
+      return found;
+    }
+    keep = row && !row->deleted;
+    if (!keep) {
+      gone = Status::Conflict("the saveset was taken out meanwhile");
+      return Status();
     }
     std::unordered_map<Uid, std::int64_t, UidHash> ids;
     for (const PackFacts& pack : packs) {
-      if (Status known = PackIdOf(*inside_, pack, ids[pack.uid]); !known) {
+      Status known = PackIdOf(*inside_, pack, hasObject, ids[pack.uid]);
+      if (known.What() == Status::Kind::kMissing) {
+        gone = Status::Conflict(known.Message());
+        keep = false;
+        return Status();
+      }
+      if (!known) {
         return known;
       }
     }
@@ -163,18 +194,25 @@ Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& pac
     }
     return Status();
   });
+  return done ? gone : done;
 }
 
 Status Catalog::EndAdoption(const Uid& saveset) {
   return inside_->Transact([&] {
-    return inside_->Run(
+    Status ended = inside_->Run(
         "UPDATE saveset SET deleting = 0, items = (SELECT count(*) FROM item WHERE item.saveset = saveset.id "
         "AND "
         "item.directory = 0), bytes = coalesce((SELECT sum(size) FROM item WHERE item.saveset = saveset.id "
         "AND "
         "item.kind = 0), 0) WHERE uid = $1 AND deleting <> $2",
         {saveset.Bytes(), kDeleted});
+    return ended && inside_->engine->Changed() == 0 ? Status::Conflict("the saveset was taken out meanwhile")
+                                                    : ended;
   });
+}
+
+Status Catalog::HasSavesetRow(const Uid& saveset, bool& has) {
+  return inside_->Exists("SELECT 1 FROM saveset WHERE uid = $1", {saveset.Bytes()}, has);
 }
 
 Status Catalog::ListAdoptions(std::vector<Uid>& savesets) {

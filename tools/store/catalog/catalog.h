@@ -335,14 +335,20 @@ class Catalog {
   };
   // All items of the saveset by their numbers, also several of one name.
   Status ListRecords(const Saveset& saveset, const std::function<Status(const ItemRecord& record)>& each);
-  // Makes the saveset's row, unless it is there. A new one is found by nobody until `EndAdoption`. kConflict
-  // if another saveset has the name.
+  // Makes the saveset's row, unless it is there. A new one is found by nobody until `EndAdoption`. kDamaged
+  // if another saveset has the name; kConflict if what was left of this one is just being deleted.
   Status BeginAdoption(const Saveset& saveset);
-  // Items of it, of which some may have come before, and all packs that they need, whose objects are there.
-  // kConflict if one of the packs is damaged or being deleted, or the saveset is being deleted.
+  // Items of it, of which some may have come before, and all packs that they need. kDamaged if one of the
+  // packs is; kConflict if one of them, or the saveset, is being deleted or was deleted meanwhile.
+  // `hasObject` is asked about each pack that has no row yet, within the transaction that makes it: whoever
+  // deletes a pack forgets its row last.
+  using HasObject = std::function<Status(const PackFacts& pack, bool& has)>;
   Status AdoptItems(const Uid& saveset, const std::vector<PackFacts>& packs,
-                    const std::vector<ItemRecord>& items);
+                    const std::vector<ItemRecord>& items, const HasObject& hasObject);
+  // kConflict if it was taken out.
   Status EndAdoption(const Uid& saveset);
+  // Whether the saveset has a row, of whatever kind.
+  Status HasSavesetRow(const Uid& saveset, bool& has);
   // Those that were begun and not ended.
   Status ListAdoptions(std::vector<Uid>& savesets);
   // It will not come any more: what came goes with the next `DeleteMarked`.

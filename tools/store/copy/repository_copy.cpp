@@ -139,18 +139,20 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
   }
   std::vector<PackFacts> packs;
   std::uint64_t items = 0;
+  brought_.clear();
   Status done = CopyPacks(saveset, packs);
   if (done) {
     done = CopyItems(saveset, copy, packs, items);
   }
   if (done && items == 0) {
     result_.there += copy ? 1U : 0U;
-    return {};  // all that is missing stays behind
+    // All that is missing stays behind, or came with a copy that ended before it was counted.
+    return copy ? to_.Rows().EndAdoption(saveset.uid) : DropBrought();
   }
-  if (done.What() == Status::Kind::kConflict) {
+  if (done.What() == Status::Kind::kDamaged) {
     ++result_.damages;
     listener_.damaged({"saveset " + saveset.name + " cannot come into the copy: " + done.Message(), {}});
-    return {};
+    return DropBrought();
   }
   if (done) {
     done = CopyObjects(saveset.uid);
@@ -158,10 +160,14 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
   if (done) {
     done = to_.Rows().EndAdoption(saveset.uid);
   }
+  // In the copy, where the owner may let it go at any time.
+  if (done.What() == Status::Kind::kConflict) {
+    return DropBrought();
+  }
   std::optional<Saveset> now;
   if (done.What() == Status::Kind::kMissing && from_.Rows().FindSavesetByUid(saveset.uid, now) &&
       (!now || now->marked)) {
-    return {};  // deleted meanwhile
+    return DropBrought();  // deleted meanwhile
   }
   result_.savesets += done ? 1U : 0U;
   return done.Within("saveset " + saveset.name);
@@ -195,6 +201,9 @@ Status RepositoryCopy::CopyPacks(const Saveset& saveset, std::vector<PackFacts>&
         Status copied = platform::Interrupted() ? Status::Interrupted() : CopyPackIfMissing(pack, came);
         const std::lock_guard lock(mutex);
         result_.packs += came ? 1U : 0U;
+        if (came) {
+          brought_.insert(pack.uid);
+        }
         result_.bytes += came ? pack.size : 0;
         CountWork(came ? 1 : 0, 0);
         if (!copied) {
@@ -204,11 +213,20 @@ Status RepositoryCopy::CopyPacks(const Saveset& saveset, std::vector<PackFacts>&
     }
   }
   for (const auto& [pack, failure] : failures) {
-    if (Status told = failure.What() == Status::Kind::kDamaged ? TellBad(pack, failure) : failure; !told) {
+    if (Status told = IsDamage(failure) ? TellBadIfKnown(pack, failure) : failure; !told) {
       return told;
     }
   }
   return done;
+}
+
+// One that was deleted meanwhile is no damage.
+Status RepositoryCopy::TellBadIfKnown(const Uid& pack, const Status& why) {
+  std::optional<PackFacts> facts;
+  if (Status asked = from_.Rows().FindPackFacts(pack, facts); !asked) {
+    return asked;
+  }
+  return facts ? TellBad(pack, why) : why;
 }
 
 Status RepositoryCopy::TellBad(const Uid& pack, const Status& why) {
@@ -296,10 +314,16 @@ Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::optional<Sav
   std::set<std::uint64_t> torn;
   std::set<std::uint64_t> there;
   std::vector<Catalog::ItemRecord> items;
+  const auto hasObject = [this](const PackFacts& pack, bool& has) {
+    std::optional<std::uint64_t> size;
+    Status asked = to_.Objects().Size(PackObject(pack.uid), size);
+    has = size == pack.size;
+    return asked;
+  };
   const auto commit = [&] {
     Status done = to_.Rows().BeginAdoption(saveset);
     if (done) {
-      done = to_.Rows().AdoptItems(saveset.uid, PacksOf(items, byId), items);
+      done = to_.Rows().AdoptItems(saveset.uid, PacksOf(items, byId), items, hasObject);
     }
     came += items.size();
     items.clear();
@@ -330,12 +354,17 @@ Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::optional<Sav
   if (done && !items.empty()) {
     done = commit();
   }
-  // What only items needed that stay behind.
-  for (auto pack = packs.begin(); done && !bad_.empty() && pack != packs.end(); ++pack) {
+  return done && !bad_.empty() ? DropBrought() : done;
+}
+
+// What came for items that do not.
+Status RepositoryCopy::DropBrought() {
+  Status done;
+  for (auto pack = brought_.begin(); done && pack != brought_.end(); ++pack) {
     bool known = false;
-    done = to_.Rows().KnowsPack(pack->uid, known);
+    done = to_.Rows().KnowsPack(*pack, known);
     if (done && !known) {
-      done = to_.Objects().Delete(PackObject(pack->uid));
+      done = to_.Objects().Delete(PackObject(*pack));
     }
   }
   return done;

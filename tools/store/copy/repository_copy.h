@@ -31,7 +31,8 @@ class RepositoryCopy {
   // this ends, all that the copy lists can be restored, and the next call goes on. What is marked to be
   // deleted does not come. An item that needs a damaged pack stays behind, until a later call finds the pack
   // whole; a saveset of which no item can come is not listed. What the first one deletes later stays in the
-  // copy. Both stores' `Work()` counts the packs that come, and their bytes.
+  // copy; what somebody deletes in the copy while it comes is left for the next call. Both stores' `Work()`
+  // counts the packs that come, and their bytes.
   Status Run(Result& result);
 
  private:
@@ -45,16 +46,19 @@ class RepositoryCopy {
   Status CopyPack(const PackFacts& pack);
   Status CopyItems(const Saveset& saveset, const std::optional<Saveset>& copy,
                    const std::vector<PackFacts>& packs, std::uint64_t& came);
+  Status DropBrought();
   Status FindTorn(const Saveset& saveset, std::set<std::uint64_t>& torn);
   Status CopyObjects(const Uid& saveset);
   [[nodiscard]] bool IsBad(const Catalog::ItemRecord& record) const;
+  Status TellBadIfKnown(const Uid& pack, const Status& why);
   Status TellBad(const Uid& pack, const Status& why);
 
   Store& from_;
   Store& to_;
   CheckListener listener_;
   Result result_;
-  std::set<Uid> bad_;  // packs that cannot be copied
+  std::set<Uid> bad_;      // packs that cannot be copied
+  std::set<Uid> brought_;  // packs that came for the saveset under way
 };
 
 }  // namespace store
