@@ -32,7 +32,7 @@ class Counter : public RestoreTeller {
  public:
   explicit Counter(bool json) : json_(json) {}
 
-  void Done(const std::string& /*report*/) override {}
+  void Done(const std::vector<std::string>& /*reports*/) override {}
   void Placed(const store::Item& item) override {
     ++placed;
     if (!item.name.empty()) {

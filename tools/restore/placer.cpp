@@ -88,6 +88,10 @@ void Placer::PutFile(const store::Item& item, const Target& target, std::vector<
     Fail(target.place, prepared);
     return;
   }
+  // Nobody waits for a large file.
+  if (item.facts.size >= kMostWaitingBytes || waiting.inPlace) {
+    Settle();
+  }
   waiting.closeNow = waiting.fileSystem != nullptr && waiting_.size() >= Settler::kFew;
   waitingBytes_ += item.facts.size;
   waiting_.push_back(std::move(waiting));
@@ -274,14 +278,17 @@ void Placer::SetFacts(const store::Item& directory, const Target& target) {
     Fail(target.place, checked);
     return;
   }
-  if (!platform::SetDirectoryFacts(target.place, directory.facts, why, platform::DirectorySync::kLater)) {
+  // One that cannot be opened any more is synchronised while it is open.
+  const bool closed = platform::KeepsOwnerOut(directory.facts);
+  const auto sync = closed ? platform::DirectorySync::kNow : platform::DirectorySync::kLater;
+  if (!platform::SetDirectoryFacts(target.place, directory.facts, why, sync)) {
     Fail(target.place, Status::Failed("its times and mode cannot be set: " + why));
     return;
   }
   Waiting waiting;
   waiting.place = target.place;
-  waiting.directory = target.place;
-  waiting.fileSystem = FileSystemOf(target.place);
+  waiting.directory = closed ? platform::DirectoryOf(target.place) : target.place;
+  waiting.fileSystem = FileSystemOf(waiting.directory);
   Add(std::move(waiting));
 }
 
@@ -328,16 +335,16 @@ void Placer::TakeNext() {
 
 void Placer::Report() {
   isSettling_.Wait();
-  for (const Waiting& waiting : settling_) {
+  std::vector<std::string> reports;
+  for (Waiting& waiting : settling_) {
     if (!waiting.status) {
       copying_.Wait();
       Fail(waiting.place, reader_.WithOlderCopy(waiting.item, waiting.status));
       continue;
     }
     teller_.Placed(waiting.item);
-    for (const std::string& report : waiting.reports) {
-      teller_.Done(report);
-    }
+    std::move(waiting.reports.begin(), waiting.reports.end(), std::back_inserter(reports));
   }
+  teller_.Done(reports);
   settling_.clear();
 }

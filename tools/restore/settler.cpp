@@ -1,7 +1,5 @@
 #include "restore/settler.h"
 
-#include <map>
-
 #include "platform/platform.h"
 
 using store::Status;
@@ -53,46 +51,44 @@ void Settler::TakePlaces(std::deque<Waiting>& group) {
 
 void Settler::SyncDirectories(std::deque<Waiting>& group) {
   SyncTogether(group);
-  std::set<std::string> done;
+  std::map<std::string, std::string> whyNot;
   for (Waiting& waiting : group) {
     if (waiting.status && !IsTogether(group, waiting)) {
-      SyncAlone(waiting, done);
+      SyncAlone(waiting, whyNot);
     }
   }
 }
 
 // Each file system once, for all that is good until now.
 void Settler::SyncTogether(std::deque<Waiting>& group) {
-  std::map<platform::FileSystem*, std::string> whyNot;
+  std::set<platform::FileSystem*> done;
   for (Waiting& waiting : group) {
     if (!waiting.status || !IsTogether(group, waiting)) {
       continue;
     }
-    const auto [entry, isNew] = whyNot.try_emplace(waiting.fileSystem);
     std::string why;
-    if (isNew && !waiting.fileSystem->Sync(why)) {
-      entry->second = why;
+    if (done.insert(waiting.fileSystem).second && !waiting.fileSystem->Sync(why)) {
+      failed_.try_emplace(waiting.fileSystem, why);
     }
-    if (!entry->second.empty()) {
-      waiting.status = Status::Failed("its file system cannot be synchronised: " + entry->second);
+    if (const auto failed = failed_.find(waiting.fileSystem); failed != failed_.end()) {
+      waiting.status = Status::Failed("its file system cannot be synchronised: " + failed->second);
     }
   }
 }
 
-// With all directories above at first: one that was killed may have made them.
-void Settler::SyncAlone(Waiting& waiting, std::set<std::string>& done) {
+// With all directories above at first: one that was killed may have made them. Each directory once, for all
+// that is in it.
+void Settler::SyncAlone(Waiting& waiting, std::map<std::string, std::string>& whyNot) {
   const std::string& directory = waiting.directory;
-  if (done.count(directory) != 0) {
-    return;
-  }
-  std::string why;
-  const bool synchronised = chained_.count(directory) != 0 ? platform::SyncDirectory(directory, why)
-                                                           : platform::SyncDirectoryChain(directory, why);
+  const auto [entry, isNew] = whyNot.try_emplace(directory);
+  const bool synchronised =
+      !isNew ? entry->second.empty()
+             : (chained_.count(directory) != 0 ? platform::SyncDirectory(directory, entry->second)
+                                               : platform::SyncDirectoryChain(directory, entry->second));
   if (!synchronised) {
-    waiting.status = Status::Failed("its directory cannot be synchronised: " + why);
+    waiting.status = Status::Failed("its directory cannot be synchronised: " + entry->second);
     return;
   }
-  done.insert(directory);
   if (chained_.size() >= kMostChained) {
     chained_.clear();
   }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -35,11 +36,14 @@ class Settler {
   void Settle(std::deque<Waiting>& group);
 
  private:
-  static void SyncFiles(std::deque<Waiting>& group);
+  void SyncFiles(std::deque<Waiting>& group);
   static void TakePlaces(std::deque<Waiting>& group);
   void SyncDirectories(std::deque<Waiting>& group);
-  static void SyncTogether(std::deque<Waiting>& group);
-  void SyncAlone(Waiting& waiting, std::set<std::string>& done);
+  void SyncTogether(std::deque<Waiting>& group);
+  void SyncAlone(Waiting& waiting, std::map<std::string, std::string>& whyNot);
 
   std::set<std::string> chained_;  // directories of which all above are on the disk
+  // For good: the system tells an error once, to whoever asks first, and the next group may be the one that
+  // it hits.
+  std::map<platform::FileSystem*, std::string> failed_;
 };

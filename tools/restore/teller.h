@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "store/pack/record.h"
 #include "store/status.h"
@@ -13,8 +14,8 @@ class RestoreTeller {
   RestoreTeller& operator=(const RestoreTeller&) = delete;
   virtual ~RestoreTeller() = default;
 
-  // In its place and on the disk. `report` is what the caller gave for it.
-  virtual void Done(const std::string& report) = 0;
+  // In their places and on the disk. The reports are those that the caller gave for them.
+  virtual void Done(const std::vector<std::string>& reports) = 0;
   // A file, link or directory is, whether or not it has a report.
   virtual void Placed(const store::Item& item) = 0;
   // Something that is no failure.

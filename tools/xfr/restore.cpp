@@ -53,7 +53,12 @@ std::vector<bool> FindRivals(const NameList& items, const std::string& destinati
 
 class Reporter : public RestoreTeller {
  public:
-  void Done(const std::string& report) override { ReportItem(report); }
+  void Done(const std::vector<std::string>& reports) override {
+    const ReportTogether together;
+    for (const std::string& report : reports) {
+      ReportItem(report);
+    }
+  }
   void Placed(const store::Item& /*item*/) override {}
   void Note(const std::string& text) override { ReportNote(text); }
   void Failed(const std::string& place, const Status& why) override {
@@ -70,10 +75,7 @@ class Restorer {
 
   // Brings one item back, now or with the next `Settle`; one that the saveset does not have is passed over.
   void Take(const std::string& name, const std::vector<std::string>& spellings);
-  void Settle() {
-    const ReportTogether together;
-    placer_.Settle();
-  }
+  void Settle() { placer_.Settle(); }
   void Fail(const std::string& place, const Status& status) { placer_.Fail(place, status); }
   [[nodiscard]] bool Failed() const { return placer_.Failures() > 0; }
 
@@ -160,6 +162,7 @@ void Restorer::TakeFile(const store::Item& item, const std::vector<std::string>&
   target.root = platform::DirectoryOf(target.place);
   if (item.kind == ItemKind::kLink) {
     // The program may find a directory where it leads.
+    placer_.Settle();
     const int failures = placer_.Failures();
     const bool made = placer_.PutLink(item, target);
     placer_.Settle();
@@ -177,7 +180,6 @@ void Restorer::TakeFile(const store::Item& item, const std::vector<std::string>&
     target.place = target.root;
     static_cast<void>(placer_.PutDirectory(target, Placer::Make::kFinished, std::move(reports)));
   } else {
-    const ReportTogether together;
     placer_.PutFile(item, target, std::move(reports));
   }
 }

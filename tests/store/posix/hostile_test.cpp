@@ -60,7 +60,7 @@ std::map<std::string, std::string> Snapshot(const std::string& directory) {
 class Teller : public RestoreTeller {
  public:
   explicit Teller(std::function<void(const std::string&)> told) : told_(std::move(told)) {}
-  void Done(const std::string& /*report*/) override {}
+  void Done(const std::vector<std::string>& /*reports*/) override {}
   void Placed(const Item& /*item*/) override {}
   void Note(const std::string& /*text*/) override {}
   void Failed(const std::string& place, const Status& why) override { told_(place + ": " + why.Message()); }
