@@ -18,7 +18,7 @@ S3Settings SettingsOf(const BucketConfig& bucket) {
   return settings;
 }
 
-// Whether there is an object whose name begins so.
+// Whether there is an object whose name begins so: a directory, as its name ends in a slash.
 Status HasAny(Place& place, const std::string& prefix, bool& any) {
   any = false;
   const Status listed = place.List(prefix, [&any](const std::string&, std::uint64_t) {
@@ -64,11 +64,11 @@ Status LookAtBucket(const ServerConfig& config, RepositoryState& state) {
     return rights;
   }
   const std::unique_ptr<Place> place = BucketOf(config);
-  bool found = false;
-  if (Status asked = HasAny(*place, kRepositoryObject, found); !asked) {
+  std::optional<std::uint64_t> size;
+  if (Status asked = place->Size(kRepositoryObject, size); !asked) {
     return asked;
   }
-  if (!found) {
+  if (!size) {
     return CheckIsEmpty(config, *place);
   }
   if (!config.database.empty() || platform::Exists(CatalogPath(config))) {

@@ -1,5 +1,6 @@
 #include "store/catalog_home.h"
 
+#include <algorithm>
 #include <array>
 
 #include "platform/data_file.h"
@@ -30,15 +31,21 @@ std::string Beside(const std::string& catalog, const std::string& which) {
   return catalog.substr(0, end) + "." + which + std::string(kEnding);
 }
 
-// Renames the catalog, if it is there, to a name that is free.
+bool HasAnyFile(const std::string& catalog) {
+  return std::any_of(kEndings.begin(), kEndings.end(),
+                     [&](const char* ending) { return platform::Exists(catalog + ending); });
+}
+
+// Renames the catalog, or what is left of it, to a name that is free: a log without its catalog would be
+// taken for the log of the one that comes in its place.
 Status PutFileAside(const std::string& catalog, std::string& aside) {
-  if (!platform::Exists(catalog)) {
+  if (!HasAnyFile(catalog)) {
     return {};
   }
   int number = 1;
   do {
     aside = Beside(catalog, "old-" + std::to_string(number++));
-  } while (platform::Exists(aside));
+  } while (HasAnyFile(aside));
   for (const char* ending : kEndings) {
     if (platform::Exists(catalog + ending)) {
       if (Status renamed = Rename(catalog + ending, aside + ending); !renamed) {
@@ -63,9 +70,26 @@ class FileHome : public CatalogHome {
 
  private:
   [[nodiscard]] std::string NewPath() const { return Beside(path_, "new"); }
+  [[nodiscard]] std::int64_t CountOld() const;
 
   std::string path_;
+  std::int64_t counted_ = 0;  // by the old catalog, when the new one was begun
 };
+
+// How many savesets and packs it has ever had; 0 of one that cannot be read.
+std::int64_t FileHome::CountOld() const {
+  std::unique_ptr<SqlEngine> engine;
+  std::int64_t count = 0;
+  if (Status opened = OpenSqlite(path_, MakeCatalog::kNever, engine); !opened) {
+    return 0;
+  }
+  const Status counted = engine->Run("SELECT value FROM counter WHERE name IN ('saveset', 'pack')", {},
+                                     [&count](const SqlRow& row) {
+                                       count += row.Number(0);
+                                       return Status();
+                                     });
+  return counted ? count : 0;
+}
 
 Status FileHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
   // A catalog outside the repository may be lost with its directory.
@@ -80,16 +104,28 @@ Status FileHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
       return Status::Failed(path + " cannot be deleted");
     }
   }
+  counted_ = CountOld();
   return OpenSqlite(NewPath(), MakeCatalog::kIfMissing, engine);
 }
 
 Status FileHome::EndNew(std::string& aside) {
+  // Without them the new one would lack what they hold.
+  for (const char* ending : {"-wal", "-journal"}) {
+    if (platform::Exists(NewPath() + ending)) {
+      return Status::NoRoom("the new catalog could not be brought to its file whole: " + NewPath() + ending +
+                            " is left");
+    }
+  }
+  if (counted_ != 0 && CountOld() != counted_) {
+    return Status::Conflict("a backup came meanwhile: call again when none is running");
+  }
   if (Status put = PutFileAside(path_, aside); !put) {
     return put;
   }
   if (Status renamed = Rename(NewPath(), path_); !renamed) {
     return renamed;
   }
+  GiveSpareRoom(NewPath());
   std::string why;
   return platform::SyncDirectory(platform::DirectoryOf(path_), why)
              ? Status()

@@ -99,8 +99,10 @@ std::string Import::RecoveredName(const Uid& uid) const {
 // happened.
 Status Import::ImportSaveset(const Uid& uid) {
   SavesetObjects objects;
-  if (Status read = ReadSavesetObjects(shelf_, uid, objects); !read) {
+  if (Status read = ReadSavesetObjects(shelf_, uid, objects); IsDamage(read)) {
     tell_(read.Message());
+  } else if (!read) {
+    return read;
   }
   Saveset& saveset = objects.saveset;
   if (!objects.begun) {
@@ -131,9 +133,11 @@ Status Import::ImportPacks() {
 Status Import::ImportPack(const Uid& uid, std::uint64_t size) {
   std::shared_ptr<const PackReader> pack;
   if (Status opened = PackReader::Open(shelf_.place, shelf_.keys, shelf_.repository, uid, size, pack);
-      !opened) {
+      IsDamage(opened)) {
     tell_(opened.Message() + "; lost is what was completed with this pack, and what refers to it");
     return {};
+  } else if (!opened) {
+    return opened;
   }
   ++packs_;
   std::vector<std::string> records;
@@ -160,9 +164,11 @@ Status Import::ReadRecords(const PackReader& pack, std::vector<std::string>& rec
       continue;
     }
     std::string bytes;
-    if (Status read = pack.ReadBlock(number, bytes); !read) {
+    if (Status read = pack.ReadBlock(number, bytes); IsDamage(read)) {
       tell_(read.Message() + "; lost are the items whose records are in this block");
       continue;
+    } else if (!read) {
+      return read;
     }
     Decoder decoder(bytes);
     while (decoder.Left() > 0 && !decoder.Failed() && records.size() <= pack.Tables().items) {
@@ -314,6 +320,9 @@ Status RebuildIn(const ServerConfig& config, Place& place, const Tell& tell, Sto
   }
   if (done) {
     done = MakeNewCatalog(*home, object, {place, keys, id}, tell, rebuilt);
+  }
+  if (done) {
+    done = RefuseRunning(config);
   }
   // First nobody may use an old catalog in a file any more.
   if (done) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/data_file.h"
+#include "platform/failures.h"
 #include "platform/platform.h"
 #include "store/catalog/postgres_engine.h"
 #include "store/ini_file.h"
@@ -332,9 +333,15 @@ Status FindFile(std::string& file) {
   }
   for (const std::string& place : {platform::ProgramDirectory() + "/korvo.ini",
                                    platform::SystemConfigDirectory() + "/korvo/korvo.ini"}) {
-    if (platform::Exists(place)) {
+    const platform::PathInfo found = platform::LookUp(place);
+    if (found.kind != platform::PathKind::kMissing) {
       file = place;
       return {};
+    }
+    // Without it the backup would go to another repository.
+    if (!platform::MeansMissing(found.error)) {
+      return Status::Failed("whether there is a configuration " + place + " cannot be seen (error " +
+                            std::to_string(found.error) + "): let this user read its directory");
     }
   }
   file.clear();

@@ -47,4 +47,10 @@ inline constexpr const char* kToldToEnd = "this program was told to end";
 
 inline Status Status::Interrupted() { return Status(Kind::kInterrupted, kToldToEnd); }
 
+// Something that was stored is lost: who looks through a repository tells it and goes on. Any other failure
+// may be one of asking, and ends the look.
+[[nodiscard]] inline bool IsDamage(const Status& status) {
+  return status.What() == Status::Kind::kDamaged || status.What() == Status::Kind::kMissing;
+}
+
 }  // namespace store

@@ -125,23 +125,24 @@ Status Catalog::Inside::TakeItemsOut(std::int64_t saveset, std::optional<std::in
   bool more = true;
   while (more) {
     std::vector<Uid> named;
+    Portion portion;
     Status done = Transact([&] {
       named.clear();
-      Portion portion;
       if (Status read = ReadPortion(*this, saveset, directory, behind, portion); !read) {
         return read;
       }
-      more = portion.numbers.size() == static_cast<std::size_t>(kPortion);
       if (Status deleted = DeletePortion(*this, saveset, portion); !deleted) {
         return deleted;
       }
-      behind = portion.numbers.empty() ? behind : portion.numbers.back();
       return NameUnneeded(*this, portion.packs, named);
     });
     if (!done) {
       return done;
     }
     packs.insert(packs.end(), named.begin(), named.end());
+    // Not before: what did not commit is still there, and is read again.
+    more = portion.numbers.size() == static_cast<std::size_t>(kPortion);
+    behind = more ? portion.numbers.back() : behind;
   }
   return {};
 }

@@ -5,14 +5,27 @@
 namespace store {
 namespace {
 
-// Within a transaction; no saveset if there is no such run.
+constexpr const char* kTakenForDead =
+    "the run was taken for dead and ended by another program: start the backup again";
+
+// Within a transaction; no saveset if there is no such run, or one that is being ended.
 Status See(Catalog::Inside& inside, const Uid& run, std::optional<std::int64_t>& saveset) {
   std::int64_t now = 0;
   if (Status told = inside.engine->Now(now); !told) {
     return told;
   }
-  return inside.FindNumber("UPDATE run SET seen = $1 WHERE uid = $2 RETURNING saveset", {now, run.Bytes()},
-                           saveset);
+  return inside.FindNumber(
+      "UPDATE run SET seen = $1 WHERE uid = $2 AND "
+      "(SELECT mover FROM saveset WHERE saveset.id = run.saveset) = 1 RETURNING saveset",
+      {now, run.Bytes()}, saveset);
+}
+
+// From here on the run commits nothing any more, should it be alive after all.
+Status Stop(Catalog::Inside& inside, std::int64_t saveset) {
+  return inside.Transact([&] {
+    Status done = inside.Run("UPDATE saveset SET mover = 3 WHERE id = $1", {saveset});
+    return done ? inside.Run("UPDATE pack SET state = 3 WHERE saveset = $1 AND state = 0", {saveset}) : done;
+  });
 }
 
 }  // namespace
@@ -42,7 +55,10 @@ Status Catalog::EndRun(const Uid& run, Mover mover, const std::string& reason) {
   std::optional<std::int64_t> saveset;
   if (Status found = inside_->FindNumber("SELECT saveset FROM run WHERE uid = $1", {run.Bytes()}, saveset);
       !found || !saveset) {
-    return found;
+    return found && mover == Mover::kEndedClean ? Status::Failed(kTakenForDead) : found;
+  }
+  if (Status stopped = mover == Mover::kEndedFailed ? Stop(*inside_, *saveset) : Status(); !stopped) {
+    return stopped;
   }
   // Directories that it did not end are taken back.
   std::vector<std::int64_t> unfinished;
@@ -111,8 +127,7 @@ Status Catalog::AnnouncePack(const Uid& run, const Uid& pack) {
       return seen;
     }
     if (!saveset) {
-      return Status::Failed(
-          "the run was taken for dead and ended by another program: start the backup again");
+      return Status::Failed(kTakenForDead);
     }
     std::int64_t id = 0;
     if (Status counted = inside_->Count("pack", id); !counted) {

@@ -21,9 +21,4 @@ struct CheckListener {
   std::function<void(const std::string& saveset, const std::string& item)> lost;
 };
 
-// Damage is told and the check goes on; any other failure ends it.
-inline bool IsDamage(const Status& status) {
-  return status.What() == Status::Kind::kDamaged || status.What() == Status::Kind::kMissing;
-}
-
 }  // namespace store

@@ -61,15 +61,23 @@ PackBatch::PackBatch(Store& store, const CheckListener& listener, Tell tell)
 
 bool PackBatch::IsFull() const { return chunks_ >= kMostChunks; }
 
+Status PackBatch::Failure() {
+  const std::lock_guard lock(mutex_);
+  return failure_;
+}
+
 // One sentence for each block: what else is wrong in it follows from that.
 void PackBatch::NoteBad(const Uid& pack, std::uint64_t block, const Status& status) {
   const std::lock_guard lock(mutex_);
+  if (!IsDamage(status)) {
+    failure_ = failure_ ? status : failure_;
+    return;
+  }
   Bad& bad = bad_[pack];
   if (bad.whole || !bad.blocks.insert(block).second) {
     return;
   }
   bad.whole = block == kWhole;
-  bad.isDamage = bad.isDamage || IsDamage(status);
   bad.what.push_back(status.Message());
 }
 
@@ -80,7 +88,7 @@ Status PackBatch::Add(const PackFacts& pack) {
       PackReader::Open(store_.Objects(), store_.Secrets(), store_.Id(), pack.uid, checking->reader);
   if (!opened) {
     NoteBad(pack.uid, kWhole, opened);
-    return {};
+    return Failure();
   }
   for (const BlockEntry& block : checking->reader->Tables().blocks) {
     chunks_ += block.plain / kSmallestUsualChunk;
@@ -100,8 +108,14 @@ Status PackBatch::Run() {
     done = ListChunks();
   }
   if (done) {
+    done = Failure();
+  }
+  if (done) {
     CheckBlocks();
-    done = platform::Interrupted() ? Status::Interrupted() : TellBad();
+    done = platform::Interrupted() ? Status::Interrupted() : Failure();
+  }
+  if (done) {
+    done = TellBad();
   }
   if (done) {
     done = Note();
@@ -110,6 +124,7 @@ Status PackBatch::Run() {
   byId_.clear();
   maps_.clear();
   bad_.clear();
+  differs_.clear();
   chunks_ = 0;
   return done;
 }
@@ -128,7 +143,7 @@ Status PackBatch::CheckRecords(const Checking& checking) {
     if (Status read = checking.reader->ReadBlock(number, bytes); !read) {
       NoteBad(checking.facts.uid, number, read);
       bad_[checking.facts.uid].recordsLost = true;
-      return {};
+      return Failure();
     }
     Decoder decoder(bytes);
     while (decoder.Left() > 0 && !decoder.Failed() && count <= checking.reader->Tables().items) {
@@ -154,6 +169,7 @@ Status PackBatch::CompareRecords(const Checking& checking, std::map<std::uint64_
     const auto record = records.find(row.item.number);
     if (record == records.end() || record->second != row.record ||
         row.saveset != checking.reader->Tables().saveset) {
+      differs_.insert(checking.facts.uid);
       tell_({pack + " has not the record that the catalog has of item " + row.item.name + " of saveset " +
                  row.savesetName + ": if the catalog were lost, the item would be",
              checking.facts.uid});
@@ -186,6 +202,7 @@ Status PackBatch::TellMissingRows(const Checking& checking,
       return looked;
     }
     if (saveset && !noLoss) {
+      differs_.insert(checking.facts.uid);
       tell_({"the catalog lacks item " + item.name + " of saveset " + saveset->name + ", which is in pack " +
                  checking.facts.uid.Hex() + ": korvo rebuild brings it back",
              checking.facts.uid});
@@ -365,7 +382,7 @@ Status PackBatch::TellBad() {
     if (Status told = TellLost(uid, bad); !told) {
       return told;
     }
-    if (bad.isDamage && store_.Rows().CanWrite()) {
+    if (store_.Rows().CanWrite()) {
       if (Status marked = store_.Rows().MarkPackDamaged(uid); !marked) {
         return marked;
       }
@@ -402,14 +419,15 @@ Status PackBatch::IsLost(const Item& item, const Uid& pack, const Bad& bad, bool
                                [&](const FilePart::FromBlock& from) { return isBad(from.pack, from.block); });
     return platform::Interrupted() ? Status::Interrupted() : Status();
   });
-  return walked.What() == Status::Kind::kInterrupted ? walked : Status();
+  return walked.What() == Status::Kind::kInterrupted ? walked : Failure();
 }
 
 Status PackBatch::Note() {
   std::vector<Uid> good;
   for (const std::unique_ptr<Checking>& checking : packs_) {
-    if (bad_.count(checking->facts.uid) == 0) {
-      good.push_back(checking->facts.uid);
+    const Uid& uid = checking->facts.uid;
+    if (bad_.count(uid) == 0 && differs_.count(uid) == 0) {
+      good.push_back(uid);
     }
   }
   return good.empty() || !store_.Rows().CanWrite() ? Status() : store_.Rows().NoteChecked(good, readsData_);

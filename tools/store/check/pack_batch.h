@@ -52,12 +52,12 @@ class PackBatch {
   struct Bad {
     std::vector<std::string> what;
     std::set<std::uint64_t> blocks;
-    bool whole = false;     // nothing in it can be used
-    bool isDamage = false;  // and not only a failure to read
+    bool whole = false;  // nothing in it can be used
     bool recordsLost = false;
   };
   static constexpr std::uint64_t kWhole = UINT64_MAX;
 
+  [[nodiscard]] Status Failure();
   void NoteBad(const Uid& pack, std::uint64_t block, const Status& status);
   Status CheckRecords(const Checking& checking);
   Status CompareRecords(const Checking& checking, std::map<std::uint64_t, std::string>& records);
@@ -85,6 +85,8 @@ class PackBatch {
   std::unordered_set<Uid, UidHash> maps_;  // that were gone through
   std::mutex mutex_;
   std::map<Uid, Bad> bad_;
+  Status failure_;         // the first to read, which is no damage and ends the check
+  std::set<Uid> differs_;  // from the catalog, which was told
   PackCache opened_;
   BlockCache blocks_;
   Pending pending_;

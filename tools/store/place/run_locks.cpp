@@ -61,7 +61,8 @@ Status RunLocks::Hold(const Uid& run, std::unique_ptr<RunHold>& hold) {
   if (file == nullptr) {
     return Failure("the file " + path + " cannot be created", why);
   }
-  if (!file->WriteAt(0, space_.data(), space_.size()) || !file->Close()) {
+  // On the disk before the run is in the catalog: one that tells nothing could not be told from a live one.
+  if (!file->WriteAt(0, space_.data(), space_.size()) || !file->Sync() || !file->Close()) {
     platform::RemoveFile(path);
     return Failure("the file " + path + " cannot be written", file->Why());
   }
@@ -85,8 +86,10 @@ Status RunLocks::IsGone(const Uid& run, bool& gone) {
     gone = whose_ == Whose::kEverybodys;
     return {};
   }
+  // An empty one is that of a program that was killed over it, or only begins: no run is in the catalog yet.
   std::string space;
-  if (ReadSmallFile(PathOf(run), space) && (space == space_ || platform::SeesLocksOf(space))) {
+  if (ReadSmallFile(PathOf(run), space) &&
+      (space.empty() || space == space_ || platform::SeesLocksOf(space))) {
     gone = platform::FileClaim::TryClaim(PathOf(run), kLockedByte) != nullptr;
   }
   return {};

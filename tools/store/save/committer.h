@@ -40,7 +40,7 @@ class Committer {
   Status NextPack(Uid& pack);
   // One is going to be asked for: announces it meanwhile.
   void PreparePack();
-  // Waits while the last batch but one is not done yet. Packs without items wait for the items that need
+  // Waits while too many batches before it are not done yet. Packs without items wait for the items that need
   // them.
   Status Add(Batch batch);
   // Deletes packs that wait for items, but those in `needed`: a file was given up.
@@ -51,8 +51,6 @@ class Committer {
   Status Wait();
   // What was committed, and what could not, since the last call.
   void Take(std::vector<Item>& committed, std::vector<Conflict>& conflicts);
-  // With nothing under way: the connection, for the calling thread.
-  [[nodiscard]] Catalog& Rows() { return *catalog_; }
 
  private:
   struct Order {

@@ -123,6 +123,7 @@ Status SavesetWriter::Inside::Begin(const std::string& name) {
   }
   Status begun = BeginSaving();
   if (!begun) {
+    failure_ = begun;
     static_cast<void>(End(false, false, ""));
   }
   return begun;
@@ -474,16 +475,19 @@ Status SavesetWriter::Inside::End(bool good, bool firstLevel, const std::string&
     return {};
   }
   begun_ = false;
+  // Also an interrupt: what was not committed now is not.
   if (inDirectory_ && failure_) {
-    static_cast<void>(Keep(DropDirectory()));
+    failure_ = DropDirectory();
   }
   if (failure_) {
     const bool isLevel = good && firstLevel && anyItem_ && !scattered_;
-    static_cast<void>(Keep(isLevel ? FinishWithFirstLevel() : Finish()));
+    failure_ = isLevel ? FinishWithFirstLevel() : Finish();
   }
   if (failure_) {
-    Status dropped = committer_->DropWaiting({});
-    static_cast<void>(Keep(dropped ? committer_->Wait() : dropped));
+    failure_ = committer_->DropWaiting({});
+  }
+  if (failure_) {
+    failure_ = committer_->Wait();
   }
   return failure_ ? EndRun(store_.Rows(), good && !againFailed_, why) : EndFailedRun();
 }

@@ -31,7 +31,7 @@ class SourceReader {
   std::uint64_t size_;
   bool sparse_;
   std::uint64_t offset_ = 0;
-  // What is known of the place from `extentBegin_` on: data or a hole up to `extentEnd_`.
+  // What is known of the place that was asked for last: data or a hole up to `extentEnd_`.
   std::uint64_t extentEnd_ = 0;
   bool inHole_ = false;
   std::uint64_t asked_ = 0;     // up to where was asked what is in memory

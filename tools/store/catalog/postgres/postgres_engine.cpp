@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <optional>
 
 #include "platform/platform.h"
 #include "store/base/uid.h"
@@ -185,8 +186,9 @@ void PostgresEngine::Rollback() {
   }
 }
 
-// On a connection of its own the transaction's mark is made once more. The server lets that wait as long as
-// the transaction is still under way; when the mark is there already it has committed, and else it never can.
+// On a connection of its own the transaction's mark is made once more, with the time 0. The server lets that
+// wait as long as the transaction is still under way; when its own mark is there already it has committed,
+// and else it never can. A mark of time 0 is that of a look-up before this one, whose answer was lost.
 Status PostgresEngine::AskForMark(bool& committed) {
   std::unique_ptr<PostgresConnection> fresh;
   Status done = PostgresConnection::Open(options_, fresh);
@@ -194,18 +196,25 @@ Status PostgresEngine::AskForMark(bool& committed) {
     done = fresh->Run("SET lock_timeout = '30s'", {});
   }
   if (done) {
-    done = fresh->Run("INSERT INTO mark(uid, made) VALUES($1, " + std::string(kSecondsNow) +
-                          ") ON CONFLICT(uid) DO NOTHING",
-                      {mark_.Bytes()});
+    done =
+        fresh->Run("INSERT INTO mark(uid, made) VALUES($1, 0) ON CONFLICT(uid) DO NOTHING", {mark_.Bytes()});
   }
-  if (!done) {
+  if (!done || fresh->Changed() != 0) {
     return done;
   }
-  committed = fresh->Changed() == 0;
+  std::optional<std::int64_t> made;
+  done = fresh->Run("SELECT made FROM mark WHERE uid = $1", {mark_.Bytes()}, [&made](const SqlRow& row) {
+    made = row.Number(0);
+    return Status();
+  });
+  if (done && !made) {
+    return Status::Conflict("the mark of the transaction was deleted meanwhile");
+  }
+  committed = done && *made != 0;
   if (committed) {
     connection_ = std::move(fresh);
   }
-  return {};
+  return done;
 }
 
 // What has not happened fails for good: this engine is of no use any more then.
