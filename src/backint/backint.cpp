@@ -1,6 +1,5 @@
 // The road of a run, from process start to exit status.
 
-#include <cstring>
 #include <new>
 #include <optional>
 #include <string>

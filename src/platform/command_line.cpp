@@ -67,6 +67,7 @@ ProgramToken FirstToken(std::string_view commandLine) {
     ++position;
   }
   token.end = position;
+  token.isOpen = quoted;
   return token;
 }
 

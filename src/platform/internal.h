@@ -86,7 +86,9 @@ bool RandomBytes(void* bytes, std::size_t size);
 struct ProgramToken {
   std::string name;
   std::size_t end = 0;
+  bool isOpen = false;  // a quote has no end: what follows belongs to the name
 };
+inline constexpr const char* kOpenQuote = "a double quote in its path has no end";
 ProgramToken FirstToken(std::string_view commandLine);
 
 std::string WithoutQuotes(std::string_view program);

@@ -14,8 +14,6 @@
 namespace fuzz {
 namespace {
 
-bool IsBlank(std::string text) { return IsEmptyLine(text); }
-
 void CheckSession() {
   const SessionData& server = Server();
   Require(server.szSessionId.size() <= kSessionIdWidth && server.szJobName.size() <= kJobNameWidth &&

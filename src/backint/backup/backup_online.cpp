@@ -25,6 +25,7 @@ RunResult WriteLines(const ItemList& names, const std::string& directory, ItemSt
   if (!directory.empty()) {
     return WriteBackupResult(directory, status);
   }
+  ResultLines lines;
   RunResult result = RunResult::kSuccess;
   for (const std::string& name : names) {
     result = WriteBackupResult(name, status);
@@ -32,6 +33,7 @@ RunResult WriteLines(const ItemList& names, const std::string& directory, ItemSt
       TRACE(1, "%s", kOutputFailed);
     }
   }
+  FoldResult(result, lines.Close());
   return result;
 }
 

@@ -2,6 +2,7 @@
 
 #include "backint/base/text.h"
 #include "common/cm_common.h"
+#include "platform/failures.h"
 #include "platform/platform.h"
 
 namespace {
@@ -14,6 +15,11 @@ bool CouldBeOne(const std::string& path) {
 }  // namespace
 
 bool FileExists(const std::string& path) { return !path.empty() && platform::Exists(path); }
+
+bool IsMissing(const std::string& path) {
+  const platform::PathInfo found = platform::LookUp(path);
+  return found.kind == platform::PathKind::kMissing && platform::MeansMissing(found.error);
+}
 
 bool IsFullPath(const std::string& path) {
   const std::size_t backslash = path.find('\\');

@@ -8,6 +8,8 @@
 
 // Whether the path names anything, a directory included. An empty path names nothing.
 [[nodiscard]] bool FileExists(const std::string& path);
+// Whether nothing has this name. What cannot be looked at is neither missing nor there.
+[[nodiscard]] bool IsMissing(const std::string& path);
 
 // Whether the path is told from its root: its first backslash stands at index 2 or later, as behind a drive
 // letter, or it is a system name. A path that begins with a backslash is not told from a drive's root.

@@ -15,9 +15,7 @@ bool IsDigit(char character) { return character >= '0' && character <= '9'; }
 bool EndsWithChar(std::string_view text, char character) { return !text.empty() && text.back() == character; }
 
 void TrimBlanks(std::string& text, Trim mode) {
-  if (mode != Trim::kStart) {
-    text.erase(text.find_last_not_of(kBlanks) + 1);
-  }
+  text.erase(text.find_last_not_of(kBlanks) + 1);
   if (mode != Trim::kEnd) {
     text.erase(0, std::min(text.find_first_not_of(kBlanks), text.size()));
   }

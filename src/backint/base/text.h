@@ -9,7 +9,7 @@
 [[nodiscard]] bool EndsWithChar(std::string_view text, char character);
 
 // Which ends of a text lose their spaces and tabs.
-enum class Trim { kBoth, kEnd, kStart };
+enum class Trim { kBoth, kEnd };
 void TrimBlanks(std::string& text, Trim mode = Trim::kBoth);
 
 // Takes off one line feed or carriage return at the end; of a CR LF pair the line feed only.
@@ -18,6 +18,7 @@ void StripNewline(std::string& text);
 // Normalises the text (`TrimBlanks`, then `StripNewline`) and tells whether nothing is left. Callers go on
 // with the normalised text. Blanks in front of a line feed stay, since they are not at the end.
 [[nodiscard]] bool IsEmptyLine(std::string& text);
+[[nodiscard]] inline bool IsBlank(std::string text) { return IsEmptyLine(text); }
 
 // Upper-cases each byte by the rules of the "C" locale: bytes above 127 stay.
 std::string& ToUpper(std::string& text);

@@ -1,5 +1,6 @@
-// The trace: the program's only log. One line is one complete cycle of open, lock, write and close, so
-// nothing stays open between lines and several processes can share a file.
+// The trace: the program's only log. One line is one complete cycle of open, lock, write and close, and so
+// are the lines of a batch (`TraceBatch`): nothing stays open between them, and several processes can share a
+// file.
 #pragma once
 
 #include <string>

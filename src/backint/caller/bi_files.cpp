@@ -121,6 +121,7 @@ bool SpooledInput::Write(const ItemList& lines) {
       return true;
     }
     if (file != nullptr) {
+      file->Close();
       platform::RemoveFile(path_);
       path_.clear();
     }

@@ -110,7 +110,8 @@ bool IsUnsavableName(const std::string& item) {
 RunResult SplitRedoAndControlFiles(const ItemList& items, SpecialItems& special) {
   for (const std::string& item : items) {
     const bool isSpecial = (IsOnlineRedoLog(item) || IsControlFile(item)) && !IsUnsavableName(item);
-    if (!isSpecial || !FileExists(item)) {
+    // One that cannot be looked at is for the data mover to refuse.
+    if (!isSpecial || IsMissing(item)) {
       continue;
     }
     if (!PutToList(item, special.list)) {

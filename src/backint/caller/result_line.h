@@ -1,5 +1,6 @@
 // The result lines: all that the caller learns about its items. Each call writes one line into the output
-// file itself, so a line is in the file the moment its item is decided.
+// file itself, so a line is in the file the moment its item is decided; `ResultLines` is for those that are
+// decided together.
 #pragma once
 
 #include <memory>

@@ -125,7 +125,7 @@ bool IsAnsweredSoon(const std::string& semaphore) {
   constexpr std::uint64_t kInterruptedMilliseconds = 10000;
   constexpr std::uint32_t kPollMilliseconds = 50;
   const std::uint64_t start = platform::SteadyMilliseconds();
-  while (FileExists(semaphore)) {
+  while (!IsMissing(semaphore)) {
     if (platform::SteadyMilliseconds() - start >= kInterruptedMilliseconds) {
       return false;
     }
@@ -134,15 +134,12 @@ bool IsAnsweredSoon(const std::string& semaphore) {
   return true;
 }
 
-// The files of an exchange that nobody answered keep every later run from beginning one.
-void TellLeftFiles() {
+// The files of an exchange that was given up keep every later run from beginning one.
+std::string TellLeftFiles(const std::string& what, const std::string& files) {
   const std::string sentence =
-      "ERROR: BRBACKUP has not answered. Before the next online backup, once no backup runs, delete " +
-      SwitchFile("lis") + ", " + SwitchFile("sem") + " and " + SwitchFile("log") + ".";
-  if (RunIsInterrupted()) {
-    TRACE(1, "%s", sentence.c_str());
-  }
+      "ERROR: " + what + ". Before the next online backup, once no backup runs, delete " + files + ".";
   TellOnStandardError(sentence);
+  return sentence;
 }
 
 }  // namespace
@@ -157,8 +154,14 @@ RunResult CreateSwitchFiles(const JobItems& items, SwitchTag tag) {
   bool list = false;
   bool semaphore = false;
   try {
-    return CreateList(items, tag, list) && CreateSemaphore(tag, semaphore) ? RunResult::kSuccess
-                                                                           : RunResult::kFailure;
+    if (!CreateList(items, tag, list)) {
+      return RunResult::kFailure;
+    }
+    if (!CreateSemaphore(tag, semaphore)) {
+      static_cast<void>(TellLeftFiles("BRBACKUP could not be asked", SwitchFile("lis")));
+      return RunResult::kFailure;
+    }
+    return RunResult::kSuccess;
   } catch (const std::bad_alloc&) {
     if (semaphore) {
       return RunResult::kSuccess;  // only the trace lacks it
@@ -175,7 +178,7 @@ RunResult WaitForSwitchSemaphore() {
   TRACE(3, "INFO: Waiting for Switch Semaphore file to be deleted.");
   const std::string path = SwitchFile("sem");
   for (int seconds = 0; seconds < kLimitSeconds && !RunIsInterrupted(); seconds += kCheckSeconds) {
-    if (!FileExists(path)) {
+    if (IsMissing(path)) {
       TRACE(3, "INFO: Switch Semaphore file get deleted.");
       return RunResult::kSuccess;
     }
@@ -187,13 +190,18 @@ RunResult WaitForSwitchSemaphore() {
     TRACE(3, "INFO: Switch Semaphore file get deleted.");
     return RunResult::kSuccess;
   }
-  TellLeftFiles();
+  const std::string told =
+      TellLeftFiles("BRBACKUP has not answered",
+                    SwitchFile("lis") + ", " + SwitchFile("sem") + " and " + SwitchFile("log"));
+  if (RunIsInterrupted()) {
+    TRACE(1, "%s", told.c_str());
+  }
   return RunResult::kFailure;
 }
 
 RunResult ReadSwitchLog() {
   const std::string path = SwitchFile("log");
-  if (!FileExists(path)) {
+  if (IsMissing(path)) {
     TRACE(1, "ERROR: switch log file does not exists.");
     return RunResult::kFailure;
   }
@@ -221,6 +229,9 @@ RunResult ReadSwitchLog() {
 RunResult DeleteSwitchLog() {
   const std::string path = SwitchFile("log");
   if (!platform::RemoveFile(path)) {
+    if (!IsMissing(path)) {
+      static_cast<void>(TellLeftFiles("the answer of BRBACKUP cannot be deleted", path));
+    }
     return RunResult::kFailure;
   }
   TRACE(3, "INFO: Switch Log file :%s deleted.", path.c_str());

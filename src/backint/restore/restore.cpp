@@ -163,7 +163,9 @@ void RunGroups(const std::vector<RestoreGroup>& groups, RunResult& result) {
   if (collected != nullptr) {
     RunGroup(*collected, result);
   } else {
-    TRACE(1, "ERROR: There is no valid input lines in input file.");
+    if (!RunIsInterrupted()) {
+      TRACE(1, "ERROR: There is no valid input lines in input file.");
+    }
     FoldResult(result, RunResult::kFailure);
   }
 }

@@ -11,7 +11,6 @@
 namespace {
 
 constexpr const char* kTraceSource = "backint_func";
-constexpr const char* kClientName = "sapr3";
 
 // ---- Reading a reply ------------------------------------------------------------------------------
 
@@ -89,8 +88,6 @@ class WholeStream {
 
 // ---- Command lines --------------------------------------------------------------------------------
 
-bool IsBlank(std::string text) { return IsEmptyLine(text); }
-
 const char* ModeSwitch() { return Params().szFunction == "BACKUP" ? "-b" : "-r"; }
 
 // The SID, as many underscores as bring the whole to 16 characters, and the time.
@@ -111,10 +108,7 @@ std::string OpenSessionCommand() {
 }
 
 std::string OpenJobCommand() {
-  SessionData& server = Server();
-  if (Params().szFunction == "BACKUP") {
-    server.szSavesetName = MakeSavesetName();
-  }
+  const SessionData& server = Server();
   const std::string options = OptionText("-S", server.szTapeServer) + OptionText("-d", server.szParDrive) +
                               OptionText("-j", server.szJobName) + OptionText("-t", server.szParTape) +
                               OptionText("-m", server.szPool);
@@ -271,6 +265,9 @@ RunResult OpenSession() {
 
 RunResult OpenJob() {
   bool& isOpen = Server().bJobOpen;
+  if (Params().szFunction == "BACKUP") {
+    Server().szSavesetName = MakeSavesetName();
+  }
   isOpen = Converse(OpenJobCommand(), Direction::kOpening, isOpen) && CheckOpenedJob() == RunResult::kSuccess;
   return isOpen ? RunResult::kSuccess : RunResult::kFailure;
 }

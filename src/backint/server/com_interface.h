@@ -7,6 +7,9 @@
 
 #include "backint/base/run_records.h"
 
+// As whom this program introduces itself to the server.
+inline constexpr const char* kClientName = "sapr3";
+
 // One run of the control tool each. Success or failure, never warnings: what the tool printed decides, and a
 // value that must be there after an opening is missing otherwise.
 //

@@ -20,9 +20,13 @@ constexpr const char* kTraceSource = "backint_util";
 ItemList ListFirstLevel(const std::string& directory) {
   std::vector<std::string> names;
   ItemList entries;
+  std::string why;
   std::string unusableName;
-  if (!platform::ListDirectory(directory, names, nullptr, &unusableName)) {
-    if (!unusableName.empty()) {
+  if (!platform::ListDirectory(directory, names, &why, &unusableName)) {
+    if (unusableName.empty()) {
+      TRACE_AS("backint_back", 1, "ERROR: directory %s cannot be listed: %s.", directory.c_str(),
+               why.c_str());
+    } else {
       TRACE_AS("backint_back", 1, "ERROR: a name that the code page lacks cannot be backed up: %s.",
                (WithSeparator(directory, platform::SeparatorOf(directory)) + unusableName).c_str());
     }

@@ -30,7 +30,7 @@ std::string QueryCommand(const Question& question, Mode mode) {
   const SessionData& server = Server();
   const std::string saveset = question.backupId == kNoBackupId ? "NULL" : question.backupId;
   return FormatText("%s -q -C %s -I %s -s %s -v %s %s", server.szComInterfacePath.c_str(),
-                    server.szServer.c_str(), "sapr3", saveset.c_str(), server.szComTraceLevel.c_str(),
+                    server.szServer.c_str(), kClientName, saveset.c_str(), server.szComTraceLevel.c_str(),
                     LastArgument(question, mode).c_str());
 }
 

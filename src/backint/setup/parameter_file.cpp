@@ -106,8 +106,6 @@ RunResult CheckMandatoryKey(const char* key, const std::string& field) {
   return RunResult::kSuccess;
 }
 
-bool IsBlank(std::string text) { return IsEmptyLine(text); }
-
 // The server with port, user and password behind it, joined by colons.
 std::string ServerLogin() {
   const SessionData& server = Server();

@@ -47,7 +47,7 @@ bool IsRegular(const struct stat& status, std::string& why) {
 // Opens what was looked at, if it is a regular file with this id, then and when it is open: `status` gets
 // what it is then. Between the two another may take its place: without O_NONBLOCK the opening of a pipe would
 // wait for its writer.
-int OpenRegular(const std::string& native, int flags, const FileId& id, struct stat& status,
+int OpenRegular(const std::string& native, int flags, const FileId* id, struct stat& status,
                 std::string& why) {
   if (!IsRegular(status, why)) {
     return -1;
@@ -57,7 +57,7 @@ int OpenRegular(const std::string& native, int flags, const FileId& id, struct s
     why = ErrorText(errno);
   } else if (!IsRegular(status, why)) {
     // `why` says it
-  } else if (internal::IdOf(status) != id) {
+  } else if (id != nullptr && internal::IdOf(status) != *id) {
     why = "another file has taken its place";
   } else {
     return handle;
@@ -86,8 +86,7 @@ std::unique_ptr<DataFile> DataFile::OpenForReading(const std::string& path, std:
     why = ErrorText(errno);
     return nullptr;
   }
-  const FileId id = internal::IdOf(status);
-  const int handle = OpenRegular(NativePath(path), 0, id, status, why);
+  const int handle = OpenRegular(NativePath(path), 0, nullptr, status, why);
   return handle < 0 ? nullptr : std::unique_ptr<DataFile>(new DataFile(handle, internal::FactsOf(status)));
 }
 
@@ -97,7 +96,7 @@ std::unique_ptr<DataFile> DataFile::OpenEntry(const std::string& path, const Fil
     why = ErrorText(errno);
     return nullptr;
   }
-  const int handle = OpenRegular(NativePath(path), O_NOFOLLOW, id, status, why);
+  const int handle = OpenRegular(NativePath(path), O_NOFOLLOW, &id, status, why);
   return handle < 0 ? nullptr : std::unique_ptr<DataFile>(new DataFile(handle, internal::FactsOf(status)));
 }
 
@@ -289,7 +288,8 @@ bool IsLocked(const std::string& path, bool& locked, std::string& why) {
 
 bool SyncDirectory(const std::string& path, std::string& why) {
   const int handle = open(NativePath(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const bool good = handle >= 0 && fsync(handle) == 0;
+  // Some systems of files that live on no disk of theirs have no such operation.
+  const bool good = handle >= 0 && (fsync(handle) == 0 || errno == EINVAL);
   if (!good) {
     why = ErrorText(errno);
   }

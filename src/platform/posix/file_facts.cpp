@@ -39,7 +39,7 @@ bool SetFactsOf(int handle, const FileFacts& facts) {
   mode_t mode = facts.mode;
   if (facts.owner == UINT32_MAX || facts.group == UINT32_MAX ||
       fchown(handle, facts.owner, facts.group) != 0) {
-    mode &= 0777;
+    mode &= 01777;  // all but what lends the owner's rights
   }
   const auto times = TimesOf(facts);
   return fchmod(handle, mode) == 0 && futimens(handle, times.data()) == 0;

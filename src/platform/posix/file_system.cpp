@@ -21,13 +21,13 @@ constexpr std::uint32_t kXfs = 0x58465342;
 constexpr std::array<std::uint32_t, 5> kTrusted = {EXT4_SUPER_MAGIC, kXfs, BTRFS_SUPER_MAGIC,
                                                    F2FS_SUPER_MAGIC, TMPFS_MAGIC};
 
-// Older systems keep errors to themselves.
+// Older systems keep those of the data to themselves, and until 5.17 those of the last step of all.
 bool TellsOfErrors() {
   struct utsname system = {};
   int major = 0;
   int minor = 0;
   return uname(&system) == 0 && std::sscanf(system.release, "%d.%d", &major, &minor) == 2 &&
-         (major > 5 || (major == 5 && minor >= 8));
+         (major > 5 || (major == 5 && minor >= 17));
 }
 
 }  // namespace

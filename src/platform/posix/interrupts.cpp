@@ -97,7 +97,9 @@ template <class Left>
 bool WaitUntilReady(int descriptor, short events, Left left) {
   for (;;) {
     const std::int64_t milliseconds = left();
-    std::array<pollfd, 2> waits = {{{descriptor, events, 0}, {interrupted ? -1 : interruptEvent, POLLIN, 0}}};
+    // With a limit the interrupt has been, and is no event any more.
+    std::array<pollfd, 2> waits = {
+        {{descriptor, events, 0}, {milliseconds < 0 ? interruptEvent : -1, POLLIN, 0}}};
     const int ready = poll(waits.data(), waits.size(), static_cast<int>(milliseconds));
     // What a descriptor cannot be asked about is left to the call itself.
     if (waits[0].revents != 0 || (ready < 0 && errno != EINTR)) {

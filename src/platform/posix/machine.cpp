@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <fstream>
 #include <sstream>
 #include <system_error>
@@ -151,7 +152,12 @@ Running IsRunning(const ProcessIdentity& process) {
   if (process.space != ProcessSpace() || StartOf(ProcessId()).empty()) {
     return Running::kCannotTell;
   }
-  return StartOf(process.number) == process.start ? Running::kYes : Running::kNo;
+  const std::string start = StartOf(process.number);
+  // The system may hide the processes of others.
+  if (start.empty() && kill(process.number, 0) != 0 && errno == EPERM) {
+    return Running::kCannotTell;
+  }
+  return start == process.start ? Running::kYes : Running::kNo;
 }
 
 }  // namespace platform

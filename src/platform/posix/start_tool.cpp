@@ -121,10 +121,11 @@ int OpenErrorFile(const std::string& path) {
 std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, const std::string& errorFile,
                                              std::string* why) {
   const internal::ProgramToken token = internal::FirstToken(commandLine);
-  const std::string program = RunnableProgram(token.name, true);
+  // The name would be the whole command then, with its login.
+  const std::string program = token.isOpen ? "" : RunnableProgram(token.name, true);
   int ends[2] = {-1, -1};
   if (program.empty()) {
-    Tell(why, internal::WhyNotRunnable(token.name));
+    Tell(why, token.isOpen ? internal::kOpenQuote : internal::WhyNotRunnable(token.name));
     return nullptr;
   }
   if (pipe2(ends, O_CLOEXEC) != 0) {

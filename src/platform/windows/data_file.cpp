@@ -201,8 +201,8 @@ std::unique_ptr<DataFile> DataFile::OpenEmptied(const std::string& path, std::st
   if (IsUnusableName(path, why)) {
     return nullptr;
   }
-  const HANDLE handle = CreateFileA(internal::SystemPath(path).c_str(), GENERIC_READ | GENERIC_WRITE,
-                                    kShareAll, nullptr, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  const HANDLE handle = CreateFileW(internal::WidePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, kShareAll,
+                                    nullptr, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
     why = ErrorText(GetLastError());
     return nullptr;

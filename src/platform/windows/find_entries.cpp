@@ -30,8 +30,9 @@ bool FindEntries(const std::string& directory,
   pattern += pattern.back() == L'\\' || pattern.back() == L'/' ? L"*" : L"\\*";
   const HANDLE found = FindFirstFileW(pattern.c_str(), &entry);
   if (found == INVALID_HANDLE_VALUE) {
-    why = ErrorText(GetLastError());
-    return GetLastError() == ERROR_FILE_NOT_FOUND;  // an empty root directory
+    const DWORD error = GetLastError();
+    why = ErrorText(error);
+    return error == ERROR_FILE_NOT_FOUND;  // an empty root directory
   }
   const std::unique_ptr<void, SearchCloser> search(found);
   do {

@@ -4,17 +4,18 @@
 // After the one above.
 #include <windows.h>
 
-#include <array>
+#include <string>
+#include <vector>
 
-#include "platform/data_file.h"
+#include "platform/windows/wide.h"
 
 namespace platform {
 
 bool IsOnNetwork(const std::string& directory) {
-  std::array<char, MAX_PATH + 1> root{};
-  return GetVolumePathNameA(NativePath(directory).c_str(), root.data(), static_cast<DWORD>(root.size())) !=
-             0 &&
-         GetDriveTypeA(root.data()) == DRIVE_REMOTE;
+  const std::wstring path = internal::WidePath(directory);
+  std::vector<wchar_t> root(path.size() + MAX_PATH);
+  return GetVolumePathNameW(path.c_str(), root.data(), static_cast<DWORD>(root.size())) != 0 &&
+         GetDriveTypeW(root.data()) == DRIVE_REMOTE;
 }
 
 bool WaitForInput(std::uintptr_t socket, int milliseconds) {

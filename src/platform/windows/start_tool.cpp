@@ -145,11 +145,13 @@ std::string RunnableProgram(const std::string& name, bool lookUp) {
 
 std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, const std::string& errorFile,
                                              std::string* why) {
-  const std::string program = RunnableProgram(internal::FirstToken(commandLine).name, true);
+  const internal::ProgramToken token = internal::FirstToken(commandLine);
+  // The name would be the whole command then, with its login.
+  const std::string program = token.isOpen ? "" : RunnableProgram(token.name, true);
   HANDLE readEnd = nullptr;
   HANDLE pipeEnd = nullptr;
   if (program.empty()) {
-    Tell(why, internal::WhyNotRunnable(internal::FirstToken(commandLine).name));
+    Tell(why, token.isOpen ? internal::kOpenQuote : internal::WhyNotRunnable(token.name));
     return nullptr;
   }
   if (!MakePipe(readEnd, pipeEnd)) {
