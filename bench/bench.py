@@ -126,7 +126,7 @@ def page(chapters, facts, load):
     text = ["# Performance\n",
             f"`./run bench` measured everything on this page in one run on one machine, on "
             f"{datetime.date.today():%d %B %Y}, and wrote the page. The figures are medians of at least three rounds "
-            "(those of a minute and more are of one); what is compared ran in turns. The same again, in about twenty "
+            "(a rebuild, and what takes a minute and more, is one run); what is compared ran in turns. The same again, in about twenty "
             "minutes:\n",
             "    ./run bench\n",
             f"The machine: {facts}. Revision {commit}. {load}\n"]

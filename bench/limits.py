@@ -34,8 +34,8 @@ class Limits:
         for kind in KINDS:
             for items in self.scale.items:
                 self.write_input(kind, items)
-                rounds = self.scale.rounds if items < 1_000_000 else 1
-                self.usages[kind, items] = Usage.median([self.once(kind, tool, 0) for _ in range(rounds)])
+                self.usages[kind, items] = Usage.median(
+                    [self.once(kind, tool, 0) for _ in range(self.scale.rounds)])
         for kind in KINDS:
             self.write_input(kind, self.scale.traced)
             silent = Usage.median([self.once(kind, tool, 0) for _ in range(self.scale.rounds)])

@@ -22,7 +22,8 @@ class Table:
             good = figure <= limit
             cells = (*cells, f"at most {limit:g}" + ("" if good else f", {MISSED}"))
             if not good:
-                self.missed.append(f"{cells[0]}: {figure:.3g}, at most {limit:g}")
+                told = f"{figure:,.0f}" if figure >= 100 else f"{figure:.4g}"
+                self.missed.append(f"{cells[0]}: {told}, at most {limit:g}")
         self.rows.append(cells)
 
     def text(self):

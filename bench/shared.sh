@@ -32,7 +32,9 @@ end_all() {
 # address PLACE: once the server answers.
 address() {
   until [ -s "$1/ready" ]; do
-    kill -0 "${servers[@]}"
+    for server in "${servers[@]}"; do
+      kill -0 "$server"
+    done
     sleep 0.1
   done
   cat "$1/ready"

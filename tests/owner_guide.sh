@@ -77,6 +77,7 @@ run_command() {
 command=""
 expected=""
 wrong=0
+commands=0
 print=no
 finish_command() {
   [ -z "$command" ] || run_command "$command" "${expected%$'\n'}"
@@ -92,6 +93,7 @@ for line in "${lines[@]}"; do
     '    $ '*)
       finish_command
       command=${line#'    $ '}
+      commands=$((commands + 1))
       ;;
     '    '*) if [ -n "$command" ]; then expected+=${line#'    '}$'\n'; elif [ $print = yes ]; then echo "$line"; fi ;;
     *)
@@ -101,4 +103,5 @@ for line in "${lines[@]}"; do
   esac
 done
 finish_command
-[ "$wrong" = 0 ]
+[ "$commands" -gt 0 ] || echo "no command found in $page"
+[ "$wrong" = 0 ] && [ "$commands" -gt 0 ]

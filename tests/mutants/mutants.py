@@ -204,7 +204,15 @@ def same(path, other):
 
 def prepare(copy):
     listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], check=True, capture_output=True, text=True)
-    for path in listed.stdout.splitlines():
+    paths = set(listed.stdout.splitlines())
+    # What has left the tree is not built any more.
+    for directory, below, names in os.walk(copy):
+        below[:] = [name for name in below if os.path.join(directory, name) != f"{copy}/build"]
+        for name in names:
+            path = os.path.join(directory, name)
+            if os.path.relpath(path, copy) not in paths:
+                os.remove(path)
+    for path in paths:
         to = f"{copy}/{path}"
         if os.path.exists(path) and not same(path, to):
             os.makedirs(os.path.dirname(to), exist_ok=True)

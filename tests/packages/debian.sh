@@ -71,6 +71,12 @@ check_completion() {
   completes DEFAULT korvo list ""
   completes --json korvo list DEFAULT --js
   completes "$(run_korvo list prod | awk 'NR == 2 { print $1 }')" korvo show DEFAULT ""
+  # What a name says is never run.
+  local configuration=$root/tmp/names.ini
+  # shellcheck disable=SC2016
+  printf '[$(>%s)]\n' "$root/tmp/was_run" >"$configuration"
+  completes '.*was_run.*' korvo list ""
+  [ ! -e "$root/tmp/was_run" ]
 }
 
 # Each timer has its service, whose command is one that korvo has; none is switched on.

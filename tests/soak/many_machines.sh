@@ -35,7 +35,8 @@ await_servers() {
   local server
   for server in store "$database"; do
     until [ -s "$server/ready" ]; do
-      kill -0 "${servers[0]}" "${servers[1]}"
+      kill -0 "${servers[0]}"
+      kill -0 "${servers[1]}"
       sleep 0.2
     done
   done
@@ -54,6 +55,7 @@ TEXT
 
 # on HOST PROGRAM ARGUMENT...
 on() { "$as_host" "$1" "$programs/$2" "${@:3}"; }
+# value KEY: of the reply; nothing if there is none, as of a tool that was refused.
 value() { sed -n "s/^$1=//p"; }
 
 # back_up HOST DATABASE NUMBER: one backup of the database's three files; every seventh is killed on its way. What is
@@ -64,9 +66,9 @@ back_up() {
     { [ -f "$2/$file" ] && [ $((RANDOM % 2)) = 0 ]; } || head -c $((RANDOM * 20)) /dev/urandom >"$2/$file"
   done
   (cd "$2" && sha256sum a b c) >"$2.sums"
-  session=$(on "$1" xfr_com_interface -b open -C srv -v 2 | value SESSIONID)
+  session=$(on "$1" xfr_com_interface -b open -C srv -v 2 | value SESSIONID) || true
   saveset=$(on "$1" xfr_com_interface -b "openjob:$session" -C srv -j J -m pool -s "$2___17000000$(printf %02d $(($3 % 100)))" -v 2 |
-    value SAVESETNAME)
+    value SAVESETNAME) || true
   [ -n "$saveset" ] || {
     echo "$2: no saveset" >>failures
     return
@@ -87,8 +89,8 @@ back_up() {
   sed -n 's|.*successfully \[.*/\(.\)\]$|\1|p' "$2.lines" | while read -r file; do
     echo "$saveset $2 $file $(sed -n "s/  $file$//p" "$2.sums")"
   done >>"confirmed/$2"
-  on "$1" xfr_com_interface -b "closejob:$session" -C srv -s "$saveset" -i $status -v 2 >"$2.close" 2>>"$2.notes"
-  on "$1" xfr_com_interface -b "close:$session" -C srv -i $status -v 2 >>"$2.close" 2>>"$2.notes"
+  on "$1" xfr_com_interface -b "closejob:$session" -C srv -s "$saveset" -i $status -v 2 >"$2.close" 2>>"$2.notes" || true
+  on "$1" xfr_com_interface -b "close:$session" -C srv -i $status -v 2 >>"$2.close" 2>>"$2.notes" || true
   ! grep -v 'programs that were killed left' "$2.notes" || echo "$2: $(tail -n 1 "$2.notes")" >>failures
   [ "$(grep -c '^reply=OK' "$2.close")" = 2 ] || echo "$2: $(grep -v '^reply=OK' "$2.close" | head -n 2)" >>failures
 }

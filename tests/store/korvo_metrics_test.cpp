@@ -48,6 +48,7 @@ korvo::Backup BackupOf(const std::string& database, std::int64_t created, store:
   backup.saveset.database = database;
   backup.saveset.created = created;
   backup.saveset.mover = mover;
+  backup.saveset.together.bytes[0] = static_cast<unsigned char>(created / 100);
   if (mover == store::Mover::kEndedClean || mover == store::Mover::kEndedFailed) {
     backup.saveset.ended = created + 60;
   }
@@ -60,11 +61,12 @@ TEST(KorvoMetrics, AreWhatTheFormatAllowsAndTellEachDatabase) {
   const std::string odd = "A\\B\"C\nD,E=\"";
   korvo::Facts facts;
   facts.now = 10'000;
+  // The second and third are one session, which is not good.
   facts.backups = {
-      BackupOf("PRD", 9900, store::Mover::kRunning), BackupOf("PRD", 9500, store::Mover::kEndedFailed),
-      BackupOf("PRD", 9000, store::Mover::kEndedClean), BackupOf(odd, 8000, store::Mover::kEndedFailed),
-      BackupOf("PRD", 7000, store::Mover::kEndedClean)};
-  facts.backups[1].saveset.ended = 9800;
+      BackupOf("PRD", 9900, store::Mover::kRunning),     BackupOf("PRD", 9550, store::Mover::kEndedClean),
+      BackupOf("PRD", 9500, store::Mover::kEndedFailed), BackupOf("PRD", 9000, store::Mover::kEndedClean),
+      BackupOf(odd, 8000, store::Mover::kEndedFailed),   BackupOf("PRD", 7000, store::Mover::kEndedClean)};
+  facts.backups[1].saveset.ended = 9850;
   facts.packs = 7;
   facts.packBytes = 1ULL << 40;
   facts.damagedPacks = 2;
@@ -78,11 +80,11 @@ TEST(KorvoMetrics, AreWhatTheFormatAllowsAndTellEachDatabase) {
            R"(korvo_backup_overdue{server="prod",database="PRD"} 0)",
            R"(korvo_backup_overdue{server="prod",database="A\\B\"C\nD,E=\""} 1)",
            R"(korvo_last_backup_duration_seconds{server="prod",database="PRD"} 300)",
-           R"(korvo_savesets{server="prod",database="PRD",state="good"} 2)",
+           R"(korvo_savesets{server="prod",database="PRD",state="good"} 3)",
            R"(korvo_savesets{server="prod",database="PRD",state="running"} 1)",
            R"(korvo_savesets{server="prod",database="A\\B\"C\nD,E=\"",state="good"} 0)",
-           R"(korvo_files_bytes{server="prod",database="PRD"} 4000)",
-           R"(korvo_added_bytes{server="prod",database="PRD"} 400)",
+           R"(korvo_files_bytes{server="prod",database="PRD"} 5000)",
+           R"(korvo_added_bytes{server="prod",database="PRD"} 500)",
            R"(korvo_repository_bytes{server="prod"} 1099511627776)",
            R"(korvo_damaged_packs{server="prod"} 2)",
            R"(korvo_metrics_timestamp_seconds{server="prod"} 10000)",

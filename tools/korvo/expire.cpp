@@ -24,13 +24,18 @@ std::string SavesetCount(std::uint64_t number) { return Count(number, "saveset")
 
 // ---- Telling -------------------------------------------------------------------------------------
 
+// Without a time in which they can be kept the marked ones go with the same command.
+bool IsAtOnce(const Options& options, const store::Store& store) {
+  return options.now || store.Config().grace == 0;
+}
+
 std::string WhatHappened(const Options& options, const ExpirePlan& plan, const store::Store& store) {
   const std::string what = SavesetCount(plan.Going().size()) + " of " + std::to_string(plan.entries.size());
   const std::string room = SizeText(plan.room);
   if (!options.doDelete) {
     return what + " would go, and " + room + " come back. Nothing was changed: --delete does it.";
   }
-  if (options.now) {
+  if (IsAtOnce(options, store)) {
     return what + " went, and " + room + " came back.";
   }
   return "Marked: " + what + ". It is deleted, and " + room +
@@ -48,7 +53,7 @@ void TellPeople(const Options& options, const ExpirePlan& plan, const store::Sto
   Print(plan.Going().empty() ? "Nothing goes." : WhatHappened(options, plan, store));
 }
 
-void TellPrograms(const Options& options, const ExpirePlan& plan) {
+void TellPrograms(const Options& options, const ExpirePlan& plan, const store::Store& store) {
   Json savesets = Json::Array();
   for (const ExpireEntry& entry : plan.entries) {
     Json json = JsonSaveset(entry.saveset);
@@ -60,9 +65,9 @@ void TellPrograms(const Options& options, const ExpirePlan& plan) {
     savesets.Add(std::move(json));
   }
   PrintJson({{"server", JsonText(options.server)},
-             {"done", !options.doDelete ? "nothing"
-                      : options.now     ? "deleted"
-                                        : "marked"},
+             {"done", !options.doDelete          ? "nothing"
+                      : IsAtOnce(options, store) ? "deleted"
+                                                 : "marked"},
              {"going", plan.Going().size()},
              {"bytes_back", plan.room},
              {"savesets", std::move(savesets)}});
@@ -70,7 +75,8 @@ void TellPrograms(const Options& options, const ExpirePlan& plan) {
 
 // ---- Doing ---------------------------------------------------------------------------------------
 
-// The savesets of one session go in one step; what somebody began to use meanwhile stays, and its session.
+// The savesets of one session go in one step. What somebody began to use meanwhile stays, and its session,
+// and ends the command.
 store::Status Delete(const Options& options, store::Store& store, const ExpirePlan& plan) {
   for (const std::vector<store::Saveset>& session : plan.GoingBySession()) {
     if (store::Status marked = store.MarkTogether(session, options.now); !marked) {
@@ -115,7 +121,7 @@ int Expire(const Options& options) {
     return Fail(done);
   }
   if (options.json) {
-    TellPrograms(options, plan);
+    TellPrograms(options, plan, *store);
   } else {
     TellPeople(options, plan, *store);
   }

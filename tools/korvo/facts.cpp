@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "korvo/text.h"
+#include "store/retention.h"
 
 namespace korvo {
 namespace {
@@ -36,11 +37,24 @@ void TakePacks(const std::vector<Catalog::PackSum>& sums, Facts& facts) {
   }
 }
 
-}  // namespace
-
-bool IsGood(const Saveset& saveset) {
-  return saveset.mover == Mover::kEndedClean && !saveset.failed && !saveset.marked;
+// The first saveset of the newest session of which all went well.
+const Backup* NewestGood(const std::vector<const Backup*>& backups) {
+  std::vector<Saveset> savesets;
+  savesets.reserve(backups.size());
+  for (const Backup* backup : backups) {
+    savesets.push_back(backup->saveset);
+  }
+  for (const store::BackupOfSession& session : store::BackupsOf(savesets)) {
+    if (session.good) {
+      return backups[*std::min_element(
+          session.savesets.begin(), session.savesets.end(),
+          [&](std::size_t a, std::size_t b) { return savesets[a].created < savesets[b].created; })];
+    }
+  }
+  return nullptr;
 }
+
+}  // namespace
 
 std::optional<std::int64_t> DurationOf(const Saveset& saveset) {
   if (!saveset.ended) {
@@ -75,11 +89,9 @@ void SortByDatabase(Facts& facts) {
     const bool ended =
         backup.saveset.mover == Mover::kEndedClean || backup.saveset.mover == Mover::kEndedFailed;
     database.last = database.last == nullptr && ended ? &backup : database.last;
-    if (database.newestGood == nullptr && IsGood(backup.saveset)) {
-      database.newestGood = &backup;
-    }
   }
   for (auto& [name, database] : databases) {
+    database.newestGood = NewestGood(database.backups);
     facts.databases.push_back(std::move(database));
   }
 }

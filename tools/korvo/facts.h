@@ -23,16 +23,14 @@ struct Backup {
   std::uint64_t damagedPacks = 0;  // of those that it stored
 };
 
-// Whether all of it can be restored: good, or with warnings.
-[[nodiscard]] bool IsGood(const store::Saveset& saveset);
 // From its job's beginning to its mover's end, if that is known.
 [[nodiscard]] std::optional<std::int64_t> DurationOf(const store::Saveset& saveset);
 
 struct DatabaseFacts {
   std::string name;
   std::vector<const Backup*> backups;  // newest first
-  const Backup* newestGood = nullptr;
-  const Backup* last = nullptr;  // that has ended
+  const Backup* newestGood = nullptr;  // the first saveset of a session of which all went well
+  const Backup* last = nullptr;        // that has ended
   std::map<std::string, std::uint64_t> states;
   std::uint64_t bytes = 0;  // of the files of all its backups
   std::uint64_t added = 0;

@@ -1,5 +1,8 @@
 // Maps, packs, rows and saveset objects that lie.
+#include <algorithm>
+#include <iterator>
 #include <map>
+#include <string_view>
 #include <tuple>
 
 #include "store/base/bytes.h"
@@ -92,6 +95,17 @@ void HostileCases::AddPackCases() {
 }
 
 void HostileCases::AddRowCases() {
+  struct UniqueColumn {
+    std::string_view table;
+    std::string_view column;
+    std::string_view where;
+  };
+  constexpr UniqueColumn kUnique[] = {{"item", "number", "number = 2"},
+                                      {"saveset", "id", "id = (SELECT max(id) FROM saveset)"},
+                                      {"saveset", "uid", "id = (SELECT max(id) FROM saveset)"},
+                                      {"saveset", "name", "id = (SELECT max(id) FROM saveset)"},
+                                      {"pack", "id", "id = (SELECT max(id) FROM pack)"},
+                                      {"pack", "uid", "id = (SELECT max(id) FROM pack)"}};
   const std::map<std::string, std::vector<std::string>> columns = {
       {"item",
        {"number", "family", "kind", "directory", "size", "stored", "pack", "key", "listed", "record"}},
@@ -105,7 +119,12 @@ void HostileCases::AddRowCases() {
       {"catalog", {"version", "repository"}}};
   for (const auto& [table, names] : columns) {
     for (const std::string& column : names) {
-      const std::string text = "UPDATE " + table + " SET " + column + " = $1";
+      // What no two rows may have alike is changed in one.
+      const auto one = std::find_if(std::begin(kUnique), std::end(kUnique), [&](const UniqueColumn& unique) {
+        return unique.table == table && unique.column == column;
+      });
+      const std::string text = "UPDATE " + table + " SET " + column + " = $1" +
+                               (one == std::end(kUnique) ? "" : " WHERE " + std::string(one->where));
       for (const std::uint64_t value : kNumbers) {
         Add(
             text + " " + std::to_string(value), [=, this] { RunSql(text, {Unsigned(value)}); }, false);

@@ -116,7 +116,7 @@ TEST_F(PosixMoverProgress, TellsAPersonAndTheCatalogHowFarItIs) {
                                            [&](pid_t mover) {
                                              HoldStill(mover);
                                              // Its next transaction tells it.
-                                             for (int tries = 0; tries < 2000; ++tries) {
+                                             for (int tries = 0; tries < 60'000; ++tries) {
                                                ASSERT_TRUE(store_->Rows().ListProgress(told));
                                                if (told.empty() || told.front().state.bytes > 0) {
                                                  break;

@@ -11,8 +11,6 @@ struct Checksum::State {
 };
 
 Checksum::Checksum() : state_(std::make_unique<State>()) { XXH3_128bits_reset(&state_->hash); }
-Checksum::Checksum(Checksum&&) noexcept = default;
-Checksum& Checksum::operator=(Checksum&&) noexcept = default;
 Checksum::~Checksum() = default;
 
 void Checksum::Add(std::string_view bytes) { XXH3_128bits_update(&state_->hash, bytes.data(), bytes.size()); }

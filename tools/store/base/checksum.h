@@ -11,8 +11,6 @@ namespace store {
 class Checksum {
  public:
   Checksum();
-  Checksum(Checksum&&) noexcept;
-  Checksum& operator=(Checksum&&) noexcept;
   Checksum(const Checksum&) = delete;
   Checksum& operator=(const Checksum&) = delete;
   ~Checksum();

@@ -52,7 +52,7 @@ class Keys {
   static Status Read(std::string_view headerPart, const Uid& repository, const std::string& secretFile,
                      const std::string& keyFile, Keys& keys);
   // What the repository's header keeps: without encryption the key of the chunk ids; with it the public key
-  // and check values of both keys.
+  // and a check value of the secret.
   [[nodiscard]] std::string HeaderPart() const;
   // Write the two key files, readable by their owner alone; neither may exist.
   Status WriteFiles(const std::string& secretFile, const std::string& keyFile) const;

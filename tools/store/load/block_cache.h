@@ -32,7 +32,6 @@ class BlockCache {
   BlockCache(Load load, std::size_t mostBytes) : load_(std::move(load)), most_(mostBytes) {}
 
   // The cache must outlive the block.
-
   Status Get(const BlockKey& key, bool keep, Block& block);
 
  private:
