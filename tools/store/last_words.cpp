@@ -20,7 +20,7 @@ int status = 1;
 void Tell(const char* reason, const char* detail = "") {
   std::array<char, 1024> line = {};
   const int length = std::snprintf(line.data(), line.size() - 1, "%s%s%s", firstWords, reason, detail);
-  std::size_t end = length < 0 ? 0 : std::min<std::size_t>(line.size() - 2, length);
+  std::size_t end = length < 0 ? 0 : std::min(line.size() - 2, static_cast<std::size_t>(length));
   line[end++] = '\n';
   platform::WriteToStandardError({line.data(), end});
 }

@@ -136,7 +136,7 @@ bool IsAnsweredSoon(const std::string& semaphore) {
 
 // The files of an exchange that was given up keep every later run from beginning one.
 std::string TellLeftFiles(const std::string& what, const std::string& files) {
-  const std::string sentence =
+  std::string sentence =
       "ERROR: " + what + ". Before the next online backup, once no backup runs, delete " + files + ".";
   TellOnStandardError(sentence);
   return sentence;
