@@ -16,7 +16,15 @@
 
 namespace korvo {
 
-struct JsonMember;
+class Json;
+
+// A template, so that it is made when a value is known whole, which one of it is a part of.
+template <class T>
+struct Named {
+  std::string name;
+  T value;
+};
+using JsonMember = Named<Json>;
 
 // A value of a document: text, a number, true or false, null, a list, or an object, whose members keep their
 // order.
@@ -51,11 +59,6 @@ class Json {
 
  private:
   Value value_;
-};
-
-struct JsonMember {
-  std::string name;
-  Json value;
 };
 
 // Text as JSON takes it: in UTF-8, with U+FFFD for bytes that are no part of any character.
