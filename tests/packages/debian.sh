@@ -77,6 +77,7 @@ check_completion() {
   printf '[$(>%s)]\n' "$root/tmp/was_run" >"$configuration"
   completes '.*was_run.*' korvo list ""
   [ ! -e "$root/tmp/was_run" ]
+  rm "$configuration"
 }
 
 # Each timer has its service, whose command is one that korvo has; none is switched on.

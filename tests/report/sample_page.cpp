@@ -29,6 +29,7 @@ Backup BackupAt(const Plan& plan, std::int64_t age, int number) {
   store::Saveset& saveset = backup.saveset;
   saveset.database = plan.database;
   saveset.name = std::string(plan.database) + "_" + std::to_string(kNow - age);
+  saveset.together = store::Uid::Random();
   saveset.created = kNow - age;
   saveset.ended = saveset.created + plan.seconds + (number * 7919) % 600;
   saveset.mover = store::Mover::kEndedClean;
