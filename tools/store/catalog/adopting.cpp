@@ -198,7 +198,8 @@ Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& pac
 }
 
 Status Catalog::EndAdoption(const Uid& saveset) {
-  return inside_->Transact([&] {
+  bool there = false;
+  Status done = inside_->Transact([&] {
     Status ended = inside_->Run(
         "UPDATE saveset SET deleting = 0, items = (SELECT count(*) FROM item WHERE item.saveset = saveset.id "
         "AND "
@@ -206,9 +207,10 @@ Status Catalog::EndAdoption(const Uid& saveset) {
         "AND "
         "item.kind = 0), 0) WHERE uid = $1 AND deleting <> $2",
         {saveset.Bytes(), kDeleted});
-    return ended && inside_->engine->Changed() == 0 ? Status::Conflict("the saveset was taken out meanwhile")
-                                                    : ended;
+    there = inside_->engine->Changed() != 0;
+    return ended;
   });
+  return done && !there ? Status::Conflict("the saveset was taken out meanwhile") : done;
 }
 
 Status Catalog::HasSavesetRow(const Uid& saveset, bool& has) {

@@ -147,7 +147,8 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
   if (done && items == 0) {
     result_.there += copy ? 1U : 0U;
     // All that is missing stays behind, or came with a copy that ended before it was counted.
-    return copy ? to_.Rows().EndAdoption(saveset.uid) : DropBrought();
+    Status ended = copy ? to_.Rows().EndAdoption(saveset.uid) : DropBrought();
+    return ended.What() == Status::Kind::kConflict ? DropBrought() : ended;
   }
   if (done.What() == Status::Kind::kDamaged) {
     ++result_.damages;
