@@ -14,6 +14,10 @@
 
 namespace store {
 
+// Why a run goes no further: what it announced was taken back.
+inline constexpr const char* kTakenForDead =
+    "the run was taken for dead and ended by another program: start the backup again";
+
 struct Catalog::Inside {
   std::unique_ptr<SqlEngine> engine;
   Uid repository;

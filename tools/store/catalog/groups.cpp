@@ -32,8 +32,7 @@ Status KeepPacks(Catalog::Inside& inside, const std::vector<Pack>& packs, PackId
       return found;
     }
     if (!row || row->state != PackState::kAnnounced) {
-      return Status::Failed(
-          "the run was taken for dead and ended by another program: start the backup again");
+      return Status::Failed(kTakenForDead);
     }
     if (Status kept =
             inside.Run("UPDATE pack SET state = 1, size = $1 WHERE id = $2", {Unsigned(pack.size), row->id});

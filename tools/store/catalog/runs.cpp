@@ -5,9 +5,6 @@
 namespace store {
 namespace {
 
-constexpr const char* kTakenForDead =
-    "the run was taken for dead and ended by another program: start the backup again";
-
 // Within a transaction; no saveset if there is no such run, or one that is being ended.
 Status See(Catalog::Inside& inside, const Uid& run, std::optional<std::int64_t>& saveset) {
   std::int64_t now = 0;
