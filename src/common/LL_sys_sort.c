@@ -13,12 +13,12 @@ static int CompareElements(const void* first, const void* second) {
 
 LLNode* SysSortLL(LLNode* list, LLCompareFunction compare) {
   const size_t count = (size_t)SizeLL(list);
+  cm_SysSortCompare = compare;
   if (count == 0) {
     return list;
   }
   void** elements = Allocate(count, sizeof *elements, "SysSortLL");
   ListElements(list, elements);
-  cm_SysSortCompare = compare;
   qsort(elements, count, sizeof *elements, CompareElements);
   InitNode(list);
   for (size_t i = 0; i < count; ++i) {

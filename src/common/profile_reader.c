@@ -201,19 +201,29 @@ static bool SplitAtMacro(Step* step) {
   return true;
 }
 
-/* Makes the macro of the innermost step the new innermost step, unless it leads back to the same key in the
-   same section. The same key in [DEFAULT] is another one: its value there may end the chain. */
+/* Whether looking the macro up would lead back to a setting that is being expanded. The same key in [DEFAULT]
+   is another one: its value there may end the chain. So may be the same key in a list, whose line need not be
+   the first with its key: what is really its own line comes up again as a step of the string form. */
+static bool IsRecursion(const Profile* profile, const Step* step) {
+  for (const Step* other = step; other != NULL; other = other->outer) {
+    const bool isOfList = other->outer == NULL && profile->function == kList;
+    if (!isOfList && other->section == step->section && IsSameKey(step->macro, other->key)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/* Makes the macro of the innermost step the new innermost step. */
 static Result BeginMacro(const Profile* profile, Step** innermost) {
   Step* step = *innermost;
   if (!SplitAtMacro(step)) {
     Tell(profile, "%s: MACRO NOT CLOSED: %s.", step->outer == NULL ? profile->function : kString, step->key);
     return kFailed;
   }
-  for (const Step* other = step; other != NULL; other = other->outer) {
-    if (other->section == step->section && IsSameKey(step->macro, other->key)) {
-      Tell(profile, "%s: MACRO RECURSION: %s.", profile->function, step->macro);
-      return kRecursion;
-    }
+  if (IsRecursion(profile, step)) {
+    Tell(profile, "%s: MACRO RECURSION: %s.", profile->function, step->macro);
+    return kRecursion;
   }
   Step* inner = malloc(sizeof *inner);
   if (inner == NULL) {
