@@ -1,5 +1,6 @@
 #include "xfr/request.h"
 
+#include "backint/base/input_lines.h"
 #include "backint/base/path.h"
 #include "backint/base/text.h"
 #include "platform/platform.h"
@@ -24,15 +25,11 @@ Status ReadList(const std::string& path, bool turned, NameList& items) {
   if (list == nullptr) {
     return Status::Failed("the list of items cannot be opened: " + path);
   }
-  std::string line;
-  while (list->ReadLine(line, store::kItemNameWidth)) {
-    StripNewline(line);
-    if (!IsEmptyLine(line)) {
-      items.Add(NameOf(line, turned));
-    }
+  InputLines lines(*list);
+  for (std::string name; lines.NextName(name);) {
+    items.Add(NameOf(name, turned));
   }
-  return list->ReadFailed() ? Status::Failed("the list of items cannot be read to its end: " + path)
-                            : Status();
+  return lines.Failed() ? Status::Failed("the list of items cannot be read to its end: " + path) : Status();
 }
 
 Status ReadItems(const CommandLine& line, Request& request) {

@@ -61,6 +61,7 @@ bool RunSpecialJob(const ItemList& items, RunResult& result) {
   const std::string& path = special.list->Path();
   if (platform::TextFile::Open(path, platform::TextFile::Mode::kRead) == nullptr) {
     TRACE(1, "ERROR: There was error on opening new online redo log input file.");
+    special.list->Keep();
     return false;
   }
   TRACE(3, "INFO: ... Backuping online redo log separately ...");

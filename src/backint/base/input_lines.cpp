@@ -13,3 +13,10 @@ bool InputLines::Next(std::string& line) {
   }
   return false;
 }
+
+bool InputLines::NextName(std::string& name) {
+  const bool there = Next(name);
+  StripNewline(name);
+  TrimBlanks(name);
+  return there;
+}

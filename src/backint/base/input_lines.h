@@ -12,6 +12,8 @@ class InputLines {
 
   // The next line; false at the end, and when reading failed (`Failed`).
   [[nodiscard]] bool Next(std::string& line);
+  // The next line as the name of an item: one more carriage return at its end is taken off.
+  [[nodiscard]] bool NextName(std::string& name);
   [[nodiscard]] bool Failed() const { return file_.ReadFailed(); }
 
  private:

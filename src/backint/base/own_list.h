@@ -30,6 +30,8 @@ class OwnList {
 
   // Deletes the file if it is there.
   void Remove();
+  // The file stays, for someone to look at.
+  void Keep() { made_ = false; }
 
  private:
   bool Gone();

@@ -20,8 +20,8 @@ ItemReading ReadItems(const JobItems& items) {
     return reading;
   }
   InputLines lines(*file);
-  for (std::string line; lines.Next(line);) {
-    reading.names.Push(line);
+  for (std::string name; lines.NextName(name);) {
+    reading.names.Push(name);
   }
   if (lines.Failed()) {
     return {items.names, items.listFile, ItemReading::End::kFailed};

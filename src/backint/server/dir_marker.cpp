@@ -62,12 +62,11 @@ RunResult CreateDirMarker(const std::string& path) {
 }
 
 void DeleteDirMarker(const std::string& path) {
-  // Where the system cannot tell, it may be there.
   const platform::PathInfo found = platform::LookUp(path);
-  if (found.kind == platform::PathKind::kMissing && platform::MeansMissing(found.error)) {
-    TRACE(3, "INFO: File could not be found: [%s].", path.c_str());
-    return;
+  const bool isSeen = found.kind != platform::PathKind::kMissing;
+  // Where the system cannot tell, it may be there.
+  if (isSeen || !platform::MeansMissing(found.error)) {
+    platform::RemoveFile(path);
   }
-  platform::RemoveFile(path);
-  TRACE(3, "INFO: File deleted: [%s].", path.c_str());
+  TRACE(3, isSeen ? "INFO: File deleted: [%s]." : "INFO: File could not be found: [%s].", path.c_str());
 }

@@ -65,6 +65,10 @@ class Query {
       case ReplyEnd::kComplete:
         break;
     }
+    if (otherKey_ && mode_ != Mode::kFileInBackup) {
+      Report(InquireStatus::kNotFound);
+      return RunResult::kFailure;
+    }
     if (!answered_ && (brokenOff_ || RunIsInterrupted())) {
       Report(InquireStatus::kError);  // a question that was broken off says nothing about backups
       return RunResult::kFailure;
@@ -98,9 +102,7 @@ class Query {
       return true;
     }
     TRACE(1, "ERROR: xfr_com_interface returns unrecognazible line.");
-    if (mode_ != Mode::kFileInBackup) {
-      Report(InquireStatus::kNotFound);
-    }
+    otherKey_ = true;
     return false;
   }
 
@@ -152,6 +154,7 @@ class Query {
   bool fileFound_ = false;
   bool answered_ = false;  // something was reported or found
   bool brokenOff_ = false;
+  bool otherKey_ = false;  // a line had a key that the mode does not expect
   RunResult result_ = RunResult::kSuccess;
 };
 

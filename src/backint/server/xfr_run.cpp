@@ -171,7 +171,8 @@ void HandleLine(std::string line, XfrJob& job, int& lastCode, ItemList& confirme
   if (confirmed) {
     TakeConfirmedItem(line, *confirmed, job, confirmedItems);
   }
-  TraceSegment(line);
+  // Of a line whose item was taken, nothing behind it counts any more.
+  TraceSegment(confirmed && confirmed->path ? std::string(UpToLastBracket(line)) : line);
 }
 
 RunResult ResultOf(int lastCode) {

@@ -12,6 +12,6 @@ bool MeansNoRoom(const std::string& why) {
 
 std::string ErrorName(int error) { return std::generic_category().message(error); }
 
-bool MeansMissing(long error) { return error == ENOENT || error == ENOTDIR; }
+bool MeansMissing(long error) { return error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG; }
 
 }  // namespace platform

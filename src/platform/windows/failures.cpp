@@ -18,6 +18,9 @@ bool MeansNoRoom(const std::string& why) {
 
 std::string ErrorName(int error) { return internal::ErrorText(static_cast<unsigned long>(error)); }
 
-bool MeansMissing(long error) { return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND; }
+bool MeansMissing(long error) {
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME ||
+         error == ERROR_BAD_PATHNAME || error == ERROR_FILENAME_EXCED_RANGE;
+}
 
 }  // namespace platform
