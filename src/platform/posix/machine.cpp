@@ -114,6 +114,7 @@ bool OthersMayRead(const std::string& path, bool& others, std::string& why) {
   return OthersHave(path, S_IRGRP | S_IROTH, others, why);
 }
 
+// Up to 256 bytes come whole, and no signal interrupts them.
 bool internal::RandomBytes(void* bytes, std::size_t size) {
   return getrandom(bytes, size, 0) == static_cast<ssize_t>(size);
 }

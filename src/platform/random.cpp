@@ -1,15 +1,13 @@
 #include "platform/random.h"
 
-#include <windows.h>
-// Behind windows.h, whose types it needs.
-#include <ntsecapi.h>
-
 #include <cstdlib>
+
+#include "platform/internal.h"
 
 namespace platform {
 
 void RandomBytes(void* bytes, std::size_t size) {
-  if (RtlGenRandom(bytes, static_cast<ULONG>(size)) == FALSE) {
+  if (!internal::RandomBytes(bytes, size)) {
     std::abort();
   }
 }
