@@ -68,9 +68,9 @@ completes() {
 
 check_completion() {
   completes list korvo li
-  completes DEFAULT korvo list ""
-  completes --json korvo list DEFAULT --js
-  completes "$(run_korvo list prod | awk 'NR == 2 { print $1 }')" korvo show DEFAULT ""
+  completes prod korvo list ""
+  completes --json korvo list prod --js
+  completes "$(run_korvo list prod | awk 'NR == 2 { print $1 }')" korvo show prod ""
   # What a name says is never run.
   local configuration=$root/tmp/names.ini
   # shellcheck disable=SC2016

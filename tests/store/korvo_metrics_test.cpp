@@ -67,24 +67,33 @@ TEST(KorvoMetrics, AreWhatTheFormatAllowsAndTellEachDatabase) {
       BackupOf("PRD", 9500, store::Mover::kEndedFailed), BackupOf("PRD", 9000, store::Mover::kEndedClean),
       BackupOf(odd, 8000, store::Mover::kEndedFailed),   BackupOf("PRD", 7000, store::Mover::kEndedClean)};
   facts.backups[1].saveset.ended = 9850;
+  // The newest of another pool says nothing about the others.
+  facts.backups.insert(facts.backups.begin(), BackupOf("PRD", 9950, store::Mover::kEndedClean));
+  for (korvo::Backup& backup : facts.backups) {
+    backup.saveset.pool = backup.saveset.created == 9950 ? "LOGS" : "DATA";
+  }
   facts.packs = 7;
   facts.packBytes = 1ULL << 40;
   facts.damagedPacks = 2;
   korvo::SortByDatabase(facts);
 
+  EXPECT_EQ(facts.databases.front().title, odd);
+  EXPECT_EQ(facts.databases.back().title, "PRD, pool LOGS");
+
   const std::string text = korvo::MetricsText("prod", facts, 1500);
   const Lines lines = LinesOf(text);
   for (const char* line : {
-           R"(korvo_newest_good_backup_timestamp_seconds{server="prod",database="PRD"} 9000)",
-           R"(korvo_newest_good_backup_age_seconds{server="prod",database="PRD"} 1000)",
-           R"(korvo_backup_overdue{server="prod",database="PRD"} 0)",
-           R"(korvo_backup_overdue{server="prod",database="A\\B\"C\nD,E=\""} 1)",
-           R"(korvo_last_backup_duration_seconds{server="prod",database="PRD"} 300)",
-           R"(korvo_savesets{server="prod",database="PRD",state="good"} 3)",
-           R"(korvo_savesets{server="prod",database="PRD",state="running"} 1)",
-           R"(korvo_savesets{server="prod",database="A\\B\"C\nD,E=\"",state="good"} 0)",
-           R"(korvo_files_bytes{server="prod",database="PRD"} 5000)",
-           R"(korvo_added_bytes{server="prod",database="PRD"} 500)",
+           R"(korvo_newest_good_backup_timestamp_seconds{server="prod",database="PRD",pool="DATA"} 9000)",
+           R"(korvo_newest_good_backup_age_seconds{server="prod",database="PRD",pool="DATA"} 1000)",
+           R"(korvo_newest_good_backup_age_seconds{server="prod",database="PRD",pool="LOGS"} 50)",
+           R"(korvo_backup_overdue{server="prod",database="PRD",pool="DATA"} 0)",
+           R"(korvo_backup_overdue{server="prod",database="A\\B\"C\nD,E=\"",pool="DATA"} 1)",
+           R"(korvo_last_backup_duration_seconds{server="prod",database="PRD",pool="DATA"} 300)",
+           R"(korvo_savesets{server="prod",database="PRD",pool="DATA",state="good"} 3)",
+           R"(korvo_savesets{server="prod",database="PRD",pool="DATA",state="running"} 1)",
+           R"(korvo_savesets{server="prod",database="A\\B\"C\nD,E=\"",pool="DATA",state="good"} 0)",
+           R"(korvo_files_bytes{server="prod",database="PRD",pool="DATA"} 5000)",
+           R"(korvo_added_bytes{server="prod",database="PRD",pool="DATA"} 500)",
            R"(korvo_repository_bytes{server="prod"} 1099511627776)",
            R"(korvo_damaged_packs{server="prod"} 2)",
            R"(korvo_metrics_timestamp_seconds{server="prod"} 10000)",

@@ -47,9 +47,11 @@ History RandomHistory(std::mt19937& dice) {
   for (std::size_t backup = dice() % 40; backup > 0; --backup) {
     now += dice() % (dice() % 4 == 0 ? 20 * kDay : kDay / 2);
     const Uid session = Uid::Random();
+    const std::string pool = dice() % 3 == 0 ? "LOGS" : "DATA";
     for (std::size_t more = 1 + dice() % 3; more > 0; --more) {
       now += dice() % 3600;
       Candidate candidate{RandomSaveset(dice, ++id, now, session), dice() % 30 == 0, dice() % 40 == 0};
+      candidate.saveset.pool = pool;
       for (std::size_t file = dice() % 4; file > 0; --file) {
         history.files[id].insert(static_cast<int>(dice() % 12));
       }
@@ -134,6 +136,8 @@ class Model {
     return began;
   }
 
+  static std::string PoolOf(const Savesets& session) { return session.front().saveset.pool; }
+
   static bool Counts(const Savesets& session) {
     bool any = false;
     for (const Candidate& candidate : session) {
@@ -147,12 +151,13 @@ class Model {
     return any;
   }
 
-  // The newest of its period, and fewer than `most` later periods have a backup that counts.
+  // The newest of its period in its pool, and fewer than `most` later periods have a backup there that
+  // counts.
   bool IsKeptBy(const Savesets& session, std::uint64_t most,
                 const std::function<std::string(std::int64_t)>& periodOf) const {
     std::set<std::string> later;
     for (const auto& [uid, other] : sessions_) {
-      if (Counts(other) && Began(other) > Began(session)) {
+      if (Counts(other) && PoolOf(other) == PoolOf(session) && Began(other) > Began(session)) {
         later.insert(periodOf(Began(other)));
       }
     }

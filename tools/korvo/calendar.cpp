@@ -105,7 +105,7 @@ std::string CalendarPicture(const DatabaseFacts& database, std::int64_t now) {
   return "<svg class=\"calendar\" viewBox=\"0 0 " + std::to_string(width) + " " + std::to_string(height) +
          "\" width=\"" + std::to_string(width) + "\" height=\"" + std::to_string(height) +
          "\" role=\"img\" aria-label=\"The last " + std::to_string(kReportDays) + " days of " +
-         Html(database.name) + "\">" + months + Weekdays() + cells + "</svg>\n";
+         Html(database.title) + "\">" + months + Weekdays() + cells + "</svg>\n";
 }
 
 }  // namespace korvo

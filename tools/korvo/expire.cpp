@@ -130,6 +130,7 @@ int Expire(const Options& options) {
 
 void AddRules(Command& command, ExpireQuestion& question) {
   command.Option("--database", "SID", question.database, "Whose savesets the rules are for");
+  command.Option("--pool", "POOL", question.pool, "Only those of this pool");
   command.Count("--keep-last", question.rules.last, "Keeps the newest N backups");
   command.Duration("--keep-within", question.rules.within, "Keeps what is not older");
   command.Count("--keep-daily", question.rules.daily, "Keeps the newest backup of each of N days");
@@ -156,10 +157,11 @@ void AddExpire(Program& program) {
   command.Explain(
       "What one of the rules keeps stays. A backup is all savesets of one session, which stay or go "
       "together;\n"
-      "the rules that count do so with good backups alone. Always kept: savesets that are in use or "
-      "protected,\n"
-      "and those with the newest good copy of a file. Room comes back as far as no other saveset needs the\n"
-      "same data.\n"
+      "the rules that count do so with good backups alone, and in each pool by itself. Always kept: savesets "
+      "that\n"
+      "are in use or protected, and those with the newest good copy of a file. Room comes back as far as no "
+      "other\n"
+      "saveset needs the same data.\n"
       "Example: korvo expire prod --database ABC --keep-within 30d --keep-monthly 12 --delete");
   command.Does([options] { return Expire(*options); });
 }

@@ -14,34 +14,40 @@ using store::Kept;
 using store::Saveset;
 using store::Status;
 
-// The savesets of the database, and others of the same sessions.
-Status ListCandidates(const std::string& database, store::Store& store, std::vector<Candidate>& candidates) {
+// The savesets of the database and pool, and others of the same sessions.
+Status ListCandidates(const ExpireQuestion& question, store::Store& store,
+                      std::vector<Candidate>& candidates) {
   std::vector<Saveset> all;
   std::set<std::int64_t> inUse;
-  Status done = ListSavesets(store, "", all);
+  Status done = ListSavesets(store, "", "", all);
   if (done) {
     done = store.Rows().ListInUse(inUse);
   }
-  const std::string wanted = store::DatabaseOfSid(database);
+  const std::string database = store::DatabaseOfSid(question.database);
+  const auto isAsked = [&](const Saveset& saveset) {
+    return saveset.database == database && (question.pool.empty() || saveset.pool == question.pool);
+  };
   std::set<store::Uid> sessions;
   for (const Saveset& saveset : all) {
-    if (saveset.database == wanted) {
+    if (isAsked(saveset)) {
       sessions.insert(saveset.together);
     }
   }
   for (const Saveset& saveset : all) {
     if (sessions.count(saveset.together) != 0) {
-      candidates.push_back({saveset, inUse.count(saveset.id) != 0, saveset.database != wanted});
+      candidates.push_back({saveset, inUse.count(saveset.id) != 0, !isAsked(saveset)});
     }
   }
-  return done && candidates.empty() ? Status::Failed("there is no saveset of database " + database +
-                                                     ": korvo list shows those there are")
-                                    : done;
+  return done && candidates.empty()
+             ? Status::Failed("there is no saveset of database " + question.database +
+                              (question.pool.empty() ? "" : " in pool " + question.pool) +
+                              ": korvo list shows those there are")
+             : done;
 }
 
 Status PlanByRules(const ExpireQuestion& question, store::Store& store, ExpirePlan& plan) {
   std::vector<Candidate> candidates;
-  if (Status listed = ListCandidates(question.database, store, candidates); !listed) {
+  if (Status listed = ListCandidates(question, store, candidates); !listed) {
     return listed;
   }
   std::int64_t now = 0;
@@ -86,10 +92,12 @@ Status PlanOneSaveset(const ExpireQuestion& question, store::Store& store, Expir
 }  // namespace
 
 Status CheckQuestion(const ExpireQuestion& question) {
-  const bool byRules = question.rules.Any() || question.evenNewest || !question.database.empty();
+  const bool byRules =
+      question.rules.Any() || question.evenNewest || !question.database.empty() || !question.pool.empty();
   if (!question.saveset.empty()) {
-    return byRules ? Status::Failed("--saveset names what goes: it has no use for --database or rules")
-                   : Status();
+    return byRules
+               ? Status::Failed("--saveset names what goes: it has no use for --database, --pool or rules")
+               : Status();
   }
   if (question.database.empty()) {
     return Status::Failed("--database with a rule, or --saveset, has to say what goes");

@@ -13,6 +13,7 @@ namespace korvo {
 
 struct ExpireQuestion {
   std::string database;
+  std::string pool;  // empty: all
   store::RetentionRules rules;
   bool evenNewest = false;
   std::string saveset;  // instead of the above

@@ -1,7 +1,9 @@
 #include "korvo/facts.h"
 
 #include <algorithm>
+#include <set>
 #include <unordered_map>
+#include <utility>
 
 #include "korvo/text.h"
 #include "store/retention.h"
@@ -78,10 +80,13 @@ bool Facts::AllYoungerThan(std::int64_t age) const {
 }
 
 void SortByDatabase(Facts& facts) {
-  std::map<std::string, DatabaseFacts> databases;
+  std::map<std::pair<std::string, std::string>, DatabaseFacts> databases;
+  std::map<std::string, std::set<std::string>> pools;
   for (const Backup& backup : facts.backups) {
-    DatabaseFacts& database = databases[backup.saveset.database];
+    DatabaseFacts& database = databases[{backup.saveset.database, backup.saveset.pool}];
     database.name = backup.saveset.database;
+    database.pool = backup.saveset.pool;
+    pools[database.name].insert(database.pool);
     database.backups.push_back(&backup);
     ++database.states[StateName(backup.saveset)];
     database.bytes += static_cast<std::uint64_t>(backup.saveset.bytes);
@@ -90,7 +95,8 @@ void SortByDatabase(Facts& facts) {
         backup.saveset.mover == Mover::kEndedClean || backup.saveset.mover == Mover::kEndedFailed;
     database.last = database.last == nullptr && ended ? &backup : database.last;
   }
-  for (auto& [name, database] : databases) {
+  for (auto& [whose, database] : databases) {
+    database.title = database.name + (pools[database.name].size() > 1 ? ", pool " + database.pool : "");
     database.newestGood = NewestGood(database.backups);
     facts.databases.push_back(std::move(database));
   }

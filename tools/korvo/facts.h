@@ -26,8 +26,12 @@ struct Backup {
 // From its job's beginning to its mover's end, if that is known.
 [[nodiscard]] std::optional<std::int64_t> DurationOf(const store::Saveset& saveset);
 
+// A database, or one of its pools if it has several: archive logs in a pool of their own are no backup of the
+// data files.
 struct DatabaseFacts {
   std::string name;
+  std::string pool;
+  std::string title;                   // the name, with the pool if there are several
   std::vector<const Backup*> backups;  // newest first
   const Backup* newestGood = nullptr;  // the first saveset of a session of which all went well
   const Backup* last = nullptr;        // that has ended
@@ -53,7 +57,7 @@ struct Facts {
   [[nodiscard]] bool AllYoungerThan(std::int64_t age) const;
 };
 
-// Fills `databases` from `backups`, which stay where they are from then on.
+// Fills `databases` (by name and pool) from `backups`, which stay where they are from then on.
 void SortByDatabase(Facts& facts);
 store::Status GatherFacts(store::Store& store, Facts& facts);
 

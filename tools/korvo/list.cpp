@@ -19,6 +19,7 @@ namespace {
 struct Options {
   std::string server;
   std::string database;
+  std::string pool;
   std::optional<std::uint64_t> last;
   std::optional<std::int64_t> maxAge;
   bool json = false;
@@ -33,7 +34,7 @@ struct Answer {
 };
 
 store::Status Ask(const Options& options, store::Store& store, Answer& answer) {
-  store::Status done = ListSavesets(store, options.database, answer.savesets);
+  store::Status done = ListSavesets(store, options.database, options.pool, answer.savesets);
   std::vector<store::Catalog::PackSum> sums;
   if (done) {
     done = store.Rows().SumPacks(sums);
@@ -44,38 +45,37 @@ store::Status Ask(const Options& options, store::Store& store, Answer& answer) {
   return done ? store.Rows().Now(answer.now) : done;
 }
 
-// ---- Databases without a backup that is young enough ---------------------------------------------
+// ---- What has no backup that is young enough -----------------------------------------------------
 
 struct Stale {
   std::string database;
+  std::string pool;
   std::optional<std::int64_t> newest;  // when its newest good backup began
 };
 
+// In each pool by itself: young archive logs say nothing about the data files.
 std::vector<Stale> FindStale(const Options& options, const Answer& answer) {
-  std::map<std::string, std::optional<std::int64_t>> newest;
-  if (!options.database.empty()) {
-    newest[store::DatabaseOfSid(options.database)];  // nothing may ever have come of it
-  }
-  for (const store::Saveset& saveset : answer.savesets) {
-    newest[saveset.database];
-  }
+  std::map<std::pair<std::string, std::string>, std::optional<std::int64_t>> newest;
   for (const store::BackupOfSession& backup : store::BackupsOf(answer.savesets)) {
-    std::optional<std::int64_t>& known = newest[answer.savesets[backup.savesets.front()].database];
+    std::optional<std::int64_t>& known = newest[{backup.database, backup.pool}];
     if (backup.good && (!known || *known < backup.began)) {
       known = backup.began;
     }
   }
+  if (newest.empty() && !options.database.empty()) {
+    newest[{store::DatabaseOfSid(options.database), options.pool}];  // nothing ever came of it
+  }
   std::vector<Stale> stale;
-  for (const auto& [database, began] : newest) {
+  for (const auto& [whose, began] : newest) {
     if (!began || answer.now - *began > *options.maxAge) {
-      stale.push_back({database, began});
+      stale.push_back({whose.first, whose.second, began});
     }
   }
   return stale;
 }
 
 std::string Sentence(const Stale& stale, std::int64_t now) {
-  return "database " + stale.database +
+  return "database " + stale.database + (stale.pool.empty() ? "" : ", pool " + stale.pool) +
          (stale.newest ? ": its newest good backup is " + AgeText(now - *stale.newest) + " old (" +
                              TimeText(*stale.newest) + ")"
                        : " has no good backup");
@@ -95,6 +95,7 @@ std::uint64_t AddedBy(const store::Saveset& saveset, const Answer& answer) {
 void TellPeople(const Options& options, const Answer& answer, const std::vector<Stale>& stale) {
   Table table({{"SAVESET"},
                {"DATABASE"},
+               {"POOL"},
                {"TIME"},
                {"STATE"},
                {"ITEMS", Align::kRight},
@@ -102,7 +103,7 @@ void TellPeople(const Options& options, const Answer& answer, const std::vector<
                {"ADDED", Align::kRight}});
   for (std::size_t i = 0; i < Shown(options, answer); ++i) {
     const store::Saveset& saveset = answer.savesets[i];
-    table.Add({saveset.name, saveset.database, TimeText(saveset.created), StateText(saveset),
+    table.Add({saveset.name, saveset.database, saveset.pool, TimeText(saveset.created), StateText(saveset),
                std::to_string(saveset.items), SizeText(static_cast<std::uint64_t>(saveset.bytes)),
                SizeText(AddedBy(saveset, answer))});
   }
@@ -123,8 +124,9 @@ void TellPrograms(const Options& options, const Answer& answer, const std::vecto
   if (options.maxAge) {
     document["without_young_backup"] = Json::Array();
     for (const Stale& one : stale) {
-      document["without_young_backup"].Add(
-          {{"database", JsonText(one.database)}, {"newest_good", JsonTime(one.newest)}});
+      document["without_young_backup"].Add({{"database", JsonText(one.database)},
+                                            {"pool", JsonText(one.pool)},
+                                            {"newest_good", JsonTime(one.newest)}});
     }
   }
   PrintJson(document);
@@ -151,12 +153,15 @@ void AddList(Program& program) {
   const auto options = std::make_shared<Options>();
   command.Server(options->server);
   command.Option("--database", "SID", options->database, "Only those of this database");
+  command.Option("--pool", "POOL", options->pool, "Only those of this pool");
   command.Count("--last", options->last, "Only the newest N");
   command.Duration("--max-age", options->maxAge,
-                   "Exit status 1 and a line for each database whose newest good backup is older");
+                   "Exit status 1 and a line for each pool of a database whose newest good backup is older");
   command.Json(options->json);
   command.Explain(
-      "FILES is the size of the files, ADDED what the saveset added to the repository.\n"
+      "POOL is what the parameter file calls KORVO_POOL. FILES is the size of the files, ADDED what the "
+      "saveset added to\n"
+      "the repository.\n"
       "States: good; warnings (good, but its caller reported warnings); failed (its items that were "
       "confirmed\n"
       "can be restored); withdrawn (saved well, but its caller reported a failure); running; unused "

@@ -55,6 +55,10 @@ class Writer {
   std::string text_;
 };
 
+std::vector<std::pair<std::string, std::string>> LabelsOf(const DatabaseFacts& database) {
+  return {{"database", database.name}, {"pool", database.pool}};
+}
+
 void WriteDatabases(Writer& writer, const Facts& facts) {
   const auto each = [&facts](const std::function<void(const DatabaseFacts&)>& write) {
     for (const DatabaseFacts& database : facts.databases) {
@@ -62,37 +66,36 @@ void WriteDatabases(Writer& writer, const Facts& facts) {
     }
   };
   writer.Family("newest_good_backup_timestamp", "seconds",
-                "When the newest backup of the database was begun of which everything can be restored.");
+                "When the newest backup of the database's pool was begun that went well as a whole.");
   each([&](const DatabaseFacts& database) {
     if (database.newestGood != nullptr) {
-      writer.Sample(database.newestGood->saveset.created, {{"database", database.name}});
+      writer.Sample(database.newestGood->saveset.created, LabelsOf(database));
     }
   });
   writer.Family("newest_good_backup_age", "seconds", "How old it was when these metrics were written.");
   each([&](const DatabaseFacts& database) {
     if (const auto age = facts.AgeOf(database)) {
-      writer.Sample(*age, {{"database", database.name}});
+      writer.Sample(*age, LabelsOf(database));
     }
   });
-  writer.Family("last_backup_duration", "seconds",
-                "How long the database's last backup that has ended took.");
+  writer.Family("last_backup_duration", "seconds", "How long its last backup that has ended took.");
   each([&](const DatabaseFacts& database) {
     if (const auto took = database.last != nullptr ? DurationOf(database.last->saveset) : std::nullopt) {
-      writer.Sample(*took, {{"database", database.name}});
+      writer.Sample(*took, LabelsOf(database));
     }
   });
-  writer.Family("savesets", "", "How many savesets of the database there are in each state.");
+  writer.Family("savesets", "", "How many savesets of it there are in each state.");
   each([&](const DatabaseFacts& database) {
     for (const char* state : kStates) {
       const auto count = database.states.find(state);
       writer.Sample(count != database.states.end() ? count->second : 0,
-                    {{"database", database.name}, {"state", state}});
+                    {{"database", database.name}, {"pool", database.pool}, {"state", state}});
     }
   });
-  writer.Family("files", "bytes", "What the files of all savesets of the database are together.");
-  each([&](const DatabaseFacts& database) { writer.Sample(database.bytes, {{"database", database.name}}); });
+  writer.Family("files", "bytes", "What the files of all its savesets are together.");
+  each([&](const DatabaseFacts& database) { writer.Sample(database.bytes, LabelsOf(database)); });
   writer.Family("added", "bytes", "What these savesets added to the repository.");
-  each([&](const DatabaseFacts& database) { writer.Sample(database.added, {{"database", database.name}}); });
+  each([&](const DatabaseFacts& database) { writer.Sample(database.added, LabelsOf(database)); });
 }
 
 void WriteRepository(Writer& writer, const Facts& facts) {
@@ -121,10 +124,10 @@ std::string MetricsText(const std::string& server, const Facts& facts,
   WriteDatabases(writer, facts);
   if (maxAge) {
     writer.Family("backup_overdue", "",
-                  "1 if the database has no good backup within the age that is allowed.");
+                  "1 if the database's pool has no good backup within the age that is allowed.");
     for (const DatabaseFacts& database : facts.databases) {
       const std::optional<std::int64_t> age = facts.AgeOf(database);
-      writer.Sample(age && *age <= *maxAge ? 0 : 1, {{"database", database.name}});
+      writer.Sample(age && *age <= *maxAge ? 0 : 1, LabelsOf(database));
     }
   }
   WriteRepository(writer, facts);

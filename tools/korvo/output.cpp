@@ -52,11 +52,11 @@ store::Status OpenServer(const std::string& server, store::Store::Access access,
   return {};
 }
 
-store::Status ListSavesets(store::Store& store, const std::string& database,
+store::Status ListSavesets(store::Store& store, const std::string& database, const std::string& pool,
                            std::vector<store::Saveset>& savesets) {
   const std::string wanted = store::DatabaseOfSid(database);
   return store.Rows().ListAllSavesets([&](const store::Saveset& saveset) {
-    if (database.empty() || saveset.database == wanted) {
+    if ((database.empty() || saveset.database == wanted) && (pool.empty() || saveset.pool == pool)) {
       savesets.push_back(saveset);
     }
     return store::Status();

@@ -24,8 +24,8 @@ int Fail(const store::Status& status);
 store::Status OpenServer(const std::string& server, store::Store::Access access,
                          std::unique_ptr<store::Store>& store);
 
-// All savesets, or those of one database (empty: all), newest first.
-store::Status ListSavesets(store::Store& store, const std::string& database,
+// The savesets of a database and a pool (empty: of all), newest first.
+store::Status ListSavesets(store::Store& store, const std::string& database, const std::string& pool,
                            std::vector<store::Saveset>& savesets);
 
 }  // namespace korvo

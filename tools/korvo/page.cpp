@@ -1,6 +1,7 @@
 #include "korvo/page.h"
 
 #include <algorithm>
+#include <set>
 #include <vector>
 
 #include "korvo/html.h"
@@ -98,6 +99,18 @@ class HtmlTable {
 
 // ---- The head --------------------------------------------------------------------------------------------
 
+std::size_t CountDatabases(const Facts& facts) {
+  std::set<std::string> names;
+  for (const DatabaseFacts& database : facts.databases) {
+    names.insert(database.name);
+  }
+  return names.size();
+}
+
+std::string WordFor(const Facts& facts) {
+  return CountDatabases(facts) == facts.databases.size() ? "database" : "pool";
+}
+
 std::string Verdict(const Facts& facts, std::int64_t maxAge) {
   std::size_t late = 0;
   bool soon = false;
@@ -111,12 +124,12 @@ std::string Verdict(const Facts& facts, std::int64_t maxAge) {
   if (facts.databases.empty()) {
     text = "There is no backup yet.";
   } else if (late > 0) {
-    text = std::to_string(late) + " of " + Count(facts.databases.size(), "database") +
+    text = std::to_string(late) + " of " + Count(facts.databases.size(), WordFor(facts)) +
            (late == 1 ? " has" : " have") + " no good backup " + within;
   } else {
     text = facts.databases.size() == 1 ? "The database has a good backup " + within
-                                       : "Each of the " + std::to_string(facts.databases.size()) +
-                                             " databases has a good backup " + within;
+                                       : "Each of the " + Count(facts.databases.size(), WordFor(facts)) +
+                                             " has a good backup " + within;
   }
   if (facts.damagedPacks > 0) {
     text +=
@@ -136,7 +149,7 @@ std::string Numbers(const Facts& facts) {
     files += database.bytes;
   }
   return Element("dl", "numbers",
-                 NumberBox("Databases", std::to_string(facts.databases.size())) +
+                 NumberBox("Databases", std::to_string(CountDatabases(facts))) +
                      NumberBox("Savesets", std::to_string(facts.backups.size())) +
                      NumberBox("Files in them", SizeText(files)) +
                      NumberBox("Room they take", SizeText(facts.packBytes)) +
@@ -149,7 +162,7 @@ std::string Numbers(const Facts& facts) {
 std::string DatabaseCard(const PageRequest& request, const Facts& facts, const DatabaseFacts& database) {
   const Words words = WordsFor(StandingOf(facts, database, request.maxAge));
   std::string text = Element("header", "",
-                             Element("h3", "", Html(database.name)) +
+                             Element("h3", "", Html(database.title)) +
                                  Element("span", std::string("chip ") + words.style, words.chip));
   if (database.newestGood == nullptr) {
     text += Element("p", "age", "never");

@@ -27,13 +27,14 @@ bool IsSpoilt(const Saveset& saveset) {
          saveset.mover == Mover::kRunning;
 }
 
-// The newest of each of so many periods that have one. `periodOf` gets the backup's place.
+// In each pool, the newest of each of so many periods that have one. `periodOf` gets the backup's place.
 void KeepOnePerPeriod(Kept rule, std::uint64_t most, const std::vector<BackupOfSession>& backups,
                       const std::function<std::int64_t(std::size_t)>& periodOf,
                       std::vector<std::set<Kept>>& kept) {
-  std::set<std::int64_t> periods;
-  for (std::size_t i = 0; i < backups.size() && periods.size() < most; ++i) {
-    if (backups[i].good && periods.insert(periodOf(i)).second) {
+  std::map<std::string, std::set<std::int64_t>> pools;
+  for (std::size_t i = 0; i < backups.size(); ++i) {
+    std::set<std::int64_t>& periods = pools[backups[i].pool];
+    if (backups[i].good && periods.size() < most && periods.insert(periodOf(i)).second) {
       kept[i].insert(rule);
     }
   }
@@ -115,6 +116,8 @@ std::vector<BackupOfSession> BackupsOf(const std::vector<Saveset>& savesets) {
     BackupOfSession& backup = sessions[savesets[i].together];
     backup.began =
         backup.savesets.empty() ? savesets[i].created : std::min(backup.began, savesets[i].created);
+    backup.database = savesets[i].database;
+    backup.pool = savesets[i].pool;
     backup.savesets.push_back(i);
   }
   std::vector<BackupOfSession> backups;

@@ -2,13 +2,16 @@
 // changed here.
 //
 // The savesets of one session are one backup, and stay or go together. A backup counts for a rule that counts
-// if one of its savesets is good and none failed, was withdrawn, still runs or is marked.
+// if one of its savesets is good and none failed, was withdrawn, still runs or is marked. Rules count within
+// each pool: archive logs that come every hour, in a pool of their own, take no place of another pool's
+// backups.
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "store/catalog/catalog.h"
@@ -16,7 +19,7 @@
 namespace store {
 
 struct RetentionRules {
-  std::optional<std::uint64_t> last;    // so many of the newest
+  std::optional<std::uint64_t> last;    // so many of the newest of each pool
   std::optional<std::int64_t> within;   // all that began so many seconds ago or later, whatever came of them
   std::optional<std::uint64_t> daily;   // the newest of each of so many days that have one
   std::optional<std::uint64_t> weekly;  // ... weeks, which begin on Monday
@@ -51,6 +54,8 @@ struct Candidate {
 [[nodiscard]] bool IsGood(const Saveset& saveset);
 
 struct BackupOfSession {
+  std::string database;  // and pool: those of its savesets
+  std::string pool;
   std::int64_t began = 0;             // when its first saveset was begun
   bool good = false;                  // counts, as above
   std::vector<std::size_t> savesets;  // their places in the list
