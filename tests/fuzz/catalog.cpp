@@ -167,7 +167,7 @@ void AskAll(Catalog& catalog) {
   ask(catalog.ListPacksOf(one, uids));
   ask(catalog.ListItemsOfPack(uid, false, [](const Catalog::PackItem&) { return Status(); }));
   ask(catalog.ListRecords(one, [](const Catalog::ItemRecord&) { return Status(); }));
-  ask(catalog.DeleteMarked(0, deleted));
+  ask(catalog.DeleteMarked(0));
 }
 
 void Run(std::string_view bytes) {

@@ -243,10 +243,9 @@ TEST_P(CatalogTest, ASavesetThatGoesWhileItIsReadIsNotAShorterOne) {
   const std::unique_ptr<Catalog> other = Connect();
   bool first = true;
   const auto deleteOnce = [&](const Item&) {
-    Catalog::Deleted deleted;
     if (std::exchange(first, false)) {
       EXPECT_TRUE(other->MarkSaveset(backup.saveset.id, true));
-      EXPECT_TRUE(other->DeleteMarked(INT64_MAX, deleted));
+      EXPECT_TRUE(other->DeleteMarked(INT64_MAX));
     }
     return Status();
   };
@@ -334,9 +333,9 @@ TEST_P(CatalogTest, DeletingNamesThePacksThatNobodyNeeds) {
   EXPECT_EQ(Savesets(), Names{"ABC2"});
   std::int64_t now = 0;
   ASSERT_TRUE(catalog_->Now(now));
-  ASSERT_TRUE(catalog_->DeleteMarked(now - 100, deleted));
+  ASSERT_TRUE(catalog_->DeleteMarked(now - 100) && catalog_->ListDeleted(deleted));
   EXPECT_TRUE(deleted.packs.empty() && deleted.savesets.empty()) << "the grace is not over";
-  ASSERT_TRUE(catalog_->DeleteMarked(now + 1, deleted));
+  ASSERT_TRUE(catalog_->DeleteMarked(now + 1) && catalog_->ListDeleted(deleted));
   EXPECT_EQ(deleted.packs, std::vector<Uid>{first.packs[1]});
   EXPECT_EQ(deleted.savesets, std::vector<Uid>{first.saveset.uid});
   EXPECT_FALSE(Find("ABC1"));
@@ -344,14 +343,14 @@ TEST_P(CatalogTest, DeletingNamesThePacksThatNobodyNeeds) {
   EXPECT_EQ(catalog_->MarkSaveset(first.saveset.id, false).What(), Kind::kMissing);
   // Until somebody says that the objects are gone.
   Catalog::Deleted again;
-  ASSERT_TRUE(catalog_->DeleteMarked(now + 1, again));
+  ASSERT_TRUE(catalog_->DeleteMarked(now + 1) && catalog_->ListDeleted(again));
   EXPECT_EQ(again.packs, deleted.packs);
   ASSERT_TRUE(catalog_->ForgetDeleted(deleted));
   ASSERT_TRUE(catalog_->ListDeleted(again));
   EXPECT_TRUE(again.packs.empty() && again.savesets.empty());
 
   ASSERT_TRUE(catalog_->MarkSaveset(second.saveset.id, true));
-  ASSERT_TRUE(catalog_->DeleteMarked(now + 1, deleted));
+  ASSERT_TRUE(catalog_->DeleteMarked(now + 1) && catalog_->ListDeleted(deleted));
   EXPECT_EQ(Sorted(deleted.packs), Sorted({first.packs[0], second.packs[0]}));
 }
 
@@ -511,7 +510,7 @@ TEST_P(CatalogTest, WhatCannotBeCountedWithIsDamage) {
   backup.End();
   ASSERT_TRUE(catalog_->MarkTogether({backup.saveset.id}, true));
   Catalog::Deleted deleted;
-  EXPECT_TRUE(catalog_->DeleteMarked(0, deleted));
+  EXPECT_TRUE(catalog_->DeleteMarked(0) && catalog_->ListDeleted(deleted));
   EXPECT_EQ(deleted.savesets.size(), 1u);
 }
 

@@ -133,7 +133,7 @@ TEST_P(OwnerTest, RoomComesBackOnceNobodyNeedsIt) {
 
   ASSERT_TRUE(catalog_->MarkTogether({Find("ABC1").id, Find("ABC2").id}, true));
   Catalog::Deleted deleted;
-  ASSERT_TRUE(catalog_->DeleteMarked(0, deleted));
+  ASSERT_TRUE(catalog_->DeleteMarked(0) && catalog_->ListDeleted(deleted));
   EXPECT_TRUE(deleted.packs.empty());  // the third one still needs both
   std::vector<Catalog::PackSum> sums;
   ASSERT_TRUE(catalog_->SumPacks(sums));
@@ -192,7 +192,7 @@ TEST_P(OwnerTest, AProtectedSavesetIsNeitherMarkedNorDeleted) {
   ASSERT_TRUE(catalog_->SetProtected(first, false));
   EXPECT_TRUE(catalog_->MarkTogether({second, first}, true));
   Catalog::Deleted deleted;
-  ASSERT_TRUE(catalog_->DeleteMarked(0, deleted));
+  ASSERT_TRUE(catalog_->DeleteMarked(0) && catalog_->ListDeleted(deleted));
   EXPECT_EQ(deleted.savesets.size(), 2u);
   EXPECT_EQ(catalog_->SetProtected(first, true).What(), Kind::kMissing);
 }

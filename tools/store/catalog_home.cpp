@@ -70,25 +70,24 @@ class FileHome : public CatalogHome {
 
  private:
   [[nodiscard]] std::string NewPath() const { return Beside(path_, "new"); }
-  [[nodiscard]] std::int64_t CountOld() const;
+  Status CountOld(std::int64_t& count) const;
 
   std::string path_;
   std::int64_t counted_ = 0;  // by the old catalog, when the new one was begun
 };
 
-// How many savesets and packs it has ever had; 0 of one that cannot be read.
-std::int64_t FileHome::CountOld() const {
+// How many savesets and packs it has ever had.
+Status FileHome::CountOld(std::int64_t& count) const {
   std::unique_ptr<SqlEngine> engine;
-  std::int64_t count = 0;
   if (Status opened = OpenSqlite(path_, MakeCatalog::kNever, engine); !opened) {
-    return 0;
+    return opened;
   }
-  const Status counted = engine->Run("SELECT value FROM counter WHERE name IN ('saveset', 'pack')", {},
-                                     [&count](const SqlRow& row) {
-                                       count += row.Number(0);
-                                       return Status();
-                                     });
-  return counted ? count : 0;
+  count = 0;
+  return engine->Run("SELECT value FROM counter WHERE name IN ('saveset', 'pack')", {},
+                     [&count](const SqlRow& row) {
+                       count += row.Number(0);
+                       return Status();
+                     });
 }
 
 Status FileHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
@@ -104,7 +103,10 @@ Status FileHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
       return Status::Failed(path + " cannot be deleted");
     }
   }
-  counted_ = CountOld();
+  // One that cannot be read takes no backup either.
+  if (Status counted = CountOld(counted_); !counted) {
+    counted_ = 0;
+  }
   return OpenSqlite(NewPath(), MakeCatalog::kIfMissing, engine);
 }
 
@@ -116,8 +118,14 @@ Status FileHome::EndNew(std::string& aside) {
                             " is left");
     }
   }
-  if (counted_ != 0 && CountOld() != counted_) {
-    return Status::Conflict("a backup came meanwhile: call again when none is running");
+  if (counted_ != 0) {
+    std::int64_t count = 0;
+    if (Status counted = CountOld(count); !counted) {
+      return counted;
+    }
+    if (count != counted_) {
+      return Status::Conflict("a backup came meanwhile: call again when none is running");
+    }
   }
   if (Status put = PutFileAside(path_, aside); !put) {
     return put;

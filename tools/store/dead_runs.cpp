@@ -150,7 +150,7 @@ Status EndDeadRuns(Catalog& catalog, Place& place, DeadRuns& dead) {
       return closed;
     }
   }
-  return catalog.IsShared() ? CloseForgottenSessions(catalog, dead) : Status();
+  return CloseForgottenSessions(catalog, dead);
 }
 
 }  // namespace store

@@ -18,8 +18,7 @@ Status Store::DeleteMarked(std::int64_t graceSeconds) {
   if (Status told = catalog_->Now(now); !told) {
     return Explain(told);
   }
-  Catalog::Deleted deleted;
-  if (Status named = catalog_->DeleteMarked(now - graceSeconds, deleted); !named) {
+  if (Status named = catalog_->DeleteMarked(now - graceSeconds); !named) {
     return Explain(named);
   }
   return RemoveDeleted();

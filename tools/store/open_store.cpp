@@ -151,6 +151,15 @@ Status ReadRepositoryObject(Place& place, std::string& bytes) {
   return got && size.value_or(0) > kLargest ? Status::Damaged("its object \"repository\" is damaged") : got;
 }
 
+namespace {
+
+bool MayRead(const std::string& path) {
+  std::string why;
+  return !path.empty() && platform::DataFile::OpenForReading(path, why) != nullptr;
+}
+
+}  // namespace
+
 Status ReadKeys(const ServerConfig& config, const std::string& object, Uid& id, Keys& keys) {
   std::string keysPart;
   if (Status decoded = DecodeRepository(object, id, keysPart); !decoded) {
@@ -159,12 +168,14 @@ Status ReadKeys(const ServerConfig& config, const std::string& object, Uid& id, 
   if (Status checked = CheckKeyFile(config.secretFile); !checked) {
     return checked;
   }
-  if (Status checked = CheckKeyFile(config.keyFile); !checked) {
+  const bool mayRead = MayRead(config.keyFile);
+  if (Status checked = mayRead ? CheckKeyFile(config.keyFile) : Status(); !checked) {
     return checked;
   }
-  // One machine's configuration may name a key that only another machine has: who needs it is told then.
-  const auto ifThere = [](const std::string& path) { return platform::Exists(path) ? path : std::string(); };
-  return Keys::Read(keysPart, id, ifThere(config.secretFile), ifThere(config.keyFile), keys);
+  // One machine's configuration may name a key that only another machine, or another user, has: who needs it
+  // is told then.
+  const std::string secretFile = platform::Exists(config.secretFile) ? config.secretFile : "";
+  return Keys::Read(keysPart, id, secretFile, mayRead ? config.keyFile : "", keys);
 }
 
 // ---- Opening ------------------------------------------------------------------------------------

@@ -275,15 +275,15 @@ class Catalog {
   // Marks all of them or none; at once: as if that had been long ago, so that no grace is left.
   Status MarkTogether(const std::vector<std::int64_t>& savesets, bool atOnce);
   // Takes out the savesets that were marked at that time or before, in transactions that are each short: of
-  // so many items, and each names the packs that no item needs any more. Delete their objects and those of
-  // the savesets, then `ForgetDeleted`. From its first transaction on a saveset is not found any more; one
-  // that was interrupted goes on with the next call.
+  // so many items, and each names the packs that no item needs any more. Delete the objects that
+  // `ListDeleted` names, then `ForgetDeleted`. From its first transaction on a saveset is not found any more;
+  // one that was interrupted goes on with the next call.
   struct Deleted {
     std::vector<Uid> savesets;
     std::vector<Uid> packs;
   };
-  Status DeleteMarked(std::int64_t markedBefore, Deleted& deleted);
-  // What an earlier deletion named and nobody has reported as gone.
+  Status DeleteMarked(std::int64_t markedBefore);
+  // What this deletion or an earlier one named and nobody has reported as gone.
   Status ListDeleted(Deleted& deleted);
   Status ForgetDeleted(const Deleted& deleted);
 

@@ -70,6 +70,11 @@ struct Catalog::Inside {
                  std::int64_t recordPack, const std::vector<std::int64_t>& packs);
 };
 
+// Packs in one of the states other than good (`state` 1). Both words name it: an engine uses the index
+// `pack_to_do`, which has these alone, only where it sees that the good ones are left out.
+inline constexpr const char* kIsDamaged = "state = 2 AND state <> 1";
+inline constexpr const char* kIsDeleted = "state = 3 AND state <> 1";
+
 inline SqlValue Unsigned(std::uint64_t number) { return static_cast<std::int64_t>(number); }
 
 // ---- Rows of items ---------------------------------------------------------------------------------------

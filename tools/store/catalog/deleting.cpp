@@ -192,7 +192,7 @@ Status Catalog::SetProtected(std::int64_t saveset, bool isProtected) {
   });
 }
 
-Status Catalog::DeleteMarked(std::int64_t markedBefore, Deleted& deleted) {
+Status Catalog::DeleteMarked(std::int64_t markedBefore) {
   std::vector<std::int64_t> savesets;
   Status chosen = inside_->Transact([&] {
     if (Status marked = inside_->Run(
@@ -218,13 +218,12 @@ Status Catalog::DeleteMarked(std::int64_t markedBefore, Deleted& deleted) {
       return out;
     }
   }
-  return ListDeleted(deleted);
+  return {};
 }
 
 Status Catalog::ListDeleted(Deleted& deleted) {
-  if (Status listed =
-          inside_->ListUids("SELECT uid FROM pack WHERE state = 3 AND state <> 1", {}, deleted.packs);
-      !listed) {
+  const std::string packs = "SELECT uid FROM pack WHERE " + std::string(kIsDeleted);
+  if (Status listed = inside_->ListUids(packs, {}, deleted.packs); !listed) {
     return listed;
   }
   return inside_->ListUids("SELECT uid FROM deleted", {}, deleted.savesets);

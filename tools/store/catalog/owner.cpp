@@ -5,12 +5,12 @@ namespace store {
 namespace {
 
 Status HasDamagedPack(Catalog::Inside& inside, bool& has) {
-  return inside.Exists("SELECT id FROM pack WHERE state = 2 AND state <> 1 LIMIT 1", {}, has);
+  return inside.Exists("SELECT id FROM pack WHERE " + std::string(kIsDamaged) + " LIMIT 1", {}, has);
 }
 
 // That no pack is damaged which the item needs.
 std::string Whole(const std::string& item) {
-  const std::string damaged = "(SELECT id FROM pack WHERE state = 2 AND state <> 1)";
+  const std::string damaged = "(SELECT id FROM pack WHERE " + std::string(kIsDamaged) + ")";
   return item + ".pack NOT IN " + damaged +
          " AND NOT EXISTS(SELECT 1 FROM needs d WHERE d.saveset = " + item +
          ".saveset AND d.number = " + item + ".number AND d.pack IN " + damaged + ")";

@@ -209,7 +209,8 @@ Status Keys::CanRead() const {
   return Encrypts() && inside_->privateKey.empty() ? Status::Failed(
                                                          "the repository is encrypted and the private key, "
                                                          "which restores and reading checks need, is "
-                                                         "missing: let key_file name it")
+                                                         "missing: let key_file name it, and this "
+                                                         "user read it")
                                                    : Status();
 }
 

@@ -1,5 +1,7 @@
 #include "store/place/s3_client.h"
 
+#include <sodium.h>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -22,6 +24,16 @@ constexpr std::size_t kMostWords = 300;
 bool IsPlain(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
          std::string_view("-._~").find(c) != std::string_view::npos;
+}
+
+// A hash in another form.
+std::string Base64OfHex(const std::string& hex) {
+  std::vector<unsigned char> bytes(hex.size() / 2);
+  sodium_hex2bin(bytes.data(), bytes.size(), hex.data(), hex.size(), nullptr, nullptr, nullptr);
+  std::string base64(sodium_base64_encoded_len(bytes.size(), sodium_base64_VARIANT_ORIGINAL), '\0');
+  sodium_bin2base64(base64.data(), base64.size(), bytes.data(), bytes.size(), sodium_base64_VARIANT_ORIGINAL);
+  base64.pop_back();  // the zero behind it
+  return base64;
 }
 
 std::string Encoded(std::string_view text, bool keepSlashes) {
@@ -298,6 +310,8 @@ void S3Client::SetUpBody(Handle& handle, Transfer& transfer) {
       curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, "DELETE");
       break;
     case S3Request::Verb::kPut:
+      // Where new objects are locked for a time, servers demand a checksum that they keep.
+      transfer.AddHeader("x-amz-checksum-sha256: " + Base64OfHex(request.body->Hash()));
       curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
       curl_easy_setopt(curl, CURLOPT_UPLOAD_BUFFERSIZE, 256L * 1024);
       curl_easy_setopt(curl, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(request.body->Size()));
