@@ -193,6 +193,8 @@ TEST_F(StoreTest, AnEncryptedRepositoryIsMadeOnPurposeAndNeedsItsKeys) {
   config_.secretFile = directory_.File("secret");
   EXPECT_TRUE(Refusal(Access::kCreate).find("make it with korvo init test --encrypt") != std::string::npos);
   EXPECT_FALSE(Store::Make(config_, true)) << "without a place for the private key";
+  config_.keyFile = directory_.File("nowhere/key");
+  EXPECT_FALSE(Store::Make(config_, true)) << "and nothing of it stays in the way";
   config_.keyFile = directory_.File("key");
   const Status made = Store::Make(config_, true);
   ASSERT_TRUE(made) << made.Message();

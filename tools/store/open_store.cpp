@@ -130,7 +130,9 @@ Status MakeEncryptedRepository(const ServerConfig& config, Place& place,
   }
   platform::RemoveFile(config.secretFile);
   platform::RemoveFile(config.keyFile);
-  return Status::Conflict("another program made it at the same time, with keys of its own");
+  return Status::Conflict(
+      "another korvo init has made it, at the same time or before, with keys of its own: "
+      "they are needed now");
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "platform/platform.h"
 #include "store/base/bytes.h"
 #include "store/base/nettle.h"
 #include "store/keys/block_cipher.h"
@@ -188,7 +189,11 @@ Status Keys::WriteFiles(const std::string& secretFile, const std::string& keyFil
       !written) {
     return written;
   }
-  return WriteKeyFile(keyFile, KeyFileKind::kPrivateKey, repository, inside_->privateKey);
+  Status written = WriteKeyFile(keyFile, KeyFileKind::kPrivateKey, repository, inside_->privateKey);
+  if (!written) {
+    platform::RemoveFile(secretFile);  // alone it would be in the way of the next attempt
+  }
+  return written;
 }
 
 bool Keys::Encrypts() const { return inside_->encrypts; }
