@@ -225,7 +225,8 @@ void Commit(const std::string& path) {
   Check(catalog->MarkSaveset(saveset.id, true));
   Catalog::Deleted deleted;
   std::printf("%-58s %10.2f ms\n", "deleting the 11,020 of them",
-              Milliseconds([&] { Check(catalog->DeleteMarked(INT64_MAX, deleted)); }));
+              Milliseconds([&] { Check(catalog->DeleteMarked(INT64_MAX)); }));
+  Check(catalog->ListDeleted(deleted));
   Check(catalog->ForgetDeleted(deleted));
 }
 

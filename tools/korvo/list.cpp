@@ -159,9 +159,8 @@ void AddList(Program& program) {
                    "Exit status 1 and a line for each pool of a database whose newest good backup is older");
   command.Json(options->json);
   command.Explain(
-      "POOL is what the parameter file calls KORVO_POOL. FILES is the size of the files, ADDED what the "
-      "saveset added to\n"
-      "the repository.\n"
+      "POOL is what the parameter file calls KORVO_POOL. FILES is the size of the files, ADDED what the\n"
+      "saveset added to the repository.\n"
       "States: good; warnings (good, but its caller reported warnings); failed (its items that were "
       "confirmed\n"
       "can be restored); withdrawn (saved well, but its caller reported a failure); running; unused "
