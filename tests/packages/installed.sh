@@ -28,7 +28,7 @@ round_trip() {
   cp data/*.dbf data/tree
   cp -r data kept
   cp "$examples/initDEM.utl" Database
-  sed -E "0,/^#?repository=/s|^#?repository=.*|repository=$escaped${separator//\\/\\\\}repository|" "$template" >"$configuration"
+  sed -E "s|^#\\[prod\\]|[prod]|; 0,/^#?repository=/s|^#?repository=.*|repository=$escaped${separator//\\/\\\\}repository|" "$template" >"$configuration"
   # shellcheck disable=SC2034  # for run_backint
   mapfile -t variables < <(tr -d '\r' <"$(echo "$examples"/environment.*)" | sed -nE 's/^(export|set) //p' |
     sed -E "s#/oracle/DEM|C:\\\\oracle\\\\DEM#$escaped#")
