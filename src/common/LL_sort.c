@@ -1,30 +1,5 @@
-#include <stdlib.h>
-
 #include "common/LL.h"
 #include "common/LL_node.h"
-
-/* The nodes of a sorted list are scattered in memory, and waiting for the next node costs more than anything
-   else. During a sort the previous links are free. Each node of a sorted run keeps there the node that comes
-   this many places later, so that it can be fetched ahead when the run is merged. */
-enum { kFetchAhead = 8 };
-
-typedef struct Trail {
-  LLNode* last[kFetchAhead];
-  unsigned place;
-  LLNode none; /* in place of a node before the first one */
-} Trail;
-
-static void StartTrail(Trail* trail) {
-  for (trail->place = 0; trail->place < kFetchAhead; ++trail->place) {
-    trail->last[trail->place] = &trail->none;
-  }
-}
-
-static void AddToTrail(Trail* trail, LLNode* node) {
-  LLNode** earlier = &trail->last[trail->place++ % kFetchAhead];
-  (*earlier)->prev = node;
-  *earlier = node;
-}
 
 /* Merges two sorted runs, one directly after the other, that follow `before`, and returns the last node of
  * the whole. */
@@ -32,8 +7,6 @@ static LLNode* Merge(LLNode* before, LLNode* firstLast, LLNode* secondLast, LLCo
   LLNode* end = secondLast->next;
   LLNode* first = before->next;
   LLNode* second = firstLast->next;
-  Trail trail;
-  StartTrail(&trail);
   for (;;) {
     const int secondIsNext = compare(ElementOf(first), ElementOf(second)) > 0;
     LLNode* node = secondIsNext ? second : first;
@@ -42,8 +15,6 @@ static LLNode* Merge(LLNode* before, LLNode* firstLast, LLNode* secondLast, LLCo
     if (node == (secondIsNext ? secondLast : firstLast)) {
       break;
     }
-    __builtin_prefetch(node->prev);
-    AddToTrail(&trail, node);
     if (secondIsNext) {
       second = second->next;
     } else {
@@ -69,6 +40,7 @@ static LLNode* SortAfter(LLNode* before, int count, LLCompareFunction compare) {
   return Merge(before, firstLast, secondLast, compare);
 }
 
+/* The previous links stay as they were until the end, for whoever asks while it compares. */
 LLNode* MergeSortLL(LLNode* list, LLCompareFunction compare) {
   const int count = SizeLL(list);
   if (count == 0) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -20,7 +21,14 @@ std::string Bytes(const void* element) {
   return std::string(static_cast<const char*>(element), static_cast<std::size_t>(IsElmLL(element)));
 }
 
-int ByFirstByte(void* first, void* second) { return Bytes(first)[0] - Bytes(second)[0]; }
+// What stood in front of each element before a sort, and stands there as long as it goes on.
+std::map<const void*, const void*> predecessors;
+
+int ByFirstByte(void* first, void* second) {
+  EXPECT_EQ(PrevElmLL(first), predecessors[first]);
+  EXPECT_EQ(PrevElmLL(second), predecessors[second]);
+  return Bytes(first)[0] - Bytes(second)[0];
+}
 int ByBytes(void* first, void* second) { return Bytes(first).compare(Bytes(second)); }
 
 // A list and what ought to be in it. All that can be asked of it is compared.
@@ -126,6 +134,9 @@ void Arrange(LLNode* list, Model& model, Dice& dice) {
     EXPECT_EQ(SysSortLL(list, ByBytes), list);
     std::sort(model.begin(), model.end());
   } else {
+    for (void* element = FirstElmLL(list); IsElmLL(element) != 0; element = NextElmLL(element)) {
+      predecessors[element] = PrevElmLL(element);
+    }
     EXPECT_EQ(MergeSortLL(list, ByFirstByte), list);
     std::stable_sort(model.begin(), model.end(), [](auto& a, auto& b) { return a[0] < b[0]; });
   }
