@@ -15,5 +15,6 @@ set BI_CALLER=BRBACKUP
 set BI_BACKUP=FULL
 set BI_REQUEST=NEW
 
-rem The configuration of the backup server. The user who runs BRBACKUP needs this variable too.
+rem The configuration of the backup server. Needed only if it is in another place than this one, then also by the user
+rem who runs BRBACKUP.
 set KORVO_CONFIG=C:\ProgramData\korvo\korvo.ini

@@ -14,5 +14,6 @@ export BI_CALLER=BRBACKUP
 export BI_BACKUP=FULL
 export BI_REQUEST=NEW
 
-# The configuration of the backup server. The user who runs BRBACKUP needs this variable too.
+# The configuration of the backup server. Needed only if it is in another place than this one, then also by the user
+# who runs BRBACKUP.
 export KORVO_CONFIG=/etc/korvo/korvo.ini

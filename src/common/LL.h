@@ -37,7 +37,8 @@ typedef struct LLNode {
 /* Links `newNode` at a place relative to `node`: `l_lafter`, `l_lbefore` or a function of the caller's. */
 typedef void (*LLLinkFunction)(LLNode* node, LLNode* newNode);
 
-/* Returns a number above 0 if the first element belongs after the second, else 0 or a negative number. */
+/* Returns a number above 0 if the first element belongs after the second, else 0 or a negative number. For
+   `SysSortLL`: below 0 if it belongs before the second, and 0 only if neither does. */
 typedef int (*LLCompareFunction)(void* first, void* second);
 
 /* ---- Nodes ---- */

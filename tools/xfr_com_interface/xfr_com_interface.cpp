@@ -38,8 +38,8 @@ savesets, and answers which savesets there are (-s NULL), or contain a file, and
   -S, -d, -t, -v  settings of other servers, taken and not used
   --version, --help
 
-Answers reply=OK and lines key=value, exit status 0, or reply=ERROR and one sentence, exit status 1. The sentence is
-written to standard error too. See also xfr, korvo and backint.
+Answers reply=OK and lines key=value, exit status 0, or reply=ERROR and one sentence, exit status 1. So it is if a list
+breaks off. The sentence is written to standard error too. See also xfr, korvo and backint.
 )";
 
 // The process that has to live as long as its session: the backint that called. A tool that was started by
