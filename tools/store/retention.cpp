@@ -23,7 +23,7 @@ std::int64_t MonthOf(std::int64_t day) {
 }
 
 bool IsSpoilt(const Saveset& saveset) {
-  return saveset.marked || saveset.failed || saveset.mover == Mover::kEndedFailed ||
+  return saveset.marked || saveset.failed || saveset.brokenOff || saveset.mover == Mover::kEndedFailed ||
          saveset.mover == Mover::kRunning;
 }
 

@@ -2,9 +2,9 @@
 // changed here.
 //
 // The savesets of one session are one backup, and stay or go together. A backup counts for a rule that counts
-// if one of its savesets is good and none failed, was withdrawn, still runs or is marked. Rules count within
-// each pool: archive logs that come every hour, in a pool of their own, take no place of another pool's
-// backups.
+// if one of its savesets is good, none failed, was withdrawn, still runs or is marked, and its session did
+// not fail. Rules count within each pool: archive logs that come every hour, in a pool of their own, take no
+// place of another pool's backups.
 #pragma once
 
 #include <cstdint>
