@@ -222,7 +222,8 @@ bool Same(const Saveset& one, const Saveset& other) {
   return one.uid == other.uid && one.name == other.name && one.database == other.database &&
          one.pool == other.pool && one.created == other.created && one.id == other.id &&
          one.together == other.together && one.mover == other.mover && one.ended == other.ended &&
-         one.failed == other.failed && one.warnings == other.warnings && one.isProtected == other.isProtected;
+         one.items == other.items && one.failed == other.failed && one.warnings == other.warnings &&
+         one.isProtected == other.isProtected;
 }
 
 void CheckSaveset(MemoryPlace& place) {
@@ -241,10 +242,11 @@ void CheckSaveset(MemoryPlace& place) {
   MemoryPlace second;
   const ObjectShelf other{second, PlainKeys(), kRepositoryId};
   const State state = saveset.failed ? State::kFailed : saveset.warnings ? State::kWarnings : State::kGood;
-  const bool written = PutSavesetBegin(other, saveset) &&
-                       PutSavesetEnd(other, kObjectId, saveset.mover, saveset.ended.value_or(0)) &&
-                       PutSavesetClosed(other, kObjectId, state, 0) &&
-                       (!saveset.isProtected || PutSavesetProtected(other, kObjectId, 0));
+  const bool written =
+      PutSavesetBegin(other, saveset) &&
+      PutSavesetEnd(other, kObjectId, saveset.mover, saveset.items, saveset.ended.value_or(0)) &&
+      PutSavesetClosed(other, kObjectId, state, 0) &&
+      (!saveset.isProtected || PutSavesetProtected(other, kObjectId, 0));
   SavesetObjects again;
   Require(written && ReadSavesetObjects(other, kObjectId, again) && Same(again.saveset, saveset),
           "a saveset's objects can be written again", saveset.name);
@@ -297,7 +299,7 @@ void SeedObjects(Corpus& corpus) {
   MemoryPlace place;
   const ObjectShelf shelf{place, PlainKeys(), kRepositoryId};
   Require(PutSavesetBegin(shelf, saveset) &&
-              PutSavesetEnd(shelf, kObjectId, Mover::kEndedClean, 1700000009) &&
+              PutSavesetEnd(shelf, kObjectId, Mover::kEndedClean, 5, 1700000009) &&
               PutSavesetClosed(shelf, kObjectId, State::kWarnings, 1700000010) &&
               PutSavesetProtected(shelf, kObjectId, 1700000011),
           "a saveset's objects can be put");

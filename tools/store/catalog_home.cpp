@@ -67,27 +67,48 @@ class FileHome : public CatalogHome {
   bool GiveRoom() override { return GiveSpareRoom(path_); }
   Status BeginNew(std::unique_ptr<SqlEngine>& engine) override;
   Status EndNew(std::string& aside) override;
+  void DropNew() override;
 
  private:
   [[nodiscard]] std::string NewPath() const { return Beside(path_, "new"); }
-  Status CountOld(std::int64_t& count) const;
+  Status RemoveNew() const;
+  Status ReadOld(std::string& state) const;
 
   std::string path_;
-  std::int64_t counted_ = 0;  // by the old catalog, when the new one was begun
+  std::unique_ptr<platform::FileClaim> claim_;  // of the one that makes a new catalog
+  std::string state_;                           // of the old catalog, when the new one was begun
 };
 
-// How many savesets and packs it has ever had.
-Status FileHome::CountOld(std::int64_t& count) const {
+Status FileHome::ReadOld(std::string& state) const {
   std::unique_ptr<SqlEngine> engine;
+  state.clear();
   if (Status opened = OpenSqlite(path_, MakeCatalog::kNever, engine); !opened) {
     return opened;
   }
-  count = 0;
-  return engine->Run("SELECT value FROM counter WHERE name IN ('saveset', 'pack')", {},
-                     [&count](const SqlRow& row) {
-                       count += row.Number(0);
-                       return Status();
-                     });
+  return engine->Run(kSelectChanges, {"saveset", "pack"}, [&state](const SqlRow& row) {
+    for (int column = 0; column < 4; ++column) {
+      state += std::to_string(row.Number(column)) + " ";
+    }
+    return Status();
+  });
+}
+
+Status FileHome::RemoveNew() const {
+  for (const char* ending : kEndings) {
+    const std::string path = NewPath() + ending;
+    if (!platform::RemoveFile(path) && platform::Exists(path)) {
+      return Status::Failed(path + " cannot be deleted");
+    }
+  }
+  return {};
+}
+
+void FileHome::DropNew() {
+  if (claim_ != nullptr) {
+    static_cast<void>(static_cast<bool>(RemoveNew()));
+    GiveSpareRoom(NewPath());
+    claim_.reset();
+  }
 }
 
 Status FileHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
@@ -97,15 +118,18 @@ Status FileHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
   if (!platform::MakeDirectories(directory, platform::DirectoryAccess::kPrivate, why)) {
     return Status::Failed("the directory " + directory + " cannot be made: " + why);
   }
-  for (const char* ending : kEndings) {
-    const std::string path = NewPath() + ending;
-    if (!platform::RemoveFile(path) && platform::Exists(path)) {
-      return Status::Failed(path + " cannot be deleted");
-    }
+  claim_ = platform::FileClaim::TryClaim(path_ + "-rebuild", 0);
+  if (claim_ == nullptr) {
+    return Status::Failed(platform::Exists(path_ + "-rebuild")
+                              ? "another korvo rebuild is at work: wait for its end"
+                              : "the file " + path_ + "-rebuild, which it locks, cannot be made");
+  }
+  if (Status removed = RemoveNew(); !removed) {
+    return removed;
   }
   // One that cannot be read takes no backup either.
-  if (Status counted = CountOld(counted_); !counted) {
-    counted_ = 0;
+  if (Status read = ReadOld(state_); !read) {
+    state_.clear();
   }
   return OpenSqlite(NewPath(), MakeCatalog::kIfMissing, engine);
 }
@@ -118,13 +142,13 @@ Status FileHome::EndNew(std::string& aside) {
                             " is left");
     }
   }
-  if (counted_ != 0) {
-    std::int64_t count = 0;
-    if (Status counted = CountOld(count); !counted) {
-      return counted;
+  if (!state_.empty()) {
+    std::string state;
+    if (Status read = ReadOld(state); !read) {
+      return read;
     }
-    if (count != counted_) {
-      return Status::Conflict("a backup came meanwhile: call again when none is running");
+    if (state != state_) {
+      return Status::Conflict(kCatalogChanged);
     }
   }
   if (Status put = PutFileAside(path_, aside); !put) {
@@ -154,18 +178,20 @@ class DatabaseHome : public CatalogHome {
   bool GiveRoom() override { return false; }
   Status BeginNew(std::unique_ptr<SqlEngine>& engine) override;
   Status EndNew(std::string& aside) override;
+  // The next one that is begun takes its place.
+  void DropNew() override {}
 
  private:
   [[nodiscard]] std::string NewSchema() const { return options_.schema + "_new"; }
 
   PostgresOptions options_;
-  std::string file_;          // that had the catalog before, if one had
-  std::int64_t counted_ = 0;  // by the old catalog, when the new one was begun
+  std::string file_;   // that had the catalog before, if one had
+  std::string state_;  // of the old catalog, when the new one was begun
 };
 
 Status DatabaseHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
-  if (Status counted = CountPostgres(options_, counted_); !counted) {
-    return counted;
+  if (Status read = ReadPostgresState(options_, state_); !read) {
+    return read;
   }
   const PostgresOptions anew = {options_.url, NewSchema(), MakeCatalog::kIfMissing};
   Status dropped = DropPostgres(anew);
@@ -173,7 +199,7 @@ Status DatabaseHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
 }
 
 Status DatabaseHome::EndNew(std::string& aside) {
-  if (Status exchanged = ExchangePostgres(options_, NewSchema(), counted_, aside); !exchanged) {
+  if (Status exchanged = ExchangePostgres(options_, NewSchema(), state_, aside); !exchanged) {
     return exchanged;
   }
   if (!aside.empty()) {
@@ -207,13 +233,28 @@ Status ReadNote(Place& place, std::string& note) {
 
 Status CheckCatalogIsFree(const ServerConfig& config, SqlEngine& engine, Place& place) {
   bool used = false;
-  if (Status looked = engine.IsShared() ? engine.HasTable(kCatalogTable, used) : Status(); !looked || !used) {
+  // A file beside the objects is theirs. One elsewhere may be what a program left that was killed while it
+  // made the repository; it has no savesets then.
+  const bool isElsewhere = engine.IsShared() || !config.catalog.empty();
+  Status looked = isElsewhere ? engine.HasTable(kCatalogTable, used) : Status();
+  if (looked && used && !engine.IsShared()) {
+    used = false;
+    looked = engine.Run("SELECT id FROM saveset LIMIT 1", {}, [&used](const SqlRow& /*row*/) {
+      used = true;
+      return Status();
+    });
+  }
+  if (!looked || !used) {
     return looked;
   }
   // Another program may have made the repository meanwhile.
   std::optional<std::uint64_t> size;
   if (Status found = place.Size(kRepositoryObject, size); !found || size) {
     return found;
+  }
+  if (config.database.empty()) {
+    return Status::Failed("the catalog of another repository is in " + config.catalog +
+                          ": let catalog name another file");
   }
   return Status::Failed("the catalog of another repository is in " +
                         TellPostgres({config.database, config.catalogSchema, MakeCatalog::kNever}) +

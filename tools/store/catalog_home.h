@@ -30,8 +30,10 @@ class CatalogHome {
   // `engine` leads to an empty catalog beside the one in use.
   virtual Status BeginNew(std::unique_ptr<SqlEngine>& engine) = 0;
   // The new one takes the old one's place. `aside` tells where that is now; empty if there was none. A
-  // conflict, and nothing happens, if something came into the old one meanwhile and that can be seen.
+  // conflict, and nothing happens, if the old one was changed meanwhile and that can be seen.
   virtual Status EndNew(std::string& aside) = 0;
+  // The new one goes, if one was begun: it does not take the place.
+  virtual void DropNew() = 0;
 };
 
 [[nodiscard]] std::unique_ptr<CatalogHome> CatalogHomeOf(const ServerConfig& config);

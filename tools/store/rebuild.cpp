@@ -38,6 +38,9 @@ class Import {
       NoteOthers(rebuilt);
       done = catalog_.FinishImport(tell_);
     }
+    if (done) {
+      done = CompareItems();
+    }
     // Where something is lost, somebody may bring it back, and then they are needed again.
     if (done && lossless_) {
       done = catalog_.NameUnneededPacks(rebuilt.unneeded);
@@ -55,13 +58,15 @@ class Import {
   Status ImportPack(const Uid& uid, std::uint64_t size);
   Status ReadRecords(const PackReader& pack, std::vector<std::string>& records);
   void NoteOthers(Store::Rebuilt& rebuilt) const;
+  Status CompareItems();
 
   ObjectShelf shelf_;
   Catalog& catalog_;
   Tell tell_;
   bool lossless_ = true;
-  std::set<Uid> savesets_;       // that are in the new catalog
-  std::set<std::string> names_;  // that they bear
+  std::set<Uid> savesets_;                // that are in the new catalog
+  std::set<std::string> names_;           // that they bear
+  std::map<Uid, std::int64_t> promised_;  // how many items they had at their end
   std::uint64_t packs_ = 0;
   std::map<Uid, std::uint64_t> others_;  // items of savesets that were deleted, or whose beginning is lost
 };
@@ -116,6 +121,7 @@ Status Import::ImportSaveset(const Uid& uid) {
   }
   names_.insert(saveset.name);
   savesets_.insert(uid);
+  promised_[uid] = saveset.items;
   return catalog_.ImportSaveset(saveset);
 }
 
@@ -189,6 +195,21 @@ void Import::NoteOthers(Store::Rebuilt& rebuilt) const {
                             " are there and its beginning is not, as after a deletion: its " +
                             std::to_string(items) + " items stay deleted");
   }
+}
+
+// An item whose record is gone with its pack is named by nothing that is left.
+Status Import::CompareItems() {
+  for (const auto& [uid, items] : promised_) {
+    std::optional<Saveset> saveset;
+    if (Status found = catalog_.FindSavesetByUid(uid, saveset); !found) {
+      return found;
+    }
+    if (saveset && saveset->items < items) {
+      tell_("of the " + std::to_string(items) + " items of the saveset " + saveset->name + ", " +
+            std::to_string(items - saveset->items) + " are not there: packs are missing or damaged");
+    }
+  }
+  return {};
 }
 
 // ---- Steps --------------------------------------------------------------------------------------
@@ -328,7 +349,13 @@ Status RebuildIn(const ServerConfig& config, Place& place, const Tell& tell, Sto
   if (done) {
     done = NoteCatalog(config, place);
   }
-  return done ? home->EndNew(rebuilt.oldCatalog) : done;
+  if (done) {
+    done = home->EndNew(rebuilt.oldCatalog);
+  }
+  if (!done) {
+    home->DropNew();
+  }
+  return done;
 }
 
 }  // namespace

@@ -142,7 +142,7 @@ std::vector<std::string> OwnPathsOf(const ServerConfig& config) {
     paths.push_back(config.repository);
   }
   if (!config.catalog.empty()) {
-    for (const char* ending : {"", "-wal", "-shm", "-journal", "-spare", "-runs"}) {
+    for (const char* ending : {"", "-wal", "-shm", "-journal", "-spare", "-runs", "-rebuild"}) {
       paths.push_back(config.catalog + ending);
     }
   } else if (const std::string runs = RunsDirectory(config); !config.bucket.name.empty() && !runs.empty()) {

@@ -22,7 +22,7 @@ constexpr std::uint64_t kLargestObject = 1024 * 1024;
 constexpr std::uint64_t kTime = 4;
 enum RepositoryTag : std::uint64_t { kKeys = 1, kAbilities = 2 };
 enum BeginTag : std::uint64_t { kName = 1, kDatabase = 2, kPool = 3, kNumber = 5, kHost = 6, kTogether = 7 };
-enum EndTag : std::uint64_t { kOutcome = 1 };
+enum EndTag : std::uint64_t { kOutcome = 1, kItems = 2 };
 
 using Fields = std::map<std::uint64_t, std::string>;
 
@@ -188,9 +188,12 @@ Status PutSavesetBegin(const ObjectShelf& shelf, const Saveset& saveset) {
               {kTogether, std::string(saveset.together.Bytes())}});
 }
 
-Status PutSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, Mover mover, std::int64_t time) {
+Status PutSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, Mover mover, std::int64_t items,
+                     std::int64_t time) {
   return Put(shelf, saveset, ObjectKind::kSavesetEnd, kEnd,
-             {{kOutcome, Encoder().U8(static_cast<std::uint8_t>(mover)).Take()}, {kTime, EncodeTime(time)}});
+             {{kOutcome, Encoder().U8(static_cast<std::uint8_t>(mover)).Take()},
+              {kItems, Encoder().Varint(static_cast<std::uint64_t>(items)).Take()},
+              {kTime, EncodeTime(time)}});
 }
 
 Status PutSavesetClosed(const ObjectShelf& shelf, const Uid& saveset, State state, std::int64_t time) {
@@ -236,6 +239,9 @@ Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& uid, SavesetObjec
   saveset.mover = endedWell ? Mover::kEndedClean : Mover::kEndedFailed;
   if (endedWell) {
     saveset.ended = Decoder(end[kTime]).I64();
+  }
+  if (const auto items = end.find(kItems); items != end.end()) {
+    saveset.items = static_cast<std::int64_t>(Decoder(items->second).Varint() & INT64_MAX);
   }
   saveset.failed = SmallNumber(closed, kOutcome) == static_cast<std::uint8_t>(State::kFailed);
   saveset.warnings = SmallNumber(closed, kOutcome) == static_cast<std::uint8_t>(State::kWarnings);

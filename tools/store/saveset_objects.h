@@ -33,7 +33,9 @@ Status DecodeRepository(std::string_view bytes, Uid& repository, std::string& ke
 
 // Durable before anybody is told the saveset's name.
 Status PutSavesetBegin(const ObjectShelf& shelf, const Saveset& saveset);
-Status PutSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, Mover mover, std::int64_t time);
+// `items`: how many items of their own it has then.
+Status PutSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, Mover mover, std::int64_t items,
+                     std::int64_t time);
 Status PutSavesetClosed(const ObjectShelf& shelf, const Uid& saveset, State state, std::int64_t time);
 
 // That no rule deletes it, and that this is taken back.
@@ -46,7 +48,7 @@ Status DeleteSavesetObjects(Place& place, const Uid& saveset);
 // What the objects tell of one saveset.
 struct SavesetObjects {
   bool begun = false;  // its beginning is there: without it, name, database, pool and time are lost
-  Saveset saveset;
+  Saveset saveset;     // with the number of items that its end tells; 0 if it tells none
 };
 // kDamaged if one of the objects cannot be used; what the others tell is given all the same.
 Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& uid, SavesetObjects& objects);

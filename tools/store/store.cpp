@@ -236,8 +236,14 @@ Status Store::FindOpenSaveset(const std::string& name, Mode mode, Saveset& saves
 
 Status Store::NoteGoodEnd(const Saveset& saveset) {
   std::int64_t now = 0;
+  std::optional<Saveset> ended;
   Status told = catalog_->Now(now);
-  return told ? PutSavesetEnd({*place_, keys_, id_}, saveset.uid, Mover::kEndedClean, now) : told;
+  if (told) {
+    told = catalog_->FindSavesetByUid(saveset.uid, ended);
+  }
+  return told ? PutSavesetEnd({*place_, keys_, id_}, saveset.uid, Mover::kEndedClean,
+                              ended ? ended->items : 0, now)
+              : told;
 }
 
 // ---- Lists --------------------------------------------------------------------------------------

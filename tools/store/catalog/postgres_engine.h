@@ -26,14 +26,14 @@ Status OpenPostgres(const PostgresOptions& options, std::unique_ptr<SqlEngine>& 
 
 // ---- A new catalog in the place of an old one ------------------------------------------------------------
 
-// A number that grows with each saveset and each pack; 0 without a catalog.
-Status CountPostgres(const PostgresOptions& options, std::int64_t& count);
+// A text that changes with each saveset and pack that comes, and with what an owner does (schema.h); empty
+// without a catalog.
+Status ReadPostgresState(const PostgresOptions& options, std::string& state);
 // The schema with all that is in it; one that is not there is no failure.
 Status DropPostgres(const PostgresOptions& options);
 // In one transaction the schema `from` gets the name of `options`, and what had it before the name `aside`
-// (empty: nothing had it). kConflict, and nothing happened, if the old catalog counts something else than
-// `counted`.
-Status ExchangePostgres(const PostgresOptions& options, const std::string& from, std::int64_t counted,
+// (empty: nothing had it). kConflict, and nothing happened, if the old catalog's state is not `state`.
+Status ExchangePostgres(const PostgresOptions& options, const std::string& from, const std::string& state,
                         std::string& aside);
 
 }  // namespace store

@@ -1,6 +1,7 @@
 // A new catalog in the place of an old one: both are schemas of one database, and change their names
 // together.
 #include "store/catalog/postgres/postgres_connection.h"
+#include "store/catalog/schema.h"
 
 namespace store {
 namespace {
@@ -29,16 +30,19 @@ Status HasCounters(PostgresConnection& connection, bool& has) {
   return looked;
 }
 
-Status Count(PostgresConnection& connection, std::int64_t& count) {
-  count = 0;
+Status ReadState(PostgresConnection& connection, std::string& state) {
+  state.clear();
   bool has = false;
   Status looked = HasCounters(connection, has);
   if (!looked || !has) {
     return looked;
   }
-  return ReadNumber(connection,
-                    "SELECT CAST(coalesce(sum(value), 0) AS bigint) FROM counter WHERE name IN ($1, $2)",
-                    {"saveset", "pack"}, count);
+  return connection.Run(kSelectChanges, {"saveset", "pack"}, [&state](const SqlRow& row) {
+    for (int column = 0; column < 4; ++column) {
+      state += std::to_string(row.Number(column)) + " ";
+    }
+    return Status();
+  });
 }
 
 // Whoever is about to change the old catalog waits for the end of this transaction, and goes on in the new
@@ -78,20 +82,20 @@ Status Rename(PostgresConnection& connection, const std::string& from, const std
   return connection.Run("ALTER SCHEMA " + QuotedName(from) + " RENAME TO " + QuotedName(to), {});
 }
 
-Status PutAside(PostgresConnection& connection, const std::string& schema, std::int64_t counted,
+Status PutAside(PostgresConnection& connection, const std::string& schema, const std::string& state,
                 std::string& aside) {
   aside.clear();
   bool there = false;
   if (Status looked = HasSchema(connection, schema, there); !looked || !there) {
     return looked;
   }
-  std::int64_t count = 0;
+  std::string now;
   Status done = LockAll(connection, schema);
   if (done) {
-    done = Count(connection, count);
+    done = ReadState(connection, now);
   }
-  if (done && count != counted) {
-    done = Status::Conflict("a backup came meanwhile: call again when none is running");
+  if (done && now != state) {
+    done = Status::Conflict(kCatalogChanged);
   }
   if (done) {
     done = FreeName(connection, schema, aside);
@@ -101,10 +105,10 @@ Status PutAside(PostgresConnection& connection, const std::string& schema, std::
 
 }  // namespace
 
-Status CountPostgres(const PostgresOptions& options, std::int64_t& count) {
+Status ReadPostgresState(const PostgresOptions& options, std::string& state) {
   std::unique_ptr<PostgresConnection> connection;
   Status opened = PostgresConnection::Open(options, connection);
-  return opened ? Count(*connection, count) : opened;
+  return opened ? ReadState(*connection, state) : opened;
 }
 
 Status DropPostgres(const PostgresOptions& options) {
@@ -114,7 +118,7 @@ Status DropPostgres(const PostgresOptions& options) {
                 : opened;
 }
 
-Status ExchangePostgres(const PostgresOptions& options, const std::string& from, std::int64_t counted,
+Status ExchangePostgres(const PostgresOptions& options, const std::string& from, const std::string& state,
                         std::string& aside) {
   std::unique_ptr<PostgresConnection> connection;
   Status done = PostgresConnection::Open(options, connection);
@@ -122,7 +126,7 @@ Status ExchangePostgres(const PostgresOptions& options, const std::string& from,
     done = connection->Run("BEGIN", {});
   }
   if (done) {
-    done = PutAside(*connection, options.schema, counted, aside);
+    done = PutAside(*connection, options.schema, state, aside);
   }
   if (done) {
     done = Rename(*connection, from, options.schema);
