@@ -234,6 +234,55 @@ TEST_P(CopyTest, ADamagedPackStaysBehindWithWhatNeedsIt) {
   EXPECT_EQ(Restorable(to_), copied);
 }
 
+TEST_P(CopyTest, WhatIsDamagedInTheCopyComesAnew) {
+  ASSERT_TRUE(Copy());
+  const Contents contents = Restorable(to_);
+  fs::path pack;
+  for (const auto& entry : fs::recursive_directory_iterator(to_.repository + "/packs")) {
+    pack = entry.is_regular_file() ? entry.path() : pack;
+  }
+  std::ofstream(pack, std::ios::binary) << "not what was saved";
+  {
+    std::unique_ptr<Store> store;
+    Uid uid;
+    ASSERT_TRUE(Uid::FromHex(pack.filename().string(), uid));
+    ASSERT_TRUE(Store::Open(to_, Access::kWrite, store));
+    ASSERT_TRUE(store->Rows().MarkPackDamaged(uid));
+  }
+  // And a copy that was killed left a part of it.
+  const std::string part = pack.string() + ".0badcafe.part";
+  std::ofstream(part) << "part";
+  ASSERT_TRUE(Copy());
+  EXPECT_FALSE(fs::exists(part));
+  EXPECT_EQ(result_.mended, 1U);
+  EXPECT_EQ(Restorable(to_), contents);
+  EXPECT_EQ(DamagesIn(to_), 0U);
+  ASSERT_TRUE(Copy());
+  EXPECT_EQ(result_.mended, 0U);
+}
+
+TEST_P(CopyTest, WhatTheFirstOneHasLostOfASavesetComesFromItsCatalog) {
+  int lost = 0;
+  for (const auto& entry : fs::directory_iterator(from_.repository + "/savesets")) {
+    if (entry.path().extension() == ".begin") {
+      lost += fs::remove(entry.path()) ? 1 : 0;
+    } else if (entry.path().extension() == ".end") {
+      std::ofstream(entry.path()) << "damaged";
+    }
+  }
+  ASSERT_TRUE(Copy());
+  EXPECT_EQ(result_.damages, 3U);
+  EXPECT_EQ(lost, 3);
+  EXPECT_EQ(Restorable(to_), Restorable(from_));
+  EXPECT_EQ(DamagesIn(to_), 0U);
+}
+
+TEST_P(CopyTest, TheSameRepositoryUnderAnotherNameIsRefused) {
+  to_.repository = from_.repository + "/.";
+  const Status refused = Copy();
+  EXPECT_EQ(refused.Message(), "both servers have the same repository: --to needs another one");
+}
+
 TEST_P(CopyTest, WhatARunningCopyHasBroughtIsNoDamage) {
   ASSERT_TRUE(Copy());
   const Uid pack = Uid::Random();

@@ -10,6 +10,7 @@
 #include "store/open_store.h"
 #include "store/progress_row.h"
 #include "store/progress_teller.h"
+#include "store/repository_place.h"
 
 namespace korvo {
 namespace {
@@ -52,6 +53,10 @@ store::Status CheckIsAnother(const Options& options, const store::ServerConfig& 
   if (to.repository == from.repository && to.bucket.endpoint == from.bucket.endpoint) {
     return store::Status::Failed("server " + options.to + " has the same repository: --to needs another one");
   }
+  if (to.database.empty() && from.database.empty() && store::CatalogPath(to) == store::CatalogPath(from)) {
+    return store::Status::Failed("server " + options.to +
+                                 " has the same catalog: let catalog name another file in its section");
+  }
   if (!to.database.empty() && to.database == from.database && to.catalogSchema == from.catalogSchema) {
     return store::Status::Failed("server " + options.to +
                                  " has its catalog in the same schema: let catalog_schema name another one");
@@ -85,6 +90,7 @@ void Tell(const Options& options, const store::RepositoryCopy::Result& result, c
                {"savesets_there", result.there},
                {"savesets_open", result.open},
                {"packs", result.packs},
+               {"packs_mended", result.mended},
                {"bytes", result.bytes},
                {"damages", left.damages}});
     return;
@@ -92,6 +98,10 @@ void Tell(const Options& options, const store::RepositoryCopy::Result& result, c
   Print(Count(result.savesets, "saveset") + " came to " + options.to + " with " +
         Count(result.packs, "pack") + ", " + SizeText(result.bytes) + "; " + Count(result.there, "saveset") +
         " had been there.");
+  if (result.mended > 0) {
+    Print(Count(result.mended, "pack") + " that " + (result.mended == 1 ? "was" : "were") +
+          " damaged there came anew.");
+  }
   if (result.open > 0) {
     Print(Count(result.open, "saveset") + " of a backup that is not over: the next copy brings it.");
   }

@@ -60,6 +60,7 @@ struct Saveset {
   bool marked = false;                // to be deleted after the grace
   bool failed = false;                // its backup job was closed as failed
   bool warnings = false;              // ... with warnings
+  bool brokenOff = false;             // its session failed, or is not over
 };
 
 struct NewJob {
@@ -324,6 +325,7 @@ class Catalog {
   Status HasItem(const Uid& saveset, std::uint64_t number, std::string_view name, bool& has);
   // All of these packs was read now and is good. `mended`: also of one that was marked as damaged before.
   Status NoteChecked(const std::vector<Uid>& packs, bool mended);
+  Status ListDamagedPacks(std::vector<PackFacts>& packs);
 
   // ---- Copying: a saveset of another catalog of the same repository comes in ----
 

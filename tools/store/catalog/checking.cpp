@@ -200,6 +200,13 @@ Status Catalog::HasItem(const Uid& saveset, std::uint64_t number, std::string_vi
       {saveset.Bytes(), Unsigned(number), ItemKey(name)}, has);
 }
 
+Status Catalog::ListDamagedPacks(std::vector<PackFacts>& packs) {
+  packs.clear();
+  return inside_->engine->Run(
+      kSelectPacks + " AND p.state = 2 AND p.state <> 1", {},
+      [&packs](const SqlRow& row) { return ReadPackFacts(row, packs.emplace_back()); });
+}
+
 Status Catalog::NoteChecked(const std::vector<Uid>& packs, bool mended) {
   return inside_->Transact([&] {
     std::int64_t now = 0;

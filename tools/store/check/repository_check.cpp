@@ -11,6 +11,7 @@
 #include "store/load/saveset_reader.h"
 #include "store/load/work_queue.h"
 #include "store/open_store.h"
+#include "store/pack/pack_reader.h"
 
 namespace store {
 namespace {
@@ -190,12 +191,25 @@ Status RepositoryCheck::CheckPlace(std::vector<PackFacts>& packs) {
       listed = store_.Objects().Size(PackObject(other->first), size);
     }
     if (listed && size) {
-      Tell({"pack " + other->first.Hex() + " is there, and the catalog does not know it: korvo rebuild " +
-                store_.Config().section + " takes it in, or deletes it if nothing needs it",
-            other->first});
+      listed = TellUnknown(other->first);
     }
   }
   return listed;
+}
+
+// A new catalog does not take in what cannot be read.
+Status RepositoryCheck::TellUnknown(const Uid& pack) {
+  std::shared_ptr<const PackReader> reader;
+  const Status opened = PackReader::Open(store_.Objects(), store_.Secrets(), store_.Id(), pack, reader);
+  if (!opened && !IsDamage(opened)) {
+    return opened;
+  }
+  Tell({"pack " + pack.Hex() + " is there, and the catalog does not know it: " +
+            (opened ? "korvo rebuild " + store_.Config().section +
+                          " takes it in, or deletes it if nothing needs it"
+                    : "it is damaged; bring it from a copy of the repository, or delete its file"),
+        pack});
+  return {};
 }
 
 Status RepositoryCheck::Choose(const CheckScope& scope, std::vector<PackFacts>& packs) {

@@ -46,6 +46,7 @@ class RepositoryCheck {
   Status CheckSavesets();
   Status FindCopy(bool& underWay);
   Status CheckPlace(std::vector<PackFacts>& packs);
+  Status TellUnknown(const Uid& pack);
   Status Choose(const CheckScope& scope, std::vector<PackFacts>& packs);
   Status CheckPacks(const std::vector<PackFacts>& packs);
   Status RestoreSaveset(const Saveset& saveset);

@@ -8,6 +8,7 @@
 #include "platform/platform.h"
 #include "store/load/work_queue.h"
 #include "store/pack/pack_reader.h"
+#include "store/saveset_objects.h"
 
 namespace store {
 namespace {
@@ -50,7 +51,13 @@ Status RepositoryCopy::Run(Result& result) {
     done = ListSavesets(savesets);
   }
   if (done) {
+    done = CheckIsAnother(run);
+  }
+  if (done) {
     done = GiveUpOthers(savesets);
+  }
+  if (done) {
+    done = MendDamaged();
   }
   if (done) {
     done = CountPacks(savesets);
@@ -60,6 +67,17 @@ Status RepositoryCopy::Run(Result& result) {
   }
   result = result_;
   return done;
+}
+
+// One directory may have several names. The lock that the copy holds is seen by all of them.
+Status RepositoryCopy::CheckIsAnother(const Uid& heldByCopy) {
+  bool gone = true;
+  if (!from_.Config().bucket.name.empty() || !to_.Config().bucket.name.empty()) {
+    return {};
+  }
+  Status asked = from_.Objects().IsRunGone(heldByCopy, gone);
+  return asked && !gone ? Status::Failed("both servers have the same repository: --to needs another one")
+                        : asked;
 }
 
 // The oldest first.
@@ -156,7 +174,7 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
     return DropBrought();
   }
   if (done) {
-    done = CopyObjects(saveset.uid);
+    done = CopyObjects(saveset);
   }
   if (done) {
     done = to_.Rows().EndAdoption(saveset.uid);
@@ -244,6 +262,28 @@ Status RepositoryCopy::CopyPackIfMissing(const PackFacts& pack, bool& came) {
   if (done && size != pack.size) {
     done = CopyPack(pack);
     came = static_cast<bool>(done);
+  }
+  return done;
+}
+
+// What a check of the copy found out.
+Status RepositoryCopy::MendDamaged() {
+  std::vector<PackFacts> damaged;
+  Status done = to_.Rows().ListDamagedPacks(damaged);
+  for (auto pack = damaged.begin(); done && pack != damaged.end(); ++pack) {
+    std::optional<PackFacts> good;
+    done = from_.Rows().FindPackFacts(pack->uid, good);
+    if (!done || !good || good->damaged) {
+      continue;
+    }
+    if (Status copied = CopyPack(*good); IsDamage(copied)) {
+      done = TellBadIfKnown(pack->uid, copied);
+      continue;
+    } else if (!copied) {
+      return copied;
+    }
+    ++result_.mended;
+    done = to_.Rows().NoteChecked({pack->uid}, true);
   }
   return done;
 }
@@ -371,23 +411,44 @@ Status RepositoryCopy::DropBrought() {
   return done;
 }
 
-Status RepositoryCopy::CopyObjects(const Uid& saveset) {
-  for (const char* which : {"begin", "end", "closed", "protected"}) {
-    const std::string name = SavesetObject(saveset, which);
-    std::optional<std::uint64_t> size;
-    std::string bytes;
-    Status done = from_.Objects().Size(name, size);
-    if (done && size) {
-      done = from_.Objects().Get(name, 0, static_cast<std::size_t>(*size), bytes);
-    }
-    if (done && size) {
-      done = to_.Objects().Put(name, bytes);
-    }
-    if (!done) {
-      return done;
-    }
+Status RepositoryCopy::CopyObjects(const Saveset& saveset) {
+  SavesetObjects objects;
+  Status done = ReadSavesetObjects({from_.Objects(), from_.Secrets(), from_.Id()}, saveset.uid, objects);
+  if (IsDamage(done) || (done && !objects.begun)) {
+    ++result_.damages;
+    const std::string why = done ? "its beginning is missing" : done.Message();
+    listener_.damaged({"saveset " + saveset.name + ": " + why + "; the copy has it from the catalog", {}});
+    return WriteObjects(saveset);
   }
-  return {};
+  for (const char* which : {"begin", "end", "closed", "protected"}) {
+    done = done ? CopyObject(SavesetObject(saveset.uid, which)) : done;
+  }
+  return done;
+}
+
+Status RepositoryCopy::CopyObject(const std::string& name) {
+  std::optional<std::uint64_t> size;
+  std::string bytes;
+  Status done = from_.Objects().Size(name, size);
+  if (done && size) {
+    done = from_.Objects().Get(name, 0, static_cast<std::size_t>(*size), bytes);
+  }
+  return done && size ? to_.Objects().Put(name, bytes) : done;
+}
+
+// What its row tells.
+Status RepositoryCopy::WriteObjects(const Saveset& saveset) {
+  const ObjectShelf shelf{to_.Objects(), to_.Secrets(), to_.Id()};
+  const State state = saveset.failed ? State::kFailed : saveset.warnings ? State::kWarnings : State::kGood;
+  const std::int64_t time = saveset.ended.value_or(saveset.created);
+  Status done = PutSavesetBegin(shelf, saveset);
+  if (done && saveset.mover == Mover::kEndedClean) {
+    done = PutSavesetEnd(shelf, saveset.uid, saveset.mover, saveset.items, time);
+  }
+  if (done) {
+    done = PutSavesetClosed(shelf, saveset.uid, state, time);
+  }
+  return done && saveset.isProtected ? PutSavesetProtected(shelf, saveset.uid, time) : done;
 }
 
 }  // namespace store

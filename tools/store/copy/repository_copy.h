@@ -26,16 +26,19 @@ class RepositoryCopy {
     std::uint64_t packs = 0;
     std::uint64_t bytes = 0;
     std::uint64_t damages = 0;
+    std::uint64_t mended = 0;  // packs that were damaged in the copy
   };
   // Packs come first, then the rows of a saveset's items, then its objects; then it is listed. So wherever
   // this ends, all that the copy lists can be restored, and the next call goes on. What is marked to be
   // deleted does not come. An item that needs a damaged pack stays behind, until a later call finds the pack
   // whole; a saveset of which no item can come is not listed. What the first one deletes later stays in the
-  // copy; what somebody deletes in the copy while it comes is left for the next call. Both stores' `Work()`
-  // counts the packs that come, and their bytes.
+  // copy; what somebody deletes in the copy while it comes is left for the next call. A pack that a check of
+  // the copy found damaged or missing comes anew. Both stores' `Work()` counts the packs that come, and their
+  // bytes.
   Status Run(Result& result);
 
  private:
+  Status CheckIsAnother(const Uid& heldByCopy);
   Status ListSavesets(std::vector<Saveset>& savesets);
   Status CountPacks(const std::vector<Saveset>& savesets);
   void CountWork(std::uint64_t packs, std::uint64_t bytes);
@@ -46,9 +49,12 @@ class RepositoryCopy {
   Status CopyPack(const PackFacts& pack);
   Status CopyItems(const Saveset& saveset, const std::optional<Saveset>& copy,
                    const std::vector<PackFacts>& packs, std::uint64_t& came);
+  Status MendDamaged();
   Status DropBrought();
   Status FindTorn(const Saveset& saveset, std::set<std::uint64_t>& torn);
-  Status CopyObjects(const Uid& saveset);
+  Status CopyObjects(const Saveset& saveset);
+  Status CopyObject(const std::string& name);
+  Status WriteObjects(const Saveset& saveset);
   [[nodiscard]] bool IsBad(const Catalog::ItemRecord& record) const;
   Status TellBadIfKnown(const Uid& pack, const Status& why);
   Status TellBad(const Uid& pack, const Status& why);

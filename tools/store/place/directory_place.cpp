@@ -81,6 +81,10 @@ class DirectoryPlace::NewFile : public NewObject {
     if (Status durable = place_.MakeDurable(name_); !durable) {
       return failure_ = durable;
     }
+    // A copy that was killed began it under the same name.
+    if (name_.starts_with(kPackPrefix)) {
+      static_cast<void>(static_cast<bool>(place_.DeleteParts(name_)));
+    }
     // Nothing more may be done with it.
     failure_ = Status::Failed("the object " + name_ + " is finished");
     return {};
