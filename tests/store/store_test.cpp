@@ -189,6 +189,13 @@ TEST_F(StoreTest, AKilledMakerIsFinishedByTheNext) {
   EXPECT_EQ(Open()->Id(), id);
 }
 
+TEST_F(StoreTest, NothingGoesOutUnencryptedWhereKeysAreNamed) {
+  const std::string saveset = BackUp({Write("file", "bytes")});
+  config_.secretFile = directory_.File("secret");
+  EXPECT_NE(Refusal(Access::kCreate).find("the repository is not encrypted"), std::string::npos);
+  EXPECT_EQ(Restored(saveset, directory_.File("file")), "bytes");
+}
+
 TEST_F(StoreTest, AnEncryptedRepositoryIsMadeOnPurposeAndNeedsItsKeys) {
   config_.secretFile = directory_.File("secret");
   EXPECT_TRUE(Refusal(Access::kCreate).find("make it with korvo init test --encrypt") != std::string::npos);
@@ -282,6 +289,22 @@ TEST_F(StoreTest, SessionsOfDeadOwnersAreClosed) {
   }
 }
 
+TEST_F(StoreTest, ABackupIsNotGoodBeforeItsSessionIs) {
+  const auto store = Open();
+  const auto isBrokenOff = [&store](const std::string& saveset) {
+    std::optional<Saveset> row;
+    EXPECT_TRUE(store->Rows().FindSaveset(saveset, row) && row);
+    return row && row->brokenOff;
+  };
+  for (const State state : {State::kGood, State::kWarnings, State::kFailed}) {
+    const std::string saveset = OpenJob(*store);
+    EXPECT_TRUE(store->CloseJob(Mode::kBackup, session_, saveset, State::kGood));
+    EXPECT_TRUE(isBrokenOff(saveset));
+    EXPECT_TRUE(store->CloseSession(Mode::kBackup, session_, state));
+    EXPECT_EQ(isBrokenOff(saveset), state == State::kFailed);
+  }
+}
+
 // ---- Deleting -----------------------------------------------------------------------------------
 
 TEST_F(StoreTest, ADeletionTakesWhatNobodyNeeds) {
@@ -330,15 +353,56 @@ TEST_F(StoreTest, ADamagedOrMissingPackCostsOnlyWhatItHeld) {
   fs::remove(packOf["missing"]);
   fs::remove(config_.repository + "/catalog.db");
   const std::multiset<std::string> losses = Rebuild();
-  // Of what was in the missing one nothing is known any more.
-  EXPECT_EQ(losses.size(), 1U);
-  for (const std::string& loss : losses) {
-    EXPECT_EQ(loss.find(fs::path(packOf["sound"]).filename().string()), std::string::npos) << loss;
-  }
-  const std::string id = fs::path(packOf["damaged"]).filename().string();
-  EXPECT_NE(losses.begin()->find(id), std::string::npos) << *losses.begin();
+  // The damaged pack, and of both savesets that an item is not there.
+  EXPECT_EQ(losses.size(), 3U);
+  const auto told = [&losses](const std::string& text) {
+    return std::count_if(losses.begin(), losses.end(),
+                         [&text](const std::string& loss) { return loss.find(text) != std::string::npos; });
+  };
+  EXPECT_EQ(told(fs::path(packOf["damaged"]).filename().string()), 1);
+  EXPECT_EQ(told("of the 1 items of the saveset " + savesetOf["damaged"] + ", 1 are not there"), 1);
+  EXPECT_EQ(told("of the 1 items of the saveset " + savesetOf["missing"] + ", 1 are not there"), 1);
   EXPECT_EQ(Restored(savesetOf["sound"], directory_.File("sound")), Noise(100'000, 's'));
   EXPECT_EQ(Restored(savesetOf["missing"], directory_.File("missing")), "not there");
+}
+
+TEST_F(StoreTest, WhatAMissingPackNeedsStaysUntilItComesBack) {
+  const std::string file = Write("large", Noise(80'000'000, 7));
+  const std::string saveset = BackUp({file});
+  const auto files = Files("packs");
+  std::vector<std::string> packs(files.begin(), files.end());
+  ASSERT_EQ(packs.size(), 2U);
+  std::sort(packs.begin(), packs.end(),
+            [](const std::string& a, const std::string& b) { return fs::file_size(a) < fs::file_size(b); });
+  // The last one, which has the item's record.
+  fs::rename(packs.front(), directory_.File("aside"));
+  fs::remove(config_.repository + "/catalog.db");
+  EXPECT_EQ(Rebuild().size(), 1U);
+  EXPECT_EQ(Files("packs").size(), 1U);
+  fs::rename(directory_.File("aside"), packs.front());
+  EXPECT_TRUE(Rebuild().empty());
+  EXPECT_TRUE(Restored(saveset, file) == support::ReadWholeFile(file));
+}
+
+TEST_F(StoreTest, WhatAnOwnerDoesMeanwhileEndsARebuild) {
+  const std::string saveset = BackUp({Write("file", "bytes")});
+  std::ofstream(config_.repository + "/packs/stranger") << "is told, and nothing is lost";
+  std::string nested;
+  const auto meanwhile = [&](const std::string& /*loss*/) {
+    EXPECT_TRUE(Open(Access::kWrite)->Protect(saveset, true));
+    Store::Rebuilt rebuilt;
+    nested = Store::Rebuild(
+                 config_, [](const std::string&) {}, rebuilt)
+                 .Message();
+  };
+  Store::Rebuilt rebuilt;
+  const Status done = Store::Rebuild(config_, meanwhile, rebuilt);
+  EXPECT_NE(done.Message().find("the catalog was changed meanwhile"), std::string::npos) << done.Message();
+  EXPECT_NE(nested.find("another korvo rebuild is at work"), std::string::npos) << nested;
+  EXPECT_FALSE(fs::exists(config_.repository + "/catalog.new.db"));
+  std::optional<Saveset> row;
+  ASSERT_TRUE(Open(Access::kRead)->Rows().FindSaveset(saveset, row) && row);
+  EXPECT_TRUE(row->isProtected);
 }
 
 TEST_F(StoreTest, ASavesetWithoutItsBeginningIsRecoveredIfThatIsDamaged) {

@@ -44,6 +44,11 @@ std::string FailureText(const CLI::App* program, const CLI::Error& error) {
   return std::string("korvo: ") + error.what() + ". " + command + " --help tells how it is called.\n";
 }
 
+// A variable that a script forgot to set must not mean all.
+CLI::Validator NotEmpty() {
+  return {[](const std::string& text) { return text.empty() ? std::string("a value is missing") : ""; }, ""};
+}
+
 std::string ReadSeconds(const std::string& text, std::optional<std::int64_t>& seconds) {
   std::int64_t read = 0;
   if (!ReadDuration(text, read)) {
@@ -90,11 +95,11 @@ Command::~Command() = default;
 void Command::Server(std::string& server) { Operand("SERVER", server, "The server, a section of korvo.ini"); }
 
 void Command::Operand(const std::string& name, std::string& value, const std::string& help) {
-  line_->command.add_option(name, value, help)->required()->type_name("");
+  line_->command.add_option(name, value, help)->required()->type_name("")->check(NotEmpty());
 }
 
 void Command::Operands(const std::string& name, std::vector<std::string>& values, const std::string& help) {
-  line_->command.add_option(name, values, help)->type_name("");
+  line_->command.add_option(name, values, help)->type_name("")->check(NotEmpty());
 }
 
 void Command::Flag(const std::string& name, bool& value, const std::string& help) {
@@ -103,7 +108,7 @@ void Command::Flag(const std::string& name, bool& value, const std::string& help
 
 void Command::Option(const std::string& name, const std::string& type, std::string& value,
                      const std::string& help) {
-  line_->command.add_option(name, value, help)->type_name(type);
+  line_->command.add_option(name, value, help)->type_name(type)->check(NotEmpty());
 }
 
 void Command::NeededOption(const std::string& name, const std::string& type, std::string& value,

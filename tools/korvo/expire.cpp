@@ -16,7 +16,6 @@ struct Options {
   std::string server;
   ExpireQuestion question;
   bool doDelete = false;
-  bool now = false;
   bool json = false;
 };
 
@@ -26,7 +25,7 @@ std::string SavesetCount(std::uint64_t number) { return Count(number, "saveset")
 
 // Without a time in which they can be kept the marked ones go with the same command.
 bool IsAtOnce(const Options& options, const store::Store& store) {
-  return options.now || store.Config().grace == 0;
+  return options.question.now || store.Config().grace == 0;
 }
 
 std::string WhatHappened(const Options& options, const ExpirePlan& plan, const store::Store& store) {
@@ -79,7 +78,7 @@ void TellPrograms(const Options& options, const ExpirePlan& plan, const store::S
 // and ends the command.
 store::Status Delete(const Options& options, store::Store& store, const ExpirePlan& plan) {
   for (const std::vector<store::Saveset>& session : plan.GoingBySession()) {
-    if (store::Status marked = store.MarkTogether(session, options.now); !marked) {
+    if (store::Status marked = store.MarkTogether(session, options.question.now); !marked) {
       return marked;
     }
   }
@@ -98,6 +97,11 @@ store::Status WorkOnAnyDisk(const Options& options, std::unique_ptr<store::Store
   }
   store::Status done = store->Rows().CanWrite() ? Work(options, *store, plan)
                                                 : store::Status::NoRoom("the catalog cannot be written");
+  // It would be gone for nothing with a mark, which frees no room.
+  if (done.What() == store::Status::Kind::kNoRoom && !IsAtOnce(options, *store)) {
+    return store::Status::NoRoom(done.Message() +
+                                 ". On a full disk --now deletes at once, with room that is kept for that");
+  }
   if (done.What() != store::Status::Kind::kNoRoom || !store::Store::GiveSpareRoom(store->Config())) {
     return store->Rows().CanWrite() ? done : Work(options, *store, plan);
   }
@@ -151,7 +155,7 @@ void AddExpire(Program& program) {
   AddRules(command, options->question);
   command.Flag("--delete", options->doDelete,
                "Marks what goes to be deleted. Without this nothing is changed");
-  command.Flag("--now", options->now, "Deletes it at once, without a way back");
+  command.Flag("--now", options->question.now, "Deletes it at once, without a way back");
   command.Needs("--now", "--delete");
   command.Json(options->json);
   command.Explain(

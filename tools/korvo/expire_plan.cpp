@@ -63,7 +63,7 @@ Status PlanByRules(const ExpireQuestion& question, store::Store& store, ExpirePl
   std::vector<std::set<Kept>> kept;
   Status applied = ApplyRetention(candidates, question.rules, now, store::LocalDayOf, holdsNewest, kept);
   for (std::size_t i = 0; i < kept.size(); ++i) {
-    if (!candidates[i].saveset.marked && !candidates[i].notAsked) {
+    if ((!candidates[i].saveset.marked || question.now) && !candidates[i].notAsked) {
       plan.entries.push_back({candidates[i].saveset, kept[i], kept[i].empty()});
     }
   }

@@ -17,6 +17,7 @@ struct ExpireQuestion {
   store::RetentionRules rules;
   bool evenNewest = false;
   std::string saveset;  // instead of the above
+  bool now = false;     // also what is marked already goes
 };
 // Says what is missing, or does not go together.
 store::Status CheckQuestion(const ExpireQuestion& question);
@@ -28,7 +29,7 @@ struct ExpireEntry {
 };
 
 struct ExpirePlan {
-  std::vector<ExpireEntry> entries;  // newest first; without those that are marked already
+  std::vector<ExpireEntry> entries;  // newest first; those that are marked already only if they go now
   std::uint64_t room = 0;            // bytes that come back
   [[nodiscard]] std::vector<store::Saveset> Going() const;
   [[nodiscard]] std::vector<std::vector<store::Saveset>> GoingBySession() const;

@@ -57,12 +57,15 @@ struct Stale {
 std::vector<Stale> FindStale(const Options& options, const Answer& answer) {
   std::map<std::pair<std::string, std::string>, std::optional<std::int64_t>> newest;
   for (const store::BackupOfSession& backup : store::BackupsOf(answer.savesets)) {
+    if (backup.database.empty()) {
+      continue;  // recovered without its beginning: nobody knows whose it is
+    }
     std::optional<std::int64_t>& known = newest[{backup.database, backup.pool}];
     if (backup.good && (!known || *known < backup.began)) {
       known = backup.began;
     }
   }
-  if (newest.empty() && !options.database.empty()) {
+  if (newest.empty() && (!options.database.empty() || !options.pool.empty())) {
     newest[{store::DatabaseOfSid(options.database), options.pool}];  // nothing ever came of it
   }
   std::vector<Stale> stale;
@@ -75,7 +78,8 @@ std::vector<Stale> FindStale(const Options& options, const Answer& answer) {
 }
 
 std::string Sentence(const Stale& stale, std::int64_t now) {
-  return "database " + stale.database + (stale.pool.empty() ? "" : ", pool " + stale.pool) +
+  const std::string pool = stale.pool.empty() ? "" : "pool " + stale.pool;
+  return (stale.database.empty() ? pool : "database " + stale.database + (pool.empty() ? "" : ", " + pool)) +
          (stale.newest ? ": its newest good backup is " + AgeText(now - *stale.newest) + " old (" +
                              TimeText(*stale.newest) + ")"
                        : " has no good backup");

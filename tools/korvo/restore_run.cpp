@@ -1,6 +1,7 @@
 #include "korvo/restore_run.h"
 
 #include <algorithm>
+#include <functional>
 #include <optional>
 
 #include "platform/platform.h"
@@ -66,9 +67,17 @@ void RestoreRun::TakeDirectory(const std::string& name, const std::optional<stor
   }
 }
 
+// `/a` and `a`, for example, have one place below the directory.
+bool RestoreRun::IsFirstAt(const std::string& place, const store::Item& item) {
+  return taken_.try_emplace(std::hash<std::string>()(place), item.number).first->second == item.number;
+}
+
 void RestoreRun::TakeItem(const store::Item& item) {
   Placer::Target target = TargetOf(item.name);
-  if (store::HasDots(item.name)) {
+  if (!IsFirstAt(target.place, item)) {
+    placer_.Fail(item.name, Status::Failed("another item comes to " + target.place +
+                                           ": restore it by its name, to another directory"));
+  } else if (store::HasDots(item.name)) {
     placer_.Fail(item.name, Status::Failed("its name has a component . or .., which could lead anywhere"));
   } else if (item.kind == ItemKind::kLink) {
     static_cast<void>(placer_.PutLink(item, target));

@@ -1,7 +1,9 @@
 // Brings items of a saveset below a directory, each by the whole path that it was saved under.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "restore/placer.h"
@@ -29,10 +31,12 @@ class RestoreRun {
   void TakeItem(const store::Item& item);
   void TakeDirectory(const std::string& name, const std::optional<store::Item>& item);
   [[nodiscard]] Placer::Target TargetOf(const std::string& name) const;
+  [[nodiscard]] bool IsFirstAt(const std::string& place, const store::Item& item);
 
   store::SavesetReader& reader_;
   std::string directory_;
   Placer placer_;
+  std::unordered_map<std::size_t, std::uint64_t> taken_;  // which item came, by the hash of its place
 };
 
 }  // namespace korvo

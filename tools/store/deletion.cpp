@@ -59,8 +59,13 @@ Status Store::Protect(const std::string& saveset, bool isProtected) {
   if (done) {
     done = catalog_->SetProtected(used.id, isProtected);
   }
-  // Of a saveset that was deleted meanwhile no object may stay.
-  if (!isProtected ? static_cast<bool>(done) : done.What() == Status::Kind::kMissing) {
+  // No object may stay of a saveset that was deleted meanwhile, or is not protected after all.
+  bool deletes = static_cast<bool>(done);
+  if (isProtected) {
+    std::optional<Saveset> row;
+    deletes = !done && catalog_->FindSavesetByUid(used.uid, row) && (!row || !row->isProtected);
+  }
+  if (deletes) {
     Status gone = DeleteSavesetProtected(*place_, used.uid);
     done = done ? gone : done;
   }

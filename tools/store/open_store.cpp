@@ -55,6 +55,16 @@ Status CheckPlainIsMeant(const ServerConfig& config) {
                    config.section + " --encrypt");
 }
 
+// ... nor go on with one.
+Status CheckEncryptionIsMeant(const ServerConfig& config, const Keys& keys) {
+  return keys.Encrypts() || (config.secretFile.empty() && config.keyFile.empty())
+             ? Status()
+             : Status::Failed(
+                   "the configuration names key files, and the repository is not encrypted: take "
+                   "secret_file and key_file out of section [" +
+                   config.section + "], or let it name another repository and call korvo init --encrypt");
+}
+
 // What a program left that was killed while it made the repository is finished; otherwise a new one is made.
 Status MakeIfMissing(const ServerConfig& config, Place& place, const Store::ConnectCatalog& connect,
                      std::string& object) {
@@ -96,10 +106,14 @@ Status MakeDirectories(const ServerConfig& config) {
 }
 
 Status CheckMayMakeEncrypted(const ServerConfig& config) {
-  if (config.secretFile.empty() || config.keyFile.empty()) {
+  const auto isInside = [&config](const std::string& file) {
+    return config.bucket.name.empty() && file.starts_with(config.repository + "/");
+  };
+  if (config.secretFile.empty() || config.keyFile.empty() || config.secretFile == config.keyFile ||
+      isInside(config.secretFile) || isInside(config.keyFile)) {
     return Status::Failed(
         "section [" + config.section + "] of " + (config.file.empty() ? "korvo.ini" : config.file) +
-        " has to say where the two key files shall be: set secret_file and key_file, full paths"
+        " has to say where the two key files shall be: set secret_file and key_file, two full paths"
         " outside the repository");
   }
   return {};
@@ -226,10 +240,21 @@ Status Store::Open(const ServerConfig& config, Access access, std::unique_ptr<Pl
     done = MakeIfMissing(config, *opened->place_, opened->connect_, object);
   }
   if (done && object.empty()) {
-    return NoRepository(config);
+    std::optional<std::uint64_t> size;
+    done = opened->place_->Size(kRepositoryObject, size);
+    if (done && !size) {
+      return NoRepository(config);
+    }
+    return opened->Explain(done
+                               ? Status::Damaged("its object \"repository\" is empty: korvo rebuild " +
+                                                 config.section + " brings it back if the catalog has a copy")
+                               : done);
   }
   if (done) {
     done = ReadKeys(config, object, opened->id_, opened->keys_);
+  }
+  if (done && access != Access::kRead) {
+    done = CheckEncryptionIsMeant(config, opened->keys_);
   }
   if (!done) {
     return opened->Explain(done);
@@ -304,7 +329,15 @@ Status Store::OpenCopy(const ServerConfig& config, const Uid& id, const std::str
   RepositoryState state = RepositoryState::kNone;
   Status done = LookAtRepository(config, state);
   if (done && state == RepositoryState::kNone) {
-    done = MakeDirectories(config);
+    Uid same;
+    Keys keys;
+    done = ReadKeys(config, object, same, keys);
+    if (done) {
+      done = CheckEncryptionIsMeant(config, keys).Within("repository " + config.repository);
+    }
+    if (done) {
+      done = MakeDirectories(config);
+    }
     std::string agreed = object;
     if (done) {
       done = AgreeOnRepository(config, *PlaceOf(config), ConnectTo(config, MakeCatalog::kIfMissing), agreed)

@@ -97,12 +97,15 @@ std::string ReadInPlace(const std::string& value, ServerConfig& config) {
 
 std::string ReadUser(const std::string& value, ServerConfig& config) {
   config.user = value;
-  return value.find(':') == std::string::npos ? "" : "a name without a colon is expected";
+  return value.find_first_of(":\"") == std::string::npos
+             ? ""
+             : "a name without a colon or double quote is expected";
 }
 
+// A double quote does not get through the command line in which a caller hands it over.
 std::string ReadPassword(const std::string& value, ServerConfig& config) {
   config.password = value;
-  return "";
+  return value.find('"') == std::string::npos ? "" : "a password without a double quote is expected";
 }
 
 std::string ReadFilePath(const std::string& value, std::string& path) {

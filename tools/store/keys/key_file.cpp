@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "platform/data_file.h"
+#include "platform/platform.h"
 #include "store/base/read_file.h"
 
 namespace store {
@@ -61,6 +62,7 @@ Status WriteWhole(const std::string& path, const std::string& text) {
     return Status::Failed("it cannot be made: " + why);
   }
   if (!file->WriteAt(0, text.data(), text.size()) || !file->Sync() || !file->Close()) {
+    platform::RemoveFile(path);
     return Status::Failed("it cannot be written: " + file->Why());
   }
   return platform::SyncDirectory(platform::DirectoryOf(path), why)
