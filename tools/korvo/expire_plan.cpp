@@ -63,7 +63,10 @@ Status PlanByRules(const ExpireQuestion& question, store::Store& store, ExpirePl
   std::vector<std::set<Kept>> kept;
   Status applied = ApplyRetention(candidates, question.rules, now, store::LocalDayOf, holdsNewest, kept);
   for (std::size_t i = 0; i < kept.size(); ++i) {
-    if ((!candidates[i].saveset.marked || question.now) && !candidates[i].notAsked) {
+    const Saveset& saveset = candidates[i].saveset;
+    // A mark of an earlier rule stays as it is where this one would keep the saveset.
+    const bool young = question.rules.within && saveset.created >= now - *question.rules.within;
+    if ((!saveset.marked || (question.now && !young)) && !candidates[i].notAsked) {
       plan.entries.push_back({candidates[i].saveset, kept[i], kept[i].empty()});
     }
   }

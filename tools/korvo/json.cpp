@@ -87,6 +87,7 @@ Json JsonSaveset(const store::Saveset& saveset) {
           {"reason", saveset.reason.empty() ? Json(nullptr) : JsonText(saveset.reason)},
           {"protected", saveset.isProtected},
           {"marked", saveset.marked},
+          {"backup_failed", saveset.sessionFailed},
           {"items", saveset.items},
           {"bytes", saveset.bytes}};
 }

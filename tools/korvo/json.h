@@ -65,7 +65,8 @@ class Json {
 [[nodiscard]] Json JsonText(std::string_view text);
 [[nodiscard]] Json JsonTime(std::int64_t seconds);
 [[nodiscard]] Json JsonTime(const std::optional<std::int64_t>& seconds);
-// What is known of a saveset: name, database, pool, created, ended, state, protected, marked, items, bytes.
+// What is known of a saveset: name, database, pool, created, ended, state, protected, marked, backup_failed,
+// items, bytes.
 [[nodiscard]] Json JsonSaveset(const store::Saveset& saveset);
 
 // On one line, or indented by so many blanks a level.

@@ -169,7 +169,8 @@ void AddList(Program& program) {
       "confirmed\n"
       "can be restored); withdrawn (saved well, but its caller reported a failure); running; unused "
       "(nothing\n"
-      "came yet). Behind it: protected (no rule deletes it), marked (to be deleted after the grace).\n"
+      "came yet). Behind it: backup failed (another part of the same backup did); protected (no rule deletes "
+      "it), marked (to be deleted after the grace).\n"
       "Example: korvo list prod --database ABC --max-age 30h");
   command.Does([options] { return List(*options); });
 }

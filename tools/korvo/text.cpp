@@ -5,6 +5,8 @@
 #include <ctime>
 #include <utility>
 
+#include "store/retention.h"
+
 namespace korvo {
 namespace {
 
@@ -92,7 +94,9 @@ std::string StateName(const store::Saveset& saveset) {
 }
 
 std::string StateText(const store::Saveset& saveset) {
-  return StateName(saveset) + (saveset.isProtected ? ", protected" : "") + (saveset.marked ? ", marked" : "");
+  const bool spoilt = saveset.sessionFailed && store::IsGood(saveset);
+  return StateName(saveset) + (spoilt ? ", backup failed" : "") + (saveset.isProtected ? ", protected" : "") +
+         (saveset.marked ? ", marked" : "");
 }
 
 }  // namespace korvo

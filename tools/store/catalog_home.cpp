@@ -120,9 +120,8 @@ Status FileHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
   }
   claim_ = platform::FileClaim::TryClaim(path_ + "-rebuild", 0);
   if (claim_ == nullptr) {
-    return Status::Failed(platform::Exists(path_ + "-rebuild")
-                              ? "another korvo rebuild is at work: wait for its end"
-                              : "the file " + path_ + "-rebuild, which it locks, cannot be made");
+    return Status::Failed("another korvo rebuild is at work, or the file " + path_ +
+                          "-rebuild cannot be made and locked: wait for its end, or look at the file");
   }
   if (Status removed = RemoveNew(); !removed) {
     return removed;
@@ -155,6 +154,11 @@ Status FileHome::EndNew(std::string& aside) {
     return put;
   }
   if (Status renamed = Rename(NewPath(), path_); !renamed) {
+    for (const char* ending : kEndings) {
+      if (!aside.empty() && platform::Exists(aside + ending)) {
+        static_cast<void>(static_cast<bool>(Rename(aside + ending, path_ + ending)));
+      }
+    }
     return renamed;
   }
   GiveSpareRoom(NewPath());
@@ -190,8 +194,9 @@ class DatabaseHome : public CatalogHome {
 };
 
 Status DatabaseHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
+  // One that cannot be read is what this is for.
   if (Status read = ReadPostgresState(options_, state_); !read) {
-    return read;
+    state_.clear();
   }
   const PostgresOptions anew = {options_.url, NewSchema(), MakeCatalog::kIfMissing};
   Status dropped = DropPostgres(anew);

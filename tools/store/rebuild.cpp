@@ -204,9 +204,14 @@ Status Import::CompareItems() {
     if (Status found = catalog_.FindSavesetByUid(uid, saveset); !found) {
       return found;
     }
-    if (saveset && saveset->items < items) {
-      tell_("of the " + std::to_string(items) + " items of the saveset " + saveset->name + ", " +
-            std::to_string(items - saveset->items) + " are not there: packs are missing or damaged");
+    if (!saveset || saveset->items >= items) {
+      continue;
+    }
+    tell_("of the " + std::to_string(items) + " items of the saveset " + saveset->name + ", " +
+          std::to_string(items - saveset->items) + " are not there: packs are missing or damaged");
+    // It counts as a good backup no more.
+    if (Status noted = catalog_.NoteTorn(saveset->id, "items were lost with packs"); !noted) {
+      return noted;
     }
   }
   return {};

@@ -23,8 +23,8 @@ std::int64_t MonthOf(std::int64_t day) {
 }
 
 bool IsSpoilt(const Saveset& saveset) {
-  return saveset.marked || saveset.failed || saveset.brokenOff || saveset.mover == Mover::kEndedFailed ||
-         saveset.mover == Mover::kRunning;
+  return saveset.marked || saveset.failed || saveset.sessionOpen || saveset.sessionFailed ||
+         saveset.mover == Mover::kEndedFailed || saveset.mover == Mover::kRunning;
 }
 
 // In each pool, the newest of each of so many periods that have one. `periodOf` gets the backup's place.
@@ -66,7 +66,7 @@ std::vector<std::set<Kept>> KeptByRules(const std::vector<BackupOfSession>& back
 // What keeps the saveset whatever the rules say.
 std::set<Kept> KeptAlways(const Candidate& candidate) {
   std::set<Kept> kept;
-  if (candidate.inUse || candidate.saveset.mover == Mover::kRunning) {
+  if (candidate.inUse || candidate.saveset.sessionOpen || candidate.saveset.mover == Mover::kRunning) {
     kept.insert(Kept::kInUse);
   }
   if (candidate.saveset.isProtected) {

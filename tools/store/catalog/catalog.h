@@ -60,7 +60,8 @@ struct Saveset {
   bool marked = false;                // to be deleted after the grace
   bool failed = false;                // its backup job was closed as failed
   bool warnings = false;              // ... with warnings
-  bool brokenOff = false;             // its session failed, or is not over
+  bool sessionOpen = false;           // its backup is not over; never of a session opened by hand
+  bool sessionFailed = false;         // its backup failed as a whole; not known after a rebuild or in a copy
 };
 
 struct NewJob {
@@ -363,6 +364,8 @@ class Catalog {
   Status ImportPack(const Pack& pack, const Uid& saveset, const std::vector<std::string>& records);
   // Everything is there: items whose packs are missing go again, directories without all of their entries
   // too; what went is told.
+  // It has fewer items than it once had.
+  Status NoteTorn(std::int64_t saveset, const std::string& reason);
   Status FinishImport(const std::function<void(const std::string& what)>& tell);
 
   // Behind that: names packs of savesets that are there which no item needs as deleted. Nobody writes them,

@@ -77,10 +77,15 @@ Status RefuseMark(Catalog::Inside& inside, std::int64_t saveset) {
   bool is = false;
   if (Status looked = inside.Exists(
           "SELECT 1 FROM saveset s WHERE s.id = $1 AND (EXISTS(SELECT 1 FROM run WHERE run.saveset = "
-          "s.id) OR EXISTS(SELECT 1 FROM job WHERE job.saveset = s.id AND job.closed IS NULL))",
+          "s.id) OR EXISTS(SELECT 1 FROM job WHERE job.saveset = s.id AND job.closed IS NULL) OR "
+          "EXISTS(SELECT 1 FROM job j JOIN session n ON n.id = j.session WHERE j.saveset = s.id AND j.mode = "
+          "0 "
+          "AND n.closed IS NULL AND n.process <> 0))",
           {saveset}, is);
       !looked || is) {
-    return looked ? Status::Failed("the saveset is in use: a job of it is still open") : looked;
+    return looked
+               ? Status::Failed("the saveset is in use: a job of it is still open, or its backup is not over")
+               : looked;
   }
   Status looked = inside.Exists("SELECT 1 FROM saveset WHERE id = $1 AND protected = 1", {saveset}, is);
   return looked && is ? Status::Failed("the saveset is protected: `korvo protect --off` takes that back")

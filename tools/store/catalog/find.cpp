@@ -101,10 +101,10 @@ const std::string kItemsShownBy = kSelectItems + "i.listed >= $2 AND i.listed <=
 
 const std::string kSelectSaveset =
     "SELECT s.id, s.uid, s.name, f.name, f.pool, s.created, s.mover, s.items, s.marked, s.failed, "
-    "s.warnings, s.ended, s.bytes, s.together, s.protected, s.reason, CASE WHEN EXISTS(SELECT 1 FROM job j "
-    "JOIN session n ON n.id = j.session WHERE j.saveset = s.id AND j.mode = 0 AND (n.closed IS NULL OR "
-    "n.state "
-    "= 3)) THEN 1 ELSE 0 END FROM saveset s JOIN family f ON f.id = s.family ";
+    "s.warnings, s.ended, s.bytes, s.together, s.protected, s.reason, coalesce((SELECT max(CASE WHEN n.state "
+    "= 3 THEN 2 WHEN n.closed IS NULL AND n.process <> 0 THEN 1 ELSE 0 END) FROM job j JOIN session n ON "
+    "n.id "
+    "= j.session WHERE j.saveset = s.id AND j.mode = 0), 0) FROM saveset s JOIN family f ON f.id = s.family ";
 
 Status ReadSaveset(const SqlRow& row, Saveset& saveset) {
   saveset.id = row.Number(0);
@@ -121,7 +121,8 @@ Status ReadSaveset(const SqlRow& row, Saveset& saveset) {
   saveset.bytes = row.Number(12);
   saveset.isProtected = row.Number(14) != 0;
   saveset.reason = row.Bytes(15);
-  saveset.brokenOff = row.Number(16) != 0;
+  saveset.sessionOpen = row.Number(16) == 1;
+  saveset.sessionFailed = row.Number(16) == 2;
   return Uid::FromBytes(row.Bytes(1), saveset.uid) && Uid::FromBytes(row.Bytes(13), saveset.together)
              ? Status()
              : DamagedRow("the id of a saveset");

@@ -281,6 +281,13 @@ Status Catalog::ImportPack(const Pack& pack, const Uid& saveset, const std::vect
   return CommitIfMany(*inside_, records.size() + 1);
 }
 
+Status Catalog::NoteTorn(std::int64_t saveset, const std::string& reason) {
+  return inside_->Transact([&] {
+    return inside_->Run("UPDATE saveset SET mover = $1, reason = $2 WHERE id = $3",
+                        {static_cast<int>(Mover::kEndedFailed), reason, saveset});
+  });
+}
+
 Status Catalog::FinishImport(const std::function<void(const std::string& what)>& tell) {
   std::vector<ImportedSaveset> savesets;
   if (Status listed = ListImported(*inside_, savesets); !listed) {

@@ -85,7 +85,7 @@ Status RepositoryCopy::ListSavesets(std::vector<Saveset>& savesets) {
   Status listed = from_.Rows().ListAllSavesets([&](const Saveset& saveset) {
     bool open = false;
     Status asked = from_.Rows().HasOpenJob(saveset.id, Mode::kBackup, open);
-    if (open || saveset.mover == Mover::kRunning) {
+    if (open || saveset.sessionOpen || saveset.mover == Mover::kRunning) {
       ++result_.open;
     } else if (saveset.items > 0 && !saveset.marked) {
       savesets.push_back(saveset);
@@ -171,6 +171,14 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
   if (done.What() == Status::Kind::kDamaged) {
     ++result_.damages;
     listener_.damaged({"saveset " + saveset.name + " cannot come into the copy: " + done.Message(), {}});
+    return DropBrought();
+  }
+  // Deleted meanwhile, perhaps when only a part of its items had been listed: it does not end.
+  std::optional<Saveset> still;
+  if (done) {
+    done = from_.Rows().FindSavesetByUid(saveset.uid, still);
+  }
+  if (done && (!still || still->marked)) {
     return DropBrought();
   }
   if (done) {
@@ -272,18 +280,50 @@ Status RepositoryCopy::MendDamaged() {
   Status done = to_.Rows().ListDamagedPacks(damaged);
   for (auto pack = damaged.begin(); done && pack != damaged.end(); ++pack) {
     std::optional<PackFacts> good;
-    done = from_.Rows().FindPackFacts(pack->uid, good);
-    if (!done || !good || good->damaged) {
-      continue;
+    done = platform::Interrupted() ? Status::Interrupted() : from_.Rows().FindPackFacts(pack->uid, good);
+    if (done && good && !good->damaged) {
+      done = Mend(*good);
     }
-    if (Status copied = CopyPack(*good); IsDamage(copied)) {
-      done = TellBadIfKnown(pack->uid, copied);
-      continue;
-    } else if (!copied) {
-      return copied;
+  }
+  return done;
+}
+
+Status RepositoryCopy::Mend(const PackFacts& pack) {
+  // Where it is as it was stored, what is wrong with it came from the first repository.
+  if (CheckBytes(pack.uid)) {
+    return {};
+  }
+  if (Status copied = CopyPack(pack); IsDamage(copied)) {
+    std::optional<PackFacts> still;
+    Status asked = from_.Rows().FindPackFacts(pack.uid, still);
+    return asked && still ? TellBad(pack.uid, copied) : asked;
+  } else if (!copied) {
+    return copied;
+  }
+  bool known = false;
+  if (Status asked = to_.Rows().KnowsPack(pack.uid, known); !asked || !known) {
+    return asked ? to_.Objects().Delete(PackObject(pack.uid)) : asked;  // deleted meanwhile
+  }
+  if (Status checked = CheckBytes(pack.uid); !checked) {
+    return checked.Within("pack " + pack.uid.Hex() + " could not be replaced");
+  }
+  ++result_.mended;
+  return to_.Rows().NoteChecked({pack.uid}, true);
+}
+
+// Whether every byte of it is in the copy as it was stored.
+Status RepositoryCopy::CheckBytes(const Uid& pack) {
+  std::shared_ptr<const PackReader> reader;
+  Status done = PackReader::Open(to_.Objects(), to_.Secrets(), to_.Id(), pack, reader);
+  const std::size_t blocks = done ? reader->Tables().blocks.size() : 0;
+  std::string bytes;
+  for (std::uint64_t number = 0; done && number < blocks; ++number) {
+    const std::uint64_t offset = reader->OffsetOf(number);
+    done = to_.Objects().Get(PackObject(pack), offset,
+                             static_cast<std::size_t>(reader->OffsetOf(number + 1) - offset), bytes);
+    if (done) {
+      done = reader->CheckStored(number, bytes);
     }
-    ++result_.mended;
-    done = to_.Rows().NoteChecked({pack->uid}, true);
   }
   return done;
 }

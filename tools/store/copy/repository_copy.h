@@ -50,6 +50,8 @@ class RepositoryCopy {
   Status CopyItems(const Saveset& saveset, const std::optional<Saveset>& copy,
                    const std::vector<PackFacts>& packs, std::uint64_t& came);
   Status MendDamaged();
+  Status Mend(const PackFacts& pack);
+  Status CheckBytes(const Uid& pack);
   Status DropBrought();
   Status FindTorn(const Saveset& saveset, std::set<std::uint64_t>& torn);
   Status CopyObjects(const Saveset& saveset);

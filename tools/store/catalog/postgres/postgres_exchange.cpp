@@ -35,6 +35,7 @@ Status ReadState(PostgresConnection& connection, std::string& state) {
   bool has = false;
   Status looked = HasCounters(connection, has);
   if (!looked || !has) {
+    state = looked ? "none" : "";
     return looked;
   }
   return connection.Run(kSelectChanges, {"saveset", "pack"}, [&state](const SqlRow& row) {
@@ -91,7 +92,7 @@ Status PutAside(PostgresConnection& connection, const std::string& schema, const
   }
   std::string now;
   Status done = LockAll(connection, schema);
-  if (done) {
+  if (done && !state.empty()) {
     done = ReadState(connection, now);
   }
   if (done && now != state) {
