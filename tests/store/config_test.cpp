@@ -141,7 +141,10 @@ TEST_F(ConfigTest, MistakesAreNamedByFileAndLine) {
       In(3,
          "catalog_schema = pg_x: a name of at most 50 characters that does not begin with pg_ is expected"));
   EXPECT_EQ(Read("[prod]\nrepository={R}\nuser=a:b\npassword=p\n"),
-            In(3, "user = a:b: a name without a colon is expected"));
+            In(3, "user = a:b: a name without a colon or double quote is expected"));
+  const std::string quoted = Read("[prod]\nrepository={R}\nuser=u\npassword=a\"b\n");
+  EXPECT_NE(quoted.find("a password without a double quote is expected"), std::string::npos) << quoted;
+  EXPECT_EQ(quoted.find("a\"b"), std::string::npos) << "the password is told";
   EXPECT_EQ(Read("[prod]\nrepository={R}\nkey_file=key\n"),
             In(3, "key_file = key: the full path of a file is expected"));
   EXPECT_EQ(Read(std::string("[\0p\0r\0o\0d\0]\0", 12)),
