@@ -5,8 +5,8 @@
 
 namespace platform {
 
-// Fills the bytes, at most 256, from the system's generator. A system without one ends the process: nothing
-// that is to be unique or secret can be made there.
+// Fills the bytes from the system's generator. A system without one ends the process: nothing that is to be
+// unique or secret can be made there.
 void RandomBytes(void* bytes, std::size_t size);
 
 }  // namespace platform

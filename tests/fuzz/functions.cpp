@@ -145,8 +145,13 @@ void RunBackup(std::string_view bytes) {
             "what is saved was confirmed", line);
   }
   for (const std::string& line : run.lines) {
-    const bool told = std::any_of(results.begin(), results.end(), [&line](const Result& one) {
-      return platform::SameName(one.item, line) || one.item + "\\" == line || one.item + "/" == line;
+    // As a log run reads it.
+    std::string name = line;
+    StripNewline(name);
+    TrimBlanks(name);
+    const bool told = std::any_of(results.begin(), results.end(), [&](const Result& one) {
+      return platform::SameName(one.item, line) || platform::SameName(one.item, name) ||
+             one.item + "\\" == line || one.item + "/" == line;
     });
     Require(told || result == RunResult::kFailure || IsLeftOut(line),
             "each item has its line, or the run has failed", line);

@@ -114,9 +114,16 @@ bool OthersMayRead(const std::string& path, bool& others, std::string& why) {
   return OthersHave(path, S_IRGRP | S_IROTH, others, why);
 }
 
-// Up to 256 bytes come whole, and no signal interrupts them.
 bool internal::RandomBytes(void* bytes, std::size_t size) {
-  return getrandom(bytes, size, 0) == static_cast<ssize_t>(size);
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t count = getrandom(static_cast<char*>(bytes) + done, size - done, 0);
+    if (count < 0 && errno != EINTR) {
+      return false;
+    }
+    done += count < 0 ? 0 : static_cast<std::size_t>(count);
+  }
+  return true;
 }
 
 std::string HostName() {
