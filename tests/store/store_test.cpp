@@ -304,6 +304,9 @@ TEST_F(StoreTest, ABackupIsNotOverBeforeItsSessionIs) {
     EXPECT_TRUE(store->CloseSession(Mode::kBackup, session_, state));
     EXPECT_FALSE(find(saveset).sessionOpen);
     EXPECT_EQ(find(saveset).sessionFailed, state == State::kFailed);
+    // As one that cleans up, and saw it open a moment ago.
+    EXPECT_TRUE(store->Rows().CloseSession(std::stoll(session_), State::kFailed));
+    EXPECT_EQ(find(saveset).sessionFailed, state == State::kFailed);
     EXPECT_TRUE(store->Mark(saveset, true));
   }
   // Nobody closes one that was opened by hand.

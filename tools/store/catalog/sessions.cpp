@@ -80,8 +80,10 @@ Status Catalog::CloseSession(std::int64_t id, State state) {
     if (Status told = Now(now); !told) {
       return told;
     }
-    if (Status closed = inside_->Run("UPDATE session SET closed = $1, state = $2 WHERE id = $3",
-                                     {now, static_cast<int>(state), id});
+    // Who closes it for a process that is gone may have seen it open just before that closed it well.
+    if (Status closed =
+            inside_->Run("UPDATE session SET closed = $1, state = $2 WHERE id = $3 AND closed IS NULL",
+                         {now, static_cast<int>(state), id});
         !closed) {
       return closed;
     }
