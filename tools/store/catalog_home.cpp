@@ -56,6 +56,15 @@ Status PutFileAside(const std::string& catalog, std::string& aside) {
   return {};
 }
 
+// As far as the system lets it.
+void PutBack(const std::string& catalog, const std::string& aside) {
+  for (const char* ending : kEndings) {
+    if (!aside.empty() && platform::Exists(aside + ending)) {
+      static_cast<void>(static_cast<bool>(Rename(aside + ending, catalog + ending)));
+    }
+  }
+}
+
 class FileHome : public CatalogHome {
  public:
   explicit FileHome(std::string path) : path_(std::move(path)) {}
@@ -150,16 +159,13 @@ Status FileHome::EndNew(std::string& aside) {
       return Status::Conflict(kCatalogChanged);
     }
   }
-  if (Status put = PutFileAside(path_, aside); !put) {
-    return put;
+  Status exchanged = PutFileAside(path_, aside);
+  if (exchanged) {
+    exchanged = Rename(NewPath(), path_);
   }
-  if (Status renamed = Rename(NewPath(), path_); !renamed) {
-    for (const char* ending : kEndings) {
-      if (!aside.empty() && platform::Exists(aside + ending)) {
-        static_cast<void>(static_cast<bool>(Rename(aside + ending, path_ + ending)));
-      }
-    }
-    return renamed;
+  if (!exchanged) {
+    PutBack(path_, aside);
+    return exchanged;
   }
   GiveSpareRoom(NewPath());
   std::string why;
