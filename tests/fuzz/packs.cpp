@@ -223,7 +223,7 @@ bool Same(const Saveset& one, const Saveset& other) {
          one.pool == other.pool && one.created == other.created && one.id == other.id &&
          one.together == other.together && one.mover == other.mover && one.ended == other.ended &&
          one.items == other.items && one.failed == other.failed && one.warnings == other.warnings &&
-         one.isProtected == other.isProtected;
+         one.isProtected == other.isProtected && one.sessionFailed == other.sessionFailed;
 }
 
 void CheckSaveset(MemoryPlace& place) {
@@ -246,6 +246,7 @@ void CheckSaveset(MemoryPlace& place) {
       PutSavesetBegin(other, saveset) &&
       PutSavesetEnd(other, kObjectId, saveset.mover, saveset.items, saveset.ended.value_or(0)) &&
       PutSavesetClosed(other, kObjectId, state, 0) &&
+      (!saveset.sessionFailed || PutBackupFailed(other, kObjectId, 0)) &&
       (!saveset.isProtected || PutSavesetProtected(other, kObjectId, 0));
   SavesetObjects again;
   Require(written && ReadSavesetObjects(other, kObjectId, again) && Same(again.saveset, saveset),
@@ -259,6 +260,7 @@ struct SmallObject {
 constexpr SmallObject kSmallObjects[] = {{"begin", ObjectKind::kSavesetBegin},
                                          {"end", ObjectKind::kSavesetEnd},
                                          {"closed", ObjectKind::kSavesetClosed},
+                                         {"failed", ObjectKind::kBackupFailed},
                                          {"protected", ObjectKind::kSavesetProtected}};
 
 void RunObjects(std::string_view bytes) {
@@ -298,11 +300,11 @@ void SeedObjects(Corpus& corpus) {
   saveset.created = 1700000000;
   MemoryPlace place;
   const ObjectShelf shelf{place, PlainKeys(), kRepositoryId};
-  Require(PutSavesetBegin(shelf, saveset) &&
-              PutSavesetEnd(shelf, kObjectId, Mover::kEndedClean, 5, 1700000009) &&
-              PutSavesetClosed(shelf, kObjectId, State::kWarnings, 1700000010) &&
-              PutSavesetProtected(shelf, kObjectId, 1700000011),
-          "a saveset's objects can be put");
+  Require(
+      PutSavesetBegin(shelf, saveset) && PutSavesetEnd(shelf, kObjectId, Mover::kEndedClean, 5, 1700000009) &&
+          PutSavesetClosed(shelf, kObjectId, State::kWarnings, 1700000010) &&
+          PutBackupFailed(shelf, kObjectId, 1700000011) && PutSavesetProtected(shelf, kObjectId, 1700000011),
+      "a saveset's objects can be put");
   std::string contents;
   for (const SmallObject& object : kSmallObjects) {
     const std::string content = ContentOf(place.objects[SavesetObject(kObjectId, object.which)]);

@@ -65,7 +65,7 @@ class CopyTest : public testing::TestWithParam<bool> {
     ASSERT_TRUE(inside ? writer.SaveInside(name, *source, saved) : writer.Save(name, *source, saved));
   }
 
-  std::string BackUp() {
+  std::string BackUp(State state = State::kWarnings) {
     std::unique_ptr<Store> store;
     std::string session;
     std::string saveset;
@@ -83,7 +83,7 @@ class CopyTest : public testing::TestWithParam<bool> {
     EXPECT_TRUE(writer.EndDirectory(true));
     EXPECT_TRUE(writer.End(true, false));
     EXPECT_TRUE(store->CloseJob(Mode::kBackup, session, saveset, State::kWarnings));
-    EXPECT_TRUE(store->CloseSession(Mode::kBackup, session, State::kWarnings));
+    EXPECT_TRUE(store->CloseSession(Mode::kBackup, session, state));
     return saveset;
   }
 
@@ -275,6 +275,30 @@ TEST_P(CopyTest, WhatTheFirstOneHasLostOfASavesetComesFromItsCatalog) {
   EXPECT_EQ(lost, 3);
   EXPECT_EQ(Restorable(to_), Restorable(from_));
   EXPECT_EQ(DamagesIn(to_), 0U);
+}
+
+TEST_P(CopyTest, ThatABackupFailedIsKnownInTheCopyToo) {
+  const std::string failed = BackUp(State::kFailed);
+  const std::string lost = BackUp(State::kFailed);
+  std::unique_ptr<Store> store;
+  std::optional<Saveset> saveset;
+  ASSERT_TRUE(Store::Open(from_, Access::kRead, store));
+  ASSERT_TRUE(store->Rows().FindSaveset(lost, saveset) && saveset);
+  ASSERT_TRUE(store->Objects().Delete(SavesetObject(saveset->uid, "begin")));
+  ASSERT_TRUE(Copy());
+  Store::Rebuilt rebuilt;
+  for (const bool anew : {false, true}) {
+    if (anew) {
+      store.reset();
+      ASSERT_TRUE(Store::Rebuild(to_, [](const std::string& loss) { ADD_FAILURE() << loss; }, rebuilt));
+    }
+    ASSERT_TRUE(Store::Open(to_, Access::kRead, store));
+    for (const auto& [name, expected] : {std::pair(failed, true), std::pair(lost, true),
+                                         std::pair(std::string("ABC_1234567890"), false)}) {
+      ASSERT_TRUE(store->Rows().FindSaveset(name, saveset) && saveset) << name;
+      EXPECT_EQ(saveset->sessionFailed, expected) << name;
+    }
+  }
 }
 
 TEST_P(CopyTest, TheSameRepositoryUnderAnotherNameIsRefused) {

@@ -315,6 +315,37 @@ TEST_F(StoreTest, ABackupIsNotOverBeforeItsSessionIs) {
   EXPECT_FALSE(find(byHand).sessionOpen);
 }
 
+TEST_F(StoreTest, ThatABackupFailedIsKnownAfterARebuild) {
+  std::map<std::string, bool> failed;
+  auto store = Open();
+  const auto backUp = [&](const Process& owner) {
+    const std::string saveset = OpenJob(*store, owner);
+    EXPECT_TRUE(store->CloseJob(Mode::kBackup, session_, saveset, State::kGood));
+    return saveset;
+  };
+  for (const State state : {State::kGood, State::kWarnings, State::kFailed}) {
+    failed[backUp({})] = state == State::kFailed;
+    EXPECT_TRUE(store->CloseSession(Mode::kBackup, session_, state));
+  }
+  const platform::ProcessIdentity me = platform::ThisProcess();
+  const std::string broken = backUp({me.space, me.number, "another start"});
+  failed[broken] = true;
+  for (int round = 0; round < 3; ++round) {
+    store = Open(Access::kWrite);
+    for (const auto& [name, expected] : failed) {
+      std::optional<Saveset> saveset;
+      EXPECT_TRUE(store->Rows().FindSaveset(name, saveset) && saveset);
+      EXPECT_TRUE(saveset && saveset->sessionFailed == expected && !saveset->sessionOpen) << name << round;
+      EXPECT_TRUE(saveset && !saveset->failed) << name << ": its own job was closed well";
+    }
+    store.reset();
+    EXPECT_TRUE(Rebuild().empty());
+  }
+  ASSERT_TRUE(Open()->DeleteAtOnce(broken));
+  EXPECT_TRUE(Rebuild().empty());
+  EXPECT_TRUE(notes_.empty()) << "an object of it was left";
+}
+
 // ---- Deleting -----------------------------------------------------------------------------------
 
 TEST_F(StoreTest, ADeletionTakesWhatNobodyNeeds) {

@@ -94,12 +94,8 @@ Status FileHome::ReadOld(std::string& state) const {
   if (Status opened = OpenSqlite(path_, MakeCatalog::kNever, engine); !opened) {
     return opened;
   }
-  return engine->Run(kSelectChanges, {"saveset", "pack"}, [&state](const SqlRow& row) {
-    for (int column = 0; column < 4; ++column) {
-      state += std::to_string(row.Number(column)) + " ";
-    }
-    return Status();
-  });
+  return engine->Run(kSelectChanges, {"saveset", "pack"},
+                     [&state](const SqlRow& row) { return ReadChanges(row, state); });
 }
 
 Status FileHome::RemoveNew() const {

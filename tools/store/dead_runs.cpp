@@ -40,14 +40,42 @@ bool IsGone(const RunProgress& run, std::int64_t now) {
          (running == platform::Running::kCannotTell && now - run.told > kLongSilence);
 }
 
-Status CloseSessionIfGone(Catalog& catalog, const Session& session, DeadRuns& dead) {
+// The owner of a session that a person opened may be deleting its savesets meanwhile: their objects go when
+// their rows have gone.
+Status NoteOne(Catalog& catalog, const ObjectShelf& shelf, const Uid& saveset, std::int64_t time) {
+  bool known = false;
+  Status done = PutBackupFailed(shelf, saveset, time);
+  if (done) {
+    done = catalog.HasSavesetRow(saveset, known);
+  }
+  return done && !known ? DeleteSavesetObjects(shelf.place, saveset) : done;
+}
+
+Status CloseAsFailed(Catalog& catalog, const ObjectShelf& shelf, const Session& session, DeadRuns& dead) {
+  // Its process may have closed it well between the look at its row and that at the process.
+  std::optional<Session> now;
+  Status done = catalog.FindSession(session.id, now);
+  if (!done || !now || now->closed) {
+    return done;
+  }
+  if (session.mode == Mode::kBackup) {
+    done = NoteBackupFailed(catalog, shelf, session.id);
+  }
+  if (done) {
+    ++dead.sessions;
+    done = catalog.CloseSession(session.id, State::kFailed);
+  }
+  return done;
+}
+
+Status CloseSessionIfGone(Catalog& catalog, const ObjectShelf& shelf, const Session& session,
+                          DeadRuns& dead) {
   const Process& owner = session.owner;
   if (platform::IsRunning({owner.host, static_cast<int>(owner.number), owner.started}) !=
       platform::Running::kNo) {
     return {};
   }
-  ++dead.sessions;
-  return catalog.CloseSession(session.id, State::kFailed);
+  return CloseAsFailed(catalog, shelf, session, dead);
 }
 
 Status ForgetGone(Catalog& catalog) {
@@ -69,7 +97,7 @@ Status ForgetGone(Catalog& catalog) {
   return {};
 }
 
-Status CloseForgottenSessions(Catalog& catalog, DeadRuns& dead) {
+Status CloseForgottenSessions(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead) {
   std::int64_t now = 0;
   if (Status told = catalog.Now(now); !told) {
     return told;
@@ -80,8 +108,7 @@ Status CloseForgottenSessions(Catalog& catalog, DeadRuns& dead) {
     return listed;
   }
   for (const Session& session : sessions) {
-    ++dead.sessions;
-    if (Status closed = catalog.CloseSession(session.id, State::kFailed); !closed) {
+    if (Status closed = CloseAsFailed(catalog, shelf, session, dead); !closed) {
       return closed;
     }
   }
@@ -128,13 +155,26 @@ Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>
   return asked;
 }
 
-Status EndDeadRuns(Catalog& catalog, Place& place, DeadRuns& dead) {
+Status NoteBackupFailed(Catalog& catalog, const ObjectShelf& shelf, std::int64_t session) {
+  std::vector<Uid> savesets;
+  std::int64_t now = 0;
+  Status done = catalog.ListSavesetsOfSession(session, savesets);
+  if (done) {
+    done = catalog.Now(now);
+  }
+  for (auto saveset = savesets.begin(); done && saveset != savesets.end(); ++saveset) {
+    done = NoteOne(catalog, shelf, *saveset, now);
+  }
+  return done.What() == Status::Kind::kNoRoom ? Status() : done;
+}
+
+Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead) {
   std::vector<Run> runs;
   if (Status listed = catalog.ListRuns(runs); !listed) {
     return listed;
   }
   for (const Run& run : runs) {
-    if (Status ended = EndRunIfGone(catalog, place, run, dead); !ended) {
+    if (Status ended = EndRunIfGone(catalog, shelf.place, run, dead); !ended) {
       return ended;
     }
   }
@@ -146,11 +186,11 @@ Status EndDeadRuns(Catalog& catalog, Place& place, DeadRuns& dead) {
     return listed;
   }
   for (const Session& session : sessions) {
-    if (Status closed = CloseSessionIfGone(catalog, session, dead); !closed) {
+    if (Status closed = CloseSessionIfGone(catalog, shelf, session, dead); !closed) {
       return closed;
     }
   }
-  return CloseForgottenSessions(catalog, dead);
+  return CloseForgottenSessions(catalog, shelf, dead);
 }
 
 }  // namespace store

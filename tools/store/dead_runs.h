@@ -4,6 +4,7 @@
 
 #include "store/catalog/catalog.h"
 #include "store/place/place.h"
+#include "store/saveset_objects.h"
 #include "store/status.h"
 
 namespace store {
@@ -27,7 +28,11 @@ Status IsRunOver(Catalog& catalog, Place& place, const Run& run, bool& over);
 // Ends the runs whose process is gone as failed; what they announced and never committed is then among
 // `Catalog::ListDeleted`, to be deleted. Closes sessions whose owner is gone, and the jobs in them, as
 // failed. Forgets how far others had come whose process is gone.
-Status EndDeadRuns(Catalog& catalog, Place& place, DeadRuns& dead);
+Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead);
+
+// That the backup of this session failed, as an object beside each of its savesets, so that a rebuild knows
+// it too. To be called before the session is closed. On a full disk it goes without.
+Status NoteBackupFailed(Catalog& catalog, const ObjectShelf& shelf, std::int64_t session);
 
 // The runs under way whose process is alive, or may be on another machine.
 Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>& progress);

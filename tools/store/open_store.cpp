@@ -275,7 +275,7 @@ Status Store::Open(const ServerConfig& config, Access access, std::unique_ptr<Pl
 // What cannot be cleaned up now hinders nobody: it is told, and is there for the next opening.
 void Store::CleanUp() {
   DeadRuns dead;
-  Status done = EndDeadRuns(*catalog_, *place_, dead);
+  Status done = EndDeadRuns(*catalog_, {*place_, keys_, id_}, dead);
   if (done) {
     done = RemoveDeleted();
   }

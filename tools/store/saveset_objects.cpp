@@ -16,6 +16,7 @@ constexpr const char* kBegin = "begin";
 constexpr const char* kEnd = "end";
 constexpr const char* kClosed = "closed";
 constexpr const char* kProtected = "protected";
+constexpr const char* kFailed = "failed";
 constexpr std::uint64_t kLargestObject = 1024 * 1024;
 
 // Tags of the contents' fields; the time is the same in all.
@@ -201,6 +202,10 @@ Status PutSavesetClosed(const ObjectShelf& shelf, const Uid& saveset, State stat
              {{kOutcome, Encoder().U8(static_cast<std::uint8_t>(state)).Take()}, {kTime, EncodeTime(time)}});
 }
 
+Status PutBackupFailed(const ObjectShelf& shelf, const Uid& saveset, std::int64_t time) {
+  return Put(shelf, saveset, ObjectKind::kBackupFailed, kFailed, {{kTime, EncodeTime(time)}});
+}
+
 Status PutSavesetProtected(const ObjectShelf& shelf, const Uid& saveset, std::int64_t time) {
   return Put(shelf, saveset, ObjectKind::kSavesetProtected, kProtected, {{kTime, EncodeTime(time)}});
 }
@@ -210,7 +215,7 @@ Status DeleteSavesetProtected(Place& place, const Uid& saveset) {
 }
 
 Status DeleteSavesetObjects(Place& place, const Uid& saveset) {
-  for (const char* which : {kProtected, kEnd, kClosed, kBegin}) {
+  for (const char* which : {kProtected, kFailed, kEnd, kClosed, kBegin}) {
     if (Status gone = place.Delete(SavesetObject(saveset, which)); !gone) {
       return gone;
     }
@@ -224,10 +229,12 @@ Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& uid, SavesetObjec
   Fields end;
   Fields closed;
   Fields kept;
-  const std::array<Status, 4> read = {Get(shelf, uid, ObjectKind::kSavesetBegin, kBegin, begin),
+  Fields failed;
+  const std::array<Status, 5> read = {Get(shelf, uid, ObjectKind::kSavesetBegin, kBegin, begin),
                                       Get(shelf, uid, ObjectKind::kSavesetEnd, kEnd, end),
                                       Get(shelf, uid, ObjectKind::kSavesetClosed, kClosed, closed),
-                                      Get(shelf, uid, ObjectKind::kSavesetProtected, kProtected, kept)};
+                                      Get(shelf, uid, ObjectKind::kSavesetProtected, kProtected, kept),
+                                      Get(shelf, uid, ObjectKind::kBackupFailed, kFailed, failed)};
   Saveset& saveset = objects.saveset;
   saveset.uid = uid;
   saveset.together = uid;
@@ -245,7 +252,8 @@ Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& uid, SavesetObjec
   }
   saveset.failed = SmallNumber(closed, kOutcome) == static_cast<std::uint8_t>(State::kFailed);
   saveset.warnings = SmallNumber(closed, kOutcome) == static_cast<std::uint8_t>(State::kWarnings);
-  saveset.isProtected = !kept.empty();
+  saveset.isProtected = !kept.empty() || IsDamage(read[3]);
+  saveset.sessionFailed = !failed.empty() || IsDamage(read[4]);
   const auto bad = std::find_if(read.begin(), read.end(), [](const Status& status) { return !status; });
   return bad == read.end() ? Status() : *bad;
 }

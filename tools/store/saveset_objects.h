@@ -37,6 +37,8 @@ Status PutSavesetBegin(const ObjectShelf& shelf, const Saveset& saveset);
 Status PutSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, Mover mover, std::int64_t items,
                      std::int64_t time);
 Status PutSavesetClosed(const ObjectShelf& shelf, const Uid& saveset, State state, std::int64_t time);
+// The backup that the saveset is a part of failed as a whole, however the saveset itself went.
+Status PutBackupFailed(const ObjectShelf& shelf, const Uid& saveset, std::int64_t time);
 
 // That no rule deletes it, and that this is taken back.
 Status PutSavesetProtected(const ObjectShelf& shelf, const Uid& saveset, std::int64_t time);
@@ -50,7 +52,8 @@ struct SavesetObjects {
   bool begun = false;  // its beginning is there: without it, name, database, pool and time are lost
   Saveset saveset;     // with the number of items that its end tells; 0 if it tells none
 };
-// kDamaged if one of the objects cannot be used; what the others tell is given all the same.
+// kDamaged if one of the objects cannot be used; what the others tell is given all the same. One that tells
+// only by being there does so damaged, too.
 Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& uid, SavesetObjects& objects);
 
 }  // namespace store

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "store/dead_runs.h"
 #include "store/names.h"
 #include "store/repository_place.h"
 #include "store/saveset_objects.h"
@@ -98,6 +99,11 @@ Status Store::CloseSession(Mode mode, const std::string& session, State state) {
   std::int64_t id = 0;
   if (Status found = UseSession(mode, session, id); !found || id == 0) {
     return found;
+  }
+  if (mode == Mode::kBackup && state == State::kFailed) {
+    if (Status noted = NoteBackupFailed(*catalog_, {*place_, keys_, id_}, id); !noted) {
+      return Explain(noted);
+    }
   }
   if (Status closed = catalog_->CloseSession(id, state); !closed) {
     return mode == Mode::kRestore && MayGoUnnoted(closed) ? Status() : Explain(closed);

@@ -105,13 +105,38 @@ Status Catalog::Inside::FamilyOf(std::string_view database, std::string_view poo
 }
 
 Status Catalog::Inside::AddSaveset(const Saveset& saveset, std::int64_t id, std::int64_t family) {
-  return Run(
+  Status added = Run(
       "INSERT INTO saveset(id, uid, name, family, created, mover, ended, reason, failed, warnings, items, "
       "bytes, together, protected, deleting) VALUES($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, 0, 0, $11, $12, "
       "0)",
       {id, saveset.uid.Bytes(), saveset.name, family, saveset.created, static_cast<int>(saveset.mover),
        saveset.ended ? SqlValue(*saveset.ended) : SqlValue(nullptr), saveset.reason, saveset.failed,
        saveset.warnings, saveset.together.Bytes(), saveset.isProtected});
+  return added && saveset.sessionFailed ? AddFailedSession(saveset, id) : added;
+}
+
+// Its savesets have one each: what was in which session is told by `together`.
+Status Catalog::Inside::AddFailedSession(const Saveset& saveset, std::int64_t id) {
+  std::int64_t session = 0;
+  std::int64_t job = 0;
+  const std::int64_t time = saveset.ended.value_or(saveset.created);
+  const int backup = static_cast<int>(Mode::kBackup);
+  const std::string none;
+  Status added = Count("session", session);
+  if (added) {
+    added = Count("job", job);
+  }
+  if (added) {
+    added = Run(
+        "INSERT INTO session(id, mode, client, host, process, started, opened, closed, state) VALUES($1, $2, "
+        "$3, $3, 0, $3, $4, $5, $6)",
+        {session, backup, none, saveset.created, time, static_cast<int>(State::kFailed)});
+  }
+  return added ? Run(
+                     "INSERT INTO job(id, session, saveset, mode, name, pool, opened, closed) VALUES($1, $2, "
+                     "$3, $4, $5, $6, $7, $8)",
+                     {job, session, id, backup, none, saveset.pool, saveset.created, time})
+               : added;
 }
 
 Status DamagedRow(const std::string& what) {

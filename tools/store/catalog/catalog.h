@@ -61,7 +61,7 @@ struct Saveset {
   bool failed = false;                // its backup job was closed as failed
   bool warnings = false;              // ... with warnings
   bool sessionOpen = false;           // its backup is not over; never of a session opened by hand
-  bool sessionFailed = false;         // its backup failed as a whole; not known after a rebuild or in a copy
+  bool sessionFailed = false;         // its backup failed as a whole
 };
 
 struct NewJob {
@@ -145,6 +145,8 @@ class Catalog {
   Status FindSession(std::int64_t id, std::optional<Session>& session);
   // Ends the session and whatever job was left open in it.
   Status CloseSession(std::int64_t id, State state);
+  // That its backup jobs began.
+  Status ListSavesetsOfSession(std::int64_t id, std::vector<Uid>& savesets);
   // Open sessions whose owner has to be alive, on this host.
   Status ListOwnedSessions(std::string_view host, std::vector<Session>& sessions);
   // The same of all other hosts, if nothing was done in them since then and no run is under way.
@@ -364,10 +366,9 @@ class Catalog {
   Status ImportPack(const Pack& pack, const Uid& saveset, const std::vector<std::string>& records);
   // Everything is there: items whose packs are missing go again, directories without all of their entries
   // too; what went is told.
-  // It has fewer items than it once had.
-  Status NoteTorn(std::int64_t saveset, const std::string& reason);
   Status FinishImport(const std::function<void(const std::string& what)>& tell);
-
+  // The saveset has fewer items than it once had.
+  Status NoteTorn(std::int64_t saveset, const std::string& reason);
   // Behind that: names packs of savesets that are there which no item needs as deleted. Nobody writes them,
   // since nobody runs meanwhile.
   Status NameUnneededPacks(std::uint64_t& count);

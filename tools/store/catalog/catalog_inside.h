@@ -63,8 +63,9 @@ struct Catalog::Inside {
   // Of the saveset's own packs, those that no item needs; within a transaction.
   Status NameUnneededPacks(std::int64_t saveset);
 
-  // A saveset without items; within a transaction.
+  // A saveset without items; within a transaction. If its backup failed, with a session that failed.
   Status AddSaveset(const Saveset& saveset, std::int64_t id, std::int64_t family);
+  Status AddFailedSession(const Saveset& saveset, std::int64_t id);
   // An item's rows; within a transaction.
   Status AddItem(std::int64_t saveset, std::int64_t family, const Item& item, std::string_view record,
                  std::int64_t recordPack, const std::vector<std::int64_t>& packs);

@@ -13,15 +13,25 @@ inline constexpr std::int64_t kSchemaVersion = 2;
 // The table that is there when all are.
 inline constexpr const char* kCatalogTable = "catalog";
 
-// Four numbers that tell whether somebody changed what a new catalog would not know: how many savesets and
-// packs ($1 and $2, the names of their counters) there ever were, and how many savesets there are, are
-// protected and are marked.
+// Numbers that tell whether somebody changed what a new catalog would not know: how many savesets and packs
+// ($1 and $2, the names of their counters) there ever were; how many savesets there are, are protected and
+// are marked; how many savesets and sessions were closed as failed.
 inline constexpr const char* kSelectChanges =
     "SELECT CAST(coalesce((SELECT sum(value) FROM counter WHERE name IN ($1, $2)), 0) AS bigint), (SELECT "
     "count(*) FROM saveset WHERE deleting = 0), (SELECT count(*) FROM saveset WHERE protected = 1), (SELECT "
-    "count(*) FROM saveset WHERE marked IS NOT NULL)";
+    "count(*) FROM saveset WHERE marked IS NOT NULL), (SELECT count(*) FROM saveset WHERE failed = 1), (SELECT "
+    "count(*) FROM session WHERE state = 3)";
 inline constexpr const char* kCatalogChanged =
     "the catalog was changed meanwhile, by a backup or by its owner: call again when nothing runs";
+
+// Its row as one text, to be compared with another one.
+inline Status ReadChanges(const SqlRow& row, std::string& changes) {
+  constexpr int kNumbers = 6;
+  for (int column = 0; column < kNumbers; ++column) {
+    changes += std::to_string(row.Number(column)) + " ";
+  }
+  return {};
+}
 
 // The statements that make the tables, for an engine with these types.
 [[nodiscard]] std::vector<std::string> SchemaStatements(const SqlTypes& types);

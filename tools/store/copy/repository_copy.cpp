@@ -406,7 +406,7 @@ Status RepositoryCopy::CopyObjects(const Saveset& saveset) {
     listener_.damaged({"saveset " + saveset.name + ": " + why + "; the copy has it from the catalog", {}});
     return WriteObjects(saveset);
   }
-  for (const char* which : {"begin", "end", "closed", "protected"}) {
+  for (const char* which : {"begin", "end", "closed", "failed", "protected"}) {
     done = done ? CopyObject(SavesetObject(saveset.uid, which)) : done;
   }
   return done;
@@ -433,6 +433,9 @@ Status RepositoryCopy::WriteObjects(const Saveset& saveset) {
   }
   if (done) {
     done = PutSavesetClosed(shelf, saveset.uid, state, time);
+  }
+  if (done && saveset.sessionFailed) {
+    done = PutBackupFailed(shelf, saveset.uid, time);
   }
   return done && saveset.isProtected ? PutSavesetProtected(shelf, saveset.uid, time) : done;
 }

@@ -29,7 +29,8 @@ enum class ObjectKind : std::uint16_t {
   kSavesetBegin = 3,
   kSavesetEnd = 4,
   kSavesetClosed = 5,
-  kSavesetProtected = 6
+  kSavesetProtected = 6,
+  kBackupFailed = 7
 };
 enum class BlockKind : std::uint8_t { kData = 0, kMaps = 1, kRecords = 2 };
 enum class Codec : std::uint8_t { kPlain = 0, kZstd = 1 };

@@ -101,7 +101,7 @@ inline constexpr const char* kPackPrefix = "packs/";
 inline constexpr const char* kSavesetPrefix = "savesets/";
 // packs/3f/3fa0...
 [[nodiscard]] std::string PackObject(const Uid& pack);
-// savesets/9c01....begin, and .end, .closed
+// savesets/9c01....begin, and .end, .closed, .failed, .protected
 [[nodiscard]] std::string SavesetObject(const Uid& saveset, std::string_view which);
 // runs/9c01...: what a run that is gone has left of its hold. To be deleted when all the rest of it is.
 inline constexpr const char* kRunPrefix = "runs/";

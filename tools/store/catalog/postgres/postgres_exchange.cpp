@@ -38,12 +38,8 @@ Status ReadState(PostgresConnection& connection, std::string& state) {
     state = looked ? "none" : "";
     return looked;
   }
-  return connection.Run(kSelectChanges, {"saveset", "pack"}, [&state](const SqlRow& row) {
-    for (int column = 0; column < 4; ++column) {
-      state += std::to_string(row.Number(column)) + " ";
-    }
-    return Status();
-  });
+  return connection.Run(kSelectChanges, {"saveset", "pack"},
+                        [&state](const SqlRow& row) { return ReadChanges(row, state); });
 }
 
 // Whoever is about to change the old catalog waits for the end of this transaction, and goes on in the new
