@@ -1,6 +1,9 @@
 // Opening a repository, and making one.
 #include "store/open_store.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/bucket.h"
@@ -55,16 +58,6 @@ Status CheckPlainIsMeant(const ServerConfig& config) {
                    config.section + " --encrypt");
 }
 
-// ... nor go on with one.
-Status CheckEncryptionIsMeant(const ServerConfig& config, const Keys& keys) {
-  return keys.Encrypts() || (config.secretFile.empty() && config.keyFile.empty())
-             ? Status()
-             : Status::Failed(
-                   "the configuration names key files, and the repository is not encrypted: take "
-                   "secret_file and key_file out of section [" +
-                   config.section + "], or let it name another repository and call korvo init --encrypt");
-}
-
 // What a program left that was killed while it made the repository is finished; otherwise a new one is made.
 Status MakeIfMissing(const ServerConfig& config, Place& place, const Store::ConnectCatalog& connect,
                      std::string& object) {
@@ -105,9 +98,33 @@ Status MakeDirectories(const ServerConfig& config) {
                                  : Status();
 }
 
+// What a path is made of, without what changes nothing.
+std::vector<std::string> ComponentsOf(const std::string& path) {
+  std::vector<std::string> components;
+  const std::string folded = platform::FoldName(path);
+  for (std::size_t begin = 0; begin < folded.size();) {
+    const std::size_t end = std::min(folded.find_first_of("/\\", begin), folded.size());
+    const std::string component = folded.substr(begin, end - begin);
+    if (component == ".." && !components.empty()) {
+      components.pop_back();
+    } else if (!component.empty() && component != "." && component != "..") {
+      components.push_back(component);
+    }
+    begin = end + 1;
+  }
+  return components;
+}
+
+// By their names alone: the file is not there yet.
+bool IsBelow(const std::string& file, const std::string& directory) {
+  const std::vector<std::string> inner = ComponentsOf(file);
+  const std::vector<std::string> outer = ComponentsOf(directory);
+  return inner.size() > outer.size() && std::equal(outer.begin(), outer.end(), inner.begin());
+}
+
 Status CheckMayMakeEncrypted(const ServerConfig& config) {
   const auto isInside = [&config](const std::string& file) {
-    return config.bucket.name.empty() && file.starts_with(config.repository + "/");
+    return config.bucket.name.empty() && IsBelow(file, config.repository);
   };
   if (config.secretFile.empty() || config.keyFile.empty() || config.secretFile == config.keyFile ||
       isInside(config.secretFile) || isInside(config.keyFile)) {
@@ -165,6 +182,15 @@ Status ReadRepositoryObject(Place& place, std::string& bytes) {
   std::optional<std::uint64_t> size;
   Status got = place.GetSmall(kRepositoryObject, kLargest, size, bytes);
   return got && size.value_or(0) > kLargest ? Status::Damaged("its object \"repository\" is damaged") : got;
+}
+
+Status CheckEncryptionIsMeant(const ServerConfig& config, const Keys& keys) {
+  return keys.Encrypts() || (config.secretFile.empty() && config.keyFile.empty())
+             ? Status()
+             : Status::Failed(
+                   "the configuration names key files, and the repository is not encrypted: take "
+                   "secret_file and key_file out of section [" +
+                   config.section + "], or let it name another repository and call korvo init --encrypt");
 }
 
 namespace {
@@ -276,8 +302,9 @@ Status Store::Open(const ServerConfig& config, Access access, std::unique_ptr<Pl
 void Store::CleanUp() {
   DeadRuns dead;
   Status done = EndDeadRuns(*catalog_, {*place_, keys_, id_}, dead);
+  const Status removed = RemoveDeleted();
   if (done) {
-    done = RemoveDeleted();
+    done = removed;
   }
   if (dead.runs + dead.sessions > 0) {
     notes_.push_back("programs that were killed left " + std::to_string(dead.runs) + " runs and " +

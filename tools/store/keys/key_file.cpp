@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t kMostBytes = 1024;
 constexpr std::size_t kHexSize = 2 * kKeySize;
+constexpr std::string_view kPublicKey = "public key ";
 
 const char* NameOf(KeyFileKind kind) {
   return kind == KeyFileKind::kSaversSecret ? "savers' secret" : "private key";
@@ -30,7 +31,23 @@ Status ReadWhole(const std::string& path, std::string& text) {
   return {};
 }
 
-Status Parse(std::string_view text, KeyFileKind kind, const Uid& repository, std::string& key) {
+// Takes a line of hexadecimal digits, and what ends it, from the beginning of the text.
+bool TakeKey(std::string_view& text, std::string& key) {
+  const std::string digits(text.substr(0, kHexSize));
+  std::size_t size = 0;
+  key.assign(kKeySize, '\0');
+  if (digits.size() < kHexSize || (text.size() > kHexSize && text[kHexSize] != '\n') ||
+      sodium_hex2bin(reinterpret_cast<unsigned char*>(key.data()), key.size(), digits.data(), digits.size(),
+                     nullptr, &size, nullptr) != 0 ||
+      size != kKeySize) {
+    return false;
+  }
+  text.remove_prefix(std::min(text.size(), kHexSize + 1));
+  return true;
+}
+
+Status Parse(std::string_view text, KeyFileKind kind, const Uid& repository, std::string& key,
+             std::string& publicKey) {
   const std::string begin = BeginOf(kind);
   Uid owner;
   if (text.substr(0, begin.size()) != begin ||
@@ -41,18 +58,21 @@ Status Parse(std::string_view text, KeyFileKind kind, const Uid& repository, std
     return Status::Failed("it belongs to repository " + owner.Hex() + ", this one is " + repository.Hex());
   }
   text.remove_prefix(begin.size() + 2 * Uid::kSize);
-  key.resize(kKeySize);
-  std::size_t size = 0;
-  const std::string digits(text.substr(std::min<std::size_t>(text.size(), 1), kHexSize));
-  const bool whole = text.size() > kHexSize && text.front() == '\n' &&
-                     text.find_first_not_of(" \n", 1 + kHexSize) == std::string_view::npos;
-  if (!whole ||
-      sodium_hex2bin(reinterpret_cast<unsigned char*>(key.data()), key.size(), digits.data(), digits.size(),
-                     nullptr, &size, nullptr) != 0 ||
-      size != kKeySize) {
+  const bool lineEnds = text.starts_with('\n');
+  text.remove_prefix(lineEnds ? 1 : 0);
+  if (!lineEnds || !TakeKey(text, key)) {
     return Status::Failed("its second line is no key of 64 hexadecimal digits");
   }
-  return {};
+  publicKey.clear();
+  if (text.starts_with(kPublicKey)) {
+    text.remove_prefix(kPublicKey.size());
+    if (!TakeKey(text, publicKey)) {
+      return Status::Failed("its third line names no key of 64 hexadecimal digits");
+    }
+  }
+  return text.find_first_not_of(" \n") == std::string_view::npos
+             ? Status()
+             : Status::Failed("there is more behind its keys than such a file has");
 }
 
 Status WriteWhole(const std::string& path, const std::string& text) {
@@ -65,30 +85,41 @@ Status WriteWhole(const std::string& path, const std::string& text) {
     platform::RemoveFile(path);
     return Status::Failed("it cannot be written: " + file->Why());
   }
-  return platform::SyncDirectory(platform::DirectoryOf(path), why)
-             ? Status()
-             : Status::Failed("its directory cannot be synchronised: " + why);
+  if (!platform::SyncDirectory(platform::DirectoryOf(path), why)) {
+    platform::RemoveFile(path);
+    return Status::Failed("its directory cannot be synchronised: " + why);
+  }
+  return {};
 }
 
-}  // namespace
-
-Status WriteKeyFile(const std::string& path, KeyFileKind kind, const Uid& repository, std::string_view key) {
+// With a line end behind it.
+std::string HexLine(std::string_view key) {
   std::string digits(kHexSize + 1, '\0');
   sodium_bin2hex(digits.data(), digits.size(), reinterpret_cast<const unsigned char*>(key.data()),
                  key.size());
   digits.back() = '\n';
+  return digits;
+}
+
+}  // namespace
+
+Status WriteKeyFile(const std::string& path, KeyFileKind kind, const Uid& repository, std::string_view key,
+                    std::string_view publicKey) {
+  std::string digits = HexLine(key);
   std::string text = BeginOf(kind) + repository.Hex() + "\n" + digits;
+  text += publicKey.empty() ? "" : std::string(kPublicKey) + HexLine(publicKey);
   const Status written = WriteWhole(path, text);
   sodium_memzero(digits.data(), digits.size());
   sodium_memzero(text.data(), text.size());
   return written.Within("key file " + path);
 }
 
-Status ReadKeyFile(const std::string& path, KeyFileKind kind, const Uid& repository, std::string& key) {
+Status ReadKeyFile(const std::string& path, KeyFileKind kind, const Uid& repository, std::string& key,
+                   std::string& publicKey) {
   std::string text;
   Status status = ReadWhole(path, text);
   if (status) {
-    status = Parse(text, kind, repository, key);
+    status = Parse(text, kind, repository, key, publicKey);
   }
   sodium_memzero(text.data(), text.size());
   return status.Within("key file " + path);

@@ -97,17 +97,23 @@ struct Keys::Inside {
 
   Status ReadSecret(const std::string& file) {
     std::string key;
-    if (Status read = ReadKeyFile(file, KeyFileKind::kSaversSecret, repository, key); !read) {
+    std::string meant;
+    if (Status read = ReadKeyFile(file, KeyFileKind::kSaversSecret, repository, key, meant); !read) {
       return read;
     }
     UseSecret(std::move(key));
-    return CheckOfSecret() == check
+    if (CheckOfSecret() != check) {
+      return Status::Failed("key file " + file + " does not have the savers' secret of this repository");
+    }
+    return meant.empty() || meant == publicKey
                ? Status()
-               : Status::Failed("key file " + file + " does not have the savers' secret of this repository");
+               : Status::Failed("its object \"repository\" has another public key than key file " + file +
+                                " says: somebody may have put it there who wants to read what is saved");
   }
 
   Status ReadPrivateKey(const std::string& file) {
-    if (Status read = ReadKeyFile(file, KeyFileKind::kPrivateKey, repository, privateKey); !read) {
+    std::string none;
+    if (Status read = ReadKeyFile(file, KeyFileKind::kPrivateKey, repository, privateKey, none); !read) {
       return read;
     }
     std::string made(crypto_box_PUBLICKEYBYTES, '\0');
@@ -185,7 +191,8 @@ std::string Keys::HeaderPart() const {
 
 Status Keys::WriteFiles(const std::string& secretFile, const std::string& keyFile) const {
   const Uid& repository = inside_->repository;
-  if (Status written = WriteKeyFile(secretFile, KeyFileKind::kSaversSecret, repository, inside_->secret);
+  if (Status written = WriteKeyFile(secretFile, KeyFileKind::kSaversSecret, repository, inside_->secret,
+                                    inside_->publicKey);
       !written) {
     return written;
   }
