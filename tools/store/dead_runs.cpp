@@ -7,24 +7,18 @@
 namespace store {
 namespace {
 
-Status IsLeaseOver(Catalog& catalog, const Run& run, bool& over) {
-  std::int64_t now = 0;
-  Status told = catalog.Now(now);
-  over = now - run.seen > kRunLease;
-  return told;
-}
-
-Status EndRunIfGone(Catalog& catalog, Place& place, const Run& run, DeadRuns& dead) {
+Status EndRunIfGone(Catalog& catalog, Place& place, const Run& run, std::int64_t now, DeadRuns& dead) {
   bool gone = false;
-  if (Status asked = IsRunOver(catalog, place, run, gone); !asked || !gone) {
+  bool ended = false;
+  if (Status asked = IsRunOver(catalog, place, run, now, gone); !asked || !gone) {
     return asked;
   }
-  if (Status ended =
-          catalog.EndRun(run.uid, Mover::kEndedFailed, "the data mover was killed, or its machine stopped");
-      !ended) {
-    return ended;
+  if (Status done = catalog.EndRun(run.uid, Mover::kEndedFailed,
+                                   "the data mover was killed, or its machine stopped", ended);
+      !done) {
+    return done;
   }
-  ++dead.runs;
+  dead.runs += ended ? 1U : 0U;
   // Last of all, since the run is found gone by it.
   return place.Delete(RunObject(run.uid));
 }
@@ -68,14 +62,15 @@ Status CloseAsFailed(Catalog& catalog, const ObjectShelf& shelf, const Session& 
   return done;
 }
 
+platform::Running IsOwnerRunning(const Session& session) {
+  const Process& owner = session.owner;
+  return platform::IsRunning({owner.host, static_cast<int>(owner.number), owner.started});
+}
+
 Status CloseSessionIfGone(Catalog& catalog, const ObjectShelf& shelf, const Session& session,
                           DeadRuns& dead) {
-  const Process& owner = session.owner;
-  if (platform::IsRunning({owner.host, static_cast<int>(owner.number), owner.started}) !=
-      platform::Running::kNo) {
-    return {};
-  }
-  return CloseAsFailed(catalog, shelf, session, dead);
+  return IsOwnerRunning(session) == platform::Running::kNo ? CloseAsFailed(catalog, shelf, session, dead)
+                                                           : Status();
 }
 
 Status ForgetGone(Catalog& catalog) {
@@ -97,14 +92,15 @@ Status ForgetGone(Catalog& catalog) {
   return {};
 }
 
-Status CloseForgottenSessions(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead) {
+Status ListForgotten(Catalog& catalog, std::vector<Session>& sessions) {
   std::int64_t now = 0;
-  if (Status told = catalog.Now(now); !told) {
-    return told;
-  }
+  Status told = catalog.Now(now);
+  return told ? catalog.ListForgottenSessions(platform::ProcessSpace(), now - kSessionLease, sessions) : told;
+}
+
+Status CloseForgottenSessions(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead) {
   std::vector<Session> sessions;
-  if (Status listed = catalog.ListForgottenSessions(platform::ProcessSpace(), now - kSessionLease, sessions);
-      !listed) {
+  if (Status listed = ListForgotten(catalog, sessions); !listed) {
     return listed;
   }
   for (const Session& session : sessions) {
@@ -117,17 +113,19 @@ Status CloseForgottenSessions(Catalog& catalog, const ObjectShelf& shelf, DeadRu
 
 }  // namespace
 
-Status IsRunOver(Catalog& catalog, Place& place, const Run& run, bool& over) {
+Status IsRunOver(const Catalog& catalog, Place& place, const Run& run, std::int64_t now, bool& over) {
   Status asked = place.IsRunGone(run.uid, over);
-  return asked && !over && catalog.IsShared() ? IsLeaseOver(catalog, run, over) : asked;
+  over = over || (catalog.IsShared() && now - run.seen > kRunLease);
+  return asked;
 }
 
 namespace {
 
 // Of a mover, which holds a lock and has a row in `run` as long as it is alive.
-Status IsMoverGone(Catalog& catalog, Place& place, const std::vector<Run>& runs, const Uid& uid, bool& gone) {
+Status IsMoverGone(const Catalog& catalog, Place& place, const std::vector<Run>& runs, const Uid& uid,
+                   std::int64_t now, bool& gone) {
   const auto run = std::find_if(runs.begin(), runs.end(), [&uid](const Run& one) { return one.uid == uid; });
-  return run == runs.end() ? place.IsRunGone(uid, gone) : IsRunOver(catalog, place, *run, gone);
+  return run == runs.end() ? place.IsRunGone(uid, gone) : IsRunOver(catalog, place, *run, now, gone);
 }
 
 }  // namespace
@@ -148,7 +146,7 @@ Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>
   std::erase_if(progress, [&](const RunProgress& one) {
     bool gone = one.tool != RunProgress::kSavingTool && IsGone(one, now);
     if (asked && one.tool == RunProgress::kSavingTool) {
-      asked = IsMoverGone(catalog, place, runs, one.uid, gone);
+      asked = IsMoverGone(catalog, place, runs, one.uid, now, gone);
     }
     return gone;
   });
@@ -158,6 +156,9 @@ Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>
 Status NoteBackupFailed(Catalog& catalog, const ObjectShelf& shelf, std::int64_t session) {
   std::vector<Uid> savesets;
   std::int64_t now = 0;
+  if (!shelf.keys.CanSave()) {
+    return {};
+  }
   Status done = catalog.ListSavesetsOfSession(session, savesets);
   if (done) {
     done = catalog.Now(now);
@@ -168,13 +169,35 @@ Status NoteBackupFailed(Catalog& catalog, const ObjectShelf& shelf, std::int64_t
   return done.What() == Status::Kind::kNoRoom ? Status() : done;
 }
 
+Status ListBrokenBackups(Catalog& catalog, std::vector<Session>& broken, bool& alive) {
+  std::vector<Session> owned;
+  Status done = ListForgotten(catalog, broken);
+  if (done) {
+    done = catalog.ListOwnedSessions(platform::ProcessSpace(), owned);
+  }
+  alive = false;
+  for (const Session& session : owned) {
+    const platform::Running running = IsOwnerRunning(session);
+    alive = alive || (running == platform::Running::kYes && session.mode == Mode::kBackup);
+    if (running == platform::Running::kNo) {
+      broken.push_back(session);
+    }
+  }
+  std::erase_if(broken, [](const Session& session) { return session.mode != Mode::kBackup; });
+  return done;
+}
+
 Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead) {
   std::vector<Run> runs;
+  std::int64_t now = 0;
   if (Status listed = catalog.ListRuns(runs); !listed) {
     return listed;
   }
+  if (Status told = catalog.Now(now); !told) {
+    return told;
+  }
   for (const Run& run : runs) {
-    if (Status ended = EndRunIfGone(catalog, shelf.place, run, dead); !ended) {
+    if (Status ended = EndRunIfGone(catalog, shelf.place, run, now, dead); !ended) {
       return ended;
     }
   }

@@ -22,8 +22,8 @@ struct DeadRuns {
   std::size_t sessions = 0;
 };
 
-// Whether nothing more may come of the run.
-Status IsRunOver(Catalog& catalog, Place& place, const Run& run, bool& over);
+// Whether nothing more may come of the run. `now` by the catalog's clock.
+Status IsRunOver(const Catalog& catalog, Place& place, const Run& run, std::int64_t now, bool& over);
 
 // Ends the runs whose process is gone as failed; what they announced and never committed is then among
 // `Catalog::ListDeleted`, to be deleted. Closes sessions whose owner is gone, and the jobs in them, as
@@ -31,8 +31,13 @@ Status IsRunOver(Catalog& catalog, Place& place, const Run& run, bool& over);
 Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead);
 
 // That the backup of this session failed, as an object beside each of its savesets, so that a rebuild knows
-// it too. To be called before the session is closed. On a full disk it goes without.
+// it too. To be called before the session is closed. It goes without on a full disk, and where the savers'
+// secret is missing.
 Status NoteBackupFailed(Catalog& catalog, const ObjectShelf& shelf, std::int64_t session);
+
+// Backups that were left open and that nobody will close, of a catalog that is only read. `alive` if a
+// program on this host is at work in another one.
+Status ListBrokenBackups(Catalog& catalog, std::vector<Session>& broken, bool& alive);
 
 // The runs under way whose process is alive, or may be on another machine.
 Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>& progress);

@@ -145,7 +145,7 @@ class Catalog {
   Status FindSession(std::int64_t id, std::optional<Session>& session);
   // Ends the session and whatever job was left open in it.
   Status CloseSession(std::int64_t id, State state);
-  // That its backup jobs began.
+  // Those of its backup jobs that a mover has filled, or is filling.
   Status ListSavesetsOfSession(std::int64_t id, std::vector<Uid>& savesets);
   // Open sessions whose owner has to be alive, on this host.
   Status ListOwnedSessions(std::string_view host, std::vector<Session>& sessions);
@@ -165,7 +165,8 @@ class Catalog {
   // Gives the saveset to this run, once in its life; `claimed` is false if it had one.
   Status BeginRun(const Run& run, bool& claimed);
   // Ends it, however it went; `reason` is why it went badly. What it announced or committed, and no item
-  // needs, is among `ListDeleted` then.
+  // needs, is among `ListDeleted` then. `ended` is false if it was ended before.
+  Status EndRun(const Uid& run, Mover mover, const std::string& reason, bool& ended);
   Status EndRun(const Uid& run, Mover mover, const std::string& reason = "");
   Status ListRuns(std::vector<Run>& runs);
   // The run says that it is alive; `there` is false if another program has ended it.
@@ -367,7 +368,8 @@ class Catalog {
   // Everything is there: items whose packs are missing go again, directories without all of their entries
   // too; what went is told.
   Status FinishImport(const std::function<void(const std::string& what)>& tell);
-  // The saveset has fewer items than it once had.
+  // The saveset has fewer items than it once had: its mover counts as failed. One that was withdrawn stays
+  // what it is.
   Status NoteTorn(std::int64_t saveset, const std::string& reason);
   // Behind that: names packs of savesets that are there which no item needs as deleted. Nobody writes them,
   // since nobody runs meanwhile.

@@ -29,7 +29,7 @@ Status OpenPostgres(const PostgresOptions& options, std::unique_ptr<SqlEngine>& 
 // A text that changes with each saveset and pack that comes, and with what an owner does (schema.h).
 Status ReadPostgresState(const PostgresOptions& options, std::string& state);
 // The schema with all that is in it; one that is not there is no failure.
-Status DropPostgres(const PostgresOptions& options);
+Status DropPostgres(const PostgresOptions& options, bool withTables);
 // In one transaction the schema `from` gets the name of `options`, and what had it before the name `aside`
 // (empty: nothing had it). kConflict, and nothing happened, if the old catalog's state is not `state`
 // (empty: not asked, it cannot be read).

@@ -18,11 +18,25 @@ Status See(Catalog::Inside& inside, const Uid& run, std::optional<std::int64_t>&
 }
 
 // From here on the run commits nothing any more, should it be alive after all.
-Status Stop(Catalog::Inside& inside, std::int64_t saveset) {
+Status Stop(Catalog::Inside& inside, const Uid& run, std::int64_t saveset) {
   return inside.Transact([&] {
-    Status done = inside.Run("UPDATE saveset SET mover = 3 WHERE id = $1", {saveset});
+    bool there = false;
+    Status done = inside.Exists("SELECT 1 FROM run WHERE uid = $1", {run.Bytes()}, there);
+    if (!done || !there) {
+      return done;
+    }
+    done = inside.Run("UPDATE saveset SET mover = 3 WHERE id = $1", {saveset});
     return done ? inside.Run("UPDATE pack SET state = 3 WHERE saveset = $1 AND state = 0", {saveset}) : done;
   });
+}
+
+// Whether it still is this run's to end: one that ends well was not stopped.
+Status IsToBeEnded(Catalog::Inside& inside, const Uid& run, Mover mover, bool& is) {
+  return inside.Exists(mover == Mover::kEndedClean
+                           ? "SELECT 1 FROM run JOIN saveset s ON s.id = run.saveset WHERE run.uid = $1 AND "
+                             "s.mover = 1"
+                           : "SELECT 1 FROM run WHERE uid = $1",
+                       {run.Bytes()}, is);
 }
 
 }  // namespace
@@ -49,12 +63,19 @@ Status Catalog::BeginRun(const Run& run, bool& claimed) {
 }
 
 Status Catalog::EndRun(const Uid& run, Mover mover, const std::string& reason) {
+  bool ended = false;
+  Status done = EndRun(run, mover, reason, ended);
+  return done && !ended && mover == Mover::kEndedClean ? Status::Failed(kTakenForDead) : done;
+}
+
+Status Catalog::EndRun(const Uid& run, Mover mover, const std::string& reason, bool& ended) {
   std::optional<std::int64_t> saveset;
+  ended = false;
   if (Status found = inside_->FindNumber("SELECT saveset FROM run WHERE uid = $1", {run.Bytes()}, saveset);
       !found || !saveset) {
-    return found && mover == Mover::kEndedClean ? Status::Failed(kTakenForDead) : found;
+    return found;
   }
-  if (Status stopped = mover == Mover::kEndedFailed ? Stop(*inside_, *saveset) : Status(); !stopped) {
+  if (Status stopped = mover == Mover::kEndedFailed ? Stop(*inside_, run, *saveset) : Status(); !stopped) {
     return stopped;
   }
   // Directories that it did not end are taken back.
@@ -71,6 +92,9 @@ Status Catalog::EndRun(const Uid& run, Mover mover, const std::string& reason) {
     }
   }
   return inside_->Transact([&] {
+    if (Status asked = IsToBeEnded(*inside_, run, mover, ended); !asked || !ended) {
+      return asked;
+    }
     for (const char* statement : {"UPDATE pack SET state = 3 WHERE saveset = $1 AND state = 0",
                                   "DELETE FROM unfinished WHERE saveset = $1"}) {
       if (Status done = inside_->Run(statement, {*saveset}); !done) {
@@ -84,10 +108,10 @@ Status Catalog::EndRun(const Uid& run, Mover mover, const std::string& reason) {
     if (Status told = Now(now); !told) {
       return told;
     }
-    if (Status ended = inside_->Run("UPDATE saveset SET mover = $1, ended = $2, reason = $3 WHERE id = $4",
+    if (Status noted = inside_->Run("UPDATE saveset SET mover = $1, ended = $2, reason = $3 WHERE id = $4",
                                     {static_cast<int>(mover), now, reason, *saveset});
-        !ended) {
-      return ended;
+        !noted) {
+      return noted;
     }
     if (Status forgotten = inside_->Run("DELETE FROM progress WHERE uid = $1", {run.Bytes()}); !forgotten) {
       return forgotten;

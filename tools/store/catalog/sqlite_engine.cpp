@@ -375,7 +375,17 @@ Status SqliteEngine::Begin() {
   if (readOnly_) {
     return Status::Failed("the catalog cannot be written: it is write-protected, or its disk is full");
   }
-  return Execute("BEGIN IMMEDIATE");
+  if (Status begun = Execute("BEGIN IMMEDIATE"); !begun) {
+    return begun;
+  }
+  // What is written into a catalog that a rebuild has put aside is in the new one never.
+  int moved = 0;
+  if (sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK &&
+      moved != 0) {
+    Rollback();
+    return Status::Failed("the catalog was made anew meanwhile, or its file is gone: call again");
+  }
+  return {};
 }
 
 void SqliteEngine::Rollback() {

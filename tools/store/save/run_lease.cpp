@@ -6,7 +6,8 @@
 
 namespace store {
 
-RunLease::RunLease(Store& store, const Uid& run) : store_(store), run_(run), thread_([this] { SaySo(); }) {}
+RunLease::RunLease(Store& store, const Uid& run, std::unique_ptr<Catalog> catalog)
+    : store_(store), run_(run), catalog_(std::move(catalog)), thread_([this] { SaySo(); }) {}
 
 RunLease::~RunLease() {
   {
@@ -20,16 +21,15 @@ RunLease::~RunLease() {
 // What fails here is tried again in a while, on a new connection: if nobody hears of the run for long, it
 // learns that it is over from its own next transaction.
 void RunLease::SaySo() {
-  std::unique_ptr<Catalog> catalog;
   std::unique_lock lock(mutex_);
   while (!changed_.wait_for(lock, std::chrono::seconds(kRunSaysSo), [this] { return ending_; })) {
     lock.unlock();
     bool there = false;
-    if (catalog == nullptr && !store_.Connect(catalog)) {
-      catalog.reset();
+    if (catalog_ == nullptr && !store_.Connect(catalog_)) {
+      catalog_.reset();
     }
-    if (catalog != nullptr && !catalog->SeeRun(run_, there)) {
-      catalog.reset();
+    if (catalog_ != nullptr && !catalog_->SeeRun(run_, there)) {
+      catalog_.reset();
     }
     lock.lock();
   }

@@ -13,7 +13,8 @@ namespace store {
 
 class RunLease {
  public:
-  RunLease(Store& store, const Uid& run);
+  // `catalog` is a connection of its own: one that cannot be had later would be missed when it is too late.
+  RunLease(Store& store, const Uid& run, std::unique_ptr<Catalog> catalog);
   RunLease(const RunLease&) = delete;
   RunLease& operator=(const RunLease&) = delete;
   // Ends the thread.
@@ -24,6 +25,7 @@ class RunLease {
 
   Store& store_;
   const Uid run_;
+  std::unique_ptr<Catalog> catalog_;
   std::mutex mutex_;
   std::condition_variable changed_;
   bool ending_ = false;

@@ -132,7 +132,11 @@ Status SavesetWriter::Inside::Begin(const std::string& name) {
 Status SavesetWriter::Inside::BeginSaving() {
   begun_ = true;
   if (store_.Rows().IsShared()) {
-    lease_ = std::make_unique<RunLease>(store_, run_);
+    std::unique_ptr<Catalog> ofLease;
+    if (Status connected = store_.Connect(ofLease); !connected) {
+      return Keep(connected);
+    }
+    lease_ = std::make_unique<RunLease>(store_, run_, std::move(ofLease));
   }
   std::unique_ptr<Catalog> rows;
   if (Status now = store_.Rows().Now(started_); !now) {

@@ -190,11 +190,12 @@ Status PostgresConnection::Connect(const PostgresOptions& options) {
 }
 
 // Without statistics the server would rather read whole tables; so would it for small ones, and a transaction
-// that has read a whole table is in the way of all others. A commit has to be on the server's disk.
+// that has read a whole table is in the way of all others. A commit has to be on the server's disk. Who stops
+// in a transaction, or is cut off, holds up all others until the server ends it: before their patience does.
 Status PostgresConnection::SetUp(const std::string& schema) {
   const std::string text = "SET search_path TO " + QuotedName(schema) +
                            "; SET enable_seqscan = off; SET jit = off"
-                           "; SET lock_timeout = '5min'; SET idle_in_transaction_session_timeout = '1h'"
+                           "; SET lock_timeout = '5min'; SET idle_in_transaction_session_timeout = '2min'"
                            "; SET SESSION CHARACTERISTICS AS TRANSACTION ISOLATION LEVEL READ COMMITTED"
                            "; SELECT set_config('synchronous_commit', 'on', false)"
                            " WHERE current_setting('synchronous_commit') = 'off'";

@@ -212,6 +212,7 @@ Status PostgresEngine::AskForMark(bool& committed) {
   }
   committed = done && *made != 0;
   if (committed) {
+    static_cast<void>(static_cast<bool>(fresh->Run("SET lock_timeout = '5min'", {})));
     connection_ = std::move(fresh);
   }
   return done;

@@ -108,11 +108,11 @@ Status ReadPostgresState(const PostgresOptions& options, std::string& state) {
   return opened ? ReadState(*connection, state) : opened;
 }
 
-Status DropPostgres(const PostgresOptions& options) {
+Status DropPostgres(const PostgresOptions& options, bool withTables) {
   std::unique_ptr<PostgresConnection> connection;
   Status opened = PostgresConnection::Open(options, connection);
-  return opened ? connection->Run("DROP SCHEMA IF EXISTS " + QuotedName(options.schema) + " CASCADE", {})
-                : opened;
+  const std::string how = withTables ? " CASCADE" : " RESTRICT";
+  return opened ? connection->Run("DROP SCHEMA IF EXISTS " + QuotedName(options.schema) + how, {}) : opened;
 }
 
 Status ExchangePostgres(const PostgresOptions& options, const std::string& from, const std::string& state,
