@@ -393,6 +393,11 @@ TEST_P(CatalogTest, AnImportGivesWhatThePacksHave) {
                           {record(FileItem(1, "/f", {base}), saveset), record(FileItem(2, "/a b"), saveset),
                            record(one, saveset), record(directory, saveset)}));
   ASSERT_TRUE(catalog->ImportPack({base, 98}, saveset.uid, {record(two, saveset)}));
+  // Two was saved once more: the pack that its first record needs had gone.
+  Item first = two;
+  first.number = 9;
+  first.packs = {Uid::Random()};
+  ASSERT_TRUE(catalog->ImportPack({Uid::Random(), 96}, saveset.uid, {record(first, saveset)}));
   Item half = one;
   ASSERT_TRUE(catalog->ImportPack(
       {Uid::Random(), 97}, torn.uid,

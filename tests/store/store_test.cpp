@@ -11,8 +11,10 @@
 
 #include "platform/data_file.h"
 #include "platform/platform.h"
+#include "store/keys/keys.h"
 #include "store/load/saveset_reader.h"
 #include "store/save/saveset_writer.h"
+#include "store/saveset_objects.h"
 #include "support/run_program.h"
 
 namespace store {
@@ -200,6 +202,8 @@ TEST_F(StoreTest, AnEncryptedRepositoryIsMadeOnPurposeAndNeedsItsKeys) {
   config_.secretFile = directory_.File("secret");
   EXPECT_TRUE(Refusal(Access::kCreate).find("make it with korvo init test --encrypt") != std::string::npos);
   EXPECT_FALSE(Store::Make(config_, true)) << "without a place for the private key";
+  config_.keyFile = config_.repository + "/../" + fs::path(config_.repository).filename().string() + "//key";
+  EXPECT_FALSE(Store::Make(config_, true)) << "inside the repository";
   config_.keyFile = directory_.File("nowhere/key");
   EXPECT_FALSE(Store::Make(config_, true)) << "and nothing of it stays in the way";
   config_.keyFile = directory_.File("key");
@@ -217,6 +221,28 @@ TEST_F(StoreTest, AnEncryptedRepositoryIsMadeOnPurposeAndNeedsItsKeys) {
   fs::remove(config_.repository + "/catalog.db");
   EXPECT_TRUE(Rebuild().empty());
   EXPECT_EQ(Restored(saveset, file), "secret bytes");
+  // Who may write the repository may not have what is saved from now on sealed to a key of his own.
+  const std::string object = config_.repository + "/repository";
+  const std::string good = support::ReadWholeFile(object);
+  Uid id;
+  std::string keysPart;
+  ASSERT_TRUE(DecodeRepository(good, id, keysPart));
+  Keys keys;
+  ++keysPart[1];
+  ASSERT_TRUE(Keys::Read(keysPart, id, "", "", keys));
+  support::WriteWholeFile(object, EncodeRepository(id, keys));
+  config_.keyFile.clear();
+  EXPECT_NE(Refusal(Access::kRead).find("another public key than key file"), std::string::npos);
+  ASSERT_TRUE(Keys::Make(false, id, keys));
+  support::WriteWholeFile(object, EncodeRepository(id, keys));
+  Store::Rebuilt rebuilt;
+  EXPECT_NE(Store::Rebuild(
+                config_, [](const std::string&) {}, rebuilt)
+                .Message()
+                .find("the repository is not encrypted"),
+            std::string::npos);
+  support::WriteWholeFile(object, good);
+  config_ = whole;
   config_.secretFile.clear();
   std::string session;
   std::string name;
@@ -318,8 +344,14 @@ TEST_F(StoreTest, ABackupIsNotOverBeforeItsSessionIs) {
 TEST_F(StoreTest, ThatABackupFailedIsKnownAfterARebuild) {
   std::map<std::string, bool> failed;
   auto store = Open();
+  const std::string file = Write("file", "bytes");
   const auto backUp = [&](const Process& owner) {
     const std::string saveset = OpenJob(*store, owner);
+    SavesetWriter writer(
+        *store, [](const std::vector<Item>&) {}, [](const Item&, const Saved&) {});
+    EXPECT_TRUE(writer.Begin(saveset));
+    SaveOne(writer, file);
+    EXPECT_TRUE(writer.End(true, false));
     EXPECT_TRUE(store->CloseJob(Mode::kBackup, session_, saveset, State::kGood));
     return saveset;
   };
@@ -328,9 +360,20 @@ TEST_F(StoreTest, ThatABackupFailedIsKnownAfterARebuild) {
     EXPECT_TRUE(store->CloseSession(Mode::kBackup, session_, state));
   }
   const platform::ProcessIdentity me = platform::ThisProcess();
+  const std::string alive = backUp({me.space, me.number, me.start});
+  Store::Rebuilt rebuilt;
+  const auto tell = [](const std::string& loss) { ADD_FAILURE() << loss; };
+  EXPECT_EQ(Store::Rebuild(config_, tell, rebuilt).Message(),
+            "repository " + config_.repository +
+                ": a backup is not over: wait for the end of backint, then call again");
+  EXPECT_TRUE(store->CloseSession(Mode::kBackup, session_, State::kGood));
+  failed[alive] = false;
+  // Nobody opens the repository for writing between its end and the rebuild.
   const std::string broken = backUp({me.space, me.number, "another start"});
   failed[broken] = true;
   for (int round = 0; round < 3; ++round) {
+    store.reset();
+    EXPECT_TRUE(Rebuild().empty());
     store = Open(Access::kWrite);
     for (const auto& [name, expected] : failed) {
       std::optional<Saveset> saveset;
@@ -338,10 +381,9 @@ TEST_F(StoreTest, ThatABackupFailedIsKnownAfterARebuild) {
       EXPECT_TRUE(saveset && saveset->sessionFailed == expected && !saveset->sessionOpen) << name << round;
       EXPECT_TRUE(saveset && !saveset->failed) << name << ": its own job was closed well";
     }
-    store.reset();
-    EXPECT_TRUE(Rebuild().empty());
   }
-  ASSERT_TRUE(Open()->DeleteAtOnce(broken));
+  ASSERT_TRUE(store->DeleteAtOnce(broken));
+  store.reset();
   EXPECT_TRUE(Rebuild().empty());
   EXPECT_TRUE(notes_.empty()) << "an object of it was left";
 }

@@ -74,12 +74,13 @@ class FileHome : public CatalogHome {
   }
   void KeepRoom() override { KeepSpareRoom(path_); }
   bool GiveRoom() override { return GiveSpareRoom(path_); }
-  Status BeginNew(std::unique_ptr<SqlEngine>& engine) override;
+  Status BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& engine) override;
   Status EndNew(std::string& aside) override;
   void DropNew() override;
 
  private:
   [[nodiscard]] std::string NewPath() const { return Beside(path_, "new"); }
+  Status RefuseOthers(const Uid& repository) const;
   Status RemoveNew() const;
   Status ReadOld(std::string& state) const;
 
@@ -116,7 +117,17 @@ void FileHome::DropNew() {
   }
 }
 
-Status FileHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
+Status FileHome::RefuseOthers(const Uid& repository) const {
+  std::unique_ptr<SqlEngine> engine;
+  Uid other;
+  return OpenSqlite(NewPath(), MakeCatalog::kNever, engine) && IsOfAnother(*engine, repository, other)
+             ? Status::Failed("the file " + NewPath() +
+                              ", which is to be the new catalog, is another one's (" + other.Hex() +
+                              "): let that one have another name")
+             : Status();
+}
+
+Status FileHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& engine) {
   // A catalog outside the repository may be lost with its directory.
   std::string why;
   const std::string directory = platform::DirectoryOf(path_);
@@ -127,6 +138,9 @@ Status FileHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
   if (claim_ == nullptr) {
     return Status::Failed("another korvo rebuild is at work, or the file " + path_ +
                           "-rebuild cannot be made and locked: wait for its end, or look at the file");
+  }
+  if (Status ours = RefuseOthers(repository); !ours) {
+    return ours;
   }
   if (Status removed = RemoveNew(); !removed) {
     return removed;
@@ -182,27 +196,50 @@ class DatabaseHome : public CatalogHome {
   }
   void KeepRoom() override {}
   bool GiveRoom() override { return false; }
-  Status BeginNew(std::unique_ptr<SqlEngine>& engine) override;
+  Status BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& engine) override;
   Status EndNew(std::string& aside) override;
   // The next one that is begun takes its place.
   void DropNew() override {}
 
  private:
   [[nodiscard]] std::string NewSchema() const { return options_.schema + "_new"; }
+  static Status DropOld(const PostgresOptions& anew, const Uid& repository);
 
   PostgresOptions options_;
   std::string file_;   // that had the catalog before, if one had
   std::string state_;  // of the old catalog, when the new one was begun
 };
 
-Status DatabaseHome::BeginNew(std::unique_ptr<SqlEngine>& engine) {
+// A schema without the tables of a catalog is somebody else's, unless it is empty.
+Status DatabaseHome::DropOld(const PostgresOptions& anew, const Uid& repository) {
+  std::unique_ptr<SqlEngine> engine;
+  Uid other;
+  Status found = OpenPostgres({anew.url, anew.schema, MakeCatalog::kNever}, engine);
+  if (!found && found.What() != Status::Kind::kMissing) {
+    return found;
+  }
+  if (found && IsOfAnother(*engine, repository, other)) {
+    return Status::Failed("the schema " + anew.schema +
+                          ", which is to be the new catalog, is another repository's (" + other.Hex() +
+                          "): let that one have another name");
+  }
+  engine.reset();
+  return DropPostgres(anew, static_cast<bool>(found))
+      .Within("the schema " + anew.schema + ", which is to be the new catalog");
+}
+
+Status DatabaseHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& engine) {
   // One that cannot be read is what this is for.
   if (Status read = ReadPostgresState(options_, state_); !read) {
     state_.clear();
   }
   const PostgresOptions anew = {options_.url, NewSchema(), MakeCatalog::kIfMissing};
-  Status dropped = DropPostgres(anew);
-  return dropped ? OpenPostgres(anew, engine) : dropped;
+  Status done = DropOld(anew, repository);
+  if (done) {
+    done = OpenPostgres(anew, engine);
+  }
+  // Between two rows it reads packs, from a bucket perhaps.
+  return done ? engine->Run("SET idle_in_transaction_session_timeout = '1h'", {}) : done;
 }
 
 Status DatabaseHome::EndNew(std::string& aside) {
@@ -224,6 +261,16 @@ std::unique_ptr<CatalogHome> CatalogHomeOf(const ServerConfig& config) {
     return std::make_unique<FileHome>(CatalogPath(config));
   }
   return std::make_unique<DatabaseHome>(config);
+}
+
+bool IsOfAnother(SqlEngine& engine, const Uid& repository, Uid& other) {
+  other = repository;
+  const bool read =
+      static_cast<bool>(engine.Run("SELECT repository FROM catalog", {}, [&](const SqlRow& row) {
+        (void)Uid::FromBytes(row.Bytes(0), other);
+        return Status();
+      }));
+  return read && other != repository;
 }
 
 // ---- Which of them ---------------------------------------------------------------------------
@@ -268,6 +315,26 @@ Status CheckCatalogIsFree(const ServerConfig& config, SqlEngine& engine, Place& 
                         ": let catalog_schema name another schema");
 }
 
+namespace {
+
+// The server may have several names, and the schema has one.
+Status CheckSchemaIsMeant(const ServerConfig& config, const std::string& note) {
+  const std::string whole = config.database.empty()
+                                ? ""
+                                : TellPostgres({config.database, config.catalogSchema, MakeCatalog::kNever});
+  if (note.empty() || whole.empty() || note.ends_with(whole.substr(whole.rfind(", ")))) {
+    return {};
+  }
+  return Status::Failed(
+      "its catalog is in " + note +
+      ", and the configuration names another schema: let catalog_schema, in section [" + config.section +
+      "], name that one. If the catalog is to move, delete the object \"catalog\" first, then call "
+      "korvo rebuild " +
+      config.section);
+}
+
+}  // namespace
+
 Status CheckCatalogIsMeant(const ServerConfig& config, Place& place) {
   std::string note;
   if (Status read = ReadNote(place, note); !read) {
@@ -284,7 +351,13 @@ Status CheckCatalogIsMeant(const ServerConfig& config, Place& place) {
         "rebuild " +
         config.section + " make the catalog there");
   }
-  return {};
+  return CheckSchemaIsMeant(config, note);
+}
+
+Status CheckSchemaIsMeant(const ServerConfig& config, Place& place) {
+  std::string note;
+  Status read = ReadNote(place, note);
+  return read ? CheckSchemaIsMeant(config, note) : read;
 }
 
 Status NoteCatalog(const ServerConfig& config, Place& place) {

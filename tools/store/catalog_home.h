@@ -27,8 +27,9 @@ class CatalogHome {
 
   // ---- A new catalog in the place of this one: begin, fill what `engine` leads to and close it, end ----
 
-  // `engine` leads to an empty catalog beside the one in use.
-  virtual Status BeginNew(std::unique_ptr<SqlEngine>& engine) = 0;
+  // `engine` leads to an empty catalog beside the one in use. What an earlier rebuild of this repository left
+  // there goes; anything else in that place is refused.
+  virtual Status BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& engine) = 0;
   // The new one takes the old one's place. `aside` tells where that is now; empty if there was none. A
   // conflict, and nothing happens, if the old one was changed meanwhile and that can be seen.
   virtual Status EndNew(std::string& aside) = 0;
@@ -38,12 +39,17 @@ class CatalogHome {
 
 [[nodiscard]] std::unique_ptr<CatalogHome> CatalogHomeOf(const ServerConfig& config);
 
+// Whether the catalog is another repository's, whose id is `other` then. One that cannot be read is nobody's.
+[[nodiscard]] bool IsOfAnother(SqlEngine& engine, const Uid& repository, Uid& other);
+
 // A database may have a schema for each of many repositories: one that is in use is refused to a place
 // without a repository.
 Status CheckCatalogIsFree(const ServerConfig& config, SqlEngine& engine, Place& place);
 // Two catalogs for one repository would each delete what the other one needs: the repository's object
 // `catalog` says that it is in a database. Fails where the configuration and that say different things.
 Status CheckCatalogIsMeant(const ServerConfig& config, Place& place);
+// The same for the schema of that database alone.
+Status CheckSchemaIsMeant(const ServerConfig& config, Place& place);
 // Notes which it is.
 Status NoteCatalog(const ServerConfig& config, Place& place);
 

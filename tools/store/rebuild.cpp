@@ -227,34 +227,18 @@ Status RefuseRunning(const ServerConfig& config) {
   return alive ? Status::Failed("a backup is running: wait for its end, then call again") : Status();
 }
 
-Status RefuseOthers(SqlEngine& engine, const Uid& repository) {
-  Uid found = repository;
-  const bool read =
-      static_cast<bool>(engine.Run("SELECT repository FROM catalog", {}, [&](const SqlRow& row) {
-        (void)Uid::FromBytes(row.Bytes(0), found);
-        return Status();
-      }));
-  return read && found != repository
-             ? Status::Failed("the catalog that the configuration names is another repository's (" +
-                              found.Hex() + "): let catalog_schema name another schema")
-             : Status();
-}
-
-// Of a catalog that many hosts share: it may be another repository's, and its runs tell of themselves there.
-// What cannot be read hinders nothing: that is what this is for.
-Status LookAtShared(Place& place, const Uid& repository, std::unique_ptr<SqlEngine> engine) {
-  if (Status belongs = RefuseOthers(*engine, repository); !belongs) {
-    return belongs;
-  }
-  Catalog old(std::move(engine), repository);
+// Of a catalog that many hosts share: its runs tell of themselves there. What cannot be read hinders nothing:
+// that is what this is for.
+Status RefuseRuns(Catalog& old, Place& place) {
   std::vector<Run> runs;
-  if (!old.ListRuns(runs)) {
+  std::int64_t now = 0;
+  if (!old.ListRuns(runs) || !old.Now(now)) {
     return {};
   }
   Status done;
   for (auto run = runs.begin(); done && run != runs.end(); ++run) {
     bool over = false;
-    done = IsRunOver(old, place, *run, over);
+    done = IsRunOver(old, place, *run, now, over);
     if (done && !over) {
       done = Status::Failed("a backup is running on " + run->process.host +
                             ", or was killed there a few minutes ago: wait for its end, then call again");
@@ -263,11 +247,40 @@ Status LookAtShared(Place& place, const Uid& repository, std::unique_ptr<SqlEngi
   return done;
 }
 
-// A catalog that is missing is what this is for.
-Status RefuseUnfit(CatalogHome& home, Place& place, const Uid& repository) {
+// The new catalog knows no session: what the open ones mean has to be an object before.
+Status TakeSessions(Catalog& old, const ObjectShelf& shelf) {
+  std::vector<Session> broken;
+  bool alive = false;
+  if (!ListBrokenBackups(old, broken, alive)) {
+    return {};
+  }
+  Status done =
+      alive ? Status::Failed("a backup is not over: wait for the end of backint, then call again") : Status();
+  for (auto session = broken.begin(); done && session != broken.end(); ++session) {
+    done = NoteBackupFailed(old, shelf, session->id);
+    done = IsDamage(done) ? Status() : done;
+  }
+  return done;
+}
+
+// Behind the moment from which on changes of the old catalog end the rebuild. A catalog that is missing, or
+// cannot be used, is what this is for.
+Status LookAtOld(CatalogHome& home, const ObjectShelf& shelf) {
   std::unique_ptr<SqlEngine> engine;
-  Status connected = home.Connect(MakeCatalog::kNever, engine);
-  return connected && engine->IsShared() ? LookAtShared(place, repository, std::move(engine)) : Status();
+  Uid other;
+  if (!home.Connect(MakeCatalog::kNever, engine)) {
+    return {};
+  }
+  if (IsOfAnother(*engine, shelf.repository, other)) {
+    return engine->IsShared()
+               ? Status::Failed("the catalog that the configuration names is another repository's (" +
+                                other.Hex() + "): let catalog_schema name another schema")
+               : Status();
+  }
+  const bool shared = engine->IsShared();
+  Catalog old(std::move(engine), shelf.repository);
+  Status done = shared ? RefuseRuns(old, shelf.place) : Status();
+  return done ? TakeSessions(old, shelf) : done;
 }
 
 // The catalog has a copy of the repository's own object.
@@ -283,7 +296,17 @@ Status RecoverObject(CatalogHome& home, Place& place, std::string& object) {
         "its object \"repository\" is missing or damaged, and the catalog has no copy: bring the"
         " file back from a copy of the repository");
   }
-  return place.Put(kRepositoryObject, object);
+  if (Status put = place.Put(kRepositoryObject, object); !put) {
+    return put;
+  }
+  // Some systems replace no file that another program has open, and what is there is taken for the new one.
+  std::string there;
+  if (Status read = ReadRepositoryObject(place, there); !read) {
+    return read;
+  }
+  return there == object
+             ? Status()
+             : Status::Failed("its object \"repository\" cannot be replaced: another program reads it");
 }
 
 Status ReadObject(CatalogHome& home, Place& place, std::string& object, Store::Rebuilt& rebuilt) {
@@ -304,8 +327,11 @@ Status ReadObject(CatalogHome& home, Place& place, std::string& object, Store::R
 Status MakeNewCatalog(CatalogHome& home, const std::string& object, const ObjectShelf& shelf,
                       const Tell& tell, Store::Rebuilt& rebuilt) {
   std::unique_ptr<SqlEngine> engine;
-  if (Status begun = home.BeginNew(engine); !begun) {
+  if (Status begun = home.BeginNew(shelf.repository, engine); !begun) {
     return begun;
+  }
+  if (Status looked = LookAtOld(home, shelf); !looked) {
+    return looked;
   }
   std::string same = object;
   if (Status founded = Catalog::Found(*engine, same); !founded) {
@@ -320,7 +346,7 @@ Status MakeNewCatalog(CatalogHome& home, const std::string& object, const Object
 
 // A catalog in a database stays there: other hosts may go on with it.
 Status RefuseFileForDatabase(const ServerConfig& config, Place& place) {
-  return config.database.empty() ? CheckCatalogIsMeant(config, place) : Status();
+  return config.database.empty() ? CheckCatalogIsMeant(config, place) : CheckSchemaIsMeant(config, place);
 }
 
 Status RebuildIn(const ServerConfig& config, Place& place, const Tell& tell, Store::Rebuilt& rebuilt) {
@@ -342,7 +368,7 @@ Status RebuildIn(const ServerConfig& config, Place& place, const Tell& tell, Sto
     done = keys.CanSave();
   }
   if (done) {
-    done = RefuseUnfit(*home, place, id);
+    done = CheckEncryptionIsMeant(config, keys);
   }
   if (done) {
     done = MakeNewCatalog(*home, object, {place, keys, id}, tell, rebuilt);

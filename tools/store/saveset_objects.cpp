@@ -254,7 +254,11 @@ Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& uid, SavesetObjec
   saveset.warnings = SmallNumber(closed, kOutcome) == static_cast<std::uint8_t>(State::kWarnings);
   saveset.isProtected = !kept.empty() || IsDamage(read[3]);
   saveset.sessionFailed = !failed.empty() || IsDamage(read[4]);
-  const auto bad = std::find_if(read.begin(), read.end(), [](const Status& status) { return !status; });
+  // What could not be looked at may be there, and damage of another one must not hide that.
+  auto bad = std::find_if(read.begin(), read.end(), [](const Status& one) { return !one && !IsDamage(one); });
+  if (bad == read.end()) {
+    bad = std::find_if(read.begin(), read.end(), [](const Status& one) { return !one; });
+  }
   return bad == read.end() ? Status() : *bad;
 }
 

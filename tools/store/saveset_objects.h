@@ -52,8 +52,8 @@ struct SavesetObjects {
   bool begun = false;  // its beginning is there: without it, name, database, pool and time are lost
   Saveset saveset;     // with the number of items that its end tells; 0 if it tells none
 };
-// kDamaged if one of the objects cannot be used; what the others tell is given all the same. One that tells
-// only by being there does so damaged, too.
+// kDamaged if all could be looked at and one cannot be used; what the others tell is given all the same. One
+// that tells only by being there does so damaged, too.
 Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& uid, SavesetObjects& objects);
 
 }  // namespace store

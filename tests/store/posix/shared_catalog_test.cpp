@@ -18,6 +18,7 @@
 #include "store/save/saveset_writer.h"
 #include "store/store.h"
 #include "support/database.h"
+#include "support/run_program.h"
 #include "support/script_server.h"
 
 namespace store {
@@ -174,11 +175,26 @@ TEST_F(PosixSharedCatalogTest, OneSchemaIsOfOneRepositoryAndOneRepositoryHasOneC
   EXPECT_EQ(Refusal(other), "");
   ServerConfig mixed = config_;
   mixed.catalogSchema = other.catalogSchema;
-  EXPECT_NE(Refusal(mixed).find("belongs to another repository"), std::string::npos) << Refusal(mixed);
   Store::Rebuilt rebuilt;
-  const Status foreign = Store::Rebuild(
-      mixed, [](const std::string&) {}, rebuilt);
-  EXPECT_NE(foreign.Message().find("another repository's"), std::string::npos) << foreign.Message();
+  const auto rebuild = [&rebuilt](const ServerConfig& config) {
+    return Store::Rebuild(
+               config, [](const std::string&) {}, rebuilt)
+        .Message();
+  };
+  EXPECT_NE(Refusal(mixed).find("names another schema"), std::string::npos) << Refusal(mixed);
+  EXPECT_NE(rebuild(mixed).find("names another schema"), std::string::npos) << rebuild(mixed);
+  const std::string note = config_.repository + "/catalog";
+  const std::string where = support::ReadWholeFile(note);
+  fs::remove(note);
+  EXPECT_NE(rebuild(mixed).find("another repository's"), std::string::npos) << rebuild(mixed);
+  support::WriteWholeFile(note, where);
+  // A rebuild makes the new catalog in a schema beside the old one, which may be somebody's.
+  ServerConfig beside = other;
+  beside.repository = directory_.File("beside");
+  beside.catalogSchema = config_.catalogSchema + "_new";
+  EXPECT_EQ(Refusal(beside), "");
+  EXPECT_NE(rebuild(config_).find("is another repository's"), std::string::npos) << rebuild(config_);
+  EXPECT_EQ(Refusal(beside), "");
 
   ServerConfig file = config_;
   file.database.clear();

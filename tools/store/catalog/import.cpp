@@ -171,10 +171,26 @@ Status DropLost(Catalog::Inside& inside, const ImportedSaveset& saveset, const s
   return {};
 }
 
+// A pack keeps the record of an item that could not be committed, since a pack that it refers to had gone:
+// the item was saved once more.
+Status DropReplaced(Catalog::Inside& inside, const ImportedSaveset& saveset) {
+  std::vector<Lost> replaced;
+  Status found = FindLost(inside, saveset,
+                          "EXISTS(SELECT 1 FROM item l WHERE l.saveset = i.saveset AND l.key = i.key AND "
+                          "l.directory = i.directory AND l.number > i.number AND NOT EXISTS(SELECT 1 FROM "
+                          "needs n JOIN pack p ON p.id = n.pack WHERE n.saveset = l.saveset AND n.number = "
+                          "l.number AND p.state <> 1))",
+                          "", replaced);
+  return found ? DropLost(inside, saveset, replaced, [](const std::string& /*what*/) {}) : found;
+}
+
 // First what lacks a pack, then directories that lack something, then what is in directories that went.
 Status CheckSaveset(Catalog::Inside& inside, const ImportedSaveset& saveset,
                     const std::function<void(const std::string&)>& tell) {
   std::vector<Lost> lost;
+  if (Status dropped = DropReplaced(inside, saveset); !dropped) {
+    return dropped;
+  }
   if (Status found = FindLost(inside, saveset,
                               "EXISTS(SELECT 1 FROM needs n JOIN pack p ON p.id = n.pack WHERE "
                               "n.saveset = i.saveset AND n.number = i.number AND p.state <> 1)",
@@ -283,7 +299,7 @@ Status Catalog::ImportPack(const Pack& pack, const Uid& saveset, const std::vect
 
 Status Catalog::NoteTorn(std::int64_t saveset, const std::string& reason) {
   return inside_->Transact([&] {
-    return inside_->Run("UPDATE saveset SET mover = $1, reason = $2 WHERE id = $3",
+    return inside_->Run("UPDATE saveset SET mover = $1, reason = $2 WHERE id = $3 AND failed = 0",
                         {static_cast<int>(Mover::kEndedFailed), reason, saveset});
   });
 }

@@ -15,12 +15,13 @@ inline constexpr const char* kCatalogTable = "catalog";
 
 // Numbers that tell whether somebody changed what a new catalog would not know: how many savesets and packs
 // ($1 and $2, the names of their counters) there ever were; how many savesets there are, are protected and
-// are marked; how many savesets and sessions were closed as failed.
+// are marked; how many savesets, and sessions of a backup, were closed as failed.
 inline constexpr const char* kSelectChanges =
     "SELECT CAST(coalesce((SELECT sum(value) FROM counter WHERE name IN ($1, $2)), 0) AS bigint), (SELECT "
     "count(*) FROM saveset WHERE deleting = 0), (SELECT count(*) FROM saveset WHERE protected = 1), (SELECT "
-    "count(*) FROM saveset WHERE marked IS NOT NULL), (SELECT count(*) FROM saveset WHERE failed = 1), (SELECT "
-    "count(*) FROM session WHERE state = 3)";
+    "count(*) FROM saveset WHERE marked IS NOT NULL), (SELECT count(*) FROM saveset WHERE failed = 1), "
+    "(SELECT "
+    "count(*) FROM session WHERE state = 3 AND mode = 0)";
 inline constexpr const char* kCatalogChanged =
     "the catalog was changed meanwhile, by a backup or by its owner: call again when nothing runs";
 

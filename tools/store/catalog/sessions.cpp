@@ -94,8 +94,8 @@ Status Catalog::CloseSession(std::int64_t id, State state) {
 
 Status Catalog::ListSavesetsOfSession(std::int64_t id, std::vector<Uid>& savesets) {
   return inside_->ListUids(
-      "SELECT s.uid FROM job j JOIN saveset s ON s.id = j.saveset WHERE j.session = $1 AND j.mode = 0 ORDER "
-      "BY j.id",
+      "SELECT s.uid FROM job j JOIN saveset s ON s.id = j.saveset WHERE j.session = $1 AND j.mode = 0 AND "
+      "s.mover <> 0 ORDER BY j.id",
       {id}, savesets);
 }
 
