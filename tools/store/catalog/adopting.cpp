@@ -17,15 +17,16 @@ struct Row {
   std::int64_t id = 0;
   std::int64_t family = 0;
   bool deleted = false;
+  bool listed = false;
 };
 
 Status FindRow(Catalog::Inside& inside, const Uid& uid, std::optional<Row>& found) {
   found.reset();
-  return inside.engine->Run("SELECT id, family, deleting FROM saveset WHERE uid = $1", {uid.Bytes()},
-                            [&found](const SqlRow& row) {
-                              found = Row{row.Number(0), row.Number(1), row.Number(2) == kDeleted};
-                              return Status();
-                            });
+  return inside.engine->Run(
+      "SELECT id, family, deleting FROM saveset WHERE uid = $1", {uid.Bytes()}, [&found](const SqlRow& row) {
+        found = Row{row.Number(0), row.Number(1), row.Number(2) == kDeleted, row.Number(2) == 0};
+        return Status();
+      });
 }
 
 // The number that it has in the other catalog says which is newer; it is taken if it is free.
@@ -55,9 +56,9 @@ Status AddRow(Catalog::Inside& inside, const Saveset& saveset) {
   return done ? inside.Run("UPDATE saveset SET deleting = $1 WHERE id = $2", {kComing, id}) : done;
 }
 
-// The pack's row, which is made if there is none. kMissing if it goes, or went, with a deletion.
-Status PackIdOf(Catalog::Inside& inside, const PackFacts& pack, const Catalog::HasObject& hasObject,
-                std::int64_t& id) {
+// The pack's row; 0 if one may be made. kMissing if it goes, or went, with a deletion.
+Status FindPackId(Catalog::Inside& inside, const PackFacts& pack, const Catalog::HasObject& hasObject,
+                  std::int64_t& id) {
   std::optional<PackState> state;
   Status found = inside.engine->Run("SELECT id, state FROM pack WHERE uid = $1", {pack.uid.Bytes()},
                                     [&](const SqlRow& row) {
@@ -78,6 +79,10 @@ Status PackIdOf(Catalog::Inside& inside, const PackFacts& pack, const Catalog::H
   if (Status asked = hasObject(pack, has); !asked || !has) {
     return asked ? Status::Missing("pack " + pack.uid.Hex() + " was deleted there meanwhile") : asked;
   }
+  return {};
+}
+
+Status AddPack(Catalog::Inside& inside, const PackFacts& pack, std::int64_t& id) {
   if (Status counted = inside.Count("pack", id); !counted) {
     return counted;
   }
@@ -86,6 +91,15 @@ Status PackIdOf(Catalog::Inside& inside, const PackFacts& pack, const Catalog::H
       "uid = "
       "$3), 0), 1, $4)",
       {id, pack.uid.Bytes(), pack.saveset.Bytes(), Unsigned(pack.size)});
+}
+
+// What the saveset's row says of its items.
+Status CountItems(Catalog::Inside& inside, const Uid& saveset) {
+  return inside.Run(
+      "UPDATE saveset SET items = (SELECT count(*) FROM item WHERE item.saveset = saveset.id AND "
+      "item.directory = 0), bytes = coalesce((SELECT sum(size) FROM item WHERE item.saveset = saveset.id AND "
+      "item.kind = 0), 0) WHERE uid = $1",
+      {saveset.Bytes()});
 }
 
 Status AddItem(Catalog::Inside& inside, const Row& row, const Catalog::ItemRecord& item,
@@ -177,7 +191,7 @@ Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& pac
     }
     std::unordered_map<Uid, std::int64_t, UidHash> ids;
     for (const PackFacts& pack : packs) {
-      Status known = PackIdOf(*inside_, pack, hasObject, ids[pack.uid]);
+      Status known = FindPackId(*inside_, pack, hasObject, ids[pack.uid]);
       if (known.What() == Status::Kind::kMissing) {
         gone = Status::Conflict(known.Message());
         keep = false;
@@ -187,12 +201,19 @@ Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& pac
         return known;
       }
     }
+    // All others wait for the counter from here on.
+    for (const PackFacts& pack : packs) {
+      std::int64_t& id = ids[pack.uid];
+      if (Status added = id == 0 ? AddPack(*inside_, pack, id) : Status(); !added) {
+        return added;
+      }
+    }
     for (const ItemRecord& item : items) {
       if (Status added = AddItem(*inside_, *row, item, ids); !added) {
         return added;
       }
     }
-    return Status();
+    return row->listed ? CountItems(*inside_, saveset) : Status();
   });
   return done ? gone : done;
 }
@@ -200,15 +221,10 @@ Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& pac
 Status Catalog::EndAdoption(const Uid& saveset) {
   bool there = false;
   Status done = inside_->Transact([&] {
-    Status ended = inside_->Run(
-        "UPDATE saveset SET deleting = 0, items = (SELECT count(*) FROM item WHERE item.saveset = saveset.id "
-        "AND "
-        "item.directory = 0), bytes = coalesce((SELECT sum(size) FROM item WHERE item.saveset = saveset.id "
-        "AND "
-        "item.kind = 0), 0) WHERE uid = $1 AND deleting <> $2",
-        {saveset.Bytes(), kDeleted});
+    Status ended = inside_->Run("UPDATE saveset SET deleting = 0 WHERE uid = $1 AND deleting <> $2",
+                                {saveset.Bytes(), kDeleted});
     there = inside_->engine->Changed() != 0;
-    return ended;
+    return ended && there ? CountItems(*inside_, saveset) : ended;
   });
   return done && !there ? Status::Conflict("the saveset was taken out meanwhile") : done;
 }

@@ -30,8 +30,8 @@ Status RepositoryCopy::Mend(const PackFacts& pack) {
   } else if (!copied) {
     return copied;
   }
-  bool known = false;
-  if (Status asked = to_.Rows().KnowsPack(pack.uid, known); !asked || !known) {
+  std::optional<PackFacts> needed;
+  if (Status asked = to_.Rows().FindPackFacts(pack.uid, needed); !asked || !needed) {
     return asked ? to_.Objects().Delete(PackObject(pack.uid)) : asked;  // deleted meanwhile
   }
   if (Status checked = CheckBytes(pack.uid); !checked) {

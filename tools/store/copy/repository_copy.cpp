@@ -38,6 +38,8 @@ std::vector<PackFacts> PacksOf(const std::vector<Catalog::ItemRecord>& items,
   return facts;
 }
 
+std::int64_t TimeOf(const Saveset& saveset) { return saveset.ended.value_or(saveset.created); }
+
 }  // namespace
 
 Status RepositoryCopy::Run(Result& result) {
@@ -164,14 +166,12 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
   }
   if (done && items == 0) {
     result_.there += copy ? 1U : 0U;
-    // All that is missing stays behind, or came with a copy that ended before it was counted.
-    Status ended = copy ? to_.Rows().EndAdoption(saveset.uid) : DropBrought();
-    return ended.What() == Status::Kind::kConflict ? DropBrought() : ended;
+    return LeaveAsItIs(saveset, copy.has_value());
   }
   if (done.What() == Status::Kind::kDamaged) {
     ++result_.damages;
     listener_.damaged({"saveset " + saveset.name + " cannot come into the copy: " + done.Message(), {}});
-    return DropBrought();
+    return LeaveAsItIs(saveset, copy.has_value());
   }
   // Deleted meanwhile, perhaps when only a part of its items had been listed: it does not end.
   std::optional<Saveset> still;
@@ -179,7 +179,7 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
     done = from_.Rows().FindSavesetByUid(saveset.uid, still);
   }
   if (done && (!still || still->marked)) {
-    return DropBrought();
+    return LeaveAsItIs(saveset, copy.has_value());
   }
   if (done) {
     done = CopyObjects(saveset);
@@ -194,10 +194,17 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
   std::optional<Saveset> now;
   if (done.What() == Status::Kind::kMissing && from_.Rows().FindSavesetByUid(saveset.uid, now) &&
       (!now || now->marked)) {
-    return DropBrought();  // deleted meanwhile
+    return LeaveAsItIs(saveset, copy.has_value());  // deleted meanwhile
   }
   result_.savesets += done ? 1U : 0U;
   return done.Within("saveset " + saveset.name);
+}
+
+// No more of it comes. What came just now, or with a copy that ended before it was counted, counts in a
+// saveset that is listed already.
+Status RepositoryCopy::LeaveAsItIs(const Saveset& saveset, bool listed) {
+  const Status ended = listed ? to_.Rows().EndAdoption(saveset.uid) : Status();
+  return ended || ended.What() == Status::Kind::kConflict ? DropBrought() : ended;
 }
 
 // ---- Packs -----------------------------------------------------------------------------------------------
@@ -388,9 +395,9 @@ Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::optional<Sav
 Status RepositoryCopy::DropBrought() {
   Status done;
   for (auto pack = brought_.begin(); done && pack != brought_.end(); ++pack) {
-    bool known = false;
-    done = to_.Rows().KnowsPack(*pack, known);
-    if (done && !known) {
+    std::optional<PackFacts> needed;
+    done = to_.Rows().FindPackFacts(*pack, needed);
+    if (done && !needed) {
       done = to_.Objects().Delete(PackObject(*pack));
     }
   }
@@ -409,6 +416,10 @@ Status RepositoryCopy::CopyObjects(const Saveset& saveset) {
   for (const char* which : {"begin", "end", "closed", "failed", "protected"}) {
     done = done ? CopyObject(SavesetObject(saveset.uid, which)) : done;
   }
+  // Where the first one had no room for it.
+  if (done && saveset.sessionFailed && !objects.saveset.sessionFailed) {
+    done = PutBackupFailed({to_.Objects(), to_.Secrets(), to_.Id()}, saveset.uid, TimeOf(saveset));
+  }
   return done;
 }
 
@@ -426,7 +437,7 @@ Status RepositoryCopy::CopyObject(const std::string& name) {
 Status RepositoryCopy::WriteObjects(const Saveset& saveset) {
   const ObjectShelf shelf{to_.Objects(), to_.Secrets(), to_.Id()};
   const State state = saveset.failed ? State::kFailed : saveset.warnings ? State::kWarnings : State::kGood;
-  const std::int64_t time = saveset.ended.value_or(saveset.created);
+  const std::int64_t time = TimeOf(saveset);
   Status done = PutSavesetBegin(shelf, saveset);
   if (done && saveset.mover == Mover::kEndedClean) {
     done = PutSavesetEnd(shelf, saveset.uid, saveset.mover, saveset.items, time);

@@ -53,6 +53,7 @@ class RepositoryCopy {
   Status Mend(const PackFacts& pack);
   Status CheckBytes(const Uid& pack);
   Status DropBrought();
+  Status LeaveAsItIs(const Saveset& saveset, bool listed);
   Status FindTorn(const Saveset& saveset, std::set<std::uint64_t>& torn);
   Status CopyObjects(const Saveset& saveset);
   Status CopyObject(const std::string& name);
