@@ -2,6 +2,10 @@
 // protection.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
 #include "store/catalog/catalog.h"
 #include "store/catalog_backings.h"
 #include "store/names.h"
@@ -195,6 +199,23 @@ TEST_P(OwnerTest, AProtectedSavesetIsNeitherMarkedNorDeleted) {
   ASSERT_TRUE(catalog_->DeleteMarked(0) && catalog_->ListDeleted(deleted));
   EXPECT_EQ(deleted.savesets.size(), 2u);
   EXPECT_EQ(catalog_->SetProtected(first, true).What(), Kind::kMissing);
+}
+
+TEST(Names, AWindowsPathHasOneKeyOnEverySystem) {
+  EXPECT_EQ(ItemKey("D:\\Data\\a.dbf\\"), "D:/DATA/A.DBF");
+  EXPECT_EQ(ItemKey("d:/data/A.dbf"), "D:/DATA/A.DBF");
+  EXPECT_EQ(ItemKey("\\\\Server\\share/f"), "//SERVER/SHARE/F");
+  std::vector<std::string> names = {"b", "A", "a.1", "B", "a", "AB"};
+  std::sort(names.begin(), names.end(), ComesBefore);
+  EXPECT_EQ(names, (std::vector<std::string>{"A", "a", "a.1", "AB", "B", "b"}));
+  EXPECT_TRUE(DifferInCaseAlone("a", "A"));
+  EXPECT_FALSE(DifferInCaseAlone("a", "a") || DifferInCaseAlone("a", "ab"));
+}
+
+TEST(Names, WhatATerminalGetsMovesNothing) {
+  EXPECT_EQ(Harmless("a\x1b[2Jb\rc\td\x7f", false), "a?[2Jb?c?d?");
+  EXPECT_EQ(Harmless("gr\xc3\xbcn \xc2\x9bX \xe2\x80\xa6", true), "gr\xc3\xbcn ?X \xe2\x80\xa6");
+  EXPECT_EQ(Harmless("gr\xfcn \x9bX", false), "gr\xfcn ?X");
 }
 
 TEST(Names, APatternMatchesTheWholeText) {

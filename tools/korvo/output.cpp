@@ -2,6 +2,7 @@
 
 #include "platform/data_file.h"
 #include "platform/platform.h"
+#include "platform/terminal.h"
 #include "store/names.h"
 #include "store/progress_teller.h"
 #include "store/server_config.h"
@@ -16,19 +17,26 @@ platform::TextFile& Output() {
   return *out;
 }
 
+// What goes to no terminal is for programs, which get it as it is.
+std::string Shown(const std::string& line, platform::Standard stream) {
+  const std::string one = store::OneLine(line);
+  return platform::ColumnsOf(stream) > 0 ? store::Harmless(one, platform::TextIsUtf8()) : one;
+}
+
 }  // namespace
 
 void PrintBytes(std::string_view bytes) {
   store::PrintBesideProgress([bytes] { wholeOutput = Output().Write(bytes) && wholeOutput; });
 }
 
-void Print(const std::string& line) { PrintBytes(store::OneLine(line) + "\n"); }
+void Print(const std::string& line) { PrintBytes(Shown(line, platform::Standard::kOutput) + "\n"); }
 
 bool FinishOutput() { return Output().Flush() && wholeOutput; }
 
 void Complain(const std::string& line) {
-  store::PrintBesideProgress(
-      [&line] { platform::WriteToStandardError("korvo: " + store::OneLine(line) + "\n"); });
+  store::PrintBesideProgress([&line] {
+    platform::WriteToStandardError("korvo: " + Shown(line, platform::Standard::kError) + "\n");
+  });
 }
 
 int Fail(const store::Status& status) {

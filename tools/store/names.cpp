@@ -20,6 +20,12 @@ std::size_t CharacterLength(std::string_view text) {
   return length;
 }
 
+char UpperCase(char letter) {
+  return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+}
+
+bool IsSeparator(char c) { return c == '/' || c == '\\'; }
+
 }  // namespace
 
 std::string DatabaseOfProposedName(std::string_view proposed) {
@@ -54,7 +60,34 @@ std::string_view WithoutEndSeparators(std::string_view name) {
   return name.substr(0, name.find_last_not_of("/\\") + 1);
 }
 
-std::string ItemKey(std::string_view name) { return platform::FoldName(WithoutEndSeparators(name)); }
+std::string ItemKey(std::string_view name) {
+  std::string key = platform::FoldName(WithoutEndSeparators(name));
+  std::replace(key.begin(), key.end(), '\\', '/');
+  if (IsWindowsPath(name)) {
+    std::transform(key.begin(), key.end(), key.begin(), UpperCase);
+  }
+  return key;
+}
+
+bool IsWindowsPath(std::string_view name) {
+  const bool drive = name.size() > 1 && name[1] == ':' && UpperCase(name[0]) >= 'A' &&
+                     UpperCase(name[0]) <= 'Z' && (name.size() == 2 || IsSeparator(name[2]));
+  return drive || name.starts_with("\\\\");
+}
+
+bool ComesBefore(std::string_view a, std::string_view b) {
+  const auto [inA, inB] = std::mismatch(a.begin(), a.end(), b.begin(), b.end(),
+                                        [](char x, char y) { return UpperCase(x) == UpperCase(y); });
+  if (inA == a.end() || inB == b.end()) {
+    return inA == a.end() && inB == b.end() ? a < b : inA == a.end();
+  }
+  return static_cast<unsigned char>(UpperCase(*inA)) < static_cast<unsigned char>(UpperCase(*inB));
+}
+
+bool DifferInCaseAlone(std::string_view a, std::string_view b) {
+  return a != b && std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                              [](char x, char y) { return UpperCase(x) == UpperCase(y); });
+}
 
 std::string_view ParentOf(std::string_view name) {
   name = WithoutEndSeparators(name);
@@ -108,6 +141,24 @@ std::string OneLine(std::string_view text) {
     line.back() = '?';
   }
   return line;
+}
+
+std::string Harmless(std::string_view text, bool utf8) {
+  constexpr unsigned char kFirstPrintable = 0x20;
+  constexpr unsigned char kDelete = 0x7f;
+  constexpr unsigned char kFirstAbove = 0xa0;  // 0x80 to 0x9f are control characters too
+  constexpr unsigned char kLead = 0xc2;        // of these in UTF-8
+  std::string harmless;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+    const bool lead = utf8 && byte == kLead && next >= kDelete && next < kFirstAbove;
+    const bool bad =
+        byte < kFirstPrintable || byte == kDelete || lead || (!utf8 && byte > kDelete && byte < kFirstAbove);
+    harmless += bad ? '?' : text[i];
+    i += lead ? 1 : 0;
+  }
+  return harmless;
 }
 
 }  // namespace store

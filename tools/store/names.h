@@ -23,8 +23,16 @@ inline constexpr std::size_t kItemNameWidth = 20479;
 
 // The name without the separators at its end; one that is nothing else is empty then.
 [[nodiscard]] std::string_view WithoutEndSeparators(std::string_view name);
-// What the names of one item have in common.
+// What the names of one item have in common: all separators are `/`, and where the system takes no notice of
+// the case of letters they are in upper case. Machines of several kinds may share a catalog: on each of them a
+// full path of Windows (with a drive, or two backslashes in front) has the same key, as long as it has no
+// letters beyond A to Z.
 [[nodiscard]] std::string ItemKey(std::string_view name);
+[[nodiscard]] bool IsWindowsPath(std::string_view name);
+// Whether `a` comes before `b` in an order in which names of one key, in a directory of Windows, are
+// neighbours.
+[[nodiscard]] bool ComesBefore(std::string_view a, std::string_view b);
+[[nodiscard]] bool DifferInCaseAlone(std::string_view a, std::string_view b);
 // The directory that the item lies in, as the name has it; empty if the name does not say, or says a root.
 [[nodiscard]] std::string_view ParentOf(std::string_view name);
 
@@ -38,5 +46,8 @@ inline constexpr std::size_t kItemNameWidth = 20479;
 // The text as one line: `?` for each line break, and for a carriage return at the end, which would go with
 // one.
 [[nodiscard]] std::string OneLine(std::string_view text);
+// The text as a terminal may get it, `?` for each control character: names come from elsewhere, and could
+// move the cursor, erase what stands there, or worse.
+[[nodiscard]] std::string Harmless(std::string_view text, bool utf8);
 
 }  // namespace store

@@ -55,9 +55,16 @@ class Walk {
     for (std::uint32_t i = 0; i < order.size(); ++i) {
       order[i] = i;
     }
-    std::sort(order.begin(), order.end(),
-              [&names](std::uint32_t a, std::uint32_t b) { return names[a] < names[b]; });
+    const bool caseless = store::IsWindowsPath(directory);
+    std::sort(order.begin(), order.end(), [&names, caseless](std::uint32_t a, std::uint32_t b) {
+      return caseless ? store::ComesBefore(names[a], names[b]) : names[a] < names[b];
+    });
     for (std::size_t i = 0; i < order.size(); ++i) {
+      if (caseless && i > 0 && store::DifferInCaseAlone(names[order[i - 1]], names[order[i]])) {
+        Refuse(PathOf(directory, names[order[i]]),
+               "its name differs from another one's by the case of letters alone", outcome_);
+        continue;
+      }
       if (i % store::Catalog::kNamesAtOnce == 0) {
         LookAhead(directory, names, order, i);
       }

@@ -1,5 +1,4 @@
 // Copies of a file in all savesets, by its name or by a pattern.
-#include "platform/data_file.h"
 #include "store/catalog/catalog_inside.h"
 #include "store/names.h"
 
@@ -12,17 +11,28 @@ constexpr int kPortion = 5000;
 // Column `key` or `listed`: both have an index with the number behind the name, so no row is read in passing.
 struct Search {
   std::string column;
-  std::string pattern;  // folded
-  std::string first;    // what matches begins with this
+  std::string pattern;         // as a key
+  std::string windowsPattern;  // the same for keys of Windows paths, which have no letters in lower case
+  std::string first;           // what matches begins with this
   bool exact = false;
+
+  [[nodiscard]] bool Matches(std::string_view key) const {
+    const bool windows = IsWindowsPath(key) || key.starts_with("//");
+    return exact || MatchesPattern(key, pattern) || (windows && MatchesPattern(key, windowsPattern));
+  }
 };
 
 Search SearchFor(std::string_view pattern, const std::string& column) {
   Search search;
   search.column = column;
   search.pattern = ItemKey(pattern);
+  search.windowsPattern = ItemKey("C:/" + std::string(pattern)).substr(3);
   search.first = search.pattern.substr(0, search.pattern.find_first_of("*?"));
   search.exact = search.first == search.pattern;
+  // `d*` may begin with a drive.
+  if (!search.exact && search.first.size() == 1 && search.first != "/") {
+    search.first.clear();
+  }
   return search;
 }
 
@@ -52,7 +62,7 @@ Status ReadMatches(Catalog::Inside& inside, std::int64_t saveset, const Search& 
           more = false;
           return Status();
         }
-        if ((!any || key != previous) && (search.exact || MatchesPattern(key, search.pattern))) {
+        if ((!any || key != previous) && search.Matches(key)) {
           numbers.push_back(row.Number(1));
         }
         any = true;

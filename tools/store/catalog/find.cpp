@@ -1,6 +1,5 @@
 // Finding savesets, items and packs. Long answers are read in portions, each of its own, so that no reader
 // keeps anybody from anything for long.
-#include "platform/data_file.h"
 #include "store/base/time.h"
 #include "store/catalog/catalog_inside.h"
 #include "store/names.h"
@@ -12,9 +11,7 @@ constexpr int kPortion = 500;
 
 // Everything in the directory with this key is between these two.
 struct KeyRange {
-  explicit KeyRange(const std::string& key) : first(platform::FoldName(key + '/')), behind(first) {
-    ++behind.back();
-  }
+  explicit KeyRange(const std::string& key) : first(key + '/'), behind(first) { ++behind.back(); }
   std::string first;
   std::string behind;
 };
@@ -187,7 +184,7 @@ Status Catalog::FindItemsIn(const Saveset& saveset, std::string_view asked, std:
                             const EachItem& each) {
   if (Status found = FindDirectory(*inside_, saveset, ItemKey(asked), directory);
       !found || directory.empty()) {
-    return found;
+    return found ? CheckStillThere(*inside_, saveset) : found;
   }
   const KeyRange range(ItemKey(directory));
   // Of several items with one name the first counts.

@@ -11,7 +11,7 @@ constexpr const char* kBecameShorter = "it became shorter while it was read";
 
 bool IsMarker(const Item& item, std::string_view bytes) {
   return bytes == kMarkerName &&
-         ItemKey(item.name).ends_with(platform::FoldName("/" + std::string(kMarkerName)));
+         ItemKey(item.name) == ItemKey(std::string(ParentOf(item.name)) + "/" + kMarkerName);
 }
 
 void Compare(platform::DataFile& source, Item& item, Saved& saved) {
