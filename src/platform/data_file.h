@@ -78,6 +78,9 @@ class DataFile {
   // Times and mode, and the owner where this process may set it; of a file whose owner cannot be kept the
   // bits that lend the owner's rights are dropped.
   [[nodiscard]] bool SetFacts(const FileFacts& facts);
+  // Lets every user of the machine read the file, and nobody but its owner write to it, whatever this process
+  // gives new files. On Windows its directory says who may.
+  [[nodiscard]] bool LetOthersRead();
   [[nodiscard]] bool Id(FileId& id);
 
   // Hints about what the system keeps of the file in memory. They cannot fail, and do nothing on a system
@@ -118,6 +121,9 @@ class DataFile {
 // Renames a file over whatever file bears the new name. On Windows it takes over that one's access rights, or
 // those that the directory gives.
 [[nodiscard]] bool ReplaceFile(const std::string& from, const std::string& to, std::string& why);
+
+// The same, to a name that nothing may bear: what has come there meanwhile stays.
+[[nodiscard]] bool MoveToNewName(const std::string& from, const std::string& to, std::string& why);
 
 // Whether an opening of the file has locked it by DataFile::TryLock. False if that cannot be found out.
 [[nodiscard]] bool IsLocked(const std::string& path, bool& locked, std::string& why);

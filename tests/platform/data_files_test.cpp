@@ -89,6 +89,18 @@ TEST_F(DataFiles, OnlyTheEntryThatWasLookedAtIsOpened) {
   EXPECT_EQ(why_, "it is a directory");
 }
 
+TEST_F(DataFiles, WhatHasComeMeanwhileStays) {
+  const std::string path = directory_.File("new");
+  WriteWholeFile(directory_.File("one"), "one");
+  WriteWholeFile(directory_.File("two"), "two");
+  ASSERT_TRUE(platform::MoveToNewName(directory_.File("one"), path, why_)) << why_;
+  EXPECT_FALSE(platform::MoveToNewName(directory_.File("two"), path, why_));
+  EXPECT_FALSE(why_.empty());
+  EXPECT_EQ(support::ReadWholeFile(path), "one");
+  EXPECT_EQ(support::ReadWholeFile(directory_.File("two")), "two");
+  EXPECT_FALSE(platform::Exists(directory_.File("one")));
+}
+
 TEST_F(DataFiles, ALockLastsAsLongAsItsOpening) {
   const std::string path = directory_.File("file");
   auto holder = Made("file");

@@ -118,14 +118,13 @@ int ToDirectory(const Options& options, store::Store& store, const store::Savese
   }
   store::ProgressRow row(store, "restore", &saveset);
   const store::ProgressTeller teller(
-      store.Work(), {.line = !options.quiet,
-                     .count = [&](const auto& ended) { CountSaved(store, {saveset}, options.names, ended); },
-                     .tell = [&row] { row.Tell(); }});
+      store.Work(),
+      {.line = !options.quiet,
+       .count = [&](const auto& ended) { CountSaved(store, {saveset}, NamesOf(options.names), ended); },
+       .tell = [&row] { row.Tell(); }});
   Counter counter(options.json);
   RestoreRun run(reader, options.to, {options.over, store.Config().inPlace, "--over"}, counter);
-  for (const std::string& name : options.names) {
-    run.Take(name);
-  }
+  run.TakeNamed(options.names);
   if (options.names.empty()) {
     run.TakeAll(store.Rows(), saveset);
   }

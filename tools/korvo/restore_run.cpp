@@ -18,7 +18,8 @@ bool IsSeparator(char c) { return c == '/' || (c == '\\' && platform::SeparatorO
 // Whether the key is that of something in one of the directories.
 bool IsInOneOf(const std::vector<std::string>& directories, const std::string& key) {
   return std::any_of(directories.begin(), directories.end(), [&key](const std::string& directory) {
-    return key.size() > directory.size() && key.starts_with(directory) && IsSeparator(key[directory.size()]);
+    return !directory.empty() && key.size() > directory.size() && key.starts_with(directory) &&
+           key[directory.size()] == '/';
   });
 }
 
@@ -43,6 +44,17 @@ std::string RestoreRun::PlaceOf(const std::string& name) const {
 
 Placer::Target RestoreRun::TargetOf(const std::string& name) const {
   return {PlaceOf(name), directory_, Way::Links::kFollow};
+}
+
+void RestoreRun::TakeNamed(const std::vector<std::string>& names) {
+  std::vector<std::string> keys;
+  std::transform(names.begin(), names.end(), std::back_inserter(keys), store::ItemKey);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const auto here = keys.begin() + static_cast<std::ptrdiff_t>(i);
+    if (std::find(keys.begin(), here, keys[i]) == here && !IsInOneOf(keys, keys[i])) {
+      Take(names[i]);
+    }
+  }
 }
 
 void RestoreRun::Take(const std::string& name) {
@@ -80,6 +92,8 @@ void RestoreRun::TakeItem(const store::Item& item) {
   } else if (store::HasDots(item.name)) {
     placer_.Fail(item.name, Status::Failed("its name has a component . or .., which could lead anywhere"));
   } else if (item.kind == ItemKind::kLink) {
+    // The files before it go where its name leads until now.
+    placer_.Settle();
     static_cast<void>(placer_.PutLink(item, target));
   } else if (item.kind == ItemKind::kFile && !item.marker) {
     placer_.PutFile(item, target, {});
@@ -102,7 +116,7 @@ void RestoreRun::TakeAll(store::Catalog& rows, const store::Saveset& saveset) {
     return Status();
   });
   for (const store::Item& whole : wholes) {
-    if (listed && !IsInOneOf(directories, store::ItemKey(whole.name))) {
+    if (listed && !platform::Interrupted() && !IsInOneOf(directories, store::ItemKey(whole.name))) {
       TakeDirectory(whole.name, whole);
     }
   }

@@ -17,8 +17,9 @@ class RestoreRun {
   // `directory` is where everything goes; it is made if it is missing.
   RestoreRun(store::SavesetReader& reader, std::string directory, Placer::Rules rules, RestoreTeller& teller);
 
-  // The item of this name, or what is in the directory of this name.
-  void Take(const std::string& name);
+  // The items of these names, or what is in the directories of these names: each once, also one that lies in
+  // another one.
+  void TakeNamed(const std::vector<std::string>& names);
   // Everything that is in the saveset.
   void TakeAll(store::Catalog& rows, const store::Saveset& saveset);
   // Everything is in its place.
@@ -28,6 +29,7 @@ class RestoreRun {
   [[nodiscard]] std::string PlaceOf(const std::string& name) const;
 
  private:
+  void Take(const std::string& name);
   void TakeItem(const store::Item& item);
   void TakeDirectory(const std::string& name, const std::optional<store::Item>& item);
   [[nodiscard]] Placer::Target TargetOf(const std::string& name) const;

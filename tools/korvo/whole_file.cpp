@@ -2,7 +2,6 @@
 
 #include "platform/data_file.h"
 #include "platform/platform.h"
-#include "platform/readable.h"
 
 namespace korvo {
 namespace {
@@ -12,7 +11,7 @@ bool Write(const std::string& path, std::string_view text, std::string& why) {
   if (file == nullptr) {
     return false;
   }
-  const bool written = file->WriteAt(0, text.data(), text.size()) && file->Close();
+  const bool written = file->WriteAt(0, text.data(), text.size()) && file->LetOthersRead() && file->Close();
   why = file->Why();
   return written;
 }
@@ -22,8 +21,7 @@ bool Write(const std::string& path, std::string_view text, std::string& why) {
 store::Status WriteWholeFile(const std::string& path, std::string_view text) {
   std::string why;
   const std::string beside = path + "." + platform::RandomName() + ".part";
-  if (Write(beside, text, why) && platform::LetOthersRead(beside, why) &&
-      platform::ReplaceFile(beside, path, why)) {
+  if (Write(beside, text, why) && platform::ReplaceFile(beside, path, why)) {
     return {};
   }
   platform::RemoveFile(beside);

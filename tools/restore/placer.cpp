@@ -85,7 +85,8 @@ void Placer::PutFile(const store::Item& item, const Target& target, std::vector<
   waiting.reports = std::move(reports);
   waiting.item = item;
   if (const Status prepared = Prepare(target, waiting); !prepared) {
-    Fail(target.place, prepared);
+    copying_.Wait();
+    Fail(target.place, reader_.WithOlderCopy(item, prepared));
     return;
   }
   // Nobody waits for a large file.
@@ -171,10 +172,7 @@ void Placer::Copy(Waiting& waiting) {
     return;
   }
   waiting.status = Fill(waiting);
-  if (!waiting.status && waiting.inPlace) {
-    waiting.file->EmptyAgain();
-    waiting.status = waiting.status.Within("the file in its place was written over, and is empty now");
-  }
+  EmptyIfInPlace(waiting);
   if (!waiting.status) {
     waiting.file.reset();
   }

@@ -65,6 +65,7 @@ Status Replacement::Create(bool replace, const std::string& option) {
   if (Status checked = CheckTarget(target_, replace, option); !checked) {
     return checked;
   }
+  option_ = replace ? "" : option;
   for (int tries = 1; file_ == nullptr; ++tries) {
     path_ = NewNameIn(platform::DirectoryOf(target_));
     file_ = platform::DataFile::CreateNew(path_, why);
@@ -83,7 +84,11 @@ Status Replacement::CreateInPlace() {
 }
 
 void Replacement::EmptyAgain() {
-  if (file_ != nullptr && !file_->SetSize(0)) {
+  std::string why;
+  if (file_ == nullptr) {
+    file_ = platform::DataFile::OpenEmptied(target_, why);
+  }
+  if (file_ == nullptr || !file_->SetSize(0)) {
     platform::RemoveFile(target_);
   }
 }
@@ -102,8 +107,12 @@ Status Replacement::Close() {
 
 Status Replacement::TakePlace() {
   std::string why;
-  if (!path_.empty() && !platform::ReplaceFile(path_, target_, why)) {
-    return Status::Failed(why);
+  const bool taken = path_.empty() || (option_.empty() ? platform::ReplaceFile(path_, target_, why)
+                                                       : platform::MoveToNewName(path_, target_, why));
+  if (!taken) {
+    platform::Entry entry;
+    return Status::Failed(!option_.empty() && platform::ReadEntry(target_, entry, why) ? WhyExists(option_)
+                                                                                       : why);
   }
   path_.clear();
   return {};

@@ -26,12 +26,13 @@ class Replacement {
   // Finds out which file that is. The directory of a file that a link leads to is made if it is missing.
   store::Status Aim();
   [[nodiscard]] const std::string& Target() const { return target_; }
-  // Makes it, empty, in a directory that is there. `replace` allows a file in its place; `option` is what the
-  // user gives for that.
+  // Makes it, empty, in a directory that is there. `replace` allows a file in its place, also one that comes
+  // meanwhile; `option` is what the user gives for that.
   store::Status Create(bool replace, const std::string& option);
   // Empties the file in its place instead, and writes there: where there is no room for two.
   store::Status CreateInPlace();
-  // For `CreateInPlace`, of which the rest went wrong: no file that is neither old nor new stays.
+  // For `CreateInPlace`, of which the rest went wrong: no file that is neither old nor new stays. Also when
+  // it is closed already.
   void EmptyAgain();
 
   [[nodiscard]] platform::DataFile& File() { return *file_; }
@@ -45,6 +46,7 @@ class Replacement {
  private:
   std::string target_;
   Links links_;
-  std::string path_;  // empty when there is nothing to remove
+  std::string path_;    // empty when there is nothing to remove
+  std::string option_;  // empty when a file in its place may be replaced
   std::unique_ptr<platform::DataFile> file_;
 };

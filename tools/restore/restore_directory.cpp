@@ -73,6 +73,7 @@ class DirectoryRestorer {
   std::string root_;   // the same, once something of it is to be restored
   std::string place_;  // where that goes
   std::vector<std::string> blocked_;
+  std::string end_;                        // the key at which an interrupt ended the first walk
   std::map<std::uint64_t, Count> counts_;  // of the directories that were saved whole, by their numbers
 };
 
@@ -118,6 +119,7 @@ Status DirectoryRestorer::Take(const Item& item) {
     return Status::Failed("refused");
   }
   if (platform::Interrupted()) {
+    end_ = store::ItemKey(item.name);
     return Status::Interrupted();
   }
   CountIn(item);
@@ -204,7 +206,7 @@ void DirectoryRestorer::SetAllFacts() {
   std::vector<Item> closed;
   const Status walked = reader_.FindIn(request_.asked, name_, [&](const Item& item) {
     if (BelongsElsewhere() || item.kind != ItemKind::kDirectory || store::HasDots(item.name) ||
-        IsBlocked(item)) {
+        IsBlocked(item) || (!end_.empty() && store::ItemKey(item.name) >= end_)) {
       return Status();
     }
     if (platform::KeepsOwnerOut(item.facts)) {

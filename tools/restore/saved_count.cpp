@@ -51,8 +51,21 @@ class SavedCount {
 
 }  // namespace
 
-void CountSaved(store::Store& store, const std::vector<store::Saveset>& savesets,
-                const std::vector<std::string>& names, const std::function<bool()>& ended) {
+EachName NamesOf(const std::vector<std::string>& names) {
+  if (names.empty()) {
+    return {};
+  }
+  return [&names](const std::function<Status(const std::string&)>& each) {
+    Status done;
+    for (auto name = names.begin(); done && name != names.end(); ++name) {
+      done = each(*name);
+    }
+    return done;
+  };
+}
+
+void CountSaved(store::Store& store, const std::vector<store::Saveset>& savesets, const EachName& names,
+                const std::function<bool()>& ended) {
   std::unique_ptr<store::Catalog> rows;
   if (!store.Connect(rows)) {
     return;
@@ -67,10 +80,8 @@ void CountSaved(store::Store& store, const std::vector<store::Saveset>& savesets
     return;
   }
   for (const store::Saveset& saveset : counted) {
-    Status added = names.empty() ? count.AddAll(saveset) : Status();
-    for (auto name = names.begin(); added && name != names.end(); ++name) {
-      added = count.AddNamed(saveset, *name);
-    }
+    const Status added = names ? names([&](const std::string& name) { return count.AddNamed(saveset, name); })
+                               : count.AddAll(saveset);
     if (!added) {
       return;
     }

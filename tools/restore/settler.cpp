@@ -15,6 +15,14 @@ bool IsTogether(const std::deque<Waiting>& group, const Waiting& waiting) {
 
 }  // namespace
 
+void EmptyIfInPlace(Waiting& waiting) {
+  if (!waiting.status && waiting.inPlace && waiting.file != nullptr) {
+    waiting.file->EmptyAgain();
+    waiting.status = waiting.status.Within("the file in its place was written over, and is empty now");
+    waiting.file.reset();
+  }
+}
+
 void Settler::Settle(std::deque<Waiting>& group) {
   SyncFiles(group);
   TakePlaces(group);
@@ -37,6 +45,7 @@ void Settler::SyncFiles(std::deque<Waiting>& group) {
     if (waiting.status && waiting.file != nullptr && !IsTogether(group, waiting)) {
       waiting.status = waiting.file->Finish();
     }
+    EmptyIfInPlace(waiting);
   }
 }
 

@@ -27,6 +27,9 @@ struct Waiting {
   store::Status status;
 };
 
+// Where a file that was written over in its place went wrong, it is emptied, and its status says so.
+void EmptyIfInPlace(Waiting& waiting);
+
 class Settler {
  public:
   // So few are synchronised by themselves: their file system may have more to write than they.

@@ -82,11 +82,12 @@ void CountToSave(const Request& request, const Plan& plan, store::Store& store, 
 
 void CountToRestore(const Request& request, const Plan& plan, store::Store& store,
                     const store::Saveset& saveset, const Ended& ended) {
-  std::vector<std::string> names;
-  for (std::size_t index = 0; index < request.items.Size(); ++index) {
-    if (plan.IsFirst(index)) {
-      names.emplace_back(request.items[index]);
+  const auto names = [&](const std::function<store::Status(const std::string&)>& each) {
+    store::Status done;
+    for (std::size_t index = 0; done && index < request.items.Size(); ++index) {
+      done = plan.IsFirst(index) ? each(std::string(request.items[index])) : store::Status();
     }
-  }
+    return done;
+  };
   CountSaved(store, {saveset}, names, ended);
 }

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <system_error>
@@ -205,6 +206,11 @@ bool DataFile::SetFacts(const FileFacts& facts) {
   return internal::SetFactsOf(static_cast<int>(handle_), facts) || Fail();
 }
 
+bool DataFile::LetOthersRead() {
+  constexpr mode_t kForReading = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+  return fchmod(static_cast<int>(handle_), kForReading) == 0 || Fail();
+}
+
 bool DataFile::Id(FileId& id) {
   struct stat status = {};
   if (fstat(static_cast<int>(handle_), &status) != 0) {
@@ -267,6 +273,26 @@ bool DataFile::Close() {
 bool ReplaceFile(const std::string& from, const std::string& to, std::string& why) {
   if (rename(NativePath(from).c_str(), NativePath(to).c_str()) == 0) {
     return true;
+  }
+  why = ErrorText(errno);
+  return false;
+}
+
+bool MoveToNewName(const std::string& from, const std::string& to, std::string& why) {
+  const std::string source = NativePath(from);
+  const std::string target = NativePath(to);
+  if (renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) {
+    return true;
+  }
+  // Some file systems know no such rename; of them some know no second name either.
+  const bool unknown = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
+  if (unknown && link(source.c_str(), target.c_str()) == 0) {
+    unlink(source.c_str());
+    return true;
+  }
+  struct stat status = {};
+  if (unknown && errno != EEXIST && lstat(target.c_str(), &status) != 0) {
+    return ReplaceFile(from, to, why);
   }
   why = ErrorText(errno);
   return false;
