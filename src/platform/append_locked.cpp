@@ -1,9 +1,12 @@
+#include <atomic>
+
 #include "platform/internal.h"
 
 namespace platform {
 namespace {
 
 constexpr std::uint64_t kLongestWaitMilliseconds = 10000;
+constexpr std::uint64_t kMomentMilliseconds = 500;
 constexpr std::uint32_t kPollMilliseconds = 5;
 // Behind so many others get their turn.
 constexpr int kTextsOfLock = 64;
@@ -11,13 +14,24 @@ constexpr std::uint64_t kAllThatMayCome = 0;
 
 using internal::LockableFile;
 
+// When no time is left after an interrupt, one wait of a moment is worth it: what is reported then counts.
+// After one that was for nothing there is none until a lock is granted again.
+std::uint64_t LongestWait(bool waitedInVain) {
+  if (internal::MillisecondsLeft(internal::kNoTool) != 0) {
+    return kLongestWaitMilliseconds;
+  }
+  return waitedInVain ? 0 : kMomentMilliseconds;
+}
+
 LockableFile::Lock LockWithin(const LockableFile& file, std::int64_t position, std::uint64_t length,
                               std::uint64_t startOfWait) {
+  static std::atomic<bool> waitedInVain = false;
   for (;;) {
     const LockableFile::Lock lock = file.TryLock(position, length);
-    if (lock != LockableFile::Lock::kHeldByAnother ||
-        SteadyMilliseconds() - startOfWait >= kLongestWaitMilliseconds ||
-        internal::MillisecondsLeft(internal::kNoTool) == 0) {
+    const bool over = lock == LockableFile::Lock::kHeldByAnother &&
+                      SteadyMilliseconds() - startOfWait >= LongestWait(waitedInVain);
+    if (over || lock != LockableFile::Lock::kHeldByAnother) {
+      waitedInVain = over;
       return lock;
     }
     SleepMilliseconds(kPollMilliseconds);

@@ -50,7 +50,7 @@ void InterruptWhileToolsHang() {
   if (closing == nullptr || !closing->ReadLine(line, 1000) || line != "[closed]\n") {
     std::exit(4);
   }
-  // A lock that another holds is not waited for any more.
+  // A lock that another holds is waited for a moment alone.
   const support::TemporaryDirectory directory;
   const std::string log = directory.File("log");
   const auto claim = platform::FileClaim::TryClaim(log, 0);

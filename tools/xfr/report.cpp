@@ -17,6 +17,7 @@ bool Holds(std::string_view line, std::string_view text) { return line.find(text
 constexpr std::size_t kPieceOfPipe = 4096;
 
 bool wholeReport = true;
+bool endsWithItsReader = false;
 thread_local bool gathers = false;
 thread_local std::string gathered;
 
@@ -26,6 +27,10 @@ void WriteGathered() {
   }
   store::PrintBesideProgress([] { wholeReport = platform::WriteToStandardError(gathered) && wholeReport; });
   gathered.clear();
+  // Who has called is gone, or takes nothing more: what comes now would be told to nobody.
+  if (!wholeReport && endsWithItsReader && !platform::Interrupted()) {
+    platform::InterruptThisProcess();
+  }
 }
 
 void Write(const std::string& line) {
@@ -60,6 +65,8 @@ void ReportLine(const std::string& prefix, const std::string& text) {
 }
 
 }  // namespace
+
+void EndWithItsReader() { endsWithItsReader = true; }
 
 ReportTogether::ReportTogether() { gathers = true; }
 

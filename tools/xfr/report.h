@@ -21,6 +21,9 @@ class ReportTogether {
   ~ReportTogether();
 };
 
+// From here on a line that cannot be written interrupts this process: what comes would be told to nobody.
+void EndWithItsReader();
+
 // The item under this name is safe.
 void ReportItem(const std::string& name);
 // A directory that is saved, or brought back; no item of its own lies between its lines. A program that sees

@@ -66,6 +66,7 @@ int main(int argc, char** argv) {
   }
   // The block that is under way is the last one then: what is committed stays, nothing half done does.
   platform::WatchInterrupts();
+  EndWithItsReader();
   Request request;
   std::unique_ptr<store::Store> store;
   if (const Status prepared = Prepare(argc, argv, request, store); !prepared) {

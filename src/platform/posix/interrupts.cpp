@@ -23,6 +23,7 @@ constexpr std::int64_t kGraceMilliseconds = 10000;
 std::atomic<bool> interrupted{false};
 std::atomic<bool> endsAtOnce{false};
 std::atomic<std::int64_t> interruptMoment{0};
+std::atomic<int> firstSignal{0};
 // Readable from the first interrupt on: what waits for it cannot miss it.
 int interruptEvent = -1;
 
@@ -34,8 +35,8 @@ struct WatchedTool {
 };
 std::array<WatchedTool, 16> tools;
 
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<pid_t>::is_always_lock_free &&
-                  std::atomic<std::int64_t>::is_always_lock_free,
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
+                  std::atomic<pid_t>::is_always_lock_free && std::atomic<std::int64_t>::is_always_lock_free,
               "signal handlers work on these");
 
 std::int64_t Now() {
@@ -62,17 +63,28 @@ void TellToEnd(const WatchedTool& tool) {
   }
 }
 
-void NoteInterrupt(int /*number*/) {
+// A terminal that closes sends SIGHUP more than once, and who stops a program and its mover sends SIGTERM to
+// the mover too, which hears of it from the program as well.
+bool IsTheSame(int number) {
+  constexpr std::int64_t kMoment = 1000;
+  return number == SIGHUP ||
+         (number == SIGTERM && firstSignal == SIGTERM && Now() - interruptMoment < kMoment);
+}
+
+void NoteInterrupt(int number) {
   if (endsAtOnce) {
     _exit(kFailureStatus);
   }
   const int error = errno;
-  for (const int number : kWatchedSignals) {
-    struct sigaction now = {};
-    if (sigaction(number, nullptr, &now) == 0 && now.sa_handler != SIG_IGN) {
+  if (interrupted) {
+    if (!IsTheSame(number)) {
       SetHandler(number, SIG_DFL);
+      kill(getpid(), number);
     }
+    errno = error;
+    return;
   }
+  firstSignal = number;
   interruptMoment = Now();
   interrupted = true;
   const std::uint64_t one = 1;
@@ -126,6 +138,10 @@ void WatchInterrupts() {
 }
 
 bool Interrupted() { return interrupted; }
+
+void InterruptThisProcess() { NoteInterrupt(SIGTERM); }
+
+void LeaveInterruptsToCaller() {}
 
 void EndOnInterrupt(bool ends) { endsAtOnce = ends; }
 

@@ -115,6 +115,17 @@ bool IsClosing(DWORD event) {
   return event == CTRL_CLOSE_EVENT || event == CTRL_LOGOFF_EVENT || event == CTRL_SHUTDOWN_EVENT;
 }
 
+// A Ctrl-Break, or a console that closes, reaches every process of the console, and a mover hears of it once
+// more from who started it.
+bool IsTheSame(DWORD event) {
+  constexpr ULONGLONG kMoment = 1000;
+  if (GetTickCount64() - interruptMoment >= kMoment || (event != CTRL_BREAK_EVENT && !IsClosing(event))) {
+    return false;
+  }
+  grace = IsClosing(event) ? kClosingMilliseconds : grace.load();
+  return true;
+}
+
 // The session of the services, in which nobody logs on.
 bool IsService() {
   DWORD session = 0;
@@ -134,6 +145,14 @@ BOOL WINAPI NoteEvent(DWORD event) {
   return TRUE;
 }
 
+// A Ctrl-C reaches no program that another one of ours has started.
+BOOL WINAPI PassOver(DWORD event) {
+  if (IsClosing(event)) {
+    Sleep(kClosingEnd);  // the process ends as soon as this returns
+  }
+  return event == CTRL_C_EVENT ? FALSE : TRUE;
+}
+
 }  // namespace
 
 bool internal::ConcernsProcess(unsigned long event, bool isService) {
@@ -147,7 +166,7 @@ bool internal::HandleConsoleEvent(unsigned long event) {
   }
   const ToolsLock lock;
   if (interrupted) {
-    return false;
+    return IsTheSame(event);
   }
   interruptMoment = GetTickCount64();
   grace = IsClosing(event) ? kClosingMilliseconds : kGraceMilliseconds;
@@ -161,6 +180,10 @@ bool internal::HandleConsoleEvent(unsigned long event) {
 }
 
 void WatchInterrupts() { SetConsoleCtrlHandler(NoteEvent, TRUE); }
+
+void LeaveInterruptsToCaller() { SetConsoleCtrlHandler(PassOver, TRUE); }
+
+void InterruptThisProcess() { static_cast<void>(internal::HandleConsoleEvent(CTRL_C_EVENT)); }
 
 bool Interrupted() { return interrupted; }
 

@@ -51,6 +51,20 @@ TEST(WindowsInterrupts, AClosingConsoleEndsTheMoverInTime) {
   EXPECT_EXIT(CloseTheConsoleWhileAMoverRuns(), testing::ExitedWithCode(0), "");
 }
 
+// The whole console gets it, and a mover once more from who started it.
+void PressBreak() {
+  using platform::internal::HandleConsoleEvent;
+  if (!HandleConsoleEvent(CTRL_BREAK_EVENT) || !HandleConsoleEvent(CTRL_BREAK_EVENT)) {
+    std::exit(1);
+  }
+  std::exit(HandleConsoleEvent(CTRL_C_EVENT) ? 2 : 0);
+}
+
+TEST(WindowsInterrupts, OneBreakByTwoWaysIsOne) {
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  EXPECT_EXIT(PressBreak(), testing::ExitedWithCode(0), "");
+}
+
 TEST(WindowsInterrupts, AServiceIsNotClosedByTheLogOffOfAUser) {
   using platform::internal::ConcernsProcess;
   EXPECT_FALSE(ConcernsProcess(CTRL_LOGOFF_EVENT, true));
