@@ -4,8 +4,8 @@
 
 namespace platform {
 
-// The function of that name in a library of the system. A program that needs a library which is not there
-// ends as it would have at its start, with status 127 and the reason on standard error.
+// The function of that name in a library of the system. Where the library cannot be loaded the program ends by
+// std::terminate, within an exception that says why.
 [[nodiscard]] void* LateFunction(const char* library, const char* name);
 
 }  // namespace platform

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <new>
 #include <system_error>
@@ -15,12 +16,18 @@ namespace {
 
 const char* firstWords = "";
 int status = 1;
+void (*answerWith)(const char* reason) = nullptr;
 
 // There may be no memory for a string.
 void Tell(const char* reason, const char* detail = "") {
   std::array<char, 1024> line = {};
   const int length = std::snprintf(line.data(), line.size() - 1, "%s%s%s", firstWords, reason, detail);
   std::size_t end = length < 0 ? 0 : std::min(line.size() - 2, static_cast<std::size_t>(length));
+  std::replace(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(end), '\n', ' ');
+  line[end] = '\0';
+  if (answerWith != nullptr) {
+    answerWith(line.data() + std::min(end, std::strlen(firstWords)));
+  }
   line[end++] = '\n';
   platform::WriteToStandardError({line.data(), end});
 }
@@ -45,7 +52,10 @@ void Tell(const char* reason, const char* detail = "") {
 
 }  // namespace
 
-void SetLastWords(const char* prefix, int exitStatus) {
+void SetLastWords(const char* prefix, int exitStatus) { SetLastWords(prefix, exitStatus, nullptr); }
+
+void SetLastWords(const char* prefix, int exitStatus, void (*answer)(const char* reason)) {
+  answerWith = answer;
   firstWords = prefix;
   status = exitStatus;
   std::set_terminate(End);

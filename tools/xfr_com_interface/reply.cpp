@@ -1,8 +1,17 @@
 #include "xfr_com_interface/reply.h"
 
+#include <cstdio>
+
 #include "store/names.h"
 
+namespace {
+
+bool anythingWritten = false;
+
+}  // namespace
+
 void Reply::Write() {
+  anythingWritten = true;
   written_ = out_->Write(pending_) && written_;
   pending_.clear();
 }
@@ -21,6 +30,11 @@ void Reply::Add(const char* key, const std::string& value) {
   if (pending_.size() >= kPiece) {
     Write();
   }
+}
+
+void Reply::Abandon(const char* reason) {
+  std::printf(anythingWritten ? "\nmessage=kv_xfr_com-E %s\n" : "reply=ERROR\n%s\n", reason);
+  std::fflush(stdout);
 }
 
 bool Reply::End(const store::Status& served) {

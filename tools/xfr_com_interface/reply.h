@@ -16,6 +16,8 @@ class Reply {
   // Ends the answer. What fails after a line has gone out is a line `message=`, by which the caller discards
   // the answer. False if something could not be written.
   bool End(const store::Status& served);
+  // The same where nothing may be kept in memory any more: what was added and is not written yet is left out.
+  static void Abandon(const char* reason);
 
  private:
   void Begin();

@@ -146,7 +146,8 @@ Status Serve(int argc, char** argv, Reply& reply) {
 
 int main(int argc, char** argv) {
   platform::PrepareProcess();
-  store::SetLastWords("xfr_com_interface: ", 1);
+  platform::LeaveInterruptsToCaller();
+  store::SetLastWords("xfr_com_interface: ", 1, Reply::Abandon);
   if (store::TellAboutTool(argc, argv, "xfr_com_interface", kHelp)) {
     return 0;
   }

@@ -1,20 +1,32 @@
 #include "platform/late_library.h"
 
 #include <dlfcn.h>
-#include <unistd.h>
 
-#include <cstdio>
+#include <exception>
+#include <stdexcept>
+#include <string>
 
 namespace platform {
+namespace {
+
+// No exception leaves: the way may lead through a function of the system that lets none pass where memory is
+// short.
+[[noreturn]] void EndWithout(const char* library, const char* why) {
+  try {
+    throw std::runtime_error(std::string(library) + " cannot be loaded: " + why);
+  } catch (...) {
+    std::terminate();
+  }
+}
+
+}  // namespace
 
 void* LateFunction(const char* library, const char* name) {
   void* const handle = dlopen(library, RTLD_NOW | RTLD_LOCAL);
   void* const function = handle == nullptr ? nullptr : dlsym(handle, name);
   if (function == nullptr) {
-    constexpr int kNotLoaded = 127;
-    std::fprintf(stderr, "ERROR: %s cannot be loaded: %s.\n", library, dlerror());
-    std::fflush(nullptr);
-    _exit(kNotLoaded);
+    const char* const why = dlerror();
+    EndWithout(library, why == nullptr ? name : why);
   }
   return function;
 }
