@@ -43,7 +43,8 @@ bool CreateList(const JobItems& items, SwitchTag tag, bool& made) {
     TRACE(1, "ERROR: switch.lis file already exists.");
     return false;
   }
-  const std::unique_ptr<TextFile> list = TextFile::Open(path, TextFile::Mode::kCreate);
+  // New: another run may be between the same two steps.
+  const std::unique_ptr<TextFile> list = TextFile::Open(path, TextFile::Mode::kCreateNew);
   made = list != nullptr;
   if (made) {
     TRACE(3, "INFO: Switch List file :%s created (%s).", path.c_str(), TagText(tag));
@@ -64,7 +65,7 @@ bool CreateSemaphore(SwitchTag tag, bool& made) {
     TRACE(1, "ERROR: switch.sem file already exists.");
     return false;
   }
-  const std::unique_ptr<TextFile> semaphore = TextFile::Open(path, TextFile::Mode::kCreate);
+  const std::unique_ptr<TextFile> semaphore = TextFile::Open(path, TextFile::Mode::kCreateNew);
   // Closed at once: on Windows an open file could not be removed by the other side, which may be quick.
   if (semaphore == nullptr || !semaphore->Close()) {
     TRACE(1, "ERROR: switch.sem file creating failes.");
