@@ -18,7 +18,11 @@ enum class Standard { kOutput, kError };
 // Whether this program's text is UTF-8, so that a character may have several bytes; otherwise each byte is
 // one.
 [[nodiscard]] bool TextIsUtf8();
-// The text in UTF-8, for formats that know nothing else. A text that is UTF-8 already comes back as it is.
+// The text in UTF-8, for formats that know nothing else. Where this program's text is UTF-8 it comes back as
+// it is, with a replacement character (U+FFFD) for each byte that is part of none.
 [[nodiscard]] std::string ToUtf8(std::string_view text);
+
+// The other way round; false if the text is no UTF-8, or has characters that this program's text lacks.
+[[nodiscard]] bool FromUtf8(std::string_view utf8, std::string& text);
 
 }  // namespace platform

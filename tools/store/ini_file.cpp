@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "platform/data_file.h"
+#include "platform/terminal.h"
 #include "store/base/read_file.h"
 
 namespace store {
@@ -76,6 +77,20 @@ Status ReadWholeFile(const std::string& path, std::string& text) {
   return {};
 }
 
+// What is no UTF-8, and does not say that it is, is this system's own text already.
+Status TakeUtf8(const std::string& path, std::string& text) {
+  const bool says = text.starts_with(kByteOrderMark);
+  std::string own;
+  text.erase(0, says ? kByteOrderMark.size() : 0);
+  if (platform::FromUtf8(text, own)) {
+    text = std::move(own);
+    return {};
+  }
+  return says
+             ? Status::Failed(path + " has characters that the code page of this system lacks, or is damaged")
+             : Status();
+}
+
 }  // namespace
 
 Status IniFile::Read(const std::string& path, IniFile& file) {
@@ -85,10 +100,10 @@ Status IniFile::Read(const std::string& path, IniFile& file) {
   if (Status read = ReadWholeFile(path, text); !read) {
     return read;
   }
-  std::string_view rest = text;
-  if (rest.starts_with(kByteOrderMark)) {
-    rest.remove_prefix(kByteOrderMark.size());
+  if (Status known = TakeUtf8(path, text); !known) {
+    return known;
   }
+  std::string_view rest = text;
   for (std::size_t number = 1; !rest.empty(); ++number) {
     const std::size_t end = std::min(rest.find('\n'), rest.size());
     std::string_view line = rest.substr(0, end);

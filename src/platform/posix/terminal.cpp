@@ -26,6 +26,31 @@ std::string Characters() {
   return value;
 }
 
+// Of the first character in UTF-8 (RFC 3629); 0 if the first byte begins none.
+std::size_t LengthOfCharacter(std::string_view text) {
+  const auto byte = [&text](std::size_t i) {
+    return static_cast<unsigned char>(i < text.size() ? text[i] : 0);
+  };
+  const unsigned char first = byte(0);
+  if (first < 0x80) {
+    return 1;
+  }
+  const std::size_t length = first >= 0xF0 && first <= 0xF4   ? 4
+                             : first >= 0xE0 && first <= 0xEF ? 3
+                             : first >= 0xC2 && first <= 0xDF ? 2
+                                                              : 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xC0) != 0x80) {
+      return 0;
+    }
+  }
+  // Longer than need be, half of a pair, or above the last one.
+  const unsigned char second = byte(1);
+  const bool wrong = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
+                     (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);
+  return wrong ? 0 : length;
+}
+
 }  // namespace
 
 std::size_t ColumnsOf(Standard stream) {
@@ -47,6 +72,19 @@ bool TextIsUtf8() {
   return characters.find("UTF-8") != std::string::npos || characters.find("UTF8") != std::string::npos;
 }
 
-std::string ToUtf8(std::string_view text) { return std::string(text); }
+std::string ToUtf8(std::string_view text) {
+  std::string utf8;
+  while (!text.empty()) {
+    const std::size_t length = LengthOfCharacter(text);
+    utf8 += length == 0 ? "\xEF\xBF\xBD" : text.substr(0, length);
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+  }
+  return utf8;
+}
+
+bool FromUtf8(std::string_view utf8, std::string& text) {
+  text = utf8;
+  return true;
+}
 
 }  // namespace platform

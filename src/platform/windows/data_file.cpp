@@ -201,8 +201,11 @@ std::unique_ptr<DataFile> DataFile::OpenEmptied(const std::string& path, std::st
   if (IsUnusableName(path, why)) {
     return nullptr;
   }
-  const HANDLE handle = CreateFileW(internal::WidePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, kShareAll,
-                                    nullptr, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  const auto open = [&path](DWORD flags) {
+    return CreateFileW(internal::WidePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, kShareAll, nullptr,
+                       OPEN_EXISTING, flags, nullptr);
+  };
+  HANDLE handle = open(FILE_FLAG_OPEN_REPARSE_POINT);
   if (handle == INVALID_HANDLE_VALUE) {
     why = ErrorText(GetLastError());
     return nullptr;
@@ -211,6 +214,15 @@ std::unique_ptr<DataFile> DataFile::OpenEmptied(const std::string& path, std::st
   if (GetFileType(handle) != FILE_TYPE_DISK || internal::IsLink(handle)) {
     why = "it is no regular file";
     return nullptr;
+  }
+  // A part of the system stands in for such a file, and has to know what is written.
+  if (internal::IsReparsePoint(handle)) {
+    handle = open(0);
+    if (handle == INVALID_HANDLE_VALUE) {
+      why = ErrorText(GetLastError());
+      return nullptr;
+    }
+    file.reset(new DataFile(Number(handle)));
   }
   if (!file->Extend(0)) {
     why = file->Why();
@@ -316,6 +328,8 @@ bool DataFile::SetFacts(const FileFacts& facts) {
   return internal::SetFactsOf(Handle(handle_), facts) || Fail();
 }
 
+bool DataFile::LetOthersRead() { return true; }
+
 bool DataFile::Id(FileId& id) {
   BY_HANDLE_FILE_INFORMATION info = {};
   if (GetFileInformationByHandle(Handle(handle_), &info) == 0) {
@@ -353,18 +367,42 @@ bool DataFile::Close() {
   return handle == kNoHandle || CloseHandle(Handle(handle)) != 0 || Fail();
 }
 
-bool ReplaceFile(const std::string& from, const std::string& to, std::string& why) {
+namespace {
+
+// Who looks at new files, for viruses or for an index, holds them for a moment.
+bool MoveInTime(const std::wstring& source, const std::wstring& target, DWORD flags) {
+  constexpr ULONGLONG kLongestMoment = 2000;
+  constexpr DWORD kPause = 20;
+  const ULONGLONG begin = GetTickCount64();
+  while (MoveFileExW(source.c_str(), target.c_str(), flags) == 0) {
+    const DWORD error = GetLastError();
+    const DWORD attributes = GetFileAttributesW(target.c_str());
+    const bool directory =
+        attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    const bool held =
+        error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION;
+    if (!held || directory || GetTickCount64() - begin >= kLongestMoment) {
+      SetLastError(error);
+      return false;
+    }
+    Sleep(kPause);
+  }
+  return true;
+}
+
+bool Rename(const std::string& from, const std::string& to, DWORD flags, std::string& why) {
   if (IsUnusableName(to, why)) {
     return false;
   }
   const std::wstring source = internal::WidePath(from);
   const std::wstring target = internal::WidePath(to);
-  const DWORD attributes = AllowWriting(target);
+  const DWORD attributes =
+      (flags & MOVEFILE_REPLACE_EXISTING) != 0 ? AllowWriting(target) : INVALID_FILE_ATTRIBUTES;
   const DWORD ownAttributes = GetFileAttributesW(source.c_str());
   TakeOverRights(source, target);
   // The right to write and the attribute are one thing to some file systems.
   SetFileAttributesW(source.c_str(), ownAttributes);
-  if (MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0) {
+  if (MoveInTime(source, target, flags | MOVEFILE_WRITE_THROUGH)) {
     return true;
   }
   why = ErrorText(GetLastError());
@@ -373,6 +411,16 @@ bool ReplaceFile(const std::string& from, const std::string& to, std::string& wh
   }
   AllowWriting(source);
   return false;
+}
+
+}  // namespace
+
+bool ReplaceFile(const std::string& from, const std::string& to, std::string& why) {
+  return Rename(from, to, MOVEFILE_REPLACE_EXISTING, why);
+}
+
+bool MoveToNewName(const std::string& from, const std::string& to, std::string& why) {
+  return Rename(from, to, 0, why);
 }
 
 bool IsLocked(const std::string& path, bool& locked, std::string& why) {
@@ -407,10 +455,10 @@ bool SyncDirectory(const std::string& path, std::string& /*why*/) {
 }
 
 bool SyncDirectoryChain(const std::string& path, std::string& why) {
-  std::string directory = path;
-  bool good = SyncDirectory(directory, why);
-  while (good && directory != DirectoryOf(directory)) {
-    directory = DirectoryOf(directory);
+  // The root of a volume stands for all of it, and is in no directory whose names could be missing.
+  bool good = SyncDirectory(path, why);
+  for (std::string directory = DirectoryOf(path); good && directory != DirectoryOf(directory);
+       directory = DirectoryOf(directory)) {
     good = SyncDirectory(directory, why);
   }
   return good;
@@ -469,18 +517,6 @@ bool FollowLinks(const std::string& path, std::string& target, std::string& why)
     return false;
   }
   target = narrow->empty() ? path : *narrow;
-  return true;
-}
-
-bool WriteToStandardError(std::string_view text) {
-  const HANDLE error = GetStdHandle(STD_ERROR_HANDLE);
-  while (!text.empty()) {
-    DWORD count = 0;
-    if (WriteFile(error, text.data(), static_cast<DWORD>(text.size()), &count, nullptr) == 0 || count == 0) {
-      return false;
-    }
-    text.remove_prefix(count);
-  }
   return true;
 }
 

@@ -1,7 +1,10 @@
 #include "platform/windows/file_facts.h"
 
+#include <winioctl.h>
+
 #include <algorithm>
 #include <limits>
+#include <string_view>
 
 namespace platform::internal {
 namespace {
@@ -63,6 +66,31 @@ bool IsReparsePoint(HANDLE file) {
 bool IsLink(HANDLE file) {
   FILE_ATTRIBUTE_TAG_INFO point = {};
   return ReadReparsePoint(file, point) && IsReparseTagNameSurrogate(point.ReparseTag);
+}
+
+bool IsMountedVolume(HANDLE directory) {
+  // The head of a REPARSE_DATA_BUFFER of a mount point: tag and length, then where its texts are.
+  struct {
+    DWORD tag;
+    WORD length;
+    WORD reserved;
+    WORD targetOffset;
+    WORD targetLength;
+    WORD shownOffset;
+    WORD shownLength;
+    wchar_t texts[MAXIMUM_REPARSE_DATA_BUFFER_SIZE / sizeof(wchar_t)];
+  } data = {};
+  constexpr std::wstring_view kVolume = L"\\??\\Volume{";
+  FILE_ATTRIBUTE_TAG_INFO point = {};
+  DWORD size = 0;
+  if (!ReadReparsePoint(directory, point) || point.ReparseTag != IO_REPARSE_TAG_MOUNT_POINT ||
+      DeviceIoControl(directory, FSCTL_GET_REPARSE_POINT, nullptr, 0, &data, sizeof data, &size, nullptr) ==
+          0 ||
+      data.targetLength < kVolume.size() * sizeof(wchar_t) ||
+      data.targetOffset + data.targetLength > MAXIMUM_REPARSE_DATA_BUFFER_SIZE) {
+    return false;
+  }
+  return std::wstring_view(data.texts + data.targetOffset / sizeof(wchar_t), kVolume.size()) == kVolume;
 }
 
 bool SetFactsOf(HANDLE file, const FileFacts& facts) {

@@ -165,13 +165,20 @@ bool internal::RandomBytes(void* bytes, std::size_t size) {
   return RtlGenRandom(bytes, static_cast<ULONG>(size)) != 0;
 }
 
-std::string HostName() {
+namespace {
+
+std::string ComputerName(COMPUTER_NAME_FORMAT format) {
   std::array<char, 256> name = {};
   DWORD size = static_cast<DWORD>(name.size());
-  return GetComputerNameExA(ComputerNameDnsHostname, name.data(), &size) != 0 ? name.data() : "";
+  return GetComputerNameExA(format, name.data(), &size) != 0 ? name.data() : "";
 }
 
-std::string ProcessSpace() { return HostName(); }
+}  // namespace
+
+std::string HostName() { return ComputerName(ComputerNameDnsHostname); }
+
+// Not the name that a cluster lends to the programs of a role: processes are those of one machine.
+std::string ProcessSpace() { return ComputerName(ComputerNamePhysicalDnsHostname); }
 
 bool SeesLocksOf(const std::string& space) { return space == ProcessSpace(); }
 

@@ -11,6 +11,44 @@ bool IsSeparator(char c) { return c == '\\' || c == '/'; }
 
 bool HoldsWildcard(const std::string& path) { return path.find_first_of("*?") != std::string::npos; }
 
+// Of what a link leads to. No device is opened so: it has no such attribute.
+bool FollowTo(const std::wstring& link, WIN32_FILE_ATTRIBUTE_DATA& data) {
+  const HANDLE handle = CreateFileW(link.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  BY_HANDLE_FILE_INFORMATION info = {};
+  const bool known = handle != INVALID_HANDLE_VALUE && GetFileInformationByHandle(handle, &info) != 0;
+  const DWORD error = known ? ERROR_SUCCESS : GetLastError();
+  if (handle != INVALID_HANDLE_VALUE) {
+    CloseHandle(handle);
+  }
+  data.dwFileAttributes = info.dwFileAttributes;
+  data.nFileSizeHigh = info.nFileSizeHigh;
+  data.nFileSizeLow = info.nFileSizeLow;
+  SetLastError(error);
+  return known;
+}
+
+bool IsLinkOfFile(const WIN32_FILE_ATTRIBUTE_DATA& data) {
+  return (data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+         (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+// The name is free at once, even where somebody still reads the file. Older systems, and some file systems,
+// do not know that.
+bool DeleteAtOnce(const std::wstring& path) {
+  constexpr auto kDispositionEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);  // FileDispositionInfoEx
+  DWORD flags = 0x1 | 0x2;  // FILE_DISPOSITION_FLAG_DELETE, FILE_DISPOSITION_FLAG_POSIX_SEMANTICS
+  const HANDLE handle =
+      CreateFileW(path.c_str(), DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                  OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    return false;
+  }
+  const bool deleted = SetFileInformationByHandle(handle, kDispositionEx, &flags, sizeof flags) != 0;
+  CloseHandle(handle);
+  return deleted;
+}
+
 }  // namespace
 
 bool IsSystemName(std::string_view /*name*/) { return false; }
@@ -30,7 +68,9 @@ PathInfo LookUp(const std::string& path) {
   if (HoldsWildcard(form)) {
     return {PathKind::kMissing, 0, ERROR_INVALID_NAME};
   }
-  if (GetFileAttributesExW(internal::WidePath(form).c_str(), GetFileExInfoStandard, &data) == 0) {
+  const std::wstring wide = internal::WidePath(form);
+  if (GetFileAttributesExW(wide.c_str(), GetFileExInfoStandard, &data) == 0 ||
+      (IsLinkOfFile(data) && !FollowTo(wide, data))) {
     return {PathKind::kMissing, 0, static_cast<long>(GetLastError())};
   }
   if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
@@ -57,7 +97,10 @@ bool ListDirectory(const std::string& path, const std::function<void(std::string
   return complete;
 }
 
-bool RemoveFile(const std::string& path) { return DeleteFileW(internal::WidePath(path).c_str()) != 0; }
+bool RemoveFile(const std::string& path) {
+  const std::wstring wide = internal::WidePath(path);
+  return DeleteAtOnce(wide) || DeleteFileW(wide.c_str()) != 0;
+}
 
 std::string TemporaryDirectory() {
   char directory[MAX_PATH + 1] = {};

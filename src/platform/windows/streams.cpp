@@ -1,9 +1,11 @@
+#include <errno.h>
 #include <fcntl.h>
 #include <io.h>
 #include <windows.h>
 
 #include "platform/data_file.h"
 #include "platform/internal.h"
+#include "platform/windows/console.h"
 #include "platform/windows/interrupts.h"
 #include "platform/windows/owner_alone.h"
 #include "platform/windows/wide.h"
@@ -12,6 +14,29 @@ namespace platform::internal {
 namespace {
 
 HANDLE HandleOf(std::FILE* stream) { return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))); }
+
+// A new file. The C library has no mode for one on each system.
+std::FILE* CreateStream(const std::string& path, DWORD sharing, SECURITY_ATTRIBUTES* rights) {
+  const HANDLE file = CreateFileW(WidePath(path).c_str(), GENERIC_WRITE, sharing, rights, CREATE_NEW,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    const DWORD error = GetLastError();
+    errno = error == ERROR_FILE_EXISTS ? EEXIST : error == ERROR_ACCESS_DENIED ? EACCES : ENOENT;
+    return nullptr;
+  }
+  const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_BINARY);
+  std::FILE* stream = descriptor < 0 ? nullptr : _fdopen(descriptor, "wb");
+  if (stream != nullptr) {
+    return stream;
+  }
+  if (descriptor < 0) {
+    CloseHandle(file);
+  } else {
+    _close(descriptor);
+  }
+  DeleteFileW(WidePath(path).c_str());
+  return nullptr;
+}
 
 }  // namespace
 
@@ -23,7 +48,7 @@ std::FILE* OpenStream(const std::string& path, TextFile::Mode mode) {
     case TextFile::Mode::kAppend:
       return _wfopen(WidePath(path).c_str(), L"abN");
     case TextFile::Mode::kCreateNew:
-      return _wfopen(WidePath(path).c_str(), L"wxbN");
+      return CreateStream(path, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr);
     case TextFile::Mode::kCreate:
       break;
   }
@@ -33,24 +58,11 @@ std::FILE* OpenStream(const std::string& path, TextFile::Mode mode) {
 std::FILE* OpenTemporaryStream(const std::string& directory, std::string& path) {
   std::string name = SystemPath(directory) + "\\backint_" + RandomName();
   SECURITY_ATTRIBUTES ownerAlone = OwnerAlone(false);
-  const HANDLE file = CreateFileW(WidePath(name).c_str(), GENERIC_WRITE, FILE_SHARE_READ, &ownerAlone,
-                                  CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) {
-    return nullptr;
-  }
-  const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_BINARY);
-  std::FILE* stream = descriptor < 0 ? nullptr : _fdopen(descriptor, "wb");
+  std::FILE* stream = CreateStream(name, FILE_SHARE_READ, &ownerAlone);
   if (stream != nullptr) {
     path = std::move(name);
-    return stream;
   }
-  if (descriptor < 0) {
-    CloseHandle(file);
-  } else {
-    _close(descriptor);
-  }
-  DeleteFileW(WidePath(name).c_str());
-  return nullptr;
+  return stream;
 }
 
 bool WriteStream(std::FILE* stream, std::string_view text) {
@@ -59,7 +71,9 @@ bool WriteStream(std::FILE* stream, std::string_view text) {
   }
   const PipeWait wait(kNoTool);
   const bool written =
-      std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
+      IsConsole(HandleOf(stream))
+          ? WriteToConsole(HandleOf(stream), text)
+          : std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
   if (written) {
     NoteProgress();
   }

@@ -17,10 +17,10 @@ bool Fail(std::string& why, DWORD error) {
 
 class Handle {
  public:
-  explicit Handle(const std::string& path, DWORD access)
+  explicit Handle(const std::string& path, DWORD access, DWORD links = FILE_FLAG_OPEN_REPARSE_POINT)
       : handle_(CreateFileW(internal::WidePath(path).c_str(), access,
                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                            FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr)) {}
+                            FILE_FLAG_BACKUP_SEMANTICS | links, nullptr)) {}
   Handle(const Handle&) = delete;
   Handle& operator=(const Handle&) = delete;
   ~Handle() {
@@ -35,13 +35,7 @@ class Handle {
   HANDLE handle_;
 };
 
-}  // namespace
-
-bool ReadEntry(const std::string& path, Entry& entry, std::string& why) {
-  if (internal::IsUnusableName(path, why)) {
-    return false;
-  }
-  const Handle handle(path, FILE_READ_ATTRIBUTES);
+bool ReadOpen(const Handle& handle, Entry& entry, std::string& why) {
   BY_HANDLE_FILE_INFORMATION info = {};
   entry = {};
   if (!handle.IsOpen() || GetFileInformationByHandle(handle.Get(), &info) == 0 ||
@@ -54,6 +48,19 @@ bool ReadEntry(const std::string& path, Entry& entry, std::string& why) {
   }
   entry.id = internal::IdOf(info);
   return true;
+}
+
+}  // namespace
+
+bool ReadEntry(const std::string& path, Entry& entry, std::string& why) {
+  if (internal::IsUnusableName(path, why)) {
+    return false;
+  }
+  const Handle handle(path, FILE_READ_ATTRIBUTES);
+  // Its directory is the root of another volume, and no other name stands behind it.
+  return handle.IsOpen() && internal::IsMountedVolume(handle.Get())
+             ? ReadOpen(Handle(path, FILE_READ_ATTRIBUTES, 0), entry, why)
+             : ReadOpen(handle, entry, why);
 }
 
 bool MakeLink(const std::string& /*text*/, const std::string& /*path*/, std::string& why) {
