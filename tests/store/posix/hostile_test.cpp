@@ -287,7 +287,7 @@ class HostileTest : public HostileCases {
       line.erase(at, config_.repository.size());
     }
     const auto has = [&line](const std::string& text) { return line.find(text) != std::string::npos; };
-    return std::regex_search(line, std::regex("[0-9a-f]{32}")) || has(saveset_) || has(directory_.Path()) ||
+    return std::regex_search(line, std::regex("[0-9a-f]{32}")) || has("saveset ") || has(directory_.Path()) ||
            has("item ") || has("row ") || has("object") || has("id of a ") ||
            (has("the catalog") && !has("constraint")) ||
            line.find("its name has a component") != std::string::npos;
