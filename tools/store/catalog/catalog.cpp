@@ -132,8 +132,7 @@ Status Catalog::Inside::AddFailedSession(const Saveset& saveset, std::int64_t id
         "$3, $3, 0, $3, $4, $5, $6)",
         {session, backup, none, saveset.created, time, static_cast<int>(State::kFailed)});
   }
-  return added ? Run(
-                     "INSERT INTO job(id, session, saveset, mode, name, pool, opened, closed) VALUES($1, $2, "
+  return added ? Run("INSERT INTO job(id, session, saveset, mode, name, pool, opened, closed) VALUES($1, $2, "
                      "$3, $4, $5, $6, $7, $8)",
                      {job, session, id, backup, none, saveset.pool, saveset.created, time})
                : added;
@@ -219,9 +218,10 @@ Status Catalog::Prepare() {
     return Status::Failed("the catalog was written by a newer release (version " + std::to_string(version) +
                           "): use the tools of that release");
   }
-  if (version != kSchemaVersion) {
+  const bool sameKeys = version == kVersionOfOtherKeys && platform::SeparatorOf("") == '/';
+  if (version != kSchemaVersion && !sameKeys) {
     return Status::Damaged("the catalog has version " + std::to_string(version) +
-                           ", which no release wrote: make it anew with `korvo rebuild`");
+                           ", which this release does not read: make it anew with `korvo rebuild`");
   }
   if (repository != inside_->repository) {
     return Status::Damaged("the catalog belongs to another repository (" + repository.Hex() +

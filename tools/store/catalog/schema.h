@@ -8,8 +8,10 @@
 
 namespace store {
 
-// The version that this release makes. 1 was never in a release: such a catalog has to be made anew.
-inline constexpr std::int64_t kSchemaVersion = 2;
+// The version that this release makes. 1 was never in a release: such a catalog has to be made anew. 2 has
+// other keys of items where Windows has made it (names.h), and is the same elsewhere.
+inline constexpr std::int64_t kSchemaVersion = 3;
+inline constexpr std::int64_t kVersionOfOtherKeys = 2;
 // The table that is there when all are.
 inline constexpr const char* kCatalogTable = "catalog";
 
