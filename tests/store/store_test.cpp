@@ -467,6 +467,22 @@ TEST_F(StoreTest, WhatAMissingPackNeedsStaysUntilItComesBack) {
   EXPECT_TRUE(Restored(saveset, file) == support::ReadWholeFile(file));
 }
 
+TEST_F(StoreTest, ARebuildTakesNoCatalogOfAnotherRepository) {
+  BackUp({Write("file", "bytes")});
+  ServerConfig other = config_;
+  other.repository = directory_.File("other");
+  ASSERT_TRUE(Store::Make(other, false));
+  const std::string beside = config_.repository + "/catalog.new.db";
+  fs::copy_file(other.repository + "/catalog.db", beside);
+  Store::Rebuilt rebuilt;
+  const Status refused = Store::Rebuild(
+      config_, [](const std::string&) {}, rebuilt);
+  EXPECT_NE(refused.Message().find("is another one's"), std::string::npos) << refused.Message();
+  EXPECT_TRUE(fs::exists(beside));
+  fs::remove(beside);
+  EXPECT_TRUE(Rebuild().empty());
+}
+
 TEST_F(StoreTest, WhatAnOwnerDoesMeanwhileEndsARebuild) {
   const std::string saveset = BackUp({Write("file", "bytes")});
   std::ofstream(config_.repository + "/packs/stranger") << "is told, and nothing is lost";

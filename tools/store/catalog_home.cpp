@@ -140,6 +140,7 @@ Status FileHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& eng
                           "-rebuild cannot be made and locked: wait for its end, or look at the file");
   }
   if (Status ours = RefuseOthers(repository); !ours) {
+    claim_.reset();  // nothing was begun that would have to go
     return ours;
   }
   if (Status removed = RemoveNew(); !removed) {

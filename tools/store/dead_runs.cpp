@@ -178,7 +178,7 @@ Status ListBrokenBackups(Catalog& catalog, std::vector<Session>& broken, bool& a
   alive = false;
   for (const Session& session : owned) {
     const platform::Running running = IsOwnerRunning(session);
-    alive = alive || (running == platform::Running::kYes && session.mode == Mode::kBackup);
+    alive = alive || (running != platform::Running::kNo && session.mode == Mode::kBackup);
     if (running == platform::Running::kNo) {
       broken.push_back(session);
     }

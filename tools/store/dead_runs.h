@@ -36,7 +36,7 @@ Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead);
 Status NoteBackupFailed(Catalog& catalog, const ObjectShelf& shelf, std::int64_t session);
 
 // Backups that were left open and that nobody will close, of a catalog that is only read. `alive` if a
-// program on this host is at work in another one.
+// program on this host is, or may be, at work in another one.
 Status ListBrokenBackups(Catalog& catalog, std::vector<Session>& broken, bool& alive);
 
 // The runs under way whose process is alive, or may be on another machine.

@@ -257,8 +257,12 @@ Status TakeSessions(Catalog& old, const ObjectShelf& shelf) {
   Status done =
       alive ? Status::Failed("a backup is not over: wait for the end of backint, then call again") : Status();
   for (auto session = broken.begin(); done && session != broken.end(); ++session) {
-    done = NoteBackupFailed(old, shelf, session->id);
-    done = IsDamage(done) ? Status() : done;
+    // Its process may have closed it well between the look at its row and that at the process.
+    std::optional<Session> now;
+    if (old.FindSession(session->id, now) && now && !now->closed) {
+      done = NoteBackupFailed(old, shelf, session->id);
+      done = IsDamage(done) ? Status() : done;
+    }
   }
   return done;
 }
