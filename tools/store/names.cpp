@@ -146,15 +146,14 @@ std::string OneLine(std::string_view text) {
 std::string Harmless(std::string_view text, bool utf8) {
   constexpr unsigned char kFirstPrintable = 0x20;
   constexpr unsigned char kDelete = 0x7f;
-  constexpr unsigned char kFirstAbove = 0xa0;  // 0x80 to 0x9f are control characters too
+  constexpr unsigned char kFirstAbove = 0xa0;  // characters 0x80 to 0x9f are for control, too
   constexpr unsigned char kLead = 0xc2;        // of these in UTF-8
   std::string harmless;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
     const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
-    const bool lead = utf8 && byte == kLead && next >= kDelete && next < kFirstAbove;
-    const bool bad =
-        byte < kFirstPrintable || byte == kDelete || lead || (!utf8 && byte > kDelete && byte < kFirstAbove);
+    const bool lead = utf8 && byte == kLead && next > kDelete && next < kFirstAbove;
+    const bool bad = byte < kFirstPrintable || byte == kDelete || lead;
     harmless += bad ? '?' : text[i];
     i += lead ? 1 : 0;
   }

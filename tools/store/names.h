@@ -24,8 +24,8 @@ inline constexpr std::size_t kItemNameWidth = 20479;
 // The name without the separators at its end; one that is nothing else is empty then.
 [[nodiscard]] std::string_view WithoutEndSeparators(std::string_view name);
 // What the names of one item have in common: all separators are `/`, and where the system takes no notice of
-// the case of letters they are in upper case. Machines of several kinds may share a catalog: on each of them a
-// full path of Windows (with a drive, or two backslashes in front) has the same key, as long as it has no
+// the case of letters they are in upper case. Machines of several kinds may share a catalog: on each of them
+// a full path of Windows (with a drive, or two backslashes in front) has the same key, as long as it has no
 // letters beyond A to Z.
 [[nodiscard]] std::string ItemKey(std::string_view name);
 [[nodiscard]] bool IsWindowsPath(std::string_view name);
@@ -47,7 +47,8 @@ inline constexpr std::size_t kItemNameWidth = 20479;
 // one.
 [[nodiscard]] std::string OneLine(std::string_view text);
 // The text as a terminal may get it, `?` for each control character: names come from elsewhere, and could
-// move the cursor, erase what stands there, or worse.
+// move the cursor, erase what stands there, or worse. Of those above 0x7f only where the text may be `utf8`:
+// in other code pages their bytes are letters.
 [[nodiscard]] std::string Harmless(std::string_view text, bool utf8);
 
 }  // namespace store

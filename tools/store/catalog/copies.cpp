@@ -26,11 +26,11 @@ Search SearchFor(std::string_view pattern, const std::string& column) {
   Search search;
   search.column = column;
   search.pattern = ItemKey(pattern);
-  search.windowsPattern = ItemKey("C:/" + std::string(pattern)).substr(3);
+  search.windowsPattern = ItemKey("C:/x" + std::string(pattern)).substr(4);
   search.first = search.pattern.substr(0, search.pattern.find_first_of("*?"));
   search.exact = search.first == search.pattern;
-  // `d*` may begin with a drive.
-  if (!search.exact && search.first.size() == 1 && search.first != "/") {
+  // `d*` and `d:*` may begin with a drive.
+  if (!search.exact && search.first.size() <= 2 && !search.first.starts_with('/')) {
     search.first.clear();
   }
   return search;
