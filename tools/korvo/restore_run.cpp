@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <optional>
+#include <set>
 
 #include "platform/platform.h"
 #include "store/names.h"
@@ -47,14 +48,25 @@ Placer::Target RestoreRun::TargetOf(const std::string& name) const {
 }
 
 void RestoreRun::TakeNamed(const std::vector<std::string>& names) {
-  std::vector<std::string> keys;
-  std::transform(names.begin(), names.end(), std::back_inserter(keys), store::ItemKey);
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    const auto here = keys.begin() + static_cast<std::ptrdiff_t>(i);
-    if (std::find(keys.begin(), here, keys[i]) == here && !IsInOneOf(keys, keys[i])) {
-      Take(names[i]);
+  std::vector<std::string> directories;
+  for (const std::string& name : names) {
+    if (IsOfDirectory(name)) {
+      directories.push_back(store::ItemKey(name));
     }
   }
+  std::set<std::string> taken;
+  for (const std::string& name : names) {
+    const std::string key = store::ItemKey(name);
+    if (!IsInOneOf(directories, key) && taken.insert(key).second) {
+      Take(name);
+    }
+  }
+}
+
+bool RestoreRun::IsOfDirectory(const std::string& name) {
+  std::optional<store::Item> item;
+  return reader_.Find(name, item) &&
+         (!item || (item->kind != ItemKind::kFile && item->kind != ItemKind::kLink));
 }
 
 void RestoreRun::Take(const std::string& name) {

@@ -29,6 +29,7 @@ class RestoreRun {
   [[nodiscard]] std::string PlaceOf(const std::string& name) const;
 
  private:
+  [[nodiscard]] bool IsOfDirectory(const std::string& name);
   void Take(const std::string& name);
   void TakeItem(const store::Item& item);
   void TakeDirectory(const std::string& name, const std::optional<store::Item>& item);

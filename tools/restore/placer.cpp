@@ -226,9 +226,11 @@ Status Placer::MakeLinkAt(const store::Item& item, const std::string& place) {
   // What was on the way to something may lead elsewhere now.
   way_.NoteLink(place);
   parent_ = {};
-  if (!platform::ReplaceFile(beside, place, why)) {
+  if (!(rules_.replace ? platform::ReplaceFile(beside, place, why)
+                       : platform::MoveToNewName(beside, place, why))) {
     platform::RemoveFile(beside);
-    return Status::Failed(why);
+    return Status::Failed(!rules_.replace && platform::ReadEntry(place, entry, why) ? WhyExists(rules_.option)
+                                                                                    : why);
   }
   return {};
 }
