@@ -38,7 +38,19 @@ class Walk {
   }
 
  private:
+  // A directory in itself, as volumes can be mounted on some systems, has no end.
   Status TakeEntriesOf(const std::string& directory, const platform::FileId& id) {
+    if (std::find(way_.begin(), way_.end(), id) != way_.end()) {
+      Refuse(directory, "it is a directory above itself", outcome_);
+      return {};
+    }
+    way_.push_back(id);
+    Status taken = TakeAllOf(directory, id);
+    way_.pop_back();
+    return taken;
+  }
+
+  Status TakeAllOf(const std::string& directory, const platform::FileId& id) {
     NameList names;
     std::string why;
     std::string unusableName;
@@ -133,6 +145,7 @@ class Walk {
   Visit visit_;
   LeftOut leftOut_;
   Ahead ahead_;
+  std::vector<platform::FileId> way_;  // down to the directory whose entries are taken
 };
 
 // Names everything that cannot be saved, before any data is read.

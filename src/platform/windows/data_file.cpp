@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
 
 #include "platform/internal.h"
 #include "platform/windows/data_names.h"
@@ -369,10 +370,12 @@ bool DataFile::Close() {
 
 namespace {
 
-// Who looks at new files, for viruses or for an index, holds them for a moment.
+// Who looks at new files, for viruses or for an index, holds them for a moment. After a wait in vain there is
+// none until a rename succeeds: who holds files for longer holds many of them.
 bool MoveInTime(const std::wstring& source, const std::wstring& target, DWORD flags) {
   constexpr ULONGLONG kLongestMoment = 2000;
   constexpr DWORD kPause = 20;
+  static std::atomic<bool> waitedInVain = false;
   const ULONGLONG begin = GetTickCount64();
   while (MoveFileExW(source.c_str(), target.c_str(), flags) == 0) {
     const DWORD error = GetLastError();
@@ -381,12 +384,15 @@ bool MoveInTime(const std::wstring& source, const std::wstring& target, DWORD fl
         attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     const bool held =
         error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION;
-    if (!held || directory || GetTickCount64() - begin >= kLongestMoment) {
+    const bool over = GetTickCount64() - begin >= kLongestMoment;
+    if (!held || directory || over || waitedInVain || Interrupted()) {
+      waitedInVain = waitedInVain || (held && over);
       SetLastError(error);
       return false;
     }
     Sleep(kPause);
   }
+  waitedInVain = false;
   return true;
 }
 
