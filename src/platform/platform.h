@@ -37,13 +37,13 @@ void WriteWithoutMemory(std::string_view line);
 // ---- Interrupts --------------------------------------------------------------------------------------
 
 // From here on the first Ctrl-C, SIGTERM, SIGHUP or closing of the console is noted instead of ending the
-// process; a second one ends it at once, unless it tells the same once more: a terminal that closes sends
-// SIGHUP twice, and whoever stops a program and those that it has started may reach one of them by two ways
-// within a second (SIGTERM, Ctrl-Break). One that was ignored at the start stays ignored. A data mover that
-// runs is told to end. Ten seconds after the interrupt (as many as a closing console leaves), or after its
-// own start if that came later, every tool is killed with all that it has started, and its stream has ended,
-// whoever still holds it. Locks, and pipes that nobody reads, are waited for no longer than that either.
-// Under a Windows service the log-off of a user is no interrupt.
+// process; a second one ends it at once, unless it may tell the same once more: a terminal that closes sends
+// SIGHUP more than once, and whoever stops a program and those that it has started may reach one of them by
+// two ways within a second (SIGTERM, Ctrl-Break). One that was ignored at the start stays ignored. A data
+// mover that runs is told to end. Ten seconds after the interrupt (as many as a closing console leaves), or
+// after its own start if that came later, every tool is killed with all that it has started, and its stream
+// has ended, whoever still holds it. Locks, and pipes that nobody reads, are waited for no longer than that
+// either. Under a Windows service the log-off of a user is no interrupt.
 void WatchInterrupts();
 [[nodiscard]] bool Interrupted();
 
