@@ -4,8 +4,8 @@
 
 namespace platform {
 
-// The function of that name in a library of the system. Where the library cannot be loaded the program ends by
-// std::terminate, within an exception that says why.
+// The function of that name in a library of the system. Where the library cannot be loaded the program ends
+// by std::terminate, within an exception that says why.
 [[nodiscard]] void* LateFunction(const char* library, const char* name);
 
 }  // namespace platform

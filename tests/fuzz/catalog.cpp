@@ -117,7 +117,8 @@ void RunItemRow(std::string_view bytes) {
               row.Number(4) == static_cast<std::int64_t>(item.directory) &&
               row.Number(5) == static_cast<std::int64_t>(item.facts.size) && row.Number(6) == item.stored,
           "a row that is taken says what its record says", item.name);
-  Require(row.Bytes(1).size() == ItemKey(item.name).size(), "a row that is taken is found by its item's name", item.name);
+  Require(row.Bytes(1).size() == ItemKey(item.name).size(), "a row that is taken is found by its item's name",
+          item.name);
 }
 
 // All that is asked of a catalog without changing it. What an item needs is told only of an item that is

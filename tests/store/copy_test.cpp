@@ -290,11 +290,12 @@ TEST_P(CopyTest, ThatABackupFailedIsKnownInTheCopyToo) {
   for (const bool anew : {false, true}) {
     if (anew) {
       store.reset();
-      ASSERT_TRUE(Store::Rebuild(to_, [](const std::string& loss) { ADD_FAILURE() << loss; }, rebuilt));
+      ASSERT_TRUE(Store::Rebuild(
+          to_, [](const std::string& loss) { ADD_FAILURE() << loss; }, rebuilt));
     }
     ASSERT_TRUE(Store::Open(to_, Access::kRead, store));
-    for (const auto& [name, expected] : {std::pair(failed, true), std::pair(lost, true),
-                                         std::pair(std::string("ABC_1234567890"), false)}) {
+    for (const auto& [name, expected] :
+         {std::pair(failed, true), std::pair(lost, true), std::pair(std::string("ABC_1234567890"), false)}) {
       ASSERT_TRUE(store->Rows().FindSaveset(name, saveset) && saveset) << name;
       EXPECT_EQ(saveset->sessionFailed, expected) << name;
     }

@@ -89,7 +89,8 @@ TEST_F(ProgressRowTest, OfDeadProgramsNothingIsSeen) {
   EXPECT_EQ(Alive(), (std::vector<std::string>{"alive", "elsewhere"}));
   EXPECT_EQ(Listed().size(), 4u);
   store::DeadRuns dropped;
-  ASSERT_TRUE(store::EndDeadRuns(store_->Rows(), {store_->Objects(), store_->Secrets(), store_->Id()}, dropped));
+  ASSERT_TRUE(
+      store::EndDeadRuns(store_->Rows(), {store_->Objects(), store_->Secrets(), store_->Id()}, dropped));
   EXPECT_EQ(Listed().size(), 2u);
   EXPECT_EQ(dropped.runs, 0u) << "no backup was lost with them";
 }
