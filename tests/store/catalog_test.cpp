@@ -526,6 +526,20 @@ TEST_P(CatalogTest, ACatalogOfAnotherRepositoryIsNotTaken) {
   EXPECT_EQ(other.Prepare().What(), Kind::kDamaged);
 }
 
+// The one before has other keys where Windows has made it.
+TEST_P(CatalogTest, ACatalogOfTheVersionBeforeIsTakenWhereItsKeysAreTheSame) {
+  std::unique_ptr<SqlEngine> engine;
+  ASSERT_TRUE(backing_->Connect(engine));
+  ASSERT_TRUE(engine->Run("UPDATE catalog SET version = 2", {}));
+  Catalog before(std::move(engine), repository_);
+#ifdef _WIN32
+  EXPECT_EQ(before.Prepare().What(), Kind::kDamaged);
+#else
+  const Status prepared = before.Prepare();
+  EXPECT_TRUE(prepared) << prepared.Message();
+#endif
+}
+
 TEST_P(CatalogTest, ACatalogOfANewerReleaseIsLeftAlone) {
   std::unique_ptr<SqlEngine> engine;
   ASSERT_TRUE(backing_->Connect(engine));

@@ -18,7 +18,7 @@ platform::TextFile& Output() {
 }
 
 // A terminal may take UTF-8 whatever the environment says.
-const bool kMayBeUtf8 = platform::SeparatorOf("") == '/';
+const bool kMayBeUtf8 = platform::SeparatorOf("/") == '/';
 
 // What goes to no terminal is for programs, which get it as it is.
 std::string Shown(const std::string& line, platform::Standard stream) {

@@ -218,7 +218,7 @@ Status Catalog::Prepare() {
     return Status::Failed("the catalog was written by a newer release (version " + std::to_string(version) +
                           "): use the tools of that release");
   }
-  const bool sameKeys = version == kVersionOfOtherKeys && platform::SeparatorOf("") == '/';
+  const bool sameKeys = version == kVersionOfOtherKeys && platform::SeparatorOf("/") == '/';
   if (version != kSchemaVersion && !sameKeys) {
     return Status::Damaged("the catalog has version " + std::to_string(version) +
                            ", which this release does not read: make it anew with `korvo rebuild`");
