@@ -264,8 +264,22 @@ void World::BackUpAtOnce() {
   }
 }
 
+// The mover of a run that was killed goes on until it notices.
+void World::AwaitMovers() {
+  constexpr int kMostWaits = 600;
+  constexpr auto kWait = std::chrono::milliseconds(100);
+  int waits = 0;
+  while (!ProcessesOf("xfr", directory_.Path()).empty() && waits++ < kMostWaits) {
+    std::this_thread::sleep_for(kWait);
+  }
+  if (waits > kMostWaits) {
+    Wrong("a mover has outlived its run by a minute");
+  }
+}
+
 void World::Restore(const std::vector<Confirmed>& which, const Kill& kill) {
   ++figures_.restores;
+  AwaitMovers();
   const std::string back = directory_.File("back");
   fs::remove_all(back);
   std::vector<std::string> lines;

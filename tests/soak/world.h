@@ -56,6 +56,7 @@ class World {
 
   void Backup(const Kill& kill);
   void BackUpAtOnce();
+  void AwaitMovers();
   void Restore(const std::vector<Confirmed>& which, const Kill& kill);
   void RestoreSome(const Kill& kill);
   void Inquire();
