@@ -346,7 +346,18 @@ TEST_P(CatalogTest, DeletingNamesThePacksThatNobodyNeeds) {
   Catalog::Deleted again;
   ASSERT_TRUE(catalog_->DeleteMarked(now + 1) && catalog_->ListDeleted(again));
   EXPECT_EQ(again.packs, deleted.packs);
-  ASSERT_TRUE(catalog_->ForgetDeleted(deleted));
+  const auto refuse = [](const Uid& /*uid*/) { return Status::Failed("the place is gone"); };
+  EXPECT_FALSE(catalog_->ForgetDeletedPacks(deleted.packs, refuse));
+  std::vector<Uid> gone;
+  const auto remove = [&gone](const Uid& uid) {
+    gone.push_back(uid);
+    return Status();
+  };
+  ASSERT_TRUE(catalog_->ForgetDeletedPacks({first.packs[0], first.packs[1]}, remove));
+  EXPECT_EQ(gone, std::vector<Uid>{first.packs[1]}) << "the other one is needed";
+  ASSERT_TRUE(catalog_->ForgetDeletedSavesets(deleted.savesets, remove));
+  ASSERT_TRUE(catalog_->ForgetDeletedPacks(deleted.packs, remove));
+  EXPECT_EQ(gone.size(), 2U) << "each once";
   ASSERT_TRUE(catalog_->ListDeleted(again));
   EXPECT_TRUE(again.packs.empty() && again.savesets.empty());
 

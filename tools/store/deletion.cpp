@@ -72,37 +72,20 @@ Status Store::Protect(const std::string& saveset, bool isProtected) {
   return Explain(done.Within("saveset " + saveset));
 }
 
-// Packs first: as long as one of them is there, the objects tell whose it was.
+// The savesets are listed first: what they were in packs alone is named by then. The packs go first: as long
+// as one of them is there, the objects tell whose it was.
 Status Store::RemoveDeleted() {
   Catalog::Deleted deleted;
   if (Status listed = catalog_->ListDeleted(deleted); !listed) {
     return Explain(listed);
   }
-  if (deleted.packs.empty() && deleted.savesets.empty()) {
-    return {};
+  Status gone = catalog_->ForgetDeletedPacks(
+      deleted.packs, [this](const Uid& pack) { return place_->Delete(PackObject(pack)); });
+  if (gone) {
+    gone = catalog_->ForgetDeletedSavesets(
+        deleted.savesets, [this](const Uid& saveset) { return DeleteSavesetObjects(*place_, saveset); });
   }
-  for (const Uid& pack : deleted.packs) {
-    // A copy that another program makes may have brought it again since it was listed.
-    std::optional<PackFacts> again;
-    Status gone = catalog_->FindPackFacts(pack, again);
-    if (gone && !again) {
-      gone = place_->Delete(PackObject(pack));
-    }
-    if (!gone) {
-      return Explain(gone);
-    }
-  }
-  for (const Uid& saveset : deleted.savesets) {
-    bool again = false;
-    Status gone = catalog_->HasSavesetRow(saveset, again);
-    if (gone && !again) {
-      gone = DeleteSavesetObjects(*place_, saveset);
-    }
-    if (!gone) {
-      return Explain(gone);
-    }
-  }
-  return Explain(catalog_->ForgetDeleted(deleted));
+  return Explain(gone);
 }
 
 }  // namespace store

@@ -280,17 +280,20 @@ class Catalog {
   // Marks all of them or none; at once: as if that had been long ago, so that no grace is left.
   Status MarkTogether(const std::vector<std::int64_t>& savesets, bool atOnce);
   // Takes out the savesets that were marked at that time or before, in transactions that are each short: of
-  // so many items, and each names the packs that no item needs any more. Delete the objects that
-  // `ListDeleted` names, then `ForgetDeleted`. From its first transaction on a saveset is not found any more;
-  // one that was interrupted goes on with the next call.
+  // so many items, and each names the packs that no item needs any more. From its first transaction on a
+  // saveset is not found any more; one that was interrupted goes on with the next call.
+  Status DeleteMarked(std::int64_t markedBefore);
+  // What this deletion or an earlier one named and nobody has forgotten.
   struct Deleted {
     std::vector<Uid> savesets;
-    std::vector<Uid> packs;
+    std::vector<Uid> packs;  // also those of all these savesets
   };
-  Status DeleteMarked(std::int64_t markedBefore);
-  // What this deletion or an earlier one named and nobody has reported as gone.
   Status ListDeleted(Deleted& deleted);
-  Status ForgetDeleted(const Deleted& deleted);
+  // Forgets those of them that are still named. `deleteObject` deletes the objects of each within the
+  // transaction that forgets it, so that nobody brings it again meanwhile; it may be called twice for one.
+  using DeleteObject = std::function<Status(const Uid& uid)>;
+  Status ForgetDeletedPacks(const std::vector<Uid>& packs, const DeleteObject& deleteObject);
+  Status ForgetDeletedSavesets(const std::vector<Uid>& savesets, const DeleteObject& deleteObject);
 
   // ---- Checking ----
 

@@ -10,15 +10,18 @@ namespace {
 // So few that the spare room is enough for what they change.
 constexpr int kPortion = 100;
 
+// That no item needs the pack.
+const std::string kIsUnneeded =
+    "NOT EXISTS(SELECT 1 FROM item WHERE item.pack = pack.id) AND "
+    "NOT EXISTS(SELECT 1 FROM needs WHERE needs.pack = pack.id)";
+
 // Of the packs, those that no item needs are named as deleted; within a transaction.
 Status NameUnneeded(Catalog::Inside& inside, const std::set<std::int64_t>& packs, std::vector<Uid>& named) {
   for (const std::int64_t pack : packs) {
     std::vector<Uid> uid;
-    if (Status done =
-            inside.ListUids("UPDATE pack SET state = 3 WHERE id = $1 AND state IN (1, 2) AND "
-                            "NOT EXISTS(SELECT 1 FROM item WHERE item.pack = pack.id) AND "
-                            "NOT EXISTS(SELECT 1 FROM needs WHERE needs.pack = pack.id) RETURNING uid",
-                            {pack}, uid);
+    if (Status done = inside.ListUids("UPDATE pack SET state = 3 WHERE id = $1 AND state IN (1, 2) AND " +
+                                          kIsUnneeded + " RETURNING uid",
+                                      {pack}, uid);
         !done) {
       return done;
     }
@@ -59,13 +62,20 @@ Status ReadPortion(Catalog::Inside& inside, std::int64_t saveset, std::optional<
   return listed;
 }
 
-Status DeletePortion(Catalog::Inside& inside, std::int64_t saveset, const Portion& portion) {
-  for (const std::int64_t number : portion.numbers) {
-    for (const char* statement : {"DELETE FROM needs WHERE saveset = $1 AND number = $2",
-                                  "DELETE FROM item WHERE saveset = $1 AND number = $2"}) {
-      if (Status deleted = inside.Run(statement, {saveset, number}); !deleted) {
-        return deleted;
-      }
+Status DeletePortion(Catalog::Inside& inside, std::int64_t saveset, std::optional<std::int64_t> directory,
+                     const Portion& portion) {
+  if (portion.numbers.empty()) {
+    return {};
+  }
+  const std::string chosen =
+      " WHERE saveset = $1 AND number >= $2 AND number <= $3 AND (directory = $4 OR $4 = -1)";
+  const std::vector<SqlValue> values = {saveset, portion.numbers.front(), portion.numbers.back(),
+                                        directory.value_or(-1)};
+  for (const std::string& statement :
+       {"DELETE FROM needs WHERE saveset = $1 AND number IN (SELECT number FROM item" + chosen + ")",
+        "DELETE FROM item" + chosen}) {
+    if (Status deleted = inside.Run(statement, values); !deleted) {
+      return deleted;
     }
   }
   return inside.Run("UPDATE saveset SET bytes = bytes - $1 WHERE id = $2",
@@ -122,6 +132,32 @@ Status TakeSavesetOut(Catalog::Inside& inside, std::int64_t saveset) {
   });
 }
 
+// In portions, so that an interrupted deletion goes on where it was. Who deletes an object has its row out by
+// then: nobody else deletes it, and nobody brings it again before the transaction ends.
+Status Forget(Catalog::Inside& inside, const std::string& statement, const std::vector<Uid>& uids,
+              const Catalog::DeleteObject& deleteObject) {
+  constexpr std::size_t kObjects = 16;  // the transaction lasts as long as their deletion
+  for (std::size_t first = 0; first < uids.size(); first += kObjects) {
+    Status done = inside.Transact([&] {
+      for (std::size_t at = first; at < std::min(first + kObjects, uids.size()); ++at) {
+        std::vector<Uid> taken;
+        Status gone = inside.ListUids(statement, {uids[at].Bytes()}, taken);
+        if (gone && !taken.empty()) {
+          gone = deleteObject(uids[at]);
+        }
+        if (!gone) {
+          return gone;
+        }
+      }
+      return Status();
+    });
+    if (!done) {
+      return done;
+    }
+  }
+  return {};
+}
+
 }  // namespace
 
 Status Catalog::Inside::TakeItemsOut(std::int64_t saveset, std::optional<std::int64_t> directory,
@@ -136,7 +172,7 @@ Status Catalog::Inside::TakeItemsOut(std::int64_t saveset, std::optional<std::in
       if (Status read = ReadPortion(*this, saveset, directory, behind, portion); !read) {
         return read;
       }
-      if (Status deleted = DeletePortion(*this, saveset, portion); !deleted) {
+      if (Status deleted = DeletePortion(*this, saveset, directory, portion); !deleted) {
         return deleted;
       }
       return NameUnneeded(*this, portion.packs, named);
@@ -153,14 +189,8 @@ Status Catalog::Inside::TakeItemsOut(std::int64_t saveset, std::optional<std::in
 }
 
 Status Catalog::Inside::NameUnneededPacks(std::int64_t saveset) {
-  std::vector<std::int64_t> packs;
-  if (Status listed =
-          ListNumbers("SELECT id FROM pack WHERE saveset = $1 AND state IN (1, 2)", {saveset}, packs);
-      !listed) {
-    return listed;
-  }
-  std::vector<Uid> named;
-  return NameUnneeded(*this, {packs.begin(), packs.end()}, named);
+  return Run("UPDATE pack SET state = 3 WHERE saveset = $1 AND state IN (1, 2) AND " + kIsUnneeded,
+             {saveset});
 }
 
 Status Catalog::MarkSaveset(std::int64_t saveset, bool marked) {
@@ -226,29 +256,21 @@ Status Catalog::DeleteMarked(std::int64_t markedBefore) {
   return {};
 }
 
+// The savesets first: their packs are named before them.
 Status Catalog::ListDeleted(Deleted& deleted) {
-  const std::string packs = "SELECT uid FROM pack WHERE " + std::string(kIsDeleted);
-  if (Status listed = inside_->ListUids(packs, {}, deleted.packs); !listed) {
+  if (Status listed = inside_->ListUids("SELECT uid FROM deleted", {}, deleted.savesets); !listed) {
     return listed;
   }
-  return inside_->ListUids("SELECT uid FROM deleted", {}, deleted.savesets);
+  const std::string packs = "SELECT uid FROM pack WHERE " + std::string(kIsDeleted);
+  return inside_->ListUids(packs, {}, deleted.packs);
 }
 
-Status Catalog::ForgetDeleted(const Deleted& deleted) {
-  return inside_->Transact([&] {
-    for (const Uid& pack : deleted.packs) {
-      if (Status gone = inside_->Run("DELETE FROM pack WHERE uid = $1 AND state = 3", {pack.Bytes()});
-          !gone) {
-        return gone;
-      }
-    }
-    for (const Uid& saveset : deleted.savesets) {
-      if (Status gone = inside_->Run("DELETE FROM deleted WHERE uid = $1", {saveset.Bytes()}); !gone) {
-        return gone;
-      }
-    }
-    return Status();
-  });
+Status Catalog::ForgetDeletedPacks(const std::vector<Uid>& packs, const DeleteObject& deleteObject) {
+  return Forget(*inside_, "DELETE FROM pack WHERE uid = $1 AND state = 3 RETURNING uid", packs, deleteObject);
+}
+
+Status Catalog::ForgetDeletedSavesets(const std::vector<Uid>& savesets, const DeleteObject& deleteObject) {
+  return Forget(*inside_, "DELETE FROM deleted WHERE uid = $1 RETURNING uid", savesets, deleteObject);
 }
 
 }  // namespace store

@@ -2,101 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
-#include <deque>
-#include <optional>
-#include <unordered_map>
 
 #include "platform/platform.h"
 #include "store/names.h"
-#include "store/save/base.h"
-#include "store/save/committer.h"
-#include "store/save/file_saver.h"
-#include "store/save/pack_filler.h"
-#include "store/save/run_lease.h"
-#include "store/save/workers.h"
+#include "store/save/saveset_writer_inside.h"
 
 namespace store {
-namespace {
-
-using Clock = std::chrono::steady_clock;
-
-// Nobody waits longer for the line of a small item, as far as the disk allows.
-constexpr auto kLongestWait = std::chrono::milliseconds(500);
-
-}  // namespace
-
-class SavesetWriter::Inside {
- public:
-  Inside(Store& store, Confirm confirm, Again again)
-      : store_(store), confirm_(std::move(confirm)), again_(std::move(again)) {}
-
-  Status Begin(const std::string& name);
-  void LookAhead(const std::vector<std::string>& names);
-  Status Save(const std::string& name, platform::DataFile& source, Saved& saved);
-  Status BeginDirectory(const std::string& name, const platform::FileFacts& facts);
-  Status SaveInside(const std::string& name, platform::DataFile& source, Saved& saved);
-  Status AddInside(const std::string& name, ItemKind kind, const platform::FileFacts& facts,
-                   const std::string& link);
-  Status EndDirectory(bool whole);
-  Status Settle();
-  Status End(bool good, bool firstLevel, const std::string& why);
-
- private:
-  // What has to be known of a file until it is committed, to save it again.
-  struct Reopen {
-    platform::FileId id;
-    std::uint64_t directory = 0;
-  };
-
-  Item NewItem(const std::string& name, ItemKind kind, const platform::FileFacts& facts);
-  Status SaveFile(Item item, platform::DataFile& source, bool mayRefer, Saved& saved);
-  Status BeginSaving();
-  Status GiveUpFile();
-  void Complete(Item item, MapTree tree, bool waits);
-  Status Pace();
-  Status EndGroup();
-  void Deliver();
-  Status SaveAgain();
-  Status SaveAgain(const Item& old, const Reopen& how);
-  Status Finish();
-  Status DropDirectory();
-  void NoteParent(const Item& item);
-  Status FinishWithFirstLevel();
-  Status EndRun(Catalog& rows, bool clean, const std::string& why);
-  Status EndFailedRun();
-  Status Keep(Status status);
-  [[nodiscard]] bool IsOver() const { return !failure_; }
-
-  Store& store_;
-  Confirm confirm_;
-  Again again_;
-  Saveset saveset_;
-  Uid run_;
-  std::unique_ptr<RunHold> hold_;
-  std::unique_ptr<RunLease> lease_;  // where others cannot see the hold
-  std::unique_ptr<Workers> workers_;
-  std::unique_ptr<Committer> committer_;
-  std::unique_ptr<PackFiller> filler_;
-  std::unique_ptr<FileSaver> files_;
-  std::unique_ptr<BaseFinder> bases_;  // none if every backup stands alone
-  std::int64_t started_ = 0;
-  bool begun_ = false;
-  Status failure_;  // the first one of the store: nothing is done behind it
-
-  std::uint64_t numbers_ = 0;  // of items
-  std::optional<Clock::time_point> waitsSince_;
-  std::unordered_map<std::uint64_t, Reopen> referring_;  // by number: files that refer to packs of others
-  std::deque<Item> toSaveAgain_;
-  bool againFailed_ = false;
-
-  std::optional<Item> inDirectory_;
-  bool directoryFailed_ = false;
-
-  std::string parent_;      // in which every item is directly
-  bool scattered_ = false;  // there is no such directory
-  bool anyItem_ = false;
-  bool firstLevelAdded_ = false;
-};
 
 // ---- The beginning ---------------------------------------------------------------------------------------
 
@@ -249,7 +160,7 @@ void SavesetWriter::Inside::Complete(Item item, MapTree tree, bool waits) {
     anyItem_ = true;
   }
   if (waits && !waitsSince_) {
-    waitsSince_ = Clock::now();
+    waitsSince_ = std::chrono::steady_clock::now();
   }
   filler_->Complete(std::move(item), std::move(tree));
 }
@@ -258,7 +169,7 @@ void SavesetWriter::Inside::Complete(Item item, MapTree tree, bool waits) {
 
 // Between pieces and files: ends a pack that is full, and a group that waits too long.
 Status SavesetWriter::Inside::Pace() {
-  if (waitsSince_ && Clock::now() - *waitsSince_ >= kLongestWait) {
+  if (HasWaited()) {
     committer_->PreparePack();
     return EndGroup();
   }
@@ -352,181 +263,6 @@ Status SavesetWriter::Inside::Finish() {
     }
   } while (!toSaveAgain_.empty());
   return {};
-}
-
-// ---- Directories -----------------------------------------------------------------------------------------
-
-Status SavesetWriter::Inside::BeginDirectory(const std::string& name, const platform::FileFacts& facts) {
-  if (Status settled = Settle(); !settled) {
-    return settled;
-  }
-  inDirectory_ = NewItem(name, ItemKind::kDirectory, facts);
-  directoryFailed_ = false;
-  return {};
-}
-
-Status SavesetWriter::Inside::SaveInside(const std::string& name, platform::DataFile& source, Saved& saved) {
-  if (Status settled = Settle(); !settled) {
-    return settled;
-  }
-  if (Status done = Keep(SaveFile(NewItem(name, ItemKind::kFile, {}), source, true, saved)); !done) {
-    return done;
-  }
-  inDirectory_->entries += saved.trouble.empty() ? 1 : 0;
-  return {};
-}
-
-Status SavesetWriter::Inside::AddInside(const std::string& name, ItemKind kind,
-                                        const platform::FileFacts& facts, const std::string& link) {
-  if (IsOver()) {
-    return failure_;
-  }
-  Item item = NewItem(name, kind, facts);
-  item.link = link;
-  ++inDirectory_->entries;
-  Complete(std::move(item), {}, false);
-  return Keep(Pace());
-}
-
-Status SavesetWriter::Inside::EndDirectory(bool whole) {
-  if (IsOver()) {
-    return failure_;
-  }
-  if (!inDirectory_) {
-    return {};
-  }
-  // The directory's own record is the last: nothing of it may fail behind that.
-  if (whole && !referring_.empty()) {
-    if (Status finished = Keep(Finish()); !finished) {
-      return finished;
-    }
-  }
-  if (!whole || directoryFailed_) {
-    return Keep(DropDirectory());
-  }
-  Item directory = std::move(*inDirectory_);
-  inDirectory_.reset();
-  Complete(std::move(directory), {}, true);
-  return Keep(Pace());
-}
-
-Status SavesetWriter::Inside::DropDirectory() {
-  const std::uint64_t number = inDirectory_->number;
-  inDirectory_.reset();
-  std::erase_if(referring_, [number](const auto& file) { return file.second.directory == number; });
-  filler_->DropItemsOf(number);
-  if (!filler_->HasItems()) {
-    waitsSince_.reset();
-    if (Status dropped = filler_->DropPack(); !dropped) {
-      return dropped;
-    }
-  }
-  Status done = filler_->Drain();
-  done = done ? committer_->DropWaiting(filler_->NeededPacks()) : done;
-  done = done ? committer_->Wait() : done;
-  if (!done) {
-    return done;
-  }
-  Deliver();
-  std::erase_if(toSaveAgain_, [number](const Item& item) { return item.directory == number; });
-  std::vector<Uid> packs;
-  if (Status dropped = store_.Rows().DropDirectory(saveset_.id, number, packs); !dropped) {
-    return dropped;
-  }
-  return packs.empty() ? Status() : committer_->Delete(std::move(packs));
-}
-
-// ---- Waiting, and the end --------------------------------------------------------------------------------
-
-Status SavesetWriter::Inside::Settle() {
-  if (IsOver()) {
-    return failure_;
-  }
-  Deliver();
-  if (Status saved = Keep(SaveAgain()); !saved) {
-    return saved;
-  }
-  return waitsSince_ && Clock::now() - *waitsSince_ >= kLongestWait ? Keep(EndGroup()) : Status();
-}
-
-void SavesetWriter::Inside::NoteParent(const Item& item) {
-  std::string_view parent = ParentOf(item.name);
-  if (item.marker) {
-    parent = ParentOf(parent);
-  }
-  if (!anyItem_) {
-    parent_ = parent;
-  }
-  scattered_ = scattered_ || parent.empty() || ItemKey(parent) != ItemKey(parent_);
-}
-
-// The last item of a run that went well.
-Status SavesetWriter::Inside::FinishWithFirstLevel() {
-  do {
-    if (toSaveAgain_.empty() && !againFailed_) {
-      Complete(NewItem(parent_, ItemKind::kFirstLevel, {}), {}, false);
-      firstLevelAdded_ = true;
-    }
-    if (Status finished = Finish(); !finished) {
-      return finished;
-    }
-  } while (!firstLevelAdded_ && !againFailed_);
-  return {};
-}
-
-Status SavesetWriter::Inside::End(bool good, bool firstLevel, const std::string& why) {
-  if (!begun_) {
-    return {};
-  }
-  begun_ = false;
-  // Also an interrupt: what was not committed now is not.
-  if (inDirectory_ && failure_) {
-    failure_ = DropDirectory();
-  }
-  if (failure_) {
-    const bool isLevel = good && firstLevel && anyItem_ && !scattered_;
-    failure_ = isLevel ? FinishWithFirstLevel() : Finish();
-  }
-  if (failure_) {
-    failure_ = committer_->DropWaiting({});
-  }
-  if (failure_) {
-    failure_ = committer_->Wait();
-  }
-  return failure_ ? EndRun(store_.Rows(), good && !againFailed_, why) : EndFailedRun();
-}
-
-Status SavesetWriter::Inside::EndRun(Catalog& rows, bool clean, const std::string& why) {
-  lease_.reset();
-  const Status noted = clean ? store_.NoteGoodEnd(saveset_) : Status();
-  const Status ended = clean && noted ? rows.EndRun(run_, Mover::kEndedClean, "")
-                                      : rows.EndRun(run_, Mover::kEndedFailed, noted ? why : noted.Message());
-  return noted ? ended : noted;
-}
-
-// What the run announced and the catalog does not know as committed goes, as far as the failure lets it:
-// whoever opens the repository next does the rest. That is asked of a new connection, since a failed one is
-// not trusted; and objects go last, when no commit whose end nobody knows can name them any more.
-Status SavesetWriter::Inside::EndFailedRun() {
-  if (committer_ != nullptr) {
-    Deliver();
-  }
-  files_.reset();
-  filler_.reset();
-  committer_.reset();
-  std::unique_ptr<Catalog> rows;
-  std::vector<Uid> packs;
-  Catalog::Deleted deleted;
-  bool gone = static_cast<bool>(store_.Connect(rows)) && rows->ListAnnounced(run_, packs) &&
-              EndRun(*rows, false, failure_.Message()) && rows->ListDeleted(deleted);
-  for (const Uid& pack : packs) {
-    const bool named = std::find(deleted.packs.begin(), deleted.packs.end(), pack) != deleted.packs.end();
-    gone = gone && (!named || store_.Objects().Delete(PackObject(pack)));
-  }
-  if (gone) {
-    static_cast<void>(rows->ForgetAnnounced(packs));
-  }
-  return failure_;
 }
 
 // ---- The class -------------------------------------------------------------------------------------------
