@@ -5,194 +5,20 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "platform/data_file.h"
 #include "platform/failures.h"
 #include "platform/platform.h"
-#include "store/catalog/postgres_engine.h"
 #include "store/ini_file.h"
 #include "store/names.h"
+#include "store/server_keys.h"
 
 namespace store {
 namespace {
 
 constexpr const char* kDefaultSection = "DEFAULT";
-
-// ---- Values: each reader gives what would be right, or nothing if the value is ------------------
-
-bool ReadWholeNumber(std::string_view text, std::int64_t most, std::int64_t& number) {
-  number = 0;
-  for (const char digit : text) {
-    if (digit < '0' || digit > '9' || number > most) {
-      return false;
-    }
-    number = number * 10 + (digit - '0');
-  }
-  return !text.empty() && number <= most;
-}
-
-std::string ReadRepository(const std::string& value, ServerConfig& config) {
-  config.repository = std::string(WithoutEndSeparators(value));
-  if (NamesABucket(value)) {
-    return ReadBucket(value, config.bucket);
-  }
-  return platform::IsAbsolute(value) && !config.repository.empty()
-             ? ""
-             : "the full path of a directory is expected, or s3://bucket/prefix";
-}
-
-std::string ReadCatalogSchema(const std::string& value, ServerConfig& config) {
-  // Room for what is behind the name of an old or a new one (rebuild).
-  constexpr std::size_t kLongest = 50;
-  config.catalogSchema = value;
-  return value.size() <= kLongest && !value.starts_with("pg_")
-             ? ""
-             : "a name of at most 50 characters that does not begin with pg_ is expected";
-}
-
-std::string ReadCompression(const std::string& value, ServerConfig& config) {
-  constexpr int kMost = 19;
-  std::int64_t level = 0;
-  if (!ReadWholeNumber(value, kMost, level)) {
-    return "a number from 0 (none) to 19 (smallest, slowest) is expected";
-  }
-  config.compression = static_cast<int>(level);
-  return "";
-}
-
-std::string ReadDuration(const std::string& value, std::int64_t& seconds) {
-  constexpr std::int64_t kMost = 100 * 366;
-  constexpr std::array<std::pair<char, std::int64_t>, 4> kUnits = {
-      {{'s', 1}, {'m', 60}, {'h', 3600}, {'d', 86400}}};
-  std::string_view number = value;
-  std::int64_t unit = value == "0" ? 1 : 0;
-  for (const auto& [letter, length] : kUnits) {
-    if (value.ends_with(letter)) {
-      unit = length;
-      number.remove_suffix(1);
-    }
-  }
-  const bool good = unit != 0 && ReadWholeNumber(number, kMost * (86400 / unit), seconds);
-  seconds *= unit;
-  return good ? "" : "a whole number with its unit is expected, s, m, h or d as in 24h, of at most 100 years";
-}
-
-std::string ReadFreshAfter(const std::string& value, ServerConfig& config) {
-  return ReadDuration(value, config.freshAfter);
-}
-
-std::string ReadGrace(const std::string& value, ServerConfig& config) {
-  return ReadDuration(value, config.grace);
-}
-
-std::string ReadYesOrNo(const std::string& value, bool& yes) {
-  yes = value == "yes";
-  return value == "yes" || value == "no" ? "" : "yes or no is expected";
-}
-
-std::string ReadInPlace(const std::string& value, ServerConfig& config) {
-  return ReadYesOrNo(value, config.inPlace);
-}
-
-std::string ReadUser(const std::string& value, ServerConfig& config) {
-  config.user = value;
-  return value.find_first_of(":\"") == std::string::npos
-             ? ""
-             : "a name without a colon or double quote is expected";
-}
-
-// A double quote does not get through the command line in which a caller hands it over.
-std::string ReadPassword(const std::string& value, ServerConfig& config) {
-  config.password = value;
-  return value.find('"') == std::string::npos ? "" : "a password without a double quote is expected";
-}
-
-std::string ReadFilePath(const std::string& value, std::string& path) {
-  path = value;
-  return platform::IsAbsolute(value) ? "" : "the full path of a file is expected";
-}
-
-std::string ReadSecretFile(const std::string& value, ServerConfig& config) {
-  return ReadFilePath(value, config.secretFile);
-}
-
-std::string ReadKeyFile(const std::string& value, ServerConfig& config) {
-  return ReadFilePath(value, config.keyFile);
-}
-
-std::string ReadCatalog(const std::string& value, ServerConfig& config) {
-  if (value.find("://") == std::string::npos) {
-    const std::string wrong = ReadFilePath(value, config.catalog);
-    return wrong.empty() ? "" : wrong + ", or the address of a database: postgresql://host/database";
-  }
-  config.database = value;
-  return CheckPostgresUrl(value, config.databaseHasPassword);
-}
-
-// ---- The same for a bucket ----
-
-std::string ReadEndpointKey(const std::string& value, ServerConfig& config) {
-  return ReadEndpoint(value, config.bucket);
-}
-
-std::string ReadRegion(const std::string& value, ServerConfig& config) {
-  config.bucket.region = value;
-  return value.find_first_of(": /\t") == std::string::npos ? "" : "the name of a region is expected";
-}
-
-std::string ReadPathStyle(const std::string& value, ServerConfig& config) {
-  return ReadYesOrNo(value, config.bucket.pathStyle);
-}
-
-std::string ReadAccessKey(const std::string& value, ServerConfig& config) {
-  config.bucket.accessKey = value;
-  return "";
-}
-
-std::string ReadSecretKey(const std::string& value, ServerConfig& config) {
-  config.bucket.secretKey = value;
-  return "";
-}
-
-std::string ReadCredentialsFile(const std::string& value, ServerConfig& config) {
-  return ReadFilePath(value, config.bucket.credentialsFile);
-}
-
-std::string ReadCaFileKey(const std::string& value, ServerConfig& config) {
-  return ReadCaFile(value, config.bucket);
-}
-
-std::string ReadAllowHttp(const std::string& value, ServerConfig& config) {
-  return ReadYesOrNo(value, config.bucket.allowHttp);
-}
-
-struct KnownKey {
-  const char* name;
-  std::string (*read)(const std::string& value, ServerConfig& config);
-  bool secret = false;  // the value is never shown
-};
-
-// Sorted by what a person would look for first.
-constexpr std::array<KnownKey, 19> kKeys = {{{"repository", ReadRepository},
-                                             {"catalog", ReadCatalog, true},
-                                             {"catalog_schema", ReadCatalogSchema},
-                                             {"compression", ReadCompression},
-                                             {"fresh_after", ReadFreshAfter},
-                                             {"grace", ReadGrace},
-                                             {"in_place", ReadInPlace},
-                                             {"user", ReadUser},
-                                             {"password", ReadPassword, true},
-                                             {"secret_file", ReadSecretFile},
-                                             {"key_file", ReadKeyFile},
-                                             {"endpoint", ReadEndpointKey, true},
-                                             {"region", ReadRegion},
-                                             {"path_style", ReadPathStyle},
-                                             {"access_key", ReadAccessKey, true},
-                                             {"secret_key", ReadSecretKey, true},
-                                             {"credentials_file", ReadCredentialsFile},
-                                             {"ca_file", ReadCaFileKey},
-                                             {"allow_http", ReadAllowHttp}}};
 
 // ---- The section --------------------------------------------------------------------------------
 
@@ -216,14 +42,16 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 
 std::string Advice(const std::string& key) {
   constexpr std::size_t kClose = 3;
-  const auto* nearest = std::min_element(
-      kKeys.begin(), kKeys.end(),
-      [&key](const KnownKey& a, const KnownKey& b) { return Distance(a.name, key) < Distance(b.name, key); });
+  const std::span<const ServerKey> keys = ServerKeys();
+  const auto nearest =
+      std::min_element(keys.begin(), keys.end(), [&key](const ServerKey& a, const ServerKey& b) {
+        return Distance(a.name, key) < Distance(b.name, key);
+      });
   if (Distance(nearest->name, key) <= kClose) {
     return std::string("did you mean ") + nearest->name + "?";
   }
   std::string names;
-  for (const KnownKey& known : kKeys) {
+  for (const ServerKey& known : keys) {
     names += std::string(names.empty() ? "" : ", ") + known.name;
   }
   return "the keys are " + names;
@@ -231,9 +59,10 @@ std::string Advice(const std::string& key) {
 
 // A key that means nothing and that no value refers to is a typing error.
 Status CheckKeys(const IniFile& file, const ServerConfig& config) {
+  const std::span<const ServerKey> keys = ServerKeys();
   for (const std::string& key : file.Keys(config.section)) {
     const bool known =
-        std::any_of(kKeys.begin(), kKeys.end(), [&key](const KnownKey& one) { return key == one.name; });
+        std::any_of(keys.begin(), keys.end(), [&key](const ServerKey& one) { return key == one.name; });
     if (!known && !file.IsMacro(key)) {
       return Status::Failed(file.Where(config.section, key) + ": there is no key " + key + ": " +
                             Advice(key));
@@ -242,7 +71,7 @@ Status CheckKeys(const IniFile& file, const ServerConfig& config) {
   return {};
 }
 
-Status ReadKey(const IniFile& file, const KnownKey& key, ServerConfig& config) {
+Status ReadKey(const IniFile& file, const ServerKey& key, ServerConfig& config) {
   std::optional<std::string> value;
   if (Status found = file.Find(config.section, key.name, value); !found || !value) {
     return found;
@@ -307,7 +136,7 @@ Status ReadSection(const IniFile& file, ServerConfig& config) {
   if (Status keys = CheckKeys(file, config); !keys) {
     return keys;
   }
-  for (const KnownKey& key : kKeys) {
+  for (const ServerKey& key : ServerKeys()) {
     if (Status read = ReadKey(file, key, config); !read) {
       return read;
     }

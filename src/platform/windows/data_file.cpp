@@ -1,10 +1,8 @@
 #include "platform/data_file.h"
 
-#include <aclapi.h>
 #include <windows.h>
 
 #include <algorithm>
-#include <atomic>
 
 #include "platform/internal.h"
 #include "platform/windows/data_names.h"
@@ -43,52 +41,6 @@ void PrepareHole(HANDLE file, std::uint64_t offset) {
     DWORD got = 0;
     DeviceIoControl(file, FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &got, nullptr);
   }
-}
-
-struct LocalReleaser {
-  void operator()(void* memory) const { LocalFree(memory); }
-};
-
-// A file gets the access rights of the one whose place it takes, or those that its directory gives. A file
-// system without such rights has none to give.
-void TakeOverRights(std::wstring from, std::wstring to) {
-  PSECURITY_DESCRIPTOR found = nullptr;
-  const DWORD result = GetNamedSecurityInfoW(to.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
-                                             nullptr, nullptr, nullptr, &found);
-  const std::unique_ptr<void, LocalReleaser> descriptor(found);
-  if (result == ERROR_SUCCESS) {
-    SetSecurityDescriptorControl(found, SE_DACL_AUTO_INHERIT_REQ, SE_DACL_AUTO_INHERIT_REQ);
-    SetFileSecurityW(from.c_str(), DACL_SECURITY_INFORMATION, found);
-    return;
-  }
-  ACL none = {};
-  InitializeAcl(&none, sizeof none, ACL_REVISION);
-  SetNamedSecurityInfoW(from.data(), SE_FILE_OBJECT,
-                        DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION, nullptr, nullptr,
-                        &none, nullptr);
-}
-
-// A file that may not be written cannot be replaced or removed either. Gives the attributes it had.
-DWORD AllowWriting(const std::wstring& path) {
-  const DWORD attributes = GetFileAttributesW(path.c_str());
-  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
-    SetFileAttributesW(path.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
-  }
-  return attributes;
-}
-
-bool MakeOne(const std::string& path, DirectoryAccess access, std::string& why) {
-  SECURITY_ATTRIBUTES ownerAlone = internal::OwnerAloneDirectory();
-  if (CreateDirectoryW(internal::WidePath(path).c_str(),
-                       access == DirectoryAccess::kPrivate ? &ownerAlone : nullptr) != 0) {
-    return true;
-  }
-  const DWORD error = GetLastError();
-  if (LookUp(path).kind == PathKind::kDirectory) {
-    return true;
-  }
-  why = ErrorText(error);
-  return false;
 }
 
 HANDLE OpenRegular(const std::string& path, DWORD flags, std::string& why) {
@@ -368,67 +320,6 @@ bool DataFile::Close() {
   return handle == kNoHandle || CloseHandle(Handle(handle)) != 0 || Fail();
 }
 
-namespace {
-
-// Who looks at new files, for viruses or for an index, holds them for a moment. After a wait in vain there is
-// none until a rename succeeds: who holds files for longer holds many of them.
-bool MoveInTime(const std::wstring& source, const std::wstring& target, DWORD flags) {
-  constexpr ULONGLONG kLongestMoment = 2000;
-  constexpr DWORD kPause = 20;
-  static std::atomic<bool> waitedInVain = false;
-  const ULONGLONG begin = GetTickCount64();
-  while (MoveFileExW(source.c_str(), target.c_str(), flags) == 0) {
-    const DWORD error = GetLastError();
-    const DWORD attributes = GetFileAttributesW(target.c_str());
-    const bool directory =
-        attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    const bool held =
-        error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION;
-    const bool over = GetTickCount64() - begin >= kLongestMoment;
-    if (!held || directory || over || waitedInVain || Interrupted()) {
-      waitedInVain = waitedInVain || (held && over);
-      SetLastError(error);
-      return false;
-    }
-    Sleep(kPause);
-  }
-  waitedInVain = false;
-  return true;
-}
-
-bool Rename(const std::string& from, const std::string& to, DWORD flags, std::string& why) {
-  if (IsUnusableName(to, why)) {
-    return false;
-  }
-  const std::wstring source = internal::WidePath(from);
-  const std::wstring target = internal::WidePath(to);
-  const DWORD attributes =
-      (flags & MOVEFILE_REPLACE_EXISTING) != 0 ? AllowWriting(target) : INVALID_FILE_ATTRIBUTES;
-  const DWORD ownAttributes = GetFileAttributesW(source.c_str());
-  TakeOverRights(source, target);
-  // The right to write and the attribute are one thing to some file systems.
-  SetFileAttributesW(source.c_str(), ownAttributes);
-  if (MoveInTime(source, target, flags | MOVEFILE_WRITE_THROUGH)) {
-    return true;
-  }
-  why = ErrorText(GetLastError());
-  if (attributes != INVALID_FILE_ATTRIBUTES) {
-    SetFileAttributesW(target.c_str(), attributes);
-  }
-  AllowWriting(source);
-  return false;
-}
-
-}  // namespace
-
-bool ReplaceFile(const std::string& from, const std::string& to, std::string& why) {
-  return Rename(from, to, MOVEFILE_REPLACE_EXISTING, why);
-}
-
-bool MoveToNewName(const std::string& from, const std::string& to, std::string& why) {
-  return Rename(from, to, 0, why);
-}
-
 bool IsLocked(const std::string& path, bool& locked, std::string& why) {
   const HANDLE handle = CreateFileW(internal::WidePath(path).c_str(), GENERIC_READ, kShareAll, nullptr,
                                     OPEN_EXISTING, 0, nullptr);
@@ -446,84 +337,6 @@ bool IsLocked(const std::string& path, bool& locked, std::string& why) {
     why = ErrorText(error);
   }
   return free || locked;
-}
-
-// The system writes the names of a directory with its files, in an order that no power failure disturbs.
-// Where it lets us, they are written now; it does not say of every directory that it could not.
-bool SyncDirectory(const std::string& path, std::string& /*why*/) {
-  const HANDLE handle = CreateFileW(internal::WidePath(path).c_str(), GENERIC_WRITE, kShareAll, nullptr,
-                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-  if (handle != INVALID_HANDLE_VALUE) {
-    FlushFileBuffers(handle);
-    CloseHandle(handle);
-  }
-  return true;
-}
-
-bool SyncDirectoryChain(const std::string& path, std::string& why) {
-  // The root of a volume stands for all of it, and is in no directory whose names could be missing.
-  bool good = SyncDirectory(path, why);
-  for (std::string directory = DirectoryOf(path); good && directory != DirectoryOf(directory);
-       directory = DirectoryOf(directory)) {
-    good = SyncDirectory(directory, why);
-  }
-  return good;
-}
-
-bool MakeDirectories(const std::string& path, DirectoryAccess access, std::string& why,
-                     DirectorySync /*sync*/) {
-  if (IsUnusableName(path, why)) {
-    return false;
-  }
-  if (LookUp(path).kind == PathKind::kDirectory) {
-    return true;
-  }
-  const std::string native = internal::SystemPath(path);
-  std::vector<std::string> missing = {native};
-  for (std::string above = DirectoryOf(native); !Exists(above) && above != DirectoryOf(above);
-       above = DirectoryOf(above)) {
-    missing.push_back(above);
-  }
-  return std::all_of(missing.rbegin(), missing.rend(), [&](const std::string& directory) {
-    return LookUp(directory).kind == PathKind::kDirectory || MakeOne(directory, access, why);
-  });
-}
-
-bool FollowLinks(const std::string& path, std::string& target, std::string& why) {
-  target = path;
-  if (IsUnusableName(path, why)) {
-    return false;
-  }
-  const std::wstring native = internal::WidePath(path);
-  const DWORD attributes = GetFileAttributesW(native.c_str());
-  if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
-    return true;
-  }
-  const HANDLE handle =
-      CreateFileW(native.c_str(), 0, kShareAll, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) {
-    why = "it is a link that leads nowhere: " + ErrorText(GetLastError());
-    return false;
-  }
-  constexpr DWORD kLongestPath = 32768;
-  std::wstring text(kLongestPath, L'\0');
-  text.resize(GetFinalPathNameByHandleW(handle, text.data(), kLongestPath, FILE_NAME_NORMALIZED));
-  CloseHandle(handle);
-  // `\\?\C:\x`, or `\\?\UNC\computer\share\x`
-  constexpr std::wstring_view kLong = L"\\\\?\\";
-  constexpr std::wstring_view kLongShare = L"\\\\?\\UNC\\";
-  if (text.starts_with(kLongShare)) {
-    text.replace(0, kLongShare.size(), L"\\\\");
-  } else if (text.starts_with(kLong)) {
-    text.erase(0, kLong.size());
-  }
-  const std::optional<std::string> narrow = internal::Narrow(text);
-  if (!narrow) {
-    why = "it leads to a name that the code page of this system lacks: " + internal::Shown(text);
-    return false;
-  }
-  target = narrow->empty() ? path : *narrow;
-  return true;
 }
 
 }  // namespace platform

@@ -1,0 +1,72 @@
+#include "store/rebuild/old_catalog.h"
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "store/dead_runs.h"
+
+namespace store {
+namespace {
+
+// Of a catalog that many hosts share: its runs tell of themselves there. What cannot be read hinders nothing:
+// that is what this is for.
+Status RefuseRuns(Catalog& old, Place& place) {
+  std::vector<Run> runs;
+  std::int64_t now = 0;
+  if (!old.ListRuns(runs) || !old.Now(now)) {
+    return {};
+  }
+  Status done;
+  for (auto run = runs.begin(); done && run != runs.end(); ++run) {
+    bool over = false;
+    done = IsRunOver(old, place, *run, now, over);
+    if (done && !over) {
+      done = Status::Failed("a backup is running on " + run->process.host +
+                            ", or was killed there a few minutes ago: wait for its end, then call again");
+    }
+  }
+  return done;
+}
+
+// The new catalog knows no session: what the open ones mean has to be an object before.
+Status TakeSessions(Catalog& old, const ObjectShelf& shelf) {
+  std::vector<Session> broken;
+  bool alive = false;
+  if (!ListBrokenBackups(old, broken, alive)) {
+    return {};
+  }
+  Status done =
+      alive ? Status::Failed("a backup is not over: wait for the end of backint, then call again") : Status();
+  for (auto session = broken.begin(); done && session != broken.end(); ++session) {
+    // Its process may have closed it well between the look at its row and that at the process.
+    std::optional<Session> now;
+    if (old.FindSession(session->id, now) && now && !now->closed) {
+      done = NoteBackupFailed(old, shelf, session->id);
+      done = IsDamage(done) ? Status() : done;
+    }
+  }
+  return done;
+}
+
+}  // namespace
+
+Status LookAtOld(CatalogHome& home, const ObjectShelf& shelf) {
+  std::unique_ptr<SqlEngine> engine;
+  Uid other;
+  if (!home.Connect(MakeCatalog::kNever, engine)) {
+    return {};
+  }
+  if (IsOfAnother(*engine, shelf.repository, other)) {
+    return engine->IsShared()
+               ? Status::Failed("the catalog that the configuration names is another repository's (" +
+                                other.Hex() + "): let catalog_schema name another schema")
+               : Status();
+  }
+  const bool shared = engine->IsShared();
+  Catalog old(std::move(engine), shelf.repository);
+  Status done = shared ? RefuseRuns(old, shelf.place) : Status();
+  return done ? TakeSessions(old, shelf) : done;
+}
+
+}  // namespace store

@@ -1,0 +1,154 @@
+// Making the catalog anew from packs and saveset objects. The new one is made beside the old one and takes
+// its place when it is whole.
+#include <memory>
+
+#include "store/catalog_home.h"
+#include "store/open_store.h"
+#include "store/rebuild/object_import.h"
+#include "store/rebuild/old_catalog.h"
+#include "store/saveset_objects.h"
+#include "store/store.h"
+
+namespace store {
+namespace {
+
+using Tell = ObjectImport::Tell;
+
+Status RefuseRunning(const ServerConfig& config) {
+  bool alive = false;
+  if (Status asked = LocksOf(config).IsAnyAlive(alive); !asked) {
+    return asked;
+  }
+  return alive ? Status::Failed("a backup is running: wait for its end, then call again") : Status();
+}
+
+// The catalog has a copy of the repository's own object.
+Status RecoverObject(CatalogHome& home, Place& place, std::string& object) {
+  std::unique_ptr<SqlEngine> engine;
+  object.clear();
+  Status asked = home.Connect(MakeCatalog::kNever, engine);
+  if (asked) {
+    asked = Catalog::Found(*engine, object);
+  }
+  if (!asked || object.empty()) {
+    return Status::Damaged(
+        "its object \"repository\" is missing or damaged, and the catalog has no copy: bring the"
+        " file back from a copy of the repository");
+  }
+  if (Status put = place.Put(kRepositoryObject, object); !put) {
+    return put;
+  }
+  // Some systems replace no file that another program has open, and what is there is taken for the new one.
+  std::string there;
+  if (Status read = ReadRepositoryObject(place, there); !read) {
+    return read;
+  }
+  return there == object
+             ? Status()
+             : Status::Failed("its object \"repository\" cannot be replaced: another program reads it");
+}
+
+Status ReadObject(CatalogHome& home, Place& place, std::string& object, Store::Rebuilt& rebuilt) {
+  Uid id;
+  std::string keysPart;
+  Status read = ReadRepositoryObject(place, object);
+  if (read && !object.empty() && DecodeRepository(object, id, keysPart)) {
+    return {};
+  }
+  if (Status recovered = RecoverObject(home, place, object); !recovered) {
+    return recovered;
+  }
+  rebuilt.notes.emplace_back(
+      "the object \"repository\" was missing or damaged: it is back from the catalog's copy");
+  return {};
+}
+
+Status MakeNewCatalog(CatalogHome& home, const std::string& object, const ObjectShelf& shelf,
+                      const Tell& tell, Store::Rebuilt& rebuilt) {
+  std::unique_ptr<SqlEngine> engine;
+  if (Status begun = home.BeginNew(shelf.repository, engine); !begun) {
+    return begun;
+  }
+  if (Status looked = LookAtOld(home, shelf); !looked) {
+    return looked;
+  }
+  std::string same = object;
+  if (Status founded = Catalog::Found(*engine, same); !founded) {
+    return founded;
+  }
+  Catalog catalog(std::move(engine), shelf.repository);
+  if (Status prepared = catalog.Prepare(); !prepared) {
+    return prepared;
+  }
+  return ObjectImport(shelf, catalog, tell).Run(rebuilt);
+}
+
+// A catalog in a database stays there: other hosts may go on with it.
+Status RefuseFileForDatabase(const ServerConfig& config, Place& place) {
+  return config.database.empty() ? CheckCatalogIsMeant(config, place) : CheckSchemaIsMeant(config, place);
+}
+
+Status RebuildIn(const ServerConfig& config, Place& place, const Tell& tell, Store::Rebuilt& rebuilt) {
+  const std::unique_ptr<CatalogHome> home = CatalogHomeOf(config);
+  std::string object;
+  Uid id;
+  Keys keys;
+  Status done = RefuseRunning(config);
+  if (done) {
+    done = RefuseFileForDatabase(config, place);
+  }
+  if (done) {
+    done = ReadObject(*home, place, object, rebuilt);
+  }
+  if (done) {
+    done = ReadKeys(config, object, id, keys);
+  }
+  if (done) {
+    done = keys.CanSave();
+  }
+  if (done) {
+    done = CheckEncryptionIsMeant(config, keys);
+  }
+  if (done) {
+    done = MakeNewCatalog(*home, object, {place, keys, id}, tell, rebuilt);
+  }
+  if (done) {
+    done = RefuseRunning(config);
+  }
+  // First nobody may use an old catalog in a file any more.
+  if (done) {
+    done = NoteCatalog(config, place);
+  }
+  if (done) {
+    done = home->EndNew(rebuilt.oldCatalog);
+  }
+  if (!done) {
+    home->DropNew();
+  }
+  return done;
+}
+
+}  // namespace
+
+Status Store::Rebuild(const ServerConfig& config, const Tell& tell, Rebuilt& rebuilt) {
+  RepositoryState state = RepositoryState::kNone;
+  // What is damaged is what this is for.
+  Status looked = LookAtRepository(config, state);
+  if (!looked && looked.What() != Status::Kind::kDamaged) {
+    return looked;
+  }
+  if (looked && state == RepositoryState::kNone) {
+    return NoRepository(config);
+  }
+  const std::unique_ptr<Place> place = PlaceOf(config);
+  Status done = RebuildIn(config, *place, tell, rebuilt).Within("repository " + config.repository);
+  if (!done || rebuilt.unneeded == 0) {
+    return done;
+  }
+  rebuilt.notes.push_back("packs that no item needs, left by programs that were killed, are deleted: " +
+                          std::to_string(rebuilt.unneeded));
+  std::unique_ptr<Store> store;
+  return Open(config, Access::kWrite, store);
+}
+
+}  // namespace store
