@@ -5,6 +5,7 @@
 #include "store/command_line.h"
 #include "store/last_words.h"
 #include "store/store.h"
+#include "xfr/caller_watch.h"
 #include "xfr/report.h"
 #include "xfr/request.h"
 #include "xfr/restore.h"
@@ -67,6 +68,7 @@ int main(int argc, char** argv) {
   // The block that is under way is the last one then: what is committed stays, nothing half done does.
   platform::WatchInterrupts();
   EndWithItsReader();
+  const CallerWatch watch;
   Request request;
   std::unique_ptr<store::Store> store;
   if (const Status prepared = Prepare(argc, argv, request, store); !prepared) {

@@ -2,6 +2,7 @@
 // took. MEMORY_SCALE in the environment makes the backups so many times as large.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -98,6 +99,39 @@ TEST_F(PosixToolsOfTheServer, TheirLoginIsNotInTheListOfProcesses) {
     EXPECT_NE(shown.find("srv:***"), std::string::npos) << tool << ": " << shown;
     EXPECT_EQ(shown.find("somebody"), std::string::npos) << shown;
     EXPECT_EQ(shown.find("hush"), std::string::npos) << shown;
+  }
+}
+
+// ---- The caller ------------------------------------------------------------------------------------------
+
+// A shell that is called backint starts a mover, which waits for the catalog for ten minutes.
+TEST_F(PosixToolsOfTheServer, AMoverEndsSoonAfterTheBackintThatStartedIt) {
+  scenario_.WriteText("item", "x");
+  const std::string saveset = OpenJob();
+  const std::string caller = scenario_.Path("backint").string();
+  fs::copy_file("/bin/sh", caller);
+  const HeldCatalog held(scenario_.Path("repository/catalog.db"));
+  const std::string script = "'" + support::BuiltProgram("xfr") + "' -b -S " + server_ + " -s " + saveset +
+                             " item > /dev/null 2>&1 & echo $! > number; mv number mover; wait";
+  int mover = 0;
+  static_cast<void>(support::RunProgram(caller, {"-c", script}, scenario_.environment, scenario_.Directory(),
+                                        "", [&](int process) {
+                                          for (int tries = 0; mover == 0 && tries < 10'000; ++tries) {
+                                            usleep(1000);
+                                            std::ifstream(scenario_.Path("mover")) >> mover;
+                                          }
+                                          CommandLineWith("srv:***", mover);
+                                          kill(process, SIGKILL);
+                                        }));
+  const fs::path program = "/proc/" + std::to_string(mover) + "/exe";
+  std::error_code gone;
+  for (int tries = 0; !gone && tries < 2000; ++tries) {
+    usleep(10'000);
+    static_cast<void>(fs::read_symlink(program, gone));
+  }
+  EXPECT_TRUE(mover != 0 && gone) << "it outlived its caller by twenty seconds";
+  if (mover != 0 && !gone) {
+    kill(mover, SIGKILL);
   }
 }
 

@@ -1,0 +1,45 @@
+#include "xfr/caller_watch.h"
+
+#include <chrono>
+#include <string>
+#include <system_error>
+
+#include "platform/platform.h"
+
+CallerWatch::CallerWatch() {
+  std::string program;
+  if (!platform::ParentProcess(caller_, program) || program != "backint") {
+    return;
+  }
+  try {
+    thread_ = std::thread([this] { Look(); });
+  } catch (const std::system_error&) {
+    // Without a thread it still ends at the next line that it cannot report.
+  }
+}
+
+CallerWatch::~CallerWatch() {
+  if (!thread_.joinable()) {
+    return;
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    ending_ = true;
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+void CallerWatch::Look() {
+  constexpr auto kPause = std::chrono::seconds(1);
+  // One look may fail for want of something else.
+  constexpr int kLooks = 2;
+  int missed = 0;
+  std::unique_lock lock(mutex_);
+  while (missed < kLooks && !changed_.wait_for(lock, kPause, [this] { return ending_; })) {
+    missed = platform::IsRunning(caller_) == platform::Running::kNo ? missed + 1 : 0;
+  }
+  if (missed == kLooks) {
+    platform::InterruptThisProcess();
+  }
+}
