@@ -14,24 +14,25 @@ constexpr std::uint64_t kAllThatMayCome = 0;
 
 using internal::LockableFile;
 
-// When no time is left after an interrupt, one wait of a moment is worth it: what is reported then counts.
-// After one that was for nothing there is none until a lock is granted again.
-std::uint64_t LongestWait(bool waitedInVain) {
+// When no time is left after an interrupt, a few waits of a moment are worth it: what is reported then
+// counts.
+std::uint64_t LongestWait(int waitsInVain) {
+  constexpr int kMostWaitsInVain = 4;
   if (internal::MillisecondsLeft(internal::kNoTool) != 0) {
     return kLongestWaitMilliseconds;
   }
-  return waitedInVain ? 0 : kMomentMilliseconds;
+  return waitsInVain < kMostWaitsInVain ? kMomentMilliseconds : 0;
 }
 
 LockableFile::Lock LockWithin(const LockableFile& file, std::int64_t position, std::uint64_t length,
                               std::uint64_t startOfWait) {
-  static std::atomic<bool> waitedInVain = false;
+  static std::atomic<int> waitsInVain = 0;
   for (;;) {
     const LockableFile::Lock lock = file.TryLock(position, length);
     const bool over = lock == LockableFile::Lock::kHeldByAnother &&
-                      SteadyMilliseconds() - startOfWait >= LongestWait(waitedInVain);
+                      SteadyMilliseconds() - startOfWait >= LongestWait(waitsInVain);
     if (over || lock != LockableFile::Lock::kHeldByAnother) {
-      waitedInVain = over;
+      waitsInVain += over ? 1 : 0;
       return lock;
     }
     SleepMilliseconds(kPollMilliseconds);

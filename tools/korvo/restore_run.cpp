@@ -57,10 +57,37 @@ void RestoreRun::TakeNamed(const std::vector<std::string>& names) {
   std::set<std::string> taken;
   for (const std::string& name : names) {
     const std::string key = store::ItemKey(name);
-    if (!IsInOneOf(directories, key) && taken.insert(key).second) {
+    if (!taken.insert(key).second) {
+      continue;
+    }
+    if (platform::Interrupted()) {
+      placer_.Fail(directory_, Status::Interrupted());
+      return;
+    }
+    if (!IsInOneOf(directories, key)) {
       Take(name);
+    } else if (Status there = CheckIsThere(name); !there) {
+      placer_.Fail(name, there);
     }
   }
+}
+
+// Of a name that comes with its directory.
+Status RestoreRun::CheckIsThere(const std::string& name) {
+  std::optional<store::Item> item;
+  std::string directory;
+  bool is = false;
+  Status looked = reader_.Find(name, item);
+  if (looked && !item) {
+    looked = reader_.FindIn(name, directory, [&is](const store::Item& /*inside*/) {
+      is = true;
+      return Status::Interrupted();  // one is enough
+    });
+  }
+  if (is || (looked && item)) {
+    return {};
+  }
+  return looked ? Status::Missing("the saveset has no such item") : looked;
 }
 
 bool RestoreRun::IsOfDirectory(const std::string& name) {

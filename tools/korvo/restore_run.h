@@ -30,6 +30,7 @@ class RestoreRun {
 
  private:
   [[nodiscard]] bool IsOfDirectory(const std::string& name);
+  store::Status CheckIsThere(const std::string& name);
   void Take(const std::string& name);
   void TakeItem(const store::Item& item);
   void TakeDirectory(const std::string& name, const std::optional<store::Item>& item);

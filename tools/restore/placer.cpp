@@ -166,9 +166,15 @@ Status Placer::CheckRoomFor(Waiting& waiting) {
 
 // By any thread: touches nothing but this file.
 void Placer::Copy(Waiting& waiting) {
-  waiting.status =
-      waiting.inPlace ? waiting.file->CreateInPlace() : waiting.file->Create(rules_.replace, rules_.option);
+  if (!waiting.inPlace) {
+    waiting.status = waiting.file->Create(rules_.replace, rules_.option);
+  } else if (platform::Interrupted()) {
+    waiting.status = Status::Interrupted();  // before the file that stands there is emptied
+  } else {
+    waiting.status = waiting.file->CreateInPlace();
+  }
   if (!waiting.status) {
+    waiting.file.reset();  // nothing was written to what stands in its place
     return;
   }
   waiting.status = Fill(waiting);
@@ -229,8 +235,9 @@ Status Placer::MakeLinkAt(const store::Item& item, const std::string& place) {
   if (!(rules_.replace ? platform::ReplaceFile(beside, place, why)
                        : platform::MoveToNewName(beside, place, why))) {
     platform::RemoveFile(beside);
-    return Status::Failed(!rules_.replace && platform::ReadEntry(place, entry, why) ? WhyExists(rules_.option)
-                                                                                    : why);
+    std::string none;
+    const bool exists = !rules_.replace && platform::ReadEntry(place, entry, none);
+    return Status::Failed(exists ? WhyExists(rules_.option) : why);
   }
   return {};
 }

@@ -110,9 +110,10 @@ Status Replacement::TakePlace() {
   const bool taken = path_.empty() || (option_.empty() ? platform::ReplaceFile(path_, target_, why)
                                                        : platform::MoveToNewName(path_, target_, why));
   if (!taken) {
+    std::string none;
     platform::Entry entry;
-    return Status::Failed(!option_.empty() && platform::ReadEntry(target_, entry, why) ? WhyExists(option_)
-                                                                                       : why);
+    const bool exists = !option_.empty() && platform::ReadEntry(target_, entry, none);
+    return Status::Failed(exists ? WhyExists(option_) : why);
   }
   path_.clear();
   return {};

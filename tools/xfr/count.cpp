@@ -1,5 +1,6 @@
 #include "xfr/count.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -33,7 +34,7 @@ class SourceCount {
       return;
     }
     if (entry.kind == platform::EntryKind::kDirectory) {
-      AddDirectory(path);
+      AddDirectory(path, entry.id);
     } else if (entry.kind == platform::EntryKind::kFile) {
       sum_.Add(entry.facts.size);
     }
@@ -54,15 +55,22 @@ class SourceCount {
   [[nodiscard]] const Sum& Total() const { return sum_; }
 
  private:
-  void AddDirectory(const std::string& directory) {
+  // A volume may be mounted within itself.
+  void AddDirectory(const std::string& directory, const platform::FileId& id) {
+    if (std::find(way_.begin(), way_.end(), id) != way_.end()) {
+      return;
+    }
+    way_.push_back(id);
     const std::string before = WithSeparator(directory, platform::SeparatorOf(directory));
     static_cast<void>(platform::ListDirectory(
         directory, [&](std::string_view name) { AddEntry(before + std::string(name)); }));
+    way_.pop_back();
   }
 
   const OwnFiles& own_;
   const Ended& ended_;
   Sum sum_;
+  std::vector<platform::FileId> way_;  // down to the directory whose entries are counted
 };
 
 }  // namespace

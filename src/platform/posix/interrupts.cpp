@@ -139,7 +139,12 @@ void WatchInterrupts() {
 
 bool Interrupted() { return interrupted; }
 
-void InterruptThisProcess() { NoteInterrupt(SIGTERM); }
+// Not a second interrupt, which would end it at once.
+void InterruptThisProcess() {
+  if (!interrupted) {
+    NoteInterrupt(SIGTERM);
+  }
+}
 
 void LeaveInterruptsToCaller() {}
 
