@@ -87,7 +87,8 @@ class Filler {
     saveset.created = kStored;
     const store::ObjectShelf shelf = {place_, repository_.Secrets(), repository_.Id()};
     Check(PutSavesetBegin(shelf, saveset));
-    Check(PutSavesetEnd(shelf, saveset.uid, store::Mover::kEndedClean, kStored));
+    const auto items = static_cast<std::int64_t>(packs * itemsOfPack);
+    Check(PutSavesetEnd(shelf, saveset.uid, store::Mover::kEndedClean, items, kStored));
     Check(PutSavesetClosed(shelf, saveset.uid, store::State::kGood, kStored));
     for (std::uint64_t i = 0; i < packs; ++i) {
       AddPack(saveset.uid, i * itemsOfPack, itemsOfPack);
