@@ -2,6 +2,8 @@
 
 #include <array>
 #include <charconv>
+#include <chrono>
+#include <cstdio>
 #include <ctime>
 #include <utility>
 
@@ -15,13 +17,6 @@ constexpr std::int64_t kHour = 60 * kMinute;
 constexpr std::int64_t kDay = 24 * kHour;
 constexpr std::int64_t kWeek = 7 * kDay;
 
-std::string Format(const std::tm* parts, const char* format, std::int64_t seconds) {
-  std::array<char, 32> text = {};
-  return parts != nullptr && std::strftime(text.data(), text.size(), format, parts) > 0
-             ? text.data()
-             : std::to_string(seconds);
-}
-
 std::string CountOfUnit(std::int64_t number, const char* unit) {
   return Count(static_cast<std::uint64_t>(number), unit);
 }
@@ -30,12 +25,30 @@ std::string CountOfUnit(std::int64_t number, const char* unit) {
 
 std::string TimeText(std::int64_t seconds) {
   const auto time = static_cast<std::time_t>(seconds);
-  return Format(std::localtime(&time), "%Y-%m-%d %H:%M:%S", seconds);
+  const std::tm* parts = std::localtime(&time);
+  std::array<char, 32> text = {};
+  // Windows knows no local time before 1970.
+  return parts != nullptr && std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", parts) > 0
+             ? text.data()
+             : UtcText(seconds);
 }
 
 std::string UtcText(std::int64_t seconds) {
-  const auto time = static_cast<std::time_t>(seconds);
-  return Format(std::gmtime(&time), "%Y-%m-%dT%H:%M:%SZ", seconds);
+  constexpr std::int64_t kFirst = -62'135'596'800;  // the year 1
+  constexpr std::int64_t kLast = 253'402'300'799;   // the end of the year 9999
+  if (seconds < kFirst || seconds > kLast) {
+    return std::to_string(seconds);
+  }
+  const std::chrono::sys_seconds time{std::chrono::seconds(seconds)};
+  const auto day = std::chrono::floor<std::chrono::days>(time);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss clock(time - day);
+  std::array<char, 32> text = {};
+  std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
+  return text.data();
 }
 
 std::string DurationText(std::int64_t seconds) {

@@ -1,5 +1,7 @@
 // Deleting savesets: the catalog names what goes, then the objects go, then the catalog forgets them.
 // Wherever this is interrupted, the next deletion goes on.
+#include <algorithm>
+
 #include "store/saveset_objects.h"
 #include "store/store.h"
 
@@ -18,7 +20,8 @@ Status Store::DeleteMarked(std::int64_t graceSeconds) {
   if (Status told = catalog_->Now(now); !told) {
     return Explain(told);
   }
-  if (Status named = catalog_->DeleteMarked(now - graceSeconds); !named) {
+  // What is deleted at once was marked at 0, whatever the clock says.
+  if (Status named = catalog_->DeleteMarked(std::max<std::int64_t>(now - graceSeconds, 0)); !named) {
     return Explain(named);
   }
   return RemoveDeleted();

@@ -102,6 +102,10 @@ bool FreeSpace(const std::string& path, std::uint64_t& bytes, std::string& why) 
   if (statvfs(NativePath(path).c_str(), &status) != 0) {
     return Fail(why);
   }
+  if (status.f_blocks == 0) {
+    why = "the file system does not tell";
+    return false;
+  }
   bytes = static_cast<std::uint64_t>(status.f_bavail) * status.f_frsize;
   return true;
 }

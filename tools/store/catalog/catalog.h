@@ -212,6 +212,8 @@ class Catalog {
   using EachItem = std::function<Status(const Item& item)>;
   Status FindItemsIn(const Saveset& saveset, std::string_view asked, std::string& directory,
                      const EachItem& each);
+  // How many items are part of the directory that was saved whole under this number.
+  Status CountEntries(const Saveset& saveset, std::uint64_t directory, std::uint64_t& entries);
   // All items in the order of their saving; of several with one name the first.
   Status ListItems(const Saveset& saveset, const EachItem& each);
 

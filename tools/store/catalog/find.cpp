@@ -65,10 +65,12 @@ Status FindDirectory(Catalog::Inside& inside, const Saveset& saveset, const std:
 }
 
 // Reads a portion of items behind the place that `values` name; its condition and order are in `text`.
+// `lastKey` gets the key of the last row, which need not be the key that this system would make of the name.
 Status ReadPortion(Catalog::Inside& inside, const Saveset& saveset, const std::string& text,
-                   const std::vector<SqlValue>& values, std::vector<Item>& items) {
+                   const std::vector<SqlValue>& values, std::vector<Item>& items, std::string& lastKey) {
   items.clear();
   return inside.engine->Run(text, values, [&](const SqlRow& row) {
+    lastKey = row.Bytes(1);
     return ReadItem(row, 0, inside.repository, saveset.uid, items.emplace_back());
   });
 }
@@ -197,7 +199,9 @@ Status Catalog::FindItemsIn(const Saveset& saveset, std::string_view asked, std:
   std::string last = range.first;
   std::vector<Item> items;
   do {
-    if (Status read = ReadPortion(*inside_, saveset, text, {saveset.id, last, range.behind, kPortion}, items);
+    const std::string behind = last;
+    if (Status read =
+            ReadPortion(*inside_, saveset, text, {saveset.id, behind, range.behind, kPortion}, items, last);
         !read) {
       return read;
     }
@@ -207,9 +211,16 @@ Status Catalog::FindItemsIn(const Saveset& saveset, std::string_view asked, std:
     if (Status done = HandOut(items, each); !done) {
       return done;
     }
-    last = items.empty() ? last : ItemKey(items.back().name);
   } while (items.size() == kPortion);
   return {};
+}
+
+Status Catalog::CountEntries(const Saveset& saveset, std::uint64_t directory, std::uint64_t& entries) {
+  std::optional<std::int64_t> count;
+  Status counted = inside_->FindNumber("SELECT count(*) FROM item WHERE saveset = $1 AND directory = $2",
+                                       {saveset.id, Unsigned(directory)}, count);
+  entries = static_cast<std::uint64_t>(count.value_or(0));
+  return counted;
 }
 
 Status Catalog::ListItems(const Saveset& saveset, const EachItem& each) {
@@ -219,9 +230,11 @@ Status Catalog::ListItems(const Saveset& saveset, const EachItem& each) {
                            "i.key AND e.number < i.number)"
                            " ORDER BY i.number LIMIT $3";
   std::uint64_t last = 0;
+  std::string lastKey;
   std::vector<Item> items;
   do {
-    if (Status read = ReadPortion(*inside_, saveset, text, {saveset.id, Unsigned(last), kPortion}, items);
+    if (Status read =
+            ReadPortion(*inside_, saveset, text, {saveset.id, Unsigned(last), kPortion}, items, lastKey);
         !read) {
       return read;
     }

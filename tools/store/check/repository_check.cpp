@@ -174,7 +174,7 @@ Status RepositoryCheck::CheckPlace(std::vector<PackFacts>& packs) {
   };
   const auto right = std::stable_partition(packs.begin(), packs.end(), isWrong);
   for (auto pack = packs.begin(); pack != right; ++pack) {
-    pack->checked = 0;
+    pack->checked.reset();  // so that no scope leaves it out
   }
   for (const PackFacts& pack : packs) {
     there.erase(pack.uid);

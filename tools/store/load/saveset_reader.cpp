@@ -158,6 +158,10 @@ Status SavesetReader::Find(const std::string& asked, std::optional<Item>& item) 
   return inside_->store.Rows().FindItem(inside_->saveset, asked, item);
 }
 
+Status SavesetReader::CountEntries(std::uint64_t directory, std::uint64_t& entries) {
+  return inside_->store.Rows().CountEntries(inside_->saveset, directory, entries);
+}
+
 Status SavesetReader::FindIn(const std::string& asked, std::string& directory,
                              const Catalog::EachItem& each) {
   return inside_->store.Rows().FindItemsIn(inside_->saveset, asked, directory, each);

@@ -35,6 +35,9 @@ class SavesetReader {
   Status Find(const std::string& asked, std::optional<Item>& item);
   // What is in a directory (catalog.h tells).
   Status FindIn(const std::string& asked, std::string& directory, const Catalog::EachItem& each);
+  // How many items are part of the directory that was saved whole under this number, also those whose name
+  // another item of the saveset has, which `FindIn` does not hand out.
+  Status CountEntries(std::uint64_t directory, std::uint64_t& entries);
   // How many bytes of the item are no hole: what it takes on the disk. kDamaged as with `Copy`.
   Status RoomOf(const Item& item, std::uint64_t& bytes);
   // Writes the item's bytes into an empty file. When the status is good, they are all there, the very ones

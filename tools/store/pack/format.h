@@ -18,6 +18,8 @@ inline constexpr std::size_t kBlockSize = 2 * 1024 * 1024;
 inline constexpr std::size_t kLargestBlock = 16 * 1024 * 1024;
 
 // No pack has more than this: whoever reads one need not keep more.
+// A larger file is not saved: the tree of its map might not fit into a block.
+inline constexpr std::uint64_t kLargestFile = std::uint64_t{512} << 40;
 inline constexpr std::uint32_t kMostItemsOfPack = 64 * 1024;
 inline constexpr std::size_t kMostRecordsOfPack = 2 * kLargestBlock;  // bytes of all its records
 inline constexpr std::size_t kLargestTables = 64 * 1024 * 1024;

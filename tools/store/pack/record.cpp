@@ -2,6 +2,7 @@
 
 #include "store/base/bytes.h"
 #include "store/base/checksum.h"
+#include "store/pack/format.h"
 
 namespace store {
 namespace {
@@ -34,7 +35,7 @@ constexpr std::uint64_t kChanged = 4;
 constexpr std::size_t kHashFieldSize = 2 + Uid::kSize;
 constexpr std::uint32_t kNanoseconds = 1'000'000'000;
 // More than any map is for.
-constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 50;
+constexpr std::uint64_t kMostBytes = 2 * kLargestFile;
 
 Status Damaged() { return Status::Damaged("the record of an item is damaged"); }
 
@@ -152,7 +153,7 @@ bool TakeField(std::uint64_t tag, std::string_view bytes, Item& item, bool& know
       break;
     case kSize:
       item.facts.size = value.Varint();
-      good = item.facts.size <= kLargestFile;
+      good = item.facts.size <= kMostBytes;
       break;
     case kModified:
       good = TakeTime(value, item.facts.modified);

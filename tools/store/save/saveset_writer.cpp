@@ -111,6 +111,10 @@ Status SavesetWriter::Inside::SaveFile(Item item, platform::DataFile& source, bo
     return {};
   }
   item.facts = source.FactsAtOpening();
+  if (item.facts.size > kLargestFile) {
+    saved.trouble = "it is larger than 512 TiB: more than a repository takes";
+    return {};
+  }
   // Nobody waits for a large file, or fails with it.
   if (waitsSince_ && item.facts.size >= store_.Objects().BestObjectSize()) {
     committer_->PreparePack();
