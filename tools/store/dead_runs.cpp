@@ -171,7 +171,7 @@ Status NoteBackupFailed(Catalog& catalog, const ObjectShelf& shelf, std::int64_t
 
 Status ListBrokenBackups(Catalog& catalog, std::vector<Session>& broken, bool& alive) {
   std::vector<Session> owned;
-  Status done = ListForgotten(catalog, broken);
+  Status done = catalog.ListForgottenSessions(platform::ProcessSpace(), INT64_MAX, broken);
   if (done) {
     done = catalog.ListOwnedSessions(platform::ProcessSpace(), owned);
   }

@@ -35,8 +35,9 @@ Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead);
 // secret is missing.
 Status NoteBackupFailed(Catalog& catalog, const ObjectShelf& shelf, std::int64_t session);
 
-// Backups that were left open and that nobody will close, of a catalog that is only read. `alive` if a
-// program on this host is, or may be, at work in another one.
+// For a rebuild: the backups of an old catalog that nobody can close well any more. Those are the open ones
+// whose process is gone, and the open ones of other hosts in which no mover runs: the new catalog knows no
+// session. `alive` if a program on this host is, or may be, at work in another one.
 Status ListBrokenBackups(Catalog& catalog, std::vector<Session>& broken, bool& alive);
 
 // The runs under way whose process is alive, or may be on another machine.

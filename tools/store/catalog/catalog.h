@@ -152,6 +152,9 @@ class Catalog {
   // The same of all other hosts, if nothing was done in them since then and no run is under way.
   Status ListForgottenSessions(std::string_view host, std::int64_t since, std::vector<Session>& sessions);
 
+  // Backup sessions that were closed as failed.
+  Status ListFailedBackups(std::vector<std::int64_t>& sessions);
+
   // A new saveset of this name, or of the name with a number behind it if it is taken, and its backup job.
   // `saveset.uid`, `name`, `database` are given; `id`, `name` and `created` come back.
   Status OpenBackupJob(const NewJob& job, Saveset& saveset);

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <set>
 
+#include "platform/platform.h"
 #include "store/catalog/catalog_inside.h"
 
 namespace store {
@@ -132,27 +133,50 @@ Status TakeSavesetOut(Catalog::Inside& inside, std::int64_t saveset) {
   });
 }
 
-// In portions, so that an interrupted deletion goes on where it was. Who deletes an object has its row out by
-// then: nobody else deletes it, and nobody brings it again before the transaction ends.
+// Forgets the next ones, from `at` on, in one transaction, which lasts as long as the deletion of their
+// objects. Each row is out before its object is deleted: so nobody else deletes the object, and nobody brings
+// it again before the transaction ends.
+Status ForgetPortion(Catalog::Inside& inside, const std::string& statement, const std::vector<Uid>& uids,
+                     const Catalog::DeleteObject& deleteObject, std::size_t& at) {
+  constexpr std::size_t kObjects = 16;
+  constexpr std::uint64_t kMilliseconds = 200;
+  const std::size_t first = at;
+  return inside.Transact([&] {
+    const std::uint64_t begin = platform::SteadyMilliseconds();
+    // A deletion may wait for its server. It locks nothing but the rows that it takes out.
+    Status done = inside.engine->IsShared()
+                      ? inside.Run("SET LOCAL idle_in_transaction_session_timeout = '1h'", {})
+                      : Status();
+    for (at = first; done && at < std::min(first + kObjects, uids.size()) &&
+                     (at == first || platform::SteadyMilliseconds() - begin < kMilliseconds);
+         ++at) {
+      std::vector<Uid> taken;
+      done = inside.ListUids(statement, {uids[at].Bytes()}, taken);
+      if (done && !taken.empty()) {
+        done = deleteObject(uids[at]);
+      }
+    }
+    return done;
+  });
+}
+
+// In portions, so that an interrupted deletion goes on where it was.
 Status Forget(Catalog::Inside& inside, const std::string& statement, const std::vector<Uid>& uids,
               const Catalog::DeleteObject& deleteObject) {
-  constexpr std::size_t kObjects = 16;  // the transaction lasts as long as their deletion
-  for (std::size_t first = 0; first < uids.size(); first += kObjects) {
-    Status done = inside.Transact([&] {
-      for (std::size_t at = first; at < std::min(first + kObjects, uids.size()); ++at) {
-        std::vector<Uid> taken;
-        Status gone = inside.ListUids(statement, {uids[at].Bytes()}, taken);
-        if (gone && !taken.empty()) {
-          gone = deleteObject(uids[at]);
-        }
-        if (!gone) {
-          return gone;
-        }
-      }
-      return Status();
-    });
-    if (!done) {
+  constexpr std::uint64_t kShortestPause = 5;
+  constexpr std::uint64_t kLongestPause = 50;
+  for (std::size_t at = 0; at < uids.size();) {
+    const std::uint64_t begin = platform::SteadyMilliseconds();
+    if (Status done = ForgetPortion(inside, statement, uids, deleteObject, at); !done) {
       return done;
+    }
+    if (at < uids.size()) {
+      if (platform::Interrupted()) {
+        return Status::Interrupted();
+      }
+      // Others that wait for the catalog get their turn.
+      platform::SleepMilliseconds(static_cast<std::uint32_t>(
+          std::clamp(platform::SteadyMilliseconds() - begin, kShortestPause, kLongestPause)));
     }
   }
   return {};

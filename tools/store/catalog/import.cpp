@@ -175,12 +175,26 @@ Status DropLost(Catalog::Inside& inside, const ImportedSaveset& saveset, const s
 // the item was saved once more.
 Status DropReplaced(Catalog::Inside& inside, const ImportedSaveset& saveset) {
   std::vector<Lost> replaced;
-  Status found = FindLost(inside, saveset,
-                          "EXISTS(SELECT 1 FROM item l WHERE l.saveset = i.saveset AND l.key = i.key AND "
-                          "l.directory = i.directory AND l.number > i.number AND NOT EXISTS(SELECT 1 FROM "
-                          "needs n JOIN pack p ON p.id = n.pack WHERE n.saveset = l.saveset AND n.number = "
-                          "l.number AND p.state <> 1))",
-                          "", replaced);
+  std::set<std::pair<std::uint64_t, std::string>> there;  // directory and name of those with all their packs
+  // The latest first. Those of one key alone: they are found in an index, and are few.
+  Status found = inside.engine->Run(
+      "SELECT CASE WHEN EXISTS(SELECT 1 FROM needs n JOIN pack p ON p.id = n.pack WHERE n.saveset = "
+      "i.saveset "
+      "AND n.number = i.number AND p.state <> 1) THEN 0 ELSE 1 END, " +
+          kItemColumns +
+          " FROM item i WHERE i.saveset = $1 AND i.key IN (SELECT key FROM item WHERE saveset = $1 GROUP BY "
+          "key HAVING count(*) > 1) ORDER BY i.number DESC",
+      {saveset.id}, [&](const SqlRow& row) {
+        Item item;
+        Status read = ReadItem(row, 1, inside.repository, saveset.uid, item);
+        const std::pair<std::uint64_t, std::string> name(item.directory, item.name);
+        if (read && there.count(name) != 0) {
+          replaced.push_back({row.Number(1), item.name, ""});
+        } else if (read && row.Number(0) != 0) {
+          there.insert(name);
+        }
+        return read;
+      });
   return found ? DropLost(inside, saveset, replaced, [](const std::string& /*what*/) {}) : found;
 }
 

@@ -125,6 +125,11 @@ Status Catalog::ListForgottenSessions(std::string_view host, std::int64_t since,
       });
 }
 
+Status Catalog::ListFailedBackups(std::vector<std::int64_t>& sessions) {
+  return inside_->ListNumbers("SELECT id FROM session WHERE mode = 0 AND closed IS NOT NULL AND state = 3",
+                              {}, sessions);
+}
+
 Status Catalog::OpenBackupJob(const NewJob& job, Saveset& saveset) {
   const std::string proposed = saveset.name;
   return inside_->Transact([&] {

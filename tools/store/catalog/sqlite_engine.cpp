@@ -18,7 +18,9 @@ namespace store {
 namespace {
 
 constexpr int kApplication = 0x4b4f5256;
-constexpr std::uint64_t kMostBusyMilliseconds = 600'000;
+constexpr std::uint64_t kMostBusyMilliseconds = 1'200'000;
+// What is committed after an interrupt still counts.
+constexpr std::uint64_t kMostAfterInterrupt = 3000;
 constexpr std::uint32_t kMostPauseMilliseconds = 20;
 constexpr int kLongestValue = 256 * 1024 * 1024;
 constexpr int kLongestText = 100'000;
@@ -86,7 +88,8 @@ int Bind(sqlite3_stmt* statement, int place, const SqlValue& value) {
 int Wait(void* since, int count) {
   auto& began = *static_cast<std::uint64_t*>(since);
   began = count == 0 ? platform::SteadyMilliseconds() : began;
-  if (platform::Interrupted() || platform::SteadyMilliseconds() - began > kMostBusyMilliseconds) {
+  const std::uint64_t most = platform::Interrupted() ? kMostAfterInterrupt : kMostBusyMilliseconds;
+  if (platform::SteadyMilliseconds() - began > most) {
     return 0;
   }
   // Not in step with others that wait.

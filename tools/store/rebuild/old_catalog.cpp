@@ -29,6 +29,20 @@ Status RefuseRuns(Catalog& old, Place& place) {
   return done;
 }
 
+// Of one that failed long ago the object may be missing: the disk was full, or the secret was not there.
+Status TakeFailed(Catalog& old, const ObjectShelf& shelf) {
+  std::vector<std::int64_t> failed;
+  Status done;
+  if (!old.ListFailedBackups(failed)) {
+    return done;
+  }
+  for (auto session = failed.begin(); done && session != failed.end(); ++session) {
+    done = NoteBackupFailed(old, shelf, *session);
+    done = IsDamage(done) ? Status() : done;
+  }
+  return done;
+}
+
 // The new catalog knows no session: what the open ones mean has to be an object before.
 Status TakeSessions(Catalog& old, const ObjectShelf& shelf) {
   std::vector<Session> broken;
@@ -66,7 +80,10 @@ Status LookAtOld(CatalogHome& home, const ObjectShelf& shelf) {
   const bool shared = engine->IsShared();
   Catalog old(std::move(engine), shelf.repository);
   Status done = shared ? RefuseRuns(old, shelf.place) : Status();
-  return done ? TakeSessions(old, shelf) : done;
+  if (done) {
+    done = TakeSessions(old, shelf);
+  }
+  return done ? TakeFailed(old, shelf) : done;
 }
 
 }  // namespace store
