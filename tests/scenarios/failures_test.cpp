@@ -138,11 +138,11 @@ class FailingRun {
   // What was opened is closed once, as long as the tool can be started and heard.
   void JudgeCalls() const {
     for (const std::string what : {"", "job"}) {
-      const std::size_t opened = Count(outcome_.calls, " -b open" + what + (what.empty() ? " " : ":"));
-      const std::size_t closed = Count(outcome_.calls, " -b close" + what + ":");
+      const std::size_t opened = Count(outcome_.calls, " open" + what + (what.empty() ? " " : ":"));
+      const std::size_t closed = Count(outcome_.calls, " close" + what + ":");
       EXPECT_LE(closed, opened) << Join(outcome_.calls);
       // An answer for which there was no memory has not told which session it is.
-      const bool unknown = fault_.operation == "allocation" && Count(outcome_.calls, " -b openjob:") == 0;
+      const bool unknown = fault_.operation == "allocation" && Count(outcome_.calls, " openjob:") == 0;
       EXPECT_TRUE(closed == opened || unknown || Fails(kConversation)) << Join(outcome_.calls);
     }
     const Lines heard = scenario_.ReadText("heard");
