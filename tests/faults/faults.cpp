@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
+#include <stdexcept>
 #include <utility>
 
 namespace faults {
@@ -15,7 +17,6 @@ constexpr std::pair<How, const char*> kWays[] = {{How::kFails, "fails"}, {How::k
                                                  {How::kLost, "lost"},   {How::kSignal, "termination"}};
 
 std::atomic<bool> counting = false;
-std::atomic<bool> happened = false;
 std::atomic<Operation*> first = nullptr;
 // What is to happen. It is changed while nothing is counted, and read in the middle of an allocation.
 constinit Fault planned;
@@ -64,7 +65,6 @@ std::optional<How> Operation::Next() {
       std::strcmp(name_, planned.operation.c_str()) != 0) {
     return std::nullopt;
   }
-  happened = true;
   return planned.how == How::kShort && call > planned.call ? How::kNoRoom : planned.how;
 }
 
@@ -92,7 +92,6 @@ void Begin(const Fault& fault) {
   counting = false;
   Table::Reset();
   planned = fault;
-  happened = false;
   counting = true;
 }
 
@@ -103,8 +102,6 @@ Pause::Pause() : counted_(counting.exchange(false)) {}
 Pause::~Pause() { counting = counted_; }
 
 bool IsCounting() { return counting; }
-
-bool Happened() { return happened; }
 
 bool IsForGood() { return planned.forGood; }
 
@@ -121,6 +118,22 @@ std::size_t StepOf(std::size_t all, std::size_t usual) {
 #endif
   const char* step = std::getenv("SWEEP_STEP");
   return std::max<std::size_t>(step != nullptr ? std::strtoul(step, nullptr, 10) : all / usual, 1);
+}
+
+std::vector<Fault> Sample(const std::vector<Fault>& all, std::size_t usual) {
+  if (const char* only = std::getenv("SWEEP_FAULT")) {
+    return {FromText(only)};
+  }
+  std::vector<Fault> tried;
+  const std::size_t step = StepOf(all.size(), usual);
+  for (std::size_t i = step / 2; i < all.size(); i += step) {
+    tried.push_back(all[i]);
+  }
+  if (tried.empty()) {
+    throw std::runtime_error("there is no fault to try");
+  }
+  std::puts((std::to_string(tried.size()) + " of " + std::to_string(all.size()) + " faults").c_str());
+  return tried;
 }
 
 }  // namespace faults

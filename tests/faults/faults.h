@@ -45,8 +45,6 @@ class Pause {
   bool counted_;
 };
 [[nodiscard]] bool IsCounting();
-// Whether the fault has happened since `Begin`.
-[[nodiscard]] bool Happened();
 [[nodiscard]] bool IsForGood();
 // Each call of each operation since `Begin`, in each way in which it can go wrong.
 [[nodiscard]] std::vector<Fault> All();
@@ -54,6 +52,9 @@ class Pause {
 // Which of so many faults a test tries: about as many as `usual`, or one in so many as SWEEP_STEP says in the
 // environment (1: all).
 [[nodiscard]] std::size_t StepOf(std::size_t all, std::size_t usual);
+// The faults that a test tries, by `StepOf`; or the one that SWEEP_FAULT names in the environment. Prints how
+// many they are. Throws if there is none to try.
+[[nodiscard]] std::vector<Fault> Sample(const std::vector<Fault>& all, std::size_t usual);
 
 // One operation, for as long as the process lives. Its ways: a letter for each, of which a capital one can be
 // for good too: f(ails), n(o room), s(hort), i(nterrupted), l(ost), t(ermination signal).
