@@ -196,6 +196,10 @@ TEST(Names, EqualWithoutRegardToCaseAndSlashes) {
 }
 
 TEST(Time, IsTheLocalOne) {
+  // One of the systems has it from its C library.
+  if (std::filesystem::path::preferred_separator == '/') {
+    support::UseZone("XXX-12");
+  }
   platform::LocalTime now;
   std::tm expected = {};
   do {

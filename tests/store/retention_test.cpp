@@ -8,6 +8,8 @@
 #include <map>
 #include <random>
 
+#include "support/run_program.h"
+
 namespace store {
 namespace {
 
@@ -213,6 +215,7 @@ TEST(Retention, RandomHistoriesAgreeWithTheModel) {
 
 // A day of the owner's calendar, not of Greenwich.
 TEST(Retention, ADayIsTheLocalOne) {
+  support::UseZone("XXX-12");
   const auto at = [](int day, int hour) {
     std::tm time = {};
     time.tm_year = 126;

@@ -28,6 +28,9 @@ ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& a
 // Presses Ctrl-C for the program that a `meanwhile` was called for. False if that cannot be done.
 bool Interrupt(int process);
 
+// The C library's local time in this process is from now on that of a zone, as in XXX-12: twelve hours ahead.
+void UseZone(const std::string& zone);
+
 // The full path of one of the build's programs, given its name without ".exe".
 std::string BuiltProgram(const std::string& name);
 

@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -93,5 +95,10 @@ ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& a
 }
 
 bool Interrupt(int process) { return kill(process, SIGINT) == 0; }
+
+void UseZone(const std::string& zone) {
+  setenv("TZ", zone.c_str(), 1);
+  tzset();
+}
 
 }  // namespace support

@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <future>
 #include <optional>
 #include <regex>
@@ -100,6 +102,11 @@ bool Interrupt(int process) {
   FreeConsole();
   SetConsoleCtrlHandler(SurviveCtrlC, FALSE);
   return pressed;
+}
+
+void UseZone(const std::string& zone) {
+  _putenv(("TZ=" + zone).c_str());
+  _tzset();
 }
 
 ProgramRun RunProgram(const std::string& path, const std::vector<std::string>& arguments,
