@@ -51,6 +51,7 @@ TEST_F(DataFiles, HolesBeginAndEnd) {
   const std::string data(kPiece, 'x');
   ASSERT_TRUE(file->WriteAt(2 * kPiece, data.data(), data.size()));
   ASSERT_TRUE(file->WriteAt(5 * kPiece, data.data(), data.size()));
+  EXPECT_TRUE(file->WasCached(5 * kPiece, kPiece)) << "it has just been written";
   ASSERT_TRUE(file->SetSize(kSize));
   std::vector<std::uint64_t> edges;
   for (std::uint64_t place = 0; place < kSize;) {
@@ -116,22 +117,6 @@ TEST_F(DataFiles, ALockLastsAsLongAsItsOpening) {
   ASSERT_TRUE(platform::IsLocked(path, locked, why_));
   EXPECT_FALSE(locked);
   EXPECT_FALSE(platform::IsLocked(directory_.File("missing"), locked, why_));
-}
-
-// The bytes stay what they are, whatever the system does about these.
-TEST_F(DataFiles, HintsChangeNothing) {
-  const std::string data(1 << 20, 'x');
-  const auto file = Made("file");
-  ASSERT_TRUE(file->WriteAt(0, data.data(), data.size()));
-  file->AdviseSequential();
-  file->StartWriteback(0, data.size() / 2);
-  EXPECT_TRUE(file->Sync());
-  file->DropCache(0, 0);
-  std::string read(data.size(), '\0');
-  std::size_t got = 0;
-  EXPECT_TRUE(file->ReadAt(0, read.data(), read.size(), got));
-  EXPECT_TRUE(read == data);
-  EXPECT_TRUE(file->WasCached(0, data.size())) << "it has just been read";
 }
 
 TEST_F(DataFiles, SpaceAndDirectories) {
