@@ -64,9 +64,6 @@ TEST(ParameterKeys, HaveTheDefaultsThatTheDocumentsName) {
       EXPECT_EQ(Server().*key.field, "") << key.name;
     }
   }
-  EXPECT_EQ(Params().szSavesetSize, "50000");
-  EXPECT_EQ(Params().nTraceLevel, 3);
-  EXPECT_FALSE(Params().bDirectoryXfrUse);
 }
 
 }  // namespace
