@@ -1,7 +1,6 @@
 // The scenarios that are told in files under `data`.
 #include <gtest/gtest-spi.h>
 
-#include <algorithm>
 #include <sstream>
 
 #include "scenarios/story_run.h"
@@ -12,16 +11,9 @@ class Told : public testing::TestWithParam<ScenarioText> {};
 
 TEST_P(Told, Happens) { TellStory(GetParam()); }
 
-std::string NameOf(const testing::TestParamInfo<ScenarioText>& info) {
-  std::string name = info.param.file + '_' + info.param.title;
-  std::replace_if(
-      name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
-  return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Everywhere, Told, testing::ValuesIn(ReadScenarios(SCENARIO_DATA)), NameOf);
+INSTANTIATE_TEST_SUITE_P(Everywhere, Told, testing::ValuesIn(ReadScenarios(SCENARIO_DATA)), NameOfStory);
 INSTANTIATE_TEST_SUITE_P(Here, Told, testing::ValuesIn(ReadScenarios(SCENARIO_DATA "/" SCENARIO_SYSTEM)),
-                         NameOf);
+                         NameOfStory);
 
 // What a story that is wrong reports.
 std::string Failures(const std::string& text) {

@@ -472,3 +472,10 @@ void TellStory(const ScenarioText& story) {
   }
   run.Finish();
 }
+
+std::string NameOfStory(const testing::TestParamInfo<ScenarioText>& told) {
+  std::string name = told.param.file + '_' + told.param.title;
+  std::replace_if(
+      name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
+  return name;
+}
