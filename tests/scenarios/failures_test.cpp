@@ -59,11 +59,9 @@ class FailingRun {
     scenario_.environment["FAULT"] = faults::ToText(fault);
     scenario_.environment["FAULT_LIST"] = "list";
     scenario_.WriteText("in.lis", Join(story.input));
-    Lines options = Scenario::CallerOptions();
     const bool spooled =
         std::find(story.options.begin(), story.options.end(), "STDIN") != story.options.end();
-    options.insert(options.end(), story.options.begin(), story.options.end());
-    outcome_ = scenario_.Run(options, spooled ? Join(story.input) : "");
+    outcome_ = scenario_.Run(Scenario::CallerOptions(story.options), spooled ? Join(story.input) : "");
   }
 
   [[nodiscard]] const Outcome& Seen() const { return outcome_; }

@@ -168,9 +168,7 @@ class RandomLists : public RunFixture, public testing::WithParamInterface<int> {
 
   void RunList(const Lines& input, const std::string& function) {
     scenario_.WriteText("in.lis", Join(input));
-    Lines options = Scenario::CallerOptions();
-    options.insert(options.end(), {"-f", function});
-    const Outcome outcome = scenario_.Run(options);
+    const Outcome outcome = scenario_.Run(Scenario::CallerOptions({"-f", function}));
     EXPECT_EQ(Join(outcome.result), Join(expected_)) << Join(input) << scenario_.script;
     EXPECT_EQ(outcome.exitStatus, NumberOf(result_)) << Join(input) << scenario_.script;
     for (const auto& entry : fs::recursive_directory_iterator(scenario_.Directory())) {

@@ -357,11 +357,9 @@ class StoryRun {
 
   void Run(const std::string& options) {
     const bool only = options.rfind("only", 0) == 0;
-    Lines arguments(starter_.begin() + (starter_.empty() ? 0 : 1), starter_.end());
-    for (const Lines& more :
-         {only ? Lines() : Scenario::CallerOptions(), Words(options.substr(only ? 4 : 0))}) {
-      arguments.insert(arguments.end(), more.begin(), more.end());
-    }
+    const Lines words = Words(options.substr(only ? 4 : 0));
+    Lines arguments = only ? words : Scenario::CallerOptions(words);
+    arguments.insert(arguments.begin(), starter_.begin() + (starter_.empty() ? 0 : 1), starter_.end());
     const std::jthread peer([this](const std::stop_token& end) {
       while (!end.stop_requested() && peer_.Expected()) {
         peer_.Act();

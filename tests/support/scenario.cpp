@@ -189,8 +189,10 @@ bool Scenario::MoverIsGone() const {
   return platform::FileClaim::TryClaim(path, 0) != nullptr;
 }
 
-Lines Scenario::CallerOptions() {
-  return {"-u", "sap", "-p", "par.txt", "-i", "in.lis", "-o", "out\\result.lis"};
+Lines Scenario::CallerOptions(const Lines& more) {
+  Lines options = {"-u", "sap", "-p", "par.txt", "-i", "in.lis", "-o", "out\\result.lis"};
+  options.insert(options.end(), more.begin(), more.end());
+  return options;
 }
 
 Outcome Scenario::Run(const Lines& arguments, const std::string& standardInput) {

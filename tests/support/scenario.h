@@ -69,8 +69,8 @@ class Scenario {
   std::string program = support::BuiltProgram("backint");
   static std::string ToolsFolder();
 
-  // The options every caller gives: user, `par.txt`, `in.lis` and `out\result.lis`.
-  static Lines CallerOptions();
+  // The options every caller gives: user, `par.txt`, `in.lis` and `out\result.lis`; and these.
+  static Lines CallerOptions(const Lines& more = {});
 
   Outcome Run(const Lines& arguments, const std::string& standardInput = "");
 

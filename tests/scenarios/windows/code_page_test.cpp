@@ -17,9 +17,7 @@ TEST(WindowsCodePage, ADirectoryWithANameBeyondItIsNotSaved) {
     CloseHandle(file);
   }
   scenario.WriteText("in.lis", "data\n");
-  Lines options = Scenario::CallerOptions();
-  options.insert(options.end(), {"-f", "backup"});
-  const Outcome outcome = scenario.Run(options);
+  const Outcome outcome = scenario.Run(Scenario::CallerOptions({"-f", "backup"}));
   EXPECT_EQ(outcome.exitStatus, 2);
   EXPECT_EQ(outcome.result, (Lines{"#ERROR data"}));
   EXPECT_NE(

@@ -18,9 +18,7 @@ class WindowsServer : public testing::Test {
 
   void Run(const std::string& function, const std::string& line, const std::string& result) {
     scenario_.WriteText("in.lis", line + "\n");
-    Lines options = Scenario::CallerOptions();
-    options.insert(options.end(), {"-f", function});
-    const Outcome outcome = scenario_.Run(options);
+    const Outcome outcome = scenario_.Run(Scenario::CallerOptions({"-f", function}));
     EXPECT_EQ(outcome.exitStatus, 0);
     ASSERT_EQ(outcome.result.size(), 1U) << Join(outcome.result);
     EXPECT_EQ(outcome.result[0].substr(0, result.size()), result);
