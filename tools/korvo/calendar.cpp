@@ -1,5 +1,5 @@
-// The calendar of a report: weeks side by side, a cell for each day. Each state has a sign of its own too,
-// for those who cannot tell the colours, and for print.
+// The calendar of a report: weeks side by side, a cell for each day. Days with failed backups have a sign
+// besides their colour, for print and for people who cannot tell the colours apart.
 #include <array>
 #include <map>
 

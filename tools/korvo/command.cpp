@@ -16,7 +16,7 @@ void Describe(CLI::App& program) {
                            "Shows the version");
   program.set_help_flag("-h,--help", "Shows this text");
   program.require_subcommand(1);
-  // The library's words, in plainer ones.
+  // Plainer words instead of the library's.
   const auto words = program.get_formatter();
   words->label("SUBCOMMAND", "COMMAND SERVER ...");
   words->label("Positionals", "Operands");
@@ -28,7 +28,7 @@ void Describe(CLI::App& program) {
       "attention, 2 the command could not do its work. korvo COMMAND --help tells more.");
 }
 
-// The library's sentences, with where to look.
+// The library's message, and where to find help.
 std::string FailureText(const CLI::App* program, const CLI::Error& error) {
   std::string command = "korvo";
   if (program->get_subcommands().empty() && program->remaining_size() > 0) {
@@ -44,7 +44,7 @@ std::string FailureText(const CLI::App* program, const CLI::Error& error) {
   return std::string("korvo: ") + error.what() + ". " + command + " --help tells how it is called.\n";
 }
 
-// A variable that a script forgot to set must not mean all.
+// An empty value is refused: a variable that a script forgot to set must not mean `all`.
 CLI::Validator NotEmpty() {
   return {[](const std::string& text) { return text.empty() ? std::string("a value is missing") : ""; }, ""};
 }

@@ -1,4 +1,4 @@
-// The commands of korvo, one in a file. Each adds itself to the program's command line.
+// The commands of korvo, one in a file (`keep` is in protect.cpp). Each adds itself to the command line.
 #pragma once
 
 #include "korvo/command.h"

@@ -22,7 +22,7 @@ struct Options {
   bool quiet = false;
 };
 
-// What is damaged and therefore stays behind.
+// What is damaged and therefore not copied.
 struct LeftOut {
   Json damages = Json::Array();
   std::uint64_t items = 0;
@@ -47,7 +47,7 @@ store::CheckListener Listener(const Options& options, LeftOut& left) {
   return listener;
 }
 
-// A second repository has another place, and another catalog.
+// The second repository must have another place and another catalog.
 store::Status CheckIsAnother(const Options& options, const store::ServerConfig& from,
                              const store::ServerConfig& to) {
   if (to.repository == from.repository && to.bucket.endpoint == from.bucket.endpoint) {
@@ -120,7 +120,7 @@ int Copy(const Options& options) {
   if (done) {
     store::ProgressRow gives(*from, store::RunProgress::kCopyingTool, nullptr);
     store::ProgressRow takes(*to, store::RunProgress::kCopyingTool, nullptr);
-    takes.Tell();  // a check of that repository wants to know it at once
+    takes.Tell();  // a check of that repository must know of the copy at once
     const auto tell = [&] {
       gives.Tell();
       takes.Tell();

@@ -23,7 +23,7 @@ std::string SavesetCount(std::uint64_t number) { return Count(number, "saveset")
 
 // ---- Telling -------------------------------------------------------------------------------------
 
-// Without a time in which they can be kept the marked ones go with the same command.
+// Without a grace period, the same command also deletes what it marks.
 bool IsAtOnce(const Options& options, const store::Store& store) {
   return options.question.now || store.Config().grace == 0;
 }
@@ -74,8 +74,8 @@ void TellPrograms(const Options& options, const ExpirePlan& plan, const store::S
 
 // ---- Doing ---------------------------------------------------------------------------------------
 
-// The savesets of one session go in one step. What somebody began to use meanwhile stays, and its session,
-// and ends the command.
+// The savesets of one session are marked in one step. If somebody began to use one meanwhile, the whole
+// session stays, and the command fails.
 store::Status Delete(const Options& options, store::Store& store, const ExpirePlan& plan) {
   for (const std::vector<store::Saveset>& session : plan.GoingBySession()) {
     if (store::Status marked = store.MarkTogether(session, options.question.now); !marked) {
@@ -90,14 +90,14 @@ store::Status Work(const Options& options, store::Store& store, ExpirePlan& plan
   return done && options.doDelete ? Delete(options, store, plan) : done;
 }
 
-// On a full disk the catalog cannot be written before the room is given up that is kept for that.
+// On a full disk the catalog cannot be written until the spare room, which is kept for this, is given up.
 store::Status WorkOnAnyDisk(const Options& options, std::unique_ptr<store::Store>& store, ExpirePlan& plan) {
   if (!options.doDelete) {
     return Work(options, *store, plan);
   }
   store::Status done = store->Rows().CanWrite() ? Work(options, *store, plan)
                                                 : store::Status::NoRoom("the catalog cannot be written");
-  // It would be gone for nothing with a mark, which frees no room.
+  // A mark alone frees no room, so the spare room would be given up for nothing.
   if (done.What() == store::Status::Kind::kNoRoom && !IsAtOnce(options, *store)) {
     return store::Status::NoRoom(done.Message() +
                                  ". On a full disk --now deletes at once, with room that is kept for that");

@@ -14,7 +14,7 @@ using store::Kept;
 using store::Saveset;
 using store::Status;
 
-// The savesets of the database and pool, and others of the same sessions.
+// Lists the savesets of the database and pool, and all others of the same sessions.
 Status ListCandidates(const ExpireQuestion& question, store::Store& store,
                       std::vector<Candidate>& candidates) {
   std::vector<Saveset> all;
@@ -64,7 +64,8 @@ Status PlanByRules(const ExpireQuestion& question, store::Store& store, ExpirePl
   Status applied = ApplyRetention(candidates, question.rules, now, store::LocalDayOf, holdsNewest, kept);
   for (std::size_t i = 0; i < kept.size(); ++i) {
     const Saveset& saveset = candidates[i].saveset;
-    // A mark of an earlier rule stays as it is where this one would keep the saveset.
+    // A saveset that an earlier rule marked keeps its mark. It goes now only with `--now`, and not if
+    // `--keep-within` would keep it.
     const bool young = question.rules.within && saveset.created >= now - *question.rules.within;
     if ((!saveset.marked || (question.now && !young)) && !candidates[i].notAsked) {
       plan.entries.push_back({candidates[i].saveset, kept[i], kept[i].empty()});

@@ -1,4 +1,4 @@
-// What `korvo expire` is asked to do, and what that comes to.
+// What `korvo expire` is asked to do, and the resulting plan.
 #pragma once
 
 #include <cstdint>
@@ -15,11 +15,11 @@ struct ExpireQuestion {
   std::string database;
   std::string pool;  // empty: all
   store::RetentionRules rules;
-  bool evenNewest = false;
-  std::string saveset;  // instead of the above
-  bool now = false;     // also what is marked already goes
+  bool evenNewest = false;  // also delete the newest good copies of files
+  std::string saveset;      // goes, instead of all of the above
+  bool now = false;         // delete at once, and also what is marked already
 };
-// Says what is missing, or does not go together.
+// Not good if something in the question is missing or does not go together.
 store::Status CheckQuestion(const ExpireQuestion& question);
 
 struct ExpireEntry {
@@ -29,15 +29,18 @@ struct ExpireEntry {
 };
 
 struct ExpirePlan {
-  std::vector<ExpireEntry> entries;  // newest first; those that are marked already only if they go now
-  std::uint64_t room = 0;            // bytes that come back
+  std::vector<ExpireEntry> entries;  // newest first; marked ones only if they can go now
+  std::uint64_t room = 0;            // bytes that become free
   [[nodiscard]] std::vector<store::Saveset> Going() const;
+  // The same, grouped by session.
   [[nodiscard]] std::vector<std::vector<store::Saveset>> GoingBySession() const;
 };
+// Changes nothing. Fails if no saveset matches, or if `question.saveset` is in use or protected.
 store::Status MakeExpirePlan(const ExpireQuestion& question, store::Store& store, ExpirePlan& plan);
 
-// `last`, `in_use` ...: for programs; and all of them for people.
+// The name of one reason, for programs: `last`, `in_use` ...
 [[nodiscard]] std::string KeptName(store::Kept kept);
+// All reasons in one text, for people.
 [[nodiscard]] std::string KeptText(const std::set<store::Kept>& kept);
 
 }  // namespace korvo

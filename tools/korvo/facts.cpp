@@ -39,7 +39,7 @@ void TakePacks(const std::vector<Catalog::PackSum>& sums, Facts& facts) {
   }
 }
 
-// The first saveset of the newest session of which all went well.
+// The first saveset of the newest session that went well as a whole.
 const Backup* NewestGood(const std::vector<const Backup*>& backups) {
   std::vector<Saveset> savesets;
   savesets.reserve(backups.size());

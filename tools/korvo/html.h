@@ -1,4 +1,4 @@
-// Pieces of pages.
+// Text and dates for HTML pages.
 #pragma once
 
 #include <string>
@@ -6,12 +6,12 @@
 
 namespace korvo {
 
-// Text as HTML and SVG have it, in and outside of attributes.
+// The text escaped for HTML and SVG, inside and outside of attributes, in UTF-8.
 [[nodiscard]] std::string Html(std::string_view text);
 
-// A day of the calendar in local time, counted from 1970-01-01.
+// The local calendar day of a time (seconds since 1970), as the number of days since 1970-01-01.
 [[nodiscard]] long DayOf(std::int64_t seconds);
-// `25 Nov 2026`, `25 Nov`, `Nov`
+// The forms of a day: `25 Nov 2026`, `25 Nov`, `Nov`.
 enum class DayForm { kWhole, kShort, kMonth };
 [[nodiscard]] std::string DayText(long day, DayForm form);
 // 0 is Monday.

@@ -8,13 +8,13 @@
 
 namespace korvo {
 
-// `1.2 GiB`; a word for what is no file.
+// `1.2 GiB` for a file, otherwise `directory` or `link`.
 [[nodiscard]] std::string ItemSize(const store::Item& item);
-// When it was last changed; nothing for a first level, which stands for its name alone.
+// When it was last changed, in local time. Empty for a first level, of which only the name was saved.
 [[nodiscard]] std::string ItemTime(const store::Item& item);
-// The name; with the text of a link behind it.
+// The name; for a link `NAME -> TARGET`.
 [[nodiscard]] std::string ItemName(const store::Item& item);
-// name, kind (file, directory, link, first_level), size, modified, and of a link its target.
+// Members: name, kind (file, directory, link, first_level), size, modified, and for a link target.
 [[nodiscard]] Json JsonItem(const store::Item& item);
 
 }  // namespace korvo

@@ -95,7 +95,7 @@ Json JsonSaveset(const store::Saveset& saveset) {
 void PrintJson(const Json& document) { PrintBytes(JsonAsText(document, kIndent) + "\n"); }
 
 JsonList::JsonList(const Json& head, const std::string& key) {
-  // Its end, a line of one brace, comes behind the list.
+  // The last line of the head, a brace, comes after the list.
   std::string text = JsonAsText(head, kIndent);
   text.erase(text.size() - 2);
   PrintBytes(text + ",\n  " + JsonAsText(key) + ": [");

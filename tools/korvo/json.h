@@ -1,6 +1,6 @@
-// What a command tells, for programs: one JSON document on standard output. Keys are stable and in snake
-// case, times are RFC 3339 text in UTC, sizes are bytes. The library that writes it (nlohmann-json) is known
-// to json.cpp alone: every file that uses it takes five times as long to compile.
+// What a command tells programs: one JSON document on standard output. Keys are stable and in snake case.
+// Times are RFC 3339 text in UTC, sizes are bytes. Only json.cpp includes the library that writes JSON
+// (nlohmann-json): every file that includes it takes five times as long to compile.
 #pragma once
 
 #include <concepts>
@@ -18,7 +18,7 @@ namespace korvo {
 
 class Json;
 
-// A template, so that it is made when a value is known whole, which one of it is a part of.
+// A template, because a Json contains such members: it is instantiated only once Json is complete.
 template <class T>
 struct Named {
   std::string name;
@@ -46,11 +46,12 @@ class Json {
   Json(std::initializer_list<JsonMember> members);
   static Json Array();
 
-  // A member of an object, which is added if there is none; all members of another object.
+  // Only for an object. The member with this name; it is added, as null, if there is none.
   Json& operator[](const std::string& name);
+  // Only for objects. Adds all members of `object`, or replaces those of the same names.
   void Update(const Json& object);
 
-  // The elements of a list.
+  // Only for a list. `Last` needs at least one element.
   void Add(Json element);
   [[nodiscard]] bool IsEmpty() const;
   [[nodiscard]] Json& Last();
@@ -61,27 +62,29 @@ class Json {
   Value value_;
 };
 
-// Text as JSON takes it: in UTF-8, with U+FFFD for bytes that are no part of any character.
+// Text in UTF-8, as JSON needs it. Each byte that is not part of a character becomes U+FFFD.
 [[nodiscard]] Json JsonText(std::string_view text);
+// Seconds since 1970 as text; null without a value.
 [[nodiscard]] Json JsonTime(std::int64_t seconds);
 [[nodiscard]] Json JsonTime(const std::optional<std::int64_t>& seconds);
-// What is known of a saveset: name, database, pool, created, ended, state, protected, marked, backup_failed,
-// items, bytes.
+// What is known of a saveset: name, database, pool, created, ended, state, reason, protected, marked,
+// backup_failed, items, bytes.
 [[nodiscard]] Json JsonSaveset(const store::Saveset& saveset);
 
-// On one line, or indented by so many blanks a level.
+// The document on one line, or indented by `indent` blanks per level.
 [[nodiscard]] std::string JsonAsText(const Json& json, std::optional<int> indent = {});
 
-// The whole document.
+// Prints the whole document, indented.
 void PrintJson(const Json& document);
 
-// A document whose last member is a list that may be too long for the memory: each element is printed as it
-// comes.
+// A document whose last member is a list. The list may be too long for the memory, so each element is printed
+// at once.
 class JsonList {
  public:
-  // `head` is an object with the members in front of the list, at least one.
+  // `head` is an object with the members in front of the list, at least one. `key` is the name of the list.
   JsonList(const Json& head, const std::string& key);
   void Add(const Json& element);
+  // Completes the document.
   void End();
 
  private:

@@ -53,12 +53,12 @@ struct Stale {
   std::optional<std::int64_t> newest;  // when its newest good backup began
 };
 
-// In each pool by itself: young archive logs say nothing about the data files.
+// Each pool counts by itself: young archive logs say nothing about the data files.
 std::vector<Stale> FindStale(const Options& options, const Answer& answer) {
   std::map<std::pair<std::string, std::string>, std::optional<std::int64_t>> newest;
   for (const store::BackupOfSession& backup : store::BackupsOf(answer.savesets)) {
     if (backup.database.empty()) {
-      continue;  // recovered without its beginning: nobody knows whose it is
+      continue;  // recovered without its `begin` object: its database is not known
     }
     std::optional<std::int64_t>& known = newest[{backup.database, backup.pool}];
     if (backup.good && (!known || *known < backup.began)) {
@@ -66,7 +66,7 @@ std::vector<Stale> FindStale(const Options& options, const Answer& answer) {
     }
   }
   if (newest.empty() && (!options.database.empty() || !options.pool.empty())) {
-    newest[{store::DatabaseOfSid(options.database), options.pool}];  // nothing ever came of it
+    newest[{store::DatabaseOfSid(options.database), options.pool}];  // there is no saveset of it at all
   }
   std::vector<Stale> stale;
   for (const auto& [whose, began] : newest) {

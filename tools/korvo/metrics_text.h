@@ -1,4 +1,4 @@
-// Facts in the text format of OpenMetrics 1.0 (openmetrics.io), in which all families here are gauges.
+// The facts as OpenMetrics 1.0 text (openmetrics.io). All families here are gauges.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace korvo {
 
-// With `maxAge` (seconds) there is a family that says which databases have no backup that is younger.
+// With `maxAge` (seconds), one more family says which databases have no good backup of at most that age.
 [[nodiscard]] std::string MetricsText(const std::string& server, const Facts& facts,
                                       const std::optional<std::int64_t>& maxAge);
 

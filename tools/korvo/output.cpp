@@ -17,10 +17,10 @@ platform::TextFile& Output() {
   return *out;
 }
 
-// A terminal may take UTF-8 whatever the environment says.
+// On POSIX systems a terminal may take UTF-8 whatever the environment says.
 const bool kMayBeUtf8 = platform::SeparatorOf("/") == '/';
 
-// What goes to no terminal is for programs, which get it as it is.
+// The line as it is printed. Without a terminal a program may read it, so only line breaks are replaced.
 std::string Shown(const std::string& line, platform::Standard stream) {
   const std::string one = store::OneLine(line);
   return platform::ColumnsOf(stream) > 0 ? store::Harmless(one, kMayBeUtf8 || platform::TextIsUtf8()) : one;

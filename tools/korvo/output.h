@@ -10,21 +10,22 @@
 
 namespace korvo {
 
-// Lines on standard output, and on standard error.
+// Prints a line to standard output. On a terminal, control characters become `?`.
 void Print(const std::string& line);
+// The same to standard error, with `korvo: ` in front.
 void Complain(const std::string& line);
-// Bytes on standard output, as they are.
+// Writes the bytes to standard output, unchanged.
 void PrintBytes(std::string_view bytes);
-// False if something that was printed did not arrive, as on a full disk.
+// Flushes standard output. False if something that was printed is lost, for example on a full disk.
 [[nodiscard]] bool FinishOutput();
-// Tells why the command could not do its work, and gives its exit status.
+// Complains why the command could not do its work, and returns its exit status, 2.
 int Fail(const store::Status& status);
 
-// The server's settings, and its repository.
+// Opens the repository of the server, a section of korvo.ini. Notes of the opening go to standard error.
 store::Status OpenServer(const std::string& server, store::Store::Access access,
                          std::unique_ptr<store::Store>& store);
 
-// The savesets of a database and a pool (empty: of all), newest first.
+// Adds the savesets of a database and a pool (empty: of all) to the list, newest first.
 store::Status ListSavesets(store::Store& store, const std::string& database, const std::string& pool,
                            std::vector<store::Saveset>& savesets);
 

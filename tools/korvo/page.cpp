@@ -12,7 +12,7 @@
 namespace korvo {
 namespace {
 
-// How a database stands against the age that is allowed.
+// Whether a database has a good backup that is young enough.
 enum class Standing { kInTime, kDueSoon, kOverdue, kNone };
 
 struct Words {
@@ -34,7 +34,7 @@ Words WordsFor(Standing standing) {
   return {"bad", "no good backup"};
 }
 
-// Soon: in the last quarter of the time.
+// `kDueSoon` is the last quarter of the allowed time.
 Standing StandingOf(const Facts& facts, const DatabaseFacts& database, std::int64_t maxAge) {
   const std::optional<std::int64_t> age = facts.AgeOf(database);
   if (!age) {
@@ -186,7 +186,7 @@ std::string KeyOf(const std::string& style, const std::string& sign, const std::
 }
 
 std::string Databases(const PageRequest& request, const Facts& facts) {
-  // Those that need somebody come first.
+  // Databases that need attention come first.
   std::string cards;
   for (const Standing standing :
        {Standing::kNone, Standing::kOverdue, Standing::kDueSoon, Standing::kInTime}) {
@@ -259,7 +259,7 @@ std::string LongestRuns(const Facts& facts) {
          (table.Count() > 0 ? table.Text() : Paragraph("No run has ended yet."));
 }
 
-// Why a saveset is no good backup, as far as the catalog knows.
+// Why a saveset is not a good backup, as far as the catalog knows.
 std::string WhyNotGood(const store::Saveset& saveset, std::int64_t now) {
   constexpr std::int64_t kSoon = 3600;
   const std::string state = StateName(saveset);

@@ -1,4 +1,4 @@
-// The page of a report: whole in itself, without script, font or picture from elsewhere.
+// The HTML page of a report. It needs nothing from elsewhere: no script, font or picture.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ namespace korvo {
 struct PageRequest {
   std::string server;
   std::string repository;
-  std::int64_t maxAge = 0;  // seconds that a newest good backup may be old
+  std::int64_t maxAge = 0;  // how old a newest good backup may be, in seconds
 };
 
 [[nodiscard]] std::string ReportPage(const PageRequest& request, const Facts& facts);

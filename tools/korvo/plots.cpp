@@ -26,7 +26,7 @@ std::string Number(double number) {
   return text.data();
 }
 
-// The vertical axis: its unit, and steps of 1, 2 or 5 times a power of ten of it.
+// The vertical axis: its unit, and steps of 1, 2 or 5 times a power of ten of that unit.
 struct Scale {
   explicit Scale(double largest) {
     constexpr double kKilo = 1024;
@@ -70,9 +70,9 @@ class Plot {
   [[nodiscard]] double Y(double size) const { return kTop + kPlotHeight * (1 - size / scale_.top); }
   [[nodiscard]] double Y(std::uint64_t size) const { return Y(static_cast<double>(size)); }
 
-  // From the beginning of one day to that of another.
+  // A bar from one point in time to another, both in days from the left edge.
   void Bar(double from, double to, std::uint64_t size, const std::string& style, const std::string& words) {
-    // What is there is seen.
+    // Whatever is above 0 can be seen.
     const double height = size == 0 ? 0 : std::max(kTop + kPlotHeight - Y(size), 1.0);
     text_ += "<rect class=\"" + style + "\" x=\"" + Number(X(from)) + "\" y=\"" +
              Number(kTop + kPlotHeight - height) + "\" width=\"" + Number(X(to) - X(from)) + "\" height=\"" +
@@ -143,7 +143,7 @@ DailySizes SizesByDay(const Facts& facts) {
   sizes.added.resize(kReportDays);
   std::uint64_t stored = facts.otherBytes;
   for (const Backup& backup : facts.backups) {
-    // A clock that was put back makes no day behind today.
+    // If the clock was put back, a backup can have a later day than today. It counts for today.
     const long day = std::min(DayOf(backup.saveset.created), today) - sizes.firstDay;
     if (day < 0) {
       stored += backup.added;

@@ -11,7 +11,7 @@
 namespace korvo {
 namespace {
 
-// A backup each day, and some hours for it.
+// For one backup a day, which takes some hours.
 constexpr std::int64_t kUsualMaxAge = 30 * std::int64_t{3600};
 
 struct Options {

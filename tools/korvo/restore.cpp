@@ -27,7 +27,7 @@ struct Options {
   bool quiet = false;
 };
 
-// Counts what comes, and tells what does not.
+// Counts what is restored, and tells what is not.
 class Counter : public RestoreTeller {
  public:
   explicit Counter(bool json) : json_(json) {}
@@ -86,7 +86,7 @@ store::Status Open(const Options& options, std::unique_ptr<store::Store>& store,
   return done ? store->FindSaveset(options.saveset, saveset) : done;
 }
 
-// The bytes of one file and nothing else.
+// Writes the bytes of one file to standard output, and nothing else.
 int ToOutput(const Options& options, store::SavesetReader& reader) {
   std::optional<store::Item> item;
   store::Status done = reader.Find(options.names[0], item);

@@ -16,7 +16,7 @@ namespace {
 
 bool IsSeparator(char c) { return c == '/' || (c == '\\' && platform::SeparatorOf("") == '\\'); }
 
-// Whether the key is that of something in one of the directories.
+// Whether the item with this key is in one of the directories, which are keys too.
 bool IsInOneOf(const std::vector<std::string>& directories, const std::string& key) {
   return std::any_of(directories.begin(), directories.end(), [&key](const std::string& directory) {
     return !directory.empty() && key.size() > directory.size() && key.starts_with(directory) &&
@@ -72,7 +72,7 @@ void RestoreRun::TakeNamed(const std::vector<std::string>& names) {
   }
 }
 
-// Of a name that comes with its directory.
+// For a name that is restored with its directory: fails if the saveset does not have it.
 Status RestoreRun::CheckIsThere(const std::string& name) {
   std::optional<store::Item> item;
   std::string directory;
@@ -118,7 +118,7 @@ void RestoreRun::TakeDirectory(const std::string& name, const std::optional<stor
   }
 }
 
-// `/a` and `a`, for example, have one place below the directory.
+// Whether no other item went to the place before. `/a` and `a`, for example, have the same place.
 bool RestoreRun::IsFirstAt(const std::string& place, const store::Item& item) {
   return taken_.try_emplace(std::hash<std::string>()(place), item.number).first->second == item.number;
 }
@@ -131,19 +131,20 @@ void RestoreRun::TakeItem(const store::Item& item) {
   } else if (store::HasDots(item.name)) {
     placer_.Fail(item.name, Status::Failed("its name has a component . or .., which could lead anywhere"));
   } else if (item.kind == ItemKind::kLink) {
-    // The files before it go where its name leads until now.
+    // The files before the link must go where its name has led until now.
     placer_.Settle();
     static_cast<void>(placer_.PutLink(item, target));
   } else if (item.kind == ItemKind::kFile && !item.marker) {
     placer_.PutFile(item, target, {});
   } else {
-    // A directory of which only the name is kept.
+    // A directory of which only the name was saved.
     target.place = item.marker ? platform::DirectoryOf(target.place) : target.place;
     static_cast<void>(placer_.PutDirectory(target, Placer::Make::kFinished, {}));
   }
 }
 
-// What is in a directory that was saved whole comes with it, however it was saved besides.
+// Directories that were saved whole come first. What is in them comes with them, even if it was also saved by
+// itself.
 void RestoreRun::TakeAll(store::Catalog& rows, const store::Saveset& saveset) {
   std::vector<std::string> directories;
   std::vector<store::Item> wholes;

@@ -1,4 +1,5 @@
-// Brings items of a saveset below a directory, each by the whole path that it was saved under.
+// Restores items of a saveset below a directory. Below it, each item has the whole path that it was saved
+// under.
 #pragma once
 
 #include <cstdint>
@@ -14,18 +15,20 @@ namespace korvo {
 
 class RestoreRun {
  public:
-  // `directory` is where everything goes; it is made if it is missing.
+  // `directory`, where everything goes, is made if it is missing. `reader` and `teller` must outlive this
+  // object.
   RestoreRun(store::SavesetReader& reader, std::string directory, Placer::Rules rules, RestoreTeller& teller);
 
-  // The items of these names, or what is in the directories of these names: each once, also one that lies in
-  // another one.
+  // Restores the items with these names, and what is in the directories with these names. Each comes once,
+  // even if it is also in another one of them.
   void TakeNamed(const std::vector<std::string>& names);
-  // Everything that is in the saveset.
+  // Restores everything that is in the saveset.
   void TakeAll(store::Catalog& rows, const store::Saveset& saveset);
-  // Everything is in its place.
+  // When it returns, everything is in its place and on the disk.
   void Settle() { placer_.Settle(); }
 
-  // Below the directory: the path without its root; of a drive its letter alone.
+  // Where an item of this name goes: its path without the root, below the directory. Of a drive only the
+  // letter stays.
   [[nodiscard]] std::string PlaceOf(const std::string& name) const;
 
  private:
@@ -40,7 +43,7 @@ class RestoreRun {
   store::SavesetReader& reader_;
   std::string directory_;
   Placer placer_;
-  std::unordered_map<std::size_t, std::uint64_t> taken_;  // which item came, by the hash of its place
+  std::unordered_map<std::size_t, std::uint64_t> taken_;  // item numbers, by the hash of their places
 };
 
 }  // namespace korvo

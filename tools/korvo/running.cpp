@@ -22,7 +22,7 @@ struct Options {
   bool json = false;
 };
 
-// Without what tells machines of one name apart.
+// The host name without the ids behind it, which tell machines of the same name apart.
 std::string HostOf(const RunProgress& run) { return run.process.host.substr(0, run.process.host.find('/')); }
 
 template <typename Number>
@@ -81,7 +81,7 @@ void PrintRuns(const std::vector<RunProgress>& runs) {
   table.Print();
 }
 
-// A new table each second, in the place of the one before where the terminal can do that.
+// Prints a new table each second, over the previous one where the terminal can do that.
 store::Status Watch(store::Store& store, std::vector<RunProgress>& runs) {
   constexpr std::uint32_t kSecond = 1000;
   const bool inPlace = platform::TakesEscapeSequences(platform::Standard::kOutput);

@@ -73,7 +73,7 @@ store::Status Ask(store::Store& store, Answer& answer) {
   return done;
 }
 
-// How many times as large the files are as what is stored of them; nothing if nothing is.
+// How many times larger the files are than what is stored of them; none if nothing is stored.
 std::optional<double> Ratio(const Totals& totals) {
   return totals.stored == 0
              ? std::nullopt

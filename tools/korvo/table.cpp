@@ -26,7 +26,7 @@ std::size_t WidthOf(std::string_view text, bool utf8) {
               : text.size();
 }
 
-// The position behind so many characters.
+// The position after so many characters.
 std::size_t PositionOf(std::string_view text, std::size_t characters, bool utf8) {
   std::size_t position = 0;
   while (characters > 0 && position < text.size()) {
@@ -39,7 +39,8 @@ std::size_t PositionOf(std::string_view text, std::size_t characters, bool utf8)
   return position;
 }
 
-// Both ends of a long text tell more than its beginning alone, and of a path its end tells most.
+// Keeps both ends of a long text, because they tell more than its beginning alone. Of a path, the end tells
+// most.
 std::string Shortened(const std::string& text, std::size_t width, bool utf8) {
   const std::size_t length = WidthOf(text, utf8);
   if (length <= width) {
@@ -52,7 +53,7 @@ std::string Shortened(const std::string& text, std::size_t width, bool utf8) {
          text.substr(PositionOf(text, length - (kept - head), utf8));
 }
 
-// Takes what is too much from the widest column of text, then from the next.
+// Shortens the widest column of text as far as necessary and possible, then the next one.
 void FitInto(const std::vector<Column>& columns, std::vector<std::size_t>& widths, std::size_t most) {
   std::size_t whole = std::accumulate(widths.begin(), widths.end(), kGap * (widths.size() - 1));
   std::vector<std::size_t> order(widths.size());

@@ -1,4 +1,5 @@
-// A table for people: columns as wide as what is in them, on a terminal no wider than that.
+// A table for people. Its columns are as wide as their contents. On a terminal, long texts are shortened so
+// that the table fits.
 #pragma once
 
 #include <string>
@@ -16,13 +17,12 @@ struct Column {
 class Table {
  public:
   explicit Table(std::vector<Column> columns);
-  // As many cells as there are columns.
+  // Adds a row, with as many cells as there are columns.
   void Add(std::vector<std::string> row);
-  // Prints the rows that were added since the last call, the titles before the first of them. A long table is
-  // printed in portions; its columns may grow from one to the next.
+  // Prints the rows that were added since the last call; the first call prints the titles too. A long table
+  // is printed in portions, and its columns may grow from one to the next.
   void Print();
-  // The same once there are so many rows that they are worth it, so that a table of any length takes little
-  // memory.
+  // The same once 500 rows wait, so that a table of any length takes little memory. Call it after each row.
   void PrintWhenLong();
 
  private:
@@ -31,8 +31,9 @@ class Table {
   std::vector<std::vector<std::string>> rows_;
 };
 
-// The lines of a table. Where they would be longer than `most` characters, the widest columns of text are
-// shortened, as far as that makes sense; 0 stands for any length. `utf8` says how text is made of characters.
+// The lines of a table whose columns have these widths. If the lines would be longer than `most` characters,
+// the widest columns of text are shortened, but not below eight characters; 0 means any length. `utf8`: a
+// character may have several bytes.
 [[nodiscard]] std::vector<std::string> TableLines(const std::vector<Column>& columns,
                                                   const std::vector<std::vector<std::string>>& rows,
                                                   std::vector<std::size_t> widths, std::size_t most,

@@ -71,7 +71,7 @@ std::string AgeText(std::int64_t seconds) {
 }
 
 bool ReadDuration(std::string_view text, std::int64_t& seconds) {
-  constexpr std::int64_t kMost = 100'000;  // of weeks: far beyond any backup's life, and no overflow
+  constexpr std::int64_t kMost = 100'000;  // weeks: far more than any backup lives, and no overflow
   std::int64_t number = 0;
   const char* end = text.data() + text.size();
   const auto [behind, error] = std::from_chars(text.data(), end, number);

@@ -12,12 +12,12 @@ namespace korvo {
 
 // `2026-11-25 08:39:07`, in local time.
 [[nodiscard]] std::string TimeText(std::int64_t seconds);
-// `2026-11-25T07:39:07Z`: the same for programs.
+// `2026-11-25T07:39:07Z`: the same in UTC, for programs.
 [[nodiscard]] std::string UtcText(std::int64_t seconds);
 
-// `24 hours`: in the largest unit that leaves nothing.
+// `1 day`, `30 hours`: in the largest unit that leaves no rest.
 [[nodiscard]] std::string DurationText(std::int64_t seconds);
-// `3 days`, `26 hours`, `5 minutes`: how long ago, without what nobody asks about.
+// `3 days`, `26 hours`, `5 minutes`: in the largest unit of which there are at least two, rounded down.
 [[nodiscard]] std::string AgeText(std::int64_t seconds);
 // Reads `90s`, `45m`, `12h`, `30d`, `2w`: a whole number above 0 and a unit. False for anything else.
 [[nodiscard]] bool ReadDuration(std::string_view text, std::int64_t& seconds);
@@ -28,7 +28,7 @@ using store::SizeText;
 
 // `good`, `warnings`, `failed`, `withdrawn`, `running` or `unused`.
 [[nodiscard]] std::string StateName(const store::Saveset& saveset);
-// The same, and what its owner did to it: `good, protected`, `failed, marked`.
+// The same, with what else the owner should know: `good, backup failed`, `good, protected`, `failed, marked`.
 [[nodiscard]] std::string StateText(const store::Saveset& saveset);
 
 }  // namespace korvo

@@ -25,7 +25,7 @@ struct Options {
   bool quiet = false;
 };
 
-// Tells damage as it is found, or keeps it for the document.
+// Prints damage as it is found, or collects it for the JSON document.
 class Findings {
  public:
   explicit Findings(bool json) : json_(json) {}
@@ -115,7 +115,8 @@ store::Status FindSavesets(const Options& options, store::Store& store,
   return {};
 }
 
-// A restore to nowhere counts files; else the check itself says how many packs there are to read.
+// For a restore to nowhere, files are counted. Otherwise the check itself says how many packs there are to
+// read.
 store::ProgressTeller::Tasks TellerTasks(const Options& options, store::Store& store,
                                          const std::vector<store::Saveset>& savesets,
                                          store::ProgressRow& row) {
@@ -154,7 +155,7 @@ int Verify(const Options& options) {
   std::unique_ptr<store::Store> store;
   store::Status done = OpenServer(options.server, store::Store::Access::kRead, store);
   if (done.What() == store::Status::Kind::kDamaged) {
-    // What keeps it from being opened is a finding, too.
+    // Damage that keeps the repository from being opened is a finding too.
     findings.Take({done.Message(), {}});
     result.catalogDamaged = true;
   } else {

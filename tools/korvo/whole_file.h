@@ -1,4 +1,4 @@
-// Files for others, who may read them at any time.
+// Files that other programs may read at any time.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 namespace korvo {
 
-// Writes the text beside the file and renames it: who reads the file finds all of the old text or all of the
-// new one. Everybody may read it. A file that cannot be written stays as it was.
+// Writes the text to a new file beside `path` and renames it: a reader finds all of the old text or all of
+// the new one. Every user may read the file. After a failure the old file is still there.
 store::Status WriteWholeFile(const std::string& path, std::string_view text);
 
 }  // namespace korvo
