@@ -13,12 +13,12 @@ namespace {
 
 // Larger files are copied by all threads together, one file after the other.
 constexpr std::uint64_t kLarge = 2 * 1024 * 1024;
-// Pieces of work that wait for each thread.
+// How many small files may wait for each thread.
 constexpr std::size_t kSmallForEach = 64;
-// Each wait for the disk costs more than many small files do.
+// How much is settled together: each wait for the disk costs more than many small files do.
 constexpr std::size_t kMostWaiting = 2048;
 constexpr std::uint64_t kMostWaitingBytes = 64 * 1024 * 1024;
-// Where each file has to be synchronised by itself they stay open until then.
+// The same if each file has to be synchronised by itself: the files stay open until then.
 constexpr std::size_t kMostOpen = 64;
 
 std::uint64_t SizeOfFileAt(const std::string& place) {
@@ -73,7 +73,7 @@ platform::FileSystem* Placer::FileSystemOf(const std::string& directory) {
   if (opened == nullptr) {
     return nullptr;
   }
-  // The one that was opened first: it knows of all that failed since.
+  // The object that was opened first knows of all failures since then.
   return fileSystems_.try_emplace(opened->Volume(), std::move(opened)).first->second.get();
 }
 
@@ -89,7 +89,7 @@ void Placer::PutFile(const store::Item& item, const Target& target, std::vector<
     Fail(target.place, reader_.WithOlderCopy(item, prepared));
     return;
   }
-  // Nobody waits for a large file.
+  // The files before it are settled first, so that they do not wait for a large file.
   if (item.facts.size >= kMostWaitingBytes || waiting.inPlace) {
     Settle();
   }
@@ -109,8 +109,8 @@ void Placer::PutFile(const store::Item& item, const Target& target, std::vector<
   SettleIfFull();
 }
 
-// The directory is made and the links are followed before anything else is put anywhere: nothing that this
-// restore makes can lead a file elsewhere.
+// Makes the directory and follows the links before anything else is put anywhere. So nothing that this
+// restore makes can lead the file elsewhere.
 Status Placer::Prepare(const Target& target, Waiting& waiting) {
   const std::string directory = platform::DirectoryOf(target.place);
   if (Status entered = Enter(target, directory); !entered) {
@@ -127,7 +127,8 @@ Status Placer::Prepare(const Target& target, Waiting& waiting) {
   return CheckRoomFor(waiting);
 }
 
-// For all the small files that may be on their way there. Asked once for many.
+// Whether there is room for all small files that may be on their way to the directory. The system is asked
+// once for many files.
 bool Placer::HasPlentyOfRoom(const std::string& directory) {
   std::uint64_t missing = 0;
   if (roomy_ != directory) {
@@ -148,7 +149,7 @@ Status Placer::CheckRoomFor(Waiting& waiting) {
   if (CheckRoom(waiting.directory, bytes + waitingBytes_, missing)) {
     return {};
   }
-  // What those before it replace has room for it.
+  // Settles the files before it: the files that they replace give back their room.
   Settle();
   Status room = CheckRoom(waiting.directory, bytes, missing);
   if (room || !rules_.replace || missing > SizeOfFileAt(waiting.file->Target())) {
@@ -164,17 +165,17 @@ Status Placer::CheckRoomFor(Waiting& waiting) {
       "; with in_place=yes in the server's section it is written over the file in its place");
 }
 
-// By any thread: touches nothing but this file.
+// Runs in any thread, so it touches nothing but this file.
 void Placer::Copy(Waiting& waiting) {
   if (!waiting.inPlace) {
     waiting.status = waiting.file->Create(rules_.replace, rules_.option);
   } else if (platform::Interrupted()) {
-    waiting.status = Status::Interrupted();  // before the file that stands there is emptied
+    waiting.status = Status::Interrupted();  // before the file in the place is emptied
   } else {
     waiting.status = waiting.file->CreateInPlace();
   }
   if (!waiting.status) {
-    waiting.file.reset();  // nothing was written to what stands in its place
+    waiting.file.reset();  // nothing was written to the file in the place
     return;
   }
   waiting.status = Fill(waiting);
@@ -229,7 +230,7 @@ Status Placer::MakeLinkAt(const store::Item& item, const std::string& place) {
     return Status::Failed(why);
   }
   platform::SetLinkFacts(beside, item.facts);
-  // What was on the way to something may lead elsewhere now.
+  // A way that was checked before may lead elsewhere from now on.
   way_.NoteLink(place);
   parent_ = {};
   if (!(rules_.replace ? platform::ReplaceFile(beside, place, why)
@@ -260,7 +261,7 @@ bool Placer::PutDirectory(const Target& target, Make make, std::vector<std::stri
 
 Status Placer::MakeDirectoryAt(const Target& target, Make make) {
   const std::string& place = target.place;
-  // The root itself may be reached by whatever link: it is what was asked for.
+  // The root itself may be reached by any link that was there before: it is what was asked for.
   if (Status checked = way_.Check(target.root, place, target.links); !checked) {
     return checked;
   }
@@ -285,7 +286,7 @@ void Placer::SetFacts(const store::Item& directory, const Target& target) {
     Fail(target.place, checked);
     return;
   }
-  // One that cannot be opened any more is synchronised while it is open.
+  // A directory that cannot be opened afterwards is synchronised now, while it is open.
   const bool closed = platform::KeepsOwnerOut(directory.facts);
   const auto sync = closed ? platform::DirectorySync::kNow : platform::DirectorySync::kLater;
   if (!platform::SetDirectoryFacts(target.place, directory.facts, why, sync)) {
@@ -315,7 +316,7 @@ void Placer::SettleIfFull() {
   }
 }
 
-// The next ones are copied meanwhile.
+// Settles in another thread, while the next files are copied.
 void Placer::SettleBeside() {
   TakeNext();
   isSettling_.Add();
@@ -331,7 +332,7 @@ void Placer::Settle() {
   Report();
 }
 
-// Those that wait come after those before them, which are told.
+// Reports what was settled before, then takes what waits.
 void Placer::TakeNext() {
   copying_.Wait();
   Report();

@@ -1,5 +1,6 @@
-// Brings what a saveset contains into its places: files beside their targets, on all cores, many of them to
-// the disk together while the next are copied, and only then renamed and reported.
+// Puts the contents of a saveset into their places. Files are written beside their targets, on all cores.
+// Many of them are brought to the disk together, while the next ones are copied. Only then are they renamed
+// and reported.
 #pragma once
 
 #include <cstdint>
@@ -19,40 +20,42 @@
 class Placer {
  public:
   struct Rules {
-    bool replace = false;  // whatever file or link stands in a place may go
-    bool inPlace = false;  // a file may be written over where there is no room for two
-    std::string option;    // by which the first is allowed, as `option -o over`
+    bool replace = false;  // a file or link in the place may be replaced
+    bool inPlace = false;  // a file may be overwritten in its place if there is no room for two
+    std::string option;    // what the user gives to allow `replace`, such as `option -o over`
   };
-  // The teller is told by the thread that calls the placer, and must outlive it, as the reader must.
+  // The teller is called by the thread that calls the placer. It and the reader must outlive the placer.
   Placer(store::SavesetReader& reader, Rules rules, RestoreTeller& teller);
   Placer(const Placer&) = delete;
   Placer& operator=(const Placer&) = delete;
   ~Placer();
 
-  // Where something goes: its place, and the directory on the way to it below which no link is followed,
-  // unless it was there before.
+  // Where something goes. `root` is the place itself, or a directory on the way to it. Below `root`, a link
+  // is followed only if `links` allows it and the link was there before.
   struct Target {
     std::string place;
     std::string root;
     Way::Links links = Way::Links::kFollow;
   };
-  // A file, now or with the next `Settle`. The reports are of the whole item; none for a part of one.
+  // Restores a file, now or with the next `Settle`. The reports are of the whole item; a file that is part of
+  // one has none.
   void PutFile(const store::Item& item, const Target& target, std::vector<std::string> reports);
-  // True if it is there; reported, and on the disk, with the next `Settle`.
+  // Makes a link. True if it is there; it is on the disk and reported with the next `Settle`.
   [[nodiscard]] bool PutLink(const store::Item& item, const Target& target);
-  // One that is not finished gets its facts later. The last component of the target is looked at as those
-  // before.
+  // Makes the directory if it is missing. An unfinished one gets its facts later, and its reports are
+  // ignored. The last component of the place is checked for links like those before it.
   enum class Make { kFinished, kUnfinished };
   [[nodiscard]] bool PutDirectory(const Target& target, Make make, std::vector<std::string> reports);
+  // Sets the times, mode and owner of a directory.
   void SetFacts(const store::Item& directory, const Target& target);
-  // Everything is in its place and on the disk, and reported.
+  // When it returns, everything is in its place, on the disk and reported.
   void Settle();
 
   void Fail(const std::string& place, const store::Status& status);
   [[nodiscard]] int Failures() const { return failures_; }
 
  private:
-  // The directory in which something is put, checked and made.
+  // The last directory that was checked and made, to put something into it.
   struct Parent {
     std::string path;
     std::string root;
@@ -82,12 +85,12 @@ class Placer {
   std::map<std::uint64_t, std::unique_ptr<platform::FileSystem>> fileSystems_;  // by volume
   std::deque<Waiting> waiting_;                                                 // being copied, or copied
   std::uint64_t waitingBytes_ = 0;
-  std::string roomy_;  // a directory that had room for more than what may wait
+  std::string roomy_;  // a directory with room for all small files that may wait
   int failures_ = 0;
   store::Pending copying_;
   store::WorkQueue workers_;
   Settler settler_;
-  std::deque<Waiting> settling_;  // copied before those, not reported yet
+  std::deque<Waiting> settling_;  // copied before `waiting_`, not reported yet
   store::Pending isSettling_;
   store::WorkQueue beside_;
 };

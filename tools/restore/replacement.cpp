@@ -9,7 +9,7 @@ namespace {
 
 constexpr int kMostTries = 4;
 
-// What stands there is a file, or a link that is not followed.
+// Fails unless the place is free, or has a file or link that may be replaced. A link is not followed.
 Status CheckTarget(const std::string& target, bool replace, const std::string& option) {
   std::string why;
   platform::Entry entry;

@@ -1,4 +1,4 @@
-// New files beside those that they are to replace.
+// New files, written beside the files that they replace.
 #pragma once
 
 #include <memory>
@@ -7,46 +7,47 @@
 #include "platform/data_file.h"
 #include "store/status.h"
 
-// A name for a new file in the directory that nobody can guess.
+// A name for a new file in this directory. Nobody can guess it.
 [[nodiscard]] std::string NewNameIn(const std::string& directory);
-// Why a file that is there is not replaced: the option that would allow it is not given.
+// The message for a file that exists and is not replaced, because `option` is not given.
 [[nodiscard]] std::string WhyExists(const std::string& option);
 
 class Replacement {
  public:
-  // The file that `place` names. Of a symbolic link there, either the file that it leads to is replaced, or
-  // the link itself.
+  // What is replaced if `place` is a symbolic link: the file that it leads to, or the link itself.
   enum class Links { kFollow, kReplace };
   Replacement(std::string place, Links links) : target_(std::move(place)), links_(links) {}
   Replacement(const Replacement&) = delete;
   Replacement& operator=(const Replacement&) = delete;
-  // Gone again unless it took its place.
+  // Deletes the new file unless it took its place.
   ~Replacement();
 
-  // Finds out which file that is. The directory of a file that a link leads to is made if it is missing.
+  // Finds out which file is replaced, for `Target`. If a link leads to it, its directory is made if it is
+  // missing.
   store::Status Aim();
   [[nodiscard]] const std::string& Target() const { return target_; }
-  // Makes it, empty, in a directory that is there. `replace` allows a file in its place, also one that comes
-  // meanwhile; `option` is what the user gives for that.
+  // Makes the new file, empty. Its directory must exist. `replace` allows a file in the place, even one that
+  // appears later. `option` is what the user gives to allow that.
   store::Status Create(bool replace, const std::string& option);
-  // Empties the file in its place instead, and writes there: where there is no room for two.
+  // Instead empties the file in the place, which is then overwritten: if there is no room for two files.
   store::Status CreateInPlace();
-  // For `CreateInPlace`, of which the rest went wrong: no file that is neither old nor new stays. Also when
-  // it is closed already.
+  // If something fails after `CreateInPlace`: empties the file, or else deletes it, so that no mixture of old
+  // and new stays. It may be closed already.
   void EmptyAgain();
 
   [[nodiscard]] platform::DataFile& File() { return *file_; }
-  // It is whole and on the disk.
+  // The file is complete: synchronises and closes it.
   store::Status Finish();
-  // It is whole; the caller synchronises its file system.
+  // The file is complete: closes it. The caller synchronises its file system.
   store::Status Close();
   [[nodiscard]] bool IsOpen() const { return file_ != nullptr; }
+  // Renames the new file to `Target`. Does nothing after `CreateInPlace`.
   store::Status TakePlace();
 
  private:
   std::string target_;
   Links links_;
-  std::string path_;    // empty when there is nothing to remove
-  std::string option_;  // empty when a file in its place may be replaced
+  std::string path_;    // of the new file; empty if there is nothing to remove
+  std::string option_;  // empty if a file in the place may be replaced
   std::unique_ptr<platform::DataFile> file_;
 };

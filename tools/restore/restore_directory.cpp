@@ -15,7 +15,7 @@ using store::Status;
 
 namespace {
 
-// What has come in two walks over the catalog: one for the files, and one for the times and modes of the
+// Restores in two walks over the catalog: one for the files, and one for the times and modes of the
 // directories, which change while files come into them.
 class DirectoryRestorer {
  public:
@@ -69,15 +69,15 @@ class DirectoryRestorer {
   Placer& placer_;
   bool begun_ = false;
   bool refused_ = false;
-  std::string name_;   // of the directory in the catalog, as the current walk has it
-  std::string root_;   // the same, once something of it is to be restored
-  std::string place_;  // where that goes
+  std::string name_;   // the name of the directory in the catalog, from the current walk
+  std::string root_;   // the same, set once there is something to restore
+  std::string place_;  // where `root_` goes
   std::vector<std::string> blocked_;
   std::string end_;                        // the key at which an interrupt ended the first walk
   std::map<std::uint64_t, Count> counts_;  // of the directories that were saved whole, by their numbers
 };
 
-// Its own record counts even if nothing is in it.
+// The directory's own record counts even if nothing is in the directory.
 void DirectoryRestorer::TakeAll() {
   if (request_.item) {
     CountIn(*request_.item);
@@ -131,7 +131,7 @@ Status DirectoryRestorer::Take(const Item& item) {
   return {};
 }
 
-// Nothing is written below a directory that could not be made: what stands there may lead elsewhere.
+// Nothing is written below a directory that could not be made: what is in its place may lead elsewhere.
 bool DirectoryRestorer::IsBlocked(const Item& item) const {
   if (blocked_.empty()) {
     return false;
@@ -157,7 +157,7 @@ void DirectoryRestorer::Put(const Item& item) {
       }
       break;
     case ItemKind::kDirectory:
-      // It bears its own mode only when everything is in it.
+      // It gets its own mode only when everything is in it.
       PutInner(item.name, Placer::Make::kUnfinished, LinksFor(item));
       break;
     case ItemKind::kLink:
@@ -203,8 +203,8 @@ void DirectoryRestorer::CheckCounts() {
 // ---- Times and modes
 // ----------------------------------------------------------------------------------------
 
-// None is set before the last file is in its place. A directory in which its owner may not look has its mode
-// set behind all that is below it.
+// Nothing is set before the last file is in its place. A directory that keeps its owner out is set after
+// everything below it.
 void DirectoryRestorer::SetAllFacts() {
   if (refused_) {
     return;

@@ -1,4 +1,4 @@
-// Brings a directory back with everything that was saved under it, however it was saved.
+// Restores a directory with everything that was saved under it, whether as a whole or item by item.
 #pragma once
 
 #include <functional>
@@ -11,17 +11,17 @@
 struct DirectoryRequest {
   std::string asked;
   std::optional<store::Item> item;  // its own record, if it was saved whole or by its first level
-  // Where what bears this name goes.
+  // Where an item of this name goes.
   std::function<std::string(const std::string& name)> placeOf;
-  // Why nothing may be restored, asked once there is something to restore; empty if it may.
+  // Why nothing may be restored; empty if it may. Called once there is something to restore.
   std::function<std::string()> whyNot;
 };
 
 enum class DirectoryOutcome {
   kNothing,  // the saveset has no such directory
-  kFailed,   // something is not in its place, which is told
+  kFailed,   // something is not in its place, and the teller was told
   kDone      // everything is in its place and on the disk
 };
-// Other files that wait for the placer go first.
+// Files that already wait in the placer are settled first.
 [[nodiscard]] DirectoryOutcome RestoreDirectory(const DirectoryRequest& request, store::SavesetReader& reader,
                                                 Placer& placer);

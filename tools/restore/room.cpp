@@ -5,7 +5,7 @@
 
 using store::Status;
 
-// A file system that does not tell is no reason to refuse.
+// A file system that does not tell its free space is no reason to refuse.
 Status CheckRoom(const std::string& directory, std::uint64_t bytes, std::uint64_t& missing) {
   std::uint64_t room = 0;
   std::string why;

@@ -6,6 +6,6 @@
 
 #include "store/status.h"
 
-// kNoRoom, with what is missing, unless `bytes` fit beside all that is there already. `missing` gets how many
-// do not.
+// Good if `bytes` more bytes fit on the file system of the directory. Otherwise kNoRoom with a message, and
+// `missing` gets how many bytes do not fit.
 store::Status CheckRoom(const std::string& directory, std::uint64_t bytes, std::uint64_t& missing);

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kMostChained = 1024;
 
-// Whether it is synchronised with everything else of its file system.
+// Whether it is synchronised together with everything else on its file system.
 bool IsTogether(const std::deque<Waiting>& group, const Waiting& waiting) {
   return waiting.fileSystem != nullptr && group.size() > Settler::kFew;
 }
@@ -49,7 +49,7 @@ void Settler::SyncFiles(std::deque<Waiting>& group) {
   }
 }
 
-// By one thread: a directory is changed by one at a time.
+// In one thread: only one at a time can change a directory.
 void Settler::TakePlaces(std::deque<Waiting>& group) {
   for (Waiting& waiting : group) {
     if (waiting.status && waiting.file != nullptr) {
@@ -68,7 +68,7 @@ void Settler::SyncDirectories(std::deque<Waiting>& group) {
   }
 }
 
-// Each file system once, for all that is good until now.
+// Synchronises each file system once, for everything that is good so far.
 void Settler::SyncTogether(std::deque<Waiting>& group) {
   std::set<platform::FileSystem*> done;
   for (Waiting& waiting : group) {
@@ -85,8 +85,8 @@ void Settler::SyncTogether(std::deque<Waiting>& group) {
   }
 }
 
-// With all directories above at first: one that was killed may have made them. Each directory once, for all
-// that is in it.
+// Synchronises the directory once for everything in it. The first time this includes all directories above
+// it: a restore that was killed may have made them.
 void Settler::SyncAlone(Waiting& waiting, std::map<std::string, std::string>& whyNot) {
   const std::string& directory = waiting.directory;
   const auto [entry, isNew] = whyNot.try_emplace(directory);

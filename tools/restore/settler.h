@@ -1,5 +1,5 @@
-// Brings what a restore has written beside its places to the disk and into them: the files, their names, and
-// the directories, many of them together.
+// Brings what a restore has written to the disk and into its place, many of them together: the files, then
+// their names and directories.
 #pragma once
 
 #include <deque>
@@ -14,28 +14,29 @@
 #include "store/pack/record.h"
 #include "store/status.h"
 
-// A file, link or directory on its way.
+// A file, link or directory that is not settled yet.
 struct Waiting {
   std::string place;
-  std::string directory;             // whose names have to be synchronised
+  std::string directory;             // its names have to be synchronised
   std::vector<std::string> reports;  // what the teller is told when it is there
   store::Item item;
-  std::unique_ptr<Replacement> file;  // none of a directory or link
+  std::unique_ptr<Replacement> file;  // null for a directory or link
   bool inPlace = false;
-  bool closeNow = false;                       // not kept open until its file system is synchronised
-  platform::FileSystem* fileSystem = nullptr;  // that can be synchronised as a whole
+  bool closeNow = false;                       // closed once it is copied, before the synchronisation
+  platform::FileSystem* fileSystem = nullptr;  // null unless it can be synchronised as a whole
   store::Status status;
 };
 
-// Where a file that was written over in its place went wrong, it is emptied, and its status says so.
+// If overwriting a file in its place has failed, empties the file and says so in its status.
 void EmptyIfInPlace(Waiting& waiting);
 
 class Settler {
  public:
-  // So few are synchronised by themselves: their file system may have more to write than they.
+  // Up to so many are synchronised one by one: their file system may have far more to write than these.
   static constexpr std::size_t kFew = 16;
 
-  // Everything whose status is good is in its place and on the disk afterwards, or its status tells why not.
+  // Afterwards everything whose status is good is in its place and on the disk. Otherwise its status tells
+  // why not.
   void Settle(std::deque<Waiting>& group);
 
  private:
@@ -45,8 +46,8 @@ class Settler {
   void SyncTogether(std::deque<Waiting>& group);
   void SyncAlone(Waiting& waiting, std::map<std::string, std::string>& whyNot);
 
-  std::set<std::string> chained_;  // directories of which all above are on the disk
-  // For good: the system tells an error once, to whoever asks first, and the next group may be the one that
-  // it hits.
+  std::set<std::string> chained_;  // directories that are on the disk with all above them
+  // A file system that failed stays here: the system reports an error once, to whoever asks first, and the
+  // next group may be the one that it hits.
   std::map<platform::FileSystem*, std::string> failed_;
 };

@@ -1,4 +1,4 @@
-// Who is told how a restore goes.
+// Gets the results of a restore.
 #pragma once
 
 #include <string>
@@ -14,9 +14,10 @@ class RestoreTeller {
   RestoreTeller& operator=(const RestoreTeller&) = delete;
   virtual ~RestoreTeller() = default;
 
-  // In their places and on the disk. The reports are those that the caller gave for them.
+  // Items are in their places and on the disk. The reports are those that the caller gave for them.
   virtual void Done(const std::vector<std::string>& reports) = 0;
-  // A file, link or directory is, whether or not it has a report.
+  // The same for one file, link or directory, with or without a report. Of a link or directory the item is
+  // empty.
   virtual void Placed(const store::Item& item) = 0;
   // Something that is no failure.
   virtual void Note(const std::string& text) = 0;

@@ -33,7 +33,7 @@ Status Way::CheckOne(const std::string& directory, Links links, bool& missing) c
              : Status::Failed("a link stands in its way, which is not followed: " + directory);
 }
 
-// Even what was asked for is not reached by a link that came with this restore.
+// A link that came with this restore must not be on the way to `root` either, although `root` was asked for.
 bool Way::LeadsOverOwnLink(std::string_view root) const {
   for (std::size_t end = 0; end < root.size() && !ownLinks_.empty();) {
     end = std::min(root.find_first_of("/\\", end + 1), root.size());
