@@ -14,7 +14,7 @@ CallerWatch::CallerWatch() {
   try {
     thread_ = std::thread([this] { Look(); });
   } catch (const std::system_error&) {
-    // Without a thread it still ends at the next line that it cannot report.
+    // Without the thread, the mover still ends at the next line that it cannot report.
   }
 }
 
@@ -32,7 +32,7 @@ CallerWatch::~CallerWatch() {
 
 void CallerWatch::Look() {
   constexpr auto kPause = std::chrono::seconds(1);
-  // One look may fail for want of something else.
+  // A single look may fail for another reason.
   constexpr int kLooks = 2;
   int missed = 0;
   std::unique_lock lock(mutex_);

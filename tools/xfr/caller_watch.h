@@ -7,10 +7,9 @@
 
 #include "platform/data_file.h"
 
-// While it lives, a thread looks every second whether the backint that started this process still runs,
-// and interrupts this process once it does not: nobody would learn what is saved or restored from then on,
-// and another restore may bring the same files back. Watches nobody where another program started this
-// process.
+// While this object lives, a thread looks every second whether the backint that started this process still
+// runs. If not, it interrupts this process: nobody would learn what is saved or restored from then on, and
+// another restore may bring the same files back. Does nothing if another program started this process.
 class CallerWatch {
  public:
   CallerWatch();

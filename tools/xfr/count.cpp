@@ -40,7 +40,7 @@ class SourceCount {
     }
   }
 
-  // What the item leads to, through links. For most that is one call of the system.
+  // Adds what the item leads to, through links. For most items this is one system call.
   void AddItem(const std::string& item) {
     const platform::PathInfo info = platform::LookUp(item);
     std::string target;
@@ -55,7 +55,7 @@ class SourceCount {
   [[nodiscard]] const Sum& Total() const { return sum_; }
 
  private:
-  // A volume may be mounted within itself.
+  // A volume may be mounted inside itself.
   void AddDirectory(const std::string& directory, const platform::FileId& id) {
     if (std::find(way_.begin(), way_.end(), id) != way_.end()) {
       return;
@@ -70,7 +70,7 @@ class SourceCount {
   const OwnFiles& own_;
   const Ended& ended_;
   Sum sum_;
-  std::vector<platform::FileId> way_;  // down to the directory whose entries are counted
+  std::vector<platform::FileId> way_;  // all directories down to the one that is being counted
 };
 
 }  // namespace

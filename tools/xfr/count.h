@@ -1,4 +1,5 @@
-// How much there is to do, for who waits for the mover: found out beside the work, and only told.
+// Counts what there is to do, for those who wait for the mover. Runs beside the work; nothing else depends on
+// it.
 #pragma once
 
 #include <functional>
@@ -7,10 +8,10 @@
 #include "xfr/plan.h"
 #include "xfr/request.h"
 
-// Calls `store.Work().Expect`, unless it `ended` before.
+// Both functions call `store.Work().Expect`, unless `ended` says before that the work is over.
 using Ended = std::function<bool()>;
-// By the sizes of the files, those in directories too.
+// Counts the files of the items, those in directories too, and their sizes.
 void CountToSave(const Request& request, const Plan& plan, store::Store& store, const Ended& ended);
-// By what the catalog says of them.
+// Counts the same by what the catalog says of the items.
 void CountToRestore(const Request& request, const Plan& plan, store::Store& store,
                     const store::Saveset& saveset, const Ended& ended);

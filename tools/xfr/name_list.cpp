@@ -15,7 +15,7 @@ struct Place {
   std::uint32_t index = 0;
 };
 
-// Of places whose hashes are equal; nearly always those of one key.
+// For places with equal hashes, which nearly always have one key.
 void TakeSame(const std::vector<Place>& places, std::size_t begin, std::size_t end,
               const std::function<std::string(std::size_t)>& keyOf, std::vector<std::uint32_t>& first) {
   std::vector<std::pair<std::string, std::uint32_t>> keys;

@@ -1,4 +1,4 @@
-// Names in their order, a million of them in little more room than their bytes.
+// Names in their order. A million of them take little more memory than their bytes.
 #pragma once
 
 #include <cstddef>
@@ -19,22 +19,23 @@ class NameList {
 
   void Add(std::string_view name);
   [[nodiscard]] std::size_t Size() const { return size_; }
+  // The view is good as long as the list lives.
   [[nodiscard]] std::string_view operator[](std::size_t index) const;
-  // From one on, at most so many.
+  // At most `most` names, from index `first` on.
   [[nodiscard]] std::vector<std::string> Names(std::size_t first, std::size_t most) const;
 
  private:
-  // Where a name is: its length, as a varint, then its bytes.
+  // Where a name is: its length as a varint, then its bytes.
   struct Mark {
     std::uint32_t piece = 0;
     std::uint32_t offset = 0;
   };
 
   std::deque<std::string> pieces_;  // never moved once there are views of them
-  std::vector<Mark> marks_;         // of one name in so many: the way to the others is short
+  std::vector<Mark> marks_;         // of every 16th name; the others are searched from there
   std::size_t size_ = 0;
 };
 
-// For each index below `count` the first one with the same key.
+// For each index below `count`, the first index with the same key.
 [[nodiscard]] std::vector<std::uint32_t> FirstOfEach(std::size_t count,
                                                      const std::function<std::string(std::size_t)>& keyOf);

@@ -19,7 +19,7 @@ void TakeIn(const std::string& name, const store::Saved& saved, Outcome& outcome
     ReportTrouble(name + " became longer while it was read: it is saved as long as it was");
     outcome.warnings = true;
   } else if (saved.changed) {
-    // Nothing is wrong: the backup of a database that goes on working expects it.
+    // Nothing is wrong: this is expected if a database is backed up while it is in use.
     ReportNote(name + " changed while it was read: it is saved as it was read");
   }
 }

@@ -11,9 +11,9 @@ struct Outcome {
   bool warnings = false;
 };
 
-// Reports what failed.
+// Reports what failed, and makes the backup a failed one.
 void Fail(const std::string& what, Outcome& outcome);
-// Something cannot be saved; that is reported.
+// The same for a file or directory that cannot be saved.
 void Refuse(const std::string& name, const std::string& why, Outcome& outcome);
-// Takes in, and reports if there is anything to say, how the saving of a file went.
+// Takes in how the saving of a file went, and reports it if there is anything to say.
 void TakeIn(const std::string& name, const store::Saved& saved, Outcome& outcome);

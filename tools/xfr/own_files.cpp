@@ -4,7 +4,7 @@
 
 namespace {
 
-// What is there behind all links, and where.
+// Reads what is behind all links, and where that is.
 bool ReadTarget(const std::string& path, std::string& target, platform::Entry& entry) {
   std::string why;
   target = path;
@@ -55,7 +55,8 @@ bool OwnFiles::ContainsPath(const std::string& path, platform::EntryKind& kind) 
   return lastAnswer_;
 }
 
-// The directory or one above it, as the system goes up: links on the way play no part.
+// Whether the directory or one above it is one of the paths. Goes up by `..`, as the system does, so the
+// links on the way do not matter.
 bool OwnFiles::ContainsDirectory(const std::string& path) const {
   std::string directory = path;
   platform::FileId id;

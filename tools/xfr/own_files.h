@@ -1,5 +1,4 @@
-// What belongs to the repository itself, which no backup contains: neither by its own name nor through a
-// link.
+// The files of the repository itself. No backup contains them, neither by their own names nor through links.
 #pragma once
 
 #include <string>
@@ -9,20 +8,21 @@
 
 class OwnFiles {
  public:
-  // Full paths of files, and of directories with everything in them. What is not there is passed over.
+  // `paths` are full paths of files, and of directories with everything in them. A path that does not exist
+  // is ignored.
   explicit OwnFiles(const std::vector<std::string>& paths);
 
-  // One of the paths, by whatever name.
+  // Whether this is one of the paths, by whatever name.
   [[nodiscard]] bool Contains(const platform::FileId& id) const;
   // Whether the path leads, through all links, to one of them or into one of the directories. `kind` gets
-  // what it leads to; kOther if nothing is there.
+  // what it leads to; kOther if nothing is there. Not for several threads at once.
   [[nodiscard]] bool ContainsPath(const std::string& path, platform::EntryKind& kind);
 
  private:
   [[nodiscard]] bool ContainsDirectory(const std::string& path) const;
 
   std::vector<platform::FileId> ids_;
-  // The answer for the last directory: items are listed directory by directory.
+  // The answer for the last directory, because items are listed directory by directory.
   std::string lastDirectory_;
   bool lastAnswer_ = false;
 };

@@ -9,18 +9,18 @@
 
 #include "xfr/name_list.h"
 
-// An item that is listed again, perhaps with other separators, is worked on once, when it comes first, and
-// reported under each of its spellings.
+// An item may be listed several times, perhaps with other separators. It is worked on once, where it comes
+// first, and reported under each of its spellings. The list must outlive the plan.
 class Plan {
  public:
   explicit Plan(const NameList& items);
 
   [[nodiscard]] bool IsFirst(std::size_t index) const { return first_[index] == index; }
-  // Under which names the item that comes first at this index is to be reported.
+  // All names under which the item is reported. `index` is where it comes first.
   [[nodiscard]] std::vector<std::string> Spellings(std::size_t index) const;
 
  private:
   const NameList& items_;
   std::vector<std::uint32_t> first_;
-  std::vector<std::uint32_t> next_;  // the next spelling of the same item; 0 behind the last one
+  std::vector<std::uint32_t> next_;  // the next spelling of the same item; 0 for the last one
 };

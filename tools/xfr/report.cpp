@@ -13,7 +13,7 @@ namespace {
 
 bool Holds(std::string_view line, std::string_view text) { return line.find(text) != std::string_view::npos; }
 
-// What a pipe takes in one piece: its reader never sees a part of a line whose writer was killed.
+// A pipe takes so much in one piece. So its reader never sees part of a line if the writer is killed.
 constexpr std::size_t kPieceOfPipe = 4096;
 
 bool wholeReport = true;
@@ -27,7 +27,7 @@ void WriteGathered() {
   }
   store::PrintBesideProgress([] { wholeReport = platform::WriteToStandardError(gathered) && wholeReport; });
   gathered.clear();
-  // Who has called is gone, or takes nothing more: what comes now would be told to nobody.
+  // The caller is gone, or reads no more: nobody would learn of what comes now.
   if (!wholeReport && endsWithItsReader && !platform::Interrupted()) {
     platform::InterruptThisProcess();
   }
@@ -43,7 +43,7 @@ void Write(const std::string& line) {
   }
 }
 
-// In front of a name.
+// The words in front of a name.
 std::string ItemDone() { return kSaysItemDone.Line() + ' '; }
 
 bool EndsWithSeparator(const std::string& name) {

@@ -1,5 +1,5 @@
-// What the mover prints on standard error. Its reader looks for a number and a text in each line, wherever
-// they stand, so no line holds such a pair but those that mean it. Each line is written in one piece.
+// What the mover prints on standard error. Its reader, backint, looks for a number and a text anywhere in a
+// line (mover_words.h), so no other line may contain such a pair. Each line is written in one piece.
 #pragma once
 
 #include <string>
@@ -7,12 +7,12 @@
 
 enum class End { kGood, kWarnings, kFailed, kEmpty };
 
-// Whether the name can be reported: it stays one line, and holds no number and text that would be read as
-// the end of the run.
+// Whether the name can be reported: it has no line break, and no number and text that would be read as a
+// message.
 [[nodiscard]] bool CanBeReported(std::string_view name);
 
-// Lines that are decided together: those of this thread are gathered while it lives, and written many at a
-// time, as whole lines that a pipe takes in one piece.
+// For lines that are decided together. While it lives, the lines of this thread are gathered and written many
+// at a time: as whole lines, in pieces that a pipe takes at once.
 class ReportTogether {
  public:
   ReportTogether();
@@ -21,22 +21,23 @@ class ReportTogether {
   ~ReportTogether();
 };
 
-// From here on a line that cannot be written interrupts this process: what comes would be told to nobody.
+// From here on, a line that cannot be written interrupts this process: nobody would learn of what comes next.
 void EndWithItsReader();
 
-// The item under this name is safe.
+// The item of this name is safe: saved, or in its place.
 void ReportItem(const std::string& name);
-// A directory that is saved, or brought back; no item of its own lies between its lines. A program that sees
-// a directory in the path waits for a separator behind it, and in a restore takes it only without brackets.
+// A directory was saved, or restored. No line of another item comes between its lines. If backint finds a
+// directory at the path, it waits for a line with a separator after the name. In a restore, this line must be
+// without brackets.
 void ReportSavedDirectory(const std::string& name);
-// `place` is where the item of this name has come to; `alone`: the request holds no other item.
+// `place` is where the item of this name was restored to. `alone`: the request has no other item.
 void ReportRestoredDirectory(const std::string& name, const std::string& place, bool alone);
-// Whether those lines can be told to the program. `name` as it was asked for.
+// Whether backint can read those lines. `name` is as it was asked for.
 [[nodiscard]] bool CanReportRestored(const std::string& name, const std::string& place, bool alone);
-// Something that is no failure, in words.
+// Something that is no failure, in words. Words that backint would read as a message are changed.
 void ReportNote(const std::string& text);
-// Something went wrong, in words; texts that mean something else are made unlike them.
+// The same for something that went wrong.
 void ReportTrouble(const std::string& text);
-// The run is over. False if some line of it, this one or an earlier one, could not be written: its reader
-// does not know of all that is safe.
+// The run is over. False if this line or an earlier one could not be written: then the reader does not know
+// of all that is safe.
 bool ReportEnd(End end);

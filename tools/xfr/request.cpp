@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::string_view kListPrefix = "@file:";
 
-// A list that was written for the mover has all slashes turned forward, and so has a restore's command; the
-// items go by the names that they had before.
+// In a list that was written for the mover, and in the command of a restore, all backslashes were turned into
+// slashes. The items go by the names that they had before.
 std::string NameOf(const std::string& listed, bool turned) {
   return turned ? platform::ToSystemForm(listed) : listed;
 }
@@ -48,9 +48,9 @@ Status ReadItems(const CommandLine& line, Request& request) {
                   request.items);
 }
 
-// What stands behind the item's parent and a colon; empty if the text does not begin so. The program cuts the
-// parent from the name as its input had it, of which the slashes are not known here: it may be the item
-// itself.
+// The text after a parent of the item and a colon; empty if the text does not begin like that. backint cuts
+// the parent from the name in its input. Which separators that name had is not known here, so every directory
+// above the item is tried, and first the item itself.
 std::string BehindParent(const std::string& text, std::string_view item) {
   std::string parent = ToUnix(std::string(item));
   while (text.compare(0, parent.size() + 1, parent + ":") != 0) {
@@ -63,8 +63,8 @@ std::string BehindParent(const std::string& text, std::string_view item) {
   return text.substr(parent.size() + 1);
 }
 
-// With `-o plain` the text is the destination. Without, it belongs to one directory, and the path that the
-// directory lies in stands in front, with a colon between.
+// With `-o plain` the text is the destination. Without it, there is one item, a directory. The text is then
+// the path of its parent, a colon, and the destination.
 Status ReadDestination(const CommandLine& line, Request& request) {
   request.destination = line.Value('R');
   if (request.destination.empty() || line.HasValue('o', "plain")) {

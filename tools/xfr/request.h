@@ -13,10 +13,11 @@ struct Request {
   // Where a restore puts the items, whatever directories they came from; empty for their own places.
   std::string destination;
   bool replace = false;  // a restore may replace files
-  // A backup of what the program took for one directory, to be saved whole.
+  // A backup of one item that backint took for a directory: it is saved whole.
   bool wholeDirectory = false;
   // In the form in which they are reported.
   NameList items;
 };
 
+// Fails if the command or the list is wrong, or the list cannot be read.
 store::Status ReadRequest(int argc, const char* const* argv, Request& request);

@@ -35,8 +35,8 @@ std::string PlaceOf(const std::string& item, const std::string& destination) {
   return WithSeparator(directory, platform::SeparatorOf(directory)) + place;
 }
 
-// Which items would overwrite another one of the request: several with the same last component, bound for one
-// directory. The first listed has the place, whether or not the saveset has it.
+// Which items would overwrite another one of the request: several items can have the same last component and
+// go to one directory. The first in the list gets the place, whether or not the saveset has it.
 std::vector<bool> FindRivals(const NameList& items, const std::string& destination) {
   std::vector<bool> rivals(items.Size(), false);
   if (destination.empty()) {
@@ -73,7 +73,7 @@ class Restorer {
         reader_(reader),
         placer_(reader, {request.replace, config.inPlace, "option -o over"}, reporter_) {}
 
-  // Brings one item back, now or with the next `Settle`; one that the saveset does not have is passed over.
+  // Restores one item, now or with the next `Settle`. An item that the saveset does not have is left out.
   void Take(const std::string& name, const std::vector<std::string>& spellings);
   void Settle() { placer_.Settle(); }
   void Fail(const std::string& place, const Status& status) { placer_.Fail(place, status); }
@@ -98,7 +98,7 @@ class Restorer {
   Placer placer_;
 };
 
-// Why the item, which is there, cannot be told as restored; empty if it can.
+// Why the item, which the saveset has, cannot be reported as restored; empty if it can.
 std::string Restorer::WhyNot(const std::string& name) const {
   const std::string place = PlaceOf(name, request_.destination);
   if (!CanBeReported(place)) {
@@ -123,7 +123,7 @@ std::string Restorer::WhyNoneOf(const std::vector<std::string>& spellings) const
   return "";
 }
 
-// Whatever was saved under a name belongs to it, unless it is the name of a file or link.
+// Everything that was saved under a name belongs to it, unless it is the name of a file or link.
 void Restorer::Take(const std::string& name, const std::vector<std::string>& spellings) {
   const std::string place = PlaceOf(name, request_.destination);
   std::optional<store::Item> item;
@@ -161,7 +161,7 @@ void Restorer::TakeFile(const store::Item& item, const std::vector<std::string>&
   target.place = PlaceOf(item.name, request_.destination);
   target.root = platform::DirectoryOf(target.place);
   if (item.kind == ItemKind::kLink) {
-    // The program may find a directory where it leads.
+    // backint may find a directory where the link leads.
     placer_.Settle();
     const int failures = placer_.Failures();
     const bool made = placer_.PutLink(item, target);

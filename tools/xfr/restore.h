@@ -1,4 +1,4 @@
-// Brings the items of a request back from its saveset.
+// Restores the items of a request from its saveset, and reports each. The caller reports the end.
 #pragma once
 
 #include "store/store.h"

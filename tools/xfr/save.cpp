@@ -41,7 +41,7 @@ class Backup {
                                        }});
     const Status saved = SaveAll();
     if (Status ended = writer_.End(!outcome_.failed, !request_.wholeDirectory, outcome_.why); !ended) {
-      // A failure of the store that ended the saving was told then.
+      // If the store failed during the saving, that was told then.
       if (saved || saved.Message() != ended.Message()) {
         ReportTrouble(Advice(ended));
       }
@@ -57,7 +57,7 @@ class Backup {
   }
 
  private:
-  // What makes room, if it is that which is missing.
+  // The message, with what makes room if room is missing.
   [[nodiscard]] std::string Advice(const Status& failure) const {
     return failure.What() == Status::Kind::kNoRoom
                ? failure.Message() + "; korvo expire " + store_.Config().section +
@@ -65,7 +65,7 @@ class Backup {
                : failure.Message();
   }
 
-  // A bad status is the store's.
+  // Fails only if the store fails or the process is interrupted.
   Status SaveAll() {
     for (std::size_t index = 0; index < request_.items.Size(); ++index) {
       if (index % store::Catalog::kNamesAtOnce == 0) {
@@ -122,7 +122,7 @@ class Backup {
     }
   }
 
-  // Items come back in the order in which they were given, but for a few.
+  // Items are confirmed in the order in which they were given, except for a few.
   void Report(const store::Item& item) {
     const auto waits = std::find_if(waiting_.begin(), waiting_.end(),
                                     [&](std::size_t index) { return request_.items[index] == item.name; });
@@ -135,7 +135,7 @@ class Backup {
     waiting_.erase(waits);
   }
 
-  // Its first saving was told of already: only what went wrong is new.
+  // How its first saving went was told already. Only what went wrong now is new.
   void SavedAgain(const store::Item& item, const store::Saved& saved) { TakeIn(item.name, saved, outcome_); }
 
   const Request& request_;

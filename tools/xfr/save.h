@@ -1,4 +1,4 @@
-// Backs up the items of a request into its saveset.
+// Backs up the items of a request into its saveset, and reports each. The caller reports the end.
 #pragma once
 
 #include "store/store.h"

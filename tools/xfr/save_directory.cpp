@@ -17,12 +17,12 @@ using store::Status;
 
 namespace {
 
-// Goes through everything in a directory, link by link, in the order of the names of each directory. No more
-// is kept than the names of the directories on the way.
+// Goes through everything in a directory, in the order of the names of each directory, and follows no links.
+// Keeps only the names of the directories on the way.
 class Walk {
  public:
-  // `visit` gets what can be saved; its bad status is the store's and ends the walk.
-  // `leftOut` gets the paths of what belongs to the repository, `ahead` those of what may come next.
+  // `visit` gets what can be saved. Its failure is one of the store, and ends the walk. `leftOut` gets the
+  // paths of what belongs to the repository, `ahead` the paths of what may come next.
   using Visit = std::function<Status(const std::string& path, const platform::Entry& entry)>;
   using LeftOut = std::function<void(const std::string& path)>;
   using Ahead = std::function<void(const std::vector<std::string>& paths)>;
@@ -38,7 +38,7 @@ class Walk {
   }
 
  private:
-  // A directory in itself, as volumes can be mounted on some systems, has no end.
+  // A directory inside itself, as volumes can be mounted on some systems, has no end.
   Status TakeEntriesOf(const std::string& directory, const platform::FileId& id) {
     if (std::find(way_.begin(), way_.end(), id) != way_.end()) {
       Refuse(directory, "it is a directory above itself", outcome_);
@@ -101,7 +101,7 @@ class Walk {
     return WithSeparator(directory, platform::SeparatorOf(directory)) + std::string(name);
   }
 
-  // The directory's own name may be a link.
+  // Whether the directory is still the one with this id. Its own name may be a link.
   static bool IsStill(const std::string& directory, const platform::FileId& id) {
     std::string target;
     std::string why;
@@ -145,10 +145,10 @@ class Walk {
   Visit visit_;
   LeftOut leftOut_;
   Ahead ahead_;
-  std::vector<platform::FileId> way_;  // down to the directory whose entries are taken
+  std::vector<platform::FileId> way_;  // all directories down to the one whose entries are taken
 };
 
-// Names everything that cannot be saved, before any data is read.
+// Reports everything that cannot be saved, before any data is read.
 Status Check(const std::string& item, const platform::FileId& id, const OwnFiles& own, Outcome& outcome) {
   const auto visit = [](const std::string& /*path*/, const platform::Entry& /*entry*/) { return Status(); };
   const auto leftOut = [](const std::string& path) {
@@ -157,7 +157,7 @@ Status Check(const std::string& item, const platform::FileId& id, const OwnFiles
   return Walk(own, outcome, visit, leftOut, [](const std::vector<std::string>& /*paths*/) {}).Run(item, id);
 }
 
-// A bad status is the store's.
+// Fails only if the store fails or the process is interrupted.
 Status SaveEntry(const std::string& path, const platform::Entry& entry, store::SavesetWriter& writer,
                  Outcome& outcome) {
   if (entry.kind != platform::EntryKind::kFile) {
@@ -175,7 +175,7 @@ Status SaveEntry(const std::string& path, const platform::Entry& entry, store::S
   return {};
 }
 
-// The first failure costs the directory: nothing more is read then.
+// After the first failure the directory is given up, and nothing more is read.
 Status SaveEntries(const std::string& item, const platform::FileId& id, const OwnFiles& own,
                    store::SavesetWriter& writer, Outcome& outcome) {
   const auto visit = [&](const std::string& path, const platform::Entry& entry) {

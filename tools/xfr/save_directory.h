@@ -7,7 +7,8 @@
 #include "xfr/outcome.h"
 #include "xfr/own_files.h"
 
-// A bad status is the store's; what is wrong in the directory is reported by name, goes into the outcome, and
-// then nothing of the directory is saved. The files of the repository itself are left out.
+// Fails only if the store fails or the process is interrupted. What is wrong in the directory is reported by
+// name and goes into the outcome; then nothing of the directory is saved. The files of the repository itself
+// are left out.
 store::Status SaveDirectory(const std::string& item, const OwnFiles& own, store::SavesetWriter& writer,
                             Outcome& outcome);

@@ -10,9 +10,9 @@
 
 namespace {
 
-// So many are open at most, twice.
+// At most twice so many files are open.
 constexpr std::size_t kAtOnce = 32;
-// What is known of a file is of the time when it was opened. One that waited longer is opened anew.
+// What is known of a file dates from its opening. If it waited longer than this, it is opened again.
 constexpr std::chrono::milliseconds kLongest(500);
 
 bool TakesLong(const Source& source) {
@@ -21,7 +21,7 @@ bool TakesLong(const Source& source) {
          (source.file != nullptr && source.file->FactsAtOpening().size > kLarge);
 }
 
-// What cannot be saved because of its name, in words; empty for all others.
+// Why the item cannot be saved because of its name; empty if it can.
 std::string RefusalOf(const std::string& item) {
   if (platform::IsSystemName(item) && item.find('\\') != std::string::npos) {
     return "a name with a backslash could not be told from another file";
@@ -53,7 +53,7 @@ Source Sources::Take(std::size_t index) {
   return source;
 }
 
-// Nobody's files are kept open for hours.
+// No file stays open for hours, while another one is saved.
 void Sources::CloseAhead() {
   opening_.Wait();
   for (std::vector<Opened>* const ahead : {&opened_, &next_}) {
@@ -61,7 +61,7 @@ void Sources::CloseAhead() {
   }
 }
 
-// What the other thread has opened comes next, and it goes on.
+// Takes what the other thread has opened, and lets it open the next ones.
 void Sources::TakeOver() {
   if (opened_.empty() && next_.empty()) {
     OpenNext();
@@ -84,7 +84,7 @@ void Sources::OpenNext() {
         next_.push_back({Open(name), Clock::now()});
       }
     } catch (const std::bad_alloc&) {
-      next_.clear();  // whoever asks for them finds that there is no memory
+      next_.clear();  // `Take` then finds that there is no memory
     }
     opening_.Done();
   });

@@ -1,5 +1,5 @@
-// Opens the files of a request, a few before they are asked for: that is a third of all the work on a small
-// one, and another core can do it.
+// Opens the files of a request a few items ahead. Opening is a third of all the work on a small file, and
+// another core can do it.
 #pragma once
 
 #include <chrono>
@@ -17,19 +17,19 @@
 struct Source {
   std::string refusal;  // why it is not saved, whatever it is; empty for most
   platform::EntryKind kind = platform::EntryKind::kOther;  // behind all links
-  std::unique_ptr<platform::DataFile> file;                // none of a directory
-  std::string why;                                         // why there is none
+  std::unique_ptr<platform::DataFile> file;                // null for a directory, or if it was not opened
+  std::string why;                                         // why it was not opened
 };
 
 class Sources {
  public:
-  // Both must outlive this. Nobody else asks `own` for paths meanwhile.
+  // Both must outlive this object. Meanwhile nobody else may call `own.ContainsPath`.
   Sources(const NameList& items, OwnFiles& own) : items_(items), own_(own) {}
   Sources(const Sources&) = delete;
   Sources& operator=(const Sources&) = delete;
   ~Sources() { opening_.Wait(); }
 
-  // Once for each index, in their order; some may be left out.
+  // At most once for each index, in rising order.
   [[nodiscard]] Source Take(std::size_t index);
 
  private:
@@ -46,9 +46,9 @@ class Sources {
 
   const NameList& items_;
   OwnFiles& own_;
-  std::size_t first_ = 0;       // of those that are open
-  std::vector<Opened> opened_;  // from there on
-  std::vector<Opened> next_;    // behind them, by the other thread
+  std::size_t first_ = 0;       // index of the first one in `opened_`
+  std::vector<Opened> opened_;  // in their order
+  std::vector<Opened> next_;    // the ones after them, opened by the other thread
   store::Pending opening_;
   store::WorkQueue thread_{1};
 };

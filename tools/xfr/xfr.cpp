@@ -46,7 +46,7 @@ Status Prepare(int argc, char** argv, Request& request, std::unique_ptr<store::S
   if (Status read = store::ReadServerConfig(request.server, config); !read) {
     return read;
   }
-  // What only reads needs no more than to read.
+  // A restore only needs to read.
   const auto access = request.restore ? store::Store::Access::kRead : store::Store::Access::kWrite;
   if (Status opened = store::Store::Open(config, access, store); !opened) {
     return opened;
@@ -65,7 +65,8 @@ int main(int argc, char** argv) {
   if (store::TellAboutTool(argc, argv, "xfr", kHelp)) {
     return 0;
   }
-  // The block that is under way is the last one then: what is committed stays, nothing half done does.
+  // After an interrupt the block under way is the last one: what is committed stays, and nothing half done
+  // does.
   platform::WatchInterrupts();
   EndWithItsReader();
   const CallerWatch watch;
