@@ -7,7 +7,7 @@ using store::Status;
 
 namespace {
 
-// `-b openjob:17`: what to do, and behind the colon the session to do it in.
+// `-b openjob:17`: what to do, a colon, and the session to do it in.
 Status ReadVerb(const std::string& text, Call& call) {
   const std::size_t colon = text.find(':');
   const std::string name = text.substr(0, colon);

@@ -1,4 +1,4 @@
-// What the control tool is asked to do, checked.
+// One call of the control tool, read from its command line and checked.
 #pragma once
 
 #include <string>
@@ -12,14 +12,15 @@ struct Call {
   CallVerb verb = CallVerb::kOpen;
   store::Mode mode = store::Mode::kBackup;
   std::string session;
-  std::string server;  // in its login form
+  std::string server;  // as given, with its login: SERVER[:PORT][:USER:PASSWORD]
   std::string client;
   std::string job;
   std::string pool;
-  std::string saveset;  // empty in a query for all
+  std::string saveset;  // empty in a query that lists savesets
   store::State state = store::State::kGood;
   std::string sid;   // of a query
   std::string file;  // of a query, empty if it names none
 };
 
+// The failure says what is wrong with the command line.
 store::Status ReadCall(int argc, const char* const* argv, Call& call);

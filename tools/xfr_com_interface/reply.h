@@ -11,12 +11,15 @@ class Reply {
  public:
   Reply() : out_(platform::TextFile::StandardOutput()) {}
 
-  // A line `key=value`. The first one begins the answer as a good one; a long list is never kept in memory.
+  // Adds a line `key=value`. The first one begins a good answer, `reply=OK`. The lines are written in
+  // portions, so a long list is never kept in memory.
   void Add(const char* key, const std::string& value);
-  // Ends the answer. What fails after a line has gone out is a line `message=`, by which the caller discards
-  // the answer. False if something could not be written.
+  // Ends the answer. A failure after a first line becomes a line `message=`, by which the caller discards the
+  // answer. Any other failure is answered by `reply=ERROR` and its message. False if something could not be
+  // written.
   bool End(const store::Status& served);
-  // The same where nothing may be kept in memory any more: what was added and is not written yet is left out.
+  // The same for a failure when no memory may be used any more. What was added and is not written yet is left
+  // out.
   static void Abandon(const char* reason);
 
  private:

@@ -42,8 +42,8 @@ Answers reply=OK and lines key=value, exit status 0, or reply=ERROR and one sent
 breaks off. The sentence is written to standard error too. See also xfr, korvo and backint.
 )";
 
-// The process that has to live as long as its session: the backint that called. A tool that was started by
-// hand has none.
+// The process that must live as long as its session: the backint that called. A tool that was started by hand
+// has none.
 store::Process Owner() {
   platform::ProcessIdentity parent;
   std::string program;
@@ -105,7 +105,7 @@ Status Work(const Call& call, store::Store& store, Reply& reply) {
   return call.saveset.empty() ? ListSavesets(call, store, reply) : ListItems(call, store, reply);
 }
 
-// A restore and a query work where nothing can be written.
+// Restores and queries also work where nothing can be written.
 store::Store::Access AccessFor(const Call& call) {
   if (call.verb == CallVerb::kQuery || call.mode == store::Mode::kRestore) {
     return store::Store::Access::kRead;
