@@ -1,6 +1,6 @@
-// What the catalog costs: its making anew, questions among many items, commits. Fills a catalog with so many
-// items, savesets and packs, unless it has some already. It is in a directory of the caller's, or in the
-// schema `bench` of a database, where a repository may have made it.
+// Measures the catalog: how long it takes to make it anew, to ask questions among many items, and to commit.
+// Fills a catalog with so many items, savesets and packs, unless it has savesets already. The catalog is in a
+// directory of the caller's, or in the schema `bench` of a database, where a repository may have made it.
 //
 //   catalog_bench DIRECTORY|postgresql://... [ITEMS SAVESETS PACKS]
 #include <algorithm>
@@ -86,7 +86,7 @@ std::unique_ptr<Catalog> Open(const std::string& path, store::MakeCatalog make) 
   return catalog;
 }
 
-// Makes the catalog if it is missing, and finds out whose it is.
+// Makes the catalog if it is missing, and reads the id of its repository.
 bool HasSavesets(const std::string& path) {
   const std::unique_ptr<store::SqlEngine> engine = Connect(path, store::MakeCatalog::kIfMissing);
   bool made = false;
@@ -101,7 +101,7 @@ bool HasSavesets(const std::string& path) {
   return !names.empty();
 }
 
-// The same files in every saveset, some of them in packs of the one before.
+// Every saveset has the same files. Every fifth file also needs a pack of the saveset before.
 void Make(const std::string& path, const Sizes& sizes) {
   const std::unique_ptr<Catalog> catalog = Open(path, store::MakeCatalog::kIfMissing);
   const std::uint64_t itemsOfSaveset = sizes.items / sizes.savesets;
@@ -133,7 +133,7 @@ void Make(const std::string& path, const Sizes& sizes) {
   Check(catalog->FinishImport([](const std::string& what) { std::printf("%s\n", what.c_str()); }));
 }
 
-// Each with a connection of its own, as each tool has it.
+// Each question with a connection of its own, as each tool has it.
 void Ask(const std::string& path, const Sizes& sizes) {
   const std::uint64_t files = sizes.items / sizes.savesets;
   const std::string newest = "ABC" + std::to_string(1'700'000'000 + sizes.savesets);

@@ -1,5 +1,5 @@
-// Stands in for both tools and does nothing: opens and closes what it is asked to, and confirms every item of
-// the mover's list file or command line. What a run with it costs is backint's own.
+// Stands in for both tools and does no work: opens and closes what it is asked to, and confirms every item of
+// the mover's list file or command line. So the time that a run takes with it is backint's own.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -29,7 +29,7 @@ std::string NamesInFile(std::string_view path) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-// The whole answer in one piece: what is measured is not this program.
+// Writes the whole answer in one piece, because this program is not what is measured.
 void Confirm(std::string_view names) {
   std::string answer;
   answer.reserve(names.size() * 2);

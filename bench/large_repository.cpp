@@ -1,5 +1,5 @@
-// Fills a repository that is there with many savesets, without their data: the objects from which the catalog
-// is made anew, each with its tables, unsynchronised.
+// Adds many savesets without data to a repository that exists: the objects from which a rebuild makes the
+// catalog, with their tables. Nothing is synchronised to the disk.
 //
 //   large_repository SERVER ITEMS SAVESETS PACKS
 #include <algorithm>
@@ -33,7 +33,7 @@ void Check(const Status& status) {
   }
 }
 
-// A place that only takes objects, and leaves it to the system when they reach the disk.
+// A place that only takes objects. The system decides when they reach the disk.
 class HastyPlace : public store::Place {
  public:
   explicit HastyPlace(fs::path directory) : directory_(std::move(directory)) {}
@@ -77,7 +77,7 @@ class Filler {
  public:
   Filler(store::Store& repository, HastyPlace& place) : repository_(repository), place_(place) {}
 
-  // The same files in every saveset; every fifth is partly in a pack of the one before.
+  // Every saveset has the same files. Every fifth file also needs the pack that was written before.
   void AddSaveset(std::uint64_t number, std::uint64_t packs, std::uint64_t itemsOfPack) {
     store::Saveset saveset;
     saveset.uid = Uid::Random();

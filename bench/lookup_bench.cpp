@@ -1,5 +1,5 @@
-// What looking up 1,000 names in the newest saveset of a large repository costs, names that are there and
-// names that are not, each time with a connection of its own, as a mover has it.
+// Measures how long 1,000 look-ups take in the newest saveset of a large repository: of names that are there,
+// and of names that are not. Each time with a connection of its own, as a mover has it.
 //
 //   lookup_bench SERVER ITEMS_OF_A_SAVESET
 #include <algorithm>
@@ -24,8 +24,8 @@ void Check(const Status& status) {
   }
 }
 
-// Milliseconds, the median of five. The names are those that large_repository gives, with `suffix` behind
-// them.
+// The median of five rounds, in milliseconds. The names are those that large_repository gives, with `suffix`
+// at the end.
 double TimeLookups(const store::ServerConfig& config, std::uint64_t items, const std::string& suffix) {
   std::vector<double> times;
   for (int round = 0; round < 5; ++round) {

@@ -1,6 +1,6 @@
-// What a line of the data mover costs with the trace off, in jobs of more and more items, and how many pieces
-// of memory the search for its item asks for. The mover prints as many lines in each job, so that its own
-// start counts alike. Prints a name, a value and a unit on each line.
+// Measures what a line of the data mover costs with the trace off, in jobs of more and more items, and how
+// many allocations of memory the search for its item needs. The mover prints the same number of lines in each
+// job, so that its start always counts the same. Prints a name, a value and a unit on each line.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -39,8 +39,8 @@ constexpr std::size_t kLines = 100'000;
 struct Case {
   const char* title;
   std::string destination;
-  std::function<std::string(std::size_t)> item;      // for its number
-  std::function<std::string(std::size_t)> reported;  // its path in the mover's line
+  std::function<std::string(std::size_t)> item;      // the name of an item, by its number
+  std::function<std::string(std::size_t)> reported;  // the path of that item in the mover's line
 };
 
 double Microseconds(std::chrono::steady_clock::time_point start) {
@@ -48,7 +48,7 @@ double Microseconds(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double, std::micro>(time).count() / static_cast<double>(kLines);
 }
 
-// The mover of these runs is this program: it prints a file.
+// This program is also the mover of these runs: it prints a file.
 int PrintLines(const char* path) {
   std::ios::sync_with_stdio(false);
   std::cerr << std::ifstream(path, std::ios::binary).rdbuf();
