@@ -33,8 +33,9 @@ void TakePacks(const std::vector<Catalog::PackSum>& sums, Facts& facts) {
     if (backup == backups.end()) {
       facts.otherBytes += sum.bytes;
     } else {
-      backup->second->added = sum.bytes;
+      backup->second->added = sum.added;
       backup->second->damagedPacks = sum.damaged;
+      facts.otherBytes += sum.bytes - sum.added;
     }
   }
 }

@@ -16,12 +16,11 @@ namespace korvo {
 inline constexpr std::array<const char*, 6> kStates = {"good",      "warnings", "failed",
                                                        "withdrawn", "running",  "unused"};
 
-// A saveset and the packs that count for it: its own, and some of deleted savesets that it needs (see
-// Catalog::PackSum).
+// A saveset and its packs.
 struct Backup {
   store::Saveset saveset;
-  std::uint64_t added = 0;         // bytes of these packs
-  std::uint64_t damagedPacks = 0;  // of these packs
+  std::uint64_t added = 0;         // bytes of the good packs that it stored
+  std::uint64_t damagedPacks = 0;  // that it stored, or that it needs of deleted savesets (Catalog::PackSum)
 };
 
 // Seconds from the beginning of its job to the end of its mover, if that is known.
@@ -47,7 +46,7 @@ struct Facts {
   std::vector<DatabaseFacts> databases;  // by name
   std::uint64_t packs = 0;
   std::uint64_t packBytes = 0;
-  std::uint64_t otherBytes = 0;  // of packs that count for none of the backups
+  std::uint64_t otherBytes = 0;  // of all packs that are in no backup's `added`
   std::uint64_t damagedPacks = 0;
   std::uint64_t uncheckedPacks = 0;
   std::optional<std::int64_t> oldestCheck;  // the earliest of all packs that were checked

@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 
+#include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/names.h"
 
@@ -120,7 +121,8 @@ void RestoreRun::TakeDirectory(const std::string& name, const std::optional<stor
 
 // Whether no other item went to the place before. `/a` and `a`, for example, have the same place.
 bool RestoreRun::IsFirstAt(const std::string& place, const store::Item& item) {
-  return taken_.try_emplace(std::hash<std::string>()(place), item.number).first->second == item.number;
+  const std::size_t hash = std::hash<std::string>()(platform::FoldName(place));
+  return taken_.try_emplace(hash, item.number).first->second == item.number;
 }
 
 void RestoreRun::TakeItem(const store::Item& item) {
