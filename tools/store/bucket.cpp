@@ -18,7 +18,7 @@ S3Settings SettingsOf(const BucketConfig& bucket) {
   return settings;
 }
 
-// Whether there is an object whose name begins so: a directory, as its name ends in a slash.
+// Whether any object's name begins with the prefix. A prefix with a slash at its end is a directory.
 Status HasAny(Place& place, const std::string& prefix, bool& any) {
   any = false;
   const Status listed = place.List(prefix, [&any](const std::string&, std::uint64_t) {
@@ -28,7 +28,7 @@ Status HasAny(Place& place, const std::string& prefix, bool& any) {
   return any ? Status() : listed;
 }
 
-// Nothing but the object that makes a repository may be missing together with all the others.
+// The object that makes a repository may only be missing if there are no packs either.
 Status CheckIsEmpty(const ServerConfig& config, Place& place) {
   bool packs = false;
   if (Status looked = HasAny(place, kPackPrefix, packs); !looked || !packs) {

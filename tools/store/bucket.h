@@ -1,4 +1,4 @@
-// A repository in a bucket, whose catalog is elsewhere: looked at before it is used, and opened as a place.
+// A repository in a bucket. Its catalog is kept elsewhere, in a file or in a database.
 #pragma once
 
 #include <memory>
@@ -11,10 +11,11 @@
 
 namespace store {
 
+// The bucket that the configuration names. Sends no request yet.
 [[nodiscard]] std::unique_ptr<Place> BucketOf(const ServerConfig& config);
 
-// As LookAtRepository does it for a directory: asks the server, so that a bucket that is not there, or keys
-// that are wrong, are told in the first sentence.
+// Does for a bucket what LookAtRepository does for a directory. It asks the server, so a missing bucket or
+// wrong keys are reported at once.
 Status LookAtBucket(const ServerConfig& config, RepositoryState& state);
 
 }  // namespace store

@@ -30,7 +30,7 @@ bool IsBucketName(std::string_view name) {
          name.front() != '.' && name.back() != '.';
 }
 
-// Names that every server and every signature spells alike.
+// Allows only names that every server and every signature spells alike.
 bool IsPrefix(std::string_view prefix) {
   constexpr std::size_t kLongest = 500;
   if (prefix.size() > kLongest || !HasOnly(prefix, std::string(kSmallLetters) + kCapitals + "._-/")) {
@@ -46,7 +46,8 @@ bool IsPrefix(std::string_view prefix) {
   return true;
 }
 
-// Nothing can be put in front of it as a host's name.
+// Whether the endpoint is an address without a name: no bucket can be put in front of it as part of the
+// host's name.
 bool IsAddress(const std::string& endpoint) {
   std::string host = endpoint.substr(endpoint.find("://") + 3);
   host = host.substr(0, host.find(':'));
@@ -82,7 +83,7 @@ std::string ReadEndpoint(const std::string& value, BucketConfig& bucket) {
               : "the address of a server is expected, as https://objects.example.com or https://host:9000";
 }
 
-// What signs nothing would otherwise be found out only by a server that is never believed.
+// Without this look, a file without certificates would only show as a server that is never trusted.
 std::string ReadCaFile(const std::string& value, BucketConfig& bucket) {
   constexpr std::size_t kMostRead = 1024 * 1024;
   bucket.caFile = value;

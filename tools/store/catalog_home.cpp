@@ -14,7 +14,7 @@ namespace {
 
 // ---- A file beside the objects ---------------------------------------------------------------
 
-// What the engine may keep beside a catalog.
+// The endings of the files that the engine may keep for a catalog.
 constexpr std::array<const char*, 4> kEndings = {"", "-wal", "-shm", "-journal"};
 
 Status Rename(const std::string& from, const std::string& to) {
@@ -36,8 +36,8 @@ bool HasAnyFile(const std::string& catalog) {
                      [&](const char* ending) { return platform::Exists(catalog + ending); });
 }
 
-// Renames the catalog, or what is left of it, to a name that is free: a log without its catalog would be
-// taken for the log of the one that comes in its place.
+// Renames the catalog, or what is left of it, to a name that is free. A log that stayed behind without its
+// catalog would be taken for the log of the new one.
 Status PutFileAside(const std::string& catalog, std::string& aside) {
   if (!HasAnyFile(catalog)) {
     return {};
@@ -56,7 +56,7 @@ Status PutFileAside(const std::string& catalog, std::string& aside) {
   return {};
 }
 
-// As far as the system lets it.
+// Undoes PutFileAside, as far as the system lets it.
 void PutBack(const std::string& catalog, const std::string& aside) {
   for (const char* ending : kEndings) {
     if (!aside.empty() && platform::Exists(aside + ending)) {
@@ -85,8 +85,8 @@ class FileHome : public CatalogHome {
   Status ReadOld(std::string& state) const;
 
   std::string path_;
-  std::unique_ptr<platform::FileClaim> claim_;  // of the one that makes a new catalog
-  std::string state_;                           // of the old catalog, when the new one was begun
+  std::unique_ptr<platform::FileClaim> claim_;  // of the program that makes a new catalog
+  std::string state_;                           // of the old catalog, as it was when the new one was begun
 };
 
 Status FileHome::ReadOld(std::string& state) const {
@@ -128,7 +128,7 @@ Status FileHome::RefuseOthers(const Uid& repository) const {
 }
 
 Status FileHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& engine) {
-  // A catalog outside the repository may be lost with its directory.
+  // A catalog outside the repository may have been lost together with its directory.
   std::string why;
   const std::string directory = platform::DirectoryOf(path_);
   if (!platform::MakeDirectories(directory, platform::DirectoryAccess::kPrivate, why)) {
@@ -140,13 +140,13 @@ Status FileHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& eng
                           "-rebuild cannot be made and locked: wait for its end, or look at the file");
   }
   if (Status ours = RefuseOthers(repository); !ours) {
-    claim_.reset();  // nothing was begun that would have to go
+    claim_.reset();  // nothing was begun that would have to be deleted
     return ours;
   }
   if (Status removed = RemoveNew(); !removed) {
     return removed;
   }
-  // One that cannot be read takes no backup either.
+  // No backup can change a catalog that cannot be read, so there is nothing to compare later.
   if (Status read = ReadOld(state_); !read) {
     state_.clear();
   }
@@ -154,7 +154,7 @@ Status FileHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& eng
 }
 
 Status FileHome::EndNew(std::string& aside) {
-  // Without them the new one would lack what they hold.
+  // These files hold changes that the new catalog would lack.
   for (const char* ending : {"-wal", "-journal"}) {
     if (platform::Exists(NewPath() + ending)) {
       return Status::NoRoom("the new catalog could not be brought to its file whole: " + NewPath() + ending +
@@ -199,7 +199,7 @@ class DatabaseHome : public CatalogHome {
   bool GiveRoom() override { return false; }
   Status BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& engine) override;
   Status EndNew(std::string& aside) override;
-  // The next one that is begun takes its place.
+  // The schema stays: the next rebuild begins by deleting it.
   void DropNew() override {}
 
  private:
@@ -207,11 +207,11 @@ class DatabaseHome : public CatalogHome {
   static Status DropOld(const PostgresOptions& anew, const Uid& repository);
 
   PostgresOptions options_;
-  std::string file_;   // that had the catalog before, if one had
-  std::string state_;  // of the old catalog, when the new one was begun
+  std::string file_;   // the file that had the catalog before, if there was one
+  std::string state_;  // of the old catalog, as it was when the new one was begun
 };
 
-// A schema without the tables of a catalog is somebody else's, unless it is empty.
+// A schema without the tables of a catalog belongs to somebody else, unless it is empty.
 Status DatabaseHome::DropOld(const PostgresOptions& anew, const Uid& repository) {
   std::unique_ptr<SqlEngine> engine;
   Uid other;
@@ -230,7 +230,7 @@ Status DatabaseHome::DropOld(const PostgresOptions& anew, const Uid& repository)
 }
 
 Status DatabaseHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& engine) {
-  // One that cannot be read is what this is for.
+  // A catalog that cannot be read is no reason to stop: a rebuild is made for it.
   if (Status read = ReadPostgresState(options_, state_); !read) {
     state_.clear();
   }
@@ -239,7 +239,7 @@ Status DatabaseHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>&
   if (done) {
     done = OpenPostgres(anew, engine);
   }
-  // Between two rows it reads packs, from a bucket perhaps.
+  // Between two rows the rebuild reads packs, perhaps from a bucket.
   return done ? engine->Run("SET idle_in_transaction_session_timeout = '1h'", {}) : done;
 }
 
@@ -251,7 +251,7 @@ Status DatabaseHome::EndNew(std::string& aside) {
     aside = TellPostgres({options_.url, aside, MakeCatalog::kNever});
     return {};
   }
-  // Until now it was a file.
+  // Until now the catalog was a file.
   return PutFileAside(file_, aside);
 }
 
@@ -288,8 +288,8 @@ Status ReadNote(Place& place, std::string& note) {
 
 Status CheckCatalogIsFree(const ServerConfig& config, SqlEngine& engine, Place& place) {
   bool used = false;
-  // A file beside the objects is theirs. One elsewhere may be what a program left that was killed while it
-  // made the repository; it has no savesets then.
+  // A catalog beside the objects is theirs. A catalog elsewhere may be what a program left that was killed
+  // while it made the repository; then it has no savesets.
   const bool isElsewhere = engine.IsShared() || !config.catalog.empty();
   Status looked = isElsewhere ? engine.HasTable(kCatalogTable, used) : Status();
   if (looked && used && !engine.IsShared()) {
@@ -318,7 +318,7 @@ Status CheckCatalogIsFree(const ServerConfig& config, SqlEngine& engine, Place& 
 
 namespace {
 
-// The server may have several names, and the schema has one.
+// Compares the schemas only: a server may have several names, but the schema has one.
 Status CheckSchemaIsMeant(const ServerConfig& config, const std::string& note) {
   const std::string whole = config.database.empty()
                                 ? ""
@@ -378,7 +378,8 @@ Status NoteCatalog(const ServerConfig& config, Place& place) {
   if (Status put = place.Put(kCatalogObject, note); !put) {
     return put;
   }
-  // Some systems replace no file that another program has open, and what is there is taken for the new one.
+  // Some systems do not replace a file that another program has open; then the old one was taken for the new
+  // one.
   if (Status read = ReadNote(place, old); !read) {
     return read;
   }

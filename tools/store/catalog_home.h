@@ -1,4 +1,4 @@
-// Where a repository keeps its catalog: in a file beside its objects, or in a database that many hosts share.
+// Where a repository keeps its catalog: in a file, or in a database that many hosts share.
 #pragma once
 
 #include <memory>
@@ -19,38 +19,42 @@ class CatalogHome {
   CatalogHome& operator=(const CatalogHome&) = delete;
   virtual ~CatalogHome() = default;
 
+  // Opens the catalog. If there is none, `make` decides whether it is made; if not, the failure is kMissing.
   virtual Status Connect(MakeCatalog make, std::unique_ptr<SqlEngine>& engine) = 0;
 
-  // Room that is kept for deleting on a full disk (catalog.h).
+  // Room that is reserved so that deleting works on a full disk (catalog.h). `GiveRoom` is false if there was
+  // none.
   virtual void KeepRoom() = 0;
   virtual bool GiveRoom() = 0;
 
   // ---- A new catalog in the place of this one: begin, fill what `engine` leads to and close it, end ----
 
-  // `engine` leads to an empty catalog beside the one in use. What an earlier rebuild of this repository left
-  // there goes; anything else in that place is refused.
+  // `engine` gets a new, empty catalog beside the one in use. What an earlier rebuild of this repository left
+  // there is deleted first; anything else that is there is a failure.
   virtual Status BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& engine) = 0;
-  // The new one takes the old one's place. `aside` tells where that is now; empty if there was none. A
-  // conflict, and nothing happens, if the old one was changed meanwhile and that can be seen.
+  // The new catalog takes the place of the old one. `aside` tells where the old one is now; empty if there
+  // was none. kConflict, and nothing happens, if the old one was changed since `BeginNew` and that can be
+  // seen.
   virtual Status EndNew(std::string& aside) = 0;
-  // The new one goes, if one was begun: it does not take the place.
+  // Gives up the new catalog, if one was begun: the old one stays in use.
   virtual void DropNew() = 0;
 };
 
 [[nodiscard]] std::unique_ptr<CatalogHome> CatalogHomeOf(const ServerConfig& config);
 
-// Whether the catalog is another repository's, whose id is `other` then. One that cannot be read is nobody's.
+// Whether the catalog belongs to another repository; `other` gets its id. One that cannot be read belongs to
+// none.
 [[nodiscard]] bool IsOfAnother(SqlEngine& engine, const Uid& repository, Uid& other);
 
-// A database may have a schema for each of many repositories: one that is in use is refused to a place
-// without a repository.
+// Fails if the place has no repository, but the catalog is in use: then it is another repository's. (A
+// database may have a schema for each of many repositories.)
 Status CheckCatalogIsFree(const ServerConfig& config, SqlEngine& engine, Place& place);
-// Two catalogs for one repository would each delete what the other one needs: the repository's object
-// `catalog` says that it is in a database. Fails where the configuration and that say different things.
+// Two catalogs for one repository would each delete what the other one needs. So the repository's object
+// `catalog` says that the catalog is in a database. Fails if the configuration says something else.
 Status CheckCatalogIsMeant(const ServerConfig& config, Place& place);
-// The same for the schema of that database alone.
+// The same, but only for the name of the schema.
 Status CheckSchemaIsMeant(const ServerConfig& config, Place& place);
-// Notes which it is.
+// Puts or deletes that object, as the configuration says.
 Status NoteCatalog(const ServerConfig& config, Place& place);
 
 }  // namespace store

@@ -19,12 +19,12 @@ Status EndRunIfGone(Catalog& catalog, Place& place, const Run& run, std::int64_t
     return done;
   }
   dead.runs += ended ? 1U : 0U;
-  // Last of all, since the run is found gone by it.
+  // Last of all: by this object the run is found to be gone.
   return place.Delete(RunObject(run.uid));
 }
 
-// Whoever tells of itself without a run that others can ask for: of one on another machine it counts when it
-// told last.
+// For work that tells its progress, but has no run whose lock could be asked. If it is on another machine,
+// the time of its last report decides.
 bool IsGone(const RunProgress& run, std::int64_t now) {
   constexpr std::int64_t kLongSilence = 600;
   const Process& process = run.process;
@@ -34,8 +34,8 @@ bool IsGone(const RunProgress& run, std::int64_t now) {
          (running == platform::Running::kCannotTell && now - run.told > kLongSilence);
 }
 
-// The owner of a session that a person opened may be deleting its savesets meanwhile: their objects go when
-// their rows have gone.
+// The owner may be deleting savesets of a session that a person opened. Objects are deleted after the rows;
+// so an object that was put after its row had gone is deleted here.
 Status NoteOne(Catalog& catalog, const ObjectShelf& shelf, const Uid& saveset, std::int64_t time) {
   bool known = false;
   Status done = PutBackupFailed(shelf, saveset, time);
@@ -46,7 +46,7 @@ Status NoteOne(Catalog& catalog, const ObjectShelf& shelf, const Uid& saveset, s
 }
 
 Status CloseAsFailed(Catalog& catalog, const ObjectShelf& shelf, const Session& session, DeadRuns& dead) {
-  // Its process may have closed it well between the look at its row and that at the process.
+  // After its row was read, and before its process was looked for, the process may have closed it as good.
   std::optional<Session> now;
   Status done = catalog.FindSession(session.id, now);
   if (!done || !now || now->closed) {
@@ -121,7 +121,7 @@ Status IsRunOver(const Catalog& catalog, Place& place, const Run& run, std::int6
 
 namespace {
 
-// Of a mover, which holds a lock and has a row in `run` as long as it is alive.
+// For a mover, which holds a lock and has a row in `run` as long as it is alive.
 Status IsMoverGone(const Catalog& catalog, Place& place, const std::vector<Run>& runs, const Uid& uid,
                    std::int64_t now, bool& gone) {
   const auto run = std::find_if(runs.begin(), runs.end(), [&uid](const Run& one) { return one.uid == uid; });

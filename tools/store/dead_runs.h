@@ -1,5 +1,6 @@
 // What killed programs left: runs that will never end, and sessions that nobody will close. They are found by
-// their rows in the catalog, not by their age.
+// their rows in the catalog. Whether they are alive is told by locks and processes, and, where they may be on
+// another host, by the time of their last sign of life.
 #pragma once
 
 #include "store/catalog/catalog.h"
@@ -9,12 +10,12 @@
 
 namespace store {
 
-// In a catalog that many hosts share nobody can look at another host's processes. A run says every so many
-// seconds that it is alive; one that has not for so long is over, whatever it does. It finds out at its next
-// transaction.
+// In a catalog that many hosts share, nobody can look at another host's processes. So a run says every
+// kRunSaysSo seconds that it is alive. If it did not for kRunLease seconds, it is over, even if its process
+// is alive: it finds that out at its next transaction.
 inline constexpr std::int64_t kRunSaysSo = 30;
 inline constexpr std::int64_t kRunLease = 10 * 60;
-// A session of another host in which nothing was done for so long; a restore may take days.
+// A session of another host is over when nothing was done in it for so many seconds; a restore may take days.
 inline constexpr std::int64_t kSessionLease = 7 * 24 * 3600;
 
 struct DeadRuns {
@@ -22,17 +23,17 @@ struct DeadRuns {
   std::size_t sessions = 0;
 };
 
-// Whether nothing more may come of the run. `now` by the catalog's clock.
+// Whether nothing more can come of the run. `now`: seconds since 1970 by the catalog's clock.
 Status IsRunOver(const Catalog& catalog, Place& place, const Run& run, std::int64_t now, bool& over);
 
-// Ends the runs whose process is gone as failed; what they announced and never committed is then among
-// `Catalog::ListDeleted`, to be deleted. Closes sessions whose owner is gone, and the jobs in them, as
-// failed. Forgets how far others had come whose process is gone.
+// Ends the runs whose process is gone as failed. What they announced and never committed is then in the list
+// of `Catalog::ListDeleted`, to be deleted. Closes sessions whose owner is gone as failed, and the jobs in
+// them. Deletes the progress rows of other work whose process is gone.
 Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead);
 
-// That the backup of this session failed, as an object beside each of its savesets, so that a rebuild knows
-// it too. To be called before the session is closed. It goes without on a full disk, and where the savers'
-// secret is missing.
+// Notes that the backup of this session failed, as an object beside each of its savesets, so that a rebuild
+// knows it too. To be called before the session is closed. Where the disk is full or the savers' secret is
+// missing, the objects are left out, and that is no failure.
 Status NoteBackupFailed(Catalog& catalog, const ObjectShelf& shelf, std::int64_t session);
 
 // For a rebuild: the backups of an old catalog that nobody can close well any more. Those are the open ones
@@ -40,7 +41,7 @@ Status NoteBackupFailed(Catalog& catalog, const ObjectShelf& shelf, std::int64_t
 // session. `alive` if a program on this host is, or may be, at work in another one.
 Status ListBrokenBackups(Catalog& catalog, std::vector<Session>& broken, bool& alive);
 
-// The runs under way whose process is alive, or may be on another machine.
+// The runs under way whose process is alive, or may be alive on another machine.
 Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>& progress);
 
 }  // namespace store

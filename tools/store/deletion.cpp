@@ -1,5 +1,5 @@
-// Deleting savesets: the catalog names what goes, then the objects go, then the catalog forgets them.
-// Wherever this is interrupted, the next deletion goes on.
+// Deleting savesets: the catalog names what is to go, then the objects are deleted, then the catalog forgets
+// them. After an interruption, the next deletion goes on where this one ended.
 #include <algorithm>
 
 #include "store/saveset_objects.h"
@@ -48,7 +48,8 @@ Status Store::MarkTogether(const std::vector<Saveset>& savesets, bool atOnce) {
   return catalog_->MarkTogether(ids, atOnce).Within("saveset " + names);
 }
 
-// The object is there before anybody is told that it protects, and gone after nobody relies on it any more.
+// The object is put before anybody is told that the saveset is protected, and deleted after nobody relies on
+// it.
 Status Store::Protect(const std::string& saveset, bool isProtected) {
   Saveset used;
   if (Status found = FindSaveset(saveset, used); !found) {
@@ -62,7 +63,7 @@ Status Store::Protect(const std::string& saveset, bool isProtected) {
   if (done) {
     done = catalog_->SetProtected(used.id, isProtected);
   }
-  // No object may stay of a saveset that was deleted meanwhile, or is not protected after all.
+  // No object may stay for a saveset that was deleted meanwhile, or that is not protected after all.
   bool deletes = static_cast<bool>(done);
   if (isProtected) {
     std::optional<Saveset> row;
@@ -75,8 +76,8 @@ Status Store::Protect(const std::string& saveset, bool isProtected) {
   return Explain(done.Within("saveset " + saveset));
 }
 
-// The savesets are listed first: what they were in packs alone is named by then. The packs go first: as long
-// as one of them is there, the objects tell whose it was.
+// The savesets are listed before the packs: a saveset in the list has its packs named already. The packs are
+// deleted first: as long as one of them is there, the objects tell whose it was.
 Status Store::RemoveDeleted() {
   Catalog::Deleted deleted;
   if (Status listed = catalog_->ListDeleted(deleted); !listed) {

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kLargestFile = 1024 * 1024;
 constexpr std::size_t kLongestValue = 32 * 1024;
-constexpr std::size_t kMostMacros = 100;  // that lead from one to the next: the stack has its end
+constexpr std::size_t kMostMacros = 100;  // in a chain: each takes a part of the stack
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr const char* kDefaultSection = "default";
@@ -32,7 +32,7 @@ std::string Lower(std::string_view text) {
 
 bool BeginsComment(std::string_view text) { return text.starts_with('#') || text.starts_with(';'); }
 
-// What may follow a section's bracket or a closing quote.
+// What may follow a section's bracket or a closing quote: nothing, or a comment.
 bool IsNothing(std::string_view text) { return Trim(text).empty() || BeginsComment(Trim(text)); }
 
 std::string_view WithoutComment(std::string_view value) {
@@ -47,7 +47,7 @@ std::string_view WithoutComment(std::string_view value) {
   return value;
 }
 
-// The first macro of a text: its begin, and the end of its name.
+// The first macro of a text: where it begins, and where its name ends.
 struct Macro {
   std::size_t begin = std::string_view::npos;
   std::size_t end = std::string_view::npos;
@@ -77,7 +77,7 @@ Status ReadWholeFile(const std::string& path, std::string& text) {
   return {};
 }
 
-// What is no UTF-8, and does not say that it is, is this system's own text already.
+// Text that is not UTF-8, and has no byte order mark, is already in the code page of this system.
 Status TakeUtf8(const std::string& path, std::string& text) {
   const bool says = text.starts_with(kByteOrderMark);
   std::string own;

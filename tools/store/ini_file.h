@@ -6,10 +6,11 @@
 //   repository = %(base)/prod
 //   password = "exactly as it is here: no comment, no %(macro)"
 //
-// Spaces and tabs around sections, keys and values do not count, nor does a UTF-8 byte order mark; letter
-// case counts in values alone. `%(key)` stands for the value of that key in the section where it is written,
-// or in [DEFAULT]; that value may have macros too, but not without end. A section, or a key in a section,
-// that comes twice is an error, as is any line that is none of the above.
+// Spaces and tabs around sections, keys and values do not count, nor does a UTF-8 byte order mark. Letter
+// case counts only in values. `%(key)` stands for the value of that key in the section where the macro is
+// written, or else in [DEFAULT]. That value may contain macros too, but none may lead back to itself. A
+// section that comes twice is an error, as is a key that comes twice in a section, and any line that is none
+// of the above.
 #pragma once
 
 #include <cstddef>
@@ -26,19 +27,19 @@ namespace store {
 
 class IniFile {
  public:
-  // The messages name file and line.
+  // Reads the file, which has at most 1 MiB. The messages name file and line.
   static Status Read(const std::string& path, IniFile& file);
 
   [[nodiscard]] bool Has(std::string_view section) const;
-  // As they are written, in the file's order.
+  // The names as they are written, in the file's order.
   [[nodiscard]] const std::vector<std::string>& Sections() const { return sections_; }
   // The keys of a section, lower case.
   [[nodiscard]] std::vector<std::string> Keys(std::string_view section) const;
   // Whether a macro anywhere in the file names the key.
   [[nodiscard]] bool IsMacro(const std::string& key) const { return macros_.count(key) != 0; }
-  // The value with its macros filled in; none if the section does not set the key.
+  // The value of a key (in lower case) with its macros filled in; none if the section does not set it.
   Status Find(std::string_view section, const std::string& key, std::optional<std::string>& value) const;
-  // `file, line 3`: where the section sets the key, or begins if it does not.
+  // `file, line 3`: where the section sets the key, or where the section begins if it does not.
   [[nodiscard]] std::string Where(std::string_view section, const std::string& key) const;
 
  private:

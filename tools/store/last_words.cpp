@@ -18,7 +18,7 @@ const char* firstWords = "";
 int status = 1;
 void (*answerWith)(const char* reason) = nullptr;
 
-// There may be no memory for a string.
+// Allocates nothing: there may be no memory for a string.
 void Tell(const char* reason, const char* detail = "") {
   std::array<char, 1024> line = {};
   const int length = std::snprintf(line.data(), line.size() - 1, "%s%s%s", firstWords, reason, detail);
@@ -40,7 +40,7 @@ void Tell(const char* reason, const char* detail = "") {
     Tell("the program cannot go on");
   } catch (const std::bad_alloc&) {
     Tell("no memory is left");
-  } catch (const std::system_error& error) {  // of a thread that cannot be started
+  } catch (const std::system_error& error) {  // such as a thread that cannot be started
     Tell("the system refuses what is needed: ", error.what());
   } catch (const std::exception& error) {
     Tell(error.what());

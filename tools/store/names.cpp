@@ -7,7 +7,7 @@
 namespace store {
 namespace {
 
-// Of the first character of a text, in UTF-8; a byte that begins none there is one by itself.
+// The length of the first character of a text in UTF-8. A byte that begins no character counts as one.
 std::size_t CharacterLength(std::string_view text) {
   constexpr unsigned char kContinuation = 0x80;
   constexpr unsigned char kFirst = 0xC0;
@@ -98,7 +98,7 @@ std::string_view ParentOf(std::string_view name) {
 bool MatchesPattern(std::string_view text, std::string_view pattern) {
   std::size_t at = 0;
   std::size_t in = 0;
-  std::size_t star = std::string_view::npos;  // the last `*`, and what it stands for ends here
+  std::size_t star = std::string_view::npos;  // the last `*`; its text ends at `starEnd`
   std::size_t starEnd = 0;
   while (at < text.size()) {
     if (in < pattern.size() && pattern[in] == '*') {
@@ -146,8 +146,8 @@ std::string OneLine(std::string_view text) {
 std::string Harmless(std::string_view text, bool utf8) {
   constexpr unsigned char kFirstPrintable = 0x20;
   constexpr unsigned char kDelete = 0x7f;
-  constexpr unsigned char kFirstAbove = 0xa0;  // characters 0x80 to 0x9f are for control, too
-  constexpr unsigned char kLead = 0xc2;        // of these in UTF-8
+  constexpr unsigned char kFirstAbove = 0xa0;  // 0x80 to 0x9f are control characters, too
+  constexpr unsigned char kLead = 0xc2;        // the first byte of these in UTF-8
   std::string harmless;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);

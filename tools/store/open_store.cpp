@@ -16,7 +16,8 @@
 namespace store {
 namespace {
 
-// The catalog decides which proposal it becomes, so that everybody writes the same object, however often.
+// The catalog decides which proposal becomes the repository, so everybody writes the same object, however
+// often.
 Status AgreeOnRepository(const ServerConfig& config, Place& place, const Store::ConnectCatalog& connect,
                          std::string& object) {
   std::unique_ptr<SqlEngine> engine;
@@ -48,7 +49,7 @@ Status MakePlainRepository(const ServerConfig& config, Place& place, const Store
   return AgreeOnRepository(config, place, connect, object);
 }
 
-// A backup must not make a repository without encryption where one with it is meant.
+// A backup must not make a repository without encryption where one with encryption is meant.
 Status CheckPlainIsMeant(const ServerConfig& config) {
   return config.secretFile.empty() && config.keyFile.empty()
              ? Status()
@@ -58,7 +59,8 @@ Status CheckPlainIsMeant(const ServerConfig& config) {
                    config.section + " --encrypt");
 }
 
-// What a program left that was killed while it made the repository is finished; otherwise a new one is made.
+// Finishes what a program left that was killed while it made the repository; if there is nothing, makes a new
+// one.
 Status MakeIfMissing(const ServerConfig& config, Place& place, const Store::ConnectCatalog& connect,
                      std::string& object) {
   if (!object.empty()) {
@@ -87,7 +89,7 @@ Status MakeDirectory(const std::string& path, const ServerConfig& config) {
                               " cannot be made: " + why);
 }
 
-// Those of the objects, unless they are in a bucket, and of the catalog.
+// Makes the directories of the objects, unless they are in a bucket, and of the catalog.
 Status MakeDirectories(const ServerConfig& config) {
   if (config.bucket.name.empty()) {
     if (Status made = MakeDirectory(config.repository, config); !made) {
@@ -98,7 +100,7 @@ Status MakeDirectories(const ServerConfig& config) {
                                  : Status();
 }
 
-// What a path is made of, without what changes nothing.
+// The components of a path, without empty ones and `.`; each `..` removes the one before it.
 std::vector<std::string> ComponentsOf(const std::string& path) {
   std::vector<std::string> components;
   const std::string folded = platform::FoldName(path);
@@ -115,7 +117,7 @@ std::vector<std::string> ComponentsOf(const std::string& path) {
   return components;
 }
 
-// By their names alone: the file is not there yet.
+// Compares the names alone: the file is not there yet.
 bool IsBelow(const std::string& file, const std::string& directory) {
   const std::vector<std::string> inner = ComponentsOf(file);
   const std::vector<std::string> outer = ComponentsOf(directory);
@@ -136,7 +138,7 @@ Status CheckMayMakeEncrypted(const ServerConfig& config) {
   return {};
 }
 
-// The files come first: a repository whose key was lost on the way would be worth nothing.
+// Makes the files first: a repository whose key was lost on the way would be worth nothing.
 Status MakeEncryptedRepository(const ServerConfig& config, Place& place,
                                const Store::ConnectCatalog& connect) {
   const Uid id = Uid::Random();
@@ -214,8 +216,8 @@ Status ReadKeys(const ServerConfig& config, const std::string& object, Uid& id, 
   if (Status checked = mayRead ? CheckKeyFile(config.keyFile) : Status(); !checked) {
     return checked;
   }
-  // One machine's configuration may name a key that only another machine, or another user, has: who needs it
-  // is told then.
+  // The configuration may name a key file that only another machine, or another user, has. Whoever needs the
+  // key gets a message then.
   const std::string secretFile = platform::Exists(config.secretFile) ? config.secretFile : "";
   return Keys::Read(keysPart, id, secretFile, mayRead ? config.keyFile : "", keys);
 }
@@ -298,7 +300,7 @@ Status Store::Open(const ServerConfig& config, Access access, std::unique_ptr<Pl
   return {};
 }
 
-// What cannot be cleaned up now hinders nobody: it is told, and is there for the next opening.
+// What cannot be cleaned up now is in nobody's way: it is reported, and left for the next opening.
 void Store::CleanUp() {
   DeadRuns dead;
   Status done = EndDeadRuns(*catalog_, {*place_, keys_, id_}, dead);

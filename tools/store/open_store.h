@@ -1,4 +1,4 @@
-// What opening a repository and making its catalog anew have in common.
+// What the opening of a repository and the rebuild of its catalog have in common.
 #pragma once
 
 #include <memory>
@@ -13,12 +13,14 @@
 namespace store {
 
 [[nodiscard]] std::unique_ptr<Place> PlaceOf(const ServerConfig& config);
-// The object that makes the place a repository: no bytes, and a good status, if there is none.
+// Reads the object that makes the place a repository. If there is none, `bytes` is empty and the status is
+// good.
 Status ReadRepositoryObject(Place& place, std::string& bytes);
-// Fails where the configuration names key files and the repository is not encrypted: somebody may have put
+// Fails if the configuration names key files, but the repository is not encrypted: somebody may have put
 // another one in its place.
 Status CheckEncryptionIsMeant(const ServerConfig& config, const Keys& keys);
-// Its id, and the keys of the configuration's files as far as they are there.
+// Reads the repository's id from its object, and the keys from the configuration's files as far as they are
+// there.
 Status ReadKeys(const ServerConfig& config, const std::string& object, Uid& id, Keys& keys);
 
 }  // namespace store

@@ -18,7 +18,7 @@ std::size_t UnitOf(std::uint64_t bytes) {
   return unit;
 }
 
-// Without the unit; three digits, or all there are.
+// The number without the unit: whole from 100 on and for bytes, else with one decimal.
 std::string In(std::size_t unit, std::uint64_t bytes) {
   double number = static_cast<double>(bytes);
   for (std::size_t i = 0; i < unit; ++i) {

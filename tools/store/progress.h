@@ -1,4 +1,4 @@
-// How far a piece of work has come: counted by the threads that do it, read by whoever tells of it.
+// How far a piece of work has come. The threads that do it count, and whoever shows it reads.
 #pragma once
 
 #include <atomic>
@@ -9,7 +9,7 @@
 
 namespace store {
 
-// What is counted are files, those in directories too, and their bytes.
+// Counts files, also those in directories, and their bytes.
 struct ProgressState {
   double seconds = 0;  // since the work began
   std::uint64_t items = 0;
@@ -23,7 +23,7 @@ class Progress {
  public:
   void AddItems(std::uint64_t count) { items_.fetch_add(count, std::memory_order_relaxed); }
   void AddBytes(std::uint64_t count) { bytes_.fetch_add(count, std::memory_order_relaxed); }
-  // What there is to do in all.
+  // Sets what there is to do in all.
   void Expect(std::uint64_t items, std::uint64_t bytes);
   [[nodiscard]] ProgressState Now() const;
 
@@ -36,14 +36,15 @@ class Progress {
   std::atomic<bool> expected_ = false;
 };
 
-// Bytes in a second, on the average.
+// Bytes per second, on average since the work began.
 [[nodiscard]] std::uint64_t RateOf(const ProgressState& state);
-// How much is done, 0 to 100; a file that grew meanwhile makes no more of it. None before all is known.
+// How much is done, 0 to 100; it stays at 100 even if a file grew meanwhile. None before the total is known.
 [[nodiscard]] std::optional<int> PercentOf(const ProgressState& state);
-// Seconds until the end, if it goes on like this.
+// Seconds until the end at this average rate. None if the total is not known, or nothing has moved yet.
 [[nodiscard]] std::optional<std::uint64_t> SecondsLeft(const ProgressState& state);
 
-// `12 of 340 items, 1.2 of 5.0 GiB, 24 %, 210 MiB/s, 18 s left`, or as much of it as `width` columns take.
+// `12 of 340 items, 1.2 of 5.0 GiB, 24 %, 210 MiB/s, 18 s left`, or as many parts of it as fit into `width`
+// columns.
 [[nodiscard]] std::string ProgressText(const ProgressState& state, std::size_t width);
 
 }  // namespace store

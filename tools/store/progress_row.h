@@ -1,5 +1,5 @@
-// A row of the catalog in which work that is no saving tells how far it has come: a courtesy, which never
-// fails and never keeps the work waiting.
+// A row of the catalog in which work other than saving tells how far it has come. It is a courtesy: it never
+// fails, and never keeps the work waiting.
 #pragma once
 
 #include <memory>
@@ -10,15 +10,15 @@ namespace store {
 
 class ProgressRow {
  public:
-  // `tool`: `restore`, `verify` ... Without a saveset, about none in particular.
+  // `tool`: `restore`, `verify` ... `saveset` is null if the work is about no single one.
   ProgressRow(Store& store, std::string tool, const Saveset* saveset);
   ProgressRow(const ProgressRow&) = delete;
   ProgressRow& operator=(const ProgressRow&) = delete;
-  // Takes the row away.
+  // Deletes the row.
   ~ProgressRow();
 
-  // By one thread. Over a connection of its own; after the first failure, or where the catalog cannot be
-  // written, it does nothing.
+  // Writes the row, over a connection of its own. To be called by one thread only. After the first failure,
+  // or where the catalog cannot be written, it does nothing.
   void Tell();
 
  private:

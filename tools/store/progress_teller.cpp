@@ -12,7 +12,7 @@ namespace {
 constexpr std::chrono::milliseconds kQuiet(1000);
 constexpr std::chrono::milliseconds kBetweenLines(500);
 
-// The one line of this process. Without escape sequences: every terminal takes it.
+// The one line of this process. It needs no escape sequences, so every terminal can show it.
 class Line {
  public:
   void Show(const std::string& text) {
@@ -41,7 +41,7 @@ Line& TheLine() {
   return line;
 }
 
-// None if the system has none to give: the work goes on untold.
+// Gives no thread if the system has none left: then the work goes on, and nothing is shown.
 std::thread StartThread(const std::function<void()>& work) {
   try {
     return std::thread(work);
@@ -74,7 +74,7 @@ ProgressTeller::~ProgressTeller() {
   }
 }
 
-// False at the end of the work.
+// False when the work has ended.
 bool ProgressTeller::WaitFor(std::chrono::milliseconds time) {
   std::unique_lock lock(mutex_);
   return !changed_.wait_for(lock, time, [this] { return ending_; });
@@ -96,7 +96,7 @@ void ProgressTeller::Run() {
   bool tells = true;  // with every second line
   do {
     if (tasks_.line) {
-      // The last column stays free: some terminals go on to the next line behind it.
+      // The last column stays free: some terminals begin a new line after it.
       const std::size_t columns = platform::ColumnsOf(platform::Standard::kError);
       TheLine().Show(ProgressText(progress_.Now(), columns > 0 ? columns - 1 : 0));
     }

@@ -11,27 +11,28 @@
 
 namespace store {
 
-// Prints while no progress is on the terminal. Whatever a program prints that has a ProgressTeller goes
-// through here.
+// Calls `print` while no progress is on the terminal. A program that has a ProgressTeller has to print
+// everything through this function.
 void PrintBesideProgress(const std::function<void()>& print);
 
-// Works in a thread of its own as long as it lives, and does nothing in the first second: most work has ended
-// by then.
+// Works in a thread of its own as long as it lives. Does nothing in the first second, since most work has
+// ended by then.
 class ProgressTeller {
  public:
   struct Tasks {
-    // A line on standard error, if that is a terminal, written anew twice a second.
+    // Shows a line on standard error, if that is a terminal, and renews it twice a second.
     bool line = true;
-    // Finds out what there is to do, and calls `Progress::Expect`; in another thread. Ends early if `ended`.
+    // Finds out what there is to do, and calls `Progress::Expect`; in another thread. Returns early once
+    // `ended` is true.
     using Ended = std::function<bool()>;
     std::function<void(const Ended& ended)> count = nullptr;
-    // Once a second.
+    // Called once a second.
     std::function<void()> tell = nullptr;
   };
   ProgressTeller(Progress& progress, Tasks tasks);
   ProgressTeller(const ProgressTeller&) = delete;
   ProgressTeller& operator=(const ProgressTeller&) = delete;
-  // Takes the line away.
+  // Waits for the threads, and takes the line away.
   ~ProgressTeller();
 
  private:

@@ -18,14 +18,14 @@ bool IsMissing(const platform::PathInfo& info) {
   return info.kind == PathKind::kMissing && platform::MeansMissing(info.error);
 }
 
-// The system's reason for which this user cannot get at the path.
+// The system's reason why this user cannot get at the path.
 std::string WhyNot(const std::string& path) {
   std::string why;
   (void)platform::DataFile::OpenForReading(path, why);
   return why;
 }
 
-// The nearest directory above that is there; what is not there may be a disk that is not mounted.
+// The nearest directory above the path that exists. If one is missing, its disk may not be mounted.
 std::string NearestAbove(std::string path) {
   while (IsMissing(platform::LookUp(path))) {
     const std::string above = platform::DirectoryOf(path);
@@ -89,7 +89,7 @@ Status LookAtDirectory(const ServerConfig& config, RepositoryState& state) {
   if (info.kind != PathKind::kFile) {
     return Status::Failed("this user cannot look into it: " + WhyNot(object));
   }
-  // Of one in a database this is all that can be seen here.
+  // If the catalog is in a database, this is all that can be seen here.
   if (!config.database.empty() || !IsMissing(platform::LookUp(config.repository + "/" + kCatalogObject))) {
     state = RepositoryState::kHasCatalog;
     return {};
@@ -110,8 +110,8 @@ Status LookAtDirectory(const ServerConfig& config, RepositoryState& state) {
              : Status();
 }
 
-// Of a repository in a bucket: beside the catalog, in the way that SQLite names its own files, or in the
-// user's state directory. Empty if that has none.
+// For a repository in a bucket, the locks are beside the catalog's file, named like SQLite's own files;
+// without such a file they are in the user's state directory. Empty if the user has none.
 std::string RunsDirectory(const ServerConfig& config) {
   if (config.bucket.name.empty()) {
     return config.repository + "/runs";
@@ -130,7 +130,7 @@ std::string CatalogPath(const ServerConfig& config) {
 }
 
 RunLocks LocksOf(const ServerConfig& config) {
-  // Of a bucket and a database there is nothing that all hosts see as files.
+  // With a bucket and a database there is no directory that all hosts see.
   const bool manyHosts = !config.bucket.name.empty() && !config.database.empty();
   return {RunsDirectory(config), platform::ProcessSpace(),
           manyHosts ? RunLocks::Whose::kThisHosts : RunLocks::Whose::kEverybodys};

@@ -1,5 +1,5 @@
-// A repository, looked at before it is used: each thing that can be wrong with it has its
-// own sentence, with the path and the system's reason.
+// Looks at a repository before it is used. Each thing that can be wrong with it has its own sentence, with
+// the path and the system's reason.
 #pragma once
 
 #include <string>
@@ -11,30 +11,33 @@
 
 namespace store {
 
-// The catalog's file, and the locks of the runs: in a directory beside the objects, else beside the catalog.
+// The catalog's file, and the locks of the runs. The locks are beside the objects if these are in a
+// directory, else beside the catalog's file, or in the user's state directory if the catalog is in a
+// database.
 [[nodiscard]] std::string CatalogPath(const ServerConfig& config);
 [[nodiscard]] RunLocks LocksOf(const ServerConfig& config);
-// What on this machine belongs to the repository.
+// The paths on this machine that belong to the repository.
 [[nodiscard]] std::vector<std::string> OwnPathsOf(const ServerConfig& config);
 
 // What was found where the repository is.
 enum class RepositoryState {
-  kNone,        // nothing, or an empty directory, or what a program left that was killed while it made one
+  kNone,        // nothing, an empty directory, or what a program left that was killed while it made one
   kHasCatalog,  // a repository with its catalog
-  kNeverUsed,   // a repository without catalog, and without anything that could be in one
+  kNeverUsed,   // a repository without catalog, and without anything that a catalog could list
 };
 
-// Fails for all that is there and cannot be used as a repository: what this user may not look into or others
-// may write, a file in its place, one of an older release, one that lost a part.
+// Fails for everything that is there and cannot be used as a repository: this user may not look into it,
+// others may write to it, a file is in its place, an older release has made it, or a part of it is lost.
 Status LookAtRepository(const ServerConfig& config, RepositoryState& state);
 
-// Refuses a catalog outside the repository that others may write. One that is not there is none.
+// Refuses a catalog outside the repository if others may write to it or its directory. A missing one is no
+// failure.
 Status CheckCatalogRights(const ServerConfig& config);
 
-// The sentence for who needs a repository where there is none.
+// The message (kMissing) for a caller that needs a repository where there is none.
 [[nodiscard]] Status NoRepository(const ServerConfig& config);
 
-// Files that contain keys: refused if others may read or write them. One that is not there is none.
+// Refuses a file with keys if others may read or write it. A missing one is no failure.
 Status CheckKeyFile(const std::string& path);
 
 }  // namespace store

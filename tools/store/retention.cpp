@@ -8,7 +8,7 @@
 namespace store {
 namespace {
 
-// The week, counted from Monday, 1969-12-29.
+// The number of the week, counted from Monday, 1969-12-29.
 std::int64_t WeekOf(std::int64_t day) {
   constexpr std::int64_t kDaysOfWeek = 7;
   constexpr std::int64_t kThursday = 3;  // which 1970-01-01 was
@@ -27,7 +27,8 @@ bool IsSpoilt(const Saveset& saveset) {
          saveset.mover == Mover::kEndedFailed || saveset.mover == Mover::kRunning;
 }
 
-// In each pool, the newest of each of so many periods that have one. `periodOf` gets the backup's place.
+// In each pool, keeps the newest good backup of each period, for `most` periods that have one. `periodOf`
+// gets the backup's index.
 void KeepOnePerPeriod(Kept rule, std::uint64_t most, const std::vector<BackupOfSession>& backups,
                       const std::function<std::int64_t(std::size_t)>& periodOf,
                       std::vector<std::set<Kept>>& kept) {
@@ -40,7 +41,7 @@ void KeepOnePerPeriod(Kept rule, std::uint64_t most, const std::vector<BackupOfS
   }
 }
 
-// For each backup, newest first, the rules that keep it.
+// The rules that keep each backup. The backups are sorted, newest first.
 std::vector<std::set<Kept>> KeptByRules(const std::vector<BackupOfSession>& backups,
                                         const RetentionRules& rules, std::int64_t now, const DayOf& dayOf) {
   std::vector<std::set<Kept>> kept(backups.size());
@@ -63,7 +64,7 @@ std::vector<std::set<Kept>> KeptByRules(const std::vector<BackupOfSession>& back
   return kept;
 }
 
-// What keeps the saveset whatever the rules say.
+// The reasons to keep the saveset that do not depend on the rules.
 std::set<Kept> KeptAlways(const Candidate& candidate) {
   std::set<Kept> kept;
   if (candidate.inUse || candidate.saveset.sessionOpen || candidate.saveset.mover == Mover::kRunning) {
@@ -78,8 +79,8 @@ std::set<Kept> KeptAlways(const Candidate& candidate) {
   return kept;
 }
 
-// Unless something keeps one of its savesets already, the newest copies are looked for; then all of them
-// stay, or none.
+// Looks for the newest copies, unless something keeps one of the session's savesets already. Then all of them
+// are kept, or none.
 Status KeepSession(const std::vector<Saveset>& savesets, const std::vector<std::size_t>& places,
                    const HoldsNewest& holdsNewest, std::vector<std::set<Kept>>& kept) {
   const auto stays = [&] {

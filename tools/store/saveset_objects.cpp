@@ -19,7 +19,7 @@ constexpr const char* kProtected = "protected";
 constexpr const char* kFailed = "failed";
 constexpr std::uint64_t kLargestObject = 1024 * 1024;
 
-// Tags of the contents' fields; the time is the same in all.
+// Tags of the contents' fields. The time has the same tag in all of them.
 constexpr std::uint64_t kTime = 4;
 enum RepositoryTag : std::uint64_t { kKeys = 1, kAbilities = 2 };
 enum BeginTag : std::uint64_t { kName = 1, kDatabase = 2, kPool = 3, kNumber = 5, kHost = 6, kTogether = 7 };
@@ -35,7 +35,7 @@ std::string EncodeFields(const Fields& fields) {
   return encoder.Take();
 }
 
-// Fields of newer releases are among them, and nobody asks for them.
+// Fields of newer releases are read too, but nobody asks for them.
 bool DecodeFields(std::string_view bytes, Fields& fields) {
   Decoder decoder(bytes);
   while (decoder.Left() > 0 && !decoder.Failed()) {
@@ -92,7 +92,7 @@ Status Decode(const ObjectShelf& shelf, const Uid& saveset, ObjectKind kind, std
   return Status::Damaged("its content is damaged");
 }
 
-// No fields, and a good status, if there is no such object.
+// If there is no such object, there are no fields, and the status is good.
 Status Get(const ObjectShelf& shelf, const Uid& saveset, ObjectKind kind, const char* which, Fields& fields) {
   const std::string name = SavesetObject(saveset, which);
   std::optional<std::uint64_t> size;
@@ -145,7 +145,7 @@ std::string EncodeRepository(const Uid& repository, const Keys& keys, const std:
 namespace {
 
 Status DecodeRepositoryFields(std::string_view bytes, Uid& repository, Fields& fields) {
-  // The id is not known before: the header says it, and is checked against it.
+  // The id is not known before: it is taken from the header, and the rest of the header is checked.
   constexpr std::size_t kIdOffset = 24;
   ObjectHeader expected;
   expected.kind = ObjectKind::kRepository;
@@ -254,7 +254,7 @@ Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& uid, SavesetObjec
   saveset.warnings = SmallNumber(closed, kOutcome) == static_cast<std::uint8_t>(State::kWarnings);
   saveset.isProtected = !kept.empty() || IsDamage(read[3]);
   saveset.sessionFailed = !failed.empty() || IsDamage(read[4]);
-  // What could not be looked at may be there, and damage of another one must not hide that.
+  // An object that could not be looked at may be there; the damage of another one must not hide that.
   auto bad = std::find_if(read.begin(), read.end(), [](const Status& one) { return !one && !IsDamage(one); });
   if (bad == read.end()) {
     bad = std::find_if(read.begin(), read.end(), [](const Status& one) { return !one; });

@@ -1,5 +1,5 @@
-// The small objects beside the packs: what the repository is, and what became of a saveset. With them and the
-// packs the catalog can be made anew. docs/store.md has the format.
+// The small objects beside the packs: what the repository is, and what became of each saveset. From them and
+// the packs the catalog can be made anew. docs/store.md has the format.
 #pragma once
 
 #include <cstdint>
@@ -21,39 +21,40 @@ struct ObjectShelf {
 
 // ---- The repository's own object ----
 
-// `abilities` is what its place can do besides (Place::Explore): a note for people.
+// `abilities` tells what else the place can do (Place::Explore): a note for people.
 [[nodiscard]] std::string EncodeRepository(const Uid& repository, const Keys& keys,
                                            const std::string& abilities = "");
-// The id of the repository and the public part of its keys (Keys::Read).
+// The id of the repository, and what its object says of the keys (for Keys::Read).
 Status DecodeRepository(std::string_view bytes, Uid& repository, std::string& keysPart);
-// The note of its abilities; empty if there is none.
+// The note of the place's abilities; empty if there is none.
 [[nodiscard]] std::string DecodeAbilities(std::string_view bytes);
 
 // ---- Savesets. What was never put tells something, too: a mover that never ended has failed. ----
 
-// Durable before anybody is told the saveset's name.
+// To be put before anybody is told the saveset's name.
 Status PutSavesetBegin(const ObjectShelf& shelf, const Saveset& saveset);
-// `items`: how many items of their own it has then.
+// `items`: how many items the saveset has then, without those that are part of a directory.
 Status PutSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, Mover mover, std::int64_t items,
                      std::int64_t time);
 Status PutSavesetClosed(const ObjectShelf& shelf, const Uid& saveset, State state, std::int64_t time);
-// The backup that the saveset is a part of failed as a whole, however the saveset itself went.
+// Notes that the backup to which the saveset belongs failed as a whole, whatever became of the saveset
+// itself.
 Status PutBackupFailed(const ObjectShelf& shelf, const Uid& saveset, std::int64_t time);
 
-// That no rule deletes it, and that this is taken back.
+// Notes that no rule may delete the saveset; takes that back.
 Status PutSavesetProtected(const ObjectShelf& shelf, const Uid& saveset, std::int64_t time);
 Status DeleteSavesetProtected(Place& place, const Uid& saveset);
 
-// All objects of a saveset go; the one that names it goes last.
+// Deletes all objects of a saveset, the one with its name last.
 Status DeleteSavesetObjects(Place& place, const Uid& saveset);
 
 // What the objects tell of one saveset.
 struct SavesetObjects {
-  bool begun = false;  // its beginning is there: without it, name, database, pool and time are lost
-  Saveset saveset;     // with the number of items that its end tells; 0 if it tells none
+  bool begun = false;  // its object `begin` is there; without it, name, database, pool and time are lost
+  Saveset saveset;     // its number of items is the one that its object `end` tells; 0 if it tells none
 };
-// kDamaged if all could be looked at and one cannot be used; what the others tell is given all the same. One
-// that tells only by being there does so damaged, too.
+// kDamaged if all objects could be looked at, but one cannot be used; what the others tell is given all the
+// same. An object that tells something just by being there does so even if it is damaged.
 Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& uid, SavesetObjects& objects);
 
 }  // namespace store

@@ -22,7 +22,7 @@ constexpr const char* kDefaultSection = "DEFAULT";
 
 // ---- The section --------------------------------------------------------------------------------
 
-// How many letters two words differ by: changed, missing, or too many.
+// How many letters two words differ by: changed, missing or added ones.
 std::size_t Distance(std::string_view a, std::string_view b) {
   std::vector<std::size_t> row(b.size() + 1);
   for (std::size_t j = 0; j <= b.size(); ++j) {
@@ -57,7 +57,7 @@ std::string Advice(const std::string& key) {
   return "the keys are " + names;
 }
 
-// A key that means nothing and that no value refers to is a typing error.
+// A key that means nothing, and that no macro names, is a typing error.
 Status CheckKeys(const IniFile& file, const ServerConfig& config) {
   const std::span<const ServerKey> keys = ServerKeys();
   for (const std::string& key : file.Keys(config.section)) {
@@ -106,7 +106,7 @@ Status CheckCombination(const IniFile& file, const ServerConfig& config) {
   return {};
 }
 
-// Others who may write it could send the backups anywhere.
+// Others who may write the file could send the backups anywhere.
 Status CheckRights(const ServerConfig& config) {
   const std::string& file = config.file;
   bool others = false;
@@ -148,7 +148,7 @@ Status ReadSection(const IniFile& file, ServerConfig& config) {
 
 constexpr const char* kVariable = "KORVO_CONFIG";
 
-// What KORVO_CONFIG names; a mistake in it is never passed over for another file.
+// The file that KORVO_CONFIG names. If something is wrong with it, no other file takes its place.
 Status FindNamedFile(std::string& file) {
   if (!platform::EnvironmentVariable(kVariable, file)) {
     return Status::Failed(std::string(kVariable) +
@@ -170,7 +170,7 @@ Status FindFile(std::string& file) {
       file = place;
       return {};
     }
-    // Without it the backup would go to another repository.
+    // Without this file the backup would go to another repository.
     if (!platform::MeansMissing(found.error)) {
       return Status::Failed("whether there is a configuration " + place + " cannot be seen (error " +
                             std::to_string(found.error) + "): let this user read its directory");
@@ -263,7 +263,7 @@ Status ReadServerConfigFrom(const std::string& file, const std::string& login, S
 
 namespace {
 
-// Compares texts of any length in a time that tells nothing of either.
+// Compares texts of any length; the time that this takes reveals nothing of their bytes.
 bool IsSame(std::string_view a, std::string_view b) {
   std::array<std::array<unsigned char, crypto_generichash_BYTES>, 2> hashes = {};
   const std::array<std::string_view, 2> texts = {a, b};
@@ -285,7 +285,8 @@ Status CheckLogin(const std::string& login, const ServerConfig& config) {
   if (config.user.empty()) {
     return {};
   }
-  // All behind the server's name, or all behind its port: only so may a password contain a colon.
+  // User and password are all behind the server's name, or all behind its port: only so may a password have a
+  // colon.
   const std::string expected = config.user + ":" + config.password;
   const bool withoutPort = IsSame(BehindColon(login), expected);
   const bool withPort = IsSame(BehindColon(BehindColon(login)), expected);

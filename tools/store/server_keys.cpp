@@ -33,7 +33,7 @@ std::string ReadRepository(const std::string& value, ServerConfig& config) {
 }
 
 std::string ReadCatalogSchema(const std::string& value, ServerConfig& config) {
-  // Room for what is behind the name of an old or a new one (rebuild).
+  // Leaves room for the ending that a rebuild adds to the name of an old or a new schema.
   constexpr std::size_t kLongest = 50;
   config.catalogSchema = value;
   return value.size() <= kLongest && !value.starts_with("pg_")
@@ -92,7 +92,7 @@ std::string ReadUser(const std::string& value, ServerConfig& config) {
              : "a name without a colon or double quote is expected";
 }
 
-// A double quote does not get through the command line in which a caller hands it over.
+// A double quote does not get through the command line of the caller.
 std::string ReadPassword(const std::string& value, ServerConfig& config) {
   config.password = value;
   return value.find('"') == std::string::npos ? "" : "a password without a double quote is expected";

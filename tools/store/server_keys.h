@@ -10,12 +10,12 @@ namespace store {
 
 struct ServerKey {
   const char* name;
-  // Takes the value over. Gives what would be right, or nothing if the value is.
+  // Takes the value into `config`. The result says what would be right, and is empty if the value is.
   std::string (*read)(const std::string& value, ServerConfig& config);
   bool secret = false;  // the value is never shown
 };
 
-// Sorted by what a person would look for first.
+// In the order in which a person would look for them.
 [[nodiscard]] std::span<const ServerKey> ServerKeys();
 
 }  // namespace store

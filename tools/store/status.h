@@ -1,4 +1,4 @@
-// How the parts of the store report: done, or a sentence for the person who has to mend it.
+// How the parts of the store report: success, or a sentence for the person who has to mend something.
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@ namespace store {
 
 class [[nodiscard]] Status {
  public:
-  // What kind of failure it is, where somebody has to act on that; the sentence is for people.
+  // The kind of failure, for code that has to act on it; the sentence is for people.
   enum class Kind {
     kGood,
     kFailed,       // anything else
-    kDamaged,      // bytes that are there are not those that were written
+    kDamaged,      // the bytes that are there are not those that were written
     kMissing,      // an object or file that must be there is not there
     kNoRoom,       // the disk, or a quota, is full
     kConflict,     // somebody else was first: look again and repeat
@@ -30,7 +30,7 @@ class [[nodiscard]] Status {
   explicit operator bool() const { return kind_ == Kind::kGood; }
   [[nodiscard]] Kind What() const { return kind_; }
   [[nodiscard]] const std::string& Message() const { return message_; }
-  // The same failure, with what was being done in front of its sentence.
+  // The same failure; its sentence begins with what was being done.
   [[nodiscard]] Status Within(const std::string& what) const {
     return *this ? *this : Status(kind_, what + ": " + message_);
   }
@@ -42,13 +42,13 @@ class [[nodiscard]] Status {
   std::string message_;
 };
 
-// Why nothing new is begun once the process was interrupted.
+// Why nothing new is begun after an interrupt of the process.
 inline constexpr const char* kToldToEnd = "this program was told to end";
 
 inline Status Status::Interrupted() { return Status(Kind::kInterrupted, kToldToEnd); }
 
-// Something that was stored is lost: who looks through a repository tells it and goes on. Any other failure
-// may be one of asking, and ends the look.
+// Something that was stored is lost. A program that looks through a repository reports that and goes on. Any
+// other failure may come from the attempt to read, and ends the look.
 [[nodiscard]] inline bool IsDamage(const Status& status) {
   return status.What() == Status::Kind::kDamaged || status.What() == Status::Kind::kMissing;
 }

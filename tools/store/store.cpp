@@ -10,13 +10,13 @@
 namespace store {
 namespace {
 
-// What the catalog advises when it is damaged.
+// The catalog's advice when it is damaged.
 constexpr const char* kRebuildAdvice = "`korvo rebuild`";
-// Stands for a session of a restore where no row can be written: there is nothing to note, and nothing to
-// close.
+// Stands for a session of a restore where no row can be written: nothing is noted, and nothing is to be
+// closed.
 constexpr const char* kUnnotedSession = "unnoted";
 
-// Numbers that the catalog gives out; 0 for a text that is none of them.
+// A number that the catalog gave out; 0 for a text that is no such number.
 std::int64_t ToId(const std::string& text) {
   constexpr std::size_t kMostDigits = 15;
   const bool number = !text.empty() && text.size() <= kMostDigits &&
@@ -48,7 +48,7 @@ bool MayGoUnnoted(const Status& status) { return status.What() == Status::Kind::
 
 }  // namespace
 
-// The catalog says that it has to be made anew; which server's it is, is known here.
+// The catalog's message asks for a rebuild; for which server is known only here.
 Status Store::Explain(const Status& status) const {
   return WithServer(status, config_.section).Within("repository " + config_.repository);
 }
@@ -109,7 +109,7 @@ Status Store::CloseSession(Mode mode, const std::string& session, State state) {
     return mode == Mode::kRestore && MayGoUnnoted(closed) ? Status() : Explain(closed);
   }
   if (mode == Mode::kBackup) {
-    // The session went as it went: what cannot be deleted now is deleted by the next one.
+    // The result of the session stands. What cannot be deleted now is deleted by the next one.
     if (Status deleted = DeleteMarked(config_.grace); !deleted) {
       notes_.push_back(deleted.Message());
     }
@@ -186,7 +186,8 @@ Status Store::OpenRestoreJob(const JobRequest& request, std::int64_t session, st
   return MayGoUnnoted(added) ? Status() : Explain(added);
 }
 
-// Before the catalog knows it: what a rebuild finds is never better than what the caller was told.
+// The object is put before the catalog knows: what a rebuild finds is never better than what the caller was
+// told.
 Status Store::NoteClosed(const Saveset& saveset, State state) {
   bool open = false;
   if (Status asked = catalog_->HasOpenJob(saveset.id, Mode::kBackup, open); !asked || !open) {

@@ -1,5 +1,5 @@
-// The store: one repository, opened by the settings of a server section. Its rules are here and in the two
-// classes that work on an open store, SavesetWriter and SavesetReader.
+// The store: one repository, opened with the settings of a server's section. Its rules are here, and in
+// SavesetWriter and SavesetReader, the two classes that work on an open store.
 #pragma once
 
 #include <functional>
@@ -19,62 +19,62 @@ namespace store {
 struct JobRequest {
   Mode mode = Mode::kBackup;
   std::string session;
-  std::string saveset;  // proposed for a backup, to be read for a restore
+  std::string saveset;  // for a backup the proposed name, for a restore the one to read
   std::string name;
   std::string pool;
 };
 
 class Store {
  public:
-  // kRead: for a query or restore, works on a disk that cannot be written. kWrite: first takes away what dead
-  // runs left, and closes their sessions and jobs. kCreate: makes the repository too (only a backup's session
-  // may: a wrong path must not read as one that contains nothing).
+  // kRead: for a query or restore; works on a disk that cannot be written. kWrite: first removes what dead
+  // runs left, and closes their sessions and jobs. kCreate: also makes a repository if there is none. Only
+  // the session of a backup may do that: a wrong path must not look like a repository that contains nothing.
   enum class Access { kRead, kWrite, kCreate };
   static Status Open(const ServerConfig& config, Access access, std::unique_ptr<Store>& store);
-  // The same over doors that a test brings.
+  // The same with a place and connections that a test brings.
   using ConnectCatalog = std::function<Status(std::unique_ptr<SqlEngine>&)>;
   static Status Open(const ServerConfig& config, Access access, std::unique_ptr<Place> place,
                      ConnectCatalog connect, std::unique_ptr<Store>& store);
-  // Makes the repository, which may not be there yet. With encryption the two key files are made first, where
-  // the configuration names them. `abilities`, if not null, gets what was found out about its place
+  // Makes the repository; fails if there is one already. With encryption the two key files are made first,
+  // where the configuration names them. `abilities`, if not null, gets what was found out about the place
   // (Place::Explore).
   static Status Make(const ServerConfig& config, bool encrypt, std::string* abilities = nullptr);
-  // Opens a repository for a copy of this one, of which `object` is the repository object; makes it if there
-  // is none. Refuses another repository.
+  // Opens a repository that is a copy of the repository `id`, whose repository object is `object`. Makes it
+  // if there is none; refuses another repository.
   static Status OpenCopy(const ServerConfig& config, const Uid& id, const std::string& object,
                          std::unique_ptr<Store>& store);
-  // What the opening did besides, or could not do and left for the next one: sentences for standard error.
+  // What else the opening did, or could not do and left for the next one: sentences for standard error.
   [[nodiscard]] const std::vector<std::string>& Notes() const { return notes_; }
 
   // ---- What the control tool does. A session is named by what `OpenSession` gives. ----
 
-  // `owner` is the process that has to be alive as long as the session is; its number is 0 if there is none.
+  // `owner` is the process that has to live as long as the session; its number is 0 if there is none.
   Status OpenSession(Mode mode, const std::string& client, const Process& owner, std::string& session);
-  // `saveset` gets the name of the job's saveset, a new one for a backup.
+  // `saveset` gets the name of the job's saveset; for a backup it is a new one.
   Status OpenJob(const JobRequest& request, std::string& saveset);
   Status CloseJob(Mode mode, const std::string& session, const std::string& saveset, State state);
-  // At the end of a backup what was marked longer ago than the grace is deleted.
+  // At the end of a backup, what was marked longer ago than the grace is deleted.
   Status CloseSession(Mode mode, const std::string& session, State state);
-  // The savesets of a database, newest first; with a file, those that contain it (catalog.h tells their
-  // order).
+  // The savesets of a database, newest first; with a file, only those that contain it
+  // (Catalog::ListSavesetsWith tells their order).
   Status ListSavesets(const std::string& sid, const std::string& file, std::vector<std::string>& names);
   // What a saveset of the database contains.
   Status ListItems(const std::string& sid, const std::string& saveset, const Catalog::EachItem& each);
 
   // ---- What the mover works on ----
 
-  // A saveset that an open job of this mode has named. Where no job can be noted, any saveset can be
+  // Finds a saveset that has an open job of this mode. Where no job can be noted, any saveset can be
   // restored.
   Status FindOpenSaveset(const std::string& name, Mode mode, Saveset& saveset);
-  // Puts on the disk that the mover which filled the saveset ended well, for a rebuild; before `EndRun`. One
-  // without this note counts as failed.
+  // Notes on the disk, for a rebuild, that the mover which filled the saveset ended well. To be called before
+  // `EndRun`. After a rebuild, a saveset without this note counts as failed.
   Status NoteGoodEnd(const Saveset& saveset);
   [[nodiscard]] Catalog& Rows() { return *catalog_; }
-  // Another connection, for another thread.
+  // Opens another connection, for another thread.
   Status Connect(std::unique_ptr<Catalog>& catalog);
   [[nodiscard]] Place& Objects() { return *place_; }
   [[nodiscard]] const Keys& Secrets() const { return keys_; }
-  // How far the writer or reader has come that works on the open store.
+  // How far the writer or reader that works on this store has come.
   [[nodiscard]] Progress& Work() { return work_; }
   [[nodiscard]] const Uid& Id() const { return id_; }
   [[nodiscard]] const ServerConfig& Config() const { return config_; }
@@ -83,30 +83,30 @@ class Store {
 
   // ---- Deleting, rebuilding ----
 
-  // Any saveset, for the owner's tools.
+  // Finds any saveset, for the owner's tools.
   Status FindSaveset(const std::string& name, Saveset& saveset);
-  // Gives up the room that is kept for deleting on a full disk. False if there is none: open again if there
-  // was.
+  // Gives up the room that is kept for deleting on a full disk. False if there was none; if there was some,
+  // open the store again.
   static bool GiveSpareRoom(const ServerConfig& config);
-  // Marks a saveset to be deleted, or takes that back. One that is protected or has an open job is refused.
+  // Marks a saveset to be deleted, or takes that back. Refuses to mark one that is protected or in use.
   Status Mark(const std::string& saveset, bool marked);
-  // Marks all of them, or none; at once: without grace. `DeleteMarked` carries it out.
+  // Marks all of them, or none; with `atOnce` without grace. `DeleteMarked` then deletes them.
   Status MarkTogether(const std::vector<Saveset>& savesets, bool atOnce);
-  // No rule and nobody deletes the saveset from here on, or that is taken back. Outlives a rebuild.
+  // Lets nobody and no rule delete the saveset from here on, or takes that back. Outlives a rebuild.
   Status Protect(const std::string& saveset, bool isProtected);
-  // Carries out what was marked longer ago than the grace (0: everything that is marked), and what an earlier
+  // Deletes what was marked longer ago than the grace (0: everything that is marked), and what an earlier
   // deletion left.
   Status DeleteMarked(std::int64_t graceSeconds);
-  // The same for one saveset without grace.
+  // The same, and first marks one saveset without grace.
   Status DeleteAtOnce(const std::string& saveset);
-  // Makes the catalog anew from packs and saveset objects. `tell` gets a sentence for each object that cannot
-  // be used and for what it costs. The old catalog is put aside, not deleted.
+  // Makes the catalog anew from packs and saveset objects. For each object that cannot be used, `tell` gets a
+  // sentence that also says what is lost by it. The old catalog is put aside, not deleted.
   struct Rebuilt {
     std::uint64_t savesets = 0;
     std::uint64_t packs = 0;
     std::uint64_t unneeded = 0;      // packs that no item needs: they are deleted
-    std::string oldCatalog;          // where it is now; empty if there was none
-    std::vector<std::string> notes;  // what is worth knowing and costs nothing
+    std::string oldCatalog;          // where the old catalog is now; empty if there was none
+    std::vector<std::string> notes;  // what is worth knowing; nothing is lost by it
   };
   static Status Rebuild(const ServerConfig& config, const std::function<void(const std::string&)>& tell,
                         Rebuilt& rebuilt);
