@@ -1,5 +1,6 @@
-// Numbers and texts as bytes, as every object of the store has them. Fixed numbers have their lowest byte
-// first; a varint has seven bits in each byte, lowest first, and the eighth set while more follow.
+// Numbers and texts as bytes, in the form that all objects of the store have (docs/store.md). Fixed numbers
+// have their lowest byte first. A varint has seven bits in each byte, lowest first; the eighth bit is set
+// while more follow.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +21,7 @@ class Encoder {
   Encoder& Varint(std::uint64_t value);
   Encoder& Raw(std::string_view bytes);
   Encoder& Id(const Uid& uid) { return Raw(uid.Bytes()); }
-  // A varint with the length in front.
+  // A varint with the length, then the bytes.
   Encoder& Text(std::string_view bytes) { return Varint(bytes.size()).Raw(bytes); }
 
   [[nodiscard]] const std::string& Bytes() const { return bytes_; }
@@ -31,7 +32,8 @@ class Encoder {
 };
 
 // Reads what an encoder wrote. After the first read beyond the end, or of a varint of more than 64 bits,
-// every read gives 0 or nothing, and `Failed` is true: one look at the end is enough.
+// every read gives 0 or nothing, and `Failed` is true: one look at the end is enough. Texts point into the
+// given bytes.
 class Decoder {
  public:
   explicit Decoder(std::string_view bytes) : rest_(bytes) {}

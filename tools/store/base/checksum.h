@@ -16,7 +16,7 @@ class Checksum {
   ~Checksum();
 
   void Add(std::string_view bytes);
-  // Of everything that was added.
+  // The checksum of everything that was added.
   [[nodiscard]] Uid Value() const;
 
  private:

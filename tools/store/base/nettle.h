@@ -1,4 +1,4 @@
-// nettle, loaded when the first hash is made: who only reads needs none.
+// nettle, loaded when its first function is called: a program that needs none of them does not load it.
 #pragma once
 
 #include <nettle/gcm.h>

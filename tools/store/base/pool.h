@@ -1,6 +1,5 @@
-// Things that are worth keeping between uses, as buffers, each lent to one thread at a time. They are not the
-// threads' own (`thread_local`), since on Windows those are destroyed when a thread's memory has gone
-// already.
+// Things that are worth keeping between uses, such as buffers, each lent to one thread at a time. They are
+// not `thread_local`: on Windows such objects are destroyed only after the memory of the thread has gone.
 #pragma once
 
 #include <memory>
@@ -18,7 +17,7 @@ class Pool {
 
   explicit Pool(Make make) : make_(make) {}
 
-  // Comes back to the pool when it is destroyed. Null only if `make` gave that.
+  // Comes back to the pool when it is destroyed. `Get` is null only if `make` gave null.
   class Loan {
    public:
     explicit Loan(Pool& pool) : pool_(pool), thing_(pool.Take()) {}

@@ -7,7 +7,7 @@
 
 namespace store {
 
-// Step by step: memory for the most there may be costs a program more than the rest of its start.
+// Step by step: to allocate memory for the largest file would cost a program more than the rest of its start.
 bool ReadFileUpTo(const std::string& path, std::size_t most, std::string& bytes, std::string& why) {
   constexpr std::size_t kStep = 16 * 1024;
   bytes.clear();

@@ -6,8 +6,8 @@
 
 namespace store {
 
-// The file's bytes, at most so many of them: whoever has to know whether there are more asks for one more
-// than it takes. False if it cannot be read; `why` says why, in the system's words.
+// Reads the file's bytes, at most `most` of them. To find out whether there are more, ask for one more than
+// can be used. False if the file cannot be read; `why` is then the system's reason.
 [[nodiscard]] bool ReadFileUpTo(const std::string& path, std::size_t most, std::string& bytes,
                                 std::string& why);
 

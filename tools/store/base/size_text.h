@@ -7,10 +7,10 @@
 
 namespace store {
 
-// Each 1,024 times the one before.
+// Each unit is 1,024 times the one before.
 inline constexpr std::array<const char*, 7> kSizeUnits = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
 
-// `1.2 GiB`, `17 bytes`. What is missing is better rounded up.
+// `1.2 GiB`, `17 bytes`. A size that is missing is better rounded up.
 enum class Rounding { kNearest, kUp };
 [[nodiscard]] std::string SizeText(std::uint64_t bytes, Rounding rounding = Rounding::kNearest);
 

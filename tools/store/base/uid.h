@@ -1,5 +1,5 @@
-// 128-bit numbers that are unique by themselves: ids of repositories, objects, savesets and runs (random), of
-// chunks and maps (hashes).
+// 128-bit numbers that are unique by themselves: ids of repositories, objects, savesets and runs are random,
+// ids of chunks and maps are hashes.
 #pragma once
 
 #include <array>
@@ -29,7 +29,7 @@ struct Uid {
   [[nodiscard]] static bool FromHex(std::string_view text, Uid& uid);
 };
 
-// Hashes are evenly spread: any eight bytes do for a hash table.
+// Ids are evenly spread: any eight of their bytes do for a hash table.
 struct UidHash {
   std::size_t operator()(const Uid& uid) const;
 };
