@@ -1,5 +1,5 @@
-// Taking in savesets of another catalog of the same repository, in short transactions. A saveset is found by
-// others when all of it has come.
+// Takes in savesets from another catalog of the same repository, in short transactions. Others find a saveset
+// only when all of it has come.
 #include <algorithm>
 #include <unordered_map>
 
@@ -9,7 +9,7 @@ namespace store {
 namespace {
 
 constexpr int kPortion = 500;
-// In the column saveset.deleting.
+// Values of the column saveset.deleting.
 constexpr int kDeleted = 1;
 constexpr int kComing = 2;
 
@@ -29,7 +29,8 @@ Status FindRow(Catalog::Inside& inside, const Uid& uid, std::optional<Row>& foun
       });
 }
 
-// The number that it has in the other catalog says which is newer; it is taken if it is free.
+// By its number in the other catalog a saveset is newer or older than others. It keeps the number if that is
+// free.
 Status AddRow(Catalog::Inside& inside, const Saveset& saveset) {
   bool taken = false;
   std::int64_t id = saveset.id;
@@ -56,7 +57,8 @@ Status AddRow(Catalog::Inside& inside, const Saveset& saveset) {
   return done ? inside.Run("UPDATE saveset SET deleting = $1 WHERE id = $2", {kComing, id}) : done;
 }
 
-// The pack's row; 0 if one may be made. kMissing if it goes, or went, with a deletion.
+// `id` gets the number of the pack's row; 0 if one may be made. kMissing if a deletion takes the pack, or
+// took it.
 Status FindPackId(Catalog::Inside& inside, const PackFacts& pack, const Catalog::HasObject& hasObject,
                   std::int64_t& id) {
   std::optional<PackState> state;
@@ -93,7 +95,7 @@ Status AddPack(Catalog::Inside& inside, const PackFacts& pack, std::int64_t& id)
       {id, pack.uid.Bytes(), pack.saveset.Bytes(), Unsigned(pack.size)});
 }
 
-// What the saveset's row says of its items.
+// Counts anew what the saveset's row says of its items.
 Status CountItems(Catalog::Inside& inside, const Uid& saveset) {
   return inside.Run(
       "UPDATE saveset SET items = (SELECT count(*) FROM item WHERE item.saveset = saveset.id AND "
@@ -178,7 +180,7 @@ Status Catalog::BeginAdoption(const Saveset& saveset) {
 
 Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& packs,
                            const std::vector<ItemRecord>& items, const HasObject& hasObject) {
-  Status gone;  // no repetition brings it back
+  Status gone;  // to repeat would not bring it back
   Status done = inside_->Transact([&](bool& keep) {
     std::optional<Row> row;
     if (Status found = FindRow(*inside_, saveset, row); !found) {
@@ -201,7 +203,7 @@ Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& pac
         return known;
       }
     }
-    // All others wait for the counter from here on.
+    // From here on all others wait for the counter.
     for (const PackFacts& pack : packs) {
       std::int64_t& id = ids[pack.uid];
       if (Status added = id == 0 ? AddPack(*inside_, pack, id) : Status(); !added) {

@@ -9,7 +9,7 @@
 namespace store {
 namespace {
 
-// How often an aborted transaction is begun again before that is told.
+// How often an aborted transaction is begun again before the failure is reported.
 constexpr int kMostRepetitions = 200;
 constexpr std::uint32_t kMostMilliseconds = 50;
 
@@ -115,7 +115,7 @@ Status Catalog::Inside::AddSaveset(const Saveset& saveset, std::int64_t id, std:
   return added && saveset.sessionFailed ? AddFailedSession(saveset, id) : added;
 }
 
-// Its savesets have one each: what was in which session is told by `together`.
+// Each saveset gets a session of its own: which of them were in one session is told by `together`.
 Status Catalog::Inside::AddFailedSession(const Saveset& saveset, std::int64_t id) {
   std::int64_t session = 0;
   std::int64_t job = 0;

@@ -14,7 +14,7 @@
 
 namespace store {
 
-// Why a run goes no further: what it announced was taken back.
+// Why a run goes no further: another program took back what it had announced.
 inline constexpr const char* kTakenForDead =
     "the run was taken for dead and ended by another program: start the backup again";
 
@@ -25,7 +25,7 @@ struct Catalog::Inside {
   std::size_t imported = 0;
   bool importing = false;
 
-  // The run that tells how far it has come.
+  // The run whose progress is told in passing.
   struct Teller {
     Uid run;
     std::int64_t began = 0;
@@ -33,10 +33,11 @@ struct Catalog::Inside {
     double told = 0;  // seconds since it began
   };
   std::optional<Teller> teller;
-  // Within a transaction: tells, if it is time.
+  // Within a transaction: writes the progress of that run, if it is time.
   Status TellInPassing();
 
-  // One transaction, repeated when the engine aborts it. Nothing of it is kept if `keep` becomes false.
+  // Runs one transaction, and repeats it when the engine aborts it. Nothing of it is kept if `keep` becomes
+  // false.
   using Body = std::function<Status(bool& keep)>;
   Status Transact(const Body& body);
   Status Transact(const std::function<Status()>& body);
@@ -52,27 +53,28 @@ struct Catalog::Inside {
   Status ListNumbers(const std::string& text, const std::vector<SqlValue>& values,
                      std::vector<std::int64_t>& numbers);
   Status ListUids(const std::string& text, const std::vector<SqlValue>& values, std::vector<Uid>& uids);
-  // The next one of a counter, from 1; within a transaction.
+  // The next number of a counter, from 1; within a transaction.
   Status Count(std::string_view counter, std::int64_t& number);
-  // Of a database and pool; within a transaction, which makes it if need be.
+  // The family of a database and pool, made if need be; within a transaction.
   Status FamilyOf(std::string_view database, std::string_view pool, std::int64_t& family);
 
-  // Takes items out, of one directory or all of the saveset, in short transactions. Packs that no item needs
-  // then are named as deleted.
+  // Takes items out, of one directory or of the whole saveset, in short transactions. Packs that no item
+  // needs then are named as deleted, and come in `packs`.
   Status TakeItemsOut(std::int64_t saveset, std::optional<std::int64_t> directory, std::vector<Uid>& packs);
-  // Of the saveset's own packs, those that no item needs; within a transaction.
+  // Names as deleted those of the saveset's own packs that no item needs; within a transaction.
   Status NameUnneededPacks(std::int64_t saveset);
 
-  // A saveset without items; within a transaction. If its backup failed, with a session that failed.
+  // Adds a saveset without items; within a transaction. If its backup failed, adds a session that failed,
+  // too.
   Status AddSaveset(const Saveset& saveset, std::int64_t id, std::int64_t family);
   Status AddFailedSession(const Saveset& saveset, std::int64_t id);
-  // An item's rows; within a transaction.
+  // Adds an item's rows; within a transaction.
   Status AddItem(std::int64_t saveset, std::int64_t family, const Item& item, std::string_view record,
                  std::int64_t recordPack, const std::vector<std::int64_t>& packs);
 };
 
-// Packs in one of the states other than good (`state` 1). Both words name it: an engine uses the index
-// `pack_to_do`, which has these alone, only where it sees that the good ones are left out.
+// Packs in one of the states other than good (1). Each condition also says that they are not good: the index
+// `pack_to_do` has only such packs, and an engine uses it only where it sees that.
 inline constexpr const char* kIsDamaged = "state = 2 AND state <> 1";
 inline constexpr const char* kIsDeleted = "state = 3 AND state <> 1";
 
@@ -80,17 +82,18 @@ inline SqlValue Unsigned(std::uint64_t number) { return static_cast<std::int64_t
 
 // ---- Rows of items ---------------------------------------------------------------------------------------
 
-// Of `item i`: what `ReadItem` reads.
+// The columns of `item i` that `ReadItem` reads.
 inline const std::string kItemColumns =
     "i.number, i.key, i.listed, i.kind, i.directory, i.size, i.stored, i.record";
 inline constexpr int kItemColumnCount = 8;
-// That an item is not part of a directory which is still being saved.
+// The condition that an item is not part of a directory which is still being saved.
 inline const std::string kItemVisible =
     "NOT EXISTS(SELECT 1 FROM unfinished u WHERE u.saveset = i.saveset AND u.directory = i.directory)";
 
-// What an item is found by where it is only shown by a name; nothing for most.
+// The key of the name by which replies show an item, if that is another name; nothing for most items.
 [[nodiscard]] std::optional<std::string> ListedKey(std::string_view name);
-// From the row's columns that begin with `first`. kDamaged unless record and columns say the same.
+// Reads an item from the row's columns, which begin with `first`. kDamaged unless record and columns say the
+// same.
 Status ReadItem(const SqlRow& row, int first, const Uid& repository, const Uid& saveset, Item& item);
 // The sentence for rows that contradict each other.
 Status DamagedRow(const std::string& what);

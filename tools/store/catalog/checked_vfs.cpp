@@ -20,12 +20,12 @@ namespace {
 constexpr auto kPage = static_cast<std::int64_t>(kPageSize);
 constexpr std::size_t kSumOffset = kPageSize - kReservedBytes;
 constexpr std::int64_t kJournalPageNumber = 4;  // bytes in front of a page in a rollback journal
-constexpr std::int64_t kBeginning = 100;        // bytes of the database that are read by themselves
-constexpr int kRecoveryLock = 2;  // the lock byte that only who reads the log anew has for itself
+constexpr std::int64_t kBeginning = 100;        // bytes of the database that are also read by themselves
+constexpr int kRecoveryLock = 2;                // held exclusively only by whoever reads the whole log anew
 
 enum class FileKind { kDatabase, kLog, kJournal };
 
-// What SQLite has of an open file: this, and behind it the system's own.
+// What SQLite has for an open file: this, and behind it the system's own file.
 struct CheckedFile {
   sqlite3_file base;
   sqlite3_file* real;  // null: a log that is not there and cannot be made
@@ -34,14 +34,14 @@ struct CheckedFile {
   const char* name;
   FileKind kind;
   bool readOnly;
-  bool failed;     // a write or a synchronisation: nothing more is written
+  bool failed;     // a write or a synchronisation has failed: nothing more is written
   bool ownIndex;   // of a database: the log's index is in SQLite's own memory
   char* noMemory;  // of a database without shared memory to lock: the name of the file that would have it
   std::int64_t header;  // of a log: the frame whose header was written last, with no page behind it yet
   bool headerEndsCommit;
-  std::int64_t frames;     // frames in the log, by the last one that was appended
-  bool endsCommit;         // the last frame does
-  std::int64_t unchecked;  // from this frame on they were changed in place, and their sums not yet
+  std::int64_t frames;     // in the log, up to the last one that was appended
+  bool endsCommit;         // the last frame ends a commit
+  std::int64_t unchecked;  // frames from this one on were changed in place; their sums are still old
 };
 
 constexpr std::int64_t kNone = INT64_MAX;
@@ -59,7 +59,8 @@ bool IsPageGood(const char* page, std::int64_t number) {
   return std::memcmp(page + kSumOffset, &sum, sizeof sum) == 0;
 }
 
-// In SQLite's own buffer, so that a page that is later copied to a rollback journal has its checksum too.
+// Sets it in SQLite's own buffer, so that a page that is later copied to a rollback journal has its checksum
+// too.
 void SetSum(const void* page, std::int64_t number) {
   const std::uint64_t sum = SumOf(static_cast<const char*>(page), number);
   std::memcpy(const_cast<char*>(static_cast<const char*>(page)) + kSumOffset, &sum, sizeof sum);
@@ -78,7 +79,7 @@ ReadLog Reader(CheckedFile& log) {
   };
 }
 
-// The frame whose page is there; negative for anything else.
+// The frame whose page is at this offset; negative for anything else.
 std::int64_t FrameOfPage(int size, sqlite3_int64 offset) {
   const std::int64_t behind = offset - FrameOffset(0) - static_cast<std::int64_t>(kFrameHeaderSize);
   return size == kPage && behind >= 0 && behind % static_cast<std::int64_t>(kFrameSize) == 0
@@ -96,8 +97,8 @@ std::int64_t FrameOfHeader(int size, sqlite3_int64 offset) {
 
 // ---- Reading ---------------------------------------------------------------------------------------------
 
-// Besides whole pages SQLite reads the beginning of the file, which it reads as a page before it relies on
-// it.
+// SQLite reads whole pages, and besides the beginning of the file by itself. It reads the beginning again as
+// part of a page before it relies on it.
 int CheckDatabaseRead(CheckedFile& file, const char* bytes, int size, sqlite3_int64 offset, int result) {
   if (offset + size <= kBeginning) {
     return result;
@@ -132,7 +133,8 @@ int CheckJournalRead(CheckedFile& file, const char* bytes, int size, sqlite3_int
   return IsPageGood(bytes, page) ? SQLITE_OK : SQLITE_IOERR_DATA;
 }
 
-// Without locks, since nobody could write: if somebody does after all, what is read does not fit together.
+// This connection reads without locks, since nobody could write. If somebody does write after all, what it
+// reads does not fit together.
 bool HasWriterCome(CheckedFile& file) {
   sqlite3_vfs* system = sqlite3_vfs_find(nullptr);
   int there = 0;
@@ -160,7 +162,7 @@ int Read(sqlite3_file* base, void* bytes, int size, sqlite3_int64 offset) {
 
 // ---- Writing ---------------------------------------------------------------------------------------------
 
-// A quota, or a largest size of files, is a full disk, too.
+// A used-up quota, or the largest size of a file, counts as a full disk, too.
 bool HasNoRoom(CheckedFile& file) {
   int error = 0;
   return file.real->pMethods->xFileControl(file.real, SQLITE_FCNTL_LAST_ERRNO, &error) == SQLITE_OK &&
@@ -171,7 +173,7 @@ int Final(CheckedFile& file, int result) {
   if (result == SQLITE_IOERR_WRITE && HasNoRoom(file)) {
     return SQLITE_FULL;
   }
-  // A full disk is told before anything is lost; everything else may have lost something.
+  // A full disk is reported before anything is lost. With any other failure something may have been lost.
   file.failed = file.failed || (result != SQLITE_OK && result != SQLITE_FULL);
   return result;
 }
@@ -223,7 +225,7 @@ int Truncate(sqlite3_file* base, sqlite3_int64 size) {
   return Final(file, file.real->pMethods->xTruncate(file.real, size));
 }
 
-// A mark that cannot be written is only missing.
+// If the mark cannot be written, it is only missing.
 void WriteMark(CheckedFile& log) {
   const std::string mark = MakeMark(Reader(log), log.frames);
   if (!mark.empty()) {
@@ -273,8 +275,9 @@ bool CannotBeMade(int result) {
   }
 }
 
-// The engine asks for an index that may not be there yet, and makes one later, where it takes a failure for
-// good. So it is made here at once, under the lock that the engine would take; on a full disk that fails.
+// The engine asks for an index that may not be there yet. It would make one later, at a point where it takes
+// a failure as final. So the index is made here at once, under the lock that the engine would take; on a full
+// disk that fails here.
 int MapOrMake(CheckedFile& file, int region, int size, int extend, void volatile** memory) {
   const sqlite3_io_methods& real = *file.real->pMethods;
   const int result = real.xShmMap(file.real, region, size, extend, memory);
@@ -432,7 +435,7 @@ int Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* base, int flags, int*
   int out = 0;
   int result = system->xOpen(system, name, file->real, flags, &out);
   if (result != SQLITE_OK && file->kind == FileKind::kLog && !Exists(system, name)) {
-    // The log is empty, and cannot be written.
+    // There is no log, and none can be made: to the engine it is an empty one.
     file->real = nullptr;
     out = SQLITE_OPEN_READONLY;
     result = SQLITE_OK;
@@ -488,7 +491,7 @@ sqlite3_vfs MakeVfs(sqlite3_vfs* system, const char* ownName) {
 
 const char* CheckedVfs(const char* below) {
   static std::mutex mutex;
-  static std::map<std::string, sqlite3_vfs> made;  // by name; an entry stays where it is
+  static std::map<std::string, sqlite3_vfs> made;  // by name; an entry never moves
   const std::lock_guard lock(mutex);
   sqlite3_initialize();
   const auto [found, isNew] = made.try_emplace(std::string("checked") + (below == nullptr ? "" : below));

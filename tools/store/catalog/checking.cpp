@@ -7,7 +7,7 @@ namespace {
 
 constexpr int kPortion = 500;
 
-// Numbers of a saveset that do not follow from its items.
+// Savesets whose numbers do not agree with their items.
 const std::string kWrongCounts =
     "SELECT s.name FROM saveset s WHERE s.deleting = 0 AND s.mover <> 1 AND (s.items <> (SELECT count(*) "
     "FROM "
@@ -28,13 +28,13 @@ Status ReadPackFacts(const SqlRow& row, PackFacts& pack) {
   return good && Uid::FromBytes(row.Bytes(0), pack.uid) ? Status() : DamagedRow("the id of a pack");
 }
 
-// Behind which item a portion begins.
+// The item after which the next portion begins.
 struct Place {
   std::int64_t saveset = 0;
   std::int64_t number = 0;
 };
 
-// The next items of a pack, by its number, whose rows `from` and `where` choose.
+// The next items of the pack with this number; `from` chooses the rows.
 Status ReadPortion(Catalog::Inside& inside, std::int64_t pack, const std::string& from, Place& place,
                    std::vector<Catalog::PackItem>& items) {
   items.clear();
@@ -77,7 +77,7 @@ Status ListThem(Catalog::Inside& inside, std::int64_t pack, const std::string& f
   return {};
 }
 
-// Directories that are whole have as many items as their records say.
+// Directories that are whole must have as many items as their records say.
 Status CheckDirectories(Catalog::Inside& inside, const std::function<void(const std::string&)>& tell) {
   return inside.engine->Run(
       "SELECT s.uid, s.name, (SELECT count(*) FROM item e WHERE e.saveset = i.saveset AND e.directory = "
@@ -119,7 +119,7 @@ Status Catalog::CheckWhole(const std::function<void(const std::string&)>& tell) 
   if (Status checked = CheckDirectories(*inside_, tell); !checked) {
     return checked;
   }
-  // Each row against its hash.
+  // Compares each row with its hash.
   return ListAllSavesets([this](const Saveset& saveset) {
     return ListRecords(saveset, [](const ItemRecord& /*record*/) { return Status(); });
   });

@@ -5,15 +5,15 @@
 namespace store {
 namespace {
 
-// Names that are looked at in one statement, and of them those that match, which are kept.
+// How many names one statement looks at. Those of them that match are kept.
 constexpr int kPortion = 5000;
 
-// Column `key` or `listed`: both have an index with the number behind the name, so no row is read in passing.
+// Searches column `key` or `listed`. The index of each has the number behind the name, so no rows are read.
 struct Search {
   std::string column;
   std::string pattern;         // as a key
   std::string windowsPattern;  // the same for keys of Windows paths, which have no letters in lower case
-  std::string first;           // what matches begins with this
+  std::string first;           // all that matches begins with this
   bool exact = false;
 
   [[nodiscard]] bool Matches(std::string_view key) const {
@@ -29,7 +29,7 @@ Search SearchFor(std::string_view pattern, const std::string& column) {
   search.windowsPattern = ItemKey("C:/x" + std::string(pattern)).substr(4);
   search.first = search.pattern.substr(0, search.pattern.find_first_of("*?"));
   search.exact = search.first == search.pattern;
-  // `d*` and `d:*` may begin with a drive.
+  // `d*` and `d:*` may stand for a drive, whose letter is in upper case in a key.
   if (!search.exact && search.first.size() <= 2 && !search.first.starts_with('/')) {
     search.first.clear();
   }
@@ -41,8 +41,8 @@ struct Position {
   std::int64_t number = 0;
 };
 
-// The items of the next portion that match, in the order of their names; of several with one name the first.
-// `more` is false behind the last portion.
+// The items of the next portion that match, in the order of their names; of several with one name only the
+// first. `more` is false after the last portion.
 Status ReadMatches(Catalog::Inside& inside, std::int64_t saveset, const Search& search, Position& last,
                    std::vector<std::int64_t>& numbers, bool& more) {
   const std::string& c = search.column;

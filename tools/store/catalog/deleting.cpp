@@ -1,4 +1,4 @@
-// Taking savesets out, in short transactions, and naming the packs that nobody needs then.
+// Taking savesets out in short transactions, and naming the packs that nobody needs then.
 #include <algorithm>
 #include <set>
 
@@ -8,7 +8,7 @@
 namespace store {
 namespace {
 
-// So few that the spare room is enough for what they change.
+// So few that the spare room is enough for the changes of one transaction.
 constexpr int kPortion = 100;
 
 // That no item needs the pack.
@@ -16,7 +16,7 @@ const std::string kIsUnneeded =
     "NOT EXISTS(SELECT 1 FROM item WHERE item.pack = pack.id) AND "
     "NOT EXISTS(SELECT 1 FROM needs WHERE needs.pack = pack.id)";
 
-// Of the packs, those that no item needs are named as deleted; within a transaction.
+// Names as deleted those of the packs that no item needs; within a transaction.
 Status NameUnneeded(Catalog::Inside& inside, const std::set<std::int64_t>& packs, std::vector<Uid>& named) {
   for (const std::int64_t pack : packs) {
     std::vector<Uid> uid;
@@ -37,7 +37,7 @@ struct Portion {
   std::set<std::int64_t> packs;
 };
 
-// The next items of the saveset, or of a directory of it, and all packs that they need.
+// The next items of the saveset, or of one of its directories, and all packs that they need.
 Status ReadPortion(Catalog::Inside& inside, std::int64_t saveset, std::optional<std::int64_t> directory,
                    std::int64_t behind, Portion& portion) {
   portion = {};
@@ -83,7 +83,7 @@ Status DeletePortion(Catalog::Inside& inside, std::int64_t saveset, std::optiona
                     {Unsigned(portion.bytes), saveset});
 }
 
-// Why the saveset cannot be marked; within a transaction.
+// The reason why the saveset cannot be marked; within a transaction.
 Status RefuseMark(Catalog::Inside& inside, std::int64_t saveset) {
   bool is = false;
   if (Status looked = inside.Exists(
@@ -116,7 +116,7 @@ Status Mark(Catalog::Inside& inside, std::int64_t saveset, const std::string& va
   return refused ? SetMark(inside, saveset, value, time) : refused;
 }
 
-// The saveset is empty by now: the rest of it.
+// Takes out the rest of a saveset that has no items any more.
 Status TakeSavesetOut(Catalog::Inside& inside, std::int64_t saveset) {
   return inside.Transact([&] {
     if (Status named = inside.NameUnneededPacks(saveset); !named) {
@@ -205,7 +205,7 @@ Status Catalog::Inside::TakeItemsOut(std::int64_t saveset, std::optional<std::in
       return done;
     }
     packs.insert(packs.end(), named.begin(), named.end());
-    // Not before: what did not commit is still there, and is read again.
+    // Only now: items whose deletion was not committed are still there, and are read again.
     more = portion.numbers.size() == static_cast<std::size_t>(kPortion);
     behind = more ? portion.numbers.back() : behind;
   }
@@ -280,7 +280,7 @@ Status Catalog::DeleteMarked(std::int64_t markedBefore) {
   return {};
 }
 
-// The savesets first: their packs are named before them.
+// Lists the savesets first: a saveset's packs are named before it.
 Status Catalog::ListDeleted(Deleted& deleted) {
   if (Status listed = inside_->ListUids("SELECT uid FROM deleted", {}, deleted.savesets); !listed) {
     return listed;

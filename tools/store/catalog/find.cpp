@@ -1,5 +1,5 @@
-// Finding savesets, items and packs. Long answers are read in portions, each of its own, so that no reader
-// keeps anybody from anything for long.
+// Finding savesets, items and packs. Long answers are read in portions, each by a statement of its own, so
+// that no reader is in anybody's way for long.
 #include "store/base/time.h"
 #include "store/catalog/catalog_inside.h"
 #include "store/names.h"
@@ -9,14 +9,14 @@ namespace {
 
 constexpr int kPortion = 500;
 
-// Everything in the directory with this key is between these two.
+// The keys of everything in the directory with this key are between these two.
 struct KeyRange {
   explicit KeyRange(const std::string& key) : first(key + '/'), behind(first) { ++behind.back(); }
   std::string first;
   std::string behind;
 };
 
-// Which of the directories that the item is in has the key, or is shown by it.
+// The directory above the item that has this key, or is shown by it.
 std::string DirectoryShownAs(std::string_view item, const std::string& key) {
   std::string_view directory = ParentOf(item);
   while (!directory.empty() && ItemKey(directory) != key && ItemKey(ListedName(directory)) != key) {
@@ -33,7 +33,7 @@ Status FindOne(Catalog::Inside& inside, const Saveset& saveset, const std::strin
       [&](const SqlRow& row) { return ReadItem(row, 0, inside.repository, saveset.uid, item.emplace()); });
 }
 
-// The directory that has the name, else the first that is shown by it; empty without either.
+// The directory with this name, or else the first one that is shown by it; empty if there is neither.
 Status FindDirectory(Catalog::Inside& inside, const Saveset& saveset, const std::string& key,
                      std::string& directory) {
   directory.clear();
@@ -64,8 +64,8 @@ Status FindDirectory(Catalog::Inside& inside, const Saveset& saveset, const std:
   return {};
 }
 
-// Reads a portion of items behind the place that `values` name; its condition and order are in `text`.
-// `lastKey` gets the key of the last row, which need not be the key that this system would make of the name.
+// Reads a portion of items behind the place that `values` tell; `text` has the condition and the order.
+// `lastKey` gets the key of the last row. It need not be the key that this system would make of the name.
 Status ReadPortion(Catalog::Inside& inside, const Saveset& saveset, const std::string& text,
                    const std::vector<SqlValue>& values, std::vector<Item>& items, std::string& lastKey) {
   items.clear();
@@ -75,7 +75,7 @@ Status ReadPortion(Catalog::Inside& inside, const Saveset& saveset, const std::s
   });
 }
 
-// A saveset that goes while it is read in portions must not look like a shorter one.
+// A saveset that is deleted while it is read in portions must not look like a shorter one.
 Status CheckStillThere(Catalog::Inside& inside, const Saveset& saveset) {
   bool there = false;
   Status looked = inside.Exists("SELECT id FROM saveset WHERE id = $1 AND deleting = 0", {saveset.id}, there);
@@ -92,7 +92,7 @@ Status HandOut(const std::vector<Item>& items, const Catalog::EachItem& each) {
   return {};
 }
 
-// As a range, without an order: an engine without statistics would rather go through all items of the
+// As a range, and without an order: otherwise an engine without statistics would go through all items of the
 // saveset.
 const std::string kSelectItems = "SELECT " + kItemColumns + " FROM item i WHERE i.saveset = $1 AND ";
 const std::string kItemsOfKey = kSelectItems + "i.key >= $2 AND i.key <= $2 AND " + kItemVisible;

@@ -1,4 +1,4 @@
-// Finding the last copies of files, and what many names stand for at once.
+// Finding the last copies of files, and the items or copies of many names at once.
 #include <algorithm>
 
 #include "store/catalog/catalog_inside.h"
@@ -7,16 +7,16 @@
 namespace store {
 namespace {
 
-// Of how many of a file's last copies one is looked for that can be referred to.
+// So many of a file's last copies are searched for one that can be referred to.
 constexpr int kCopiesLookedAt = 32;
 
-// From the index alone.
+// The index alone answers this.
 const std::string kLastCopies =
     "SELECT saveset, number FROM item WHERE key = $1 AND family = (SELECT family FROM saveset WHERE id = $2) "
     "ORDER BY saveset DESC LIMIT $3";
 
-// A copy: whether it can be referred to, and what `TakeCopy` reads. `oldest` is the parameter's name.
-// Withdrawn: closed as failed although the mover had ended well.
+// The columns of a copy: whether it can be referred to, then what `TakeCopy` reads. `oldest` is the name of
+// the parameter. The saveset was withdrawn if its job was closed as failed although the mover had ended well.
 std::string CopyColumns(const std::string& oldest) {
   return "CASE WHEN i.kind = 0 AND i.stored >= " + oldest +
          " AND s.marked IS NULL AND s.deleting = 0 AND s.mover <> 3 AND NOT (s.mover = 2 AND s.failed = 1) "
@@ -31,14 +31,15 @@ std::string CopyColumns(const std::string& oldest) {
 const std::string kSelectCopy =
     "SELECT " + CopyColumns("$3") + " FROM item i JOIN saveset s ON s.id = i.saveset WHERE ";
 const std::string kCopy = kSelectCopy + "i.saveset = $1 AND i.number = $2";
-// Nearly always it is good. Without one there is no copy at all.
+// Nearly always this copy is good. If it is not there, there is no copy at all.
 const std::string kLastCopy =
     kSelectCopy +
     "(i.saveset, i.number) = (SELECT saveset, number FROM item WHERE key = $1 AND "
     "family = (SELECT family FROM saveset WHERE id = $2) ORDER BY saveset DESC LIMIT 1)";
 
-// Questions about many names at once, `asked(place, key)`: each name with its place among them. The engines
-// are told in which order to go: each name is looked up in the index, then its item by its primary key.
+// Questions about many names at once: `asked(place, key)` has each name with its place among them. The
+// engines are told the order of the work: each name is looked up in the index, then its item by its primary
+// key.
 const std::string kSaveset = "$" + std::to_string(Catalog::kNamesAtOnce + 1);
 const std::string kOldest = "$" + std::to_string(Catalog::kNamesAtOnce + 2);
 
@@ -71,7 +72,8 @@ const std::string kItemsOfNames =
     " ORDER BY i.key, i.number LIMIT 1) FROM asked a) SELECT " + kItemColumns +
     ", f.place FROM first f CROSS JOIN item i WHERE i.saveset = " + kSaveset + " AND i.number = f.number";
 
-// Their values: the names' keys, and empty ones, which no item has, in the places that are left.
+// The values of such a question: the keys of the names, and in the places that are left empty keys, which no
+// item has.
 std::vector<SqlValue> AskedKeys(const std::vector<std::string>& keys) {
   std::vector<SqlValue> values(keys.begin(), keys.end());
   values.resize(Catalog::kNamesAtOnce, "");
@@ -85,7 +87,7 @@ std::vector<std::string> KeysOf(const std::vector<std::string>& names) {
   return keys;
 }
 
-// Nothing if the copy cannot be referred to.
+// `item` stays empty if the copy cannot be referred to.
 Status TakeCopy(const SqlRow& row, const Uid& repository, std::optional<Item>& item, Uid& itsSaveset) {
   if (row.Number(0) == 0) {
     return {};
@@ -157,7 +159,7 @@ Status Catalog::FindBases(const Saveset& saveset, const std::vector<std::string>
     return TakeCopy(row, inside_->repository, found[place], itsSaveset);
   });
   for (std::size_t place = 0; asked && place < count; ++place) {
-    // Behind a last copy that is of no use there may be another one.
+    // If the last copy is of no use, an older one may be.
     if (found[place] || !any[place]) {
       copies[names[place]] = std::move(found[place]);
     }

@@ -1,4 +1,4 @@
-// Two who make one repository at once agree here which of their proposals it becomes.
+// If two programs make one repository at once, they agree here which of their proposals it becomes.
 #include "store/catalog/catalog.h"
 
 namespace store {

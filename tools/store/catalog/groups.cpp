@@ -1,4 +1,4 @@
-// Making items known, and taking back those of a directory that never ended.
+// Making items known, and taking back those of a directory that was never completed.
 #include <algorithm>
 #include <map>
 #include <unordered_map>
@@ -24,7 +24,7 @@ Status FindPackRow(Catalog::Inside& inside, const Uid& pack, std::optional<PackR
                             });
 }
 
-// The group's own packs: from announced to good.
+// Turns the group's own packs from announced to good.
 Status KeepPacks(Catalog::Inside& inside, const std::vector<Pack>& packs, PackIds& ids) {
   for (const Pack& pack : packs) {
     std::optional<PackRow> row;
@@ -44,7 +44,7 @@ Status KeepPacks(Catalog::Inside& inside, const std::vector<Pack>& packs, PackId
   return {};
 }
 
-// All other packs that the items need: good, or `gone`.
+// Looks at all other packs that the items need; those that are not good go to `gone`.
 Status CheckReferences(Catalog::Inside& inside, const std::vector<Item>& items, PackIds& ids,
                        std::vector<Uid>& gone) {
   for (const Item& item : items) {
@@ -65,7 +65,7 @@ Status CheckReferences(Catalog::Inside& inside, const std::vector<Item>& items, 
   return {};
 }
 
-// Of each directory that is still being saved: how many of its items there are by now.
+// For each directory that is still being saved, counts how many of its items have come.
 Status CountEntries(Catalog::Inside& inside, std::int64_t saveset, const std::vector<Item>& items) {
   std::map<std::uint64_t, std::int64_t> entries;
   for (const Item& item : items) {
@@ -85,7 +85,7 @@ Status CountEntries(Catalog::Inside& inside, std::int64_t saveset, const std::ve
   return {};
 }
 
-// A directory's own record: from here on all that is in it is seen.
+// Takes a directory's own record: from here on everybody sees what is in the directory.
 Status FinishDirectory(Catalog::Inside& inside, std::int64_t saveset, const Item& item) {
   std::optional<std::int64_t> entries;
   if (Status found =

@@ -1,5 +1,5 @@
-// Making the catalog anew from packs and saveset objects. Each part waits for a commit with others: only the
-// whole is worth anything.
+// Making the catalog anew from packs and saveset objects. Many parts are committed together: only the whole
+// is worth anything.
 #include <algorithm>
 #include <map>
 #include <set>
@@ -10,7 +10,7 @@ namespace store {
 namespace {
 
 constexpr std::size_t kRowsOfCommit = 50'000;
-// A number beyond was not counted.
+// A greater number cannot come from counting.
 constexpr std::int64_t kMostSavesets = std::int64_t{1} << 40;
 
 Status Begin(Catalog::Inside& inside) {
@@ -54,7 +54,7 @@ Status FindSavesetRow(Catalog::Inside& inside, const Uid& uid, std::optional<Sav
                             });
 }
 
-// A row for a pack that came, or that an item needs.
+// The row of a pack that came, or that an item needs; made if need be.
 Status PackIdOf(Catalog::Inside& inside, const Uid& uid, std::int64_t& id) {
   std::optional<std::int64_t> found;
   if (Status looked = inside.FindNumber("SELECT id FROM pack WHERE uid = $1", {uid.Bytes()}, found);
@@ -82,7 +82,7 @@ Status ImportItem(Catalog::Inside& inside, const SavesetRow& row, const Item& it
   return inside.AddItem(row.id, row.family, item, record, pack, packs);
 }
 
-// An item has one record.
+// An item has only one record.
 Status CheckNumber(Catalog::Inside& inside, const SavesetRow& row, const Item& item,
                    std::set<std::uint64_t>& numbers) {
   bool taken = false;
@@ -130,7 +130,7 @@ Status FindLost(Catalog::Inside& inside, const ImportedSaveset& saveset, const s
                             });
 }
 
-// Directories whose number of items is not the one that their record says.
+// Directories with another number of items than their record says.
 Status FindTornDirectories(Catalog::Inside& inside, const ImportedSaveset& saveset, std::vector<Lost>& lost) {
   std::map<std::int64_t, std::int64_t> entries;
   if (Status counted = inside.engine->Run(
@@ -171,8 +171,8 @@ Status DropLost(Catalog::Inside& inside, const ImportedSaveset& saveset, const s
   return {};
 }
 
-// A pack keeps the record of an item that could not be committed, since a pack that it refers to had gone:
-// the item was saved once more.
+// A pack may hold the record of an item that could not be committed, since a pack that it refers to had gone.
+// Then the item was saved once more, and this record is dropped.
 Status DropReplaced(Catalog::Inside& inside, const ImportedSaveset& saveset) {
   std::vector<Lost> replaced;
   std::set<std::pair<std::uint64_t, std::string>> there;  // directory and name of those with all their packs
@@ -198,7 +198,8 @@ Status DropReplaced(Catalog::Inside& inside, const ImportedSaveset& saveset) {
   return found ? DropLost(inside, saveset, replaced, [](const std::string& /*what*/) {}) : found;
 }
 
-// First what lacks a pack, then directories that lack something, then what is in directories that went.
+// Drops first the items that lack a pack, then directories that lack something, then what is in directories
+// that went.
 Status CheckSaveset(Catalog::Inside& inside, const ImportedSaveset& saveset,
                     const std::function<void(const std::string&)>& tell) {
   std::vector<Lost> lost;

@@ -1,4 +1,4 @@
-// Rows of items: what is in them, and whether the record and the columns beside it say the same.
+// Rows of items: what is in them, and the check that the record and the columns beside it say the same.
 #include <algorithm>
 
 #include "store/catalog/catalog_inside.h"
@@ -16,7 +16,7 @@ bool SameLetter(char a, char b) {
   return special || LowerCase(a) == LowerCase(b);
 }
 
-// The key may have been made by another system, whose letters have no case.
+// The key may have been made by a system that treats the case of letters in another way.
 bool IsKeyOf(std::string_view key, const std::string& name) {
   const std::string expected = ItemKey(name);
   return std::equal(key.begin(), key.end(), expected.begin(), expected.end(), SameLetter);

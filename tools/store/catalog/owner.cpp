@@ -8,7 +8,7 @@ Status HasDamagedPack(Catalog::Inside& inside, bool& has) {
   return inside.Exists("SELECT id FROM pack WHERE " + std::string(kIsDamaged) + " LIMIT 1", {}, has);
 }
 
-// That no pack is damaged which the item needs.
+// The condition that none of the packs which the item needs is damaged.
 std::string Whole(const std::string& item) {
   const std::string damaged = "(SELECT id FROM pack WHERE " + std::string(kIsDamaged) + ")";
   return item + ".pack NOT IN " + damaged +
@@ -16,7 +16,7 @@ std::string Whole(const std::string& item) {
          ".saveset AND d.number = " + item + ".number AND d.pack IN " + damaged + ")";
 }
 
-// Every pack that an item of the saveset needs, and those that it added.
+// Every pack that the saveset added, or that one of its items needs.
 Status AddPacksNeeded(Catalog::Inside& inside, std::int64_t saveset, std::set<std::int64_t>& packs) {
   return inside.engine->Run(
       "SELECT id FROM pack WHERE saveset = $1 UNION SELECT pack FROM needs WHERE saveset = $1", {saveset},
@@ -26,7 +26,8 @@ Status AddPacksNeeded(Catalog::Inside& inside, std::int64_t saveset, std::set<st
       });
 }
 
-// Whether an item of another saveset needs the pack. Steps from saveset to saveset, not from item to item.
+// Whether an item of another saveset than these needs the pack. Steps from saveset to saveset, not from item
+// to item.
 Status IsNeededByOthers(Catalog::Inside& inside, std::int64_t pack, const std::set<std::int64_t>& savesets,
                         bool& needed) {
   needed = false;

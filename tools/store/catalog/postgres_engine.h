@@ -1,5 +1,5 @@
-// The catalog's engine where many hosts share one: a schema of a PostgreSQL database. A build without libpq
-// has these functions too; they say that it has none.
+// The engine of a catalog that many hosts share: a schema of a PostgreSQL database. libpq is loaded when it
+// is first used (pq.h).
 #pragma once
 
 #include <cstdint>
@@ -19,20 +19,22 @@ struct PostgresOptions {
 // kMissing if the schema has no catalog and none is to be made.
 Status OpenPostgres(const PostgresOptions& options, std::unique_ptr<SqlEngine>& engine);
 
-// What is wrong with the text as the address of a catalog, or nothing. `hasPassword`: it contains one.
+// What is wrong with the text as the address of a catalog; empty if nothing is. `hasPassword`: it contains
+// one.
 [[nodiscard]] std::string CheckPostgresUrl(const std::string& url, bool& hasPassword);
 // `database NAME on HOST:PORT, schema NAME`, for people.
 [[nodiscard]] std::string TellPostgres(const PostgresOptions& options);
 
 // ---- A new catalog in the place of an old one ------------------------------------------------------------
 
-// A text that changes with each saveset and pack that comes, and with what an owner does (schema.h).
+// A text that changes with each saveset and pack that comes, and with what an owner changes (schema.h).
 Status ReadPostgresState(const PostgresOptions& options, std::string& state);
-// The schema with all that is in it; one that is not there is no failure.
+// Deletes the schema with all that is in it; without `withTables`, fails unless it is empty. A missing one is
+// no failure.
 Status DropPostgres(const PostgresOptions& options, bool withTables);
-// In one transaction the schema `from` gets the name of `options`, and what had it before the name `aside`
-// (empty: nothing had it). kConflict, and nothing happened, if the old catalog's state is not `state`
-// (empty: not asked, it cannot be read).
+// In one transaction, the schema `from` gets the name of `options`, and the schema that had this name gets
+// the name `aside` (empty: there was none). kConflict, and nothing happened, if the old catalog's state is
+// not `state`. An empty `state` (the old catalog cannot be read) is not compared.
 Status ExchangePostgres(const PostgresOptions& options, const std::string& from, const std::string& state,
                         std::string& aside);
 

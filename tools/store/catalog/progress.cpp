@@ -1,11 +1,11 @@
-// How far runs have come, for whoever waits for them.
+// How far runs have come, for people who wait for them.
 #include "store/base/time.h"
 #include "store/catalog/catalog_inside.h"
 
 namespace store {
 namespace {
 
-// Seconds between two tellings, and before the first.
+// Seconds between two reports, and before the first one.
 constexpr double kBetween = 1;
 
 SqlValue Known(const std::optional<std::uint64_t>& number) {
@@ -16,7 +16,7 @@ const std::string kTellAgain =
     " ON CONFLICT(uid) DO UPDATE SET told = excluded.told, items = excluded.items, "
     "all_items = excluded.all_items, bytes = excluded.bytes, all_bytes = excluded.all_bytes";
 
-// What is known of every run that saves, and, if it has told it, how far it has come; then all others.
+// Every run that saves, with its progress if it has told any, and all other work that has.
 const std::string kListed =
     "SELECT r.uid, $1, r.saveset, s.name, r.host, r.process, r.started, coalesce(p.began, s.created) AS "
     "began, "

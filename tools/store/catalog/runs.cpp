@@ -5,7 +5,8 @@
 namespace store {
 namespace {
 
-// Within a transaction; no saveset if there is no such run, or one that is being ended.
+// Notes that the run is alive; within a transaction. No saveset if there is no such run, or if it is being
+// ended.
 Status See(Catalog::Inside& inside, const Uid& run, std::optional<std::int64_t>& saveset) {
   std::int64_t now = 0;
   if (Status told = inside.engine->Now(now); !told) {
@@ -17,7 +18,7 @@ Status See(Catalog::Inside& inside, const Uid& run, std::optional<std::int64_t>&
       {now, run.Bytes()}, saveset);
 }
 
-// From here on the run commits nothing any more, should it be alive after all.
+// From here on the run can commit nothing more, even if it is alive after all.
 Status Stop(Catalog::Inside& inside, const Uid& run, std::int64_t saveset) {
   return inside.Transact([&] {
     bool there = false;
@@ -30,7 +31,7 @@ Status Stop(Catalog::Inside& inside, const Uid& run, std::int64_t saveset) {
   });
 }
 
-// Whether it still is this run's to end: one that ends well was not stopped.
+// Whether the run is still there to be ended; one that ends well must not have been stopped.
 Status IsToBeEnded(Catalog::Inside& inside, const Uid& run, Mover mover, bool& is) {
   return inside.Exists(mover == Mover::kEndedClean
                            ? "SELECT 1 FROM run JOIN saveset s ON s.id = run.saveset WHERE run.uid = $1 AND "
@@ -78,7 +79,7 @@ Status Catalog::EndRun(const Uid& run, Mover mover, const std::string& reason, b
   if (Status stopped = mover == Mover::kEndedFailed ? Stop(*inside_, run, *saveset) : Status(); !stopped) {
     return stopped;
   }
-  // Directories that it did not end are taken back.
+  // Takes back the directories that it did not complete.
   std::vector<std::int64_t> unfinished;
   if (Status listed =
           inside_->ListNumbers("SELECT directory FROM unfinished WHERE saveset = $1", {*saveset}, unfinished);

@@ -3,7 +3,7 @@
 namespace store {
 namespace {
 
-// NUMBER, BYTES and BYKEY stand for the engine's own words. Every id comes from the table `counter`.
+// NUMBER, BYTES and BYKEY stand for the engine's own words. Every id is counted in the table `counter`.
 constexpr const char* kTables[] = {
     R"sql(CREATE TABLE catalog(version NUMBER NOT NULL, repository BYTES NOT NULL))sql",
 
@@ -28,10 +28,10 @@ constexpr const char* kTables[] = {
   pool BYTES NOT NULL)BYKEY)sql",
     R"sql(CREATE UNIQUE INDEX family_by_name ON family(name, pool))sql",
 
-    // items: that are items of their own. bytes: of all its files. failed, warnings: how its backup job was
-    // closed. reason: what the mover reported first when it ended badly. together: the uid of the first
-    // saveset of its session. marked: when it was marked to be deleted. deleting: 1, its items are being
-    // taken out; 2, they are coming in from another repository.
+    // items: without those that are part of a directory. bytes: of all its files. failed, warnings: how its
+    // backup job was closed. reason: what the mover reported first when it ended badly. together: the uid of
+    // the first saveset of its session. marked: when it was marked to be deleted. deleting: 1 while its items
+    // are taken out, 2 while they come in from another repository.
     R"sql(CREATE TABLE saveset(
   id NUMBER NOT NULL PRIMARY KEY,
   uid BYTES NOT NULL,
@@ -76,8 +76,8 @@ constexpr const char* kTables[] = {
   started BYTES NOT NULL,
   seen NUMBER NOT NULL)BYKEY)sql",
 
-    // How far runs have come: those that save, and others that have no row in `run`. A run that lasts less
-    // than a second has none. began, told: by the catalog's clock. What there is in all is null before it is
+    // How far runs have come: those that save, and other work that has no row in `run`. A run that lasts less
+    // than a second has none. began, told: by the catalog's clock. all_items, all_bytes: null until they are
     // known.
     R"sql(CREATE TABLE progress(
   uid BYTES NOT NULL PRIMARY KEY,
@@ -105,7 +105,7 @@ constexpr const char* kTables[] = {
     R"sql(CREATE INDEX pack_to_do ON pack(state, saveset) WHERE state <> 1)sql",
     R"sql(CREATE INDEX pack_of_saveset ON pack(saveset))sql",
 
-    // What the columns say is in the record too. pack: the one that has the record.
+    // The record also says what the columns say. pack: the one that has the record.
     R"sql(CREATE TABLE item(
   saveset NUMBER NOT NULL,
   number NUMBER NOT NULL,
@@ -133,7 +133,7 @@ constexpr const char* kTables[] = {
   PRIMARY KEY(saveset, number, pack))BYKEY)sql",
     R"sql(CREATE INDEX needs_of_pack ON needs(pack))sql",
 
-    // Directories whose own record did not come yet: nobody sees what is in them.
+    // Directories whose own record has not come yet: nobody sees what is in them.
     R"sql(CREATE TABLE unfinished(
   saveset NUMBER NOT NULL,
   directory NUMBER NOT NULL,

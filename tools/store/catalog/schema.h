@@ -8,16 +8,16 @@
 
 namespace store {
 
-// The version that this release makes. 1 was never in a release: such a catalog has to be made anew. 2 has
-// other keys of items where Windows has made it (names.h), and is the same elsewhere.
+// The version that this release makes. Version 1 was never in a release: such a catalog has to be made anew.
+// Version 2 has other keys of items if Windows has made it (names.h), and is the same elsewhere.
 inline constexpr std::int64_t kSchemaVersion = 3;
 inline constexpr std::int64_t kVersionOfOtherKeys = 2;
-// The table that is there when all are.
+// The table that exists when all of them do.
 inline constexpr const char* kCatalogTable = "catalog";
 
-// Numbers that tell whether somebody changed what a new catalog would not know: how many savesets and packs
-// ($1 and $2, the names of their counters) there ever were; how many savesets there are, are protected and
-// are marked; how many savesets, and sessions of a backup, were closed as failed.
+// Numbers that tell whether somebody changed something that a new catalog would not know. How many savesets
+// and packs there ever were ($1 and $2 are the names of their counters); how many savesets there are, are
+// protected and are marked; how many savesets, and sessions of a backup, were closed as failed.
 inline constexpr const char* kSelectChanges =
     "SELECT CAST(coalesce((SELECT sum(value) FROM counter WHERE name IN ($1, $2)), 0) AS bigint), (SELECT "
     "count(*) FROM saveset WHERE deleting = 0), (SELECT count(*) FROM saveset WHERE protected = 1), (SELECT "
@@ -27,7 +27,7 @@ inline constexpr const char* kSelectChanges =
 inline constexpr const char* kCatalogChanged =
     "the catalog was changed meanwhile, by a backup or by its owner: call again when nothing runs";
 
-// Its row as one text, to be compared with another one.
+// The numbers of its row as one text, to be compared with another one.
 inline Status ReadChanges(const SqlRow& row, std::string& changes) {
   constexpr int kNumbers = 6;
   for (int column = 0; column < kNumbers; ++column) {
@@ -39,13 +39,13 @@ inline Status ReadChanges(const SqlRow& row, std::string& changes) {
 // The statements that make the tables, for an engine with these types.
 [[nodiscard]] std::vector<std::string> SchemaStatements(const SqlTypes& types);
 
-// Numbers in the column pack.state.
+// The numbers in the column pack.state.
 enum class PackState {
   kAnnounced = 0,  // a run is about to write it
   kGood = 1,
   kDamaged = 2,
   kDeleted = 3,  // no item needs it: its object is to be deleted
-  kUnseen = 4,   // while a catalog is made anew: an item needs it, but it did not come yet
+  kUnseen = 4,   // while a catalog is made anew: an item needs it, but it has not come yet
 };
 
 }  // namespace store

@@ -24,7 +24,7 @@ Status FreeName(Catalog::Inside& inside, const std::string& proposed, std::strin
   }
 }
 
-// Within a transaction. The first saveset of the session, whose uid all later ones of it keep.
+// The first saveset of the session; all later ones keep its uid in `together`. Within a transaction.
 Status FirstOfSession(Catalog::Inside& inside, std::int64_t session, const Uid& saveset, Uid& first) {
   first = saveset;
   return inside.engine->Run(
@@ -80,14 +80,14 @@ Status Catalog::CloseSession(std::int64_t id, State state) {
     if (Status told = Now(now); !told) {
       return told;
     }
-    // Who closes it for a process that is gone may have seen it open just before that closed it well.
+    // The process that is gone may have closed it well just after somebody saw it open: that stays.
     if (Status closed =
             inside_->Run("UPDATE session SET closed = $1, state = $2 WHERE id = $3 AND closed IS NULL",
                          {now, static_cast<int>(state), id});
         !closed) {
       return closed;
     }
-    // A job that its caller never closed says nothing about its saveset; it is only no longer open.
+    // If its caller never closed a job, that says nothing about the saveset; the job is only no longer open.
     return inside_->Run("UPDATE job SET closed = $1 WHERE session = $2 AND closed IS NULL", {now, id});
   });
 }

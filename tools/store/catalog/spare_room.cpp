@@ -1,4 +1,4 @@
-// A file beside the catalog that is worth nothing but its room.
+// A file beside the catalog. It is of no use but for the room that it takes.
 #include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/catalog/catalog.h"
@@ -8,7 +8,7 @@ namespace {
 
 // Enough for a transaction that takes items out, in the log, and for the log's index.
 constexpr std::uint64_t kSize = 4 * 1024 * 1024;
-// It is not made where this would be missed.
+// With less free space than this the file is not made.
 constexpr std::uint64_t kPlenty = 256 * kSize;
 
 std::string SparePath(const std::string& catalog) { return catalog + "-spare"; }
@@ -25,7 +25,7 @@ void KeepSpareRoom(const std::string& catalog) {
   }
   platform::RemoveFile(path);
   const std::unique_ptr<platform::DataFile> file = platform::DataFile::CreateNew(path, why);
-  // No file system takes this for a hole.
+  // No file system takes these bytes for a hole.
   std::string bytes(1024 * 1024, 'k');
   bool good = file != nullptr;
   for (std::uint64_t offset = 0; good && offset < kSize; offset += bytes.size()) {

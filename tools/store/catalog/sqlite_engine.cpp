@@ -78,13 +78,13 @@ int Bind(sqlite3_stmt* statement, int place, const SqlValue& value) {
     case SqlValue::Kind::kBytes:
       break;
   }
-  // An empty text may have no address, and a null one would be bound as no value at all.
+  // An empty text may have no address, and a null address would be bound as no value at all.
   const std::string_view bytes = value.Bytes();
   return sqlite3_bind_blob64(statement, place, bytes.empty() ? "" : bytes.data(), bytes.size(),
                              SQLITE_STATIC);
 }
 
-// Called while somebody else has a lock: waits a little; 0 gives up.
+// Called while somebody else has a lock. Waits a little; 0 gives up.
 int Wait(void* since, int count) {
   auto& began = *static_cast<std::uint64_t*>(since);
   began = count == 0 ? platform::SteadyMilliseconds() : began;
@@ -92,7 +92,7 @@ int Wait(void* since, int count) {
   if (platform::SteadyMilliseconds() - began > most) {
     return 0;
   }
-  // Not in step with others that wait.
+  // The length of the wait differs between programs, so that they do not wait in step.
   const auto turn = static_cast<std::uint32_t>(count + platform::ProcessId()) * 2654435761U >> 16;
   platform::SleepMilliseconds(
       1 + turn % std::min<std::uint32_t>(static_cast<std::uint32_t>(count) + 1, kMostPauseMilliseconds));
@@ -184,7 +184,7 @@ Status SqliteEngine::Connect(const std::string& path, const char* files) {
                                                                                                   : Failure();
 }
 
-// Whoever can write the file must not get more out of it than damage.
+// Whoever can write the file must not be able to do more with it than damage it.
 Status SqliteEngine::Defend() {
   sqlite3* connection = connection_.get();
   sqlite3_db_config(connection, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
@@ -201,7 +201,7 @@ Status SqliteEngine::Defend() {
       "PRAGMA cache_size = -4096; PRAGMA synchronous = EXTRA");
 }
 
-// The beginning of the file, before the engine makes anything of it.
+// Checks the beginning of the file before the engine makes anything of it.
 Status SqliteEngine::CheckHeader() {
   constexpr std::string_view kStart("SQLite format 3\0", 16);
   std::array<unsigned char, 100> header{};
@@ -213,7 +213,7 @@ Status SqliteEngine::CheckHeader() {
   };
   const bool isDatabase =
       std::string_view(reinterpret_cast<const char*>(header.data()), kStart.size()) == kStart;
-  // One of the three may be damage. All of them are somebody else's.
+  // If one of the three is wrong, that may be damage. If more are, the file is somebody else's.
   const int ours =
       (isDatabase ? 1 : 0) + (header[20] == kReservedBytes ? 1 : 0) + (number(68) == kApplication ? 1 : 0);
   if (ours < 2) {
@@ -229,7 +229,7 @@ Status SqliteEngine::CheckFile(const SqliteOptions& options, bool& isNew) {
     return Failure();
   }
   if (size == 0 && (options.make == MakeCatalog::kNever || platform::LookUp(path_ + "-wal").size > 0)) {
-    // Unless another program has made it since: its first page comes before anything in the log.
+    // Unless another program has made it meanwhile: the file's first page comes before anything in the log.
     if (file_->pMethods->xFileSize(file_, &size) != SQLITE_OK) {
       return Failure();
     }
@@ -246,7 +246,7 @@ Status SqliteEngine::SetUpNew() {
   if (sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_RESERVE_BYTES, &reserved) != SQLITE_OK) {
     return Failure();
   }
-  // Two may be first at once: what the file is gets written once, with its first page.
+  // Two programs may be first at once. So what the file is gets written in one piece, with its first page.
   const std::string size = "PRAGMA page_size = " + std::to_string(kPageSize);
   if (Status set = Execute(size.c_str()); !set) {
     return set;
@@ -269,7 +269,7 @@ Status SqliteEngine::ReadPragma(const std::string& text, std::string& answer) {
   });
 }
 
-// The switch needs the file for itself for a moment and does not wait by itself.
+// The switch needs the file for itself for a moment, but does not wait for that.
 Status SqliteEngine::SwitchJournal(const std::string& mode, std::string& answer) {
   Status switched;
   for (int tries = 0; tries < 3000; ++tries) {
@@ -284,7 +284,7 @@ Status SqliteEngine::SwitchJournal(const std::string& mode, std::string& answer)
 
 Status SqliteEngine::ChooseJournal(bool sharedMemory) {
   std::string mode;
-  // The first look at what is in the file, then how it is kept.
+  // First a look at what is in the file, then at its kind of journal.
   for (const char* pragma : {"PRAGMA schema_version", "PRAGMA journal_mode"}) {
     if (Status read = ReadPragma(pragma, mode); !read) {
       return read;
@@ -381,7 +381,7 @@ Status SqliteEngine::Begin() {
   if (Status begun = Execute("BEGIN IMMEDIATE"); !begun) {
     return begun;
   }
-  // What is written into a catalog that a rebuild has put aside is in the new one never.
+  // What is written into a catalog that a rebuild has put aside never comes into the new one.
   int moved = 0;
   if (sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK &&
       moved != 0) {
@@ -406,7 +406,7 @@ Status SqliteEngine::HasTable(std::string_view name, bool& has) {
              });
 }
 
-// Every page that is in use, and every index against its table.
+// Checks every page that is in use, and every index against its table.
 Status SqliteEngine::CheckWhole(const std::function<void(const std::string&)>& wrong) {
   return Run("PRAGMA integrity_check", {}, [&wrong](const SqlRow& row) {
     if (row.Bytes(0) != "ok") {
@@ -435,7 +435,7 @@ Status OpenSqliteWith(const std::string& path, const SqliteOptions& options,
     if (options.make == MakeCatalog::kNever) {
       return Status::Missing("the catalog " + path + " is missing: " + kRebuild);
     }
-    // Made here for its access rights, which the engine's other files take over.
+    // Made here for the sake of its access rights, which the engine's other files take over.
     const std::unique_ptr<platform::DataFile> made = platform::DataFile::CreateNew(path, why);
     if (made == nullptr && !platform::Exists(path)) {
       const std::string message = "the catalog cannot be made: " + why;

@@ -1,4 +1,4 @@
-// The catalog's engine where the repository is a directory.
+// The engine of a catalog in a file.
 #pragma once
 
 #include <memory>
@@ -11,12 +11,14 @@ namespace store {
 
 struct SqliteOptions {
   MakeCatalog make = MakeCatalog::kNever;
-  // False: as on a file system of a network, where processes of several machines cannot share memory. The
-  // catalog has a rollback journal then.
+  // False on a network file system, where processes of several machines cannot share memory. Then the catalog
+  // has a rollback journal.
   bool sharedMemory = true;
   // The name of SQLite's file system to work on; null: the system's own.
   const char* files = nullptr;
 };
+// Opens the catalog in the file. kMissing if there is none and none is to be made; kDamaged if it is damaged,
+// or if the file belongs to another program.
 Status OpenSqliteWith(const std::string& path, const SqliteOptions& options,
                       std::unique_ptr<SqlEngine>& engine);
 

@@ -28,7 +28,7 @@ std::uint32_t Word(const char* bytes, bool highestFirst) {
                             static_cast<std::uint32_t>(b[1]) << 8 | b[0];
 }
 
-// The running checksum: two words, in turns.
+// The running checksum: two words, in turn.
 struct Sum {
   std::uint32_t first = 0;
   std::uint32_t second = 0;
@@ -94,7 +94,7 @@ std::string MarkOf(std::string_view salt, std::int64_t frames) {
   return mark.append(reinterpret_cast<const char*>(&hash), sizeof hash);
 }
 
-// Whether a mark is behind so many frames: with this salt, or, if it is empty, with any.
+// Whether there is a mark behind so many frames: with this salt, or with any salt if it is empty.
 bool HasMark(const ReadLog& read, std::int64_t frames, std::string_view salt) {
   std::array<char, kMarkSize> mark{};
   if (!read(FrameOffset(frames), mark.size(), mark.data())) {

@@ -11,7 +11,7 @@
 namespace store {
 namespace {
 
-// The server's own numbers of its types.
+// The server's numbers of its types.
 constexpr Oid kBool = 16;
 constexpr Oid kBytes = 17;
 constexpr Oid kInt8 = 20;
@@ -20,7 +20,7 @@ constexpr Oid kInt4 = 23;
 constexpr int kBinary = 1;
 
 constexpr int kPollMilliseconds = 200;
-// An interrupt ends the waiting for an answer that takes longer.
+// After this time, an interrupt ends the wait for an answer.
 constexpr std::uint64_t kPatienceMilliseconds = 3000;
 
 struct Clearer {
@@ -68,7 +68,7 @@ class PostgresRow : public SqlRow {
   int row_;
 };
 
-// What libpq takes for the values of a statement.
+// The values of a statement, in the form that libpq takes.
 class Parameters {
  public:
   explicit Parameters(const std::vector<SqlValue>& values) : numbers_(values.size()) {
@@ -78,7 +78,7 @@ class Parameters {
       numbers_[i] = BigEndian(value.Number());
       const std::string_view bytes =
           number ? std::string_view(numbers_[i].data(), numbers_[i].size()) : value.Bytes();
-      // An empty text may have no address, and a null one would be no value at all.
+      // An empty text may have no address, and a null address would be no value at all.
       pointers.push_back(value.What() == SqlValue::Kind::kNull ? nullptr : bytes.empty() ? "" : bytes.data());
       lengths.push_back(static_cast<int>(bytes.size()));
       formats.push_back(kBinary);
@@ -112,7 +112,7 @@ std::string FirstLine(const char* message) {
   return line.empty() ? "the server said nothing" : line;
 }
 
-// The server may have several addresses, each of which has failed in its own way.
+// The server may have several addresses, and each may have failed in its own way.
 std::string WhyNotConnected(const char* message) {
   std::istringstream lines(message == nullptr ? "" : message);
   std::string why;
@@ -134,9 +134,8 @@ std::string StateOf(const PGresult* result) {
   return state == nullptr ? "" : state;
 }
 
-// Somebody else changed the same at the same time, or made the same table. Of two who insert one key the
-// server may tell the second that it is there, though nothing of it was there to be read: when repeated, it
-// is.
+// Somebody else changed the same at the same time, or made the same table. If two insert one key, the server
+// may tell the second one that the key is there, although that one could not read it. When repeated, it can.
 bool MeansConflict(const std::string& state) {
   return state == "40001" || state == "40P01" || state == "42P07" || state == "42P06" || state == "42710" ||
          state == "23505";
@@ -162,7 +161,7 @@ Status PostgresConnection::Open(const PostgresOptions& options,
 }
 
 Status PostgresConnection::Connect(const PostgresOptions& options) {
-  // What stands in front of the address may be set otherwise by it; what stands behind it is ours.
+  // The address may change the settings in front of it; those behind it are ours.
   const std::array<std::pair<const char*, const char*>, 7> settings = {
       {{"connect_timeout", "30"},
        {"keepalives_idle", "30"},
@@ -189,9 +188,10 @@ Status PostgresConnection::Connect(const PostgresOptions& options) {
   return {};
 }
 
-// Without statistics the server would rather read whole tables; so would it for small ones, and a transaction
-// that has read a whole table is in the way of all others. A commit has to be on the server's disk. Who stops
-// in a transaction, or is cut off, holds up all others until the server ends it: before their patience does.
+// Without statistics the server prefers to read whole tables, and small ones always. But a transaction that
+// has read a whole table is in the way of all others. A commit has to be on the server's disk. A program that
+// stops within a transaction, or is cut off, holds up all others until the server ends its transaction; that
+// comes before the others give up.
 Status PostgresConnection::SetUp(const std::string& schema) {
   const std::string text = "SET search_path TO " + QuotedName(schema) +
                            "; SET enable_seqscan = off; SET jit = off"
@@ -312,7 +312,7 @@ Status PostgresConnection::ReadAnswers(Sent& sent) {
     if (done) {
       done = read;
     }
-    // What is left is not looked at.
+    // The remaining rows are not looked at.
     sent.row = done ? std::move(sent.row) : SqlEngine::Row();
     if (PQstatus(connection_.get()) != CONNECTION_OK) {
       return Lose();
@@ -384,7 +384,7 @@ Status PostgresConnection::Failure(const PGresult* result, const std::string& te
   const std::string kind = state.substr(0, 2);
   const char* primary = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
   const std::string words = FirstLine(primary == nullptr ? PQresultErrorMessage(result) : primary);
-  // The server says why before it closes the connection.
+  // The server says the reason before it closes the connection.
   if (PQstatus(connection_.get()) != CONNECTION_OK || kind == "08" || (kind == "57" && state != "57014")) {
     return Lose(Status::Failed("the connection to the catalog (" + server_ + ") was lost: " + words));
   }

@@ -1,5 +1,5 @@
-// One connection to a PostgreSQL server. Statements are sent on without waiting for their answers (libpq's
-// pipeline), which are read together: many rows cost one way to the server and back.
+// One connection to a PostgreSQL server. Statements are sent without waiting for their answers (libpq's
+// pipeline), and the answers are read together: many rows cost one round trip to the server.
 #pragma once
 
 #include <cstdint>
@@ -15,30 +15,30 @@
 
 namespace store {
 
-// A name as it stands in a statement.
+// A name, quoted for a statement.
 [[nodiscard]] std::string QuotedName(const std::string& name);
 
 class PostgresConnection {
  public:
-  // Connected and set up: names are those of the schema, nothing is made yet.
+  // Connects and sets up the connection: names are those of the schema. Nothing is made yet.
   static Status Open(const PostgresOptions& options, std::unique_ptr<PostgresConnection>& connection);
 
-  // Sends a statement, which is prepared when it comes for the first time. `row` is called in `Finish`.
+  // Sends a statement, and prepares it when it comes for the first time. `row` is called in `Finish`.
   Status Send(const std::string& text, const std::vector<SqlValue>& values, SqlEngine::Row row = {});
-  // The same without preparing it.
+  // The same without preparing the statement.
   Status SendOnce(const std::string& text);
-  // Waits for all answers. The first failure counts; what was sent behind it was not carried out.
+  // Waits for all answers. Returns the first failure; what was sent behind that was not carried out.
   Status Finish();
   Status Run(const std::string& text, const std::vector<SqlValue>& values, const SqlEngine::Row& row = {});
 
-  // Statements whose answers nobody has read.
+  // The number of statements whose answers have not been read.
   [[nodiscard]] std::size_t Waiting() const { return sent_.size(); }
-  // Of the last statement: rows that it changed, and what the server calls it.
+  // Of the last statement: how many rows it changed, and its command tag from the server.
   [[nodiscard]] std::int64_t Changed() const { return changed_; }
   [[nodiscard]] const std::string& Tag() const { return tag_; }
-  // Nothing more can be done with it, ever.
+  // Whether the connection can never be used again.
   [[nodiscard]] bool IsLost() const { return !lost_; }
-  // For a commit, whose answer is worth waiting for.
+  // To be switched off for a commit, whose answer is worth waiting for.
   void SetInterruptible(bool interruptible) { interruptible_ = interruptible; }
 
  private:
@@ -47,7 +47,7 @@ class PostgresConnection {
   };
   struct Sent {
     std::string text;
-    std::string prepares;  // the key in `prepared_`, of a statement that is being prepared
+    std::string prepares;  // the key in `prepared_`, if this prepares a statement
     SqlEngine::Row row;
   };
 

@@ -11,13 +11,13 @@
 namespace store {
 namespace {
 
-// Statements of a transaction that are on their way at most: their answers fit into what the system keeps of
-// a connection, so that neither side waits for the other.
+// How many statements of a transaction are on their way at most: their answers fit into the system's buffers
+// of a connection, so that neither side waits for the other.
 constexpr std::size_t kMostAhead = 400;
-// How long an answer to the question is looked for whether a commit has happened.
+// How long the engine tries to find out whether a commit has happened.
 constexpr std::uint64_t kLookUpMilliseconds = 60'000;
 constexpr std::uint32_t kPauseMilliseconds = 500;
-// Two who make the same tables at once get in each other's way.
+// Two programs that make the same tables at once get in each other's way.
 constexpr int kMostRepetitions = 20;
 // An entry of an index has to fit into a third of a page.
 constexpr std::size_t kLongestKey = 2600;
@@ -49,8 +49,8 @@ class PostgresEngine : public SqlEngine {
   std::unique_ptr<PostgresConnection> connection_;
   bool canWrite_;
   bool inTransaction_ = false;
-  bool forgot_ = false;  // what earlier connections left
-  Uid mark_;  // of the transaction, by which it is found when the connection was lost in its commit
+  bool forgot_ = false;  // the marks that earlier connections left
+  Uid mark_;             // of the transaction; finds it again if the connection is lost in the commit
   std::int64_t began_ = 0;
 };
 
@@ -77,7 +77,7 @@ Status PostgresEngine::HasTable(std::string_view name, bool& has) {
       });
 }
 
-// All rows are read once; pages and indexes are for the server's own tools to check.
+// Reads all rows once. Pages and indexes are for the server's own tools to check.
 Status PostgresEngine::CheckWhole(const std::function<void(const std::string&)>& wrong) {
   std::vector<std::string> tables;
   Status done =
@@ -101,7 +101,7 @@ Status PostgresEngine::CheckWhole(const std::function<void(const std::string&)>&
   return done;
 }
 
-// Of a transaction: when it began, which costs no way to the server of its own.
+// In a transaction, this is when it began, which costs no round trip of its own.
 Status PostgresEngine::Now(std::int64_t& seconds) {
   if (inTransaction_ && began_ == 0) {
     if (Status done = connection_->Finish(); !done) {
@@ -120,7 +120,7 @@ Status PostgresEngine::Now(std::int64_t& seconds) {
 
 // ---- Transactions ----------------------------------------------------------------------------------------
 
-// Nobody asks for a mark much later than its transaction ended.
+// Nobody asks for a mark long after its transaction ended.
 Status PostgresEngine::ForgetOldMarks() {
   Status done = connection_->Run(
       "DELETE FROM mark WHERE made < " + std::string(kSecondsNow) + " - CAST($1 AS bigint)", {3600});
@@ -128,8 +128,9 @@ Status PostgresEngine::ForgetOldMarks() {
   return done;
 }
 
-// Serializable: what a rule has read is still so when its transaction commits (that a pack is needed by
-// nobody and may be deleted; that it is there and may be referred to), or the server aborts one of the two.
+// Serializable: what a rule has read is still true when its transaction commits (nobody needs the pack, so it
+// may be deleted; the pack is there, so it may be referred to), or the server aborts one of the two
+// transactions.
 Status PostgresEngine::Begin() {
   if (!canWrite_) {
     return Status::Failed("the catalog cannot be written: its server, or the rights of its database role (" +
@@ -153,7 +154,7 @@ Status PostgresEngine::Begin() {
 }
 
 Status PostgresEngine::Commit() {
-  // First what was sent ahead: from here on the commit alone is in doubt.
+  // First waits for what was sent ahead: from here on only the commit is in doubt.
   Status done = connection_->Finish();
   if (!done) {
     Rollback();
@@ -186,9 +187,9 @@ void PostgresEngine::Rollback() {
   }
 }
 
-// On a connection of its own the transaction's mark is made once more, with the time 0. The server lets that
-// wait as long as the transaction is still under way; when its own mark is there already it has committed,
-// and else it never can. A mark of time 0 is that of a look-up before this one, whose answer was lost.
+// Inserts the transaction's mark once more, on a new connection, with the time 0. The server makes that wait
+// while the transaction is still under way. If the transaction's own mark is there then, it has committed; if
+// not, it never can. A mark with the time 0 is that of an earlier look-up, whose answer was lost.
 Status PostgresEngine::AskForMark(bool& committed) {
   std::unique_ptr<PostgresConnection> fresh;
   Status done = PostgresConnection::Open(options_, fresh);
@@ -218,7 +219,7 @@ Status PostgresEngine::AskForMark(bool& committed) {
   return done;
 }
 
-// What has not happened fails for good: this engine is of no use any more then.
+// If the commit has not happened, that is final: this engine is of no use any more.
 Status PostgresEngine::LookUpCommit(const Status& lost) {
   const std::uint64_t began = platform::SteadyMilliseconds();
   bool committed = false;
@@ -245,7 +246,7 @@ Status IsTrue(PostgresConnection& connection, const std::string& text, const std
   });
 }
 
-// The schema, and the one table that is this engine's own.
+// Makes the schema, and the one table that only this engine has.
 Status MakeSchema(PostgresConnection& connection, const std::string& schema) {
   bool there = false;
   Status done = IsTrue(connection,

@@ -1,4 +1,4 @@
-// A new catalog in the place of an old one: both are schemas of one database, and change their names
+// Putting a new catalog in the place of an old one. Both are schemas of one database, and are renamed
 // together.
 #include "store/catalog/postgres/postgres_connection.h"
 #include "store/catalog/schema.h"
@@ -42,8 +42,8 @@ Status ReadState(PostgresConnection& connection, std::string& state) {
                         [&state](const SqlRow& row) { return ReadChanges(row, state); });
 }
 
-// Whoever is about to change the old catalog waits for the end of this transaction, and goes on in the new
-// one.
+// Whoever is about to change the old catalog waits for the end of this transaction, and then goes on in the
+// new one.
 Status LockAll(PostgresConnection& connection, const std::string& schema) {
   std::vector<std::string> tables;
   if (Status listed = connection.Run(
@@ -128,7 +128,7 @@ Status ExchangePostgres(const PostgresOptions& options, const std::string& from,
   if (done) {
     done = Rename(*connection, from, options.schema);
   }
-  // Without a commit the connection's end takes all of it back.
+  // Without a commit, the end of the connection undoes all of it.
   return done ? connection->Run("COMMIT", {}) : done;
 }
 

@@ -40,7 +40,7 @@ std::string CheckPostgresUrl(const std::string& url, bool& hasPassword) {
   std::string why;
   const Parsed parsed = Parse(url, why);
   if (parsed == nullptr) {
-    // The server's library may show the address, with a password in it.
+    // The library's message may show the address, with a password in it.
     return expected + ": this is not how an address is written";
   }
   hasPassword = !ValueOf(parsed, "password").empty();
