@@ -1,4 +1,4 @@
-// What a check tells while it goes on.
+// What a check reports while it goes on.
 #pragma once
 
 #include <cstdint>
@@ -12,12 +12,12 @@ namespace store {
 
 struct Damage {
   std::string what;  // a sentence
-  Uid pack;          // null if it is about none
+  Uid pack;          // null if it is about no pack
 };
 
 struct CheckListener {
   std::function<void(const Damage& damage)> damaged;
-  // What the damage that was told last costs: an item of a saveset that cannot be restored.
+  // An item of a saveset that cannot be restored because of the damage that was told last.
   std::function<void(const std::string& saveset, const std::string& item)> lost;
 };
 

@@ -14,10 +14,11 @@ constexpr std::uint64_t kSmallestUsualChunk = 8 * 1024;
 constexpr std::size_t kOpenPacks = 256;
 constexpr std::size_t kKeptBytes = 16 * kBlockSize;
 constexpr std::size_t kFewSpots = 4096;
-// Of one pack, so many places are told.
+// So many damaged places are told of one pack.
 constexpr std::size_t kMostTold = 5;
 
-// One map may belong to files of different sizes only by mistake: each is looked at then.
+// Only by mistake can files of different sizes have one map. The key has the size in it, so that each is
+// looked at.
 Uid MapKey(const Item& item) {
   Uid key = item.content;
   for (std::size_t i = 0; i < sizeof(item.facts.size); ++i) {
@@ -66,7 +67,7 @@ Status PackBatch::Failure() {
   return failure_;
 }
 
-// One sentence for each block: what else is wrong in it follows from that.
+// Keeps one sentence for each block: everything else that is wrong in the block follows from that.
 void PackBatch::NoteBad(const Uid& pack, std::uint64_t block, const Status& status) {
   const std::lock_guard lock(mutex_);
   if (!IsDamage(status)) {
@@ -147,7 +148,7 @@ Status PackBatch::ListChunks() {
   return {};
 }
 
-// A map that cannot be read is noted by `Fetch`; here it only ends the walk.
+// `Fetch` notes a map that cannot be read; here that only ends the walk.
 Status PackBatch::TakeItem(const Item& item) {
   if (!HasMap(item) || !maps_.insert(MapKey(item)).second) {
     return {};

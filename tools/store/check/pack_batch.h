@@ -1,5 +1,5 @@
-// Checks so many packs together that the items which need them are gone through once for all of them, and
-// that the list of their chunks still fits the memory.
+// Checks packs in batches. A batch is large, so that the items which need its packs are gone through once for
+// all of them; but the list of its chunks still fits into memory.
 #pragma once
 
 #include <cstdint>
@@ -25,17 +25,17 @@ namespace store {
 class PackBatch {
  public:
   using Tell = std::function<void(const Damage& damage)>;
-  // `tell` takes damage; `listener` is for what it costs, and for what was read.
+  // `tell` gets the damage; of `listener`, only `lost` is called.
   PackBatch(Store& store, const CheckListener& listener, Tell tell);
 
-  // Opens the next pack of the batch.
+  // Opens a pack and adds it to the batch. A damaged one is noted.
   Status Add(const PackFacts& pack);
   [[nodiscard]] bool IsFull() const;
-  // Checks all of them, tells, marks, and is empty again.
+  // Checks all of them, tells what is wrong, notes it in the catalog, and empties the batch.
   Status Run();
 
  private:
-  // Where a chunk has to be, by what the items say.
+  // Where a chunk has to be, according to the items.
   struct Spot {
     std::uint32_t block = 0;
     std::uint32_t offset = 0;
@@ -47,7 +47,7 @@ class PackBatch {
     PackFacts facts;
     std::shared_ptr<const PackReader> reader;
     std::vector<Spot> spots;
-    std::size_t sorted = 0;  // so many were left when those that are there twice were last taken out
+    std::size_t sorted = 0;  // how many were left when the duplicates were last taken out
   };
   struct Bad {
     std::vector<std::string> what;
@@ -81,16 +81,16 @@ class PackBatch {
   bool readsData_;
   std::vector<std::unique_ptr<Checking>> packs_;
   std::unordered_map<Uid, Checking*, UidHash> byId_;
-  std::uint64_t chunks_ = 0;               // roughly, that the packs of the batch have
-  std::unordered_set<Uid, UidHash> maps_;  // that were gone through
+  std::uint64_t chunks_ = 0;               // roughly, in all packs of the batch
+  std::unordered_set<Uid, UidHash> maps_;  // those that were gone through
   std::mutex mutex_;
   std::map<Uid, Bad> bad_;
-  Status failure_;         // the first to read, which is no damage and ends the check
-  std::set<Uid> differs_;  // from the catalog, which was told
+  Status failure_;         // the first one that is no damage; it ends the check
+  std::set<Uid> differs_;  // packs that differ from the catalog; that was told
   PackCache opened_;
   BlockCache blocks_;
   Pending pending_;
-  WorkQueue workers_;  // the last: it ends before what it works with
+  WorkQueue workers_;  // the last: it ends before everything that it uses
 };
 
 }  // namespace store

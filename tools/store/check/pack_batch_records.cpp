@@ -1,4 +1,4 @@
-// The records of the packs, beside the rows of the catalog.
+// Compares the records of the packs with the rows of the catalog.
 #include "store/base/bytes.h"
 #include "store/check/pack_batch.h"
 
@@ -55,7 +55,7 @@ Status PackBatch::CompareRecords(const Checking& checking, std::map<std::uint64_
   return listed ? TellMissingRows(checking, records) : listed;
 }
 
-// Only what could be restored is missed. A record without a row is usual where its item was given up.
+// Only an item that could be restored is missed. A record without a row is usual if its item was given up.
 Status PackBatch::TellMissingRows(const Checking& checking,
                                   const std::map<std::uint64_t, std::string>& records) {
   const Uid& uid = checking.reader->Tables().saveset;
@@ -67,7 +67,7 @@ Status PackBatch::TellMissingRows(const Checking& checking,
     if (looked) {
       looked = IsNoLoss(checking, item, noLoss);
     }
-    // Last, so that a deletion that took the row out is seen.
+    // Last, so that a deletion that took the row out is noticed.
     if (looked) {
       looked = store_.Rows().FindSavesetByUid(uid, saveset);
     }
@@ -85,7 +85,7 @@ Status PackBatch::TellMissingRows(const Checking& checking,
   return {};
 }
 
-// A directory that was given up, a file that was saved again, or one that lacks a pack already.
+// No loss is a directory that was given up, a file that was saved again, or one that lacks a pack anyway.
 Status PackBatch::IsNoLoss(const Checking& checking, const Item& item, bool& noLoss) {
   const Uid& saveset = checking.reader->Tables().saveset;
   if (item.directory != 0) {

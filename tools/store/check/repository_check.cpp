@@ -16,7 +16,7 @@
 namespace store {
 namespace {
 
-// Larger files are read by all threads together, one file after the other.
+// Larger files are read one after the other, each by all threads together.
 constexpr std::uint64_t kLarge = 2 * 1024 * 1024;
 
 std::uint64_t SizeOf(const std::vector<PackFacts>& packs) {
@@ -93,8 +93,7 @@ Status RepositoryCheck::CheckRepositoryObject() {
   return read;
 }
 
-// Objects that no row names any more are those of a saveset that is being deleted, or of one that the catalog
-// has lost.
+// Objects that no row names belong to a saveset that is being deleted, or to one that the catalog has lost.
 Status RepositoryCheck::CheckSavesets() {
   const ObjectShelf shelf{store_.Objects(), store_.Secrets(), store_.Id()};
   std::set<Uid> known;
@@ -136,9 +135,7 @@ Status RepositoryCheck::CheckSavesets() {
 
 // ---- Packs -----------------------------------------------------------------------------------------------
 
-// `packs` gets all that are known; of those that are missing or have another size first. A pack is known
-// before it is there, and gone before it is forgotten.
-// Whether a copy is under way that has told so in the last minute: its packs come before the rows that name
+// Whether a copy is under way that has told so in the last minute: it puts packs before the rows that name
 // them.
 Status RepositoryCheck::FindCopy(bool& underWay) {
   constexpr std::int64_t kSilentSeconds = 60;
@@ -154,6 +151,8 @@ Status RepositoryCheck::FindCopy(bool& underWay) {
   return listed;
 }
 
+// `packs` gets all packs that the catalog knows, first those that are missing or have another size. The
+// catalog knows a pack before it is there, and forgets it after it has gone.
 Status RepositoryCheck::CheckPlace(std::vector<PackFacts>& packs) {
   Status listed = store_.Rows().ListPacks(packs);
   result_.packs = packs.size();
@@ -197,7 +196,7 @@ Status RepositoryCheck::CheckPlace(std::vector<PackFacts>& packs) {
   return listed;
 }
 
-// A new catalog does not take in what cannot be read.
+// A rebuild takes in no pack that cannot be read.
 Status RepositoryCheck::TellUnknown(const Uid& pack) {
   std::shared_ptr<const PackReader> reader;
   const Status opened = PackReader::Open(store_.Objects(), store_.Secrets(), store_.Id(), pack, reader);
@@ -320,7 +319,7 @@ Status RepositoryCheck::RestoreSaveset(const Saveset& saveset) {
     return platform::Interrupted() ? Status::Interrupted() : failure;
   });
   pending.Wait();
-  // What is missing of a saveset that was deleted meanwhile is no damage.
+  // If the saveset was deleted meanwhile, what it lacks is no damage.
   std::optional<Saveset> now;
   Status looked = store_.Rows().FindSavesetByUid(saveset.uid, now);
   for (const auto& [what, item] : damages) {

@@ -1,6 +1,6 @@
-// Reads a repository whole, or a part of it in turn, and compares all that is kept twice: packs with their
-// checksums, records and chunks with the catalog, saveset objects with its rows. Others may save, restore and
-// delete meanwhile.
+// Reads a whole repository, or a part of it each time, and compares everything that is kept twice: packs with
+// their checksums, records and chunks with the catalog, saveset objects with the catalog's rows. Others may
+// save, restore and delete meanwhile.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,8 @@ namespace store {
 
 // Which packs are read. The catalog and the saveset objects always are.
 struct CheckScope {
-  std::vector<Saveset> savesets;  // only packs that these need; empty: of all
-  double percent = 100;           // of their bytes, those first that were not checked for the longest
+  std::vector<Saveset> savesets;  // only packs that these need; empty: the packs of all savesets
+  double percent = 100;           // of their bytes; packs that were not checked for longest come first
   std::optional<std::int64_t> uncheckedSince;  // only packs that were not checked since (seconds since 1970)
 };
 
@@ -25,19 +25,19 @@ class RepositoryCheck {
 
   struct Result {
     std::uint64_t savesets = 0;
-    std::uint64_t packs = 0;  // that are known
+    std::uint64_t packs = 0;  // those that the catalog knows
     std::uint64_t bytes = 0;
     std::uint64_t readPacks = 0;
     std::uint64_t readBytes = 0;
     std::uint64_t damages = 0;    // that were told
     bool catalogDamaged = false;  // then no pack was read: what should be in them is not known
   };
-  // What is damaged is told and marked in the catalog, what is good noted there with the time, as far as it
-  // can be written. Without the private key of a repository that encrypts, all but what is in the data can be
-  // checked (`Keys::CanRead` says so). Not good: the check could not be carried out.
+  // Damage is told and marked in the catalog; what is good is noted there with the time. Both only if the
+  // catalog can be written. Without the private key of an encrypted repository everything but the content of
+  // the data is checked (`Keys::CanRead` tells). A failure means that the check could not be carried out.
   Status Run(const CheckScope& scope, Result& result);
-  // Brings every item of these savesets (none: of all) back to nowhere, as a restore would. `result` counts
-  // items and their bytes in place of packs.
+  // Reads every item of these savesets (none: of all) as a restore would, but writes it nowhere. `result`
+  // counts items and their bytes in the place of packs.
   Status Restore(const std::vector<Saveset>& savesets, Result& result);
 
  private:

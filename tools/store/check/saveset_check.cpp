@@ -9,12 +9,12 @@ Status Differs(const Saveset& saveset, const std::string& which, const std::stri
                          cost);
 }
 
-// What was written late or never, since a program was killed, is in the row as the worse of the two.
+// If a program was killed before it wrote both, the row has the worse of the two results.
 Status Compare(const SavesetObjects& objects, const std::optional<State>& closed, bool hasClosed,
                const Saveset& saveset) {
   const Saveset& told = objects.saveset;
-  // Nothing came into it: a rebuild has nothing to name. A program that was killed, or whose place failed,
-  // left a row alone.
+  // Nothing came into the saveset, so a rebuild has nothing to name. Only the row was left, by a program that
+  // was killed, or whose place failed.
   if (!objects.begun && saveset.items == 0) {
     return {};
   }
@@ -51,7 +51,7 @@ Status CheckOnce(const ObjectShelf& shelf, Catalog& catalog, const Saveset& save
 
 }  // namespace
 
-// Row and object are not written at the same moment: what does not agree is looked at again, with the row as
+// Row and object are not written at the same moment. What does not agree is looked at again, with the row as
 // it is now.
 Status CheckSavesetObjects(const ObjectShelf& shelf, Catalog& catalog, const Saveset& saveset) {
   Status checked = CheckOnce(shelf, catalog, saveset);

@@ -1,4 +1,4 @@
-// The small objects of one saveset against its row.
+// Compares the small objects of one saveset with its row.
 #pragma once
 
 #include "store/catalog/catalog.h"
@@ -7,8 +7,8 @@
 
 namespace store {
 
-// kDamaged or kMissing says which object does not say what the row says, and what that would cost if the
-// catalog were lost.
+// kDamaged or kMissing: the message says which object does not agree with the row, and what would be lost by
+// that if the catalog were lost.
 Status CheckSavesetObjects(const ObjectShelf& shelf, Catalog& catalog, const Saveset& saveset);
 
 }  // namespace store
