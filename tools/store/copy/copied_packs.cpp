@@ -1,4 +1,4 @@
-// The packs of a saveset come, by several threads.
+// Copies the packs of a saveset, with several threads.
 #include <algorithm>
 #include <map>
 #include <mutex>
@@ -60,7 +60,7 @@ Status RepositoryCopy::CopyPacks(const Saveset& saveset, std::vector<PackFacts>&
   return done;
 }
 
-// One that was deleted meanwhile is no damage.
+// A pack that was deleted meanwhile is no damage.
 Status RepositoryCopy::TellBadIfKnown(const Uid& pack, const Status& why) {
   std::optional<PackFacts> facts;
   if (Status asked = from_.Rows().FindPackFacts(pack, facts); !asked) {
@@ -76,7 +76,7 @@ Status RepositoryCopy::TellBad(const Uid& pack, const Status& why) {
   return from_.Rows().CanWrite() ? from_.Rows().MarkPackDamaged(pack) : Status();
 }
 
-// An object is whole or not there at all.
+// An object is either whole or not there at all.
 Status RepositoryCopy::CopyPackIfMissing(const PackFacts& pack, bool& came) {
   std::optional<std::uint64_t> size;
   Status done = to_.Objects().Size(PackObject(pack.uid), size);
@@ -87,7 +87,7 @@ Status RepositoryCopy::CopyPackIfMissing(const PackFacts& pack, bool& came) {
   return done;
 }
 
-// As it is, but what is damaged does not come.
+// Copies the pack as it is. A damaged one is not copied.
 Status RepositoryCopy::CopyPack(const PackFacts& pack) {
   const std::string name = PackObject(pack.uid);
   std::shared_ptr<const PackReader> reader;
@@ -122,7 +122,7 @@ Status RepositoryCopy::CopyPack(const PackFacts& pack) {
   return done ? object->Finish() : done;
 }
 
-// What came for items that do not.
+// Deletes packs that were copied for items which do not come.
 Status RepositoryCopy::DropBrought() {
   Status done;
   for (auto pack = brought_.begin(); done && pack != brought_.end(); ++pack) {

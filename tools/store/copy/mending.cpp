@@ -1,4 +1,4 @@
-// Packs of the copy that a check found damaged or missing come anew from the first repository.
+// Copies again what a check found damaged or missing in the copy.
 #include "platform/platform.h"
 #include "store/copy/repository_copy.h"
 #include "store/pack/pack_reader.h"
@@ -19,7 +19,7 @@ Status RepositoryCopy::MendDamaged() {
 }
 
 Status RepositoryCopy::Mend(const PackFacts& pack) {
-  // Where it is as it was stored, what is wrong with it came from the first repository.
+  // If the copy has the bytes as they were stored, the fault came from the first repository.
   if (CheckBytes(pack.uid)) {
     return {};
   }
@@ -41,7 +41,7 @@ Status RepositoryCopy::Mend(const PackFacts& pack) {
   return to_.Rows().NoteChecked({pack.uid}, true);
 }
 
-// Whether every byte of it is in the copy as it was stored.
+// Whether the copy has every byte of the pack as it was stored.
 Status RepositoryCopy::CheckBytes(const Uid& pack) {
   std::shared_ptr<const PackReader> reader;
   Status done = PackReader::Open(to_.Objects(), to_.Secrets(), to_.Id(), pack, reader);

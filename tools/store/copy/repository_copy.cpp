@@ -15,12 +15,12 @@ namespace {
 
 constexpr std::size_t kItemsOfCommit = 500;
 
-// With all of its items: what could not be read at an earlier copy may come now.
+// Whether the copy has all of its items. One that could not be read at an earlier copy may come now.
 bool IsWhole(const std::optional<Saveset>& copy, const Saveset& saveset) {
   return copy && copy->items >= saveset.items;
 }
 
-// The packs that these items need, out of all of the saveset's.
+// Those of the saveset's packs that these items need.
 std::vector<PackFacts> PacksOf(const std::vector<Catalog::ItemRecord>& items,
                                const std::map<Uid, const PackFacts*>& packs) {
   std::set<Uid> needed;
@@ -43,7 +43,7 @@ std::int64_t TimeOf(const Saveset& saveset) { return saveset.ended.value_or(save
 
 Status RepositoryCopy::Run(Result& result) {
   result_ = {};
-  // What has been copied and is in no row yet is kept from a rebuild.
+  // Keeps a rebuild away from packs that have been copied and are in no row yet.
   const Uid run = Uid::Random();
   std::unique_ptr<RunHold> hold;
   std::vector<Saveset> savesets;
@@ -70,7 +70,7 @@ Status RepositoryCopy::Run(Result& result) {
   return done;
 }
 
-// One directory may have several names. The lock that the copy holds is seen by all of them.
+// One directory may have several names. The lock that the copy holds is seen under each of them.
 Status RepositoryCopy::CheckIsAnother(const Uid& heldByCopy) {
   bool gone = true;
   if (!from_.Config().bucket.name.empty() || !to_.Config().bucket.name.empty()) {
@@ -81,7 +81,7 @@ Status RepositoryCopy::CheckIsAnother(const Uid& heldByCopy) {
                         : asked;
 }
 
-// The oldest first.
+// Lists the oldest first.
 Status RepositoryCopy::ListSavesets(std::vector<Saveset>& savesets) {
   Status listed = from_.Rows().ListAllSavesets([&](const Saveset& saveset) {
     bool open = false;
@@ -97,7 +97,7 @@ Status RepositoryCopy::ListSavesets(std::vector<Saveset>& savesets) {
   return listed;
 }
 
-// What has to come, for whoever watches.
+// Counts what has to come, for people who watch.
 Status RepositoryCopy::CountPacks(const std::vector<Saveset>& savesets) {
   std::set<Uid> packs;
   Status done;
@@ -135,7 +135,7 @@ void RepositoryCopy::CountWork(std::uint64_t packs, std::uint64_t bytes) {
   }
 }
 
-// What an earlier copy began, and is not there any more to be ended.
+// Gives up the savesets that an earlier copy began and that are not to be copied any more.
 Status RepositoryCopy::GiveUpOthers(const std::vector<Saveset>& savesets) {
   std::vector<Uid> begun;
   bool any = false;
@@ -172,7 +172,8 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
     listener_.damaged({"saveset " + saveset.name + " cannot come into the copy: " + done.Message(), {}});
     return LeaveAsItIs(saveset, copy.has_value());
   }
-  // Deleted meanwhile, perhaps when only a part of its items had been listed: it does not end.
+  // The saveset was deleted meanwhile, perhaps when only a part of its items had been listed: do not complete
+  // it.
   std::optional<Saveset> still;
   if (done) {
     done = from_.Rows().FindSavesetByUid(saveset.uid, still);
@@ -186,7 +187,7 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
   if (done) {
     done = to_.Rows().EndAdoption(saveset.uid);
   }
-  // In the copy, where the owner may let it go at any time.
+  // This was in the copy, whose owner may delete the saveset at any time.
   if (done.What() == Status::Kind::kConflict) {
     return DropBrought();
   }
@@ -199,8 +200,8 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
   return done.Within("saveset " + saveset.name);
 }
 
-// No more of it comes. What came just now, or with a copy that ended before it was counted, counts in a
-// saveset that is listed already.
+// No more of the saveset comes. If it is listed already, what came just now is counted in it, and what came
+// with a copy that ended before it had counted.
 Status RepositoryCopy::LeaveAsItIs(const Saveset& saveset, bool listed) {
   const Status ended = listed ? to_.Rows().EndAdoption(saveset.uid) : Status();
   return ended || ended.What() == Status::Kind::kConflict ? DropBrought() : ended;
@@ -214,7 +215,7 @@ bool RepositoryCopy::IsBad(const Catalog::ItemRecord& record) const {
                      [this](const Uid& pack) { return bad_.count(pack) != 0; });
 }
 
-// Directories of which something cannot come: nothing of them does.
+// Finds directories of which something cannot come: then nothing of them comes.
 Status RepositoryCopy::FindTorn(const Saveset& saveset, std::set<std::uint64_t>& torn) {
   if (bad_.empty()) {
     return {};
@@ -228,7 +229,7 @@ Status RepositoryCopy::FindTorn(const Saveset& saveset, std::set<std::uint64_t>&
   });
 }
 
-// A saveset that is listed, without some items, gets all of them at once: never a part of a directory.
+// If the saveset is listed already, without some items, these come all at once: never a part of a directory.
 Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::optional<Saveset>& copy,
                                  const std::vector<PackFacts>& packs, std::uint64_t& came) {
   std::map<Uid, const PackFacts*> byId;
@@ -293,7 +294,7 @@ Status RepositoryCopy::CopyObjects(const Saveset& saveset) {
   for (const char* which : {"begin", "end", "closed", "failed", "protected"}) {
     done = done ? CopyObject(SavesetObject(saveset.uid, which)) : done;
   }
-  // Where the first one had no room for it.
+  // The object is missing if the first repository had no room for it.
   if (done && saveset.sessionFailed && !objects.saveset.sessionFailed) {
     done = PutBackupFailed({to_.Objects(), to_.Secrets(), to_.Id()}, saveset.uid, TimeOf(saveset));
   }
@@ -310,7 +311,7 @@ Status RepositoryCopy::CopyObject(const std::string& name) {
   return done && size ? to_.Objects().Put(name, bytes) : done;
 }
 
-// What its row tells.
+// Writes what the saveset's row tells.
 Status RepositoryCopy::WriteObjects(const Saveset& saveset) {
   const ObjectShelf shelf{to_.Objects(), to_.Secrets(), to_.Id()};
   const State state = saveset.failed ? State::kFailed : saveset.warnings ? State::kWarnings : State::kGood;

@@ -1,4 +1,4 @@
-// Brings a second repository, a copy of the first one, what it lacks. Others may work with both meanwhile.
+// Copies to a second repository what it lacks of the first one. Others may work with both meanwhile.
 #pragma once
 
 #include <cstdint>
@@ -15,12 +15,12 @@ namespace store {
 
 class RepositoryCopy {
  public:
-  // `listener` is told what is damaged in the first repository, and which items are left out therefore.
+  // `listener` is told what is damaged in the first repository, and which items are left out because of that.
   RepositoryCopy(Store& from, Store& to, CheckListener listener)
       : from_(from), to_(to), listener_(std::move(listener)) {}
 
   struct Result {
-    std::uint64_t savesets = 0;  // that came
+    std::uint64_t savesets = 0;  // that were copied
     std::uint64_t there = 0;     // that were there already
     std::uint64_t open = 0;      // whose backup is not over: the next copy brings them
     std::uint64_t packs = 0;
@@ -28,13 +28,13 @@ class RepositoryCopy {
     std::uint64_t damages = 0;
     std::uint64_t mended = 0;  // packs that were damaged in the copy
   };
-  // Packs come first, then the rows of a saveset's items, then its objects; then it is listed. So wherever
-  // this ends, all that the copy lists can be restored, and the next call goes on. What is marked to be
-  // deleted does not come. An item that needs a damaged pack stays behind, until a later call finds the pack
-  // whole; a saveset of which no item can come is not listed. What the first one deletes later stays in the
-  // copy; what somebody deletes in the copy while it comes is left for the next call. A pack that a check of
-  // the copy found damaged or missing comes anew. Both stores' `Work()` counts the packs that come, and their
-  // bytes.
+  // The packs of a saveset are copied first, then the rows of its items, then its objects; then it is listed.
+  // So wherever this ends, everything that the copy lists can be restored, and the next call goes on. A
+  // saveset that is marked to be deleted is not copied. An item that needs a damaged pack is left out until a
+  // later call finds the pack whole; a saveset of which no item can be copied is not listed. What the first
+  // repository deletes later stays in the copy; what somebody deletes in the copy while it is copied is left
+  // for the next call. A pack that a check of the copy found damaged or missing is copied again. `Work()` of
+  // both stores counts the packs that are copied, and their bytes.
   Status Run(Result& result);
 
  private:
@@ -67,7 +67,7 @@ class RepositoryCopy {
   CheckListener listener_;
   Result result_;
   std::set<Uid> bad_;      // packs that cannot be copied
-  std::set<Uid> brought_;  // packs that came for the saveset under way
+  std::set<Uid> brought_;  // packs that were copied for the saveset under way
 };
 
 }  // namespace store
