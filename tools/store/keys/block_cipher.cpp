@@ -22,7 +22,7 @@ Status NotGenuine() {
   return Status::Damaged("the bytes are not those that were encrypted here, or the key is not theirs");
 }
 
-// The number of the block, lowest byte first: the key is used for one pack alone.
+// The number of the block, lowest byte first. That is enough, since a key is used for only one pack.
 template <std::size_t Size>
 std::array<unsigned char, Size> NonceOf(std::uint32_t number) {
   std::array<unsigned char, Size> nonce{};

@@ -10,12 +10,12 @@ namespace store {
 
 inline constexpr std::size_t kCipherKeySize = 32;
 
-// What this machine encrypts with: AES-256-GCM where the processor has it.
+// The cipher of what this machine encrypts: AES-256-GCM if the processor has it, else XChaCha20-Poly1305.
 [[nodiscard]] Cipher BestCipher();
 
-// A cipher with a key of `kCipherKeySize` bytes. None for a number that is not known here.
+// A cipher with a key of `kCipherKeySize` bytes. Null for a number that is not known here.
 [[nodiscard]] std::shared_ptr<const BlockCipher> MakeBlockCipher(Cipher cipher, std::string_view key);
-// AES-256-GCM without the processor's instructions: a restore must not depend on the machine.
+// AES-256-GCM without the processor's instructions, since a restore must not depend on the machine.
 [[nodiscard]] std::shared_ptr<const BlockCipher> MakeSoftwareAes256Gcm(std::string_view key);
 
 }  // namespace store

@@ -31,7 +31,7 @@ Status ReadWhole(const std::string& path, std::string& text) {
   return {};
 }
 
-// Takes a line of hexadecimal digits, and what ends it, from the beginning of the text.
+// Takes a line of hexadecimal digits, with its line end, from the beginning of the text.
 bool TakeKey(std::string_view& text, std::string& key) {
   const std::string digits(text.substr(0, kHexSize));
   std::size_t size = 0;
@@ -92,7 +92,7 @@ Status WriteWhole(const std::string& path, const std::string& text) {
   return {};
 }
 
-// With a line end behind it.
+// The key in hexadecimal digits, with a line end.
 std::string HexLine(std::string_view key) {
   std::string digits(kHexSize + 1, '\0');
   sodium_bin2hex(digits.data(), digits.size(), reinterpret_cast<const unsigned char*>(key.data()),

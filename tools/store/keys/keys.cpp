@@ -15,7 +15,7 @@
 namespace store {
 namespace {
 
-// The first byte of the header's part.
+// The first byte of the part in the repository's object.
 enum Form : std::uint8_t { kPlainForm = 0, kEncryptedForm = 1 };
 
 constexpr std::size_t kCheckSize = 16;
@@ -37,7 +37,7 @@ std::string RandomKey() {
   return key;
 }
 
-// Another key from the savers' secret, for one use.
+// Derives a key for one use from the savers' secret.
 std::string Derive(std::string_view secret, std::string_view use, std::string_view object, std::size_t size) {
   const std::string text = Encoder().Text(use).Text(object).Take();
   std::string key(size, '\0');
@@ -45,7 +45,7 @@ std::string Derive(std::string_view secret, std::string_view use, std::string_vi
   return key;
 }
 
-// Where a small object's content is: what its encryption is bound to.
+// Where a small object's content is; its encryption is bound to that.
 std::string ObjectPlace(std::uint16_t kind, const Uid& repository, const Uid& object) {
   return Encoder().U16(kind).Id(repository).Id(object).Take();
 }
@@ -59,7 +59,7 @@ struct Keys::Inside {
   std::string secret;  // the savers' secret
   std::string publicKey;
   std::string privateKey;
-  std::string check;  // of the savers' secret
+  std::string check;  // check value of the savers' secret
 
   Inside() = default;
   Inside(const Inside&) = delete;
@@ -76,7 +76,7 @@ struct Keys::Inside {
     idKey = Derive(secret, "chunk ids", {}, kKeySize);
   }
 
-  // After the block of the chunk ids' key. Made by the first who asks: most runs make no id.
+  // The hash after the block with the chunk ids' key. Made when it is first asked for: most runs make no id.
   [[nodiscard]] const sha256_ctx& HashStart() const {
     std::call_once(hashStarted_, [&]() {
       std::array<unsigned char, SHA256_BLOCK_SIZE> block{};
@@ -284,7 +284,7 @@ Status Keys::OpenPack(const Uid& pack, Cipher cipher, std::string_view sealedKey
   return {};
 }
 
-// The nonce, which is random, stands in front.
+// The nonce is random, and stands in front.
 Status Keys::EncryptObject(std::uint16_t kind, const Uid& object, std::string_view plain,
                            std::string& stored) const {
   if (!Encrypts()) {
