@@ -27,7 +27,7 @@ Status BlockCache::Get(const BlockKey& key, bool keep, Block& block) {
   return entry->status;
 }
 
-// What failed is forgotten: who asks again may be luckier.
+// A load that failed is forgotten: the next one may succeed.
 void BlockCache::Finish(const BlockKey& key, Entry& entry) {
   entry.loaded = true;
   loaded_.notify_all();

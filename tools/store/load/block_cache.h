@@ -1,5 +1,5 @@
-// Blocks as they were before they were compressed and encrypted. Each is loaded once, though several threads
-// want it at the same time; those that are expected to be wanted again are kept, up to a number of bytes.
+// Blocks as they were before they were compressed and encrypted. Each is loaded once, even if several threads
+// want it at the same time. Those that are expected to be wanted again are kept, up to a number of bytes.
 #pragma once
 
 #include <condition_variable>
@@ -28,10 +28,11 @@ class BlockCache {
   using Block = std::shared_ptr<const std::string>;
   using Load = std::function<Status(const BlockKey&, std::string&)>;
 
-  // `load` is called by whoever asks for a block that is not here, several at once for different blocks.
+  // `load` is called by the thread that asks for a block that is not here, for different blocks by several at
+  // once.
   BlockCache(Load load, std::size_t mostBytes) : load_(std::move(load)), most_(mostBytes) {}
 
-  // The cache must outlive the block.
+  // `keep`: the block is expected to be wanted again. The cache must outlive the block.
   Status Get(const BlockKey& key, bool keep, Block& block);
 
  private:
@@ -41,11 +42,11 @@ class BlockCache {
     }
   };
   struct Entry {
-    Block block;  // none while it is being loaded
+    Block block;  // null while it is being loaded
     Status status;
     bool loaded = false;
     bool keep = false;
-    std::list<BlockKey>::iterator use;  // if it is kept
+    std::list<BlockKey>::iterator use;  // its place in `uses_`, if it is kept
   };
 
   void Finish(const BlockKey& key, Entry& entry);
@@ -53,14 +54,14 @@ class BlockCache {
 
   Load load_;
   std::size_t most_;
-  // Memory of blocks that have gone: fresh memory costs more than all that is done with it.
+  // The memory of blocks that have gone: fresh memory costs more than everything that is done with it.
   using Buffers = Pool<std::string>;
   Buffers buffers_{[] { return std::make_unique<std::string>(); }};
   std::mutex mutex_;
   std::condition_variable loaded_;
   std::unordered_map<BlockKey, std::shared_ptr<Entry>, KeyHash> entries_;
-  std::list<BlockKey> uses_;  // of kept blocks, the last one in front
-  std::size_t bytes_ = 0;     // of kept blocks
+  std::list<BlockKey> uses_;  // the kept blocks, last used in front
+  std::size_t bytes_ = 0;     // of the kept blocks
 };
 
 }  // namespace store

@@ -10,17 +10,17 @@
 namespace store {
 namespace {
 
-// Smaller files are copied by whoever asks for them.
+// Files up to this size are copied by the thread that asks for them.
 constexpr std::uint64_t kAloneUpTo = 2 * kBlockSize;
-// No larger file is one chunk.
+// A larger file has more than one chunk.
 constexpr std::uint64_t kSmallestOfPieces = 8 * 1024;
-// What the processor still has at hand when it is written: three tenths of the time hang on it.
+// So much is still in the processor's cache when it is written: three tenths of the time depend on that.
 constexpr std::size_t kRun = 256 * 1024;
 constexpr std::uint64_t kWritebackStep = 16 * 1024 * 1024;
 
 bool IsZero(std::string_view bytes) { return bytes.find_first_not_of('\0') == std::string_view::npos; }
 
-// The pieces of `offset` ... `end` that are in no hole, and those that are.
+// Calls `data` for the pieces of `offset` ... `end` that are in no hole, and `inHole` for those that are.
 template <typename Data, typename InHole>
 Status SplitAtHoles(std::uint64_t offset, std::uint64_t end, const std::vector<Hole>& holes, const Data& data,
                     const InHole& inHole) {
@@ -54,7 +54,7 @@ Status FileCopy::Walk(const std::function<Status(FilePart&)>& each) {
 }
 
 Status FileCopy::Run() {
-  // What is written in one piece needs no size beforehand.
+  // A file that is written in one piece needs no size beforehand.
   const bool grown = target_ == nullptr                     ? true
                      : item_.facts.sparse                   ? target_->SetSize(item_.facts.size)
                      : item_.facts.size > kSmallestOfPieces ? target_->Extend(item_.facts.size)
@@ -64,7 +64,7 @@ Status FileCopy::Run() {
   }
   Status walked = Walk([this](FilePart& part) { return CopyPart(part); });
   pending_.Wait();
-  // Its holes, and what a failure left out, have been worked off too.
+  // Its holes, and what was left out after a failure, count as done too.
   tools_.work.AddBytes(item_.facts.size - std::min<std::uint64_t>(written_, item_.facts.size));
   tools_.work.AddItems(1);
   const Status failure = Failure();
@@ -107,7 +107,7 @@ void FileCopy::CopyBlock(const FilePart::FromBlock& from, const std::vector<Hole
   if (!Failure()) {
     return;
   }
-  // What small files have in common is kept, and what two parts of a large one may have in common.
+  // Keeps the blocks that small files share, and those that two parts of a large one may share.
   const bool keep = from.edge || item_.facts.size <= kAloneUpTo;
   BlockCache::Block block;
   Status done = GetBlock(from.pack, from.block, keep, block);
@@ -151,8 +151,8 @@ Status FileCopy::Check(const FilePart::FromBlock& from, const WantedChunk& chunk
                    "has other bytes than the item's from " + std::to_string(chunk.fileOffset) + " on");
 }
 
-// Checks and writes chunks that follow each other in block and file, as long as the processor has them at
-// hand. `begin` gets the number of the next one.
+// Checks and writes chunks that follow each other in block and file, while they are in the processor's cache.
+// `begin` gets the index of the next one.
 Status FileCopy::CopyRun(const FilePart::FromBlock& from, std::string_view block,
                          const std::vector<Hole>& holes, std::size_t& begin) {
   const WantedChunk& first = from.chunks[begin];
@@ -169,7 +169,7 @@ Status FileCopy::CopyRun(const FilePart::FromBlock& from, std::string_view block
   return WriteAround(first.fileOffset, block.substr(first.blockOffset, size), holes);
 }
 
-// A hole is left out if its bytes are zeros indeed: the file may have changed while it was saved.
+// A hole is left out only if its bytes really are zeros: the file may have changed while it was saved.
 Status FileCopy::WriteAround(std::uint64_t offset, std::string_view bytes, const std::vector<Hole>& holes) {
   const auto part = [&](std::uint64_t from, std::uint64_t to) {
     return bytes.substr(static_cast<std::size_t>(from - offset), static_cast<std::size_t>(to - from));
@@ -182,7 +182,7 @@ Status FileCopy::WriteAround(std::uint64_t offset, std::string_view bytes, const
       });
 }
 
-// Zeros that were no hole keep their claim on the disk.
+// Writes the zeros that were in no hole, so that they take their room on the disk.
 Status FileCopy::WriteZeros(const FilePart& part) {
   static constexpr std::array<char, 128 * 1024> kZeros{};
   for (const Hole& zeros : part.zeros) {
@@ -204,7 +204,7 @@ Status FileCopy::WriteZeros(const FilePart& part) {
   return {};
 }
 
-// What is written goes to the disk steadily, not in one long wait at the end.
+// What was written goes to the disk step by step, so that there is no long wait at the end.
 Status FileCopy::Write(std::uint64_t offset, std::string_view bytes) {
   if (target_ == nullptr) {
     return {};

@@ -1,4 +1,4 @@
-// Brings one item's bytes into a file.
+// Copies one item's bytes into a file.
 #pragma once
 
 #include <atomic>
@@ -33,17 +33,18 @@ struct LoadTools {
 
 class FileCopy {
  public:
-  // Without a target everything is read and checked, and goes nowhere.
+  // `target` may be null: then everything is read and checked, but written nowhere. `item` has to outlive
+  // this.
   FileCopy(LoadTools tools, const Item& item, platform::DataFile* target)
       : tools_(tools), item_(item), target_(target) {}
 
   Status Run();
-  // Hands out its bytes from the first to the last, holes as zeros; no target is needed.
+  // Gives its bytes to `take` from the first to the last, holes as zeros. Needs no target.
   using Take = std::function<Status(std::string_view bytes)>;
   Status Stream(const Take& take);
-  // How many of its bytes are in no hole.
+  // How many of its bytes are not in a hole.
   Status Measure(std::uint64_t& bytes);
-  // The pack that the failure is about; null if it is about none.
+  // The pack that caused the failure; null if none did.
   [[nodiscard]] const Uid& BadPack() const { return badPack_; }
 
  private:

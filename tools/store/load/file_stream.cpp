@@ -1,4 +1,4 @@
-// The bytes of one item in their order, for who cannot write at any place.
+// The bytes of one item in their order, for a target that cannot be written at any place.
 #include <algorithm>
 #include <array>
 

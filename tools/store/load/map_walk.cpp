@@ -9,7 +9,7 @@
 namespace store {
 namespace {
 
-// Half a gibibyte of a file with the smallest chunks, in some five megabytes of lists.
+// A part is half a gibibyte of a file with the smallest chunks, and takes some five megabytes of lists.
 constexpr std::size_t kLeavesOfPart = 64;
 constexpr std::size_t kHolesOfPart = 256 * 1024;
 
@@ -29,7 +29,7 @@ void AddZeros(std::uint64_t offset, std::uint64_t size, std::vector<Hole>& zeros
 
 }  // namespace
 
-// The chunks of leaves, by the blocks that they are in.
+// Sorts the chunks of leaves by the blocks that they are in.
 class MapWalk::PartMaker {
  public:
   void Add(const MapLeaf& leaf, std::uint64_t begin, std::uint64_t fileSize) {
@@ -108,7 +108,7 @@ Status MapWalk::Run(const Each& each) {
   return each(part);
 }
 
-// `chunks` of a leaf that is all of the map: as many as it takes.
+// `chunks` is 0 for a leaf that is the whole map: it has as many chunks as the file needs.
 Status MapWalk::TakeLeaf(std::string_view bytes, std::uint64_t firstChunk, std::uint64_t chunks,
                          PartMaker& maker) {
   MapLeaf leaf;

@@ -1,4 +1,4 @@
-// Walks over a file's map: its leaves one after the other, checked, and what has to be read for each.
+// Walks through a file's map: checks its leaves one after the other, and tells what has to be read for them.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,7 @@ struct FilePart {
   struct FromBlock {
     Uid pack;
     std::uint64_t block = 0;
-    bool edge = false;  // the first or last of its pack in this part: one beside it may need it too
+    bool edge = false;  // the first or last of its pack in this part: a part beside it may need it too
     std::vector<WantedChunk> chunks;
   };
   std::vector<FromBlock> blocks;
@@ -36,15 +36,15 @@ struct FilePart {
 
 class MapWalk {
  public:
-  // Bytes of a map, already checked against this id.
+  // Reads bytes of a map, and checks them against this id.
   using Fetch = std::function<Status(const MapPlace& place, const Uid& id, std::string& bytes)>;
   using Each = std::function<Status(FilePart& part)>;
 
   MapWalk(const Item& item, Fetch fetch) : item_(item), fetch_(std::move(fetch)) {}
 
-  // Calls `each` for each part of the file in turn. A part is many leaves, so that of a file whose chunks are
-  // scattered over many backups each block is read for many chunks at once. kDamaged if the map does not fit
-  // the item. Ends early with a status that `each` returns.
+  // Calls `each` for each part of the file in turn. A part has many leaves: so if a file's chunks are
+  // scattered over many backups, each block is read for many chunks at once. kDamaged if the map does not fit
+  // the item. Ends early with a failure that `each` returns.
   Status Run(const Each& each);
 
  private:

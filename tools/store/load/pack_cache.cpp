@@ -2,7 +2,7 @@
 
 namespace store {
 
-// Two that ask at once wait for each other: to open one pack twice would cost as much.
+// If two threads ask at once, one waits for the other: to open one pack twice would cost as much.
 Status PackCache::Get(const Uid& id, Pack& pack) {
   const std::lock_guard lock(mutex_);
   if (const auto found = packs_.find(id); found != packs_.end()) {

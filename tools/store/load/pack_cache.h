@@ -1,4 +1,4 @@
-// The packs that are being read from, opened once each. Safe to use by several threads at once.
+// The packs that are being read from; each is opened once. Safe to use by several threads at once.
 #pragma once
 
 #include <functional>
@@ -18,7 +18,7 @@ class PackCache {
   using Pack = std::shared_ptr<const PackReader>;
   using Open = std::function<Status(const Uid&, Pack&)>;
 
-  // At most so many stay open, those that were asked for last.
+  // At most `most` packs stay open, those that were asked for last.
   PackCache(Open open, std::size_t most) : open_(std::move(open)), most_(most) {}
 
   Status Get(const Uid& id, Pack& pack);

@@ -10,7 +10,7 @@ namespace store {
 namespace {
 
 constexpr std::size_t kOpenPacks = 256;
-// The current block of each of some twenty generations of a file, and blocks of maps.
+// Room for the current block of each of some twenty generations of a file, and for blocks of maps.
 constexpr std::size_t kKeptBytes = 16 * kBlockSize;
 
 }  // namespace
@@ -34,7 +34,7 @@ class SavesetReader::Inside {
     return TakeIn(copy, copy.Stream(take), item);
   }
 
-  // Only a sparse file is worth a look at its map.
+  // A look at the map is worth while only for a sparse file.
   Status RoomOf(const Item& item, std::uint64_t& bytes) {
     bytes = item.facts.size;
     if (!item.facts.sparse) {
@@ -55,7 +55,7 @@ class SavesetReader::Inside {
       bad.insert(marked_.begin(), marked_.end());
     }
     std::string older;
-    // Without an answer there is no advice; the failure stays what it is.
+    // If this query fails there is no advice; the failure stays what it is.
     static_cast<void>(static_cast<bool>(
         store.Rows().FindOlderCopies(saveset, item.name, [&](const std::string& name, const Item& copy) {
           const bool good = std::none_of(copy.packs.begin(), copy.packs.end(),
@@ -69,7 +69,7 @@ class SavesetReader::Inside {
                                            " " + older + " \"" + item.name + "\" --to DIR");
   }
 
-  // A courtesy: nothing depends on it, and a repository that can only be read is as good.
+  // A courtesy: nothing depends on it, and a repository that can only be read works as well.
   void MarkDamagedPacks() {
     const std::lock_guard lock(mutex_);
     for (const Uid& pack : bad_) {
@@ -82,7 +82,7 @@ class SavesetReader::Inside {
 
   Store& store;
   Saveset saveset;
-  Catalog::Items ahead;  // that were looked up and not asked for yet
+  Catalog::Items ahead;  // looked up, but not asked for yet
 
  private:
   LoadTools Tools() { return {store.Secrets(), packs_, blocks_, workers_, store.Work()}; }
@@ -112,9 +112,9 @@ class SavesetReader::Inside {
   PackCache packs_;
   BlockCache blocks_;
   std::mutex mutex_;
-  std::set<Uid> bad_;  // not yet told to the catalog
+  std::set<Uid> bad_;  // not yet marked in the catalog
   std::set<Uid> marked_;
-  WorkQueue workers_;  // the last: it ends before what it works with
+  WorkQueue workers_;  // the last: it ends before everything that it uses
 };
 
 SavesetReader::SavesetReader(Store& store) : inside_(std::make_unique<Inside>(store)) {}

@@ -52,7 +52,7 @@ void Pending::Add() {
   ++count_;
 }
 
-// Notified under the lock: who waits may destroy this as soon as it is let go.
+// Notifies under the lock: whoever waits may destroy this as soon as the lock is released.
 void Pending::Done() {
   const std::lock_guard lock(mutex_);
   if (--count_ == 0) {

@@ -14,19 +14,20 @@ class WorkQueue {
  public:
   using Work = std::function<void()>;
 
-  // The threads begin with the first piece of work. Once so many pieces wait for each of them, `Do` waits
-  // until half of them are done: small ones need many, so that nobody goes to sleep over each.
+  // The threads start with the first piece of work. Once `waitingForEach` pieces for each thread wait, `Do`
+  // blocks until half of them are left. Small pieces need a greater number, so that no thread goes to sleep
+  // over each.
   explicit WorkQueue(std::size_t threads, std::size_t waitingForEach = 2)
       : threads_(threads), mostWaiting_(threads * waitingForEach) {}
   WorkQueue(const WorkQueue&) = delete;
   WorkQueue& operator=(const WorkQueue&) = delete;
-  // Everything that was given is done.
+  // Waits until everything that was given is done.
   ~WorkQueue();
 
-  // Not to be called by a piece of work.
+  // Adds a piece of work. Not to be called by a piece of work.
   void Do(Work work);
 
-  // As many as the machine has cores, but two at least: while one waits for the disk, the other works.
+  // As many as the machine has cores, but at least two: while one waits for the disk, the other works.
   [[nodiscard]] static std::size_t UsualCount();
 
  private:
