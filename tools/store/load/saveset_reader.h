@@ -35,8 +35,8 @@ class SavesetReader {
   Status Find(const std::string& asked, std::optional<Item>& item);
   // Gives what is in a directory (Catalog::FindItemsIn).
   Status FindIn(const std::string& asked, std::string& directory, const Catalog::EachItem& each);
-  // How many items are part of the directory that was saved whole under this number. It also counts those whose name
-  // another item of the saveset has, which `FindIn` does not give.
+  // How many items are part of the directory that was saved whole under this number. It also counts those
+  // whose name another item of the saveset has, which `FindIn` does not give.
   Status CountEntries(std::uint64_t directory, std::uint64_t& entries);
   // How many bytes of the item are in no hole, which is what it takes on the disk. kDamaged as with `Copy`.
   Status RoomOf(const Item& item, std::uint64_t& bytes);

@@ -14,7 +14,7 @@ constexpr std::uint8_t kCodecInUse = 1;
 constexpr std::size_t kMostSealed = 4096;
 constexpr std::size_t kSealedSizeAt = kHeaderStart - sizeof(std::uint32_t);
 constexpr std::size_t kBlockEntrySize = 26;
-// A block of any cipher is at most so much larger than before.
+// A stored block is at most so much larger than before, with any cipher.
 constexpr std::size_t kMostOverhead = 64;
 
 Status Newer() { return Status::Failed("a newer release has written it: use the tools of that release"); }
@@ -134,8 +134,8 @@ Status DecodeHeader(std::string_view bytes, const ObjectHeader& expected, Object
   Decoder decoder(bytes.substr(kMagic.size()));
   header.kind = static_cast<ObjectKind>(decoder.U16());
   const std::uint16_t version = decoder.U16();
-  decoder.U32();  // what a reader may ignore
-  decoder.U32();  // what concerns writers; nothing is ever written into an object that is there
+  decoder.U32();  // features that a reader may ignore
+  decoder.U32();  // features for writers; nothing is ever written into an existing object
   const std::uint32_t needed = decoder.U32();
   header.repository = decoder.Id();
   header.object = decoder.Id();

@@ -12,19 +12,20 @@
 
 namespace store {
 
-// Most bytes of a block of data before it is compressed.
+// The most bytes of a data block before it is compressed.
 inline constexpr std::size_t kBlockSize = 2 * 1024 * 1024;
-// Blocks of maps and records are as large as the largest thing in them, up to this.
+// Blocks of maps and records are as large as the largest thing in them, up to this size.
 inline constexpr std::size_t kLargestBlock = 16 * 1024 * 1024;
 
-// No pack has more than this: whoever reads one need not keep more.
-// A larger file is not saved: the tree of its map might not fit into a block.
+// A larger file is not saved, because the tree of its map might not fit into a block.
 inline constexpr std::uint64_t kLargestFile = std::uint64_t{512} << 40;
+
+// No pack has more than this, so a reader need not keep more.
 inline constexpr std::uint32_t kMostItemsOfPack = 64 * 1024;
 inline constexpr std::size_t kMostRecordsOfPack = 2 * kLargestBlock;  // bytes of all its records
 inline constexpr std::size_t kLargestTables = 64 * 1024 * 1024;
 
-// The numbers are in the objects.
+// The numbers are stored in the objects.
 enum class ObjectKind : std::uint16_t {
   kRepository = 1,
   kPack = 2,
@@ -45,11 +46,11 @@ struct ObjectHeader {
   std::string sealedKey;
 };
 [[nodiscard]] std::string EncodeHeader(const ObjectHeader& header);
-// The size of a header is known from its first bytes: `kHeaderStart` of them say how many more there are.
+// The first `kHeaderStart` bytes of a header tell its size.
 inline constexpr std::size_t kHeaderStart = 64;
 Status HeaderSize(std::string_view start, std::size_t& size);
-// kDamaged for anything else, also for an object of another repository or of another name; kFailed with what
-// to do if it needs features of a newer release.
+// kDamaged for anything that is not expected, also for an object of another repository or of another name.
+// kFailed, with advice, if it needs features of a newer release.
 Status DecodeHeader(std::string_view bytes, const ObjectHeader& expected, ObjectHeader& header);
 
 struct BlockEntry {
@@ -57,22 +58,23 @@ struct BlockEntry {
   Codec codec = Codec::kPlain;
   std::uint32_t stored = 0;
   std::uint32_t plain = 0;
-  Uid checksum;  // of the stored bytes, the pack's id and the block's number
+  Uid checksum;  // of the pack's id, the block's number and the stored bytes
 };
 
 struct PackTables {
   Uid saveset;
   std::vector<BlockEntry> blocks;
-  std::vector<Uid> refersTo;  // packs of other runs or earlier ones that its items need
+  std::vector<Uid> refersTo;  // the other packs that its items need
   std::uint32_t items = 0;
 };
 
 [[nodiscard]] Uid BlockChecksum(const Uid& pack, std::uint32_t number, std::string_view stored);
-// What a block is bound to when it is encrypted.
+// What a block's encryption is bound to.
 [[nodiscard]] std::string BlockPlace(const Uid& repository, const Uid& pack, std::uint32_t number,
                                      const BlockEntry& entry);
 
-// Tables and trailer, which end the pack. `header` is as it is stored, `tablesOffset` the size of all before.
+// Tables and trailer, which end the pack. `header`: its bytes as stored; `tablesOffset`: the size of all
+// before the tables.
 [[nodiscard]] std::string EncodeEnd(const Uid& pack, std::string_view header, std::uint64_t tablesOffset,
                                     const PackTables& tables);
 inline constexpr std::size_t kTrailerSize = 64;

@@ -11,15 +11,15 @@ namespace {
 constexpr std::uint32_t kSmallestChunk = 8 * 1024;
 constexpr std::uint32_t kUsualLargestChunk = 64 * 1024;
 constexpr std::uint32_t kLargestChunk = 1024 * 1024;
-// Of the largest files: keeps their trees within a block.
+// For the largest files: keeps their trees within a block.
 constexpr std::uint64_t kMostChunks = 64 * 1024 * kChunksOfLeaf;
-// Databases change pages of 8 KiB here and there: larger chunks would store what did not change. So they grow
-// late, where maps would become large, and slower than the file.
+// Databases change pages of 8 KiB here and there; larger chunks would also store what did not change. So
+// chunks grow only where maps would become large, and more slowly than the file.
 constexpr std::uint64_t kLargestWithSmallest = std::uint64_t{64} << 30;
 constexpr std::uint64_t kGrowth = 4;
-// No file system has a hole and data in less.
+// No file system has a hole and data in fewer bytes.
 constexpr std::uint64_t kBetweenHoles = 1024;
-// What a leaf in a tree takes at least.
+// The least bytes that a leaf takes in a tree.
 constexpr std::size_t kLeastLeafEntry = Uid::kSize + 4;
 
 Status Damaged() { return Status::Damaged("the map of a file is damaged"); }
@@ -148,7 +148,7 @@ std::string EncodeTree(const MapTree& tree) {
   std::vector<Uid> packs;
   Encoder leaves;
   for (const MapTree::Leaf& leaf : tree.leaves) {
-    // Leaves of one pack stand together.
+    // Leaves in the same pack follow each other, so the search is short.
     auto pack = std::find(packs.rbegin(), packs.rend(), leaf.place.pack);
     if (pack == packs.rend()) {
       packs.push_back(leaf.place.pack);

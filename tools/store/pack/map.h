@@ -1,7 +1,7 @@
 // The map of a file: which chunks it has, and where each of them is. docs/store.md has the format.
 //
 // A small file has one leaf. A larger one has a leaf for each `kChunksOfLeaf` chunks, and a tree that lists
-// them, so that an unchanged part of a map is referred to as its data is.
+// the leaves. So a new map can refer to unchanged leaves of an older one, as it does to unchanged data.
 #pragma once
 
 #include <cstdint>
@@ -46,16 +46,16 @@ struct MapTree {
   std::vector<Leaf> leaves;
 };
 
-// What the bytes of a map are.
+// Whether the bytes of a map are a leaf or a tree.
 enum class MapForm { kLeaf = 1, kTree = 2 };
 [[nodiscard]] std::string EncodeLeaf(const MapLeaf& leaf);
 [[nodiscard]] std::string EncodeTree(const MapTree& tree);
 Status FormOfMap(std::string_view bytes, MapForm& form);
-// kDamaged if the bytes are no such thing; every number is within the bounds that the bytes themselves set.
+// kDamaged if the bytes are no such thing. Every number is within the bounds that the bytes themselves set.
 Status DecodeLeaf(std::string_view bytes, MapLeaf& leaf);
 Status DecodeTree(std::string_view bytes, MapTree& tree);
 
-// The chunk size of a new file of this size: 8 KiB to 64 KiB.
+// The chunk size of a new file of this size: 8 KiB to 64 KiB, and up to 1 MiB for files of more than 4 TiB.
 [[nodiscard]] std::uint32_t ChunkSizeFor(std::uint64_t fileSize);
 
 }  // namespace store

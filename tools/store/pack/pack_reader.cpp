@@ -10,7 +10,7 @@
 namespace store {
 namespace {
 
-// Holds the header of a pack of today, and its trailer with the tables of most packs.
+// Enough for the header of a pack of this release, and for the trailer with the tables of most packs.
 constexpr std::size_t kFirstRead = 512;
 constexpr std::size_t kLastRead = 8 * 1024;
 
@@ -33,7 +33,7 @@ Status Damaged(const Uid& pack, std::uint64_t position, const std::string& what)
   return Status::Damaged(NameOf(pack) + " is damaged at byte " + std::to_string(position) + ": " + what);
 }
 
-// What the format says of the bytes there. That another release is needed is no damage.
+// What the format says of the bytes there. If another release is needed, that is no damage.
 Status About(const Uid& pack, std::uint64_t position, const Status& status) {
   return status.What() == Status::Kind::kDamaged ? Damaged(pack, position, status.Message())
                                                  : status.Within(NameOf(pack));

@@ -17,27 +17,28 @@ namespace store {
 
 class PackReader {
  public:
-  // Reads header, tables and trailer. `size` is what the catalog says, or the place's listing. The messages
-  // name the pack and the position of what is wrong. `place` must outlive the reader.
+  // Reads header, tables and trailer. `size` is the pack's, from the catalog or from the place's listing. The
+  // messages name the pack and the position of what is wrong. `place` must outlive the reader.
   static Status Open(Place& place, const Keys& keys, const Uid& repository, const Uid& pack,
                      std::uint64_t size, std::shared_ptr<const PackReader>& reader);
-  // The same with the size that the place tells. kMissing without such a pack.
+  // The same with the size that the place tells. kMissing if there is no such pack.
   static Status Open(Place& place, const Keys& keys, const Uid& repository, const Uid& pack,
                      std::shared_ptr<const PackReader>& reader);
 
   [[nodiscard]] const Uid& Id() const { return pack_; }
   [[nodiscard]] const PackTables& Tables() const { return tables_; }
-  // One block, as it was before it was compressed and encrypted. kDamaged if there is none of this number,
-  // too.
+  // Reads one block, as it was before it was compressed and encrypted. kDamaged also if there is no block of
+  // this number.
   Status ReadBlock(std::uint64_t number, std::string& bytes) const;
-  // The same from the bytes as they are stored, which the caller has read (several blocks at once, say).
+  // The same from the stored bytes, which the caller has read (several blocks at once, for example).
   Status OpenBlock(std::uint64_t number, std::string_view stored, std::string& bytes) const;
-  // Only what anybody can check: the checksum of the stored bytes.
+  // Checks only what needs no key: the checksum of the stored bytes.
   Status CheckBlock(std::uint64_t number) const;
   Status CheckStored(std::uint64_t number, std::string_view stored) const;
-  // Where the stored bytes of a block begin in the object; of no block: where the tables begin.
+  // Where the stored bytes of a block begin in the object. For the number behind the last block, where the
+  // tables begin.
   [[nodiscard]] std::uint64_t OffsetOf(std::uint64_t number) const;
-  // That something is wrong with what is in this block, as a sentence with pack and position.
+  // A kDamaged failure: what is wrong with this block, in a sentence with pack and position.
   [[nodiscard]] Status DamagedBlock(std::uint64_t number, const std::string& what) const;
 
  private:

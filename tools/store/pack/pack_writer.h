@@ -16,20 +16,22 @@ namespace store {
 
 class PackWriter {
  public:
-  // The pack is announced in the catalog already. Whoever destroys an unfinished writer takes the pack back.
+  // The pack has to be announced in the catalog already. Whoever destroys an unfinished writer has to take
+  // that back.
   static Status Create(Place& place, const Keys& keys, const Uid& repository, const Uid& saveset,
                        const Uid& pack, std::unique_ptr<PackWriter>& writer);
 
   [[nodiscard]] const Uid& Id() const { return pack_; }
-  // What was appended so far, header included; of the whole pack behind `End`.
+  // The bytes that were appended so far, with the header; after `End` those of the whole pack.
   [[nodiscard]] std::uint64_t Size() const { return size_; }
   [[nodiscard]] const PackCiphers& Ciphers() const { return ciphers_; }
 
-  // Blocks have the numbers from 0 in the order of this call. `entry` is whole, its checksum too.
+  // Appends a block. Blocks are numbered from 0 in the order of these calls. `entry` is complete, with its
+  // checksum.
   Status Append(const BlockEntry& entry, std::string_view stored);
-  // Tables and trailer.
+  // Appends tables and trailer.
   Status End(std::uint32_t items, std::vector<Uid> refersTo);
-  // Behind `End`: what `Finish` would do may begin now (place.h).
+  // To be called after `End`: begins what `Finish` would do (place.h).
   void BeginFinish() { object_->BeginFinish(); }
   // When the status is good, the pack is there and durable.
   Status Finish();

@@ -34,7 +34,7 @@ constexpr std::uint64_t kChanged = 4;
 // `kHash` as a varint, the size of the hash as one, the hash.
 constexpr std::size_t kHashFieldSize = 2 + Uid::kSize;
 constexpr std::uint32_t kNanoseconds = 1'000'000'000;
-// More than any map is for.
+// No map is for a larger file.
 constexpr std::uint64_t kMostBytes = 2 * kLargestFile;
 
 Status Damaged() { return Status::Damaged("the record of an item is damaged"); }
@@ -49,7 +49,7 @@ Uid HashOf(const Uid& repository, const Uid& saveset, std::string_view fields) {
 
 void PutField(Encoder& record, Tag tag, const Encoder& value) { record.Varint(tag).Text(value.Bytes()); }
 
-// Fields of nothing are left out.
+// Empty fields are left out.
 void PutNumber(Encoder& record, Tag tag, std::uint64_t number) {
   if (number != 0) {
     PutField(record, tag, Encoder().Varint(number));
@@ -122,7 +122,7 @@ bool TakeFlags(Decoder& value, Item& item) {
   return true;
 }
 
-// What the system would take for the end of a name is in none: behind it could be anything.
+// A name has no zero byte: the system would take that for its end, and anything could be behind it.
 bool TakePath(Decoder& value, std::string& text) {
   text = value.Raw(value.Left());
   return text.find('\0') == std::string::npos;
@@ -136,7 +136,7 @@ bool TakeMap(Decoder& value, MapPlace& map) {
   return map.size != 0;
 }
 
-// False if the value is none of this tag. `known` is false for a tag that is not known here.
+// False if the value does not fit the tag. `known` is false for a tag that is not known here.
 bool TakeField(std::uint64_t tag, std::string_view bytes, Item& item, bool& known) {
   Decoder value(bytes);
   bool good = true;

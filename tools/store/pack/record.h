@@ -1,5 +1,5 @@
-// The record of an item: everything that is known of it besides its data. The same bytes are in the pack that
-// the item was completed with, and in the catalog's row; the hash over all of them is checked whenever they
+// The record of an item: everything that is known of it besides its data. The same bytes are in the pack with
+// which the item was completed, and in the catalog's row. The hash over all of them is checked whenever they
 // are read. docs/store.md has the format.
 #pragma once
 
@@ -14,15 +14,15 @@
 
 namespace store {
 
-// The numbers are in the packs.
+// The numbers are stored in the packs.
 enum class ItemKind {
   kFile = 0,
-  kDirectory = 1,  // with everything in it, which are items of their own
+  kDirectory = 1,  // with everything in it; these are items of their own
   kLink = 2,
-  kFirstLevel = 3,  // a directory in which every item of the saveset is directly
+  kFirstLevel = 3,  // a directory that directly contains every item of the saveset
 };
 
-// Where some bytes of a map are: in a block of maps, after it was decompressed.
+// Where bytes of a map are: in a block of maps, after decompression.
 struct MapPlace {
   Uid pack;
   std::uint64_t block = 0;
@@ -36,8 +36,8 @@ struct Item {
   ItemKind kind = ItemKind::kFile;
   platform::FileFacts facts;
   std::string link;             // the text of a link
-  std::uint64_t directory = 0;  // number of the directory item that it is part of; 0 for an item of its own
-  std::uint64_t entries = 0;    // of a directory: how many items are part of it, itself not counted
+  std::uint64_t directory = 0;  // number of the directory item that it is part of; 0 if of none
+  std::uint64_t entries = 0;    // of a directory: how many items are part of it, without itself
   bool marker = false;          // a file that stands for the directory that it is in (dir_marker.h)
   bool changed = false;         // changed while it was read
   MapPlace map;                 // of a file with bytes
@@ -47,7 +47,7 @@ struct Item {
   std::string unknown;          // fields of a newer release, kept as they came
 };
 
-// With its hash (XXH3), which is over the ids of repository and saveset too.
+// The record ends with its hash (XXH3), which is also over the ids of repository and saveset.
 [[nodiscard]] std::string EncodeRecord(const Item& item, const Uid& repository, const Uid& saveset);
 // kDamaged unless it is the record of an item of that saveset, bit by bit as it was written.
 Status DecodeRecord(std::string_view bytes, const Uid& repository, const Uid& saveset, Item& item);
