@@ -23,7 +23,7 @@ bool IsObject(const std::string& name) {
   return !name.ends_with(kPart) && !name.starts_with("catalog.") && !name.starts_with(kRunPrefix);
 }
 
-// The names of the directories above an object, the nearest first, the last one empty: the place itself.
+// The names of the directories above an object, the nearest first. The last one is empty: the place itself.
 std::vector<std::string> DirectoriesAbove(std::string name) {
   std::vector<std::string> above;
   while (!name.empty()) {
@@ -74,14 +74,15 @@ class DirectoryPlace::NewFile : public NewObject {
     }
     place_.CloseAll(name_);
     renamed_ = platform::ReplaceFile(part_, place_.PathOf(name_), why);
-    // Somebody else may have been first, and a reader have it open: some systems replace no such file.
+    // Somebody else may have been first, and a reader may have it open: some systems do not replace such a
+    // file.
     if (std::optional<std::uint64_t> size; !renamed_ && (!place_.Size(name_, size) || !size)) {
       return Fail(why);
     }
     if (Status durable = place_.MakeDurable(name_); !durable) {
       return failure_ = durable;
     }
-    // A copy that was killed began it under the same name.
+    // A copy that was killed may have begun it under the same name.
     if (name_.starts_with(kPackPrefix)) {
       static_cast<void>(static_cast<bool>(place_.DeleteParts(name_)));
     }
@@ -121,7 +122,7 @@ class DirectoryPlace::NewFile : public NewObject {
   std::uint64_t size_ = 0;
   std::uint64_t writtenBack_ = 0;
   bool renamed_ = false;
-  Status failure_;  // of the first thing that went wrong
+  Status failure_;  // the first thing that went wrong
 };
 
 Status DirectoryPlace::MakeDirectoryOf(const std::string& name) {
@@ -147,8 +148,8 @@ Status DirectoryPlace::Create(const std::string& name, std::unique_ptr<NewObject
   return {};
 }
 
-// A directory that is there may have been made by a process that was killed before it was on the disk: each
-// is synchronised into the one above once, whoever made it.
+// A directory may have been made by a process that was killed before the directory was on the disk. So each
+// one is synchronised once into the one above it, whoever made it.
 Status DirectoryPlace::MakeDurable(const std::string& name) {
   const std::vector<std::string> above = DirectoriesAbove(name);
   for (const std::string& directory : above) {
@@ -215,7 +216,7 @@ Status DirectoryPlace::Get(const std::string& name, std::uint64_t offset, std::s
   bytes.resize(size);
   std::size_t got = 0;
   if (!file->ReadAt(offset, bytes.data(), size, got)) {
-    // A file that is open and gives no bytes is on a disk that has lost them.
+    // If an open file gives no bytes, its disk has lost them.
     return Status::Damaged("the object " + name + " cannot be read at byte " + std::to_string(offset) + ": " +
                            file->Why());
   }
@@ -294,7 +295,7 @@ Status DirectoryPlace::Delete(const std::string& name) {
   return DeleteParts(name);
 }
 
-// What a process that was killed has left of an object that it never finished.
+// Deletes what a killed process has left of an object that it never finished.
 Status DirectoryPlace::DeleteParts(const std::string& name) {
   const std::string directory = platform::DirectoryOf(PathOf(name));
   const std::string above = name.substr(0, name.rfind('/') + 1);

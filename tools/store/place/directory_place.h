@@ -1,7 +1,7 @@
-// A place that is a directory: each object is a file of its name below it, for its owner alone. An object
-// that is being written has the name with a random number and `.part` at the end, so that two who write one
-// name are never in each other's way. Besides there may be files whose names begin with `catalog.`, which are
-// no objects.
+// A place that is a directory: each object is a file with its name in it, for its owner alone. While an
+// object is being written, its name has a random number and `.part` at the end, so that two who write one
+// name are never in each other's way. There may also be files whose names begin with `catalog.`; they are no
+// objects.
 #pragma once
 
 #include <list>
@@ -19,7 +19,7 @@ namespace store {
 class DirectoryPlace : public Place {
  public:
   // The directory must be there before the first object is created. `space` is where this process runs
-  // (platform::ProcessSpace), in the holds of runs. Safe to use by several threads at once.
+  // (platform::ProcessSpace); the locks of runs name it. Safe to use by several threads at once.
   DirectoryPlace(const std::string& path, std::string space)
       : path_(path), locks_(path + "/runs", std::move(space), RunLocks::Whose::kEverybodys) {}
 
@@ -29,7 +29,7 @@ class DirectoryPlace : public Place {
   Status Size(const std::string& name, std::optional<std::uint64_t>& size) override;
   Status List(const std::string& prefix, const Each& each) override;
   Status Delete(const std::string& name) override;
-  // By a lock on a file below runs/.
+  // Holds a run by a lock on a file below runs/.
   Status HoldRun(const Uid& run, std::unique_ptr<RunHold>& hold) override { return locks_.Hold(run, hold); }
   Status IsRunGone(const Uid& run, bool& gone) override { return locks_.IsGone(run, gone); }
 
@@ -49,7 +49,7 @@ class DirectoryPlace : public Place {
   std::string path_;
   RunLocks locks_;
   std::mutex mutex_;
-  std::list<OpenFile> open_;       // for reading, the last used in front
+  std::list<OpenFile> open_;       // for reading, last used in front
   std::set<std::string> durable_;  // directories whose own names are on the disk
 };
 

@@ -1,8 +1,8 @@
-// The door to whatever keeps the store's objects. An object is immutable: it comes whole or not at all, is
-// never changed, and goes whole. Nothing here knows what is in it.
+// The interface to whatever keeps the store's objects. An object is immutable: it comes whole or not at all,
+// is never changed, and goes whole. Nothing here knows what is in it.
 //
-// Names are paths of lower-case letters, digits, points and slashes, unique by themselves (they contain a
-// random number): no rule of the store rests on a place that refuses a name that is taken.
+// Names are paths of lower-case letters, digits, points and slashes. They are unique by themselves (they
+// contain a random number): no rule of the store depends on a place that refuses a name that is taken.
 #pragma once
 
 #include <cstdint>
@@ -17,8 +17,8 @@
 
 namespace store {
 
-// An object that is being written. Nobody finds it before it is finished; one that is destroyed unfinished is
-// gone. After the first failure every further call fails too: nothing is tried again.
+// An object that is being written. Nobody finds it before it is finished; if it is destroyed unfinished, it
+// is gone. After the first failure every further call fails too: nothing is tried again.
 class NewObject {
  public:
   NewObject() = default;
@@ -27,14 +27,14 @@ class NewObject {
   virtual ~NewObject() = default;
 
   virtual Status Append(std::string_view bytes) = 0;
-  // No more bytes come. What `Finish` would do may begin now, beside what the caller does until then.
+  // No more bytes come. What `Finish` has to do may begin now, while the caller does something else.
   virtual void BeginFinish() {}
-  // When the status is good, the object is there, whole and durable: also after a power cut. When it is not,
+  // When the status is good, the object is there, whole and durable, also after a power cut. When it is not,
   // the object may be there or not.
   virtual Status Finish() = 0;
 };
 
-// As long as it lives, others find the run alive.
+// As long as this object lives, others find the run alive.
 class RunHold {
  public:
   RunHold() = default;
@@ -50,32 +50,32 @@ class Place {
   Place& operator=(const Place&) = delete;
   virtual ~Place() = default;
 
-  // The size at which an object ends best, in bytes.
+  // The size in bytes at which it is best to end an object.
   [[nodiscard]] virtual std::uint64_t BestObjectSize() const = 0;
 
   virtual Status Create(const std::string& name, std::unique_ptr<NewObject>& object) = 0;
   // Create, append, finish.
   Status Put(const std::string& name, std::string_view bytes);
 
-  // Exactly so many bytes from there on. kMissing without such an object, kDamaged if it ends before, or
-  // if the disk has lost them.
+  // Reads exactly `size` bytes from `offset` on. kMissing if there is no such object, kDamaged if it ends
+  // before, or if the disk has lost them.
   virtual Status Get(const std::string& name, std::uint64_t offset, std::size_t size, std::string& bytes) = 0;
-  // All of a small object, which several programs may be writing at this moment: for as long as it is
-  // replaced, a server may say that there is none, and lists it. Empty, with no `size`, without such an
-  // object; empty too if it has more than `most` bytes.
+  // Reads all of a small object, which several programs may be writing at this moment: while it is replaced,
+  // a server may say that there is none, but list it. If there is no such object, `bytes` and `size` are
+  // empty; if it has more than `most` bytes, only `bytes` is.
   Status GetSmall(const std::string& name, std::uint64_t most, std::optional<std::uint64_t>& size,
                   std::string& bytes);
-  // None without such an object.
+  // The object's size in bytes; none if there is no such object.
   virtual Status Size(const std::string& name, std::optional<std::uint64_t>& size) = 0;
-  // All finished objects whose names begin so, in no order; holds of runs are none. Ends early with a status
-  // that `each` returns.
+  // Gives all finished objects whose names begin with `prefix`, in no order; the locks of runs are not among
+  // them. Ends early with a failure that `each` returns.
   using Each = std::function<Status(const std::string& name, std::uint64_t size)>;
   virtual Status List(const std::string& prefix, const Each& each) = 0;
-  // One that is not there is no failure; what was written of one that was never finished goes, too.
+  // Deletes the object, or what was written of one that was never finished. A missing one is no failure.
   virtual Status Delete(const std::string& name) = 0;
 
-  // What the place can do besides, found out by trying: a text for people, empty if there is nothing to tell.
-  // For who makes a repository; no rule rests on it.
+  // What else the place can do, found out by trying: a text for people, empty if there is nothing to tell.
+  // Asked when a repository is made; no rule depends on it.
   virtual Status Explore(std::string& abilities) {
     abilities.clear();
     return {};
@@ -95,7 +95,7 @@ class Place {
 // --------------------------------------------------------------------------------------
 
 inline constexpr const char* kRepositoryObject = "repository";
-// Where the catalog is, if it is in a database: a text for people.
+// Where the catalog is, if that is in a database: a text for people.
 inline constexpr const char* kCatalogObject = "catalog";
 inline constexpr const char* kPackPrefix = "packs/";
 inline constexpr const char* kSavesetPrefix = "savesets/";
@@ -103,7 +103,7 @@ inline constexpr const char* kSavesetPrefix = "savesets/";
 [[nodiscard]] std::string PackObject(const Uid& pack);
 // savesets/9c01....begin, and .end, .closed, .failed, .protected
 [[nodiscard]] std::string SavesetObject(const Uid& saveset, std::string_view which);
-// runs/9c01...: what a run that is gone has left of its hold. To be deleted when all the rest of it is.
+// runs/9c01...: what a run that is gone has left of its lock. To be deleted after everything else of the run.
 inline constexpr const char* kRunPrefix = "runs/";
 [[nodiscard]] std::string RunObject(const Uid& run);
 

@@ -11,7 +11,7 @@
 namespace store {
 namespace {
 
-// Far behind the text of the file, which stays readable where a lock keeps others from reading.
+// Far behind the text of the file. So the text can be read even where a lock keeps others from reading.
 constexpr std::uint32_t kLockedByte = 1 << 30;
 
 Status Failure(const std::string& what, const std::string& why) {
@@ -24,7 +24,7 @@ bool ReadSmallFile(const std::string& path, std::string& text) {
   return ReadFileUpTo(path, 1024, text, why);
 }
 
-// A fresh look at the directory: what another host has just made might not be known yet by its name.
+// Looks at the directory anew: a file that another host has just made might not be found by its name yet.
 Status ListNames(const std::string& directory, std::vector<std::string>& names) {
   return directory.empty() || platform::ListDirectory(directory, names) || !platform::Exists(directory)
              ? Status()
@@ -61,7 +61,8 @@ Status RunLocks::Hold(const Uid& run, std::unique_ptr<RunHold>& hold) {
   if (file == nullptr) {
     return Failure("the file " + path + " cannot be created", why);
   }
-  // On the disk before the run is in the catalog: one that tells nothing could not be told from a live one.
+  // On the disk before the run is in the catalog: a run whose file says nothing could not be told from a live
+  // one.
   if (!file->WriteAt(0, space_.data(), space_.size()) || !file->Sync() || !file->Close()) {
     platform::RemoveFile(path);
     return Failure("the file " + path + " cannot be written", file->Why());
@@ -86,7 +87,7 @@ Status RunLocks::IsGone(const Uid& run, bool& gone) {
     gone = whose_ == Whose::kEverybodys;
     return {};
   }
-  // An empty one is that of a program that was killed over it, or only begins: no run is in the catalog yet.
+  // The file of a program that was killed here, or only begins, is empty: its run is not in the catalog yet.
   std::string space;
   if (ReadSmallFile(PathOf(run), space) &&
       (space.empty() || space == space_ || platform::SeesLocksOf(space))) {

@@ -1,5 +1,5 @@
-// By which runs are found alive: each holds a lock on a file of its own, which says where its process runs
-// (platform::ProcessSpace): locks of another machine may not be seen.
+// The locks by which others find a run alive. Each run holds a lock on a file of its own. The file says where
+// its process runs (platform::ProcessSpace), since locks of another machine may not be seen.
 #pragma once
 
 #include <memory>
@@ -14,18 +14,18 @@ namespace store {
 
 class RunLocks {
  public:
-  // Whether all runs that there are hold their locks in this directory: then one without a file is gone.
+  // kEverybodys: all runs that there are hold their locks in this directory, so a run without a file is gone.
   enum class Whose { kEverybodys, kThisHosts };
-  // The directory is made when it is needed; without a name no run can begin.
+  // The directory is made when it is needed. If its name is empty, no run can begin.
   RunLocks(std::string directory, std::string space, Whose whose)
       : directory_(std::move(directory)), space_(std::move(space)), whose_(whose) {}
 
-  // As Place does it.
+  // As in Place.
   Status Hold(const Uid& run, std::unique_ptr<RunHold>& hold);
   Status IsGone(const Uid& run, bool& gone);
-  // Takes away the file that a run which is gone has left.
+  // Deletes the file that a run which is gone has left.
   Status Remove(const Uid& run);
-  // Whether a run is alive, of those that have a file here.
+  // Whether any run that has a file here is alive.
   Status IsAnyAlive(bool& alive);
 
  private:

@@ -17,7 +17,7 @@ namespace store {
 namespace {
 
 constexpr const char* kHashOfNothing = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
-// What is kept of an answer that is not good.
+// How much is kept of an answer that is not good.
 constexpr std::size_t kMostOfAnError = 64 * 1024;
 constexpr std::size_t kMostWords = 300;
 
@@ -26,7 +26,7 @@ bool IsPlain(char c) {
          std::string_view("-._~").find(c) != std::string_view::npos;
 }
 
-// A hash in another form.
+// A hash in base64.
 std::string Base64OfHex(const std::string& hex) {
   std::vector<unsigned char> bytes(hex.size() / 2);
   sodium_hex2bin(bytes.data(), bytes.size(), hex.data(), hex.size(), nullptr, nullptr, nullptr);
@@ -63,7 +63,7 @@ std::string_view Trim(std::string_view text) {
                                          : text.substr(first, text.find_last_not_of(" \t\r\n") + 1 - first);
 }
 
-// The server asks to be asked again, or says that what it got is not what was sent.
+// Whether the server asks to be asked again, or says that what it got is not what was sent.
 bool MayBeTriedAgain(const S3Answer& answer) {
   if (answer.status >= 500) {
     return answer.status != 501 && answer.status != 505 && answer.status != 507;
@@ -78,7 +78,7 @@ bool MayBeTriedAgain(const S3Answer& answer) {
   return std::find(kCodes.begin(), kCodes.end(), code) != kCodes.end();
 }
 
-// What would fail in the same way each time.
+// Failures that would be the same each time.
 bool IsForGood(CURLcode code) {
   constexpr std::array<CURLcode, 8> kForGood = {CURLE_UNSUPPORTED_PROTOCOL, CURLE_URL_MALFORMAT,
                                                 CURLE_OUT_OF_MEMORY,        CURLE_PEER_FAILED_VERIFICATION,
@@ -87,7 +87,7 @@ bool IsForGood(CURLcode code) {
   return std::find(kForGood.begin(), kForGood.end(), code) != kForGood.end();
 }
 
-// In the words of whichever library does TLS.
+// The messages differ with the library that does TLS.
 bool IsNoTls(CURLcode code, std::string_view words) {
   constexpr std::array kWords = {"unexpected TLS packet", "wrong version number", "packet length too long",
                                  "SEC_E_INVALID_TOKEN"};
@@ -101,7 +101,7 @@ bool NeverReached(CURLcode code) {
          code == CURLE_COULDNT_CONNECT;
 }
 
-// Half of it is left to chance, so that many who failed together do not come back together.
+// Milliseconds. Half of it is random, so that many that failed together do not come back together.
 std::uint32_t Pause(const S3Settings& settings, int tried) {
   std::int64_t pause = settings.firstPause;
   for (int i = 1; i < tried && pause < settings.longestPause; ++i) {
@@ -113,7 +113,7 @@ std::uint32_t Pause(const S3Settings& settings, int tried) {
                                     std::uniform_int_distribution<std::int64_t>(0, pause / 2)(dice));
 }
 
-// What a certificate has to be, and what the one is that was refused.
+// What a certificate has to be, and what the refused one is.
 std::string AboutCertificate(CURL* curl, const std::string& caFile) {
   std::string words =
       "the server's certificate has to be for this host, valid today, and signed by an authority " +
@@ -123,7 +123,7 @@ std::string AboutCertificate(CURL* curl, const std::string& caFile) {
       shown->num_of_certs == 0) {
     return words;
   }
-  // The first one is the server's. How the facts are called differs by a capital letter.
+  // The first one is the server's. The names of its facts come with and without a capital letter.
   for (const curl_slist* line = shown->certinfo[0]; line != nullptr; line = line->next) {
     const std::string_view fact = line->data;
     const std::size_t colon = std::min(fact.find(':'), fact.size() - 1);
@@ -156,7 +156,7 @@ struct S3Client::Transfer {
   ~Transfer() { curl_slist_free_all(headers); }
 
   void AddHeader(const std::string& header) {
-    // Without memory the list is as it was; a request that lacks a header is refused by the server.
+    // Without memory the list stays as it was. The server refuses a request that lacks a header.
     curl_slist* longer = curl_slist_append(headers, header.c_str());
     headers = longer == nullptr ? headers : longer;
   }
@@ -217,7 +217,7 @@ struct S3Client::Transfer {
 
 S3Client::S3Client(S3Settings settings) : settings_(std::move(settings)) {
   static const CURLcode begun = curl_global_init(CURL_GLOBAL_DEFAULT);
-  (void)begun;  // without it no handle can be made, and that is told
+  (void)begun;  // if it failed, no handle can be made, and that is told
 }
 
 S3Client::~S3Client() = default;
@@ -235,7 +235,7 @@ std::unique_ptr<S3Client::Handle> S3Client::TakeHandle() {
 }
 
 void S3Client::GiveBack(std::unique_ptr<Handle> handle) {
-  // Forgets all that was set, but keeps its connections.
+  // Forgets all settings, but keeps the connections.
   curl_easy_reset(handle->curl);
   const std::lock_guard lock(mutex_);
   idle_.push_back(std::move(handle));
@@ -249,7 +249,7 @@ std::string S3Client::Url(const S3Request& request) const {
     url.insert(url.find("://") + 3, settings_.bucket + ".");
   }
   url += "/" + Encoded(request.key, true);
-  // Without a key, a path that ends with the bucket.
+  // Without a key, the path ends with the bucket.
   if (settings_.pathStyle && request.key.empty()) {
     url.pop_back();
   }
@@ -310,7 +310,7 @@ void S3Client::SetUpBody(Handle& handle, Transfer& transfer) {
       curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, "DELETE");
       break;
     case S3Request::Verb::kPut:
-      // Where new objects are locked for a time, servers demand a checksum that they keep.
+      // A bucket may lock new objects for a time; servers then demand a checksum that they keep.
       transfer.AddHeader("x-amz-checksum-sha256: " + Base64OfHex(request.body->Hash()));
       curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
       curl_easy_setopt(curl, CURLOPT_UPLOAD_BUFFERSIZE, 256L * 1024);
@@ -335,7 +335,8 @@ S3Client::Try S3Client::Perform(Handle& handle, Transfer& transfer) {
   if (transfer.tooLong) {
     return {false, true, "the server's answer is longer than what it was asked for"};
   }
-  // A server that refuses early closes before it has read all: its words are worth more than the break.
+  // A server that refuses early closes before it has read everything: its words are worth more than the
+  // broken connection.
   if (transfer.answer.status >= 400 && !transfer.answer.body.empty()) {
     return {MayBeTriedAgain(transfer.answer), true, ""};
   }

@@ -1,6 +1,6 @@
-// Single requests to a store that speaks the S3 protocol, each until there is an answer that says something.
-// libcurl sends and signs them; what it leaves to its user is done here: the hash of what is sent, and the
-// order of a query.
+// Single requests to a store that speaks the S3 protocol; each is repeated until there is an answer that says
+// something. libcurl sends and signs them. What it leaves to its user is done here: the hash of what is sent,
+// and the order of a query.
 #pragma once
 
 #include <cstdint>
@@ -18,20 +18,20 @@
 namespace store {
 
 struct S3Settings {
-  std::string endpoint;  // http://host:port, or https:
+  std::string endpoint;  // http://host:port, or https://host:port
   std::string region;
   std::string bucket;
   bool pathStyle = true;  // the bucket is in the path, not in the host's name
   std::string accessKey;
   std::string secretKey;
-  std::string caFile;  // whose signatures count; empty: the system's
+  std::string caFile;  // certificates of the authorities to trust; empty: the system's
 
-  int page = 1000;                // objects that are asked for at once in a list
+  int page = 1000;                // objects in one page of a list
   int tries = 8;                  // of one request, at most
   std::int64_t firstPause = 250;  // milliseconds before the second try; doubles from then on
   std::int64_t longestPause = 8000;
   std::int64_t connectTime = 10'000;  // milliseconds until there is a connection
-  std::int64_t silence = 60;          // seconds in which nothing moves
+  std::int64_t silence = 60;          // seconds without any traffic that end a try
 };
 
 // What is sent with a request; it may be read more than once.
@@ -45,7 +45,7 @@ class S3Body {
   [[nodiscard]] virtual std::uint64_t Size() const = 0;
   // SHA-256, 64 hexadecimal digits.
   [[nodiscard]] virtual std::string Hash() const = 0;
-  // Exactly so many bytes, all of which it has. False if they cannot be read.
+  // Reads exactly `size` bytes, all of which it has. False if they cannot be read.
   virtual bool Read(std::uint64_t offset, char* bytes, std::size_t size) = 0;
 };
 
@@ -53,12 +53,12 @@ struct S3Request {
   enum class Verb { kGet, kHead, kPut, kDelete };
 
   Verb verb = Verb::kGet;
-  std::string key;                           // empty: it is about the bucket
-  std::map<std::string, std::string> query;  // sorted, as its signature wants it
+  std::string key;                           // empty: the request is about the bucket
+  std::map<std::string, std::string> query;  // sorted, as the signature needs it
   std::string range;                         // "0-99": the first hundred bytes
   std::vector<std::string> headers;          // "name: value"
   S3Body* body = nullptr;
-  std::size_t mostBytes = 16 * 1024 * 1024;  // that a good answer may have
+  std::size_t mostBytes = 16 * 1024 * 1024;  // the most that a good answer may have
 };
 
 struct S3Answer {
@@ -82,12 +82,13 @@ class S3Client {
 
   [[nodiscard]] const S3Settings& Settings() const { return settings_; }
 
-  // Is asked before a request is sent again that may have been carried out already. With `done` set it is
-  // not sent again, and counts as answered well.
+  // Called before a request is sent again that may have been carried out already. If it sets `done`, the
+  // request is not sent again, and counts as answered well.
   using Look = std::function<Status(bool& done)>;
-  // The status is good when there is an answer, whatever it says. What may be tried again is: connections
-  // that fail or break, answers that come short, and answers that ask for it (5xx, 429). After an interrupt
-  // nothing is. Safe to call by several threads at once: each request in flight has a connection.
+  // The status is good when there is an answer, whatever it says. Tried again are connections that fail or
+  // break, answers that end too early, and answers that ask for it: status 408, 429, from 500 on all but 501,
+  // 505 and 507, and codes that say the bytes did not come as they were sent. After an interrupt nothing is
+  // tried again. Safe to call by several threads at once: each request in flight has a connection.
   Status Ask(const S3Request& request, S3Answer& answer, const Look& look = {});
 
  private:
@@ -96,7 +97,7 @@ class S3Client {
   struct Try {
     bool again = false;    // it may be tried again
     bool reached = false;  // the server may have carried it out
-    std::string why;       // there is no answer; else empty
+    std::string why;       // why there is no answer; else empty
   };
 
   Try Send(const S3Request& request, S3Answer& answer);
@@ -109,13 +110,13 @@ class S3Client {
 
   S3Settings settings_;
   std::mutex mutex_;
-  std::vector<std::unique_ptr<Handle>> idle_;  // with the connections that they keep
+  std::vector<std::unique_ptr<Handle>> idle_;  // with their open connections
 };
 
-// Whether what an endpoint names is this machine, by an address that leaves it for nobody.
+// Whether the endpoint is this machine, by an address that leads nowhere else.
 [[nodiscard]] bool IsLoopback(const std::string& endpoint);
 
-// What the server said of a failure: "NoSuchBucket: The specified bucket does not exist (404)".
+// What the server said about a failure: "NoSuchBucket: The specified bucket does not exist (404)".
 [[nodiscard]] std::string ServersWords(const S3Answer& answer);
 
 }  // namespace store

@@ -14,7 +14,7 @@ namespace {
 
 using Verb = S3Request::Verb;
 
-// With each object, for who has to find out whether it is the one that was sent.
+// Stored with each object, for those who have to find out whether it is the one that was sent.
 constexpr const char* kHashHeader = "x-amz-meta-sha256";
 constexpr std::size_t kCompared = 1024 * 1024;
 
@@ -35,7 +35,7 @@ std::string Range(std::uint64_t offset, std::size_t size) {
   return std::to_string(offset) + "-" + std::to_string(offset + size - 1);
 }
 
-// What the codes of failures mean that a person has to mend, where the server's own words are not enough.
+// What a person has to mend, for codes of failures where the server's own words are not enough.
 std::string Advice(const std::string& code, const S3Settings& settings) {
   struct Meaning {
     const char* code;
@@ -92,7 +92,7 @@ class S3Place::NewOne : public NewObject {
   ~NewOne() override {
     if (sender_.joinable()) {
       sender_.join();
-      // Nobody finds what its writer gave up; who may not delete leaves it to who may.
+      // Its writer gave it up, so nobody may find it. A user who may not delete leaves that to others.
       (void)place_.Delete(name_);
     }
   }
@@ -115,7 +115,7 @@ class S3Place::NewOne : public NewObject {
     try {
       sender_ = std::thread([this] { sent_ = place_.PutBody(name_, spool_); });
     } catch (const std::system_error&) {
-      // No thread can be had: it is sent when it is waited for.
+      // No thread can be had: `Finish` sends it.
     }
   }
 
@@ -146,8 +146,8 @@ class S3Place::NewOne : public NewObject {
   std::string name_;
   Spool spool_;
   bool ended_ = false;
-  Status failure_;  // of the first thing that went wrong
-  Status sent_;     // the sender's, until it is joined
+  Status failure_;  // the first thing that went wrong
+  Status sent_;     // written by the sender until that is joined
   std::thread sender_;
 };
 
@@ -168,7 +168,7 @@ Status S3Place::PutBody(const std::string& name, S3Body& body) {
   return answer.IsGood() ? Status() : Refused("cannot be written", request, answer);
 }
 
-// Whether the object is there with these bytes. One with others is none: it is written again.
+// Whether the object is there with these bytes. If it has others, that does not count: it is written again.
 Status S3Place::IsThere(const std::string& name, S3Body& body, bool& there) {
   there = false;
   const S3Request request = About(Verb::kHead, prefix_ + name);
@@ -188,7 +188,7 @@ Status S3Place::IsThere(const std::string& name, S3Body& body, bool& there) {
   return Compare(name, body, there);
 }
 
-// For a server that does not give back what it was told of an object.
+// For a server that does not give back the hash that was stored with an object.
 Status S3Place::Compare(const std::string& name, S3Body& body, bool& same) {
   same = true;
   std::string sent;
@@ -260,7 +260,7 @@ Status S3Place::Size(const std::string& name, std::optional<std::uint64_t>& size
     size = number;
     return {};
   }
-  // This answer has no words. The same question with an answer that has some:
+  // This answer has no text. The same question as a GET, whose answer has one:
   request.verb = Verb::kGet;
   request.range = Range(0, 1);
   S3Answer words;
@@ -300,7 +300,7 @@ Status S3Place::ListPage(const std::string& prefix, const std::string& from, std
                       Status::Failed("what the server answers is no list of objects"));
   }
   for (const S3Page::Object& object : page.objects) {
-    // A server that passes over the prefix would give the objects of others.
+    // A server that ignores the prefix would give the objects of others.
     if (!object.key.starts_with(prefix_ + prefix)) {
       return Unanswered("cannot be listed", request,
                         Status::Failed("the server lists " + object.key + ", for which it was not asked"));
@@ -337,7 +337,7 @@ Status S3Place::Explore(std::string& abilities) {
   return explored ? ExploreLock(abilities) : explored;
 }
 
-// The same object is put twice, on the condition that there is none.
+// Puts the same object twice, on the condition that there is none.
 Status S3Place::ExploreReplacing(std::string& abilities) {
   Spool body;
   if (Status filled = body.Append("May it be replaced?"); !filled) {
@@ -363,7 +363,7 @@ Status S3Place::ExploreReplacing(std::string& abilities) {
   abilities = std::string("refuses_to_replace=") + (first.IsGood() && second.status == 412 ? "yes"
                                                     : first.IsGood()                       ? "no"
                                                                                            : "not offered");
-  // Who makes a repository may have no right to delete: then the probe stays, a few bytes.
+  // Whoever makes a repository may have no right to delete. Then the probe stays, a few bytes.
   (void)Delete(name);
   return {};
 }

@@ -1,6 +1,6 @@
-// A place that is a bucket, or what begins with a prefix in one: each object of the store is one object
-// there. It is put whole, in one request with its hash: parts that nobody put together can never be left.
-// Whether a put that got no answer was carried out is found out by looking.
+// A place that is a bucket, or the part of one whose names begin with a prefix. Each object of the store is
+// one object there. It is put whole, in one request with its hash, so no parts can be left that nobody puts
+// together. If a put gets no answer, a look at the bucket tells whether it was carried out.
 //
 // Runs are held by locks of this host (run_locks.h): a bucket has none.
 #pragma once
@@ -16,7 +16,7 @@ namespace store {
 
 class S3Place : public Place {
  public:
-  // `prefix` is empty, or ends with a slash. Safe to use by several threads at once, whose requests are in
+  // `prefix` is empty, or ends with a slash. Safe to use by several threads at once; their requests are in
   // flight side by side.
   S3Place(S3Settings settings, std::string prefix, RunLocks locks);
 
@@ -28,7 +28,7 @@ class S3Place : public Place {
   Status Delete(const std::string& name) override;
   Status HoldRun(const Uid& run, std::unique_ptr<RunHold>& hold) override { return locks_.Hold(run, hold); }
   Status IsRunGone(const Uid& run, bool& gone) override { return locks_.IsGone(run, gone); }
-  // By trying it out on an object of its own, and by asking the bucket.
+  // Tries it out on an object of its own, and asks the bucket.
   Status Explore(std::string& abilities) override;
 
  private:

@@ -9,7 +9,7 @@
 namespace store {
 namespace {
 
-// Gives each element when it ends: its path from the root, as "Error/Code", and its text.
+// Gets each element when it ends: its path from the root, such as "Error/Code", and its text.
 using EndOfElement = std::function<void(std::string_view path, const std::string& text)>;
 
 struct Walk {

@@ -1,4 +1,4 @@
-// What a store that speaks the S3 protocol answers in XML, read with expat.
+// The XML answers of a store that speaks the S3 protocol, read with expat.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace store {
 
-// The document of an answer that is not good; empty texts where it is none.
+// The document of an answer that is not good. The texts are empty if it is no such document.
 struct S3Error {
   std::string code;
   std::string message;
@@ -23,13 +23,13 @@ struct S3Page {
   };
   std::vector<Object> objects;
   bool isLast = true;
-  std::string next;  // what continues the list behind this page
+  std::string next;  // continues the list after this page
 };
-// False if it is no such document, or not whole.
+// False if it is no such document, or not all of it.
 [[nodiscard]] bool ParseS3Page(std::string_view xml, S3Page& page);
 
-// The rule by which a bucket keeps its objects, as "GOVERNANCE 30 Days"; empty if it has none. False if it
-// is no such document.
+// The rule by which a bucket keeps its objects, such as "GOVERNANCE 30 Days"; empty if it has none. False if
+// it is no such document.
 [[nodiscard]] bool ParseObjectLock(std::string_view xml, std::string& rule);
 
 }  // namespace store

@@ -36,7 +36,7 @@ Status Spool::MakeFile() {
   if (file_ == nullptr) {
     return Failure(path, why);
   }
-  // Where the system allows it, the file has no name from the start: who is killed leaves none.
+  // If the system allows it, the file loses its name at once: a killed program leaves none.
   path_ = platform::RemoveFile(path) ? "" : path;
   return {};
 }

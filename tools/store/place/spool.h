@@ -1,5 +1,5 @@
-// Bytes that are gathered before they are sent, with their hash: few of them in memory, more in a temporary
-// file, which is gone with this object.
+// Gathers bytes before they are sent, with their hash: a few in memory, more in a temporary file, which is
+// deleted with this object.
 #pragma once
 
 #include <cstdint>
@@ -20,11 +20,11 @@ class Spool : public S3Body {
   ~Spool() override;
 
   Status Append(std::string_view bytes);
-  // No more bytes come.
+  // No more bytes come: the hash is complete.
   void End();
 
   [[nodiscard]] std::uint64_t Size() const override { return size_; }
-  [[nodiscard]] std::string Hash() const override { return hash_; }  // after End
+  [[nodiscard]] std::string Hash() const override { return hash_; }  // after `End`
   bool Read(std::uint64_t offset, char* bytes, std::size_t size) override;
 
  private:
