@@ -8,7 +8,7 @@
 namespace store {
 namespace {
 
-// It is told a line each.
+// Names are told one in a line.
 bool IsNameOfSaveset(const std::string& name) {
   constexpr std::size_t kLongest = 1024;
   return !name.empty() && name.size() <= kLongest &&
@@ -29,7 +29,7 @@ Status ObjectImport::Run(Store::Rebuilt& rebuilt) {
   if (done) {
     done = CompareItems();
   }
-  // Where something is lost, somebody may bring it back, and then they are needed again.
+  // If something is lost, somebody may bring it back, and then these packs are needed again.
   if (done && lossless_) {
     done = catalog_.NameUnneededPacks(rebuilt.unneeded);
   }
@@ -60,7 +60,7 @@ std::string ObjectImport::RecoveredName(const Uid& uid) const {
   return names_.count(usual) == 0 ? usual : "RECOVERED_" + uid.Hex() + "_" + Uid::Random().Hex();
 }
 
-// What was in a saveset whose own object is damaged can still be restored, by a name that tells what
+// What is in a saveset whose own object is damaged can still be restored, under a name that tells what
 // happened.
 Status ObjectImport::ImportSaveset(const Uid& uid) {
   SavesetObjects objects;
@@ -148,7 +148,7 @@ Status ObjectImport::ReadRecords(const PackReader& pack, std::vector<std::string
   return {};
 }
 
-// Usual after a deletion: a pack stays as long as an item of another saveset refers to it.
+// Normal after a deletion: a pack stays as long as an item of another saveset refers to it.
 void ObjectImport::NoteOthers(Store::Rebuilt& rebuilt) const {
   for (const auto& [uid, items] : others_) {
     rebuilt.notes.push_back("packs of saveset " + uid.Hex() +
@@ -157,7 +157,7 @@ void ObjectImport::NoteOthers(Store::Rebuilt& rebuilt) const {
   }
 }
 
-// An item whose record is gone with its pack is named by nothing that is left.
+// If an item's record is gone with its pack, nothing that is left names the item.
 Status ObjectImport::CompareItems() {
   for (const auto& [uid, items] : promised_) {
     std::optional<Saveset> saveset;
@@ -169,7 +169,7 @@ Status ObjectImport::CompareItems() {
     }
     tell_("of the " + std::to_string(items) + " items of the saveset " + saveset->name + ", " +
           std::to_string(items - saveset->items) + " are not there: packs are missing or damaged");
-    // It counts as a good backup no more.
+    // It does not count as a good backup any more.
     if (Status noted = catalog_.NoteTorn(saveset->id, "items were lost with packs"); !noted) {
       return noted;
     }

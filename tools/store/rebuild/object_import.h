@@ -1,4 +1,5 @@
-// Reads packs and saveset objects into a new catalog: no data, only tables, records and small objects.
+// Imports packs and saveset objects into a new catalog. Reads no data, only tables, records and small
+// objects.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +19,7 @@ namespace store {
 class ObjectImport {
  public:
   using Tell = std::function<void(const std::string& loss)>;
-  // `tell` gets a sentence for each object that cannot be used and for what that costs.
+  // For each object that cannot be used, `tell` gets a sentence that also says what is lost by it.
   ObjectImport(const ObjectShelf& shelf, Catalog& catalog, Tell tell)
       : shelf_(shelf), catalog_(catalog), tell_([this, tell = std::move(tell)](const std::string& loss) {
           lossless_ = false;
@@ -27,7 +28,7 @@ class ObjectImport {
   ObjectImport(const ObjectImport&) = delete;
   ObjectImport& operator=(const ObjectImport&) = delete;
 
-  // Into an empty catalog. `rebuilt` gets the numbers and notes.
+  // Imports into an empty catalog. `rebuilt` gets the numbers and notes.
   Status Run(Store::Rebuilt& rebuilt);
 
  private:
@@ -44,9 +45,9 @@ class ObjectImport {
   Catalog& catalog_;
   Tell tell_;
   bool lossless_ = true;
-  std::set<Uid> savesets_;                // that are in the new catalog
-  std::set<std::string> names_;           // that they bear
-  std::map<Uid, std::int64_t> promised_;  // how many items they had at their end
+  std::set<Uid> savesets_;                // those in the new catalog
+  std::set<std::string> names_;           // their names
+  std::map<Uid, std::int64_t> promised_;  // how many items each had at its end
   std::uint64_t packs_ = 0;
   std::map<Uid, std::uint64_t> others_;  // items of savesets that were deleted, or whose beginning is lost
 };

@@ -9,8 +9,8 @@
 namespace store {
 namespace {
 
-// Of a catalog that many hosts share: its runs tell of themselves there. What cannot be read hinders nothing:
-// that is what this is for.
+// For a catalog that many hosts share: its runs say there that they are alive. If it cannot be read, this is
+// no failure: a rebuild is made for that.
 Status RefuseRuns(Catalog& old, Place& place) {
   std::vector<Run> runs;
   std::int64_t now = 0;
@@ -29,7 +29,7 @@ Status RefuseRuns(Catalog& old, Place& place) {
   return done;
 }
 
-// Of one that failed long ago the object may be missing: the disk was full, or the secret was not there.
+// Puts the object of sessions that have failed. It may be missing: the disk was full, or the secret was not there.
 Status TakeFailed(Catalog& old, const ObjectShelf& shelf) {
   std::vector<std::int64_t> failed;
   Status done;
@@ -43,7 +43,7 @@ Status TakeFailed(Catalog& old, const ObjectShelf& shelf) {
   return done;
 }
 
-// The new catalog knows no session: what the open ones mean has to be an object before.
+// The new catalog knows no sessions. So what the open ones mean has to be put into objects before.
 Status TakeSessions(Catalog& old, const ObjectShelf& shelf) {
   std::vector<Session> broken;
   bool alive = false;
@@ -53,7 +53,7 @@ Status TakeSessions(Catalog& old, const ObjectShelf& shelf) {
   Status done =
       alive ? Status::Failed("a backup is not over: wait for the end of backint, then call again") : Status();
   for (auto session = broken.begin(); done && session != broken.end(); ++session) {
-    // Its process may have closed it well between the look at its row and that at the process.
+    // After its row was read, and before its process was looked for, the process may have closed it as good.
     std::optional<Session> now;
     if (old.FindSession(session->id, now) && now && !now->closed) {
       done = NoteBackupFailed(old, shelf, session->id);

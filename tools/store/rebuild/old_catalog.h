@@ -7,9 +7,9 @@
 
 namespace store {
 
-// Refuses while a backup runs; puts an object for each session that broke off, of which the new catalog knows
-// nothing. Called after the moment from which on changes of the old catalog end the rebuild. A catalog that
-// is missing or cannot be used hinders nothing: a rebuild is for that.
+// Fails while a backup runs. Puts an object for each session that broke off, since the new catalog knows no
+// sessions. Called after the moment from which changes of the old catalog end the rebuild. If that catalog is
+// missing or cannot be used, this is no failure: a rebuild is made for that.
 Status LookAtOld(CatalogHome& home, const ObjectShelf& shelf);
 
 }  // namespace store

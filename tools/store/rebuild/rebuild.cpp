@@ -1,5 +1,5 @@
-// Making the catalog anew from packs and saveset objects. The new one is made beside the old one and takes
-// its place when it is whole.
+// Making the catalog anew from packs and saveset objects. The new one is made beside the old one, and takes
+// its place when it is complete.
 #include <memory>
 
 #include "store/catalog_home.h"
@@ -22,7 +22,7 @@ Status RefuseRunning(const ServerConfig& config) {
   return alive ? Status::Failed("a backup is running: wait for its end, then call again") : Status();
 }
 
-// The catalog has a copy of the repository's own object.
+// Takes the repository's own object from the copy in the catalog.
 Status RecoverObject(CatalogHome& home, Place& place, std::string& object) {
   std::unique_ptr<SqlEngine> engine;
   object.clear();
@@ -38,7 +38,8 @@ Status RecoverObject(CatalogHome& home, Place& place, std::string& object) {
   if (Status put = place.Put(kRepositoryObject, object); !put) {
     return put;
   }
-  // Some systems replace no file that another program has open, and what is there is taken for the new one.
+  // Some systems do not replace a file that another program has open; then the old one was taken for the new
+  // one.
   std::string there;
   if (Status read = ReadRepositoryObject(place, there); !read) {
     return read;
@@ -83,7 +84,7 @@ Status MakeNewCatalog(CatalogHome& home, const std::string& object, const Object
   return ObjectImport(shelf, catalog, tell).Run(rebuilt);
 }
 
-// A catalog in a database stays there: other hosts may go on with it.
+// A catalog in a database is not replaced by a file: other hosts may go on with it.
 Status RefuseFileForDatabase(const ServerConfig& config, Place& place) {
   return config.database.empty() ? CheckCatalogIsMeant(config, place) : CheckSchemaIsMeant(config, place);
 }
@@ -115,7 +116,7 @@ Status RebuildIn(const ServerConfig& config, Place& place, const Tell& tell, Sto
   if (done) {
     done = RefuseRunning(config);
   }
-  // First nobody may use an old catalog in a file any more.
+  // The note comes first: from then on nobody uses an old catalog in a file.
   if (done) {
     done = NoteCatalog(config, place);
   }
@@ -132,7 +133,7 @@ Status RebuildIn(const ServerConfig& config, Place& place, const Tell& tell, Sto
 
 Status Store::Rebuild(const ServerConfig& config, const Tell& tell, Rebuilt& rebuilt) {
   RepositoryState state = RepositoryState::kNone;
-  // What is damaged is what this is for.
+  // Damage is no obstacle: a rebuild is made for it.
   Status looked = LookAtRepository(config, state);
   if (!looked && looked.What() != Status::Kind::kDamaged) {
     return looked;
