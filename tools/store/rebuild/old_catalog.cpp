@@ -29,7 +29,8 @@ Status RefuseRuns(Catalog& old, Place& place) {
   return done;
 }
 
-// Puts the object of sessions that have failed. It may be missing: the disk was full, or the secret was not there.
+// Puts the object of sessions that have failed. It may be missing: the disk was full, or the secret was not
+// there.
 Status TakeFailed(Catalog& old, const ObjectShelf& shelf) {
   std::vector<std::int64_t> failed;
   Status done;

@@ -7,9 +7,9 @@ namespace {
 
 constexpr std::size_t kMostReaders = 8;
 constexpr std::size_t kMostBlocks = 4;
-// Copies that were looked up and not asked for: those of directories, or of files that cannot be opened.
+// Copies that were looked up, but not asked for: those of directories, or of files that cannot be opened.
 constexpr std::size_t kMostAhead = 2048;
-// The chunk size of a copy does as long as it is within so much of what the file's size would give.
+// A copy's chunk size suits a file as long as it is within this factor of what the file's size would give.
 constexpr std::uint32_t kChunkSizeRange = 4;
 
 bool Does(std::uint32_t chunkSize, std::uint64_t fileSize) {
@@ -113,7 +113,7 @@ Status BaseFinder::ArePacksThere(const std::vector<Uid>& packs, bool& there) {
   return {};
 }
 
-// Once in a run.
+// Looks only once in a run.
 Status BaseFinder::LookAt(const Uid& pack, bool& there) {
   const auto [known, isNew] = looked_.emplace(pack, 0);
   if (isNew) {
@@ -196,7 +196,7 @@ std::shared_ptr<const PackReader> BaseFinder::Reader(const Uid& pack) {
   return reader;
 }
 
-// From here on nothing refers to the pack; that this is noted is a courtesy to others.
+// From here on nothing refers to the pack. To note it in the catalog is a courtesy to others.
 void BaseFinder::NoteDamage(const Uid& pack, const Status& status) {
   looked_[pack] = 0;
   if (status.What() == Status::Kind::kDamaged || status.What() == Status::Kind::kMissing) {

@@ -1,4 +1,4 @@
-// The last good copies of files: what a new copy may refer to.
+// The last good copies of files, to which new copies may refer.
 #pragma once
 
 #include <cstdint>
@@ -22,9 +22,9 @@ class Base {
   [[nodiscard]] const Item& Copy() const { return item_; }
   [[nodiscard]] std::uint32_t ChunkSize() const { return tree_.chunkSize; }
   [[nodiscard]] std::size_t LeafCount() const { return tree_.leaves.size(); }
-  // Where a leaf is. A map that is one leaf is not in a tree.
+  // Where a leaf is. If the map is only one leaf, that is the map's own place.
   [[nodiscard]] const MapTree::Leaf& LeafPlace(std::size_t number) const { return tree_.leaves[number]; }
-  // None if the copy has no such leaf, or it cannot be read. Valid until the next call.
+  // Null if the copy has no such leaf, or it cannot be read. Valid until the next call.
   [[nodiscard]] const MapLeaf* Leaf(std::size_t number);
 
  private:
@@ -36,21 +36,21 @@ class Base {
   Item item_;
   MapTree tree_;
   MapLeaf leaf_;
-  std::size_t inLeaf_ = SIZE_MAX;  // the number of `leaf_`
+  std::size_t inLeaf_ = SIZE_MAX;  // the number of the leaf in `leaf_`
 };
 
 class BaseFinder {
  public:
-  // `oldest`: copies with data that was written before are not referred to (seconds since 1970).
+  // `oldest`: copies with data that was written before this are not referred to (seconds since 1970).
   BaseFinder(Store& store, Saveset saveset, std::int64_t oldest);
 
-  // Files that are asked for next: so many are looked up at once, which costs little more than one. What
-  // fails here fails again when the file is asked for.
+  // Looks up many files at once that are asked for next; this costs little more than one. A failure here
+  // comes again when the file is asked for.
   void LookAhead(const std::vector<std::string>& names);
-  // None unless there is a copy that may be referred to, whose packs are there, and whose chunks are of a
-  // size that does for a file of this size. A bad status is the catalog's.
+  // `base` is null unless there is a copy that may be referred to, whose packs are there, and whose chunk
+  // size suits a file of this size. A failure is the catalog's.
   Status Find(const std::string& name, std::uint64_t size, std::unique_ptr<Base>& base);
-  // Is found no more.
+  // Copies that need these packs are not found any more.
   void Forget(const std::vector<Uid>& packs);
 
  private:
@@ -64,7 +64,7 @@ class BaseFinder {
   Status FindCopy(const std::string& name, std::optional<Item>& copy);
   Status ArePacksThere(const std::vector<Uid>& packs, bool& there);
   Status LookAt(const Uid& pack, bool& there);
-  // The bytes of a map; what is damaged is noted in the catalog. Valid until the next call.
+  // Reads the bytes of a map; damage is noted in the catalog. Valid until the next call.
   bool ReadMap(const MapPlace& place, const Uid& id, std::string_view& bytes);
   bool Block(const Uid& pack, std::uint64_t number, const std::string*& bytes);
   std::shared_ptr<const PackReader> Reader(const Uid& pack);
@@ -74,7 +74,7 @@ class BaseFinder {
   Saveset saveset_;
   std::int64_t oldest_;
   Catalog::Copies ahead_;
-  // Packs that were looked at in this run: their sizes, 0 if they cannot be used.
+  // Packs that were looked at in this run, with their sizes; 0 if they cannot be used.
   std::unordered_map<Uid, std::uint64_t, UidHash> looked_;
   std::deque<std::pair<Uid, std::shared_ptr<const PackReader>>> readers_;
   std::deque<ReadBlock> blocks_;

@@ -6,12 +6,12 @@
 namespace store {
 namespace {
 
-// Besides the one that is under way: a disk that others keep busy must not stop the reading at once. Items
-// take memory, packs of large files hardly any.
+// Besides the one that is under way. A disk that others keep busy must not stop the reading at once. Items
+// take memory, but packs of large files hardly any.
 constexpr std::size_t kMostOrders = 4;
 constexpr std::size_t kMostItems = 4000;
 
-// A first level is the last thing of a run that went well: it waits for what is saved again.
+// A first level is the last item of a run that went well: it waits for what has to be saved again.
 bool CannotBeCommitted(const Item& item, const std::vector<Uid>& packs) {
   return item.kind == ItemKind::kFirstLevel ||
          std::any_of(item.packs.begin(), item.packs.end(), [&packs](const Uid& pack) {
@@ -73,7 +73,7 @@ bool Committer::HasRoomFor(const Order& order) const {
   return orders_.empty() || (orders_.size() < kMostOrders && items <= kMostItems);
 }
 
-// Several packs may be on their way into the place; they are committed in their order.
+// Several packs may be on their way into the place at once; they are committed in their order.
 Status Committer::Add(Batch batch) {
   batch.pack->BeginFinish();
   return Put({Order::Kind::kBatch, std::move(batch), {}});
@@ -157,7 +157,7 @@ Status Committer::CarryOut(Order& order) {
   return DeletePacks(dropped);
 }
 
-// First the bytes are on the disk, then the catalog, then anyone is told.
+// First the bytes are on the disk, then the catalog has them, then anyone is told.
 Status Committer::Commit(Batch& batch) {
   if (Status finished = batch.pack->Finish(); !finished) {
     return finished;
@@ -186,7 +186,7 @@ Status Committer::CommitItems(std::vector<Item> items) {
       const std::lock_guard lock(mutex_);
       conflicts_.push_back(std::move(conflict));
     }
-    // The packs have been written: whoever needs them is in the next group.
+    // The packs have been written: items that need them are in the next group.
     committed = group.items.empty() ? Status() : catalog_->CommitGroup(group, gone);
   }
   if (!committed) {
@@ -204,8 +204,8 @@ Status Committer::CommitItems(std::vector<Item> items) {
   return {};
 }
 
-// One that cannot be deleted, or not by this user, stays announced: whoever may do it does, once the run has
-// ended.
+// A pack that cannot be deleted, or not by this user, stays announced: once the run has ended, whoever may
+// delete it does.
 Status Committer::DeletePacks(const std::vector<Uid>& packs) {
   std::vector<Uid> gone;
   for (const Uid& pack : packs) {

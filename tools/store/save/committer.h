@@ -1,5 +1,5 @@
-// The second thread of a saving: makes packs durable and commits what was completed with them, while the next
-// pack fills. It has a catalog connection of its own.
+// The second thread of a saving. It makes packs durable and commits what was completed with them, while the
+// next pack fills. It has a catalog connection of its own.
 #pragma once
 
 #include <condition_variable>
@@ -24,7 +24,7 @@ class Committer {
     std::unique_ptr<PackWriter> pack;
     std::vector<Item> items;
   };
-  // Items that a group could not be committed with, since these packs had gone.
+  // Items that could not be committed with their group, since these packs had gone.
   struct Conflict {
     std::vector<Item> items;
     std::vector<Uid> gone;
@@ -33,23 +33,23 @@ class Committer {
   Committer(Place& place, std::unique_ptr<Catalog> catalog, const Uid& run, std::int64_t saveset);
   Committer(const Committer&) = delete;
   Committer& operator=(const Committer&) = delete;
-  // What was not begun is dropped.
+  // Drops what was not begun.
   ~Committer();
 
-  // The id of a new pack, which is announced.
+  // Gives the id of a new pack, which is announced.
   Status NextPack(Uid& pack);
-  // One is going to be asked for: announces it meanwhile.
+  // A pack is going to be asked for: announces it meanwhile.
   void PreparePack();
-  // Waits while too many batches before it are not done yet. Packs without items wait for the items that need
-  // them.
+  // Hands a pack over. Waits while too many batches before it are not done yet. Packs without items wait for
+  // the items that need them.
   Status Add(Batch batch);
-  // Deletes packs that wait for items, but those in `needed`: a file was given up.
+  // For a file that was given up: deletes packs that wait for items, except those in `needed`.
   Status DropWaiting(std::vector<Uid> needed);
-  // Deletes the objects, then takes their announcements back.
+  // Deletes the packs' objects, then takes back their announcements.
   Status Delete(std::vector<Uid> packs);
-  // Until everything is done.
+  // Waits until everything is done.
   Status Wait();
-  // What was committed, and what could not, since the last call.
+  // Gives what was committed since the last call, and what could not be.
   void Take(std::vector<Item>& committed, std::vector<Conflict>& conflicts);
 
  private:
@@ -73,12 +73,12 @@ class Committer {
   std::unique_ptr<Catalog> catalog_;
   Uid run_;
   std::int64_t saveset_;
-  std::vector<Pack> waiting_;  // durable, announced, not committed; of the thread
+  std::vector<Pack> waiting_;  // durable and announced, not committed; the thread's own
 
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Order> orders_;
-  bool wanted_ = true;  // a pack, by the calling thread
+  bool wanted_ = true;  // the calling thread wants a pack
   std::optional<Uid> announced_;
   std::vector<Item> committed_;
   std::vector<Conflict> conflicts_;

@@ -28,7 +28,7 @@ void Compare(platform::DataFile& source, Item& item, Saved& saved) {
 
 }  // namespace
 
-// The pieces of one file on their way. Nothing of them is under way any more when it is gone.
+// The pieces of one file that are on their way. The destructor waits until none is any more.
 class FileSaver::Way {
  public:
   Way(FileSaver& saver, SourceReader& reader, std::uint32_t chunkSize)
@@ -61,7 +61,7 @@ class FileSaver::Way {
     // The analyzer loses sight of the piece's owner in the queue.
   }  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
 
-  // When its work is done.
+  // Waits until its work is done.
   UnderWay Oldest() {
     UnderWay oldest = std::move(pieces_.front());
     pieces_.pop_front();

@@ -1,4 +1,4 @@
-// Reads one file after the other through the workers into packs.
+// Reads one file after the other, and brings it through the workers into packs.
 #pragma once
 
 #include <deque>
@@ -22,9 +22,9 @@ class FileSaver {
  public:
   FileSaver(const Keys& keys, Workers& workers, PackFiller& filler, Progress& work);
 
-  // `item` has the name, and the facts at the start; it gets its map (or `tree` does) and everything else
-  // that is found out by reading. `between` is called between pieces; its bad status ends the saving. What is
-  // wrong with the file alone is `saved.trouble`.
+  // `item` has the name, and the facts at the start. It gets its map (or `tree` does), and everything else
+  // that is found out by reading. `between` is called between pieces; its failure ends the saving. A problem
+  // of the file alone is told in `saved.trouble`.
   Status Save(platform::DataFile& source, std::unique_ptr<Base> base, const std::function<Status()>& between,
               Item& item, MapTree& tree, Saved& saved);
 
@@ -42,7 +42,7 @@ class FileSaver {
   PackFiller& filler_;
   Progress& work_;
   std::vector<std::unique_ptr<Piece>> pieces_;
-  std::vector<Piece*> free_;  // of them
+  std::vector<Piece*> free_;  // those of `pieces_` that are not in use
 };
 
 }  // namespace store

@@ -60,7 +60,7 @@ void MapBuilder::BeginLeaf() {
   indexOfBasePack_.assign(baseLeaf_ == nullptr ? 0 : baseLeaf_->packs.size(), kNone);
 }
 
-// A hole that goes on is one.
+// If the last hole goes on here, the two are one.
 void MapBuilder::AddHole(const Hole& hole) {
   const std::uint64_t offset = hole.offset - leafBegin_;
   if (!leaf_.holes.empty() && leaf_.holes.back().offset + leaf_.holes.back().size == offset) {
@@ -80,7 +80,7 @@ const ChunkPlace* MapBuilder::Known(const Piece::Chunk& chunk) const {
   return known.zero == chunk.zero && known.id == chunk.id ? &known : nullptr;
 }
 
-// Nothing is known of a whole block: it need not be copied.
+// Whether the piece is a whole block of which nothing is known: then it need not be copied.
 bool MapBuilder::IsAllNew(const Piece& piece) const {
   return baseLeaf_ == nullptr && piece.Bytes().size() == kBlockSize && filler_.AtBlockBegin() &&
          std::none_of(piece.Chunks().begin(), piece.Chunks().end(),

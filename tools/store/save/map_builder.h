@@ -1,4 +1,4 @@
-// Makes the map of one file from its pieces: what its last copy has is referred to, the rest is stored.
+// Makes the map of one file from its pieces: refers to what its last copy has, and stores the rest.
 #pragma once
 
 #include <cstdint>
@@ -14,12 +14,13 @@ namespace store {
 
 class MapBuilder {
  public:
-  // `base` may be none; else its chunk size is the one.
+  // `base` may be null; else `chunkSize` is its chunk size.
   MapBuilder(const Keys& keys, PackFiller& filler, std::unique_ptr<Base> base, std::uint32_t chunkSize);
 
-  // The next piece, hashed, with the holes in it (by their place in the file). May take its bytes away.
+  // Takes the next piece, which is hashed, and its holes (by their offsets in the file). May take its bytes
+  // away.
   Status Add(Piece& piece, const std::vector<Hole>& holes);
-  // Map, packs and age of the data. A map that is a tree is left to the filler.
+  // Sets map, packs and age of the data. If the map is a tree, `tree` gets it, and it is left to the filler.
   Status Finish(Item& item, MapTree& tree);
 
  private:
@@ -38,7 +39,7 @@ class MapBuilder {
   PackFiller& filler_;
   std::unique_ptr<Base> base_;
   std::uint32_t chunkSize_;
-  std::uint64_t leafBegin_ = 0;        // place in the file
+  std::uint64_t leafBegin_ = 0;        // its offset in the file
   const MapLeaf* baseLeaf_ = nullptr;  // the base's leaf of the same place
   std::vector<std::uint32_t> indexOfBasePack_;
   MapLeaf leaf_;

@@ -8,25 +8,25 @@
 namespace store {
 namespace {
 
-// Of maps and records: who needs one of them reads its block.
+// For maps and records: whoever needs one of them reads its whole block.
 constexpr std::size_t kUsualBlock = 1024 * 1024;
 // A pack ends with so many of these, even if it has little data.
 constexpr std::size_t kMostMapBytes = 4 * 1024 * 1024;
 constexpr std::size_t kMostRecordBytes = 4 * 1024 * 1024;
 constexpr std::size_t kMostItems = 4000;
-// What a record has besides name and packs.
+// What a record takes besides name and packs.
 constexpr std::size_t kRecordSize = 128;
-// Less than that is not worth the way to another thread.
+// A smaller block is not worth the way to another thread.
 constexpr std::size_t kSmallBlock = 32 * 1024;
 
-// Marks the number of a block of maps that is counted from the pack's first one.
+// Marks a block's number that is counted from the pack's first block of maps.
 constexpr std::uint64_t kCountedFromFirstMap = std::uint64_t{1} << 63;
 
 std::size_t MostUnderWay(const Workers& workers) { return 2 * workers.Count() + 2; }
 
 }  // namespace
 
-// A block on its way into the pack, or the pack's end.
+// A block on its way into the pack, or the end of the pack.
 class PackFiller::Sealing : public Work {
  public:
   std::shared_ptr<Filling> pack;
@@ -173,7 +173,7 @@ Status PackFiller::EndBlock() {
   return started;
 }
 
-// The data of the pack is told: from here on the numbers of its maps are known.
+// All data of the pack has come: from here on the numbers of its blocks of maps are known.
 Status PackFiller::EndMaps() {
   firstMap_[pack_->writer->Id()] = pack_->nextBlock;
   for (Completed& completed : completed_) {
@@ -221,7 +221,7 @@ Status PackFiller::EndRecords() {
   pack_->items.reserve(completed_.size());
   for (Completed& completed : completed_) {
     Item& item = completed.item;
-    // The pack with its record is needed, too: a catalog that is made anew finds the item there.
+    // The pack with its record is needed, too: a rebuild finds the item there.
     if (std::find(item.packs.begin(), item.packs.end(), own) == item.packs.end()) {
       item.packs.push_back(own);
     }
@@ -281,7 +281,7 @@ std::unique_ptr<PackFiller::Sealing> PackFiller::FreeSealing() {
   return sealing;
 }
 
-// Takes the bytes and leaves others, of no meaning.
+// Takes the bytes, and leaves others without a meaning.
 Status PackFiller::StartBlock(BlockKind kind, std::string& bytes) {
   auto sealing = FreeSealing();
   sealing->pack = pack_;

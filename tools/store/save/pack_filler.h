@@ -1,5 +1,5 @@
-// Fills packs: gathers chunks in blocks, maps and records behind them, and hands each pack that has ended to
-// the committer. Blocks are sealed by the workers, and written in their order by the calling thread.
+// Fills packs: gathers chunks in blocks, puts maps and records behind them, and hands each pack that has
+// ended to the committer. The workers seal the blocks; the calling thread writes them in their order.
 #pragma once
 
 #include <cstdint>
@@ -33,30 +33,30 @@ class PackFiller {
   ~PackFiller();
 
   Status AddChunk(std::string_view bytes, ChunkSpot& spot);
-  // A block as it is: takes the bytes, and gives others of the same size. Only at a block's beginning.
+  // Adds a whole block: takes its bytes, and gives others of the same size. Only at the beginning of a block.
   [[nodiscard]] bool AtBlockBegin() const { return block_.empty(); }
   Status AddBlock(std::string& bytes, ChunkSpot& spot);
-  // The number of the block that is told is known to this class alone, until the item is complete.
+  // Until the item is complete, only this class understands the block's number in `place`.
   Status AddMap(std::string_view bytes, MapPlace& place);
 
-  // Between the two, chunks and maps of a file come in. Its maps are resolved with its item.
+  // The chunks and maps of a file come in between these two calls. Its maps are resolved with its item.
   void BeginFile() { inFile_ = true; }
-  // Everything of the item is here. A tree that is not empty is its map.
+  // Everything of the item has come. If the tree is not empty, it is the item's map.
   void Complete(Item item, MapTree tree);
   void EndFile() { inFile_ = false; }
 
-  // The pack has what a pack should have.
+  // Whether the pack has as much as a pack should have.
   [[nodiscard]] bool IsFull() const;
   [[nodiscard]] bool HasItems() const { return !completed_.empty(); }
-  // All packs that items need which have not been handed over.
+  // All packs that are needed by items which have not been handed over.
   [[nodiscard]] std::vector<Uid> NeededPacks() const;
   // Ends the pack. What comes next goes into another one.
   Status EndPack();
-  // Hands packs that have ended to the committer, as far as that needs no wait.
+  // Hands packs that have ended to the committer, as far as that needs no waiting.
   Status HandOver();
-  // Until everything that has ended is the committer's.
+  // Hands everything that has ended to the committer, and waits for that.
   Status Drain();
-  // Drops the items of a directory that was given up, itself too.
+  // Drops the items of a directory that was given up, and the directory itself.
   void DropItemsOf(std::uint64_t directory);
   // Drops the pack that is being filled, which has no items.
   Status DropPack();
@@ -98,11 +98,11 @@ class PackFiller {
   std::vector<Completed> completed_;
   std::size_t recordBytes_ = 0;  // roughly
   bool inFile_ = false;
-  // Of packs that have ended: the number of their first block of maps.
+  // For packs that have ended: the number of their first block of maps.
   std::unordered_map<Uid, std::uint64_t, UidHash> firstMap_;
 
   std::deque<std::unique_ptr<Sealing>> underWay_;
-  std::size_t endsUnderWay_ = 0;  // of packs
+  std::size_t endsUnderWay_ = 0;  // ends of packs
   std::vector<std::unique_ptr<Sealing>> free_;
 };
 

@@ -23,19 +23,19 @@ class Piece : public Work {
 
   explicit Piece(const Keys& keys) : keys_(keys) {}
 
-  // `bytes` are to be filled with these bytes of the file.
+  // Gets ready for these bytes of the file, which the caller then fills in.
   void Reset(std::uint64_t offset, std::size_t size, std::uint32_t chunkSize);
 
   [[nodiscard]] std::uint64_t Offset() const { return offset_; }
   [[nodiscard]] std::string_view Bytes() const { return std::string_view(bytes_).substr(0, size_); }
   [[nodiscard]] char* Buffer() { return bytes_.data(); }
-  // For one who takes the bytes away, and gives others of the same size.
+  // For a caller that takes the bytes away, and gives others of the same size.
   [[nodiscard]] std::string& Whole() { return bytes_; }
-  // It is nothing but a hole: nothing was read, nothing has to be done.
+  // The piece is nothing but a hole: nothing was read, and nothing has to be done.
   void MakeHole();
   [[nodiscard]] bool IsHole() const { return hole_; }
 
-  // When the work is done.
+  // Valid when the work is done.
   [[nodiscard]] const std::vector<Chunk>& Chunks() const { return chunks_; }
   [[nodiscard]] std::string_view ChunkBytes(std::size_t number) const {
     return Bytes().substr(number * chunkSize_, chunkSize_);

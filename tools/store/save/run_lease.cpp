@@ -18,8 +18,8 @@ RunLease::~RunLease() {
   thread_.join();
 }
 
-// What fails here is tried again in a while, on a new connection: if nobody hears of the run for long, it
-// learns that it is over from its own next transaction.
+// After a failure this is tried again in a while, on a new connection. If nobody hears of the run for long,
+// it learns at its own next transaction that it is over.
 void RunLease::SaySo() {
   std::unique_lock lock(mutex_);
   while (!changed_.wait_for(lock, std::chrono::seconds(kRunSaysSo), [this] { return ending_; })) {

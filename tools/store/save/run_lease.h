@@ -1,4 +1,4 @@
-// Says every now and then that a run is alive, by a thread and a connection of its own: for a catalog that
+// Says every now and then that a run is alive, with a thread and a connection of its own: for a catalog that
 // many hosts share.
 #pragma once
 
@@ -13,7 +13,8 @@ namespace store {
 
 class RunLease {
  public:
-  // `catalog` is a connection of its own: one that cannot be had later would be missed when it is too late.
+  // `catalog` is a connection for this alone. It is made early: that it cannot be had would be noticed too
+  // late.
   RunLease(Store& store, const Uid& run, std::unique_ptr<Catalog> catalog);
   RunLease(const RunLease&) = delete;
   RunLease& operator=(const RunLease&) = delete;

@@ -67,7 +67,7 @@ Status SavesetWriter::Inside::BeginSaving() {
   return {};
 }
 
-// An interrupt ends the saving; what is complete may still be committed.
+// An interrupt ends the saving, but what is complete may still be committed.
 Status SavesetWriter::Inside::Keep(Status status) {
   if (!status && status.What() != Status::Kind::kInterrupted && failure_) {
     failure_ = status;
@@ -115,7 +115,7 @@ Status SavesetWriter::Inside::SaveFile(Item item, platform::DataFile& source, bo
     saved.trouble = "it is larger than 512 TiB: more than a repository takes";
     return {};
   }
-  // Nobody waits for a large file, or fails with it.
+  // Nobody has to wait for a large file, or to fail with it: the group ends before.
   if (waitsSince_ && item.facts.size >= store_.Objects().BestObjectSize()) {
     committer_->PreparePack();
     if (Status ended = EndGroup(); !ended) {
@@ -151,7 +151,7 @@ Status SavesetWriter::Inside::SaveFile(Item item, platform::DataFile& source, bo
   return done ? Pace() : done;
 }
 
-// What was stored of the file is of no use.
+// What was stored of the file is of no use, and is dropped.
 Status SavesetWriter::Inside::GiveUpFile() {
   Status drained = filler_->Drain();
   return drained ? committer_->DropWaiting(filler_->NeededPacks()) : drained;
@@ -171,7 +171,7 @@ void SavesetWriter::Inside::Complete(Item item, MapTree tree, bool waits) {
 
 // ---- Groups ----------------------------------------------------------------------------------------------
 
-// Between pieces and files: ends a pack that is full, and a group that waits too long.
+// Called between pieces and files: ends a pack that is full, and a group that has waited too long.
 Status SavesetWriter::Inside::Pace() {
   if (HasWaited()) {
     committer_->PreparePack();
@@ -195,7 +195,7 @@ Status SavesetWriter::Inside::EndGroup() {
   return ended;
 }
 
-// Tells of what was committed.
+// Tells of what was committed, and keeps what could not be, to save it again.
 void SavesetWriter::Inside::Deliver() {
   std::vector<Item> committed;
   std::vector<Committer::Conflict> conflicts;
@@ -252,7 +252,7 @@ Status SavesetWriter::Inside::SaveAgain(const Item& old, const Reopen& how) {
   return {};
 }
 
-// Everything that is complete is committed, at the second attempt if need be.
+// Commits everything that is complete, at the second attempt if need be.
 Status SavesetWriter::Inside::Finish() {
   do {
     Status done = SaveAgain();

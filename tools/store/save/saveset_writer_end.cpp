@@ -1,4 +1,4 @@
-// Directories, which are complete with their own record, and the end of the run.
+// Directories, which are completed by their own record, and the end of the run.
 #include "store/names.h"
 #include "store/save/saveset_writer_inside.h"
 #include "store/saveset_objects.h"
@@ -46,7 +46,7 @@ Status SavesetWriter::Inside::EndDirectory(bool whole) {
   if (!inDirectory_) {
     return {};
   }
-  // The directory's own record is the last: nothing of it may fail behind that.
+  // The directory's own record is the last: nothing of it may fail after that.
   if (whole && !referring_.empty()) {
     if (Status finished = Keep(Finish()); !finished) {
       return finished;
@@ -111,7 +111,7 @@ void SavesetWriter::Inside::NoteParent(const Item& item) {
   scattered_ = scattered_ || parent.empty() || ItemKey(parent) != ItemKey(parent_);
 }
 
-// The last item of a run that went well.
+// Adds the last item of a run that went well, and finishes.
 Status SavesetWriter::Inside::FinishWithFirstLevel() {
   do {
     if (toSaveAgain_.empty() && !againFailed_) {
@@ -130,7 +130,7 @@ Status SavesetWriter::Inside::End(bool good, bool firstLevel, const std::string&
     return {};
   }
   begun_ = false;
-  // Also an interrupt: what was not committed now is not.
+  // A directory that was not ended is given up, also after an interrupt.
   if (inDirectory_ && failure_) {
     failure_ = DropDirectory();
   }
@@ -155,9 +155,9 @@ Status SavesetWriter::Inside::EndRun(Catalog& rows, bool clean, const std::strin
   return noted ? ended : noted;
 }
 
-// What the run announced and the catalog does not know as committed goes, as far as the failure lets it:
-// whoever opens the repository next does the rest. That is asked of a new connection, since a failed one is
-// not trusted; and objects go last, when no commit whose end nobody knows can name them any more.
+// Removes what the run announced and the catalog does not know as committed, as far as the failure lets it;
+// whoever opens the repository next does the rest. This needs a new connection, since a failed one is not
+// trusted. Objects go last, when no commit whose end nobody knows can name them any more.
 Status SavesetWriter::Inside::EndFailedRun() {
   if (committer_ != nullptr) {
     Deliver();

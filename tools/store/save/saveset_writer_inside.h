@@ -37,7 +37,7 @@ class SavesetWriter::Inside {
   Status End(bool good, bool firstLevel, const std::string& why);
 
  private:
-  // What has to be known of a file until it is committed, to save it again.
+  // What has to be known of a file until it is committed, so that it can be saved again.
   struct Reopen {
     platform::FileId id;
     std::uint64_t directory = 0;
@@ -49,9 +49,9 @@ class SavesetWriter::Inside {
   Status GiveUpFile();
   void Complete(Item item, MapTree tree, bool waits);
   Status Pace();
-  // So long that the small items which wait for their group have to be confirmed.
+  // Whether the small items that wait for their group have to be confirmed now.
   [[nodiscard]] bool HasWaited() const {
-    // Nobody waits longer for the line of a small item, as far as the disk allows.
+    // Nobody waits longer than this for the line of a small item, as far as the disk allows.
     constexpr auto kLongestWait = std::chrono::milliseconds(500);
     return waitsSince_ && std::chrono::steady_clock::now() - *waitsSince_ >= kLongestWait;
   }
@@ -74,15 +74,15 @@ class SavesetWriter::Inside {
   Saveset saveset_;
   Uid run_;
   std::unique_ptr<RunHold> hold_;
-  std::unique_ptr<RunLease> lease_;  // where others cannot see the hold
+  std::unique_ptr<RunLease> lease_;  // for others, who cannot see the hold
   std::unique_ptr<Workers> workers_;
   std::unique_ptr<Committer> committer_;
   std::unique_ptr<PackFiller> filler_;
   std::unique_ptr<FileSaver> files_;
-  std::unique_ptr<BaseFinder> bases_;  // none if every backup stands alone
+  std::unique_ptr<BaseFinder> bases_;  // null if every backup stands alone
   std::int64_t started_ = 0;
   bool begun_ = false;
-  Status failure_;  // the first one of the store: nothing is done behind it
+  Status failure_;  // the first one of the store: nothing is done after it
 
   std::uint64_t numbers_ = 0;  // of items
   std::optional<std::chrono::steady_clock::time_point> waitsSince_;
@@ -93,7 +93,7 @@ class SavesetWriter::Inside {
   std::optional<Item> inDirectory_;
   bool directoryFailed_ = false;
 
-  std::string parent_;      // in which every item is directly
+  std::string parent_;      // the directory that directly contains every item
   bool scattered_ = false;  // there is no such directory
   bool anyItem_ = false;
   bool firstLevelAdded_ = false;

@@ -5,12 +5,12 @@
 namespace store {
 namespace {
 
-// What is as good as random shows it in a few places.
+// Bytes that are as good as random show it in a few places.
 constexpr std::size_t kSamples = 8;
 constexpr std::size_t kSampleSize = 4 * 1024;
 constexpr std::size_t kLeastProbed = 4 * kSamples * kSampleSize;
 
-// Less than a hundredth gained is not worth the work of a restore.
+// To gain less than a hundredth is not worth the work in a restore.
 std::size_t WorthIt(std::size_t size) { return size - size / 100; }
 
 }  // namespace
@@ -42,7 +42,7 @@ Status Sealer::Seal(const BlockName& name, const BlockCipher* cipher, std::strin
     }
     bytes = stored;
   } else if (entry.codec == Codec::kZstd) {
-    // No larger than it must be: several blocks wait to be written.
+    // Not larger than it must be: several blocks wait to be written.
     stored = compressed_;
     bytes = stored;
   }

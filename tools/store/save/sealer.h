@@ -1,4 +1,4 @@
-// Makes of a block what is stored: compressed where that makes it smaller, encrypted, with its checksum.
+// Turns a block into what is stored: compressed if that makes it smaller, encrypted, and with its checksum.
 #pragma once
 
 #include <zstd.h>
@@ -25,11 +25,11 @@ struct BlockName {
 // For one thread: its memory is used again for the next block.
 class Sealer {
  public:
-  // 0 (none) to 19.
+  // `compression`: 0 (none) to 19.
   explicit Sealer(int compression);
 
-  // `entry` gets everything that the tables keep; `stored` the bytes, or none if they are those of the block
-  // as it is. `cipher` is null in a repository without encryption.
+  // `entry` gets everything that the tables keep. `stored` gets the bytes to store; it is empty if they are
+  // those of the block as it is. `cipher` is null in a repository without encryption.
   Status Seal(const BlockName& name, const BlockCipher* cipher, std::string_view plain, BlockEntry& entry,
               std::string& stored);
 

@@ -8,7 +8,7 @@ namespace {
 
 constexpr const char* kBecameShorter = "it became shorter while it was read";
 
-// The system reads ahead what is not in memory: its own reading must not be taken for somebody else's.
+// The system reads ahead what is not in memory. This must not be taken for somebody else's reading.
 constexpr std::uint64_t kAskAhead = 8 * kPieceSize;
 constexpr std::uint64_t kSmall = 64 * 1024;
 
@@ -42,7 +42,7 @@ bool SourceReader::TakeWasCached() {
   const std::uint64_t most = std::min(size_, offset_ + kAskAhead);
   while (asked_ < most) {
     const std::uint64_t length = std::min<std::uint64_t>(kPieceSize, size_ - asked_);
-    // The system reads a small file at once: its last byte tells of all.
+    // The system reads a small file at once: its last byte tells about all of it.
     const bool small = size_ <= kSmall;
     const bool isHole = inHole_ && asked_ + length <= extentEnd_;
     wasCached_.push_back(isHole || file_.WasCached(small ? length - 1 : asked_, small ? 1 : length));

@@ -1,4 +1,4 @@
-// Reads a file piece by piece, with its holes, and leaves the system's memory as it was.
+// Reads a file piece by piece, with its holes. What the system keeps of it in memory stays as it was.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,8 @@ class SourceReader {
   SourceReader(platform::DataFile& file, const platform::FileFacts& facts);
 
   [[nodiscard]] bool AtEnd() const { return offset_ == size_; }
-  // The next piece; `holes` gets those in it, in the order of their place in the file. False: `why` says why.
+  // Reads the next piece; `holes` gets those in it, by their offsets in the file. False if that fails; `why`
+  // says why.
   bool Read(std::uint32_t chunkSize, Piece& piece, std::vector<Hole>& holes, std::string& why);
 
  private:
@@ -31,10 +32,10 @@ class SourceReader {
   std::uint64_t size_;
   bool sparse_;
   std::uint64_t offset_ = 0;
-  // What is known of the place that was asked for last: data or a hole up to `extentEnd_`.
+  // What is known of the place that was asked for last: data, or a hole, up to `extentEnd_`.
   std::uint64_t extentEnd_ = 0;
   bool inHole_ = false;
-  std::uint64_t asked_ = 0;     // up to where was asked what is in memory
+  std::uint64_t asked_ = 0;     // up to where the system was asked what is in memory
   std::deque<bool> wasCached_;  // for the pieces from `offset_` on
 };
 

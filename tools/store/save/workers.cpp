@@ -5,7 +5,7 @@
 namespace store {
 namespace {
 
-// More would want more memory than their work is worth.
+// More threads would need more memory than their work is worth.
 constexpr unsigned kMostThreads = 16;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The threads that hash and compress: as many as the machine has cores.
+// The threads that hash and compress: as many as the machine has cores, but at most 16.
 #pragma once
 
 #include <condition_variable>
@@ -11,7 +11,7 @@
 
 namespace store {
 
-// Something to be done by one of the threads. Its owner keeps it until it was waited for.
+// Something to be done by one of the threads. Its owner has to keep it until it was waited for.
 class Work {
  public:
   Work() = default;
@@ -34,14 +34,14 @@ class Workers {
   explicit Workers(int compression);
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
-  // Waits for what is being done; what was not begun is dropped.
+  // Waits for the work that is being done; drops what was not begun.
   ~Workers();
 
   [[nodiscard]] std::size_t Count() const { return threads_.size(); }
   // What is urgent is begun before what is not.
   enum class Urgency { kUsual, kUrgent };
   void Start(Work& work, Urgency urgency);
-  // Does it here and now, without a thread: for what is less than the way to another core.
+  // Does it here and now, without a thread: for work that takes less than the way to another core.
   void DoHere(Work& work) { work.Do(own_); }
   void WaitFor(const Work& work);
   [[nodiscard]] bool IsDone(const Work& work);
