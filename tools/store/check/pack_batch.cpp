@@ -261,28 +261,31 @@ void PackBatch::CheckBlock(const Checking& checking, std::uint64_t number) {
 
 // A pack that was deleted meanwhile is no damage.
 Status PackBatch::TellBad() {
-  for (auto entry = bad_.begin(); entry != bad_.end(); ++entry) {
-    const auto& [uid, bad] = *entry;
-    std::optional<PackFacts> facts;
-    if (Status looked = store_.Rows().FindPackFacts(uid, facts); !looked) {
-      return looked;
-    }
-    if (!facts) {
-      continue;
-    }
-    tell_({InOneSentence(bad.what) +
-               (bad.recordsLost ? "; if the catalog were lost, what was completed with it would be" : ""),
-           uid});
-    if (Status told = TellLost(uid, bad); !told) {
-      return told;
-    }
-    if (store_.Rows().CanWrite()) {
-      if (Status marked = store_.Rows().MarkPackDamaged(uid); !marked) {
-        return marked;
+  std::set<Uid> done;
+  // To find out what a bad pack costs, maps are read: that may find another bad pack.
+  while (done.size() < bad_.size()) {
+    for (auto entry = bad_.begin(); entry != bad_.end(); ++entry) {
+      if (!done.insert(entry->first).second) {
+        continue;
+      }
+      if (Status told = TellBad(entry->first, entry->second); !told) {
+        return told;
       }
     }
   }
   return {};
+}
+
+Status PackBatch::TellBad(const Uid& uid, const Bad& bad) {
+  std::optional<PackFacts> facts;
+  if (Status looked = store_.Rows().FindPackFacts(uid, facts); !looked || !facts) {
+    return looked;
+  }
+  tell_({InOneSentence(bad.what) +
+             (bad.recordsLost ? "; if the catalog were lost, what was completed with it would be" : ""),
+         uid});
+  Status told = TellLost(uid, bad);
+  return told && store_.Rows().CanWrite() ? store_.Rows().MarkPackDamaged(uid) : told;
 }
 
 Status PackBatch::TellLost(const Uid& pack, const Bad& bad) {

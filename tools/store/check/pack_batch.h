@@ -71,6 +71,7 @@ class PackBatch {
   void CheckBlocks();
   void CheckBlock(const Checking& checking, std::uint64_t number);
   Status TellBad();
+  Status TellBad(const Uid& uid, const Bad& bad);
   Status TellLost(const Uid& pack, const Bad& bad);
   Status IsLost(const Item& item, const Uid& pack, const Bad& bad, bool& lost);
   Status Note();

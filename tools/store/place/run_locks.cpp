@@ -45,6 +45,18 @@ class HeldRun : public RunHold {
   std::unique_ptr<platform::FileClaim> claim_;
 };
 
+// Another program that asks whether the run is gone holds the lock for a moment.
+std::unique_ptr<platform::FileClaim> Claim(const std::string& path) {
+  constexpr int kMostTries = 20;
+  constexpr std::uint32_t kPause = 10;
+  std::unique_ptr<platform::FileClaim> claim = platform::FileClaim::TryClaim(path, kLockedByte);
+  for (int tries = 1; claim == nullptr && tries < kMostTries; ++tries) {
+    platform::SleepMilliseconds(kPause);
+    claim = platform::FileClaim::TryClaim(path, kLockedByte);
+  }
+  return claim;
+}
+
 }  // namespace
 
 Status RunLocks::Hold(const Uid& run, std::unique_ptr<RunHold>& hold) {
@@ -67,7 +79,7 @@ Status RunLocks::Hold(const Uid& run, std::unique_ptr<RunHold>& hold) {
     platform::RemoveFile(path);
     return Failure("the file " + path + " cannot be written", file->Why());
   }
-  std::unique_ptr<platform::FileClaim> claim = platform::FileClaim::TryClaim(path, kLockedByte);
+  std::unique_ptr<platform::FileClaim> claim = Claim(path);
   if (claim == nullptr) {
     platform::RemoveFile(path);
     return Status::Failed("the file " + path +
