@@ -1,4 +1,4 @@
-// The road of a run, from process start to exit status.
+// The steps of a run, from the start of the process to its exit status.
 
 #include <new>
 #include <optional>
@@ -66,7 +66,7 @@ bool StoreOption(const ValueOption& option, const std::string& value) {
   return true;
 }
 
-// Takes one scanned option; the exit status if it ends the run.
+// Takes one scanned option. Returns the exit status if the option ends the run.
 std::optional<int> TakeOption(int letter, const char* value) {
   if (letter == 'c') {
     Params().bAttended = false;

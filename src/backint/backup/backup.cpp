@@ -21,7 +21,7 @@ namespace {
 
 constexpr const char* kTraceSource = "backint_back";
 
-// An item that is not handed to any job.
+// Reports an item that no job gets.
 void ReportRefusedItem(const std::string& item) {
   static_cast<void>(WriteBackupResult(item, ItemStatus::kFailed));
 }
@@ -33,7 +33,7 @@ void ReportRefusedItems(const ItemList& items) {
   }
 }
 
-// The one job of a run in which every item is a log file: the mover reads the input file itself.
+// The only job of a run in which every item is a log file: the mover reads the input file itself.
 RunResult RunLogJob(InputFile input) {
   TRACE(3, "INFO: ....Log Files Backup .....");
   SpooledInput spool;
@@ -47,8 +47,8 @@ RunResult RunLogJob(InputFile input) {
   return result;
 }
 
-// The redo logs and control files of an ordinary list, in a job of their own ahead of the others. False if
-// the items cannot be worked through at all.
+// Saves the redo logs and control files of an ordinary list, in a job of their own before the others. False
+// if the items cannot be processed at all.
 bool RunSpecialJob(const ItemList& items, RunResult& result) {
   SpecialItems special;
   if (SplitRedoAndControlFiles(items, special) == RunResult::kFailure) {
@@ -89,7 +89,7 @@ bool IsRootDirectory(const std::string& item) {
   return end == std::string::npos || (end == 1 && item[1] == ':');
 }
 
-// Whether the item, which is there, is one that no job can take; that is told and counts as a failure.
+// Whether no job can save the item, which exists. This is traced and counts as a failure.
 bool RefusesItem(const std::string& item, bool directory) {
   if (IsUnsavableName(item)) {
     TRACE(1, "ERROR: a name with a backslash cannot be backed up: %s.", item.c_str());
@@ -120,8 +120,8 @@ struct FoundItem {
   bool directory;
 };
 
-// The next items, up to a directory. Looking up may take its time: it is done with before anything is said of
-// these items.
+// Looks up the next items, up to a directory. This may take long, so it is finished before anything is said
+// about these items.
 std::vector<FoundItem> LookUpSome(ItemList::Iterator& next, const ItemList::Iterator& end) {
   constexpr std::size_t kMost = 64;
   std::vector<FoundItem> found;
@@ -135,8 +135,8 @@ std::vector<FoundItem> LookUpSome(ItemList::Iterator& next, const ItemList::Iter
   return found;
 }
 
-// One item of an ordinary list: reported at once, told as the directory to save now, or put to the files that
-// wait for their saveset.
+// Decides one item of an ordinary list: it is reported at once, or given back as the directory to save now,
+// or added to the files that wait for their saveset.
 void DecideItem(const FoundItem& item, std::string& directory, std::vector<FileRecord>& files,
                 RunResult& result) {
   const bool missing = item.name.empty() || item.info.kind == platform::PathKind::kMissing;
@@ -153,7 +153,7 @@ void DecideItem(const FoundItem& item, std::string& directory, std::vector<FileR
   }
 }
 
-// Works through the items; what is left is the files.
+// Works through the items and returns the files that are left.
 std::vector<FileRecord> HandleItems(const ItemList& items, RunResult& result) {
   std::vector<FileRecord> files;
   for (ItemList::Iterator next = items.begin(); next != items.end();) {

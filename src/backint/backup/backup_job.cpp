@@ -22,7 +22,7 @@ RunResult WriteLine(const std::string& item, ItemStatus status) {
   return result;
 }
 
-// A job that is not open on the server: none of its items is saved.
+// For a job that is not open on the server: none of its items is saved.
 RunResult ReportUnopenedJob(const JobItems& items) {
   const ItemReading requested = ReadItemsAloud(items);
   ResultLines lines;

@@ -1,9 +1,9 @@
-// One backup job: the server-side unit of one run of the mover, from its opening to its close.
+// One backup job: the server opens it for one run of the mover and closes it afterwards.
 #pragma once
 
 #include "backint/base/run_records.h"
 #include "backint/caller/item_sources.h"
 
-// Saves the items and writes their result lines. Of a directory what lies directly in it is saved, or all of
-// it by a mover that walks directories itself.
+// Saves the items and writes their result lines. Of a directory only the first level is saved, or all of it
+// if the mover walks directories itself.
 RunResult BackupJob(const JobItems& items);

@@ -20,7 +20,8 @@ ItemList NamesOf(const ItemEntries& entries) {
   return names;
 }
 
-// Writes the job's lines, all with one status; what the writing of the last one gave is the result.
+// Writes the job's lines, all with one status. The result is that of the last line, or a failure if the
+// output cannot be closed without a loss.
 RunResult WriteLines(const ItemList& names, const std::string& directory, ItemStatus status) {
   if (!directory.empty()) {
     return WriteBackupResult(directory, status);
@@ -80,17 +81,17 @@ namespace {
 struct Told {
   bool begin = false;
   bool end = false;
-  bool nothingMore = false;  // it refused the beginning, or has answered to the end
+  bool nothingMore = false;  // it has refused the beginning or answered to the end
 };
 
-// The rest of a job of which BRBACKUP was told `#BEGIN`.
+// The rest of a job after BRBACKUP was told `#BEGIN`.
 RunResult SaveAndEnd(const JobItems& items, Told& told) {
   TRACE(3, "Start xfr backup");
   const SavedItems saved = ExecuteXFR(items);
   const ItemList names = NamesOf(saved.entries);
   if (saved.result == RunResult::kFailure) {
     TRACE(1, "ERROR: Backuping file failes.");
-    // The database has to be told in any case; the job has failed whatever it answers.
+    // The database must be told in any case. Whatever it answers, the job has failed.
     static_cast<void>(HandleSwitchFiles({names, "", ""}, SwitchTag::kEnd, told.end));
     told.nothingMore = true;
     return Fail(names, items.directory);
@@ -106,8 +107,8 @@ RunResult SaveAndEnd(const JobItems& items, Told& told) {
   return written == RunResult::kFailure ? written : saved.result;
 }
 
-// A database that nobody tells stays in its backup state. An answer that is not taken yet is that to what it
-// was told last; one that refuses the beginning needs no end.
+// A database that nobody tells stays in its backup state. An answer that was not taken yet belongs to what
+// was told last. A beginning that was refused needs no end.
 void EndWithLittleMemory(const JobItems& items, Told& told) {
   try {
     const bool refused = SwitchFilesExist() && TakeSwitchAnswer() == RunResult::kFailure;
@@ -115,13 +116,13 @@ void EndWithLittleMemory(const JobItems& items, Told& told) {
       static_cast<void>(HandleSwitchFiles(items, SwitchTag::kEnd, told.end));
     }
   } catch (const std::bad_alloc&) {
-    return;  // what memory there is does not even suffice for this
+    return;  // the memory does not suffice even for this
   }
 }
 
 RunResult SaveBetween(const JobItems& items, Told& told) {
   if (RunIsInterrupted() || HandleSwitchFiles(items, SwitchTag::kBegin, told.begin) == RunResult::kFailure) {
-    // The mover was not started: its items are the job's own.
+    // The mover was not started, so the items are the job's own.
     told.nothingMore = true;
     TRACE(1, "ERROR: Handling switch files (#BEGIN) failes.");
     return Fail(ReadItemsAloud(items).names, items.directory);

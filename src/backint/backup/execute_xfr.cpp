@@ -25,7 +25,7 @@ void WarnOfBlanks(const ItemList& items) {
   }
 }
 
-// `source` is what stands behind the mover's trace level: the items, or "-f" and a file.
+// `source` follows the mover's trace level: the items, or "-f" and a file.
 std::string BackupCommand(const JobItems& items, const std::string& source) {
   const SessionData& server = Server();
   const bool walksDirectory = !items.directory.empty() && Params().bDirectoryXfrUse;
@@ -41,7 +41,7 @@ std::string ShortCommand(const JobItems& items) {
   return BackupCommand(items, file.empty() ? JoinForCommand(items.names) : file);
 }
 
-// The command with a list file in place of the items; none if that cannot be written.
+// The command with a list file instead of the items; nothing if the list cannot be written.
 std::optional<std::string> CommandWithList(const JobItems& items, FileList& list) {
   TRACE(3, "INFO: Backup Source too long. Putting files into file list: filelist.txt.");
   TRACE(3, "INFO: File list: %s.", list.Path().c_str());
@@ -60,7 +60,7 @@ XfrRun RunMover(const JobItems& items, ItemReading held, const std::string& comm
   return run;
 }
 
-// Starts the mover with the items on its command line or, where that does not do, with a list file.
+// Starts the mover with the items on its command line or, if that is not possible, with a list file.
 XfrRun SaveItems(const JobItems& items, ItemReading held, std::unique_ptr<FileList>& list) {
   const std::string command = ShortCommand(items);
   if (!TakesFileList(command, items.listFile.empty() ? items.names : ItemList())) {
@@ -75,7 +75,7 @@ XfrRun SaveItems(const JobItems& items, ItemReading held, std::unique_ptr<FileLi
   return RunMover(items, std::move(held), *withList);
 }
 
-// Confirmed items first, then the requested ones that nobody confirmed.
+// Confirmed items first, then the requested items that were not confirmed.
 ItemEntries SettleItems(const ItemList& requested, ItemList confirmedItems) {
   const TraceBatch batch;
   TextNumbers confirmed;
@@ -100,7 +100,7 @@ SavedItems ExecuteXFR(const JobItems& items) {
   WarnOfBlanks(held.names);
   std::unique_ptr<FileList> list;
   XfrRun run = SaveItems(items, std::move(held), list);
-  // In a log run: what the list file holds now.
+  // In a log run this is what the list file contains now.
   const ItemReading requested = ReadItemsAloud(items);
   const std::size_t confirmed = run.confirmed.Count();
   SavedItems saved{run.result, SettleItems(requested.names, std::move(run.confirmed))};

@@ -6,10 +6,10 @@
 #include "backint/caller/item_sources.h"
 
 struct SavedItems {
-  RunResult result;     // the mover's, or a failure if any item was not confirmed
-  ItemEntries entries;  // the confirmed items in the order in which the mover told them, one that it told
-                        // twice twice; behind them, as failed, the others in the order of the request
+  RunResult result;     // the mover's, or a failure if an item was not confirmed or a list could not be read
+  ItemEntries entries;  // the confirmed items in the order of the mover's lines (twice if there are two
+                        // lines); after them the other items in the order of the request, as failed
 };
 
-// Has the mover save the items of an open job.
+// Lets the mover save the items of an open job.
 [[nodiscard]] SavedItems ExecuteXFR(const JobItems& items);

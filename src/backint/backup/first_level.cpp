@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* kTraceSource = "backint_back";
 
-// Whether an entry's own name can be told to nobody, so that the directory is not saved at all.
+// Whether the name of an entry cannot be passed on to anybody. Then the directory is not saved at all.
 bool RefusesEntry(const std::string& name, const std::string& path) {
   if (name.find('\n') != std::string::npos) {
     std::string shown = path;
@@ -49,7 +49,7 @@ ItemList FirstLevel::Expand(const std::string& directory) {
   return items;
 }
 
-// What goes to the mover for an entry: a directory's marker file, which is made, or the entry itself.
+// What the mover gets for an entry: the entry itself, or for a directory its marker file, which is created.
 std::string FirstLevel::EntryOrMarker(const std::string& entry) {
   if (!IsDirectory(entry)) {
     return entry;

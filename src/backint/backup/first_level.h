@@ -1,4 +1,5 @@
-// A directory whose first level alone goes to the mover: its files, and a marker file for each subdirectory.
+// A directory of which only the first level goes to the mover: its files, and a marker file for each
+// subdirectory.
 #pragma once
 
 #include <string>
@@ -11,14 +12,14 @@ class FirstLevel {
   FirstLevel() = default;
   FirstLevel(const FirstLevel&) = delete;
   FirstLevel& operator=(const FirstLevel&) = delete;
-  // Markers that are still there go, whatever ends the job.
+  // Deletes markers that are still there, however the job ended.
   ~FirstLevel();
 
-  // Makes the markers and gives what goes to the mover. Empty, which is traced, if nothing can: the directory
-  // holds nothing or cannot be read, or the name of an entry cannot be handed over.
+  // Creates the markers and returns what the mover is to save. Empty, which is traced, if there is nothing:
+  // the directory is empty or cannot be read, or the name of an entry cannot be passed on.
   [[nodiscard]] ItemList Expand(const std::string& directory);
 
-  // Deletes the marker files of this job, also one that was there before.
+  // Deletes the marker files of this job, even one that existed before.
   void DeleteMarkers();
 
  private:

@@ -16,10 +16,10 @@ namespace {
 
 constexpr const char* kTraceSource = "backint_util";
 
-// The plan is a walk over all waiting files for each saveset. Two properties of that walk make it cheap.
-// Files of one size are taken or passed over from the front of their class on, since the total never falls;
-// and a file that does not fit matters only if it may be the candidate for the tolerance. So a pass jumps
-// from each class that fits to the next one and looks at a single class of those between.
+// By the rules, each saveset needs a walk over all files that wait. Two facts make this cheap. The total
+// never falls, so the files of one size (a class) are taken or passed over from the front of the class on.
+// And a file that does not fit matters only as the candidate for the tolerance. So a pass jumps from each
+// class that fits to the next one, and looks at only one class between them.
 class Packer {
  public:
   Packer(std::vector<FileRecord> files, std::int32_t maximumMb)
@@ -28,7 +28,7 @@ class Packer {
   std::vector<ItemList> Pack();
 
  private:
-  // The files of one size that have no place yet: order_[next] up to order_[end].
+  // The files of one size that have no place yet: from order_[next] up to, but not including, order_[end].
   struct SizeClass {
     std::size_t next = 0;
     std::size_t end = 0;
@@ -53,7 +53,7 @@ class Packer {
 
   std::vector<FileRecord*> order_;  // largest first, without doubles
   Classes waiting_;
-  std::size_t filesBeforeDouble_ = std::numeric_limits<std::size_t>::max();  // in front of the first double
+  std::size_t filesBeforeDouble_ = std::numeric_limits<std::size_t>::max();  // before the first double
 
   // Of the saveset being packed.
   ItemList saveset_;
@@ -85,9 +85,9 @@ void Packer::SortBySize() {
   }
 }
 
-// A double is never packed: if its twin finds no place in a pass, it finds none either, and once the twin has
-// one, it is passed over. But it never leaves the list, and one that stands in front of all files that wait
-// changes how a saveset is opened.
+// A double is never packed: if its twin finds no place in a pass, the double finds none either, and once the
+// twin has a place, the double is passed over. But it never leaves the list. If it comes before all files
+// that wait, a saveset is opened in another way.
 void Packer::AddClass(std::size_t begin, std::size_t end) {
   const std::size_t first = order_.size();
   std::unordered_set<std::string_view> names;
@@ -119,8 +119,9 @@ void Packer::PackOneSaveset() {
   Close();
 }
 
-// The file in front opens the saveset however large it is. Behind a double in front, files are taken only as
-// far as they fit; if not even the smallest does, the pass would place nothing, and the next one too.
+// The first file opens the saveset, however large it is. If a double comes first, files are taken only if
+// they fit. But if not even the smallest one fits, this pass would place nothing, nor would the next one;
+// then the first file opens the saveset after all.
 bool Packer::FirstFileOpens() const {
   const bool doubleInFront = waiting_.begin()->second.next >= filesBeforeDouble_;
   const std::int64_t smallest = waiting_.rbegin()->first;
@@ -137,7 +138,7 @@ void Packer::OpenSaveset() {
 }
 
 void Packer::FirstFit() {
-  // The size tried last: the walk never comes back to larger ones.
+  // The size that was tried last: the walk never comes back to larger ones.
   std::int64_t lastTried = std::numeric_limits<std::int64_t>::max();
   while (!closed_) {
     const auto fitting = waiting_.lower_bound(maximum_ - total_);
@@ -150,9 +151,9 @@ void Packer::FirstFit() {
   }
 }
 
-// Of the classes passed over on the way to `fitting` the smallest, if it stays within the tolerance, becomes
-// the candidate, since each smaller file takes the place of a larger one. The total counts as it is now: what
-// is placed later is left out.
+// The smallest of the classes that were passed over on the way to `fitting` becomes the candidate, if it
+// stays within the tolerance: each smaller file takes the place of a larger one. The total counts as it is
+// now, without files that are placed later.
 void Packer::RememberCandidate(Classes::iterator fitting, std::int64_t lastTried) {
   if (fitting == waiting_.begin()) {
     return;
@@ -176,7 +177,7 @@ void Packer::FillFrom(Classes::iterator sizeClass) {
   }
 }
 
-// Moves the class's next file into the saveset; a class without files goes.
+// Moves the next file of the class into the saveset. A class without files is removed.
 void Packer::Put(Classes::iterator sizeClass) {
   FileRecord& file = *order_[sizeClass->second.next++];
   TRACE(3, "INFO: Putting file [%s] into saveset (~%dMb).", file.name.c_str(), file.sizeMb);

@@ -1,4 +1,4 @@
-// printf into texts of any length.
+// Formats text as printf does, into a std::string. The length is not limited.
 #pragma once
 
 #include <cstdarg>
@@ -6,5 +6,5 @@
 
 __attribute__((format(printf, 1, 2))) std::string FormatText(const char* format, ...);
 
-// The same for a caller that has its own arguments.
+// The same for arguments that the caller has as a va_list.
 __attribute__((format(printf, 1, 0))) std::string FormatArguments(const char* format, std::va_list arguments);

@@ -7,7 +7,7 @@ bool InputLines::Next(std::string& line) {
   while (file_.ReadLine(line, kPathWidth)) {
     StripNewline(line);
     if (!IsEmptyLine(line)) {
-      TrimBlanks(line);  // what stood in front of a second carriage return
+      TrimBlanks(line);  // blanks before a second carriage return
       return true;
     }
   }

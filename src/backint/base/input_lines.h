@@ -1,18 +1,19 @@
-// The rules that every reader of an input file shares.
+// How the lines of an input file are read. All readers share these rules.
 #pragma once
 
 #include <string>
 
 #include "platform/platform.h"
 
-// Delivers the lines of a text file: without line end, without blanks at both ends, empty ones passed over.
+// Reads a text file line by line. Removes the line end and the blanks at both ends, and skips empty lines.
+// The file is borrowed.
 class InputLines {
  public:
   explicit InputLines(platform::TextFile& file) : file_(file) {}
 
-  // The next line; false at the end, and when reading failed (`Failed`).
+  // Gives the next line. False at the end of the file, and if reading failed (`Failed` tells which).
   [[nodiscard]] bool Next(std::string& line);
-  // The next line as the name of an item: one more carriage return at its end is taken off.
+  // Gives the next line as the name of an item: one more carriage return at its end is removed.
   [[nodiscard]] bool NextName(std::string& name);
   [[nodiscard]] bool Failed() const { return file_.ReadFailed(); }
 

@@ -1,7 +1,7 @@
-// A run that is told to end: what is open is closed, and every item that has no result line yet is reported
-// as failed.
+// A run that was told to end: everything open is closed, and every item without a result line is reported as
+// failed.
 #pragma once
 
-// Whether the run was interrupted. Asked before each new job, query and item; the first time that it is so,
-// it is told in the trace.
+// Whether the run was interrupted. To be asked before each new job, query and item. The first time that the
+// answer is yes, the trace says so.
 [[nodiscard]] bool RunIsInterrupted();

@@ -1,4 +1,4 @@
-// The program's working list: records in the order of their pushing.
+// The program's working list: records in the order in which they were added.
 #pragma once
 
 #include <cstddef>
@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
-// Records are opaque text of any length, blanks included; doubles are kept. Positions count from 1.
+// A record is text of any length and content. Equal records are all kept. Positions count from 1.
 //
-// A record takes its own bytes and one number, so that a run may have millions; what is read is a copy, of
-// which an iterator has one.
+// A record takes its own bytes and one number, because a run may have millions of records. Reading gives a
+// copy; an iterator has one copy, which it uses again for each record.
 class ItemList {
  public:
   ItemList() = default;
@@ -27,10 +27,10 @@ class ItemList {
     ends_.push_back(text_.size());
   }
 
-  // The record at a position; none if there is none.
+  // The record at a position; nothing if there is no such position.
   [[nodiscard]] std::optional<std::string> Get(std::size_t position) const;
 
-  // Whether some record is this text, letter for letter.
+  // Whether a record is equal to this text, letter for letter. Compares with one record after the other.
   [[nodiscard]] bool Contains(std::string_view text) const;
 
   [[nodiscard]] std::size_t Count() const { return ends_.size(); }
@@ -56,7 +56,7 @@ class ItemList {
    private:
     const ItemList* list_;
     std::size_t index_;
-    mutable std::string record_;  // one for all of them: a run may have millions
+    mutable std::string record_;  // used again for each record: a run may have millions
   };
   [[nodiscard]] Iterator begin() const { return {*this, 0}; }
   [[nodiscard]] Iterator end() const { return {*this, ends_.size()}; }
@@ -68,12 +68,12 @@ class ItemList {
   }
 
   std::string text_;               // all records, one after the other
-  std::vector<std::size_t> ends_;  // of each record in the text
+  std::vector<std::size_t> ends_;  // where each record ends in `text_`
 };
 
-// The joined list: all records as one text with one blank between any two.
+// All records as one text, with one blank between two records.
 [[nodiscard]] std::string JoinItems(const ItemList& list);
 
-// The first `limit` characters of the joined list, built only as far as that. True if the joined list is
-// shorter than `limit`, so that `text` is all of it.
+// The first `limit` characters of the joined list. Records after them are not read. True if the joined list
+// is shorter than `limit`, so that `text` contains all of it.
 bool JoinUpTo(const ItemList& list, std::size_t limit, std::string& text);

@@ -5,7 +5,7 @@
 
 namespace {
 
-// Two tools, one after the other, with what is read of them.
+// Enough to run two tools, one after the other, and to read their output.
 constexpr std::size_t kReserve = 512 * 1024;
 
 std::unique_ptr<char[]> reserve;

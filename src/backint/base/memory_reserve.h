@@ -1,8 +1,8 @@
-// Memory that is kept back for the end of a run that has none left.
+// Memory that is reserved for the end of a run that has no memory left.
 #pragma once
 
-// Made once, first of all. When memory is exhausted it is given back, and the allocation fails all the same:
-// what catches that can close what is open.
+// To be created once, before anything else. When an allocation fails, the reserve is freed, and the
+// allocation throws std::bad_alloc all the same. Whoever catches that has memory to close what is open.
 class MemoryReserve {
  public:
   MemoryReserve();

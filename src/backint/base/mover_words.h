@@ -1,5 +1,5 @@
-// What the data mover says, and the program reads: a line means something if it has the number and the text,
-// wherever in it they are.
+// What the data mover prints and the program looks for. A line has a meaning if it contains the number and
+// the text, at any place.
 #pragma once
 
 #include <array>

@@ -19,11 +19,12 @@ OwnList::OwnList(Name name) {
   const std::string path = directory + (name == Name::kFileList ? "filelist" : "newinput");
   const std::string ownPath = path + "_" + std::to_string(platform::ProcessId());
   claim_ = platform::FileClaim::TryClaim(lock, static_cast<std::uint32_t>(name));
-  // Where the lock file itself cannot be made, neither can the list, and the messages name it plainly.
+  // If the lock file cannot be created, the list cannot be created either. Then the messages show the fixed
+  // name.
   const bool claimed = claim_ != nullptr || !FileExists(lock);
   path_ = path + ".txt";
   if (claimed && IsThere(path_)) {
-    platform::RemoveFile(path_);  // a killed run's
+    platform::RemoveFile(path_);  // left by a killed run
   }
   if (!claimed || IsThere(path_)) {
     path_ = ownPath + ".txt";
@@ -42,7 +43,7 @@ OwnList::~OwnList() {
 }
 
 bool OwnList::Create() {
-  made_ = true;  // perhaps, if memory does not suffice for the rest
+  made_ = true;  // if memory runs out in the next line, the file may be there
   file_ = platform::TextFile::Open(path_, platform::TextFile::Mode::kCreate);
   made_ = file_ != nullptr;
   return made_;

@@ -1,5 +1,6 @@
-// The lists that this program writes beside its traces for the data mover. Their names are fixed, so that a
-// reader of the trace knows them, and two runs under one directory must not write the same file.
+// The lists that this program writes for the data mover, in the directory of the traces. Their names are
+// fixed, so that a reader of the trace knows them. But two runs with the same directory must not write the
+// same file.
 #pragma once
 
 #include <cstdint>
@@ -9,12 +10,13 @@
 #include "backint/base/item_list.h"
 #include "platform/platform.h"
 
-// A claim on one of those names, held as long as the object lives. A list that was written goes with it.
+// A claim on one of these names for the life of the object. The destructor deletes the list that was written.
 class OwnList {
  public:
   enum class Name : std::uint32_t { kFileList, kNewInput };
-  // Claims `filelist.txt` or `newinput.txt` under `saptrace`. If another run holds the name, or has left a
-  // list there that is another account's, this run's list has its process number in its name.
+  // Claims `filelist.txt` or `newinput.txt` under `saptrace`. If another run has claimed the name, or a list
+  // there cannot be deleted because it belongs to another account, the name of this run's list contains its
+  // process number (and a random text, if there is a file of that name too).
   explicit OwnList(Name name);
   OwnList(const OwnList&) = delete;
   OwnList& operator=(const OwnList&) = delete;
@@ -22,15 +24,15 @@ class OwnList {
 
   [[nodiscard]] const std::string& Path() const { return path_; }
 
-  // Makes the file, for lines in the order of the calls of `Put`. Each of the three is false if that cannot
-  // be done, and the file is gone then.
+  // Create the file, add a line at its end, and close it. Each returns false if this failed; the file is then
+  // deleted.
   [[nodiscard]] bool Create();
   [[nodiscard]] bool Put(const std::string& line);
   [[nodiscard]] bool Close();
 
-  // Deletes the file if it is there.
+  // Deletes the file if this object has created it.
   void Remove();
-  // The file stays, for someone to look at.
+  // Leaves the file in its place, for people to look at.
   void Keep() { made_ = false; }
 
  private:

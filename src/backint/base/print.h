@@ -1,15 +1,15 @@
-// What people read on standard output and standard error.
+// Messages for people, on standard output and standard error.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// printf to standard output, handed over at once.
+// Writes to standard output as printf does, and flushes.
 __attribute__((format(printf, 1, 2))) void Print(const char* format, ...);
 
-// A sentence to standard error, on a line of its own: for the administrator, whom no caller keeps it from.
-// One that was just told is not told again.
+// Writes a sentence as a line to standard error. It is for the administrator: no caller hides standard error.
+// A sentence that is equal to the last one is not written again.
 void TellOnStandardError(const std::string& sentence);
 
-// The text as it stands. False if it could not be written.
+// Writes the text to standard output, unchanged, and flushes. False if it could not be written.
 bool PrintText(std::string_view text);

@@ -56,8 +56,7 @@ std::vector<TailIndex::Positions> TailIndex::FindTails(std::string_view text) co
   return FindTails(text, [](std::string_view) { return true; });
 }
 
-// The suffix stands behind each tail, so that the text from the tail on is what has to occur for the first
-// time.
+// The suffix follows each tail. So the text from the tail to the end is what must not occur earlier.
 std::vector<TailIndex::Positions> TailIndex::FindFirstTails(std::string_view text,
                                                             std::string_view suffix) const {
   if (!text.ends_with(suffix)) {

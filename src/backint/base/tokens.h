@@ -4,6 +4,6 @@
 #include <string>
 #include <vector>
 
-// Splits a line at blanks; a run of blanks counts as one separator, and nothing but the blank separates.
-// Where more than one blank stands in front of a word, the word keeps one of them as its first character.
+// Splits a line at spaces. Several spaces in a row are one separator; no other character separates. If more
+// than one space comes before a word, the word keeps one of them as its first character.
 [[nodiscard]] std::vector<std::string> SplitTokens(const std::string& line);

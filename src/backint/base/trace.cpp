@@ -17,20 +17,19 @@ namespace {
 constexpr std::size_t kSourceWidth = 15;
 constexpr std::size_t kTraceFWidth = 4095;
 
-// Lines that wait for the end of the outermost batch, or until so many bytes have come together, for each of
-// the two files.
+// Lines that wait until the outermost batch ends, or until one of the two files has this many bytes waiting.
 constexpr std::size_t kMostWaiting = 65536;
 int openBatches = 0;
 std::string waitingTrace;
 std::string waitingXfrTrace;
 
-// The name of a module: of a path only what stands behind its last backslash.
+// The name of a module: of a path only the part after its last backslash.
 const char* ModuleName(const char* source) {
   const char* last = std::strrchr(source, '\\');
   return last != nullptr && last[1] != '\0' ? last + 1 : source;
 }
 
-// At the right end of a column; wider if it does not fit.
+// Appends the text at the right end of a column. A text that does not fit is not cut.
 void AppendColumn(std::string& line, std::string_view text, std::size_t width, char fill = ' ') {
   line.append(width - std::min(width, text.size()), fill).append(text);
 }
@@ -47,8 +46,8 @@ std::string_view ShownPart(std::string_view message) {
   return message.substr(0, message.find('\0'));
 }
 
-// The message with line ends of carriage return and line feed, and one at its end: one that ends in them
-// leaves one line end, not two.
+// Appends the message with line ends of CR LF, and one at its end. A message that ends in CR LF gets no
+// second one.
 void AppendMessage(std::string& line, std::string_view message) {
   if (message.size() >= 2 && message[message.size() - 2] == '\r') {
     message.remove_suffix(2);
@@ -60,7 +59,7 @@ void AppendMessage(std::string& line, std::string_view message) {
   line.append(message).append("\r\n");
 }
 
-// Whole or, where there is no memory for it, not at all.
+// Appends the whole line or, if there is no memory for it, nothing.
 void AppendLine(std::string& lines, const char* source, int number, std::string_view message) {
   static const std::string begin = "KVB:(" + std::to_string(platform::ProcessId()) + "): ";
   const std::string_view module = ModuleName(source);
@@ -79,7 +78,7 @@ void AppendLine(std::string& lines, const char* source, int number, std::string_
   AppendMessage(lines, message);
 }
 
-// A file that cannot be written is told once.
+// Reports a file that cannot be written, but only once.
 bool AppendOrTell(const std::string& path, const std::string& text) {
   static std::set<std::string> told;
   std::string why;

@@ -1,6 +1,6 @@
-// The trace: the program's only log. One line is one complete cycle of open, lock, write and close, and so
-// are the lines of a batch (`TraceBatch`): nothing stays open between them, and several processes can share a
-// file.
+// The trace: the program's only log. For each line the file is opened, locked, written and closed again, and
+// likewise for the lines of a batch (`TraceBatch`). Nothing stays open in between, so several processes can
+// share a file.
 #pragma once
 
 #include <string>
@@ -8,20 +8,20 @@
 
 #include "backint/base/format.h"
 
-// Levels: 1 errors and the marks of a run's progress, 2 warnings, 3 details.
+// Levels: 0 always (if the trace is on), 1 errors and the progress of a run, 2 warnings, 3 details.
 
-// Writes one line to `szTraceFile`. `source` is the module that speaks (of a path only what stands
-// behind its last backslash), `line` the line of the call, `message` the finished text, of which 1,500
-// characters are shown. Returns 1 when the line was written, 0 when the level filter dropped it, -1 when
-// writing failed. No caller looks at the result: the trace never stops a run.
+// Writes one line to `szTraceFile`. `source` is the module that writes (of a path only the part after its
+// last backslash is shown), `line` the source line of the call, `message` the finished text, of which 1,500
+// characters are shown. Returns 1 if the line was written or waits in a batch, 0 if its level is not shown,
+// -1 if writing failed. No caller checks the result: the trace never stops a run.
 int WriteTrace(const char* source, int line, std::string_view message, int level);
 
-// The same for `szXfrTraceFile`, without level and filter. Returns 1 or -1.
+// The same for `szXfrTraceFile`, whatever the trace level. Returns 1 or -1.
 int WriteXfrTrace(const char* source, int line, std::string_view message);
 
-// printf-like, compiler-checked. A format that begins with "%l", a digit and a blank is written at that
-// level (above 3 counts as 3), any other at level 3. The text ends after 4,095 characters. Source and line
-// are the operation's own.
+// Takes a format as printf does, which the compiler checks. A format that begins with "%l", a digit and a
+// blank is written at this level (above 3 counts as 3), any other at level 3. The text is cut after 4,095
+// characters. Source and line are those of this function, not of its caller.
 #define TraceF(format, ...) \
   TraceFormatted(TraceFLevel(format), (format) + TraceFSkip(format) __VA_OPT__(, ) __VA_ARGS__)
 
@@ -34,11 +34,11 @@ constexpr int TraceFLevel(const char* format) {
 }
 constexpr int TraceFSkip(const char* format) { return TraceFMarked(format) ? 4 : 0; }
 
-// Whether a message of that level would be written.
+// Whether a message of this level would be written.
 bool TraceShows(int level);
 
-// A trace call: formats only when the level passes. `TRACE_AS` names the module that speaks; `TRACE` takes it
-// from `kTraceSource`, which the source file defines.
+// A trace call. It formats the text only if the level is shown. `TRACE_AS` names the module that writes;
+// `TRACE` takes it from `kTraceSource`, which the source file defines.
 #define TRACE_AS(source, level, ...)                                  \
   do {                                                                \
     if (TraceShows(level)) {                                          \
@@ -47,9 +47,9 @@ bool TraceShows(int level);
   } while (false)
 #define TRACE(level, ...) TRACE_AS(kTraceSource, level, __VA_ARGS__)
 
-// While one lives, lines are gathered; they reach their files some at a time, the last when the outermost
-// ends. For lines between which nobody outside can observe anything, such as the comparisons within one line
-// of the mover.
+// While such an object lives, trace lines are gathered and written several at a time, the last ones when the
+// outermost object ends. For lines between which nobody outside can observe anything, such as the comparisons
+// for one line of the mover.
 class TraceBatch {
  public:
   TraceBatch();
@@ -57,10 +57,11 @@ class TraceBatch {
   TraceBatch& operator=(const TraceBatch&) = delete;
   ~TraceBatch();
 
-  // Writes what was gathered so far; before something that can be observed from outside.
+  // Writes what was gathered so far. To be called before something that can be observed from outside.
   static void WriteOut();
 
-  // The same; and while one lives, lines are written at once, as if there were no batch around it.
+  // Writes what was gathered so far. While such an object lives, each line is written at once, as if there
+  // were no batch.
   class Pause {
    public:
     Pause();
@@ -69,14 +70,14 @@ class TraceBatch {
     ~Pause();
 
    private:
-    int paused_;  // batches
+    int paused_;  // how many batches were open
   };
 };
 
-// Turn a bare trace-file name of BackintParams into its path under SAPDATA_HOME and tell it on standard
-// error. The directory is not made.
+// Turn the bare name of a trace file in BackintParams into its path in `saptrace` under SAPDATA_HOME, and
+// write the path to standard error. The second does not look at the field. The directory is not created.
 void SetTraceFileName(std::string& field);
 void SetComTraceFileName(std::string& field);
 
-// Writes the list of the run's parameters.
+// Traces the run's parameters.
 void TraceCommandParameters();

@@ -13,7 +13,7 @@ constexpr const char* kTraceSource = "backint_func";
 
 using platform::TextFile;
 
-// The directory is used unchanged: one that ends in a separator gives two.
+// The directory is used unchanged: if it ends in a separator, the path has two.
 std::string PathInWorkDirectory(const std::string& name) {
   const BackintParams& run = Params();
   return (run.szCaller == "BRARCHIVE" ? run.szSapArch : run.szSapBackup) + "\\" + name;
@@ -96,7 +96,7 @@ OutputFile FindOutputFile(const std::string& name) {
   return FileExists(path) ? Existing(path) : Missing(path);
 }
 
-// For appending, which makes the file if it is missing and never empties it.
+// For appending: this creates a missing file and never empties an existing one.
 std::unique_ptr<TextFile> OpenOutputFile(const OutputFile& output) {
   std::unique_ptr<TextFile> file = TextFile::Open(output.path, TextFile::Mode::kAppend);
   if (file == nullptr && !output.isThere) {

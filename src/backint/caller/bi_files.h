@@ -1,4 +1,4 @@
-// The two files through which the caller hands over its work and reads the results.
+// The two files of the caller: the input with its requests and the output with the results.
 #pragma once
 
 #include <memory>
@@ -15,26 +15,26 @@ struct InputFile {
   bool rereadable = false;  // whether another program can read it at `path` once more
 };
 
-// Opens the input under its own name, else in the caller's work directory, and reads it to its end: what
-// comes later works on the lines that are held, so that an input that can be read only once serves as well as
-// any. None, with its message traced, if it cannot be opened or reading fails on the way.
+// Opens the input under its own name, otherwise in the caller's work directory, and reads it to its end. The
+// later steps work on the lines in memory, so an input may be one that can be read only once. Nothing, with a
+// message in the trace, if the file cannot be opened or read to its end.
 [[nodiscard]] std::optional<InputFile> OpenInputFile(const std::string& name);
 
-// The path of the output for one more line, as it is to be opened: its own name, else in the caller's work
-// directory. Tells of the opening, which comes next.
+// Where the output for the next line is to be opened: under its own name, otherwise in the caller's work
+// directory. Traces the opening, which comes next.
 struct OutputFile {
   std::string path;
   bool isThere = false;
 };
 [[nodiscard]] OutputFile FindOutputFile(const std::string& name);
 
-// Opens it; an existing file is never emptied. None if it cannot be opened.
+// Opens the file. An existing file is not emptied. Null if it cannot be opened.
 [[nodiscard]] std::unique_ptr<platform::TextFile> OpenOutputFile(const OutputFile& output);
 
-// Both at once. "STDOUT" gives standard output.
+// Finds the file and opens it. "STDOUT" gives standard output.
 [[nodiscard]] std::unique_ptr<platform::TextFile> OpenOutputFile(const std::string& name);
 
-// A file of this run's own that holds the lines of an input that nobody else can read; deleted at its end.
+// A file of this run with the lines of an input that no other program can read. The destructor deletes it.
 class SpooledInput {
  public:
   SpooledInput() = default;
@@ -42,8 +42,8 @@ class SpooledInput {
   SpooledInput& operator=(const SpooledInput&) = delete;
   ~SpooledInput();
 
-  // Writes the lines under `saptrace`, or in the system's temporary directory if that cannot be used. False,
-  // with its message traced, if there is no room for them in either.
+  // Writes the lines to a file under `saptrace` or, if that fails, in the system's temporary directory.
+  // False, with a message in the trace, if both fail.
   [[nodiscard]] bool Write(const ItemList& lines);
   [[nodiscard]] const std::string& Path() const { return path_; }
 

@@ -21,7 +21,7 @@ constexpr std::array<std::string_view, 9> kLogSuffixes{".ORA", ".SAP", ".DBA", "
 constexpr std::array<std::string_view, 4> kLogDirectories{"SAPBACKUP", "SAPREORG", "SAPCHECK", "SAPARCH"};
 constexpr std::array<std::string_view, 3> kControlMarks{"CTL", "CTRL", "CNTRL"};
 
-// The name of the directory that directly contains the item, between its last two backslashes; empty without.
+// The name of the directory that contains the item: between its last two backslashes. Empty without them.
 std::string_view ContainingDirectory(std::string_view item) {
   const std::size_t last = item.rfind('\\');
   if (last == std::string_view::npos || last == 0) {
@@ -110,7 +110,7 @@ bool IsUnsavableName(const std::string& item) {
 RunResult SplitRedoAndControlFiles(const ItemList& items, SpecialItems& special) {
   for (const std::string& item : items) {
     const bool isSpecial = (IsOnlineRedoLog(item) || IsControlFile(item)) && !IsUnsavableName(item);
-    // One that cannot be looked at is for the data mover to refuse.
+    // If the system cannot tell whether the item exists, the data mover will refuse it.
     if (!isSpecial || IsMissing(item)) {
       continue;
     }

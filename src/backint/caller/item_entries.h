@@ -1,4 +1,4 @@
-// The items of a job as they come back from the mover's run: each with what became of it.
+// The items of a job after the run of the mover, each with its status.
 #pragma once
 
 #include <cstddef>
@@ -12,11 +12,11 @@
 #include "backint/caller/result_line.h"
 
 struct ItemEntry {
-  const std::string& name;  // valid as with an ItemList
+  const std::string& name;  // valid until the iterator moves on
   ItemStatus status = ItemStatus::kDone;
 };
 
-// In the order of their pushing. What is read is a copy, as with an ItemList.
+// Entries in the order in which they were added. Reading gives a copy, as with an ItemList.
 class ItemEntries {
  public:
   ItemEntries() = default;
@@ -59,8 +59,8 @@ class ItemEntries {
   std::vector<ItemStatus> statuses_;
 };
 
-// A status entry as the trace shows it: the name with the digit of its status stuck to its end.
+// An entry as the trace shows it: the name, directly followed by the digit of the status.
 [[nodiscard]] std::string EntryText(const ItemEntry& entry);
 
-// The entries joined by one blank each, only as far as a trace line shows them.
+// The entries, separated by one blank, as far as a trace line shows them.
 [[nodiscard]] std::string ShownEntries(const ItemEntries& entries);

@@ -1,4 +1,4 @@
-// The items of a job, and the reading of the file that they may stand in.
+// The items of a job, and the reading of the file that may contain them.
 #pragma once
 
 #include <string>
@@ -7,15 +7,14 @@
 
 // What one job of a backup saves.
 struct JobItems {
-  ItemList names;  // the items
-  std::string
-      listFile;  // the file that holds them, which the mover reads itself; empty: it is given the names
-  std::string directory;  // the directory that is reported in their place; empty: each is reported by itself
+  ItemList names;         // the items
+  std::string listFile;   // the mover reads the items from this file; empty: it gets the names
+  std::string directory;  // reported instead of the items; empty: each item is reported
 };
 
-// A job's items as its list file has them at one moment, or, in a job without one, as the job has them. A
-// file that cannot be opened has none. If reading fails on the way they are the job's own: each item keeps
-// its line.
+// The items that a job's list file contains at one moment, or the job's own items if it has no list file.
+// Empty if the file cannot be opened. If reading fails later, these are the job's own items, so that each of
+// them gets its line.
 struct ItemReading {
   enum class End { kWhole, kNotOpened, kFailed };
   ItemList names;
@@ -23,14 +22,14 @@ struct ItemReading {
   End end = End::kWhole;
 };
 
-// Reads without a word.
+// Reads the items. Traces nothing.
 [[nodiscard]] ItemReading ReadItems(const JobItems& items);
 
-// Traces what a reading of the list file says, nothing without one.
+// Traces the reading of the list file; nothing if there is none.
 void TraceReading(const ItemReading& reading);
 
-// Reads and traces that.
+// Reads the items and traces that.
 [[nodiscard]] ItemReading ReadItemsAloud(const JobItems& items);
 
-// A name that a command line cannot carry as one word, so that it travels in a list file.
+// Whether a command line cannot carry the name as one word, so that it must be in a list file.
 [[nodiscard]] bool NeedsListFile(const std::string& name);

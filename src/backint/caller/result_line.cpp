@@ -10,7 +10,7 @@
 
 namespace {
 
-// Bytes of lines that are written at once.
+// When so many bytes wait, they are written.
 constexpr std::size_t kMostGathered = 65536;
 ResultLines* together = nullptr;
 
@@ -18,7 +18,7 @@ RunResult ResultOf(bool written) { return written ? RunResult::kSuccess : RunRes
 
 }  // namespace
 
-// The output file for a text: one that is open already, or opened now.
+// The output file for one text: a file that is open already, or one that is opened now.
 class OutputForText {
  public:
   explicit OutputForText(const std::string& name) {
@@ -26,7 +26,7 @@ class OutputForText {
       file_ = OpenOutputFile(name);
       return;
     }
-    // Nobody is told of each opening if no trace shows it.
+    // Each opening is looked up and traced. If no trace shows that, an open file is used as it is.
     if (together->file_ == nullptr || TraceShows(2)) {
       OutputFile output = FindOutputFile(name);
       if (together->file_ == nullptr || !output.isThere || output.path != together->path_) {
@@ -41,11 +41,11 @@ class OutputForText {
   }
   [[nodiscard]] bool IsOpen() const { return file_ != nullptr; }
 
-  // A file in which a text failed is opened anew for the next one.
+  // After a failed text, the file is opened anew for the next one.
   bool Write(std::string_view text) {
     const bool staysOpen = together != nullptr && file_->AppendsToFile();
     if (!staysOpen) {
-      TraceBatch::WriteOut();  // a pipe may have nobody who reads it
+      TraceBatch::WriteOut();  // writing to a pipe may wait for its reader
     }
     if (!file_->Write(text)) {
       return false;
@@ -77,7 +77,7 @@ std::string Line(std::initializer_list<std::string_view> parts) {
   return line += '\n';
 }
 
-// `beforeWriting` speaks between the opening and the writing.
+// `beforeWriting` is called between the opening and the writing.
 template <typename BeforeWriting>
 RunResult WriteResultLine(const std::string& line, const BeforeWriting& beforeWriting) {
   const std::string& name = Params().szOutFile;
@@ -123,7 +123,7 @@ RunResult ResultLines::Gather(std::string_view line) {
   return ResultOf(gathered_.size() < kMostGathered || WriteGathered());
 }
 
-// All at once or, where that fails, as many as can be written.
+// Writes all lines at once or, if that fails, as many of them as possible.
 bool ResultLines::WriteGathered() {
   if (gathered_.empty()) {
     return true;

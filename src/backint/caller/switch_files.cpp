@@ -23,7 +23,7 @@ constexpr std::size_t kLogLineWidth = 2047;
 
 using platform::TextFile;
 
-// The directory is used unchanged: one that ends in a separator gives two.
+// The directory is used unchanged: if it ends in a separator, the path has two.
 std::string SwitchFile(const char* ending) { return Params().szSapBackup + "\\.switch." + ending; }
 
 bool WriteNames(TextFile& list, const ItemList& names, SwitchTag tag) {
@@ -36,14 +36,14 @@ bool WriteNames(TextFile& list, const ItemList& names, SwitchTag tag) {
   return list.Close();
 }
 
-// `made`: the file is there, and this run's.
+// `made` is set if this run has created the file.
 bool CreateList(const JobItems& items, SwitchTag tag, bool& made) {
   const std::string path = SwitchFile("lis");
   if (FileExists(path)) {
     TRACE(1, "ERROR: switch.lis file already exists.");
     return false;
   }
-  // New: another run may be between the same two steps.
+  // Only a new file: another run may be between the same two steps.
   const std::unique_ptr<TextFile> list = TextFile::Open(path, TextFile::Mode::kCreateNew);
   made = list != nullptr;
   if (made) {
@@ -58,7 +58,7 @@ bool CreateList(const JobItems& items, SwitchTag tag, bool& made) {
   return false;
 }
 
-// `made` as with the list.
+// `made` as above.
 bool CreateSemaphore(SwitchTag tag, bool& made) {
   const std::string path = SwitchFile("sem");
   if (FileExists(path)) {
@@ -66,7 +66,7 @@ bool CreateSemaphore(SwitchTag tag, bool& made) {
     return false;
   }
   const std::unique_ptr<TextFile> semaphore = TextFile::Open(path, TextFile::Mode::kCreateNew);
-  // Closed at once: on Windows an open file could not be removed by the other side, which may be quick.
+  // Closed at once: on Windows, BRBACKUP could not remove an open file, and it may be quick.
   if (semaphore == nullptr || !semaphore->Close()) {
     TRACE(1, "ERROR: switch.sem file creating failes.");
     return false;
@@ -101,7 +101,7 @@ class LogCopy {
   bool whole_ = true;
 };
 
-// Copies one line; false if it tells an error.
+// Copies one line; false if it reports an error.
 bool CopyLogLine(std::string line, LogCopy& copy) {
   bool good = true;
   static_cast<void>(IsEmptyLine(line));
@@ -121,7 +121,7 @@ bool CopyLogLine(std::string line, LogCopy& copy) {
   return good;
 }
 
-// Whether the semaphore is removed in the time that an interrupt leaves.
+// Whether the semaphore is removed in the time that is left after an interrupt.
 bool IsAnsweredSoon(const std::string& semaphore) {
   constexpr std::uint64_t kInterruptedMilliseconds = 10000;
   constexpr std::uint32_t kPollMilliseconds = 50;
@@ -135,7 +135,7 @@ bool IsAnsweredSoon(const std::string& semaphore) {
   return true;
 }
 
-// The files of an exchange that was given up keep every later run from beginning one.
+// While the files of an exchange that was given up are there, no later run can begin one.
 std::string TellLeftFiles(const std::string& what, const std::string& files) {
   std::string sentence =
       "ERROR: " + what + ". Before the next online backup, once no backup runs, delete " + files + ".";
@@ -165,9 +165,9 @@ RunResult CreateSwitchFiles(const JobItems& items, SwitchTag tag) {
     return RunResult::kSuccess;
   } catch (const std::bad_alloc&) {
     if (semaphore) {
-      return RunResult::kSuccess;  // only the trace lacks it
+      return RunResult::kSuccess;  // only its line in the trace is missing
     }
-    // Without the semaphore nobody takes the list for a question.
+    // Without the semaphore nobody reads the list.
     if (list && !FileExists(SwitchFile("sem"))) {
       platform::RemoveFile(SwitchFile("lis"));
     }

@@ -1,6 +1,7 @@
-// The three files through which an online backup tells BRBACKUP which files the mover is about to read, or is
-// done with, and hears whether the database was switched for them. They lie in szSapBackup: `.switch.lis` and
-// `.switch.sem`, which this program writes and BRBACKUP removes, and `.switch.log`, the other way round.
+// The three files of an online backup, in szSapBackup. Through them this program tells BRBACKUP which files
+// the mover is going to read, or has read, and learns whether the database was switched for them. This
+// program writes `.switch.lis` and `.switch.sem`, and BRBACKUP removes them; with `.switch.log` it is the
+// other way round.
 #pragma once
 
 #include "backint/base/run_records.h"
@@ -12,20 +13,20 @@ enum class SwitchTag { kBegin, kEnd };
 // "#BEGIN" or "#END".
 [[nodiscard]] const char* TagText(SwitchTag tag);
 
-// Whether any of the three is there: another exchange is under way, or one was given up.
+// Whether one of the three files exists: another exchange is running, or one was given up.
 [[nodiscard]] bool SwitchFilesExist();
 
-// Writes one line for each item into `.switch.lis` and then, when the list is whole and closed, makes
-// `.switch.sem`. A failure, with its message traced, if one of them is there already or cannot be written to
-// its last byte; a torn list is removed.
+// Writes one line for each item to `.switch.lis`. When the list is complete and closed, creates
+// `.switch.sem`. A failure, which is traced, if one of the two exists already or cannot be written
+// completely; an incomplete list is removed.
 RunResult CreateSwitchFiles(const JobItems& items, SwitchTag tag);
 
 // Waits until BRBACKUP has removed the semaphore. A failure after 1,800 seconds, or ten seconds after an
 // interrupt; the files then stay, and standard error names them.
 RunResult WaitForSwitchSemaphore();
 
-// Copies the lines of `.switch.log` to the output, those about success excepted. A failure if one of them
-// tells an error, which is copied all the same, or if not all of them could be read and copied.
+// Copies the lines of `.switch.log` to the output, except those that report success. A failure if a line
+// reports an error (it is copied all the same), or if not all lines can be read and copied.
 RunResult ReadSwitchLog();
 
 // A failure if the log cannot be deleted.

@@ -3,6 +3,6 @@
 
 #include "backint/base/run_records.h"
 
-// Answers every line of the input file by one query of the control tool. The result is the program's exit
+// Answers each line of the input file with one query of the control tool. The result is the program's exit
 // status.
 RunResult Inquire();

@@ -37,7 +37,7 @@ struct RestoreGroup {
   ItemList files;
 };
 
-// The last backup of a file, which is told; its id, or none.
+// Finds the last backup of a file and traces the result. Returns its id, or nothing.
 std::optional<std::string> FindLastBackup(const std::string& file) {
   const TraceBatch::Pause pause;
   TRACE(3, "INFO: backupid = #NULL. Find last backup of file: %s.", file.c_str());
@@ -51,7 +51,7 @@ std::optional<std::string> FindLastBackup(const std::string& file) {
   return std::nullopt;
 }
 
-// Backup id, file and perhaps a destination; none, which is told, if the line has no two words.
+// Backup id, file and perhaps a destination. Nothing, which is traced, if the line does not have two words.
 std::optional<RestoreRecord> SplitLine(const std::string& line) {
   std::vector<std::string> tokens = SplitTokens(line);
   for (std::string& token : tokens) {
@@ -80,7 +80,7 @@ void ReportFailed(const std::string& file, RunResult& result) {
   FoldResult(result, RunResult::kFailure);
 }
 
-// The record of a line; none for a line that is settled already.
+// The record of a line; nothing if the line is settled already.
 std::optional<RestoreRecord> ReadRecord(const std::string& line, RunResult& result) {
   std::optional<RestoreRecord> record = SplitLine(line);
   if (!record) {
@@ -98,7 +98,7 @@ std::optional<RestoreRecord> ReadRecord(const std::string& line, RunResult& resu
     return record;
   }
   const std::optional<std::string> found = FindLastBackup(record->file);
-  // A question that was broken off says nothing about backups.
+  // A query that was broken off says nothing about backups.
   if (!found && RunIsInterrupted()) {
     ReportFailed(record->file, result);
     return std::nullopt;
@@ -107,8 +107,8 @@ std::optional<RestoreRecord> ReadRecord(const std::string& line, RunResult& resu
   return record;
 }
 
-// Groups in the order of their first record, records in the order of the input. A record that repeats the
-// first of its group is dropped.
+// Groups are in the order of their first record, records in the order of the input. A record that is equal to
+// the first one of its group is dropped.
 std::vector<RestoreGroup> ReadGroups(const ItemList& lines, RunResult& result) {
   const TraceBatch batch;
   std::vector<RestoreGroup> groups;
@@ -146,8 +146,8 @@ void ReportNotFound(const RestoreGroup& group, RunResult& result) {
   static_cast<void>(lines.Close());
 }
 
-// A group's job runs when the next one that has a backup begins: files without a backup that stand between
-// are reported ahead of it.
+// The job of a group runs when the next group that has a backup begins. So files without a backup between the
+// two are reported before it.
 void RunGroups(const std::vector<RestoreGroup>& groups, RunResult& result) {
   const RestoreGroup* collected = nullptr;
   for (const RestoreGroup& group : groups) {
@@ -170,7 +170,7 @@ void RunGroups(const std::vector<RestoreGroup>& groups, RunResult& result) {
   }
 }
 
-// The lines go as soon as they are read: there may be millions.
+// The lines are freed as soon as they are read: there may be millions.
 RunResult RestoreList(ItemList lines) {
   RunResult result = RunResult::kSuccess;
   const std::vector<RestoreGroup> groups = ReadGroups(lines, result);

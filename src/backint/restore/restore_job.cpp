@@ -37,7 +37,7 @@ RunResult ReportAll(const ItemList& files, ItemStatus status) {
   return RunResult::kFailure;
 }
 
-// Whether the job cannot be handed over at all; that is told.
+// Whether the destination cannot be passed to the mover; if so, this is traced.
 bool RefusesDestination(const std::string& destination) {
   if (destination.find_first_of("\t\"") == std::string::npos) {
     return false;
@@ -55,7 +55,7 @@ void TellFiles(const ItemList& files) {
   }
 }
 
-// The names as the command and the list file have them.
+// The names in the form for the command and the list file.
 ItemList WithForwardSlashes(const ItemList& files) {
   ItemList names;
   for (const std::string& file : files) {
@@ -64,8 +64,8 @@ ItemList WithForwardSlashes(const ItemList& files) {
   return names;
 }
 
-// The directory that an item lies in, or the item itself if its name has no separator. A slash in a name of
-// the other kind is none, so a relative name with slashes counts as a whole.
+// The directory that contains an item, or the item itself if its name has no separator. In a name that is not
+// of this system, slashes do not separate: a relative name with slashes counts as a whole.
 std::string ParentOf(const std::string& item) { return item.substr(0, platform::LastSeparator(item)); }
 
 std::string DestinationText(const std::string& destination, const ItemList& files, bool isDirectory) {
@@ -81,7 +81,7 @@ std::string DestinationText(const std::string& destination, const ItemList& file
   return "-R " + destination + " -o plain ";
 }
 
-// `source` is what stands behind the mover's trace level: the files, or "-f" and the list.
+// `source` follows the mover's trace level: the files, or "-f" and the list.
 std::string RestoreCommand(const std::string& destinationText, const std::string& source) {
   const SessionData& server = Server();
   const std::string options = OptionText("-d", server.szDrive) + OptionText("-j", server.szJobName) +
@@ -91,8 +91,8 @@ std::string RestoreCommand(const std::string& destinationText, const std::string
                     destinationText.c_str(), server.szXfrTraceLevel.c_str(), source.c_str());
 }
 
-// The command with the files on it or, where that does not do, with a list file. None if that cannot be
-// written.
+// The command with the files on it or, if that is not possible, with a list file. Nothing if the list cannot
+// be written.
 std::optional<std::string> MakeCommand(const ItemList& names, const std::string& destinationText,
                                        std::unique_ptr<FileList>& list) {
   const std::string command = RestoreCommand(destinationText, JoinForCommand(names));

@@ -19,7 +19,7 @@ std::string ComparedForm(const std::string& file) {
   return Upper(file.starts_with('.') ? file.substr(1) : file);
 }
 
-// Which files some confirmed item names, by their position.
+// Which files are named by a confirmed item, by their position.
 std::vector<bool> NamedFiles(const ItemList& files, const ItemList& confirmedItems) {
   TailIndex systemFiles;
   TailIndex tails;
@@ -35,7 +35,7 @@ std::vector<bool> NamedFiles(const ItemList& files, const ItemList& confirmedIte
   systemFiles.Finish();
   tails.Finish();
   std::vector<bool> confirmed(files.Count(), false);
-  // Those of a row are named together, or not yet.
+  // The files of a row are always marked together.
   const auto confirm = [&confirmed](TailIndex::Positions row) {
     if (!confirmed[row.front()]) {
       std::for_each(row.begin(), row.end(), [&](std::uint32_t named) { confirmed[named] = true; });

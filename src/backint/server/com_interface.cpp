@@ -28,7 +28,7 @@ bool NextReplyLine(platform::ToolStream& stream, const char* source, std::string
   return false;
 }
 
-// Behind "reply=ERROR" comes one line that says why, even if it is blank.
+// After "reply=ERROR" comes one line with the reason. It counts even if it is blank.
 ReplyEnd TakeErrorReply(platform::ToolStream& stream, const char* source, const ReplyReader& reader) {
   TRACE_AS(source, 1, "ERROR: xfr_com_interface has reply ERROR.");
   std::string message;
@@ -66,14 +66,14 @@ ReplyEnd ReadReplyLines(platform::ToolStream& stream, const char* source, const 
   return ReplyEnd::kComplete;
 }
 
-// A tool's stream that is read to its end, whatever ends the reading of the reply.
+// The destructor reads the rest of a tool's stream, whatever ended the reading of the reply.
 class WholeStream {
  public:
   explicit WholeStream(platform::ToolStream& stream) : stream_(stream) {}
   WholeStream(const WholeStream&) = delete;
   WholeStream& operator=(const WholeStream&) = delete;
   ~WholeStream() {
-    constexpr std::size_t kPiece = 15;  // needs no memory of its own
+    constexpr std::size_t kPiece = 15;  // a string of this length needs no memory on the heap
     try {
       for (std::string piece; stream_.ReadLine(piece, kPiece);) {
       }
@@ -90,7 +90,7 @@ class WholeStream {
 
 const char* ModeSwitch() { return Params().szFunction == "BACKUP" ? "-b" : "-r"; }
 
-// The SID, as many underscores as bring the whole to 16 characters, and the time.
+// The SID, as many underscores as are needed for 16 characters in all, and the time.
 std::string MakeSavesetName() {
   constexpr std::size_t kProposedLength = 16;
   const std::string digits = std::to_string(platform::Time32());
@@ -158,7 +158,8 @@ bool ValueFits(const ReplyKey& key, const std::string& value) {
                                        value.substr(0, value.find('@')).size() <= kBackupIdWidth);
 }
 
-// Takes a KEY=value line into the session; any other line changes nothing. False if the value does not fit.
+// Stores the value of a KEY=value line in the session; any other line changes nothing. False if the value is
+// too long.
 bool ParseReplyLine(const std::string& line) {
   const std::size_t sign = line.find('=');
   if (sign == std::string::npos) {
@@ -225,8 +226,8 @@ RunResult CheckOpenedJob() {
   return RunResult::kSuccess;
 }
 
-// Runs the tool; false if the call has failed. `isOpen` is set while there may be something open on the
-// server: from the start of a tool that opens it to the start of one that closes it.
+// Runs the tool. False if the call failed. `isOpen` is set while something may be open on the server: from
+// the start of a tool that opens it until the start of a tool that closes it.
 bool Converse(const std::string& command, Direction direction, bool& isOpen) {
   platform::EndOnInterrupt(false);  // from the first call on there may be something to close
   const ComCall call{command, Params().szComTraceFile, kTraceSource,
@@ -247,7 +248,7 @@ void CloseWithLittleMemory(RunResult (*close)(RunResult)) {
   try {
     static_cast<void>(close(RunResult::kFailure));
   } catch (const std::bad_alloc&) {
-    return;  // what memory there is does not even suffice for this
+    return;  // the memory does not suffice even for this
   }
 }
 

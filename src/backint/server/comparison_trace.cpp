@@ -35,7 +35,7 @@ void ComparisonTrace::TellReading() {
   }
 }
 
-// The item as the line is searched for it.
+// The name of the item in the form in which it is searched for in the line.
 std::string ComparisonTrace::TellRecord(const std::string& name, bool directories) {
   TraceF("%l1 Item from list: [%s]", name.c_str());
   std::string record = name;

@@ -48,7 +48,7 @@ RunResult CreateDirMarker(const std::string& path) {
     TRACE(3, "INFO: File already exists: [%s].", path.c_str());
     return RunResult::kSuccess;
   }
-  // Nothing that stands there unseen, such as a link to nowhere, is followed.
+  // FileExists does not see everything, such as a link that leads nowhere. kCreateNew follows no link.
   const auto file = platform::TextFile::Open(path, platform::TextFile::Mode::kCreateNew);
   if (file == nullptr || !file->Write(kMarkerName) || !file->Close()) {
     TRACE(1, "ERROR: Could not create directory definition file.");
@@ -64,7 +64,7 @@ RunResult CreateDirMarker(const std::string& path) {
 void DeleteDirMarker(const std::string& path) {
   const platform::PathInfo found = platform::LookUp(path);
   const bool isSeen = found.kind != platform::PathKind::kMissing;
-  // Where the system cannot tell, it may be there.
+  // If the system cannot tell, the file may be there.
   if (isSeen || !platform::MeansMissing(found.error)) {
     platform::RemoveFile(path);
   }

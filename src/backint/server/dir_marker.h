@@ -1,5 +1,5 @@
-// The marker file that carries a subdirectory into a saveset of a directory's first level, and the listing of
-// that level.
+// The marker file that stands for a subdirectory in a saveset of a directory's first level, and the listing
+// of that level.
 #pragma once
 
 #include <string>
@@ -7,16 +7,16 @@
 #include "backint/base/item_list.h"
 #include "backint/base/run_records.h"
 
-// The names in a directory, of files and directories alike, sorted. Empty if the directory cannot be read to
-// its end: part of a directory is not taken for all of it.
+// The names of the files and directories in a directory, sorted. Empty, with a message in the trace, if the
+// directory cannot be read completely: a part of it must not be taken for the whole.
 [[nodiscard]] ItemList ListFirstLevel(const std::string& directory);
 
 // The path of a directory's marker file.
 [[nodiscard]] std::string DirMarkerPath(const std::string& directory);
 
-// Writes a marker file unless it is there. A failure, which is traced, if it is not in the file to its last
-// byte.
+// Creates a marker file unless it exists. A failure, which is traced, if it cannot be written completely; it
+// is then removed.
 RunResult CreateDirMarker(const std::string& path);
 
-// Deletes a marker file and traces that. Whether it works is not looked at.
+// Deletes a marker file and traces that. Does not check whether it was deleted.
 void DeleteDirMarker(const std::string& path);

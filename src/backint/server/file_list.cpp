@@ -54,7 +54,7 @@ bool TakesFileList(const std::string& command, const ItemList& items) {
 }
 
 std::string FileArgument(const std::string& prefix, const std::string& path) {
-  // A relative path that a tool would take for a prefix or an option of its own.
+  // A tool would take such a relative path for a prefix or an option of its own.
   const bool mistakable = prefix.empty() && (path.starts_with('@') || path.starts_with('-'));
   return QuotedArgument(prefix + (mistakable ? ".\\" : "") + path);
 }

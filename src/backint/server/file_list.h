@@ -1,4 +1,4 @@
-// The list file, which carries the names of a job that a command line cannot hold.
+// The list file. It contains the names of a job that a command line cannot hold.
 #pragma once
 
 #include <string>
@@ -7,31 +7,31 @@
 #include "backint/base/run_records.h"
 #include "backint/caller/item_sources.h"
 
-// The list file of one job. Its name is claimed, and the file goes, as long and as soon as the object lives.
+// The list file of one job. The object claims its name and deletes the file in the destructor.
 class FileList {
  public:
   [[nodiscard]] const std::string& Path() const { return list_.Path(); }
 
-  // Writes one name per line with forward slashes and traces it. A failure if it is not in the file to its
-  // last byte; there is no file then.
+  // Writes the names with forward slashes, one on each line, and traces that. A failure if they cannot be
+  // written completely; then there is no file.
   RunResult Write(const ItemList& names);
-  // The same with what the job's list file holds in a job that has one.
+  // The same for the items of a job. If the job has a list file, the names come from there.
   RunResult Write(const JobItems& items);
 
-  // Deletes the file and traces that as the module `source`.
+  // Deletes the file and traces that; `source` is the module that the trace names.
   void Delete(const char* source);
 
  private:
   OwnList list_{OwnList::Name::kFileList};
 };
 
-// The joined list, as much of it as a short command has room for and a little more: a command with that is
-// too long.
+// The joined list, cut one character above the length of a short command: a command with a list that was cut
+// is too long.
 [[nodiscard]] std::string JoinForCommand(const ItemList& items);
 
-// Whether a finished short command has to give way to one with a list file.
+// Whether a finished short command must be replaced by one with a list file.
 [[nodiscard]] bool TakesFileList(const std::string& command, const ItemList& items);
 
-// A path of the program's own behind "-f", with what stands in front of it, so that a tool gets it as one
-// argument and takes it for nothing else.
+// The argument after "-f" for a file of the program's own: `prefix` and `path` as one argument that a tool
+// cannot take for anything else.
 [[nodiscard]] std::string FileArgument(const std::string& prefix, const std::string& path);

@@ -9,7 +9,7 @@
 
 namespace {
 
-// The first of the items in several rows of rising positions.
+// The first of all items in several rows; the positions in a row rise.
 std::optional<std::size_t> FirstOf(const std::vector<TailIndex::Positions>& rows) {
   std::optional<std::size_t> first;
   for (const TailIndex::Positions row : rows) {
@@ -86,7 +86,7 @@ std::optional<std::size_t> ItemMatcher::FindConfirmed(const std::string& line, b
   return directories ? FindDirectoryOrFile(line) : FirstOf(FindConfirming(line, ""));
 }
 
-// The items that an item line names with `separator` behind them.
+// The items that an item line names with `separator` after the name.
 ItemMatcher::Rows ItemMatcher::FindConfirming(const std::string& line, std::string_view separator) const {
   const std::optional<std::string> path = ReportedPath(line);
   if (path && path->ends_with(separator)) {
@@ -104,7 +104,7 @@ ItemMatcher::Rows ItemMatcher::FindConfirming(const std::string& line, std::stri
   return found;
 }
 
-// What kind of thing an item is, is looked up for those alone that the line could confirm.
+// Only for items that the line could confirm, the system is asked whether they are directories.
 std::optional<std::size_t> ItemMatcher::FindDirectoryOrFile(const std::string& line) const {
   std::optional<std::size_t> first;
   const auto search = [&](const Rows& rows, bool wantsDirectory) {
@@ -130,7 +130,7 @@ ItemMatcher::Rows ItemMatcher::FindCandidates(const std::string& path, bool syst
   return exact.empty() ? Rows() : Rows{exact};
 }
 
-// The first candidate behind `last`, but none of the name to skip.
+// The first candidate after `last` that has not the name to skip.
 std::optional<std::size_t> ItemMatcher::NextMatch(Positions candidates, std::optional<std::size_t> last,
                                                   const std::string* nameToSkip) const {
   auto next = last ? std::upper_bound(candidates.begin(), candidates.end(), *last) : candidates.begin();

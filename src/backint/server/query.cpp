@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* kTraceSource = "backint_inqu";
 
-// What a question asks, by whether it names a backup and whether it names a file.
+// What a question asks for: it names a backup or not, and a file or not.
 enum class Mode { kAllBackups, kBackupsOfFile, kContentsOfBackup, kFileInBackup };
 
 Mode ModeOf(const Question& question) {
@@ -37,7 +37,8 @@ std::string QueryCommand(const Question& question, Mode mode) {
 // One query, from its command to its last result line.
 class Query {
  public:
-  // Without `answer` the answers are reported; else the first backup that is named goes there.
+  // Without `answer` all answers are written as result lines. Otherwise the first backup in the reply goes
+  // there.
   Query(const Question& question, std::optional<std::string>* answer)
       : question_(question), answer_(answer), mode_(ModeOf(question)) {}
 
@@ -80,7 +81,8 @@ class Query {
   }
 
  private:
-  // The line about the file of the question, whose writing nobody looks after: callers rely on the status.
+  // Writes the line about the file of the question. Nobody checks whether it was written: callers rely on the
+  // status.
   void Report(InquireStatus status) {
     if (answer_ == nullptr) {
       static_cast<void>(WriteInquireResult(question_.backupId, question_.file, status));
@@ -92,7 +94,7 @@ class Query {
     return false;
   }
 
-  // The value of a line with the key that the mode expects; false, which is told, for any other line.
+  // Reads the value of a line with the key that the mode expects. For any other line false, which is traced.
   bool ReadValue(const std::string& line, std::string& value) {
     const char* key =
         mode_ == Mode::kAllBackups || mode_ == Mode::kBackupsOfFile ? "savesetname" : "backupsrc";

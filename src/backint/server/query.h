@@ -1,4 +1,4 @@
-// The questions that the control tool answers about backups.
+// Asks the control tool about backups.
 #pragma once
 
 #include <optional>
@@ -6,7 +6,7 @@
 
 #include "backint/base/run_records.h"
 
-// Stands in an input line and in a question for "no backup is named".
+// In an input line and in a question it means that no backup is named.
 inline constexpr const char* kNoBackupId = "#NULL";
 
 struct Question {
@@ -17,8 +17,8 @@ struct Question {
 // Asks the question and writes the answers as result lines.
 RunResult QueryBackups(const Question& question);
 
-// Asks for the last backup of a file: its id, or none. Nothing is written.
+// Asks for the last backup of a file. Gives its id, or nothing; writes no result line.
 [[nodiscard]] std::optional<std::string> QueryLastBackup(const std::string& file);
 
-// Tells of a line that names a backup id that is longer than any.
+// Traces that the backup id of a line is too long.
 void TellLongBackupId(const std::string& backupId);

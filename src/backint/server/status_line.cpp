@@ -19,7 +19,7 @@ constexpr std::array<StatusText, 5> kStatusTexts{{
     {kSaysCannotWrite, kCannotWrite},
 }};
 
-// A count of exactly 0 in brackets behind the text; a count in front of it does not matter.
+// Whether a count of exactly 0 in brackets follows the text; a count before the text does not matter.
 bool HasZeroCount(std::string_view line) {
   if (!kSaysProcessed.AreIn(line)) {
     return false;

@@ -1,5 +1,5 @@
-// What a line of the data mover says by itself: a status of the whole run, or that an item was processed, and
-// under which path.
+// What a line of the data mover says by itself: the status of the whole run, or that an item was processed
+// and which path it has.
 #pragma once
 
 #include <optional>
@@ -18,11 +18,11 @@ inline constexpr int kNothingProcessed = -3052;
 // The code of a line; kNoCode if it is no status line.
 [[nodiscard]] int StatusCode(std::string_view line);
 
-// Whether the line has the text of one that confirms an item.
+// Whether the line contains the text that confirms an item.
 [[nodiscard]] bool IsItemLine(std::string_view line);
 
-// The line without what stands behind its last "]", and without that.
+// The line up to its last "]", without it; the whole line if there is none.
 [[nodiscard]] std::string_view UpToLastBracket(std::string_view line);
 
-// The path that a line names: between its first "[" and its last "]". None without both.
+// The path that a line names, between its first "[" and its last "]". Nothing if one of them is missing.
 [[nodiscard]] std::optional<std::string> ReportedPath(std::string_view line);

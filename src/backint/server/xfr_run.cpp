@@ -19,7 +19,8 @@ namespace {
 
 constexpr const char* kTraceSource = "backint_func";
 
-// A first word that looks like an executable file has to be one; a piece of a path with a blank does not.
+// If the first word contains "exe", there must be such a file. Any other may be a piece of a path with a
+// blank.
 bool ProgramIsThere(const std::string& command) {
   const std::string program = command.substr(0, command.find(' '));
   return program.find("exe") == std::string::npos || FileExists(program);
@@ -29,8 +30,8 @@ void TellNotStarted(const std::string& why) {
   TellOnStandardError("ERROR: The data mover cannot be started: " + why + ".");
 }
 
-// Starts the program that the command begins with; the arguments go along in one piece, leading blank
-// included.
+// Starts the program with whose path the command begins. The rest of the command, with its leading blank, is
+// passed on as one text.
 std::unique_ptr<platform::ToolStream> SpawnXfr(const std::string& command, std::string& why) {
   for (const std::string& path : {Server().szXfrPath, Server().szComInterfacePath}) {
     if (!path.empty() && command.starts_with(path)) {
@@ -42,13 +43,13 @@ std::unique_ptr<platform::ToolStream> SpawnXfr(const std::string& command, std::
   return nullptr;
 }
 
-// What a line confirms: an item of the run, by its position.
+// The item of the run that a line confirms, by its position.
 struct Confirmed {
   std::size_t position = 0;
   std::optional<std::string> path;  // as the line names it
 };
 
-// A directory is named without the separator at its end.
+// The name of a directory, without the separator at its end.
 std::string NameOf(std::string name, const XfrJob& job) {
   if (job.directory && EndsWithChar(name, platform::SeparatorOf(name))) {
     name.pop_back();
@@ -56,7 +57,7 @@ std::string NameOf(std::string name, const XfrJob& job) {
   return name;
 }
 
-// A directory restore reports its one item, once, however many lines name it.
+// The restore of a directory reports its only item once, however many lines name it.
 void PushRestoredDirectory(const std::string& name, ItemList& confirmedItems) {
   TraceF("%l1 File restored found in input list. Add it output list: %s0", name.c_str());
   if (!confirmedItems.Contains(name)) {
@@ -65,7 +66,7 @@ void PushRestoredDirectory(const std::string& name, ItemList& confirmedItems) {
   TraceF("%l1 Push lhSuccessResultList restore: %s0", name.c_str());
 }
 
-// A marker file is no file of the user's: it goes again as soon as it has come back.
+// A marker file is not a file of the user: it is deleted as soon as it is restored.
 void DropMarker(const std::string& path) {
   constexpr std::uint32_t kMoverLetsGo = 1000;
   if (Upper(path).ends_with(Upper(kMarkerName))) {
@@ -77,7 +78,7 @@ void DropMarker(const std::string& path) {
 
 void TakeRestoredDirectory(const Confirmed& confirmed, XfrJob& job, ItemList& confirmedItems) {
   if (!confirmed.path) {
-    // Whole: a request with a separator at its end is found by no shorter entry.
+    // With a separator at its end if the request has one: a shorter entry would not match the request.
     PushRestoredDirectory(job.matcher.ListForm(confirmed.position), confirmedItems);
     return;
   }
@@ -91,7 +92,7 @@ void TakeRestoredDirectory(const Confirmed& confirmed, XfrJob& job, ItemList& co
   }
 }
 
-// The name under which an item is confirmed: the last one that matches decides.
+// The name under which an item is confirmed: the last match decides.
 void TakeItem(const std::string& path, XfrJob& job, ItemList& confirmedItems) {
   const std::vector<ItemMatcher::Match> matches = job.matcher.MatchPath(path);
   job.trace.TellTaking(path);
@@ -117,7 +118,7 @@ void TakeConfirmedItem(const std::string& line, const Confirmed& confirmed, XfrJ
   }
 }
 
-// "SEGMENT", one separator and a number of four characters: the number goes to the trace.
+// Traces the segment number: the four characters after "SEGMENT" and one separator.
 void TraceSegment(const std::string& line) {
   constexpr std::size_t kSegmentText = 12;
   constexpr std::size_t kNumber = 4;
@@ -129,7 +130,8 @@ void TraceSegment(const std::string& line) {
   TRACE(3, "INFO: SEGMENT NUMBER: %s", cut.substr(cut.size() - kNumber).c_str());
 }
 
-// A directory that the mover has made since the restore started counts as one from here on.
+// If the mover has created a directory for the only item of a restore, the item counts as a directory from
+// here on.
 void LookForRestoredDirectory(XfrJob& job) {
   if (job.kind == XfrJob::Kind::kRestore && !job.directory && job.items.names.Count() == 1) {
     job.directory = IsDirectory(*job.items.names.Get(1));
@@ -142,8 +144,8 @@ std::optional<Confirmed> SearchItem(const std::string& line, XfrJob& job) {
   return position ? std::optional<Confirmed>({*position, ReportedPath(line)}) : std::nullopt;
 }
 
-// The code of a status line becomes the run's, unless that is one that stays. The line then loses a carriage
-// return at its end.
+// The code of a status line becomes the code of the run, unless that is kCannotWrite, which stays. Removes a
+// carriage return at the end of such a line.
 void TakeStatus(std::string& line, int& lastCode) {
   const int code = StatusCode(line);
   if (code == kNoCode) {
@@ -171,7 +173,7 @@ void HandleLine(std::string line, XfrJob& job, int& lastCode, ItemList& confirme
   if (confirmed) {
     TakeConfirmedItem(line, *confirmed, job, confirmedItems);
   }
-  // Of a line whose item was taken, nothing behind it counts any more.
+  // If the item of the line was taken, the text after its path no longer counts.
   TraceSegment(confirmed && confirmed->path ? std::string(UpToLastBracket(line)) : line);
 }
 

@@ -12,8 +12,8 @@
 // One run of the mover: its items, and how its lines are matched with them.
 struct XfrJob {
   enum class Kind { kBackup, kRestore };
-  // `isDirectory`: the one item is a directory. `destination` is where a restore puts its items; empty
-  // without.
+  // `isDirectory`: the only item is a directory. `destination`: where a restore puts its items; empty if
+  // there is none.
   XfrJob(Kind kindOfRun, bool isDirectory, ItemReading itemsOfRun, const std::string& destination)
       : kind(kindOfRun),
         directory(isDirectory),
@@ -24,19 +24,19 @@ struct XfrJob {
   XfrJob& operator=(const XfrJob&) = delete;
 
   const Kind kind;
-  bool directory;  // becomes so in a restore too, when the mover has made the directory
+  bool directory;  // in a restore also set later, when the mover has created the directory
   const ItemReading items;
   const ItemMatcher matcher;
   ComparisonTrace trace;
 };
 
-// What came of it.
+// The result of a run of the mover.
 struct XfrRun {
   RunResult result;    // of the run as a whole; it says nothing of a single item
-  ItemList confirmed;  // each item that the mover confirmed, in the order of its lines
+  ItemList confirmed;  // the items that the mover confirmed, in the order of its lines
 };
 
 // Starts the mover with a finished command and reads what it prints until its standard error is closed. A
-// confirmed item stands as the job has it where one of the job's items matches, else as the mover printed it.
-// Once this returns, files that the command names may be deleted.
+// confirmed item has its name from the job if it matches one of the job's items, otherwise the path that the
+// mover printed. After the return, files that the command names may be deleted.
 [[nodiscard]] XfrRun RunXfr(const std::string& command, XfrJob& job);

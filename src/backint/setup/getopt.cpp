@@ -54,8 +54,8 @@ int OptionScanner::TakeValue(const char* letterPosition) {
   return static_cast<unsigned char>(*letterPosition);
 }
 
-// A value whose first hyphen, wherever it stands, is followed by an option letter or by nothing is taken for
-// an option that follows a forgotten value.
+// Whether a value looks like the next option, so that the value itself seems to be forgotten: its first
+// hyphen, at any place, is followed by an option letter or by nothing.
 bool OptionScanner::LooksLikeOption(const char* value) const {
   const char* hyphen = std::strchr(value, '-');
   return hyphen != nullptr && std::strchr(letters_, hyphen[1]) != nullptr;

@@ -47,7 +47,7 @@ RunResult StoreValue(const std::string& name, const std::string& value) {
   return RunResult::kSuccess;
 }
 
-// One line: `key=value`, in any letter case. Anything else is passed over.
+// Takes one line `key=value`, in any letter case. Any other line is ignored.
 RunResult TakeLine(std::string line) {
   StripNewline(line);
   const std::size_t sign = line.find('=');
@@ -106,7 +106,7 @@ RunResult CheckMandatoryKey(const char* key, const std::string& field) {
   return RunResult::kSuccess;
 }
 
-// The server with port, user and password behind it, joined by colons.
+// The server, followed by port, user and password, joined by colons.
 std::string ServerLogin() {
   const SessionData& server = Server();
   std::string login = server.szServer;
@@ -126,7 +126,7 @@ std::string ServerLogin() {
   return login;
 }
 
-// They travel as one value, which has to fit as one.
+// The server and its login are passed on as one value, which has one limit.
 RunResult AddLogin() {
   SessionData& server = Server();
   const std::string login = ServerLogin();

@@ -1,5 +1,5 @@
-// The keys of the parameter file. The reader takes names and limits from here; a test compares the reference
-// and the manual page with this list, so that a new key begins here.
+// The keys of the parameter file. The reader takes names and limits from this list. A test compares the
+// reference and the manual page with it, so a new key is added here first.
 #pragma once
 
 #include <array>

@@ -19,7 +19,7 @@ bool Missing(const char* name) {
 
 void Echo(const char* name, const char* value) { Print("%s: %s.\n", name, value); }
 
-// BI_CALLER decides which work directory the files of the caller lie in.
+// In which work directory the caller's files are depends on BI_CALLER.
 bool TakeCaller() {
   const char* value = std::getenv("BI_CALLER");
   if (value == nullptr) {
@@ -33,7 +33,8 @@ bool TakeCaller() {
   return true;
 }
 
-// The message of a missing BI_BACKUP goes to the trace alone.
+// The message about a missing BI_BACKUP goes only to the trace. Its path is not set yet: it is the file
+// `backint` in the working directory.
 bool TakeBackup() {
   const char* value = std::getenv("BI_BACKUP");
   if (value == nullptr) {
@@ -53,7 +54,7 @@ bool TakeRequest() {
   return true;
 }
 
-// A directory is limited by its echo, the database name by its field.
+// A directory is limited by the length of its echo, the database name by its field.
 std::size_t WidthOf(const std::string& name) {
   constexpr std::size_t kEchoExtras = 4;  // ": ", "." and the line end
   return name == "ORACLE_SID" ? kSidWidth : kEchoWidth - kEchoExtras - name.size();

@@ -1,7 +1,7 @@
-// What the calling tool says about the database in environment variables.
+// What the calling tool tells about the database, in environment variables.
 #pragma once
 
-// Reads the variables that the function needs into BackintParams and echoes each on standard output. False,
-// with its message given, at the first that is missing or too long; those behind it are not read. The last
-// failure to be told is the caller's.
+// Reads the variables that the function needs into BackintParams and writes each to standard output. Stops at
+// the first one that is missing or too long: false, after a message. The caller writes the message that ends
+// the run.
 [[nodiscard]] bool ReadEnvironment();
