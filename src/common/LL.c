@@ -53,7 +53,7 @@ void* LinkInsBefLLf(void* place, size_t size, void* element) {
 /* ---- Making and deleting elements ---- */
 
 void* InsLLf(LLNode* node, size_t size, const void* data, LLLinkFunction link) {
-  /* A sum beyond the largest number would come out small. */
+  /* The sum could overflow to a small number. */
   const size_t whole = size + sizeof(LLNode) > size ? size + sizeof(LLNode) : (size_t)-1;
   LLNode* block = Allocate(1, whole, "InsLLf");
   if (size > 0) {

@@ -1,4 +1,4 @@
-/* For the list library's own files. What other files of it need is here and not in a public function: a
+/* For the list library's own files. What several of them need is here and not in a public function, because a
    program may have a `CutPaste` of its own. */
 #ifndef COMMON_LL_NODE_H
 #define COMMON_LL_NODE_H
@@ -50,7 +50,8 @@ static inline void MoveNodes(LLNode* first, LLNode* end, LLNode* target) {
   target->next = first;
 }
 
-/* Ends the process, in the name of the function, if the memory is exhausted. */
+/* Allocates `count` * `size` bytes. If there is no memory, writes a message that names the function, and ends
+   the process. */
 static inline void* Allocate(size_t count, size_t size, const char* function) {
   void* block = count > (size_t)-1 / size ? NULL : malloc(count * size);
   if (block == NULL) {

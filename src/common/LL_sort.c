@@ -1,8 +1,8 @@
 #include "common/LL.h"
 #include "common/LL_node.h"
 
-/* Merges two sorted runs, one directly after the other, that follow `before`, and returns the last node of
- * the whole. */
+/* Merges two sorted runs that come directly after `before`, one after the other. Returns the last node of the
+   result. */
 static LLNode* Merge(LLNode* before, LLNode* firstLast, LLNode* secondLast, LLCompareFunction compare) {
   LLNode* end = secondLast->next;
   LLNode* first = before->next;
@@ -40,7 +40,7 @@ static LLNode* SortAfter(LLNode* before, int count, LLCompareFunction compare) {
   return Merge(before, firstLast, secondLast, compare);
 }
 
-/* The previous links stay as they were until the end, for whoever asks while it compares. */
+/* The `prev` links do not change before the end, because the compare function may follow them. */
 LLNode* MergeSortLL(LLNode* list, LLCompareFunction compare) {
   const int count = SizeLL(list);
   if (count == 0) {

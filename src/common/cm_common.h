@@ -109,11 +109,12 @@ size_t wcslcat(char16_t* buffer, const char16_t* text, size_t size) CM_NOTHROW;
 /* ---- Sectioned text files ---- */
 
 /* The format. `[name]` at the start of a line begins a section, which ends at the next line that begins with
-   `[`. A line that begins with `#` is skipped. All other lines are `key=value`. There are no spaces before
-   the key or before the `=`, or the line is not found. There are no comments after a value. Section names and
-   keys are compared without regard to case. A value begins directly after the `=`, with its leading spaces;
-   spaces at its end are removed. Lines longer than 1,023 characters are read in pieces, as if they were
-   several lines. A UTF-8 byte order mark is not skipped: it becomes part of the first line.
+   `[`. A line that begins with `#` is skipped. All other lines are `key=value`. A line with spaces before the
+   key or before the `=` is not found. There are no comments after a value. Section names and keys are
+   compared without regard to case. A value begins directly after the `=`, with its leading spaces; spaces at
+   its end are removed, unless it is nothing but spaces. Lines longer than 1,023 characters are read in
+   pieces, as if they were several lines. A UTF-8 byte order mark is not skipped: it becomes part of the first
+   line.
 
    Macros. The first `%(name)` of a value is replaced by the value of the key `name` in the same section, or
    in [DEFAULT] if the section has none. Further ones stay as they are. The macro's own value is cut to the

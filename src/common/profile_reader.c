@@ -22,20 +22,21 @@ static const char kString[] = "i_GetPrivateProfileString";
 static const char kList[] = "i_GetPrivateProfileList";
 static const char kDefaultSection[] = "[DEFAULT]";
 
-/* After a recursion the whole look-up ends; after another failure [DEFAULT] is tried. */
+/* After `kFailed`, a macro's key is looked up in [DEFAULT]. After `kRecursion` or `kNoMemory`, the whole
+   look-up ends. */
 typedef enum Result { kFound, kFailed, kRecursion, kNoMemory } Result;
 
-/* A key that has no value in [DEFAULT], and the message that its look-up there left. */
+/* A key that has no value in [DEFAULT], and the message of its look-up there. */
 typedef struct Failure {
   struct Failure* earlier;
   const char* message; /* within `key`'s storage, after its terminator */
   char key[];
 } Failure;
 
-/* What stays the same through a look-up, and what has been learned in it. */
+/* What stays the same during a look-up, and the failures that were found in it. */
 typedef struct Profile {
   const char* file;
-  const char* function; /* that was called */
+  const char* function; /* the public function that was called */
   size_t valueSize;     /* of the caller's buffer; it limits the values of macros too */
   char* message;
   size_t messageSize;
@@ -44,7 +45,7 @@ typedef struct Profile {
 
 /* A key that is being looked up, with the value of its setting. */
 typedef struct Step {
-  struct Step* outer; /* whose macro names this key; null for the key that was asked for */
+  struct Step* outer; /* its macro names this key; null for the key that the caller wants */
   const char* section;
   const char* key;
   bool isExpanded;
@@ -90,7 +91,7 @@ static Result TooLong(const Profile* profile, const char* function, const char* 
   return kFailed;
 }
 
-/* A value of nothing but spaces stays. */
+/* Removes the spaces at the end. A value of nothing but spaces is not changed. */
 static void TrimTrailingSpaces(char* value) {
   size_t length = strlen(value);
   while (length > 0 && value[length - 1] == ' ') {
@@ -135,7 +136,7 @@ static Result FindSetting(const Profile* profile, Step* step) {
   return result;
 }
 
-/* Cuts the value of a single key to the buffer. An empty one is none. */
+/* Cuts the value of a single key to the size of the buffer. An empty value counts as not found. */
 static Result JudgeValue(const Profile* profile, Step* step) {
   if (profile->valueSize < kLineSize) {
     step->value[profile->valueSize > 0 ? profile->valueSize - 1 : 0] = '\0';
@@ -155,7 +156,7 @@ static bool IsSameKey(const char* first, const char* second) {
   return *first == '\0' && *second == '\0';
 }
 
-/* Remembers that the key has no value in [DEFAULT]. Without memory it is only looked up again. */
+/* Remembers that the key has no value in [DEFAULT]. If there is no memory, it is just looked up again. */
 static void AddFailure(Profile* profile, const char* key) {
   const size_t keySize = strlen(key) + 1;
   const size_t messageSize = strlen(profile->message) + 1;
@@ -187,7 +188,7 @@ static Result FindDefault(const Profile* profile, Step* step) {
   return FindSetting(profile, step);
 }
 
-/* Takes the value apart at its first macro. False if that is not closed. */
+/* Splits the value at its first macro. False if the macro is not closed. */
 static bool SplitAtMacro(Step* step) {
   char* start = strstr(step->value, "%(");
   char* end = strchr(start, ')');
@@ -201,9 +202,10 @@ static bool SplitAtMacro(Step* step) {
   return true;
 }
 
-/* Whether looking the macro up would lead back to a setting that is being expanded. The same key in [DEFAULT]
-   is another one: its value there may end the chain. So may be the same key in a list, whose line need not be
-   the first with its key: what is really its own line comes up again as a step of the string form. */
+/* Whether looking up the macro would lead back to a setting that is being expanded. The same key in [DEFAULT]
+   is another setting: its value may end the chain. In the list form, the same key may be another setting too,
+   because its line need not be the first one with this key. If it is the same line after all, it comes up
+   again as a step of the string form, and is noticed there. */
 static bool IsRecursion(const Profile* profile, const Step* step) {
   for (const Step* other = step; other != NULL; other = other->outer) {
     const bool isOfList = other->outer == NULL && profile->function == kList;
@@ -236,8 +238,8 @@ static Result BeginMacro(const Profile* profile, Step** innermost) {
   return inner->section == kDefaultSection ? FindDefault(profile, inner) : FindSetting(profile, inner);
 }
 
-/* The innermost step has its result: tries it in [DEFAULT], or ends it and puts its value into the outer
- * one's. */
+/* Handles the result of the innermost step. Looks up its key in [DEFAULT], or ends the step and puts its
+   value into that of the outer step. */
 static Result EndMacro(Profile* profile, Step** innermost, Result result) {
   Step* inner = *innermost;
   Step* outer = inner->outer;
@@ -264,8 +266,8 @@ static Result EndMacro(Profile* profile, Step** innermost, Result result) {
   return result;
 }
 
-/* Replaces the first macro of the value by the value that it names. A loop and not a recursion, since a file
-   can have a chain of macros that is longer than the stack is deep. */
+/* Replaces the first macro of the value by the value that it names. This is a loop, not a recursion: the
+   chain of macros in a file can be too long for the stack. */
 static Result ExpandMacro(Profile* profile, Step* first) {
   Step* innermost = first;
   Result result = kFound;
@@ -285,7 +287,7 @@ static Result ExpandMacro(Profile* profile, Step* first) {
 /* What the caller of the list form looks for. */
 typedef struct Wanted {
   const char* key;
-  char start[kListKeyLimit + 2]; /* of the lines that match, in lower case */
+  char start[kListKeyLimit + 2]; /* how a line that matches begins, in lower case */
   int marks;                     /* how many `#` were at the key's end, up to two */
 } Wanted;
 
@@ -303,14 +305,14 @@ static void MakeWanted(const char* key, Wanted* wanted) {
   LowerText(wanted->start);
 }
 
-/* Whether the text before `end` is a number in the form in which it would be printed. */
+/* Whether the text before `end` is a number, written as printf writes it. */
 static bool IsPlainNumber(const char* text, const char* end) {
   char printed[16];
   snprintf(printed, sizeof printed, "%d", (int)strtoll(text, NULL, 10));
   return strlen(printed) == (size_t)(end - text) && StartsWith(text, printed);
 }
 
-/* Takes key and value from the line if its key is a numbered one, and cuts the line in two. */
+/* If the key of the line is a numbered one, takes key and value, and cuts the line in two. */
 static bool TakeNumbered(const Wanted* wanted, Walk* walk, Step* step) {
   char* number = walk->line + strlen(wanted->start);
   char* equals = strchr(number, '=');

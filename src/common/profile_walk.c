@@ -5,7 +5,7 @@
 #include "common/cm_common.h"
 #include "common/own_text.h"
 
-/* None for what can be opened but not read, as a directory on some systems. */
+/* Null for something that can be opened but not read, such as a directory on some systems. */
 static FILE* OpenReadable(const char* path) {
   FILE* file = fopen(path, "rb");
   if (file == NULL) {
@@ -20,7 +20,7 @@ static FILE* OpenReadable(const char* path) {
   return file;
 }
 
-/* A path with backslashes means the same on every system. */
+/* Opens the file. A path with backslashes means the same on every system. */
 static FILE* OpenEitherWay(const char* path) {
   FILE* file = OpenReadable(path);
   if (file == NULL && strchr(path, '\\') != NULL) {
@@ -67,7 +67,7 @@ static int NextCharacter(FILE* file) {
   return character;
 }
 
-/* The next line without its line feed; the rest of a longer one comes as a line of its own. */
+/* Reads the next line, without its line feed. The rest of a line that is too long comes as the next line. */
 static bool ReadLine(FILE* file, char line[kLineSize]) {
   size_t length = 0;
   int character = 0;

@@ -30,12 +30,11 @@ static inline bool EndsWith(const char* text, char character) {
 bool cm_WalkOpen(Walk* walk, const char* path);
 void cm_WalkClose(Walk* walk);
 
-/* Chooses the section; without one, null or empty, all lines count. Its brackets are added if they are
-   missing and that is asked for. */
+/* Chooses the section. If it is null or empty, all lines count. With `addBrackets`, missing brackets are
+   added. */
 void cm_WalkEnter(Walk* walk, const char* section, bool addBrackets);
 
-/* Reads on to the next line that counts, and gives it in `line` and `lowered`. False at the end of the
-   section or the file. */
+/* Reads the next line that counts into `line` and `lowered`. False at the end of the section or the file. */
 bool cm_WalkNext(Walk* walk);
 
 #endif

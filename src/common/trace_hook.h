@@ -1,4 +1,4 @@
-/* How the common library speaks to a trace. For the program that sets it; nothing for other programs. */
+/* How the common library writes to a trace. Only for the program that sets the hook. */
 #ifndef COMMON_TRACE_HOOK_H
 #define COMMON_TRACE_HOOK_H
 
@@ -6,7 +6,7 @@
 extern "C" {
 #endif
 
-/* Takes a level from 1 to 3 and a printf-like text. Null at the start: then nothing is traced. */
+/* Gets a level from 1 to 3 and a text as for printf. Null at the start: nothing is traced then. */
 extern void (*cm_TraceHook)(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 #ifdef __cplusplus
