@@ -8,13 +8,13 @@ namespace {
 constexpr std::uint64_t kLongestWaitMilliseconds = 10000;
 constexpr std::uint64_t kMomentMilliseconds = 500;
 constexpr std::uint32_t kPollMilliseconds = 5;
-// Behind so many others get their turn.
+// After so many texts, others get their turn.
 constexpr int kTextsOfLock = 64;
 constexpr std::uint64_t kAllThatMayCome = 0;
 
 using internal::LockableFile;
 
-// When no time is left after an interrupt, a few waits of a moment are worth it: what is reported then
+// If no time is left after an interrupt, a few short waits are still worth it, because what is reported then
 // counts.
 std::uint64_t LongestWait(int waitsInVain) {
   constexpr int kMostWaitsInVain = 4;
@@ -39,9 +39,9 @@ LockableFile::Lock LockWithin(const LockableFile& file, std::int64_t position, s
   }
 }
 
-// Locks the bytes behind the end of the file. The end may move until the lock is granted: a lock that is
-// not at the end keeps nobody else from writing there, so it is moved until the end has not. `end` gets the
-// position of the lock, or that of the end where there is none.
+// Locks the bytes after the end of the file. The end may move before the lock is granted. A lock that is not
+// at the end keeps nobody from writing there, so the lock is moved until the end has not moved. `end` gets
+// the position of the lock; without a lock, that of the end.
 LockableFile::Lock LockBehindEnd(const LockableFile& file, std::uint64_t length, std::int64_t& end) {
   const std::uint64_t startOfWait = SteadyMilliseconds();
   end = file.EndAtOpening() < 0 ? file.End() : file.EndAtOpening();
@@ -57,8 +57,8 @@ LockableFile::Lock LockBehindEnd(const LockableFile& file, std::uint64_t length,
   }
 }
 
-// Nothing but what was written here is cut: under the lock others that lock wait, and who does not lock may
-// have written behind it.
+// Only what was written here is cut off. Under the lock, others that lock have to wait, but somebody who does
+// not lock may have written after it.
 void MendTear(const LockableFile& file, LockableFile::Lock lock, std::int64_t end, std::size_t written) {
   const std::int64_t torn = end + static_cast<std::int64_t>(written);
   if (lock == LockableFile::Lock::kGranted && file.End() == torn) {

@@ -23,7 +23,7 @@ bool IsQuote(std::string_view text, std::size_t position) {
   return position < text.size() && text[position] == '"';
 }
 
-// One argument, from its first character; `position` ends up behind it.
+// Takes one argument, from its first character on. `position` is then after it.
 std::string TakeArgument(std::string_view text, std::size_t& position) {
   std::string argument;
   bool quoted = false;
@@ -41,7 +41,7 @@ std::string TakeArgument(std::string_view text, std::size_t& position) {
     if (backslashes % 2 == 1) {
       argument += '"';
     } else if (quoted && IsQuote(text, position + 1)) {
-      argument += '"';  // two quotes inside quotes are one, and the quotes go on
+      argument += '"';  // two quotes inside quotes mean one, and do not end the quoting
       ++position;
     } else {
       quoted = !quoted;
@@ -57,7 +57,7 @@ ProgramToken FirstToken(std::string_view commandLine) {
   ProgramToken token;
   std::size_t position = SkipBlanks(commandLine, 0);
   bool quoted = false;
-  // A program's name knows no escapes: no file name holds a quote there.
+  // There are no escapes in a program's name: no file name contains a quote.
   while (position < commandLine.size() && (quoted || !IsBlank(commandLine[position]))) {
     if (commandLine[position] == '"') {
       quoted = !quoted;

@@ -1,8 +1,8 @@
-// Binary files and directories, as the backup server's tools need them: whole reads and writes at a place,
+// Binary files and directories, as the backup server's tools need them: reads and writes at an offset,
 // synchronisation to the disk, replacement by rename, times and mode. Paths take both separators, as in
-// platform.h. Nothing here prints or retries: what fails says why, in the system's words. A name that Windows
-// would take for another one (a blank or a point at its end), for a device, or not at all is refused there by
-// every operation that would open, make or replace a file.
+// platform.h. A failure gives the reason in the system's words. Nothing is tried again, except a rename on
+// Windows. There, every operation that would open, create or replace a file refuses a name that Windows would
+// take for another one (with a blank or a dot at its end), for a device, or not at all.
 #pragma once
 
 #include <cstdint>
@@ -13,14 +13,14 @@
 
 namespace platform {
 
-// A moment: whole seconds since 1970, fewer than 0 before, and the nanoseconds behind them.
+// A moment: whole seconds since 1970 (negative before that), and the nanoseconds after them.
 struct FileTime {
   std::int64_t seconds = 0;
   std::uint32_t nanoseconds = 0;  // below 1,000,000,000
   auto operator<=>(const FileTime&) const = default;
 };
 
-// What a file carries besides its bytes. Values of a system that has no such thing are 0.
+// What the system knows of a file besides its bytes. A value that the system does not have is 0.
 struct FileFacts {
   std::uint64_t size = 0;
   FileTime modified;
@@ -31,77 +31,77 @@ struct FileFacts {
   bool sparse = false;  // takes less room on the disk than its size
 };
 
-// A number for each file and directory of this machine, whatever the path to it.
+// Identifies a file or directory on this machine, whatever path leads to it.
 struct FileId {
   std::uint64_t volume = 0;
   std::uint64_t number = 0;
   bool operator==(const FileId&) const = default;
 };
 
-// A regular file, open. Closes itself; only `Close` tells whether that went well.
+// An open regular file. The destructor closes it, but only `Close` tells whether that went well.
 class DataFile {
  public:
-  // An existing regular file, links followed. Anything else (directory, pipe, device) is refused without
-  // being opened: opening some devices moves them. None on failure, `why` then says why.
+  // Opens an existing regular file; links are followed. Anything else (directory, pipe, device) is refused
+  // without being opened, because opening alone makes some devices move. Null on failure; `why` gets the
+  // reason.
   [[nodiscard]] static std::unique_ptr<DataFile> OpenForReading(const std::string& path, std::string& why);
-  // The same for a file that was seen in a directory: a link is not followed, and a file that is not the one
-  // with this id is refused.
+  // The same for a file that was found in a directory: a link is not followed, and a file with another id is
+  // refused.
   [[nodiscard]] static std::unique_ptr<DataFile> OpenEntry(const std::string& path, const FileId& id,
                                                            std::string& why);
-  // A file that must not exist yet, readable and writable by its owner alone.
+  // Creates a file, which must not exist yet. Only its owner can read it and write to it.
   [[nodiscard]] static std::unique_ptr<DataFile> CreateNew(const std::string& path, std::string& why);
-  // An existing regular file, emptied, readable and writable. A link is not followed.
+  // Opens an existing regular file for reading and writing, and empties it. A link is refused.
   [[nodiscard]] static std::unique_ptr<DataFile> OpenEmptied(const std::string& path, std::string& why);
 
   DataFile(const DataFile&) = delete;
   DataFile& operator=(const DataFile&) = delete;
   ~DataFile();
 
-  // Up to `size` bytes; fewer only at the end of the file, `got` tells.
+  // Reads up to `size` bytes, fewer only at the end of the file. `got` tells how many.
   [[nodiscard]] bool ReadAt(std::uint64_t offset, void* bytes, std::size_t size, std::size_t& got);
-  // Where the next byte stands, from the offset on, that is no part of a hole: `size` if only holes are left.
-  // The offset itself where the system does not tell.
+  // The offset of the next byte, from `offset` on, that is not part of a hole; `size` if only holes are left.
+  // `offset` itself if the system does not tell.
   [[nodiscard]] std::uint64_t NextData(std::uint64_t offset, std::uint64_t size);
-  // Where the next hole begins, from the offset on: `size` if there is none, or the system does not tell.
+  // Where the next hole begins, from `offset` on; `size` if there is none or the system does not tell.
   [[nodiscard]] std::uint64_t NextHole(std::uint64_t offset, std::uint64_t size);
   [[nodiscard]] bool WriteAt(std::uint64_t offset, const void* bytes, std::size_t size);
-  // The same for several threads at once: why it failed goes to `why`.
+  // The same for several threads at once: `why` gets the reason of a failure, and `Why` is not changed.
   [[nodiscard]] bool WriteAt(std::uint64_t offset, const void* bytes, std::size_t size, std::string& why);
-  // Cuts the file, or grows it by a hole.
+  // Cuts the file, or makes it longer by a hole.
   [[nodiscard]] bool SetSize(std::uint64_t size);
-  // Makes an empty file so long, of which every byte is about to be written: nothing of it is meant as a
-  // hole.
+  // Gives an empty file its size. Every byte of it is going to be written: no part is meant to be a hole.
   [[nodiscard]] bool Extend(std::uint64_t size);
   [[nodiscard]] bool Facts(FileFacts& facts);
-  // As they were when the file was opened for reading.
+  // The facts at the time when the file was opened for reading.
   [[nodiscard]] const FileFacts& FactsAtOpening() const { return factsAtOpening_; }
-  // Times and mode, and the owner where this process may set it; of a file whose owner cannot be kept the
-  // bits that lend the owner's rights are dropped.
+  // Sets modification time and mode, and the owner if this process may do that. If the owner cannot be kept,
+  // the bits that lend the owner's rights (set-user-ID, set-group-ID) are dropped.
   [[nodiscard]] bool SetFacts(const FileFacts& facts);
-  // Lets every user of the machine read the file, and nobody but its owner write to it, whatever this process
-  // gives new files. On Windows its directory says who may.
+  // Lets every user of the machine read the file, but only its owner write to it, whatever mode this process
+  // gives new files. On Windows this does nothing: there the rights come from the directory.
   [[nodiscard]] bool LetOthersRead();
   [[nodiscard]] bool Id(FileId& id);
 
-  // Hints about what the system keeps of the file in memory. They cannot fail, and do nothing on a system
-  // that has no such thing. A length of 0 reaches to the end of the file.
+  // About the part of the file that the system keeps in memory. These cannot fail. On a system without such
+  // operations they do nothing. A length of 0 means up to the end of the file.
   void AdviseSequential();
-  // Begins to write to the disk, without a wait: a later `Sync` is then quicker.
+  // Begins to write the range to the disk, without waiting. A later `Sync` is then quicker.
   void StartWriteback(std::uint64_t offset, std::uint64_t length);
   // Whether the first and the last byte of the range, which is not empty, are in memory already. Ask before
-  // reading: what was there before belongs to somebody else. True where the system does not tell.
+  // reading: what is in memory then was put there by others. True if the system does not tell.
   [[nodiscard]] bool WasCached(std::uint64_t offset, std::uint64_t length);
-  // Reads the range if all of it is in memory already. False if not, and where the system does not tell: then
-  // it is read by `ReadAt`.
+  // Reads the range if all of it is in memory already. False if it is not, and if the system does not tell:
+  // then use `ReadAt`.
   [[nodiscard]] bool ReadCached(std::uint64_t offset, void* bytes, std::size_t size);
-  // Lets go of what is kept of the range and is on the disk already.
+  // Removes the range from memory, as far as it is on the disk already.
   void DropCache(std::uint64_t offset, std::uint64_t length);
 
-  // Locks a file that is open for writing, for this opening, without a wait, until it is closed or the
-  // process ends. Reading and writing are not kept from anybody. False if another opening has the lock, or
-  // the file system knows none.
+  // Locks a file that is open for writing, without waiting. The lock belongs to this opening of the file and
+  // lasts until it is closed or the process ends. It keeps nobody from reading or writing. False if another
+  // opening has the lock, or the file system has no locks.
   [[nodiscard]] bool TryLock();
-  // True when every byte written is on the disk.
+  // Waits until every byte that was written is on the disk. False if one is not.
   [[nodiscard]] bool Sync();
   [[nodiscard]] bool Close();
 
@@ -118,28 +118,31 @@ class DataFile {
   std::string why_;
 };
 
-// Renames a file over whatever file bears the new name. On Windows it takes over that one's access rights, or
-// those that the directory gives.
+// Renames a file. A file that has the new name is replaced. On Windows the renamed file gets the access
+// rights of the replaced one, or those that the directory gives; and if another program holds one of the
+// files, this waits for it, for two seconds at most.
 [[nodiscard]] bool ReplaceFile(const std::string& from, const std::string& to, std::string& why);
 
-// The same, to a name that nothing may bear: what has come there meanwhile stays.
+// The same, but nothing may have the new name: what has come there meanwhile stays. (On a file system that
+// cannot do this in one step, it is checked just before.)
 [[nodiscard]] bool MoveToNewName(const std::string& from, const std::string& to, std::string& why);
 
-// Whether an opening of the file has locked it by DataFile::TryLock. False if that cannot be found out.
+// Whether an opening of the file has locked it with DataFile::TryLock. False if that cannot be found out.
 [[nodiscard]] bool IsLocked(const std::string& path, bool& locked, std::string& why);
 
-// True when the names in the directory are on the disk.
+// Brings the names in the directory to the disk. False if that failed. Never false on Windows, where the
+// system keeps the names safe itself.
 [[nodiscard]] bool SyncDirectory(const std::string& path, std::string& why);
-// The same for every directory on the way to it: for one that a run which was killed may have made.
-// Directories above that this process may not look into are passed over; it has made none in them.
+// The same for the directory and all those above it, because a run that was killed may have created them.
+// Directories above it that this process may not read are skipped: it has created nothing in them.
 [[nodiscard]] bool SyncDirectoryChain(const std::string& path, std::string& why);
 
-// A file system, as far as bringing all that was written to it to the disk in one step goes, whoever wrote
-// it. It tells of whatever could not be written since it was opened.
+// A file system on which everything that was written, by whatever process, can be brought to the disk in one
+// step. It reports whatever could not be written since it was opened.
 class FileSystem {
  public:
-  // The one that holds the directory. None where the system has no such step, or does not tell for this kind
-  // of file system whether it went well: there each file is synchronised by itself.
+  // The file system that contains the directory. Null if the system has no such step, or does not report for
+  // this kind of file system whether the step went well. Then each file is synchronised by itself.
   [[nodiscard]] static std::unique_ptr<FileSystem> Open(const std::string& directory);
   FileSystem(const FileSystem&) = delete;
   FileSystem& operator=(const FileSystem&) = delete;
@@ -154,22 +157,23 @@ class FileSystem {
   std::uint64_t volume_ = 0;
 };
 
-// Makes the directory and those above it that are missing, each synchronised into the one above unless the
-// caller does that later. Private ones are for their owner alone.
+// Creates the directory and those above it that are missing. Each is synchronised into the one above it,
+// unless the caller does that later. Private directories are for their owner only.
 enum class DirectoryAccess { kUsual, kPrivate };
 enum class DirectorySync { kNow, kLater };
 [[nodiscard]] bool MakeDirectories(const std::string& path, DirectoryAccess access, std::string& why,
                                    DirectorySync sync = DirectorySync::kNow);
 
-// The directory that holds the name: what stands in front of its last separator, of either kind; `.`
-// without one.
+// The directory that contains the name: the text before its last separator, of either kind; `.` if there is
+// none.
 [[nodiscard]] std::string DirectoryOf(const std::string& path);
 
-// Where a path leads when it is a symbolic link, through all links, whether or not anything is there; any
-// other path as it stands. False when the links lead round in a circle or cannot be read.
+// The path to which a symbolic link leads, through all links; any other path is given back as it is. On Linux
+// the target need not exist. False if the links lead in a circle, cannot be read, lead to a name with a
+// backslash (on Linux) or lead nowhere (on Windows).
 [[nodiscard]] bool FollowLinks(const std::string& path, std::string& target, std::string& why);
 
-// The regular files in a directory, without those below it, in the system's order. Links are left out.
+// The regular files that are directly in a directory, in the system's order. Links are left out.
 struct FileListing {
   std::string name;
   std::uint64_t size = 0;
@@ -179,35 +183,35 @@ struct FileListing {
 // How many bytes this process may still write to the file system that holds the path.
 [[nodiscard]] bool FreeSpace(const std::string& path, std::uint64_t& bytes, std::string& why);
 
-// Whether anybody but the owner, and who administers the machine, may write to (make files in) or read (list)
-// what bears the name. Everybody may if its owner is neither this user nor the administrator; for an
-// administrator every owner will do. False if that cannot be found out.
+// Whether anybody but the owner and the administrators of the machine may write to (create files in) or read
+// (list) the file or directory. If its owner is neither this user nor an administrator, everybody may. To an
+// administrator any owner is good enough. False if this cannot be found out.
 [[nodiscard]] bool OthersMayWrite(const std::string& path, bool& others, std::string& why);
 [[nodiscard]] bool OthersMayRead(const std::string& path, bool& others, std::string& why);
 
-// 26 letters and digits that nobody can guess, for the name of a temporary file. Empty if the system has none
-// to give.
+// 26 letters and digits that nobody can guess, for the name of a temporary file. Empty if the system has no
+// random numbers.
 [[nodiscard]] std::string RandomName();
 
-// The path as libraries that open files take it.
+// The path in the form for libraries that open files; on Windows in UTF-8.
 [[nodiscard]] std::string NativePath(const std::string& path);
 
 // Whether the path does not depend on the working directory.
 [[nodiscard]] bool IsAbsolute(const std::string& path);
 
-// The name in a form in which two names of one file are equal texts: the separators alike, the letters too
-// where the system takes no notice of their case.
+// The name in a form that is the same text for two names of one file: with one kind of separator, and in
+// upper case if the system takes no notice of case.
 [[nodiscard]] std::string FoldName(std::string_view name);
 
-// Where programs keep what they have to remember for this user; empty if the system does not say.
+// The directory for what programs remember for this user; empty if the system does not say.
 [[nodiscard]] std::string UserStateDirectory();
-// The environment variables that say so, for messages.
+// The names of the environment variables that tell it, for messages.
 [[nodiscard]] std::string UserStateVariables();
 
-// Where the running program lies, without a separator at its end.
+// The directory of the running program, without a separator at its end.
 [[nodiscard]] std::string ProgramDirectory();
 
-// Where this system keeps configurations that are for all users.
+// The directory for configurations that are for all users.
 [[nodiscard]] std::string SystemConfigDirectory();
 
 // The value of an environment variable; false if it is not set or empty.
@@ -217,14 +221,15 @@ struct FileListing {
 // The name of this machine in its network; empty if it has none.
 [[nodiscard]] std::string HostName();
 
-// The processes that can be told alive or dead from here: those of this machine, or, in a container, of this
-// container alone, whatever its name in the network. Text that can be kept and compared. That of a machine
-// stays over its restarts.
+// The processes that can be found alive or dead from here: those of this machine or, in a container, those of
+// this container only, even if another one has the same host name. The text can be kept and compared. For a
+// machine it does not change when the machine restarts.
 [[nodiscard]] std::string ProcessSpace();
-// Whether a lock that was taken in that space could be seen from here: there the same system keeps the locks.
+// Whether a lock that was taken in that space can be seen from here, because the same system keeps the locks.
 [[nodiscard]] bool SeesLocksOf(const std::string& space);
 
-// A process among all that ever run, on whatever machine. `start` is text that can be kept and compared.
+// Identifies a process among all that ever run, on any machine. `start` is a text that can be kept and
+// compared.
 struct ProcessIdentity {
   std::string space;
   int number = 0;
@@ -235,7 +240,7 @@ struct ProcessIdentity {
 // The process that started this one, and the name of its program, without directory and `.exe`. False if it
 // has ended, or cannot be found out.
 [[nodiscard]] bool ParentProcess(ProcessIdentity& parent, std::string& program);
-// What runs elsewhere cannot be told.
+// `kCannotTell`: it is in another space, or the system hides it.
 enum class Running { kYes, kNo, kCannotTell };
 [[nodiscard]] Running IsRunning(const ProcessIdentity& process);
 

@@ -1,16 +1,16 @@
-// Libraries that bring so many others that to load them takes longer than most calls of a tool: they are
-// loaded when the first of their functions is called. On Windows they are part of the program.
+// Libraries that need so many others that loading them takes longer than most calls of a tool. They are
+// loaded when one of their functions is called for the first time. On Windows they are part of the program.
 #pragma once
 
 namespace platform {
 
-// The function of that name in a library of the system. Where the library cannot be loaded the program ends
-// by std::terminate, within an exception that says why.
+// The function of this name in a library of the system. If the library cannot be loaded, or lacks the
+// function, the program ends by std::terminate, with an exception that says why.
 [[nodiscard]] void* LateFunction(const char* library, const char* name);
 
 }  // namespace platform
 
-// Takes the place of a function's name in front of its arguments.
+// Used instead of a function's name, before its arguments.
 #define LATE_FUNCTION(library, name)                                                 \
   ([]() {                                                                            \
     static const auto function =                                                     \

@@ -32,7 +32,7 @@ void LineReader::Forget() {
   position_ = 0;
 }
 
-// The usual line, which is in the piece from end to end.
+// The usual case: the whole line is in the piece.
 bool LineReader::TakeWholeLine(std::string& line, std::size_t limit) {
   const std::size_t end = piece_.find('\n', position_);
   if (end == std::string::npos) {

@@ -5,7 +5,7 @@
 namespace platform {
 namespace {
 
-// Letter case as the C locale knows it, whatever the sign of char.
+// In upper case by the rules of the C locale, whatever the sign of char; a slash becomes a backslash.
 char Folded(char c) {
   if (c == '/') {
     return '\\';

@@ -6,12 +6,12 @@
 
 namespace platform {
 
-// Whether the directory is on a file system that other machines may use at the same time. False where the
-// system does not tell.
+// Whether the directory is on a file system that other machines may use at the same time. False if the system
+// does not tell.
 [[nodiscard]] bool IsOnNetwork(const std::string& directory);
 
-// Waits until something can be read from the connection, its end included. False when the time is over
-// before, or a signal came.
+// Waits until something can be read from the connection, or it has ended. False if the time is over first, or
+// a signal came.
 [[nodiscard]] bool WaitForInput(std::uintptr_t socket, int milliseconds);
 
 }  // namespace platform

@@ -1,10 +1,10 @@
-// The only door to the operating system. Everything above this header is the same on Windows and
-// on Linux; `posix/` and `windows/` hold the two sides, and no other file knows which one runs.
+// The only interface to the operating system. Everything above this header is the same on Windows and on
+// Linux; `posix/` and `windows/` contain the two implementations, and no other file knows which one is used.
 //
-// Paths are single-byte text, on Windows in the code page of the system; of any length that it allows. Every
-// operation that takes a path takes both separators and means the same by them; trailing separators are
-// ignored, `*` and `?` match nothing but themselves. Nothing here traces, prints, throws or retries: failures
-// are return values.
+// Paths are single-byte text (on Windows in the code page of the system) of any length that the system
+// allows. Every operation that takes a path accepts both separators, which mean the same. Separators at the
+// end are ignored, and `*` and `?` match only themselves. Nothing here traces, prints, throws or retries:
+// failures are return values.
 #pragma once
 
 #include <cstddef>
@@ -20,15 +20,16 @@ namespace platform {
 
 // ---- The process ---------------------------------------------------------------------------------
 
-// Called once, first thing in every program: broken pipes become failed writes instead of a signal,
-// ended children leave no trace, standard streams pass bytes unchanged.
+// To be called once, before anything else in every program. On Linux, a write to a broken pipe, or beyond the
+// limit for the size of files, then fails instead of ending the process, and no file that is opened later
+// takes the place of a standard stream that was closed. On Windows, standard streams pass bytes unchanged.
 void PrepareProcess();
 
-// Overwrites a text within the arguments of `main`, where everybody can read them in the list of processes.
-// `text` points into them.
+// Overwrites a text within the arguments of `main` with asterisks, because everybody can read them in the
+// list of processes. `text` points into them.
 void HideArgument(char* text);
 
-// Writes a line to standard output and needs no memory for it.
+// Writes a line to standard output, without allocating memory.
 void WriteWithoutMemory(std::string_view line);
 
 // The number of this process.
@@ -36,25 +37,27 @@ void WriteWithoutMemory(std::string_view line);
 
 // ---- Interrupts --------------------------------------------------------------------------------------
 
-// From here on the first Ctrl-C, SIGTERM, SIGHUP or closing of the console is noted instead of ending the
-// process; a second one ends it at once, unless it may tell the same once more: a terminal that closes sends
-// SIGHUP more than once, and whoever stops a program and those that it has started may reach one of them by
-// two ways within a second (SIGTERM, Ctrl-Break). One that was ignored at the start stays ignored. A data
-// mover that runs is told to end. Ten seconds after the interrupt (as many as a closing console leaves), or
-// after its own start if that came later, every tool is killed with all that it has started, and its stream
-// has ended, whoever still holds it. Locks, and pipes that nobody reads, are waited for no longer than that
-// either. Under a Windows service the log-off of a user is no interrupt.
+// From here on, the first Ctrl-C, SIGTERM, SIGHUP or closing of the console does not end the process but is
+// noted. A second one ends it at once, unless it may be the same request: a terminal that closes sends SIGHUP
+// more than once, and whoever stops a program with all that it has started may reach one of these in two ways
+// within a second (SIGTERM, Ctrl-Break). A signal that was ignored at the start stays ignored. Under a
+// Windows service, the log-off of a user is not an interrupt.
+//
+// After an interrupt, a data mover that is running is told to end. Ten seconds after the interrupt, or after
+// its own start if that came later, every tool is killed with all that it has started; its stream then ends,
+// even if another process still holds it. Waits for locks, and for pipes that nobody reads, end in the same
+// time. If a console closes on Windows, these are four seconds, not ten.
 void WatchInterrupts();
 [[nodiscard]] bool Interrupted();
 
-// As if this process had been interrupted: for one that finds out that nobody wants its work any more.
+// Acts as if this process had been interrupted, because nobody wants its work any more.
 void InterruptThisProcess();
-// For a program whose caller decides what becomes of it, and that ends soon: where the system tells every
-// program of a console that it closes, or of a Ctrl-Break, this one goes on.
+// For a program that ends soon and whose caller decides what happens to it. When the system tells all
+// programs of a console that it closes, or of a Ctrl-Break, this program goes on.
 void LeaveInterruptsToCaller();
 
-// While `ends` is set, an interrupt ends the process at once with exit status 2: for the time in which
-// nothing is open that would have to be closed.
+// While `ends` is set, an interrupt ends the process at once with exit status 2. For the time in which
+// nothing is open that must be closed.
 void EndOnInterrupt(bool ends);
 
 // ---- Time ------------------------------------------------------------------------------------------
@@ -69,8 +72,9 @@ struct LocalTime {
 // Calendar time in seconds, the low 32 bits, as a signed number.
 [[nodiscard]] std::int32_t Time32();
 
-// Blocks for so many milliseconds, or until the first interrupt; a steady clock in milliseconds. Every wait
-// of the program goes through these two, so a test that replaces them waits for nothing.
+// Blocks for so many milliseconds, or until the first interrupt; and a steady clock in milliseconds. All
+// pauses of `backint` use these two, so a test that replaces them does not have to wait. (Waits for pipes do
+// not use them.)
 void SleepMilliseconds(std::uint32_t milliseconds);
 [[nodiscard]] std::uint64_t SteadyMilliseconds();
 
@@ -78,29 +82,29 @@ struct Clock {
   void (*sleepMilliseconds)(std::uint32_t) = nullptr;
   std::uint64_t (*steadyMilliseconds)() = nullptr;
 };
-// Test only: the given functions take the place of the system's; a null one restores it.
+// For tests only: the given functions replace those of the system; null restores the system's.
 void ReplaceClock(const Clock& clock);
 
 // ---- Names -----------------------------------------------------------------------------------------
 
-// True for a name that this system writes with `/` and that is first class here: one that begins with
-// `/`. Never true on Windows. The kind of a name is asked of the untouched name alone.
+// Whether this is a system name: one that this system writes with `/` and that begins with it. Never true on
+// Windows. Only the name as it was given tells this, not one in which something was changed.
 [[nodiscard]] bool IsSystemName(std::string_view name);
 
 // The name with its slashes turned into backslashes; a system name keeps its slashes.
 [[nodiscard]] std::string ToSystemForm(std::string_view name);
 
-// Position of the separator in front of the last component: the last `/` of a system name, the last
-// backslash of any other; npos without one.
+// Position of the separator before the last component: the last `/` of a system name, the last backslash of
+// any other name; npos if there is none.
 [[nodiscard]] std::size_t LastSeparator(std::string_view name);
 
-// What the program appends between a name and something below it: `/` for a system name, else `\`.
+// The separator between a name and something below it: `/` for a system name, otherwise `\`.
 [[nodiscard]] char SeparatorOf(std::string_view name);
 
-// Whether two names are one. If either is a system name: whole and letter for letter. Otherwise
-// without regard to letter case and to the direction of slashes.
+// Whether two names are the same. If one of them is a system name, they must be equal letter for letter.
+// Otherwise letter case and the direction of slashes do not matter.
 [[nodiscard]] bool SameName(std::string_view a, std::string_view b);
-// A text that two names have in common exactly if they are one; for looking names up.
+// A text that is equal for two names exactly if they are the same; for looking names up.
 [[nodiscard]] std::string NameKey(std::string_view name);
 
 // ---- Paths without opening them --------------------------------------------------------------------
@@ -109,16 +113,16 @@ enum class PathKind { kMissing, kFile, kDirectory, kOther };
 struct PathInfo {
   PathKind kind = PathKind::kMissing;
   std::uint64_t size = 0;  // bytes, of a file
-  long error = 0;          // the system's error number if the path cannot be looked up
+  long error = 0;          // with kMissing, the system's error number: MeansMissing tells what it means
 };
 // Type and size; symbolic links are followed.
 [[nodiscard]] PathInfo LookUp(const std::string& path);
 [[nodiscard]] bool Exists(const std::string& path);
 
-// The names in a directory, without "." and "..", in the system's order, one by one. False if it cannot be
-// read, or (on Windows) if a name has a character that the code page lacks, so that it could be taken for
-// another; `each` got what was read until then, `why` gets the reason, and `unusableName` that name with `?`
-// for the character.
+// Calls `each` with the names in a directory, without "." and "..", in the system's order. False if the
+// directory cannot be read, or (on Windows) if a name has a character that is not in the code page, so that
+// it could be taken for another name. `each` has then got the names before it, `why` gets the reason, and
+// `unusableName` this name, with `?` for the character.
 [[nodiscard]] bool ListDirectory(const std::string& path, const std::function<void(std::string_view)>& each,
                                  std::string* why = nullptr, std::string* unusableName = nullptr);
 // The same into a list.
@@ -136,23 +140,23 @@ bool RemoveFile(const std::string& path);
 namespace internal {
 // The lock of a file that is appended to, kept from one text to the next.
 struct KeptLock {
-  int texts = 0;  // written under it; 0 if it is not held
+  int texts = 0;  // how many were written under it; 0 if it is not held
   std::int64_t begin = 0;
   std::int64_t end = 0;  // of the file
 };
 
-// Cuts bytes that come in pieces into lines, by the rules of TextFile::ReadLine.
+// Splits bytes that come in pieces into lines, by the rules of TextFile::ReadLine.
 class LineReader {
  public:
-  // Gives the next piece to the string, which is empty; leaves it empty at the end.
+  // Puts the next piece into the string, which is empty. Leaves it empty at the end.
   using Source = std::function<void(std::string& piece)>;
 
-  // Without `keepsCarriageReturns` one in front of a line feed is dropped.
+  // Unless `keepsCarriageReturns` is set, a carriage return before a line feed is dropped.
   explicit LineReader(bool keepsCarriageReturns) : keepsCarriageReturns_(keepsCarriageReturns) {}
   [[nodiscard]] bool Read(const Source& source, std::string& line, std::size_t limit);
-  // Whether the next line is whole in the piece that is here.
+  // Whether the present piece contains the whole next line.
   [[nodiscard]] bool HasLine() const { return piece_.find('\n', position_) != std::string::npos; }
-  // Drops what is left of the piece.
+  // Drops the rest of the piece.
   void Forget();
 
  private:
@@ -166,24 +170,24 @@ class LineReader {
 };
 }  // namespace internal
 
-// A text file, or one of the standard streams. A CR LF pair reads as one line feed; a line feed is
-// written as the line end of the system, or as asked for. No character ends a text but its end.
-// Closes itself (a standard stream is left open).
+// A text file, or one of the standard streams. CR LF is read as one line feed; a line feed is written as the
+// line end of the system, or as the caller wants. No character ends a text early. The destructor closes a
+// file, but not a standard stream.
 class TextFile {
  public:
   enum class Mode {
-    kRead,       // must exist; what is no regular file, pipe or terminal cannot be opened
-    kAppend,     // made if missing; each text goes to the end of a regular file whole, as by AppendLocked
-    kCreate,     // made, or emptied
-    kCreateNew,  // made; a name that is there, if only as a link to nowhere, cannot be opened
+    kRead,       // must exist; on Linux it must be a regular file, a pipe or a terminal
+    kAppend,     // created if missing; a regular file gets each text whole at its end, as by AppendLocked
+    kCreate,     // created, or emptied
+    kCreateNew,  // created; fails if the name exists, even as a link that leads nowhere
   };
   enum class LineEnd { kSystem, kLineFeed, kCarriageReturnLineFeed };
 
-  // None if the file cannot be opened.
+  // Null if the file cannot be opened.
   [[nodiscard]] static std::unique_ptr<TextFile> Open(const std::string& path, Mode mode,
                                                       LineEnd lineEnd = LineEnd::kSystem);
-  // A new file of a name of its own in `directory`, readable by its owner alone, open for writing;
-  // `path` gets its name. None if it cannot be made.
+  // Creates a file with a new name in `directory` and opens it for writing. Only its owner can read it.
+  // `path` gets its path. Null if it cannot be created.
   [[nodiscard]] static std::unique_ptr<TextFile> CreateTemporary(const std::string& directory,
                                                                  std::string& path);
   [[nodiscard]] static std::unique_ptr<TextFile> StandardInput();
@@ -195,26 +199,26 @@ class TextFile {
   TextFile& operator=(const TextFile&) = delete;
   ~TextFile();
 
-  // The next line, its line feed included, or as much of it as `limit` characters hold; the rest comes
-  // as the next line. A NUL ends the line: what stands between it and the line's end is dropped.
-  // False at the end, and after a failed read (`ReadFailed` tells).
+  // Reads the next line with its line feed, or as much of it as `limit` characters hold; the rest comes as
+  // the next line. A NUL cuts the line: the bytes from there to the end of the line are dropped. False at the
+  // end, and after a failed read (`ReadFailed` tells).
   [[nodiscard]] bool ReadLine(std::string& line, std::size_t limit);
   [[nodiscard]] bool ReadFailed() const;
 
-  // Back to the first line. False if the stream cannot do that.
+  // Goes back to the first line. False if the stream cannot do that.
   [[nodiscard]] bool Rewind();
 
-  // Writes the text; false if it did not fit. `Close` is false as well if anything written since the
-  // opening was lost on its way.
+  // Writes the text; false if it, or an earlier one, could not be written. Text may wait in memory, so
+  // `Close` too is false if anything was lost since the opening.
   bool Write(std::string_view text);
-  // Hands everything written so far to the system, without closing.
+  // Passes everything that was written so far to the system, without closing.
   bool Flush();
   bool Close();
-  // For texts that are appended one right behind the other: the lock is kept from each to the next, for some
-  // of them at a time, where it keeps nobody from reading. Others who append wait, until `Close` at the
+  // For texts that are appended one directly after the other. Where a lock keeps nobody from reading, it is
+  // kept from one text to the next, for several texts at a time. Others who append wait, until `Close` at the
   // latest.
   void KeepLock() { keepsLock_ = true; }
-  // Whether it was opened to append to a regular file.
+  // Whether the file was opened to append to it, and is a regular file.
   [[nodiscard]] bool AppendsToFile() const { return appends_; }
 
  private:
@@ -223,7 +227,7 @@ class TextFile {
   std::FILE* stream_;
   bool owned_;
   bool carriageReturns_;  // a line feed is written as CR LF
-  std::string pending_;   // written, not yet handed to the stream
+  std::string pending_;   // written, but not yet passed to the stream
   long firstLine_ = 0;    // where a standard input began
   bool failed_ = false;
   bool readFailed_ = false;
@@ -235,21 +239,21 @@ class TextFile {
 
 // ---- Appending among several processes -------------------------------------------------------------
 
-// Appends `text` unchanged to the file in one write, under a lock on the bytes behind the file's end,
-// waiting for the lock for ten seconds at most. The file is made if missing, readable by its owner
-// alone, and never emptied. False if the text was lost (no directory, read-only, no regular file, no
-// lock, full disk; a torn piece is cut off again); `why` gets the reason then.
+// Appends `text` unchanged to the file in one write, under a lock on the bytes after the file's end. Waits
+// for the lock for ten seconds at most. A missing file is created, and only its owner can read it; no file is
+// emptied. False if the text was lost (no directory, read-only, not a regular file, lock not granted, full
+// disk). Then a part that was written is cut off again, and `why` gets the reason.
 bool AppendLocked(const std::string& path, std::string_view text, std::string* why = nullptr);
 
-// A claim on a name among processes: a lock on one byte of a file that is made if missing and stays
-// empty. Held until destroyed, or until the process ends.
+// A claim on a name among processes: a lock on one byte of a file, which is created if missing and stays
+// empty. The claim lasts until the object is destroyed or the process ends.
 class FileClaim {
  public:
   FileClaim(const FileClaim&) = delete;
   FileClaim& operator=(const FileClaim&) = delete;
   ~FileClaim();
-  // Claims byte `position` of the file without waiting. None if another claim holds it or the file
-  // cannot be opened.
+  // Claims byte `position` of the file without waiting. Null if another claim holds it or the file cannot be
+  // opened.
   [[nodiscard]] static std::unique_ptr<FileClaim> TryClaim(const std::string& path, std::uint32_t position);
 
  private:
@@ -265,14 +269,14 @@ enum class InstallDirResult { kFound, kNoKey, kNoValue };
 // (unset is a missing key, empty a missing value).
 [[nodiscard]] InstallDirResult InstallDirectory(std::string& directory);
 
-// The program that is meant by a path in the install directory that ends in ".exe": on Windows that path;
-// elsewhere that path if it exists, else the one without ".exe" if that exists.
+// The program that is meant by a path in the install directory that ends in ".exe". On Windows it is this
+// path. Elsewhere it is the path without ".exe" if only that exists, otherwise this path.
 [[nodiscard]] std::string InstalledProgram(const std::string& path);
 
 // ---- Tools -----------------------------------------------------------------------------------------
 
-// The lines that a tool prints, until every process that holds the other end has closed it. Reading
-// ends with the stream; the tool itself is never waited for and its exit status never looked at.
+// The lines that a tool prints, until every process that holds the other end has closed it. The program never
+// waits for the tool itself, and never looks at its exit status.
 class ToolStream {
  public:
   ToolStream(const ToolStream&) = delete;
@@ -280,15 +284,15 @@ class ToolStream {
   ~ToolStream();
   // As TextFile::ReadLine, except that a data mover's carriage returns are kept.
   [[nodiscard]] bool ReadLine(std::string& line, std::size_t limit);
-  // Whether the system has ended it, not the tool: lines may be missing.
+  // Whether the stream was ended by the system, not by the tool: lines may be missing.
   [[nodiscard]] bool ReadFailed() const { return readFailed_; }
-  // Whether the next line is here already: reading it does not wait.
+  // Whether the next line is here already, so that reading it does not wait.
   [[nodiscard]] bool HasLine() const { return lines_.HasLine(); }
 
-  // For the starting functions of the two systems. `handle` is owned; a negative one is a stream that has
-  // ended. A mover's carriage returns are kept.
+  // For the functions that start tools. The object owns `handle`; a negative one is a stream that has ended.
+  // A mover's carriage returns are kept.
   ToolStream(std::intptr_t handle, bool isMover) : handle_(handle), isMover_(isMover), lines_(isMover) {}
-  // Puts the tool in the charge of the interrupts as long as the stream lives.
+  // Puts the tool under the control of interrupts for the life of the stream.
   void Watch(std::intptr_t process);
 
  private:
@@ -301,23 +305,24 @@ class ToolStream {
   internal::LineReader lines_;
 };
 
-// Children get the null device as standard input, inherit nothing but their three streams, run in a
-// process group of their own and find the default signal actions. No shell or command processor ever
-// takes part; a name that ends in .bat or .cmd is refused. A program without a separator in its name is
-// looked up in PATH and nowhere else (in full directories, on Windows with ".exe" added if it has no
-// extension); a mover whose name holds "exe" is taken as it stands. Command lines are split by the rules
-// of the Windows C runtime: double quotes group, a backslash is literal except before a quote.
+// Tools get the null device as standard input, inherit only their three streams, run in a process group of
+// their own and begin with the default signal actions. No shell or command processor is ever used; a name
+// that ends in .bat or .cmd is refused. A program without a separator in its name is searched for only in
+// PATH (only in its full directories; on Windows with ".exe" added if the name has no extension). A mover
+// whose name contains "exe" is taken as it is. Command lines are split by the rules of the Windows C runtime:
+// double quotes group, and a backslash is literal except before a quote.
 
-// Starts the control tool: its standard output is the stream (CR LF reads as one line feed), its
-// standard error is appended to `errorFile` (the null device if that cannot be opened; ours if the name is
-// empty). None if the tool cannot be started; `why` then gets its name and the reason.
+// Starts the control tool. Its standard output is the stream (CR LF is read as one line feed). Its standard
+// error is appended to `errorFile`; it goes to the null device if that cannot be opened, and to our own
+// standard error if the name is empty. Null if the tool cannot be started; `why` then gets its name and the
+// reason.
 [[nodiscard]] std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine,
                                                            const std::string& errorFile,
                                                            std::string* why = nullptr);
 
-// Starts the data mover: its standard error is the stream, bytes unchanged; its standard output is ours.
-// `arguments` is handed over whole behind the program's name. A mover that cannot be started gives a
-// stream that has ended, and `why` gets its name and the reason. None if the pipe cannot be made.
+// Starts the data mover. Its standard error is the stream, with its bytes unchanged; its standard output is
+// ours. `arguments` is all that follows the program's name in the command. A mover that cannot be started
+// gives a stream that has ended, and `why` gets its name and the reason. Null if the pipe cannot be created.
 [[nodiscard]] std::unique_ptr<ToolStream> StartDataMover(const std::string& program,
                                                          const std::string& arguments,
                                                          std::string* why = nullptr);

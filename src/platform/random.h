@@ -1,12 +1,12 @@
-// Numbers that nobody can foresee.
+// Numbers that nobody can predict.
 #pragma once
 
 #include <cstddef>
 
 namespace platform {
 
-// Fills the bytes from the system's generator. A system without one ends the process: nothing that is to be
-// unique or secret can be made there.
+// Fills the bytes from the system's generator. If the system has none, the process is aborted: nothing unique
+// or secret could be made.
 void RandomBytes(void* bytes, std::size_t size);
 
 }  // namespace platform

@@ -1,4 +1,4 @@
-// What people look at, and how text is made of characters.
+// Terminals, and the characters of a text.
 #pragma once
 
 #include <cstddef>
@@ -8,21 +8,22 @@
 namespace platform {
 
 enum class Standard { kOutput, kError };
-// How many characters a line of the terminal has that the stream goes to; 0 if it goes to no terminal.
+// How many characters fit into a line of the terminal to which the stream goes; 0 if it goes to no terminal.
 [[nodiscard]] std::size_t ColumnsOf(Standard stream);
 
-// Makes the terminal that the stream goes to obey escape sequences (ECMA-48), which move the cursor and
-// erase. False if there is none, or it knows none.
+// Makes the stream's terminal obey escape sequences (ECMA-48), which move the cursor and erase. False if
+// there is no terminal, or it does not know them.
 [[nodiscard]] bool TakesEscapeSequences(Standard stream);
 
-// Whether this program's text is UTF-8, so that a character may have several bytes; otherwise each byte is
-// one.
+// Whether this program's text is UTF-8, so that a character may have several bytes. Otherwise each byte is a
+// character.
 [[nodiscard]] bool TextIsUtf8();
-// The text in UTF-8, for formats that know nothing else. Where this program's text is UTF-8 it comes back as
-// it is, with a replacement character (U+FFFD) for each byte that is part of none.
+// The text in UTF-8, for formats that know nothing else. On Linux the text counts as UTF-8: it comes back as
+// it is, with a replacement character (U+FFFD) for each byte that is part of no character.
 [[nodiscard]] std::string ToUtf8(std::string_view text);
 
-// The other way round; false if the text is no UTF-8, or has characters that this program's text lacks.
+// The reverse. On Windows false if the text is not UTF-8, or has characters that this program's text cannot
+// have. On Linux the text is not changed.
 [[nodiscard]] bool FromUtf8(std::string_view utf8, std::string& text);
 
 }  // namespace platform

@@ -20,7 +20,7 @@ TextFile::TextFile(std::FILE* stream, bool owned, LineEnd lineEnd)
 TextFile::~TextFile() { Close(); }
 
 std::unique_ptr<TextFile> TextFile::Open(const std::string& path, Mode mode, LineEnd lineEnd) {
-  // Before the file: without memory none is made that nobody knows of.
+  // Before the file is opened: if memory runs out, no file is left of which nobody knows.
   auto file = std::make_unique<TextFile>(nullptr, true, lineEnd);
   std::FILE* stream = internal::OpenStream(internal::SystemPath(path), mode);
   if (stream == nullptr) {
@@ -28,7 +28,7 @@ std::unique_ptr<TextFile> TextFile::Open(const std::string& path, Mode mode, Lin
   }
   file->stream_ = stream;
   if (mode != Mode::kRead) {
-    // The stream keeps nothing back, so that what failed to be written is not tried again behind our back.
+    // The stream keeps nothing back. So what could not be written is not tried again later, unnoticed.
     std::setvbuf(stream, nullptr, _IONBF, 0);
     file->appends_ = mode == Mode::kAppend && internal::IsRegularFile(stream);
   }
@@ -91,7 +91,7 @@ bool TextFile::Write(std::string_view text) {
   if (stream_ == nullptr) {
     return false;
   }
-  // Whole or not at all: where memory runs out in the middle, closing the file would write the torn line.
+  // All or nothing: if memory ran out in the middle, closing the file would write a part of a line.
   if (carriageReturns_) {
     pending_.reserve(pending_.size() + 2 * text.size());
     for (const char c : text) {

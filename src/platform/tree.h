@@ -1,6 +1,6 @@
-// What stands in a directory tree, link by link, and its making: for the backup server's mover, which saves
-// directories whole. Paths take both separators, as in platform.h; what fails says why, in the system's
-// words.
+// The entries of a directory tree, and how to create them, for the backup server's mover, which saves whole
+// directories. Links are not followed. Paths take both separators, as in platform.h. A failure gives the
+// reason in the system's words.
 #pragma once
 
 #include <string>
@@ -15,25 +15,26 @@ struct Entry {
   EntryKind kind = EntryKind::kOther;
   FileFacts facts;
   FileId id;
-  std::string link;  // where a symbolic link leads, as it is written there
+  std::string link;  // the text of a symbolic link: where it leads
 };
 
-// What bears this very name: a symbolic link is not followed. On Windows links are of the kind kOther.
+// Reads what has exactly this name: a symbolic link is not followed. On Windows links are of the kind kOther.
 [[nodiscard]] bool ReadEntry(const std::string& path, Entry& entry, std::string& why);
 
-// Makes a symbolic link with this text. Nothing may bear the name.
+// Creates a symbolic link with this text. Nothing may have the name yet. Fails on Windows.
 [[nodiscard]] bool MakeLink(const std::string& text, const std::string& path, std::string& why);
-// Its time, and its owner where this process may set it. What the system does not allow for links is left.
+// Sets the link's time, and its owner if this process may do that. What the system does not allow for links
+// is left out.
 void SetLinkFacts(const std::string& path, const FileFacts& facts);
 
-// Makes a directory that gets its facts when everything is in it. Where they decide who may look into it, its
-// owner alone can until then.
+// Creates a directory that gets its facts later, when everything is in it. On Linux only its owner can look
+// into it until then.
 [[nodiscard]] bool MakeUnfinishedDirectory(const std::string& path, std::string& why,
                                            DirectorySync sync = DirectorySync::kNow);
-// Whether a directory with this mode keeps its owner from something that is done in it.
+// Whether a directory with this mode does not let its owner do everything in it.
 [[nodiscard]] bool KeepsOwnerOut(const FileFacts& facts);
-// Times, mode and owner of a directory, by the rules of DataFile::SetFacts; they and its names are on the
-// disk then, unless the caller sees to that later.
+// Sets times, mode and owner of a directory, by the rules of DataFile::SetFacts. These and the names in the
+// directory are then on the disk, unless the caller sees to that later.
 [[nodiscard]] bool SetDirectoryFacts(const std::string& path, const FileFacts& facts, std::string& why,
                                      DirectorySync sync = DirectorySync::kNow);
 

@@ -25,9 +25,9 @@ bool IsRegular(const struct stat& status, std::string& why) {
   return S_ISREG(status.st_mode);
 }
 
-// Opens what was looked at, if it is a regular file with this id, then and when it is open: `status` gets
-// what it is then. Between the two another may take its place: without O_NONBLOCK the opening of a pipe would
-// wait for its writer.
+// Opens a file that was looked at, if it is a regular file with this id, before and after the opening;
+// `status` gets what it is then. In between, something else may take its place: without O_NONBLOCK, opening a
+// pipe would wait for its writer.
 int OpenRegular(const std::string& native, int flags, const FileId* id, struct stat& status,
                 std::string& why) {
   if (!IsRegular(status, why)) {
@@ -49,7 +49,7 @@ int OpenRegular(const std::string& native, int flags, const FileId* id, struct s
   return -1;
 }
 
-// One byte that no file has: who locks it keeps nobody from reading or writing.
+// One byte that no file has, so the lock keeps nobody from reading or writing.
 struct flock LockOfOpening() {
   struct flock range = {};
   range.l_type = F_WRLCK;

@@ -35,7 +35,7 @@ bool MakeOne(const std::string& native, DirectoryAccess access, std::string& why
 
 bool SyncDirectory(const std::string& path, std::string& why) {
   const int handle = open(NativePath(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  // Some systems of files that live on no disk of theirs have no such operation.
+  // Some file systems whose files are on no disk of their own do not have this operation.
   const bool good = handle >= 0 && (fsync(handle) == 0 || errno == EINVAL);
   if (!good) {
     why = ErrorText(errno);

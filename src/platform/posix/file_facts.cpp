@@ -34,12 +34,12 @@ std::array<timespec, 2> TimesOf(const FileFacts& facts) {
   return times;
 }
 
-// Nobody has the highest number: the system takes it for "leave this one as it is".
+// Nobody has the highest number as an id: for the system it means "leave this one as it is".
 bool SetFactsOf(int handle, const FileFacts& facts) {
   mode_t mode = facts.mode;
   if (facts.owner == UINT32_MAX || facts.group == UINT32_MAX ||
       fchown(handle, facts.owner, facts.group) != 0) {
-    mode &= 01777;  // all but what lends the owner's rights
+    mode &= 01777;  // all but the bits that lend the owner's rights
   }
   const auto times = TimesOf(facts);
   return fchmod(handle, mode) == 0 && futimens(handle, times.data()) == 0;

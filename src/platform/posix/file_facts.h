@@ -1,4 +1,4 @@
-// The facts of an open file as this system's calls give and take them.
+// Converts the facts of an open file from and to the types of this system's calls.
 #pragma once
 
 #include <sys/stat.h>
@@ -11,7 +11,7 @@ namespace platform::internal {
 
 FileFacts FactsOf(const struct stat& status);
 FileId IdOf(const struct stat& status);
-// The time of the last access, which stays, and that of the last change.
+// The times of the last access, which is not to be changed, and of the last modification.
 std::array<timespec, 2> TimesOf(const FileFacts& facts);
 bool SetFactsOf(int handle, const FileFacts& facts);
 

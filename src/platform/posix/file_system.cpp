@@ -16,12 +16,12 @@
 namespace platform {
 namespace {
 
-// Kinds that write all they have to their own disk then, and tell of errors.
+// File systems whose syncfs writes everything to their own disk and reports errors.
 constexpr std::uint32_t kXfs = 0x58465342;
 constexpr std::array<std::uint32_t, 5> kTrusted = {EXT4_SUPER_MAGIC, kXfs, BTRFS_SUPER_MAGIC,
                                                    F2FS_SUPER_MAGIC, TMPFS_MAGIC};
 
-// Older systems keep those of the data to themselves, and until 5.17 those of the last step of all.
+// Older systems do not report the errors of the data, and before 5.17 not those of the last step.
 bool TellsOfErrors() {
   struct utsname system = {};
   int major = 0;

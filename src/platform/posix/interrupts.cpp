@@ -24,10 +24,10 @@ std::atomic<bool> interrupted{false};
 std::atomic<bool> endsAtOnce{false};
 std::atomic<std::int64_t> interruptMoment{0};
 std::atomic<int> firstSignal{0};
-// Readable from the first interrupt on: what waits for it cannot miss it.
+// Readable from the first interrupt on, so whoever waits for it cannot miss it.
 int interruptEvent = -1;
 
-// The tools that run, for the signal handler too. More than one at a time is rare.
+// The tools that are running; the signal handler uses this too. More than one at a time is rare.
 struct WatchedTool {
   std::atomic<pid_t> group{0};
   std::atomic<bool> isMover{false};
@@ -45,8 +45,8 @@ std::int64_t Now() {
   return static_cast<std::int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
-// A system call that is under way goes on after the handler: a result line on its way to a slow reader is
-// written whole.
+// A system call that was interrupted by the handler goes on after it: so a result line on its way to a slow
+// reader is written completely.
 void SetHandler(int number, void (*handler)(int)) {
   struct sigaction action = {};
   action.sa_handler = handler;
@@ -55,7 +55,7 @@ void SetHandler(int number, void (*handler)(int)) {
   sigaction(number, &action, nullptr);
 }
 
-// A control tool is not told: it may be about to open or to close something on the server.
+// A control tool is not told: it may just be opening or closing something on the server.
 void TellToEnd(const WatchedTool& tool) {
   const pid_t group = tool.group;
   if (group > 0 && tool.isMover) {
@@ -63,8 +63,8 @@ void TellToEnd(const WatchedTool& tool) {
   }
 }
 
-// A terminal that closes sends SIGHUP more than once, and who stops a program and its mover sends SIGTERM to
-// the mover too, which hears of it from the program as well.
+// Whether this is the first signal again. A terminal that closes sends SIGHUP more than once. And whoever
+// stops a program and its mover sends SIGTERM to the mover too, which also gets it from the program.
 bool IsTheSame(int number) {
   constexpr std::int64_t kMoment = 1000;
   return number == SIGHUP ||
@@ -95,7 +95,7 @@ void NoteInterrupt(int number) {
   errno = error;
 }
 
-// The time that is left for what has begun, or has gone on, at this moment.
+// The time that is left for something that began, or made progress, at this moment.
 std::int64_t LeftFrom(std::int64_t moment) {
   if (!interrupted) {
     return internal::kNoLimit;
@@ -104,16 +104,16 @@ std::int64_t LeftFrom(std::int64_t moment) {
                                 0);
 }
 
-// False when no time is left and nothing has come of the wait.
+// Waits until the descriptor is ready. False if no time is left and it is not.
 template <class Left>
 bool WaitUntilReady(int descriptor, short events, Left left) {
   for (;;) {
     const std::int64_t milliseconds = left();
-    // With a limit the interrupt has been, and is no event any more.
+    // With a limit, the interrupt has come already and is no longer waited for.
     std::array<pollfd, 2> waits = {
         {{descriptor, events, 0}, {milliseconds < 0 ? interruptEvent : -1, POLLIN, 0}}};
     const int ready = poll(waits.data(), waits.size(), static_cast<int>(milliseconds));
-    // What a descriptor cannot be asked about is left to the call itself.
+    // If poll has no answer for the descriptor, the call itself will have one.
     if (waits[0].revents != 0 || (ready < 0 && errno != EINTR)) {
       return true;
     }

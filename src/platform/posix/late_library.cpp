@@ -9,8 +9,8 @@
 namespace platform {
 namespace {
 
-// No exception leaves: the way may lead through a function of the system that lets none pass where memory is
-// short.
+// No exception leaves this function. On its way it might have to pass through a function of the system that,
+// when memory is short, lets none pass.
 [[noreturn]] void EndWithout(const char* library, const char* why) {
   try {
     throw std::runtime_error(std::string(library) + " cannot be loaded: " + why);

@@ -13,7 +13,8 @@ namespace {
 
 int Descriptor(std::intptr_t handle) { return static_cast<int>(handle); }
 
-// A lock of the open file, not of the process: a second opening in the same process is another holder.
+// The lock belongs to the open file, not to the process: a second opening in the same process is another
+// holder.
 bool SetLock(int descriptor, short type, std::int64_t position, std::uint64_t length) {
   struct flock range = {};
   range.l_type = type;
@@ -29,7 +30,7 @@ bool SetLock(int descriptor, short type, std::int64_t position, std::uint64_t le
 
 }  // namespace
 
-// Without O_NONBLOCK the opening of a FIFO or of a device could wait.
+// Without O_NONBLOCK, opening a FIFO or a device could wait.
 LockableFile::LockableFile(const std::string& path)
     : handle_(open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600)) {
   struct stat status = {};
@@ -68,8 +69,8 @@ void LockableFile::Unlock(std::int64_t position, std::uint64_t length) const {
   SetLock(Descriptor(handle_), F_UNLCK, position, length);
 }
 
-// Append mode finds the end by itself. The text is written in more than one call only where the disk is about
-// to be full.
+// In append mode the system finds the end by itself. There is more than one call only if the disk is almost
+// full.
 std::size_t LockableFile::Append(std::int64_t /*position*/, std::string_view text) const {
   std::size_t done = 0;
   while (done < text.size()) {
@@ -84,7 +85,7 @@ std::size_t LockableFile::Append(std::int64_t /*position*/, std::string_view tex
 
 void LockableFile::CutTo(std::int64_t size) const {
   if (ftruncate(Descriptor(handle_), size) != 0) {
-    return;  // the torn piece stays: nothing more can be done about it
+    return;  // the part that was written stays: nothing more can be done about it
   }
 }
 

@@ -24,7 +24,7 @@ bool Fail(std::string& why) {
   return false;
 }
 
-// Whether the rights of the group or of everybody else hold one of these.
+// Whether the group or everybody else has one of these rights, or the owner is not to be trusted.
 bool OthersHave(const std::string& path, mode_t rights, bool& others, std::string& why) {
   struct stat status = {};
   if (stat(NativePath(path).c_str(), &status) != 0) {
@@ -41,11 +41,11 @@ std::string FirstWordOf(const char* path) {
   return word;
 }
 
-// Since when the process runs, in the machine's count of its current run; empty if there is none.
+// When the process started, as a count in the present run of the machine; empty if there is no such process.
 std::string StartOf(int process) {
   std::ifstream file("/proc/" + std::to_string(process) + "/stat");
   const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  // Behind the name, which may hold anything, the state is the first word and the start the twentieth.
+  // After the name, which may contain anything, the first word is the state and the twentieth the start.
   const std::size_t name = text.rfind(')');
   if (name == std::string::npos) {
     return "";
@@ -56,14 +56,14 @@ std::string StartOf(int process) {
   for (int number = 0; number < kWord; ++number) {
     words >> word;
     if (number == 0 && (word == "Z" || word == "X")) {
-      return "";  // ended, and not yet fetched by its parent
+      return "";  // ended, but its parent has not asked for its status yet
     }
   }
   return FirstWordOf("/proc/sys/kernel/random/boot_id") + "/" + word;
 }
 
-// What tells a container from all others: which run of its machine it is in, and which namespace of processes
-// it has there. Empty outside of containers.
+// Tells a container from all others: in which run of its machine it is, and which namespace of processes it
+// has there. Empty outside of containers.
 std::string ContainerId() {
   constexpr ino_t kNamespaceOfMachine = 0xEFFFFFFC;
   struct stat own = {};
@@ -84,7 +84,7 @@ bool ListFiles(const std::string& directory, std::vector<FileListing>& files, st
   errno = 0;
   while (const dirent* entry = readdir(open.get())) {
     struct stat status = {};
-    // One that is gone by now is in the directory no more.
+    // A file that is gone by now is no longer in the directory.
     if (fstatat(dirfd(open.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
       if (S_ISREG(status.st_mode)) {
         files.push_back({entry->d_name, static_cast<std::uint64_t>(status.st_size)});
@@ -142,7 +142,8 @@ std::string ProcessSpace() {
   return within.empty() ? HostName() : HostName() + "/" + within;
 }
 
-// Containers that run on one machine at the same time differ in what is behind the last separator alone.
+// Containers with the same host name that run on one machine at the same time differ only in the text after
+// the last separator.
 bool SeesLocksOf(const std::string& space) {
   const std::string own = ProcessSpace();
   return space == own || (!ContainerId().empty() &&
@@ -155,7 +156,7 @@ bool ParentProcess(ProcessIdentity& parent, std::string& program) {
   const int number = static_cast<int>(getppid());
   parent = {ProcessSpace(), number, StartOf(number)};
   std::ifstream file("/proc/" + std::to_string(number) + "/comm");
-  // Once it has ended the number is that of another process, or soon may be.
+  // When the parent has ended, its number belongs to another process, or may soon do so.
   return static_cast<bool>(std::getline(file, program)) && !parent.start.empty() &&
          static_cast<int>(getppid()) == number;
 }
@@ -165,7 +166,7 @@ Running IsRunning(const ProcessIdentity& process) {
     return Running::kCannotTell;
   }
   const std::string start = StartOf(process.number);
-  // The system may hide the processes of others.
+  // The system may hide the processes of other users.
   if (start.empty() && kill(process.number, 0) != 0 && errno == EPERM) {
     return Running::kCannotTell;
   }

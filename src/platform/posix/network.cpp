@@ -11,8 +11,9 @@
 namespace platform {
 namespace {
 
-// The numbers of network and cluster file systems: NFS, the two of Windows shares, the two of AFS, 9P, Ceph,
-// Coda, GFS2, OCFS2, Lustre, GPFS, ACFS, BeeGFS, VxFS, PanFS. A user's own file system (FUSE) may be one too.
+// The type numbers of network and cluster file systems: NFS, the two of Windows shares, the two of AFS, 9P,
+// Ceph, Coda, GFS2, OCFS2, Lustre, GPFS, ACFS, BeeGFS, VxFS, PanFS. A file system in user space (FUSE) may be
+// one too.
 constexpr std::array<unsigned long, 17> kNetwork = {
     0x6969,     0x517b,     0xff534d42, 0xfe534d42, 0x5346414f, 0x6b414653,
     0x01021997, 0x00c36400, 0x73757245, 0x01161970, 0x7461636f, 0x0bd00bd0,

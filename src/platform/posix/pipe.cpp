@@ -11,7 +11,7 @@ std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int t
   const int descriptor = static_cast<int>(handle);
   ssize_t got = 0;
   do {
-    // Whatever still comes when the time is up is not read.
+    // What comes after the time is over is not read.
     if (MillisecondsLeft(tool) == 0 || !WaitUntilReadable(descriptor, tool)) {
       KillTool(tool);
       return 0;

@@ -12,8 +12,8 @@ namespace platform {
 void PrepareProcess() {
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);
-  // A caller may have closed a standard stream. Its number must not fall to the next file that is opened, and
-  // what is written to it has to fail: a result line that nobody got is lost.
+  // A caller may have closed a standard stream. The next file that is opened must not get its number, and
+  // writing to it must fail: a result line that nobody got is lost.
   for (int descriptor = open("/dev/null", O_RDONLY); descriptor >= 0; descriptor = dup(descriptor)) {
     if (descriptor > STDERR_FILENO) {
       close(descriptor);
@@ -30,11 +30,11 @@ void WriteWithoutMemory(std::string_view line) {
 int ProcessId() { return static_cast<int>(getpid()); }
 
 LocalTime LocalTimeNow() {
-  thread_local std::time_t known = -1;  // the second that was asked for last
+  thread_local std::time_t known = -1;  // the second of the last call
   thread_local std::tm parts = {};
   const std::time_t now = std::time(nullptr);
   if (now != known) {
-    // Unlike localtime it looks at the zone's file once, not on every call.
+    // Unlike localtime, this reads the file of the time zone once, not on every call.
     localtime_r(&now, &parts);
     known = now;
   }

@@ -27,7 +27,7 @@ std::string FindProgram(const std::string& name) {
     const std::size_t end = rest.find(':');
     std::string file(rest.substr(0, end));
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-    // An entry that is empty or relative would mean the current directory.
+    // An empty or relative entry would mean the current directory.
     if (file.empty() || file.front() != '/') {
       continue;
     }

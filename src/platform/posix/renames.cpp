@@ -26,7 +26,7 @@ bool MoveToNewName(const std::string& from, const std::string& to, std::string& 
   if (renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) {
     return true;
   }
-  // Some file systems know no such rename; of them some know no second name either.
+  // Some file systems do not know this kind of rename, and some of these do not know hard links either.
   const bool unknown = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
   if (unknown && link(source.c_str(), target.c_str()) == 0) {
     unlink(source.c_str());

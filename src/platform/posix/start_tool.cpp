@@ -30,7 +30,7 @@ class Descriptor {
   int number_;
 };
 
-// Where a child's output and errors go; negative for ours.
+// Where the output and the errors of a child go; negative: to ours.
 struct Outputs {
   int output = -1;
   int error = -1;
@@ -47,7 +47,7 @@ class SpawnSettings {
     if (outputs.error >= 0) {
       posix_spawn_file_actions_adddup2(&actions_, outputs.error, STDERR_FILENO);
     }
-    // What our own caller left open is none of the tool's business either.
+    // What our own caller left open is not for the tool either.
     posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
 
     posix_spawnattr_init(&attributes_);
@@ -74,7 +74,8 @@ class SpawnSettings {
   posix_spawnattr_t attributes_ = {};
 };
 
-// The number of the child once it runs the program, or a negative one; `errno` then tells the reason.
+// Returns the process number of the child once it runs the program, otherwise a negative number; `errno` then
+// tells the reason.
 pid_t Spawn(const std::string& program, std::vector<std::string> arguments, const Outputs& outputs) {
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);
@@ -121,7 +122,7 @@ int OpenErrorFile(const std::string& path) {
 std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, const std::string& errorFile,
                                              std::string* why) {
   const internal::ProgramToken token = internal::FirstToken(commandLine);
-  // The name would be the whole command then, with its login.
+  // With an open quote, the name would be the whole command, with its login.
   const std::string program = token.isOpen ? "" : RunnableProgram(token.name, true);
   int ends[2] = {-1, -1};
   if (program.empty()) {
@@ -156,7 +157,7 @@ std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std
   }
   auto stream = std::make_unique<ToolStream>(ends[0], true);
   const Descriptor writeEnd(ends[1]);
-  // A name that holds "exe" has been found to exist as it stands.
+  // A name that contains "exe" was already found to exist as it is.
   const std::string file = RunnableProgram(name, name.find("exe") == std::string::npos);
   if (file.empty()) {
     Tell(why, internal::WhyNotRunnable(name));
@@ -168,7 +169,7 @@ std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std
   if (child > 0) {
     stream->Watch(child);
   } else {
-    // The write end closes and the stream ends at once.
+    // The write end closes, so the stream ends at once.
     Tell(why, file + ": " + internal::LastErrorText());
   }
   return stream;

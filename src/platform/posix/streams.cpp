@@ -26,7 +26,7 @@ std::FILE* StreamOf(int descriptor, const char* mode) {
   return stream;
 }
 
-// Asked before opening: opening some devices moves them.
+// To be asked before opening, because opening alone makes some devices move.
 bool CanBeRead(const std::string& path) {
   struct stat status = {};
   return stat(path.c_str(), &status) == 0 &&
@@ -47,8 +47,8 @@ std::FILE* OpenForReading(const std::string& path) {
   return StreamOf(descriptor, "r");
 }
 
-// A pipe with a name is opened when somebody reads it; it is waited for until an interrupt leaves no more
-// time. A new file for whose stream there is no memory goes again.
+// A named pipe can be opened only when somebody reads it. This waits for a reader until an interrupt leaves
+// no more time. If there is no memory for the stream of a new file, the file is deleted again.
 std::FILE* OpenForWriting(const std::string& path, int flags, const char* mode) {
   constexpr std::uint32_t kPollMilliseconds = 20;
   const auto tryOnce = [&] {
@@ -93,7 +93,7 @@ bool WriteStream(std::FILE* stream, std::string_view text) {
   if (IsRegularFile(stream)) {
     return std::fwrite(text.data(), 1, text.size(), stream) == text.size();
   }
-  // So much fits into a pipe that can be written at all: the writing itself never waits.
+  // A pipe that can be written at all has room for so much: the write itself never waits.
   constexpr std::size_t kPiece = PIPE_BUF;
   if (std::fflush(stream) != 0) {
     return false;

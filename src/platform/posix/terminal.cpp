@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kUsualColumns = 80;
 
-// Of the variables that say which characters there are, the first one that is set counts.
+// Of the variables that tell the character set, the first one that is set counts.
 std::string Characters() {
   std::string value;
   for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
@@ -26,7 +26,7 @@ std::string Characters() {
   return value;
 }
 
-// Of the first character in UTF-8 (RFC 3629); 0 if the first byte begins none.
+// The length of the first character in UTF-8 (RFC 3629), in bytes; 0 if the first byte begins none.
 std::size_t LengthOfCharacter(std::string_view text) {
   const auto byte = [&text](std::size_t i) {
     return static_cast<unsigned char>(i < text.size() ? text[i] : 0);
@@ -44,7 +44,7 @@ std::size_t LengthOfCharacter(std::string_view text) {
       return 0;
     }
   }
-  // Longer than need be, half of a pair, or above the last one.
+  // Longer than necessary, half of a surrogate pair, or above the last character.
   const unsigned char second = byte(1);
   const bool wrong = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
                      (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);

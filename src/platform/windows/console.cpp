@@ -23,7 +23,7 @@ bool internal::WriteToConsole(HANDLE console, std::string_view text) {
     }
     begin += written;
   }
-  // A text that is none in the code page goes out as it is.
+  // A text that is not valid in the code page is written as it is.
   DWORD count = 0;
   return !wide.empty() || text.empty() ||
          WriteFile(console, text.data(), static_cast<DWORD>(text.size()), &count, nullptr) != 0;

@@ -1,4 +1,4 @@
-// Text on a console, which has a code page of its own, mostly another one than this program's.
+// Text on a console, which has a code page of its own, usually not that of this program.
 #pragma once
 
 #include <windows.h>
@@ -8,7 +8,7 @@
 namespace platform::internal {
 
 [[nodiscard]] bool IsConsole(HANDLE stream);
-// Whole characters, in this program's code page.
+// Writes whole characters that are in this program's code page.
 [[nodiscard]] bool WriteToConsole(HANDLE console, std::string_view text);
 
 }  // namespace platform::internal

@@ -34,7 +34,8 @@ OVERLAPPED At(std::uint64_t offset) {
   return place;
 }
 
-// What is written, or cut, behind the end leaves a hole. A file system that knows none fills it with zeros.
+// Makes sure that a write, or a new size, beyond the end of the file leaves a hole. A file system without
+// holes fills it with zeros.
 void PrepareHole(HANDLE file, std::uint64_t offset) {
   LARGE_INTEGER size = {};
   if (GetFileSizeEx(file, &size) != 0 && static_cast<std::uint64_t>(size.QuadPart) < offset) {
@@ -65,11 +66,11 @@ HANDLE OpenRegular(const std::string& path, DWORD flags, std::string& why) {
   return handle;
 }
 
-// One byte that no file has: who locks it keeps nobody from reading or writing.
+// One byte that no file has, so the lock keeps nobody from reading or writing.
 OVERLAPPED LockOfOpening() { return At(std::uint64_t{1} << 62); }
 
-// The ranges of the file that are no holes, from the offset on, as many as fit. False if the system does not
-// tell.
+// The ranges of the file that are not holes, from `offset` on, as many as fit into `ranges`. False if the
+// system does not tell.
 bool AllocatedRanges(HANDLE file, std::uint64_t offset, std::uint64_t size,
                      std::vector<FILE_ALLOCATED_RANGE_BUFFER>& ranges) {
   FILE_ALLOCATED_RANGE_BUFFER asked = {};
@@ -120,8 +121,8 @@ std::unique_ptr<DataFile> DataFile::OpenEntry(const std::string& path, const Fil
     why = "it is a link";
     return nullptr;
   }
-  // What a part of the system reads in the file's place, such as data that is kept once for many files, is
-  // not what stands in the file itself.
+  // If a part of the system provides the data of the file, such as data that is stored once for many files,
+  // they are not in the file itself. Then the file must be opened in the usual way.
   if (internal::IsReparsePoint(handle)) {
     file = OpenForReading(path, why);
   }
@@ -168,7 +169,7 @@ std::unique_ptr<DataFile> DataFile::OpenEmptied(const std::string& path, std::st
     why = "it is no regular file";
     return nullptr;
   }
-  // A part of the system stands in for such a file, and has to know what is written.
+  // A part of the system handles such a file and must know what is written. So it is opened in the usual way.
   if (internal::IsReparsePoint(handle)) {
     handle = open(0);
     if (handle == INVALID_HANDLE_VALUE) {
@@ -229,7 +230,7 @@ std::uint64_t DataFile::NextHole(std::uint64_t offset, std::uint64_t size) {
     if (!AllocatedRanges(Handle(handle_), end, size, ranges)) {
       return size;
     }
-    // Ranges that touch each other are one.
+    // Ranges that touch each other count as one.
     for (const FILE_ALLOCATED_RANGE_BUFFER& range : ranges) {
       if (BeginOf(range) > end) {
         return end;
@@ -292,7 +293,7 @@ bool DataFile::Id(FileId& id) {
   return true;
 }
 
-// Every file is opened for reading in order, and of the rest the system has no such thing.
+// Every file is opened for reading in order. The system has nothing like the other operations.
 void DataFile::AdviseSequential() {}
 void DataFile::StartWriteback(std::uint64_t /*offset*/, std::uint64_t /*length*/) {}
 bool DataFile::WasCached(std::uint64_t /*offset*/, std::uint64_t /*length*/) { return true; }

@@ -21,12 +21,12 @@ bool HasDrive(std::string_view path) {
   return path.size() > 1 && path[1] == ':' && isLetter(path[0]);
 }
 
-// Two separators in front: a name on another computer, or of a device.
+// Two separators at the start: a name on another computer, or of a device.
 bool BeginsWithTwoSeparators(std::string_view path) {
   return path.size() > 1 && IsSeparator(path[0]) && IsSeparator(path[1]);
 }
 
-// Devices answer to their names in every directory, in any case, whatever follows a point.
+// The names of devices are valid in every directory, in upper or lower case, whatever follows a dot.
 bool IsDevice(std::string_view component) {
   constexpr std::array<std::string_view, 6> kDevices = {"CON", "PRN", "AUX", "NUL", "CONIN$", "CONOUT$"};
   constexpr std::string_view kDigits = "123456789\xB9\xB2\xB3";
@@ -40,7 +40,7 @@ bool IsDevice(std::string_view component) {
          (numbered && kDigits.find(name.back()) != std::string_view::npos);
 }
 
-// Why there can be no such name in a directory; empty if there can.
+// Why a directory cannot contain such a name; empty if it can.
 std::string TroubleWith(std::string_view component) {
   const auto cannotStand = [](char c) {
     return static_cast<unsigned char>(c) < ' ' ||
@@ -92,7 +92,7 @@ bool internal::IsUnusableName(const std::string& path, std::string& why) {
 std::string DirectoryOf(const std::string& path) {
   const std::size_t separator = path.find_last_of(kSeparators);
   if (separator == std::string::npos) {
-    // Without a separator behind it a drive stands for the directory that it is in.
+    // A drive without a separator after it stands for the current directory of the drive.
     return HasDrive(path) ? path.substr(0, 2) + "." : ".";
   }
   const bool root = separator == 0 || (separator == 2 && HasDrive(path));
@@ -110,7 +110,7 @@ std::string FoldName(std::string_view name) {
   std::replace(folded.begin(), folded.end(), '/', '\\');
   std::wstring wide = internal::Wide(folded);
   const int size = static_cast<int>(wide.size());
-  // A text that is none in this system's code page stays as it is.
+  // A text that is not valid in this system's code page stays as it is.
   if (LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, wide.c_str(), size, wide.data(), size, nullptr,
                     nullptr, 0) != size) {
     return folded;

@@ -8,8 +8,9 @@ namespace platform::internal {
 // The system's words for its error number.
 std::string ErrorText(unsigned long error);
 
-// Whether a file under this name would be another one, or none: the system drops a blank or a point at a
-// name's end without a word, takes some names for devices, and cannot hold some characters. `why` says which.
+// Whether a file with this name would be another one, or could not exist: the system silently drops a blank
+// or a dot at the end of a name, takes some names for devices, and does not allow some characters. `why` gets
+// the reason.
 bool IsUnusableName(const std::string& path, std::string& why);
 
 }  // namespace platform::internal

@@ -35,8 +35,9 @@ bool MakeOne(const std::string& path, DirectoryAccess access, std::string& why) 
 
 }  // namespace
 
-// The system writes the names of a directory with its files, in an order that no power failure disturbs.
-// Where it lets us, they are written now; it does not say of every directory that it could not.
+// The system writes the names of a directory together with its files, in an order that no power failure
+// disturbs. If it allows us to, the names are written now. It does not report for every directory that it
+// could not, so no failure is reported here.
 bool SyncDirectory(const std::string& path, std::string& /*why*/) {
   const HANDLE handle = CreateFileW(internal::WidePath(path).c_str(), GENERIC_WRITE, kShareAll, nullptr,
                                     OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
@@ -48,7 +49,7 @@ bool SyncDirectory(const std::string& path, std::string& /*why*/) {
 }
 
 bool SyncDirectoryChain(const std::string& path, std::string& why) {
-  // The root of a volume stands for all of it, and is in no directory whose names could be missing.
+  // The root of a volume stands for the whole volume. It is in no directory whose names could be missing.
   bool good = SyncDirectory(path, why);
   for (std::string directory = DirectoryOf(path); good && directory != DirectoryOf(directory);
        directory = DirectoryOf(directory)) {

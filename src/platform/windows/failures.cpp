@@ -7,7 +7,7 @@
 namespace platform {
 namespace {
 
-constexpr DWORD kQuotaExceeded = 1295;  // a name for it came later than the compiler's headers
+constexpr DWORD kQuotaExceeded = 1295;  // the name for it is newer than the compiler's headers
 
 }  // namespace
 

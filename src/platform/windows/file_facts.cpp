@@ -9,20 +9,20 @@
 namespace platform::internal {
 namespace {
 
-// What stands in a file's mode: the attributes that a user can set.
+// The attributes that are in a file's mode: those that a user can set.
 constexpr DWORD kKeptAttributes =
     FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
-// 1970 in the system's time, which counts tenths of microseconds since 1601.
+// 1970 in the system's time, which counts units of 100 nanoseconds since 1601.
 constexpr std::int64_t kTicks1970 = 116444736000000000;
 constexpr std::int64_t kTicksPerSecond = 10000000;
 constexpr std::uint32_t kNsPerTick = 100;
-// The years that the system's time can tell.
+// The range of seconds that the system's time can express.
 constexpr std::int64_t kFirstSecond = -kTicks1970 / kTicksPerSecond;
 constexpr std::int64_t kLastSecond =
     (std::numeric_limits<std::int64_t>::max() - kTicks1970) / kTicksPerSecond - 1;
 
 FileTime TimeOf(const LARGE_INTEGER& time) {
-  // Some file systems do not tell: 0.
+  // 0: some file systems do not know this time.
   if (time.QuadPart == 0) {
     return {};
   }
@@ -69,7 +69,7 @@ bool IsLink(HANDLE file) {
 }
 
 bool IsMountedVolume(HANDLE directory) {
-  // The head of a REPARSE_DATA_BUFFER of a mount point: tag and length, then where its texts are.
+  // The beginning of the REPARSE_DATA_BUFFER of a mount point: tag and length, then the places of its texts.
   struct {
     DWORD tag;
     WORD length;
@@ -94,7 +94,7 @@ bool IsMountedVolume(HANDLE directory) {
 }
 
 bool SetFactsOf(HANDLE file, const FileFacts& facts) {
-  // A time of 0 stays as it is, and so would the attributes.
+  // For the system, a time of 0 means "do not change", and so do attributes of 0.
   FILE_BASIC_INFO times = {};
   times.LastWriteTime.QuadPart =
       std::clamp(facts.modified.seconds, kFirstSecond, kLastSecond) * kTicksPerSecond + kTicks1970 +

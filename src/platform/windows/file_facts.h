@@ -1,4 +1,4 @@
-// The facts of an open file or directory as this system's calls give and take them.
+// Converts the facts of an open file or directory from and to the types of this system's calls.
 #pragma once
 
 #include <windows.h>
@@ -7,17 +7,17 @@
 
 namespace platform::internal {
 
-// Both leave the reason of a failure where GetLastError finds it.
+// After a failure of one of the two, GetLastError has the reason.
 bool FactsOf(HANDLE file, FileFacts& facts);
 bool SetFactsOf(HANDLE file, const FileFacts& facts);
 
 FileId IdOf(const BY_HANDLE_FILE_INFORMATION& info);
-// Whether another name stands behind this one.
+// Whether the file is a link: it stands for another name.
 bool IsLink(HANDLE file);
-// A directory in which another volume is mounted.
+// Whether another volume is mounted in this directory.
 bool IsMountedVolume(HANDLE directory);
-// A link, or a file that the file system keeps elsewhere or has made smaller: one like any other, if it is
-// not opened as what it is on the disk.
+// Whether the file is a link, or one that the file system keeps elsewhere or has made smaller. Such a file is
+// like any other, unless it is opened as what it is on the disk.
 bool IsReparsePoint(HANDLE file);
 
 }  // namespace platform::internal

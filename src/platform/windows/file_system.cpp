@@ -2,7 +2,7 @@
 
 namespace platform {
 
-// Only an administrator may ask for that here.
+// On Windows only an administrator may synchronise a whole file system.
 std::unique_ptr<FileSystem> FileSystem::Open(const std::string& /*directory*/) { return nullptr; }
 
 FileSystem::~FileSystem() = default;

@@ -9,8 +9,8 @@
 namespace platform {
 namespace {
 
-// The system keeps the command line as one text, in which quotes are still escaped: a text with such quotes
-// is not found.
+// The system keeps the command line as one text, in which quotes are still escaped. A text that contains
+// quotes is therefore not found.
 template <typename Character>
 void HideIn(Character* line, const std::basic_string<Character>& text) {
   Character* const end = line + std::char_traits<Character>::length(line);

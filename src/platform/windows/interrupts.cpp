@@ -23,10 +23,10 @@ std::atomic<bool> endsAtOnce{false};
 std::atomic<ULONGLONG> interruptMoment{0};
 std::atomic<ULONGLONG> grace{kGraceMilliseconds};
 
-// The tools that run. More than one at a time is rare.
+// The tools that are running. More than one at a time is rare.
 struct WatchedTool {
   HANDLE process = nullptr;
-  HANDLE job = nullptr;  // the process and all that it has started, unless the system has no such thing
+  HANDLE job = nullptr;  // the process and all that it has started; null if the system cannot group them
   bool isMover = false;
   ULONGLONG start = 0;
   bool told = false;  // to end
@@ -43,13 +43,13 @@ class ToolsLock {
   ~ToolsLock() { ReleaseSRWLockExclusive(&toolsLock); }
 };
 
-// Set by the first interrupt; wakes who sleeps.
+// Set by the first interrupt; wakes whoever sleeps.
 HANDLE InterruptEvent() {
   static const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
   return event;
 }
 
-// The thread that reads or writes a pipe, while it does, and whose pipe it is.
+// The thread that is reading or writing a pipe, and the tool of this pipe.
 SRWLOCK waitLock = SRWLOCK_INIT;
 HANDLE waitingThread = nullptr;
 int waitsForTool = internal::kNoTool;
@@ -58,7 +58,7 @@ std::atomic<ULONGLONG> lastProgress{0};
 
 ULONGLONG DeadlineFrom(ULONGLONG moment) { return std::max<ULONGLONG>(interruptMoment, moment) + grace; }
 
-// A control tool is not told: it may be about to open or to close something on the server.
+// A control tool is not told: it may just be opening or closing something on the server.
 void TellToEnd(WatchedTool& tool) {
   tool.told = true;
   if (tool.isMover) {
@@ -74,7 +74,7 @@ void Kill(WatchedTool& tool) {
   TerminateProcess(tool.process, kFailureStatus);
 }
 
-// Tells movers to end, and kills every tool whose time is up, also one that starts after the interrupt.
+// Tells movers to end, and kills every tool whose time is over, even one that started after the interrupt.
 void EndTools() {
   const ToolsLock lock;
   for (WatchedTool& tool : tools) {
@@ -90,7 +90,8 @@ void EndTools() {
   }
 }
 
-// Ends the wait for a pipe that nobody reads, or that somebody holds whom the tool's end did not reach.
+// Ends the wait for a pipe that nobody reads, or that is held by a process which was not killed with the
+// tool.
 void EndWait() {
   AcquireSRWLockExclusive(&waitLock);
   if (waitingThread != nullptr) {
@@ -115,8 +116,8 @@ bool IsClosing(DWORD event) {
   return event == CTRL_CLOSE_EVENT || event == CTRL_LOGOFF_EVENT || event == CTRL_SHUTDOWN_EVENT;
 }
 
-// A Ctrl-Break, or a console that closes, reaches every process of the console, and a mover hears of it once
-// more from who started it.
+// Whether this is the first event again. A Ctrl-Break, or the closing of a console, reaches every process of
+// the console, and a mover gets it once more from the process that started it.
 bool IsTheSame(DWORD event) {
   constexpr ULONGLONG kMoment = 1000;
   if (GetTickCount64() - interruptMoment >= kMoment || (event != CTRL_BREAK_EVENT && !IsClosing(event))) {
@@ -126,7 +127,7 @@ bool IsTheSame(DWORD event) {
   return true;
 }
 
-// The session of the services, in which nobody logs on.
+// Whether this is the session of the services, in which nobody logs on.
 bool IsService() {
   DWORD session = 0;
   return ProcessIdToSessionId(GetCurrentProcessId(), &session) != 0 && session == 0;
@@ -137,7 +138,7 @@ BOOL WINAPI NoteEvent(DWORD event) {
     return TRUE;
   }
   if (!internal::HandleConsoleEvent(event)) {
-    ExitProcess(kFailureStatus);  // not left to the system, whose status need not tell a failure
+    ExitProcess(kFailureStatus);  // not left to the system, whose exit status may not show a failure
   }
   if (IsClosing(event)) {
     Sleep(kClosingEnd);  // the process ends as soon as this returns
@@ -145,7 +146,7 @@ BOOL WINAPI NoteEvent(DWORD event) {
   return TRUE;
 }
 
-// A Ctrl-C reaches no program that another one of ours has started.
+// A Ctrl-C does not reach a program that was started by another one of ours. It is left to the system.
 BOOL WINAPI PassOver(DWORD event) {
   if (IsClosing(event)) {
     Sleep(kClosingEnd);  // the process ends as soon as this returns
@@ -159,7 +160,7 @@ bool internal::ConcernsProcess(unsigned long event, bool isService) {
   return event != CTRL_LOGOFF_EVENT || !isService;
 }
 
-// Runs in a thread of the system's own.
+// Runs in a thread of the system.
 bool internal::HandleConsoleEvent(unsigned long event) {
   if (endsAtOnce) {
     ExitProcess(kFailureStatus);
@@ -189,12 +190,12 @@ bool Interrupted() { return interrupted; }
 
 void EndOnInterrupt(bool ends) { endsAtOnce = ends; }
 
-// The tool has not begun to run: whatever it starts will be in the job too.
+// The tool has not begun to run, so everything that it starts will be in the job too.
 int internal::WatchTool(std::intptr_t process, bool isMover) {
   const auto handle = reinterpret_cast<HANDLE>(process);
   HANDLE job = CreateJobObjectA(nullptr, nullptr);
-  // Systems before Windows 8 have one job for a process and all that it starts. The tool alone is killed
-  // there if ours is in one.
+  // Before Windows 8, a process and all that it starts can be in only one job. If ours is in one already,
+  // only the tool itself is killed.
   if (job != nullptr && AssignProcessToJobObject(job, handle) == 0) {
     CloseHandle(job);
     job = nullptr;

@@ -1,18 +1,19 @@
-// What a console event does, apart from its registration so that a test can call it; and waiting in a way
-// that an interrupt ends in time.
+// What a console event does (apart from its registration, so that a test can call it), and waits that an
+// interrupt ends in time.
 #pragma once
 
 namespace platform::internal {
 
-// Whether the event, one of the system's CTRL_ numbers, is meant for this process: a service hears of the
-// log-off of every user.
+// Whether the event, one of the system's CTRL_ numbers, is meant for this process: a service gets the log-off
+// of every user.
 bool ConcernsProcess(unsigned long event, bool isService);
 
-// False if it is the second one: the process shall end.
+// False if this is the second interrupt: the process must end.
 bool HandleConsoleEvent(unsigned long event);
 
-// While this lives, this thread reads a tool's pipe, or writes one (`kNoTool`): that ends as soon as an
-// interrupt leaves no more time for the tool, or for a reader that has taken nothing since NoteProgress.
+// While such an object lives, this thread reads the pipe of a tool, or writes a pipe (`kNoTool`). This ends
+// as soon as an interrupt leaves no more time for the tool, or for a reader that has taken nothing since
+// NoteProgress.
 class PipeWait {
  public:
   explicit PipeWait(int tool);

@@ -1,7 +1,7 @@
 // This machine, its file systems and processes, as the store's rules ask about them.
 #include <windows.h>
 
-// Behind the header that they need.
+// These need the header above.
 #include <aclapi.h>
 #include <ntsecapi.h>
 #include <tlhelp32.h>
@@ -38,7 +38,7 @@ struct Sid {
   std::array<unsigned char, SECURITY_MAX_SID_SIZE> bytes = {};
 };
 
-// One of the groups that every account belongs to, or every one of a kind.
+// Whether this is one of the groups to which every account belongs, or every account of some kind.
 bool IsEverybody(PSID who) {
   static std::array<Sid, 7> groups = {
       Sid(WinWorldSid),       Sid(WinAuthenticatedUserSid), Sid(WinBuiltinUsersSid), Sid(WinBuiltinGuestsSid),
@@ -80,7 +80,7 @@ bool IsOursOrTheAdministrators(PSID owner) {
                      [owner](Sid& sid) { return EqualSid(owner, sid.Get()) != 0; });
 }
 
-// Whether the list grants one of the rights to everybody. A list that is missing grants all to all.
+// Whether the list grants one of the rights to everybody. If there is no list, everybody has all rights.
 bool GrantsToEverybody(PACL list, DWORD rights) {
   if (list == nullptr) {
     return true;
@@ -177,7 +177,8 @@ std::string ComputerName(COMPUTER_NAME_FORMAT format) {
 
 std::string HostName() { return ComputerName(ComputerNameDnsHostname); }
 
-// Not the name that a cluster lends to the programs of a role: processes are those of one machine.
+// The machine's own name, not one that a cluster lends to the programs of a role: processes belong to one
+// machine.
 std::string ProcessSpace() { return ComputerName(ComputerNamePhysicalDnsHostname); }
 
 bool SeesLocksOf(const std::string& space) { return space == ProcessSpace(); }
@@ -207,7 +208,7 @@ bool ParentProcess(ProcessIdentity& parent, std::string& program) {
   if (FoldName(program).ends_with(".EXE")) {
     program.resize(program.size() - 4);
   }
-  // One that is younger has got the number of the true parent, which has ended.
+  // If it is younger than this process, it has got the number of the true parent, which has ended.
   return !parent.start.empty() && std::stoull(parent.start) <= std::stoull(ThisProcess().start);
 }
 

@@ -1,7 +1,7 @@
 #include "platform/network.h"
 
 #include <winsock2.h>
-// After the one above.
+// Must come after the one above.
 #include <windows.h>
 
 #include <string>

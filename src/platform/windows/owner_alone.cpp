@@ -5,12 +5,12 @@
 namespace platform::internal {
 namespace {
 
-// Nothing from the directory; all rights for the owner (OW), the system (SY), the administrators (BA). What
-// is made in a directory gets the same.
+// Inherits nothing from the directory. The owner (OW), the system (SY) and the administrators (BA) have all
+// rights. What is created in such a directory gets the same.
 constexpr const char* kFileRights = "D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FA;;;BA)";
 constexpr const char* kDirectoryRights = "D:P(A;OICI;FA;;;OW)(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";
 
-// Null, which stands for the directory's own rights, if the system does not take the text.
+// Null if the system does not accept the text. Null means the rights that the directory gives.
 PSECURITY_DESCRIPTOR MakeDescriptor(const char* rights) {
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   ConvertStringSecurityDescriptorToSecurityDescriptorA(rights, SDDL_REVISION_1, &descriptor, nullptr);

@@ -1,5 +1,5 @@
-// The rights of a new file, or of a new directory and all that is made in it, that only its owner, the system
-// and its administrators may read.
+// Access rights for a new file, or for a new directory and all that is created in it: only the owner, the
+// system and the administrators have any. `inheritable`: child processes inherit the handle of the file.
 #pragma once
 
 #include <windows.h>

@@ -11,7 +11,8 @@ bool IsSeparator(char c) { return c == '\\' || c == '/'; }
 
 bool HoldsWildcard(const std::string& path) { return path.find_first_of("*?") != std::string::npos; }
 
-// Of what a link leads to. No device is opened so: it has no such attribute.
+// Gets the attributes of the file to which a link leads. Opens no device: a device does not have the
+// attribute of a link.
 bool FollowTo(const std::wstring& link, WIN32_FILE_ATTRIBUTE_DATA& data) {
   const HANDLE handle = CreateFileW(link.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                     nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
@@ -33,8 +34,8 @@ bool IsLinkOfFile(const WIN32_FILE_ATTRIBUTE_DATA& data) {
          (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
-// The name is free at once, even where somebody still reads the file. Older systems, and some file systems,
-// do not know that.
+// Deletes the file so that its name is free at once, even if somebody still reads the file. Older systems and
+// some file systems cannot do this.
 bool DeleteAtOnce(const std::wstring& path) {
   constexpr auto kDispositionEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);  // FileDispositionInfoEx
   DWORD flags = 0x1 | 0x2;  // FILE_DISPOSITION_FLAG_DELETE, FILE_DISPOSITION_FLAG_POSIX_SEMANTICS

@@ -8,7 +8,7 @@ namespace platform::internal {
 std::size_t ReadPipe(std::intptr_t handle, char* buffer, std::size_t size, int tool, bool& failed) {
   const PipeWait wait(tool);
   DWORD got = 0;
-  // A write of no bytes ends a read of a pipe too, without ending the pipe.
+  // A write of no bytes also ends a read of the pipe, without ending the pipe.
   while (MillisecondsLeft(tool) != 0 &&
          ReadFile(reinterpret_cast<HANDLE>(handle), buffer, static_cast<DWORD>(size), &got, nullptr) != 0) {
     if (got > 0) {

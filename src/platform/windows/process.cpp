@@ -4,8 +4,8 @@
 
 #include "platform/platform.h"
 
-// The C runtime's start code reads this: no argument is taken for a wildcard. It stands in the file of a
-// function that every program calls, so that every program is linked with it.
+// The C runtime's start code reads this: no argument is treated as a wildcard. It is in the same file as a
+// function that every program calls, so that it is linked into every program.
 extern "C" {
 extern int _dowildcard;
 int _dowildcard = 0;
@@ -53,7 +53,7 @@ InstallDirResult InstallDirectory(std::string& directory) {
       RegQueryValueExA(key, kDirectoryValue, nullptr, &type, reinterpret_cast<BYTE*>(text), &size);
   RegCloseKey(key);
   const bool isText = type == REG_SZ || type == REG_EXPAND_SZ;
-  // A value may be stored without a zero at its end; one that leaves no room for it is too long.
+  // A value may be stored without a zero at its end. If there is no room for the zero, the value is too long.
   if (result != ERROR_SUCCESS || !isText || text[kLongestDirectory] != '\0') {
     return InstallDirResult::kNoValue;
   }

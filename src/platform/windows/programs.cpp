@@ -49,7 +49,7 @@ std::string FindProgram(const std::string& name) {
     const std::size_t end = rest.find(';');
     const std::string directory(rest.substr(0, end));
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-    // An entry that is empty or relative would mean the current directory.
+    // An empty or relative entry would mean the current directory.
     if (!IsFullDirectory(directory)) {
       continue;
     }

@@ -22,8 +22,8 @@ struct LocalReleaser {
   void operator()(void* memory) const { LocalFree(memory); }
 };
 
-// A file gets the access rights of the one whose place it takes, or those that its directory gives. A file
-// system without such rights has none to give.
+// Gives the file the access rights of the file that it will replace, or those that its directory gives. On a
+// file system without access rights, nothing happens.
 void TakeOverRights(std::wstring from, std::wstring to) {
   PSECURITY_DESCRIPTOR found = nullptr;
   const DWORD result = GetNamedSecurityInfoW(to.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
@@ -41,7 +41,8 @@ void TakeOverRights(std::wstring from, std::wstring to) {
                         &none, nullptr);
 }
 
-// A file that may not be written cannot be replaced or removed either. Gives the attributes it had.
+// A write-protected file cannot be replaced or removed. Takes the protection away. Returns the attributes
+// that the file had.
 DWORD AllowWriting(const std::wstring& path) {
   const DWORD attributes = GetFileAttributesW(path.c_str());
   if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
@@ -50,8 +51,8 @@ DWORD AllowWriting(const std::wstring& path) {
   return attributes;
 }
 
-// Who looks at new files, for viruses or for an index, holds them for a moment. After a wait in vain there is
-// none until a rename succeeds: who holds files for longer holds many of them.
+// Programs that look at new files, for viruses or for an index, hold a file for a moment. After one wait in
+// vain, nothing waits until a rename succeeds: a program that holds a file for longer holds many of them.
 bool MoveInTime(const std::wstring& source, const std::wstring& target, DWORD flags) {
   constexpr ULONGLONG kLongestMoment = 2000;
   constexpr DWORD kPause = 20;
@@ -86,7 +87,7 @@ bool Rename(const std::string& from, const std::string& to, DWORD flags, std::st
       (flags & MOVEFILE_REPLACE_EXISTING) != 0 ? AllowWriting(target) : INVALID_FILE_ATTRIBUTES;
   const DWORD ownAttributes = GetFileAttributesW(source.c_str());
   TakeOverRights(source, target);
-  // The right to write and the attribute are one thing to some file systems.
+  // On some file systems the right to write and this attribute are the same.
   SetFileAttributesW(source.c_str(), ownAttributes);
   if (MoveInTime(source, target, flags | MOVEFILE_WRITE_THROUGH)) {
     return true;

@@ -37,7 +37,7 @@ HANDLE OpenInheritable(const std::string& path, DWORD access, DWORD creation) {
 
 HANDLE NullDevice(DWORD access) { return OpenInheritable("NUL", access, OPEN_EXISTING); }
 
-// One of our own streams in a form that a child can inherit; the null device if it is closed.
+// A copy of one of our own streams that a child can inherit; the null device if the stream is closed.
 HANDLE OwnStream(DWORD which) {
   HANDLE copy = nullptr;
   const HANDLE process = GetCurrentProcess();
@@ -51,12 +51,12 @@ HANDLE OpenErrorFile(const std::string& path) {
   if (path.empty()) {
     return OwnStream(STD_ERROR_HANDLE);
   }
-  // With this access alone every write goes to the end as it is then.
+  // With only this access right, every write goes to the end that the file has at that moment.
   const HANDLE file = OpenInheritable(path, FILE_APPEND_DATA | SYNCHRONIZE, OPEN_ALWAYS);
   return file != INVALID_HANDLE_VALUE ? file : NullDevice(GENERIC_WRITE);
 }
 
-// Both ends of a pipe; the reading end is ours alone. False if there is none.
+// Creates a pipe. A child cannot inherit the read end. False if it cannot be created.
 bool MakePipe(HANDLE& readEnd, HANDLE& writeEnd) {
   SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
   if (CreatePipe(&readEnd, &writeEnd, &inheritable, 0) == 0) {
@@ -66,7 +66,7 @@ bool MakePipe(HANDLE& readEnd, HANDLE& writeEnd) {
   return true;
 }
 
-// The list of the only handles that a child inherits.
+// The list of handles that a child inherits; it inherits no others.
 class InheritedHandles {
  public:
   explicit InheritedHandles(std::vector<HANDLE> handles) : handles_(std::move(handles)) {
@@ -91,14 +91,14 @@ class InheritedHandles {
   bool made_ = false;
 };
 
-// A process that is there and has not begun to run.
+// A process that exists but has not begun to run.
 struct Started {
   HANDLE process = nullptr;
   HANDLE thread = nullptr;
   DWORD error = 0;
 };
 
-// Without a process if the program cannot be started.
+// `process` is null if the program cannot be started.
 Started StartProcess(const std::string& program, std::string commandLine, HANDLE output, HANDLE error) {
   const Handle input(NullDevice(GENERIC_READ));
   InheritedHandles inherited({input.Get(), output, error});
@@ -146,7 +146,7 @@ std::string RunnableProgram(const std::string& name, bool lookUp) {
 std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, const std::string& errorFile,
                                              std::string* why) {
   const internal::ProgramToken token = internal::FirstToken(commandLine);
-  // The name would be the whole command then, with its login.
+  // With an open quote, the name would be the whole command, with its login.
   const std::string program = token.isOpen ? "" : RunnableProgram(token.name, true);
   HANDLE readEnd = nullptr;
   HANDLE pipeEnd = nullptr;
@@ -161,7 +161,7 @@ std::unique_ptr<ToolStream> StartControlTool(const std::string& commandLine, con
   auto stream = std::make_unique<ToolStream>(reinterpret_cast<std::intptr_t>(readEnd), false);
   const Handle writeEnd(pipeEnd);
   const Handle error(OpenErrorFile(errorFile));
-  // With a blank in front the program's own name would be an argument.
+  // With a blank at the beginning, the program's own name would be an argument.
   const std::size_t start = commandLine.find_first_not_of(" \t");
   const Started started = StartProcess(program, commandLine.substr(start), writeEnd.Get(), error.Get());
   if (started.process == nullptr) {
@@ -184,7 +184,7 @@ std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std
   auto stream = std::make_unique<ToolStream>(reinterpret_cast<std::intptr_t>(readEnd), true);
   const Handle writeEnd(pipeEnd);
   const Handle output(OwnStream(STD_OUTPUT_HANDLE));
-  // A name that holds "exe" has been found to exist as it stands.
+  // A name that contains "exe" was already found to exist as it is.
   const std::string file = RunnableProgram(name, name.find("exe") == std::string::npos);
   if (file.empty()) {
     Tell(why, internal::WhyNotRunnable(name));
@@ -194,7 +194,7 @@ std::unique_ptr<ToolStream> StartDataMover(const std::string& program, const std
   if (started.process != nullptr) {
     Watch(started, *stream);
   } else {
-    // The write end closes and the stream ends at once.
+    // The write end closes, so the stream ends at once.
     Tell(why, file + ": " + internal::ErrorText(started.error));
   }
   return stream;

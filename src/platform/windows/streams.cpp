@@ -15,7 +15,7 @@ namespace {
 
 HANDLE HandleOf(std::FILE* stream) { return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))); }
 
-// A new file. The C library has no mode for one on each system.
+// Creates a new file. The C library does not have a mode for that on every system.
 std::FILE* CreateStream(const std::string& path, DWORD sharing, SECURITY_ATTRIBUTES* rights) {
   const HANDLE file = CreateFileW(WidePath(path).c_str(), GENERIC_WRITE, sharing, rights, CREATE_NEW,
                                   FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -40,7 +40,7 @@ std::FILE* CreateStream(const std::string& path, DWORD sharing, SECURITY_ATTRIBU
 
 }  // namespace
 
-// Binary throughout: line ends are our own work, and a Ctrl-Z is a character like any other.
+// Always in binary mode: line ends are our own work, and Ctrl-Z is a character like any other.
 std::FILE* OpenStream(const std::string& path, TextFile::Mode mode) {
   switch (mode) {
     case TextFile::Mode::kRead:

@@ -57,7 +57,7 @@ bool ReadEntry(const std::string& path, Entry& entry, std::string& why) {
     return false;
   }
   const Handle handle(path, FILE_READ_ATTRIBUTES);
-  // Its directory is the root of another volume, and no other name stands behind it.
+  // A directory in which a volume is mounted is the root of this volume; no other name stands behind it.
   return handle.IsOpen() && internal::IsMountedVolume(handle.Get())
              ? ReadOpen(Handle(path, FILE_READ_ATTRIBUTES, 0), entry, why)
              : ReadOpen(handle, entry, why);

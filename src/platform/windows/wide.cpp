@@ -7,7 +7,7 @@
 namespace platform::internal {
 namespace {
 
-// The longest path of a directory without the long form, which is shorter than that of a file.
+// The longest path of a directory in the usual form. That of a file may be longer.
 constexpr std::size_t kUsualPath = 247;
 
 std::string Converted(UINT codePage, DWORD flags, std::wstring_view text, BOOL* replaced) {
@@ -24,7 +24,7 @@ bool IsFull(std::wstring_view path) {
   return (path.size() > 1 && path[1] == L':') || (path.size() > 1 && path[0] == L'\\' && path[1] == L'\\');
 }
 
-// Long forms, and names of devices.
+// Paths in the long form, and names of devices.
 bool IsVerbatim(std::wstring_view path) {
   return path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\");
 }

@@ -1,5 +1,5 @@
-// Names between this program, which has them in the code page of its system as its caller does, and the
-// system, which has more characters than that.
+// Converts names between this program, which has them in the code page of the system, as its caller does, and
+// the system, which has more characters.
 #pragma once
 
 #include <optional>
@@ -8,19 +8,19 @@
 
 namespace platform::internal {
 
-// The text as the system's wide calls take it; empty if it is none in the code page.
+// The text for the wide calls of the system; empty if it is not valid in the code page.
 std::wstring Wide(std::string_view text);
 
-// The text in the code page; none if the page lacks one of its characters. Nothing similar is taken in its
+// The text in the code page; nothing if one of its characters is not there. No similar character takes its
 // place.
 std::optional<std::string> Narrow(std::wstring_view text);
 
-// The text with a question mark for what the code page lacks: for messages.
+// The text for messages, with a question mark for each character that the code page lacks.
 std::string Shown(std::wstring_view text);
 
 std::string Utf8(std::wstring_view text);
 
-// The path of a file operation: in the long form if it would be too long for the system's usual one.
+// The path for a file operation: in the long form if it is too long for the system's usual one.
 std::wstring WidePath(std::string_view path);
 
 }  // namespace platform::internal
