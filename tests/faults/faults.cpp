@@ -124,16 +124,16 @@ std::vector<Fault> Sample(const std::vector<Fault>& all, std::size_t usual) {
   if (const char* only = std::getenv("SWEEP_FAULT")) {
     return {FromText(only)};
   }
-  std::vector<Fault> tried;
-  const std::size_t step = StepOf(all.size(), usual);
+  if (all.empty()) {
+    throw std::runtime_error("there is no operation that could go wrong");
+  }
+  const std::size_t step = std::min(StepOf(all.size(), usual), all.size());
+  std::vector<Fault> some;
   for (std::size_t i = step / 2; i < all.size(); i += step) {
-    tried.push_back(all[i]);
+    some.push_back(all[i]);
   }
-  if (tried.empty()) {
-    throw std::runtime_error("there is no fault to try");
-  }
-  std::puts((std::to_string(tried.size()) + " of " + std::to_string(all.size()) + " faults").c_str());
-  return tried;
+  std::puts((std::to_string(some.size()) + " of " + std::to_string(all.size()) + " faults").c_str());
+  return some;
 }
 
 }  // namespace faults
