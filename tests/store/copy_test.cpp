@@ -6,14 +6,14 @@
 #include <map>
 
 #include "platform/platform.h"
-#include "store/check/repository_check.h"
+#include "store/by_hand.h"
 #include "store/copy/repository_copy.h"
 #include "store/doubles.h"
 #include "store/load/saveset_reader.h"
 #include "store/open_store.h"
-#include "store/place/directory_place.h"
 #include "store/progress_row.h"
-#include "store/save/saveset_writer.h"
+#include "store/repository_files.h"
+#include "store/told.h"
 #include "support/dice.h"
 #include "support/run_program.h"
 
@@ -22,6 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using Access = Store::Access;
+using Damages = std::vector<std::string>;
 using Contents = std::map<std::string, std::size_t>;  // how many items each saveset has
 
 class CopyTest : public testing::TestWithParam<bool> {
@@ -49,42 +50,24 @@ class CopyTest : public testing::TestWithParam<bool> {
   [[nodiscard]] std::string File(int number) const {
     return directory_.File("file" + std::to_string(number));
   }
-  void Fill(const std::string& path) {
-    std::string bytes(30'000, '\0');
-    for (char& byte : bytes) {
-      byte = static_cast<char>(dice_.Below(256));
-    }
-    std::ofstream(path, std::ios::binary) << bytes;
-  }
-
-  void Save(SavesetWriter& writer, int number, const std::string& name, bool inside) {
-    std::string why;
-    const auto source = platform::DataFile::OpenForReading(File(number), why);
-    ASSERT_NE(source, nullptr) << why;
-    Saved saved;
-    ASSERT_TRUE(inside ? writer.SaveInside(name, *source, saved) : writer.Save(name, *source, saved));
-  }
+  void Fill(const std::string& path) { support::WriteWholeFile(path, Noise(30'000, ++filled_)); }
 
   std::string BackUp(State state = State::kWarnings) {
     std::unique_ptr<Store> store;
-    std::string session;
-    std::string saveset;
     EXPECT_TRUE(Store::Open(from_, Access::kWrite, store));
-    EXPECT_TRUE(store->OpenSession(Mode::kBackup, "client", {}, session));
-    EXPECT_TRUE(store->OpenJob({Mode::kBackup, session, "ABC_1234567890", "job", "pool"}, saveset));
-    SavesetWriter writer(
-        *store, [](const std::vector<Item>&) {}, [](const Item&, const Saved&) {});
-    EXPECT_TRUE(writer.Begin(saveset));
+    BackupByHand backup(*store);
+    backup.Begin();
     for (int i = 0; i < 4; ++i) {
-      Save(writer, i, File(i), false);
+      backup.Save(File(i));
     }
-    EXPECT_TRUE(writer.BeginDirectory(directory_.File("d"), {}));
-    Save(writer, 3, directory_.File("d/inside"), true);
-    EXPECT_TRUE(writer.EndDirectory(true));
-    EXPECT_TRUE(writer.End(true, false));
-    EXPECT_TRUE(store->CloseJob(Mode::kBackup, session, saveset, State::kWarnings));
-    EXPECT_TRUE(store->CloseSession(Mode::kBackup, session, state));
-    return saveset;
+    EXPECT_TRUE(backup.Writer().BeginDirectory(directory_.File("d"), {}));
+    backup.SaveInside(File(3), directory_.File("d/inside"));
+    EXPECT_TRUE(backup.Writer().EndDirectory(true));
+    backup.EndMover();
+    backup.CloseJob(State::kWarnings);
+    backup.CloseSession(state);
+    EXPECT_EQ(backup.result.Trouble(), "");
+    return backup.result.saveset;
   }
 
   // Into the copy, at whose doors this goes wrong.
@@ -98,26 +81,13 @@ class CopyTest : public testing::TestWithParam<bool> {
       return made;
     }
     to.reset();
-    const Status opened = Store::Open(
-        to_, Access::kWrite,
-        std::make_unique<TestPlace>(std::make_unique<DirectoryPlace>(to_.repository, "here")),
-        [&](std::unique_ptr<SqlEngine>& engine) {
-          std::unique_ptr<SqlEngine> real;
-          Status connected = OpenSqlite(to_.repository + "/catalog.db", MakeCatalog::kNever, real);
-          engine = std::make_unique<TestEngine>(std::move(real));
-          return connected;
-        },
-        to);
+    const Status opened = OpenThrough({}, to_, Access::kWrite, to);
     if (!opened) {
       return opened;
     }
-    CheckListener listener;
-    listener.damaged = [this](const Damage& damage) { told_.push_back(damage.what); };
-    listener.lost = [this](const std::string& saveset, const std::string& item) {
-      told_.push_back(saveset + " " + item);
-    };
+    Told told;
     faults::Begin(fault);
-    Status copied = RepositoryCopy(*from, *to, listener).Run(result_);
+    Status copied = RepositoryCopy(*from, *to, told.Listener()).Run(result_);
     faults::End();
     work_ = from->Work().Now();
     return copied;
@@ -143,22 +113,18 @@ class CopyTest : public testing::TestWithParam<bool> {
     return contents;
   }
 
-  static std::uint64_t DamagesIn(const ServerConfig& config) {
+  static Damages DamagesIn(const ServerConfig& config) {
     std::unique_ptr<Store> store;
+    Told told;
     EXPECT_TRUE(Store::Open(config, Access::kRead, store));
-    CheckListener listener;
-    listener.damaged = [](const Damage& damage) { ADD_FAILURE() << damage.what; };
-    listener.lost = [](const std::string&, const std::string&) {};
-    RepositoryCheck::Result result;
-    EXPECT_TRUE(RepositoryCheck(*store, listener).Run({}, result));
-    return result.damages;
+    EXPECT_TRUE(told.Check(*store));
+    return told.damages;
   }
 
   support::TemporaryDirectory directory_;
   ServerConfig from_;
   ServerConfig to_;
-  Dice dice_{3};
-  std::vector<std::string> told_;
+  unsigned filled_ = 0;
   RepositoryCopy::Result result_;
   ProgressState work_;
 };
@@ -168,7 +134,7 @@ INSTANTIATE_TEST_SUITE_P(PlainAndEncrypted, CopyTest, testing::Bool(),
 
 TEST_P(CopyTest, InterruptedAnywhereItEndsWholeWhenItIsRepeated) {
   ASSERT_TRUE(Copy());
-  const std::vector<faults::Fault> all = faults::All();
+  const std::vector<faults::Fault> tried = faults::Sample(faults::All(), 16);
   EXPECT_EQ(work_.items, result_.packs);
   EXPECT_EQ(work_.bytes, result_.bytes);
   EXPECT_EQ(work_.allItems, result_.packs);
@@ -176,12 +142,11 @@ TEST_P(CopyTest, InterruptedAnywhereItEndsWholeWhenItIsRepeated) {
   const Contents contents = Restorable(from_);
   ASSERT_EQ(contents.size(), 3U);
   EXPECT_EQ(Restorable(to_), contents);
-  EXPECT_EQ(DamagesIn(to_), 0U);
-  const std::size_t step = faults::StepOf(all.size(), 16);
-  for (std::size_t i = dice_.Below(step); i < all.size(); i += step) {
-    SCOPED_TRACE(faults::ToText(all[i]));
+  EXPECT_EQ(DamagesIn(to_), Damages());
+  for (const faults::Fault& fault : tried) {
+    SCOPED_TRACE(faults::ToText(fault));
     fs::remove_all(to_.repository);
-    const Status failed = Copy(all[i]);
+    const Status failed = Copy(fault);
     // What cannot be read stays behind and is told; all else ends the copy.
     EXPECT_TRUE(!failed || result_.damages > 0 || Restorable(to_) == contents);
     for (const auto& [saveset, items] : Restorable(to_)) {
@@ -191,7 +156,7 @@ TEST_P(CopyTest, InterruptedAnywhereItEndsWholeWhenItIsRepeated) {
     ASSERT_TRUE(repeated) << repeated.Message();
     EXPECT_EQ(Restorable(to_), contents);
   }
-  EXPECT_EQ(DamagesIn(to_), 0U);
+  EXPECT_EQ(DamagesIn(to_), Damages());
 }
 
 TEST_P(CopyTest, WhatCameLaterComesWithTheNextCopyAndWhatWentStays) {
@@ -210,25 +175,17 @@ TEST_P(CopyTest, WhatCameLaterComesWithTheNextCopyAndWhatWentStays) {
   expected[later] = before.at("ABC_1234567890");
   EXPECT_EQ(Restorable(to_), expected);
   // The copy's own deletion does not undo what the next copy must not bring again.
-  EXPECT_EQ(DamagesIn(to_), 0U);
+  EXPECT_EQ(DamagesIn(to_), Damages());
 }
 
 TEST_P(CopyTest, ADamagedPackStaysBehindWithWhatNeedsIt) {
-  fs::path first;
-  for (const auto& entry : fs::recursive_directory_iterator(from_.repository + "/packs")) {
-    first = entry.is_regular_file() && (first.empty() || entry.file_size() > fs::file_size(first))
-                ? entry.path()
-                : first;
-  }
-  std::fstream file(first, std::ios::in | std::ios::out | std::ios::binary);
-  file.seekp(10'000);
-  file.put('?').put('!').flush();
+  Flip(FilesBelow(from_.repository + "/packs").front(), 10'000);
   ASSERT_TRUE(Copy());
   EXPECT_EQ(result_.damages, 1U);
   const Contents copied = Restorable(to_);
   EXPECT_EQ(copied.count("ABC_1234567890"), 0U);
   EXPECT_LT(copied.at("ABC_1234567890_2"), 6U);
-  EXPECT_EQ(DamagesIn(to_), 0U);
+  EXPECT_EQ(DamagesIn(to_), Damages());
   // Nothing of the first one can come, at the next try neither: it is not listed.
   ASSERT_TRUE(Copy());
   EXPECT_EQ(Restorable(to_), copied);
@@ -237,10 +194,7 @@ TEST_P(CopyTest, ADamagedPackStaysBehindWithWhatNeedsIt) {
 TEST_P(CopyTest, WhatIsDamagedInTheCopyComesAnew) {
   ASSERT_TRUE(Copy());
   const Contents contents = Restorable(to_);
-  fs::path pack;
-  for (const auto& entry : fs::recursive_directory_iterator(to_.repository + "/packs")) {
-    pack = entry.is_regular_file() ? entry.path() : pack;
-  }
+  const fs::path pack = FilesBelow(to_.repository + "/packs").front();
   std::ofstream(pack, std::ios::binary) << "not what was saved";
   {
     std::unique_ptr<Store> store;
@@ -256,7 +210,7 @@ TEST_P(CopyTest, WhatIsDamagedInTheCopyComesAnew) {
   EXPECT_FALSE(fs::exists(part));
   EXPECT_EQ(result_.mended, 1U);
   EXPECT_EQ(Restorable(to_), contents);
-  EXPECT_EQ(DamagesIn(to_), 0U);
+  EXPECT_EQ(DamagesIn(to_), Damages());
   ASSERT_TRUE(Copy());
   EXPECT_EQ(result_.mended, 0U);
 }
@@ -274,7 +228,7 @@ TEST_P(CopyTest, WhatTheFirstOneHasLostOfASavesetComesFromItsCatalog) {
   EXPECT_EQ(result_.damages, 3U);
   EXPECT_EQ(lost, 3);
   EXPECT_EQ(Restorable(to_), Restorable(from_));
-  EXPECT_EQ(DamagesIn(to_), 0U);
+  EXPECT_EQ(DamagesIn(to_), Damages());
 }
 
 TEST_P(CopyTest, ThatABackupFailedIsKnownInTheCopyToo) {
@@ -314,32 +268,14 @@ TEST_P(CopyTest, WhatARunningCopyHasBroughtIsNoDamage) {
   std::unique_ptr<Store> store;
   ASSERT_TRUE(Store::Open(to_, Access::kWrite, store));
   ASSERT_TRUE(store->Objects().Put(PackObject(pack), "that no row names yet"));
-  const auto damages = [this] {
-    std::unique_ptr<Store> checked;
-    std::vector<std::string> told;
-    CheckListener listener;
-    listener.damaged = [&told](const Damage& damage) { told.push_back(damage.what); };
-    RepositoryCheck::Result result;
-    EXPECT_TRUE(Store::Open(to_, Access::kRead, checked));
-    EXPECT_TRUE(RepositoryCheck(*checked, listener).Run({}, result));
-    return told;
-  };
   {
     ProgressRow copy(*store, RunProgress::kCopyingTool, nullptr);
     copy.Tell();
-    EXPECT_EQ(damages(), std::vector<std::string>());
+    EXPECT_EQ(DamagesIn(to_), Damages());
   }
-  ASSERT_EQ(damages().size(), 1U);
-  EXPECT_NE(damages().front().find(pack.Hex()), std::string::npos) << damages().front();
-}
-
-TEST_P(CopyTest, AnotherRepositoryIsRefused) {
-  to_.secretFile.clear();
-  to_.keyFile.clear();
-  ASSERT_TRUE(Store::Make(to_, false));
-  const Status refused = Copy();
-  EXPECT_NE(refused.Message().find("is another one, with savesets of its own"), std::string::npos)
-      << refused.Message();
+  const Damages damages = DamagesIn(to_);
+  ASSERT_EQ(damages.size(), 1U);
+  EXPECT_NE(damages.front().find(pack.Hex()), std::string::npos) << damages.front();
 }
 
 }  // namespace

@@ -1,5 +1,9 @@
 #include "store/doubles.h"
 
+#include <filesystem>
+
+#include "store/place/directory_place.h"
+
 namespace store {
 namespace {
 
@@ -60,6 +64,7 @@ class TestPlace::Object : public NewObject {
     }
     return Once(append, [&] { return object_->Append(bytes); });
   }
+  void BeginFinish() override { object_->BeginFinish(); }
   Status Finish() override {
     return Once(finish, [&] { return object_->Finish(); });
   }
@@ -163,6 +168,23 @@ Status TestEngine::Now(std::int64_t& seconds) {
   Status told = Or(now, [&] { return engine_->Now(seconds); });
   seconds += clock_;
   return told;
+}
+
+Status OpenThrough(const Doors& doors, const ServerConfig& config, Store::Access access,
+                   std::unique_ptr<Store>& store) {
+  std::filesystem::create_directories(config.repository);
+  std::filesystem::permissions(config.repository, std::filesystem::perms::owner_all);
+  auto place = std::make_unique<TestPlace>(std::make_unique<DirectoryPlace>(config.repository, "here"));
+  place->best = doors.best;
+  place->onAppend = doors.onAppend;
+  const auto connect = [path = config.repository + "/catalog.db",
+                        ahead = doors.clock](std::unique_ptr<SqlEngine>& engine) {
+    std::unique_ptr<SqlEngine> made;
+    Status opened = OpenSqlite(path, MakeCatalog::kIfMissing, made);
+    engine = opened ? std::make_unique<TestEngine>(std::move(made), ahead) : nullptr;
+    return opened;
+  };
+  return Store::Open(config, access, std::move(place), connect, store);
 }
 
 }  // namespace store

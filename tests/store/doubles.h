@@ -10,6 +10,7 @@
 #include "faults/faults.h"
 #include "store/catalog/sql.h"
 #include "store/place/place.h"
+#include "store/store.h"
 
 namespace store {
 
@@ -60,5 +61,14 @@ class TestEngine : public SqlEngine {
   std::unique_ptr<SqlEngine> engine_;
   std::int64_t clock_;
 };
+
+struct Doors {
+  std::uint64_t best = 64 * 1024 * 1024;
+  std::function<void(const std::string& name)> onAppend = {};
+  std::int64_t clock = 0;
+};
+// Opens through both doors what has its catalog in its directory, as another process would.
+Status OpenThrough(const Doors& doors, const ServerConfig& config, Store::Access access,
+                   std::unique_ptr<Store>& store);
 
 }  // namespace store

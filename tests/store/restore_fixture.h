@@ -11,9 +11,8 @@
 #include <vector>
 
 #include "platform/data_file.h"
+#include "store/by_hand.h"
 #include "store/load/saveset_reader.h"
-#include "store/save/saveset_writer.h"
-#include "store/store.h"
 #include "support/run_program.h"
 #include "xfr/restore.h"
 
@@ -42,27 +41,20 @@ class RestoreTest : public testing::Test {
   void BackUp(const std::function<void(store::SavesetWriter&)>& fill) {
     std::unique_ptr<store::Store> opened;
     ASSERT_TRUE(store::Store::Open(config_, store::Store::Access::kCreate, opened));
-    std::string session;
-    ASSERT_TRUE(opened->OpenSession(store::Mode::kBackup, "client", {}, session));
-    ASSERT_TRUE(opened->OpenJob({store::Mode::kBackup, session, "ABC_1234567890", "job", "pool"}, saveset_));
-    store::SavesetWriter writer(
-        *opened, [](const std::vector<store::Item>&) {}, [](const store::Item&, const store::Saved&) {});
-    ASSERT_TRUE(writer.Begin(saveset_));
-    fill(writer);
-    ASSERT_TRUE(writer.End(true, false));
-    ASSERT_TRUE(opened->CloseJob(store::Mode::kBackup, session, saveset_, store::State::kGood));
-    ASSERT_TRUE(opened->CloseSession(store::Mode::kBackup, session, store::State::kGood));
+    store::BackupByHand backup(*opened);
+    backup.Begin();
+    ASSERT_EQ(backup.result.Trouble(), "");
+    saveset_ = backup.result.saveset;
+    fill(backup.Writer());
+    backup.End();
+    ASSERT_EQ(backup.result.Trouble(), "");
   }
 
   void SaveAs(store::SavesetWriter& writer, const std::string& name, const std::string& text, bool inside) {
     const std::string path = directory_.File("source");
     Write(path, text);
-    std::string why;
-    const auto source = platform::DataFile::OpenForReading(path, why);
-    ASSERT_NE(source, nullptr) << why;
     store::Saved saved;
-    const store::Status done =
-        inside ? writer.SaveInside(name, *source, saved) : writer.Save(name, *source, saved);
+    const store::Status done = store::SaveFile(writer, path, name, inside, saved);
     ASSERT_TRUE(done && saved.trouble.empty()) << done.Message() << saved.trouble;
   }
 

@@ -7,12 +7,9 @@
 #include <map>
 #include <set>
 
-#include "platform/data_file.h"
+#include "store/by_hand.h"
 #include "store/doubles.h"
-#include "store/load/saveset_reader.h"
-#include "store/place/directory_place.h"
-#include "store/save/saveset_writer.h"
-#include "store/store.h"
+#include "store/repository_files.h"
 #include "support/dice.h"
 #include "support/run_program.h"
 
@@ -25,26 +22,9 @@ constexpr std::size_t kPage = 8192;
 constexpr std::size_t kMiB = 1024 * 1024;
 constexpr std::int64_t kDay = 24 * 3600;
 
-// Bytes that do not shrink.
-std::string Noise(std::size_t size, unsigned seed) {
-  std::mt19937_64 random(seed);
-  std::string bytes;
-  while (bytes.size() < size) {
-    const std::uint64_t number = random();
-    bytes.append(reinterpret_cast<const char*>(&number), sizeof number);
-  }
-  bytes.resize(size);
-  return bytes;
-}
-
 class SaveTest : public testing::Test {
  protected:
-  struct Result {
-    std::string saveset;
-    std::set<std::string> confirmed;
-    std::vector<std::string> again;  // files that had to be saved a second time; with their trouble, if any
-    std::map<std::string, Saved> saved;
-    Status status;              // the first that was not good
+  struct Result : BackupByHand::Result {
     std::uint64_t written = 0;  // bytes that the packs have grown by
   };
 
@@ -56,21 +36,8 @@ class SaveTest : public testing::Test {
 
   // The repository, as another process would open it.
   std::unique_ptr<Store> Open() {
-    fs::create_directories(config_.repository);
-    fs::permissions(config_.repository, fs::perms::owner_all);
-    auto place = std::make_unique<TestPlace>(std::make_unique<DirectoryPlace>(config_.repository, "here"));
-    place->best = best_;
-    place->onAppend = onAppend_;
-    const auto connect = [this](std::unique_ptr<SqlEngine>& engine) {
-      std::unique_ptr<SqlEngine> made;
-      Status opened = OpenSqlite(config_.repository + "/catalog.db", MakeCatalog::kIfMissing, made);
-      if (opened) {
-        engine = std::make_unique<TestEngine>(std::move(made), clock_);
-      }
-      return opened;
-    };
     std::unique_ptr<Store> store;
-    const Status opened = Store::Open(config_, Store::Access::kCreate, std::move(place), connect, store);
+    const Status opened = OpenThrough(doors_, config_, Store::Access::kCreate, store);
     EXPECT_TRUE(opened) << opened.Message();
     return store;
   }
@@ -82,101 +49,27 @@ class SaveTest : public testing::Test {
     return File(name);
   }
 
-  // Opens session and job, and begins.
-  std::unique_ptr<SavesetWriter> Begin(Store& store, Result& result) {
-    EXPECT_TRUE(store.OpenSession(Mode::kBackup, "client", {}, session_));
-    EXPECT_TRUE(store.OpenJob({Mode::kBackup, session_, "ABC_1234567890", "job", pool_}, result.saveset));
-    auto writer = std::make_unique<SavesetWriter>(
-        store,
-        [&result](const std::vector<Item>& items) {
-          for (const Item& item : items) {
-            result.confirmed.insert(item.name);
-          }
-        },
-        [&result](const Item& item, const Saved& saved) {
-          result.again.push_back(item.name + saved.trouble);
-        });
-    result.status = writer->Begin(result.saveset);
-    return writer;
-  }
-
-  void SaveOne(SavesetWriter& writer, const std::string& name, Result& result) {
-    std::string why;
-    const auto source = platform::DataFile::OpenForReading(name, why);
-    ASSERT_NE(source, nullptr) << why;
-    const Status saved = writer.Save(name, *source, result.saved[name]);
-    result.status = result.status ? saved : result.status;
-  }
-
-  void End(Store& store, SavesetWriter& writer, Result& result) {
-    const bool good = static_cast<bool>(result.status);
-    const Status ended = writer.End(good, false);
-    result.status = result.status ? ended : result.status;
-    const State state = good ? State::kGood : State::kFailed;
-    static_cast<void>(store.CloseJob(Mode::kBackup, session_, result.saveset, state));
-    static_cast<void>(store.CloseSession(Mode::kBackup, session_, state));
-  }
-
-  Result BackUp(const std::vector<std::string>& names) {
-    Result result;
+  Result BackUpWell(const std::vector<std::string>& names) {
     const std::uint64_t before = BytesOfPacks();
     const auto store = Open();
-    const auto writer = Begin(*store, result);
+    BackupByHand backup(*store, {.pool = pool_});
+    backup.Begin();
     for (const std::string& name : names) {
-      if (result.status) {
-        SaveOne(*writer, name, result);
-      }
+      backup.Save(name);
     }
-    End(*store, *writer, result);
-    result.written = BytesOfPacks() - before;
-    return result;
+    backup.End();
+    EXPECT_EQ(backup.result.Trouble(), "");
+    EXPECT_EQ(backup.result.confirmed, std::set<std::string>(names.begin(), names.end()));
+    return {backup.result, BytesOfPacks() - before};
   }
 
-  Result BackUpWell(const std::vector<std::string>& names) {
-    Result result = BackUp(names);
-    EXPECT_TRUE(result.status) << result.status.Message();
-    EXPECT_EQ(result.confirmed, std::set<std::string>(names.begin(), names.end()));
-    return result;
+  void ExpectRestores(const BackupByHand::Result& result, const std::string& name,
+                      const std::string& expected) {
+    const std::string bytes = BytesOf(*Open(), result.saveset, name, &restored_);
+    EXPECT_TRUE(bytes == expected) << name << " is " << bytes.substr(0, 200);
   }
 
-  // What the saveset has under this name.
-  Status Restore(Store& store, const std::string& saveset, const std::string& name, std::string& bytes) {
-    SavesetReader reader(store);
-    std::optional<Item> item;
-    std::string why;
-    Status status = reader.BeginWithoutJob(saveset);
-    status = status ? reader.Find(name, item) : status;
-    if (!status || !item) {
-      return status ? Status::Failed("the saveset does not contain " + name) : status;
-    }
-    restored_ = *item;
-    const std::string path = directory_.File("restored");
-    fs::remove(path);
-    const auto target = platform::DataFile::CreateNew(path, why);
-    status = reader.Copy(*item, *target);
-    bytes = support::ReadWholeFile(path);
-    return status;
-  }
-
-  void ExpectRestores(const Result& result, const std::string& name, const std::string& expected) {
-    std::string bytes;
-    const auto store = Open();
-    const Status restored = Restore(*store, result.saveset, name, bytes);
-    EXPECT_TRUE(restored) << restored.Message();
-    EXPECT_TRUE(bytes == expected) << name << " has " << bytes.size() << " bytes";
-  }
-
-  std::vector<fs::path> Packs() const {
-    std::vector<fs::path> packs;
-    if (fs::exists(config_.repository + "/packs")) {
-      for (const auto& entry : fs::recursive_directory_iterator(config_.repository + "/packs")) {
-        if (entry.is_regular_file()) {
-          packs.push_back(entry.path());
-        }
-      }
-    }
-    return packs;
-  }
+  std::vector<fs::path> Packs() const { return FilesBelow(config_.repository + "/packs"); }
 
   std::uint64_t BytesOfPacks() const {
     std::uint64_t bytes = 0;
@@ -188,11 +81,8 @@ class SaveTest : public testing::Test {
 
   support::TemporaryDirectory directory_;
   ServerConfig config_;
-  std::uint64_t best_ = 64 * kMiB;
-  std::function<void(const std::string&)> onAppend_;
-  std::int64_t clock_ = 0;
+  Doors doors_;
   std::string pool_ = "disk";
-  std::string session_;
   Item restored_;
 };
 
@@ -214,7 +104,7 @@ TEST_F(SaveTest, WhatHasNotChangedIsStoredOnce) {
 
 TEST_F(SaveTest, ChangedPagesAreWrittenAndNoMore) {
   // Several leaves, in packs of 4 MiB.
-  best_ = 4 * kMiB;
+  doors_.best = 4 * kMiB;
   std::string bytes = Noise(40 * kMiB, 1);
   const std::string file = Write("file", bytes);
   BackUpWell({file});
@@ -259,14 +149,6 @@ TEST_F(SaveTest, ZerosTakeNoRoomAndHolesComeBack) {
   ExpectRestores(result, zeros, std::string(3 * kMiB, '\0'));
   EXPECT_FALSE(restored_.facts.sparse);
   ExpectRestores(result, sparse, bytes);
-  if (restored_.facts.sparse) {
-    std::string why;
-    const auto copy = platform::DataFile::OpenForReading(directory_.File("restored"), why);
-    const auto source = platform::DataFile::OpenForReading(sparse, why);
-    for (std::uint64_t place = 0; place < bytes.size(); place += 64 * 1024) {
-      EXPECT_EQ(copy->NextData(place, bytes.size()), source->NextData(place, bytes.size())) << place;
-    }
-  }
   EXPECT_LT(BackUpWell({zeros, sparse}).written, 1500U);
 }
 
@@ -307,20 +189,19 @@ TEST_F(SaveTest, ManySmallFilesShareFewPacks) {
 TEST_F(SaveTest, OnlyAGoodCopyOfThePoolIsReferredTo) {
   const std::string bytes = Noise(kMiB, 1);
   const std::string file = Write("file", bytes);
-  std::string last;
+  Result last;
   const auto storesAnew = [&] {
-    const Result result = BackUpWell({file});
-    last = result.saveset;
-    return result.written >= bytes.size();
+    last = BackUpWell({file});
+    return last.written >= bytes.size();
   };
   EXPECT_TRUE(storesAnew());
   EXPECT_FALSE(storesAnew());
   pool_ = "other";
   EXPECT_TRUE(storesAnew());
   EXPECT_FALSE(storesAnew());
-  clock_ = 6 * kDay;
+  doors_.clock = 6 * kDay;
   EXPECT_FALSE(storesAnew());
-  clock_ = 8 * kDay;
+  doors_.clock = 8 * kDay;
   EXPECT_TRUE(storesAnew());
   EXPECT_FALSE(storesAnew());
   config_.freshAfter = 0;
@@ -334,18 +215,15 @@ TEST_F(SaveTest, OnlyAGoodCopyOfThePoolIsReferredTo) {
   }
   EXPECT_TRUE(storesAnew());
   EXPECT_FALSE(storesAnew());
-  ExpectRestores({last, {}, {}, {}, {}, 0}, file, bytes);
+  ExpectRestores(last, file, bytes);
 }
 
 TEST_F(SaveTest, AMapThatIsDamagedIsNoBase) {
   const std::string bytes = Noise(kMiB, 1);
   const std::string file = Write("file", bytes);
   BackUpWell({file});
-  const fs::path pack = Packs().front();
-  std::string content = support::ReadWholeFile(pack);
   // Behind the one block of data come map and record.
-  content[80 + kMiB + 50] ^= 1;
-  std::ofstream(pack, std::ios::binary) << content;
+  Flip(Packs().front(), 80 + kMiB + 50);
   const Result second = BackUpWell({file});
   EXPECT_GE(second.written, bytes.size());
   ExpectRestores(second, file, bytes);
@@ -356,15 +234,16 @@ TEST_F(SaveTest, APackThatGoesMeanwhileCostsNothing) {
   const std::string lost = Noise(kMiB, 2);
   const std::vector<std::string> files = {Write("file", bytes), Write("lost", lost), Write("new", "")};
   const Result first = BackUpWell({files[0], files[1]});
-  Result second;
   const auto store = Open();
-  const auto writer = Begin(*store, second);
-  for (const std::string& file : files) {
-    SaveOne(*writer, file, second);
+  BackupByHand backup(*store, {.pool = pool_});
+  backup.Begin();
+  for (const std::string& name : files) {
+    backup.Save(name);
   }
   EXPECT_TRUE(Open()->DeleteAtOnce(first.saveset));
   fs::remove(files[1]);
-  End(*store, *writer, second);
+  backup.End();
+  const BackupByHand::Result& second = backup.result;
   EXPECT_TRUE(second.status) << second.status.Message();
   EXPECT_EQ(second.confirmed, (std::set<std::string>{files[0], files[2]}));
   ASSERT_EQ(second.again.size(), 2U);
@@ -386,8 +265,7 @@ TEST_F(SaveTest, EncryptedCopiesAreReferredToWithoutThePrivateKey) {
   for (const fs::path& pack : Packs()) {
     EXPECT_EQ(support::ReadWholeFile(pack).find(bytes.substr(kMiB, 32)), std::string::npos);
   }
-  std::string restored;
-  EXPECT_NE(Restore(*Open(), second.saveset, file, restored).Message().find("key_file"), std::string::npos);
+  EXPECT_NE(BytesOf(*Open(), second.saveset, file).find("key_file"), std::string::npos);
   config_.keyFile = keyFile;
   ExpectRestores(second, file, bytes);
 }
@@ -401,7 +279,7 @@ TEST_F(SaveTest, AFileThatChangesMeanwhileIsSavedAsItWasRead) {
   const std::string shrinks = Write("shrinks", bytes);
   const std::string small = Write("small", "small");
   std::string file;
-  onAppend_ = [&](const std::string& name) {
+  doors_.onAppend = [&](const std::string& name) {
     if (file.empty() || name.find("packs/") != 0) {
       return;
     }
@@ -414,14 +292,15 @@ TEST_F(SaveTest, AFileThatChangesMeanwhileIsSavedAsItWasRead) {
     }
     file.clear();
   };
-  Result result;
   const auto store = Open();
-  const auto writer = Begin(*store, result);
+  BackupByHand backup(*store, {.pool = pool_});
+  backup.Begin();
   for (const std::string& name : {grows, changes, shrinks, small}) {
     file = name == small ? "" : name;
-    SaveOne(*writer, name, result);
+    backup.Save(name);
   }
-  End(*store, *writer, result);
+  backup.End();
+  BackupByHand::Result& result = backup.result;
   EXPECT_TRUE(result.status) << result.status.Message();
   EXPECT_TRUE(result.saved[grows].grew);
   EXPECT_TRUE(result.saved[changes].changed);
@@ -429,7 +308,7 @@ TEST_F(SaveTest, AFileThatChangesMeanwhileIsSavedAsItWasRead) {
   EXPECT_FALSE(result.saved[small].changed);
   EXPECT_EQ(result.saved[shrinks].trouble, "it became shorter while it was read");
   EXPECT_EQ(result.confirmed, (std::set<std::string>{grows, changes, small}));
-  onAppend_ = {};
+  doors_.onAppend = {};
   ExpectRestores(result, grows, bytes);
   EXPECT_TRUE(restored_.changed);
   ExpectRestores(result, small, "small");
@@ -440,14 +319,6 @@ TEST_F(SaveTest, AFileThatChangesMeanwhileIsSavedAsItWasRead) {
 
 class SaveDirectoryTest : public SaveTest {
  protected:
-  void Inside(SavesetWriter& writer, const std::string& name, Result& result) {
-    std::string why;
-    const auto source = platform::DataFile::OpenForReading(name, why);
-    ASSERT_NE(source, nullptr) << why;
-    const Status saved = writer.SaveInside(name, *source, result.saved[name]);
-    result.status = result.status ? saved : result.status;
-  }
-
   std::vector<std::string> Items(const std::string& saveset) {
     std::vector<std::string> names;
     const auto store = Open();
@@ -462,7 +333,7 @@ class SaveDirectoryTest : public SaveTest {
 };
 
 TEST_F(SaveDirectoryTest, IsSeenWholeOrNotAtAll) {
-  best_ = kMiB;
+  doors_.best = kMiB;
   const std::string before = Write("before", "before");
   std::vector<std::string> inside;
   inside.reserve(40);
@@ -470,19 +341,20 @@ TEST_F(SaveDirectoryTest, IsSeenWholeOrNotAtAll) {
     inside.push_back(Write("f" + std::to_string(i), Noise(kMiB, static_cast<unsigned>(i))));
   }
   for (const bool whole : {false, true}) {
-    Result result;
     const std::uint64_t packed = BytesOfPacks();
     const auto store = Open();
-    const auto writer = Begin(*store, result);
-    SaveOne(*writer, before, result);
-    EXPECT_TRUE(writer->BeginDirectory(File("d"), {}));
+    BackupByHand backup(*store, {.pool = pool_});
+    const BackupByHand::Result& result = backup.result;
+    backup.Begin();
+    backup.Save(before);
+    EXPECT_TRUE(backup.Writer().BeginDirectory(File("d"), {}));
     for (const std::string& name : inside) {
-      Inside(*writer, name, result);
+      backup.SaveInside(name);
     }
-    EXPECT_TRUE(writer->AddInside(File("d/l"), ItemKind::kLink, {}, "target"));
+    EXPECT_TRUE(backup.Writer().AddInside(File("d/l"), ItemKind::kLink, {}, "target"));
     EXPECT_EQ(Items(result.saveset).size(), result.confirmed.size());
-    EXPECT_TRUE(writer->EndDirectory(whole));
-    End(*store, *writer, result);
+    EXPECT_TRUE(backup.Writer().EndDirectory(whole));
+    backup.End();
     EXPECT_TRUE(result.status) << result.status.Message();
     EXPECT_EQ(result.confirmed.count(File("d")), whole ? 1U : 0U);
     EXPECT_EQ(result.confirmed.count(before), 1U);
@@ -502,25 +374,24 @@ TEST_F(SaveDirectoryTest, WhoseBaseGoesIsStoredWhole) {
   const std::string file = Write("f", bytes);
   const std::string gone = Write("g", bytes);
   for (const bool vanishes : {false, true}) {
-    const auto save = [&](bool deleteBase, Result& result, const std::string& base) {
+    const auto save = [&](bool deleteBase, const std::string& base) {
       const auto store = Open();
-      const auto writer = Begin(*store, result);
-      EXPECT_TRUE(writer->BeginDirectory(File("d"), {}));
-      Inside(*writer, file, result);
-      Inside(*writer, gone, result);
+      BackupByHand backup(*store, {.pool = pool_});
+      backup.Begin();
+      EXPECT_TRUE(backup.Writer().BeginDirectory(File("d"), {}));
+      backup.SaveInside(file);
+      backup.SaveInside(gone);
       if (deleteBase) {
         EXPECT_TRUE(Open()->DeleteAtOnce(base));
         if (vanishes) {
           fs::remove(gone);
         }
       }
-      EXPECT_TRUE(writer->EndDirectory(true));
-      End(*store, *writer, result);
+      EXPECT_TRUE(backup.Writer().EndDirectory(true));
+      backup.End();
+      return backup.result;
     };
-    Result first;
-    Result second;
-    save(false, first, "");
-    save(true, second, first.saveset);
+    const BackupByHand::Result second = save(true, save(false, "").saveset);
     EXPECT_TRUE(second.status) << second.status.Message();
     EXPECT_EQ(second.again.size(), 2U);
     EXPECT_EQ(second.confirmed.size(), vanishes ? 0U : 1U);

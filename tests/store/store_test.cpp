@@ -9,12 +9,12 @@
 #include <map>
 #include <set>
 
-#include "platform/data_file.h"
 #include "platform/platform.h"
+#include "store/by_hand.h"
 #include "store/keys/keys.h"
-#include "store/load/saveset_reader.h"
-#include "store/save/saveset_writer.h"
+#include "store/repository_files.h"
 #include "store/saveset_objects.h"
+#include "support/dice.h"
 #include "support/run_program.h"
 
 namespace store {
@@ -49,64 +49,21 @@ class StoreTest : public testing::Test {
     return directory_.File(name);
   }
 
-  // Session and job; the names of both are kept.
-  std::string OpenJob(Store& store, const Process& owner = {}) {
-    std::string saveset;
-    EXPECT_TRUE(store.OpenSession(Mode::kBackup, "client", owner, session_));
-    const Status opened = store.OpenJob({Mode::kBackup, session_, "ABC_1234567890", "job", "pool"}, saveset);
-    EXPECT_TRUE(opened) << opened.Message();
-    return saveset;
-  }
-  void Close(Store& store, const std::string& saveset) {
-    const Status job = store.CloseJob(Mode::kBackup, session_, saveset, State::kGood);
-    EXPECT_TRUE(job) << job.Message();
-    const Status session = store.CloseSession(Mode::kBackup, session_, State::kGood);
-    EXPECT_TRUE(session) << session.Message();
-  }
-
-  static void SaveOne(SavesetWriter& writer, const std::string& name) {
-    std::string why;
-    const auto source = platform::DataFile::OpenForReading(name, why);
-    ASSERT_NE(source, nullptr) << why;
-    Saved saved;
-    const Status done = writer.Save(name, *source, saved);
-    EXPECT_TRUE(done && saved.trouble.empty()) << done.Message() << saved.trouble;
-  }
-
   std::string BackUp(const std::vector<std::string>& names) {
     const auto store = Open();
-    const std::string saveset = OpenJob(*store);
-    SavesetWriter writer(
-        *store, [](const std::vector<Item>&) {}, [](const Item&, const Saved&) {});
-    EXPECT_TRUE(writer.Begin(saveset));
+    BackupByHand backup(*store);
+    backup.Begin();
     for (const std::string& name : names) {
-      SaveOne(writer, name);
+      backup.Save(name);
     }
-    const Status ended = writer.End(true, false);
-    EXPECT_TRUE(ended) << ended.Message();
-    Close(*store, saveset);
-    return saveset;
+    backup.End();
+    EXPECT_EQ(backup.result.Trouble(), "");
+    return backup.result.saveset;
   }
 
   // The item's bytes, or why they do not come.
   std::string Restored(const std::string& saveset, const std::string& name) {
-    const auto store = Open(Access::kRead);
-    SavesetReader reader(*store);
-    if (const Status begun = reader.BeginWithoutJob(saveset); !begun) {
-      return begun.Message();
-    }
-    std::optional<Item> item;
-    if (const Status found = reader.Find(name, item); !found || !item) {
-      return found ? "not there" : found.Message();
-    }
-    const std::string path = directory_.File("restored");
-    platform::RemoveFile(path);
-    std::string why;
-    const auto file = platform::DataFile::CreateNew(path, why);
-    if (const Status copied = reader.Copy(*item, *file); !copied) {
-      return copied.Message();
-    }
-    return support::ReadWholeFile(path);
+    return BytesOf(*Open(Access::kRead), saveset, name);
   }
 
   std::vector<std::string> Savesets() {
@@ -115,17 +72,8 @@ class StoreTest : public testing::Test {
     return names;
   }
 
-  std::set<std::string> Files(const std::string& below) const {
-    std::set<std::string> files;
-    const std::string root = config_.repository + "/" + below;
-    for (auto entry = fs::exists(root) ? fs::recursive_directory_iterator(root)
-                                       : fs::recursive_directory_iterator();
-         entry != fs::recursive_directory_iterator(); ++entry) {
-      if (entry->is_regular_file()) {
-        files.insert(entry->path().string());
-      }
-    }
-    return files;
+  std::vector<fs::path> Files(const std::string& below) const {
+    return FilesBelow(config_.repository + "/" + below);
   }
 
   std::multiset<std::string> Rebuild() {
@@ -140,27 +88,8 @@ class StoreTest : public testing::Test {
 
   support::TemporaryDirectory directory_;
   ServerConfig config_;
-  std::string session_;
   std::vector<std::string> notes_;
 };
-
-// Bytes that do not shrink.
-std::string Noise(std::size_t size, unsigned seed) {
-  std::string bytes(size, '\0');
-  for (char& byte : bytes) {
-    seed = seed * 1664525U + 1013904223U;
-    byte = static_cast<char>(seed >> 24U);
-  }
-  return bytes;
-}
-
-void Flip(const std::string& path, std::uint64_t offset) {
-  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
-  file.seekg(static_cast<std::streamoff>(offset));
-  const char byte = static_cast<char>(file.get() ^ 4);
-  file.seekp(static_cast<std::streamoff>(offset));
-  file.put(byte);
-}
 
 // ---- Opening ------------------------------------------------------------------------------------
 
@@ -257,12 +186,10 @@ TEST_F(StoreTest, AnEncryptedRepositoryIsMadeOnPurposeAndNeedsItsKeys) {
 TEST_F(StoreTest, WhatADeadRunLeftIsTakenAway) {
   // A live run beside it.
   const auto other = Open();
-  const std::string alive = OpenJob(*other);
-  SavesetWriter writer(
-      *other, [](const std::vector<Item>&) {}, [](const Item&, const Saved&) {});
-  ASSERT_TRUE(writer.Begin(alive));
+  BackupByHand alive(*other);
+  alive.Begin();
   const auto store = Open();
-  const std::string saveset = OpenJob(*store);
+  const std::string saveset = BackupByHand(*store).result.saveset;
   Saveset filled;
   ASSERT_TRUE(store->FindOpenSaveset(saveset, Mode::kBackup, filled));
   // A run without a process that holds it, and the pack that it was about to write.
@@ -283,35 +210,30 @@ TEST_F(StoreTest, WhatADeadRunLeftIsTakenAway) {
   EXPECT_TRUE(Open(Access::kWrite)->Notes().empty()) << "it was taken away once";
 
   const std::string file = Write("file", "bytes");
-  SaveOne(writer, file);
-  EXPECT_TRUE(writer.End(true, false)) << "the live run was taken for dead";
-  EXPECT_EQ(Restored(alive, file), "bytes");
+  alive.Save(file);
+  alive.EndMover();
+  EXPECT_EQ(alive.result.Trouble(), "") << "the live run was taken for dead";
+  EXPECT_EQ(Restored(alive.result.saveset, file), "bytes");
 }
 
 TEST_F(StoreTest, SessionsOfDeadOwnersAreClosed) {
   const platform::ProcessIdentity me = platform::ThisProcess();
   const auto store = Open();
-  const std::string dead = OpenJob(*store, {me.space, me.number, "another start"});
-  const std::string deadSession = session_;
-  const std::string mine = OpenJob(*store, {me.space, me.number, me.start});
-  const std::string mySession = session_;
-  const std::string elsewhere = OpenJob(*store, {"another host", me.number, "another start"});
-  const std::string otherSession = session_;
-  const std::string container = OpenJob(*store, {platform::HostName() + "/7", me.number, "another start"});
-  const std::string containersSession = session_;
-  const std::string byHand = OpenJob(*store);
-  const std::string handSession = session_;
+  const BackupByHand dead(*store, {.owner = {me.space, me.number, "another start"}});
+  const BackupByHand mine(*store, {.owner = {me.space, me.number, me.start}});
+  const BackupByHand elsewhere(*store, {.owner = {"another host", me.number, "another start"}});
+  const BackupByHand container(*store, {.owner = {platform::HostName() + "/7", me.number, "another start"}});
+  const BackupByHand byHand(*store);
 
   const auto next = Open(Access::kWrite);
   EXPECT_EQ(next->Notes().size(), 1U);
-  EXPECT_EQ(next->CloseJob(Mode::kBackup, deadSession, dead, State::kGood).Message(),
-            "session " + deadSession + " is closed: open a new session");
+  EXPECT_EQ(next->CloseJob(Mode::kBackup, dead.session, dead.result.saveset, State::kGood).Message(),
+            "session " + dead.session + " is closed: open a new session");
   Saveset saveset;
-  EXPECT_FALSE(next->FindOpenSaveset(dead, Mode::kBackup, saveset));
-  for (const auto& [session, name] :
-       {std::pair(mySession, mine), std::pair(otherSession, elsewhere),
-        std::pair(containersSession, container), std::pair(handSession, byHand)}) {
-    EXPECT_TRUE(next->CloseJob(Mode::kBackup, session, name, State::kGood)) << name;
+  EXPECT_FALSE(next->FindOpenSaveset(dead.result.saveset, Mode::kBackup, saveset));
+  for (const BackupByHand* open : {&mine, &elsewhere, &container, &byHand}) {
+    const std::string& name = open->result.saveset;
+    EXPECT_TRUE(next->CloseJob(Mode::kBackup, open->session, name, State::kGood)) << name;
   }
 }
 
@@ -323,41 +245,45 @@ TEST_F(StoreTest, ABackupIsNotOverBeforeItsSessionIs) {
     return row.value_or(Saveset());
   };
   for (const State state : {State::kGood, State::kWarnings, State::kFailed}) {
-    const std::string saveset = OpenJob(*store, {"elsewhere", 1, "start"});
-    EXPECT_TRUE(store->CloseJob(Mode::kBackup, session_, saveset, State::kGood));
+    BackupByHand backup(*store, {.owner = {"elsewhere", 1, "start"}});
+    const std::string saveset = backup.result.saveset;
+    backup.CloseJob(State::kGood);
     EXPECT_TRUE(find(saveset).sessionOpen && !find(saveset).sessionFailed);
     EXPECT_NE(store->Mark(saveset, true).Message().find("its backup is not over"), std::string::npos);
-    EXPECT_TRUE(store->CloseSession(Mode::kBackup, session_, state));
+    backup.CloseSession(state);
+    EXPECT_EQ(backup.result.Trouble(), "");
     EXPECT_FALSE(find(saveset).sessionOpen);
     EXPECT_EQ(find(saveset).sessionFailed, state == State::kFailed);
     // As one that cleans up, and saw it open a moment ago.
-    EXPECT_TRUE(store->Rows().CloseSession(std::stoll(session_), State::kFailed));
+    EXPECT_TRUE(store->Rows().CloseSession(std::stoll(backup.session), State::kFailed));
     EXPECT_EQ(find(saveset).sessionFailed, state == State::kFailed);
     EXPECT_TRUE(store->Mark(saveset, true));
   }
   // Nobody closes one that was opened by hand.
-  const std::string byHand = OpenJob(*store);
-  EXPECT_TRUE(store->CloseJob(Mode::kBackup, session_, byHand, State::kGood));
-  EXPECT_FALSE(find(byHand).sessionOpen);
+  BackupByHand byHand(*store);
+  byHand.CloseJob(State::kGood);
+  EXPECT_EQ(byHand.result.Trouble(), "");
+  EXPECT_FALSE(find(byHand.result.saveset).sessionOpen);
 }
 
 TEST_F(StoreTest, ThatABackupFailedIsKnownAfterARebuild) {
   std::map<std::string, bool> failed;
   auto store = Open();
   const std::string file = Write("file", "bytes");
+  std::string session;
   const auto backUp = [&](const Process& owner) {
-    const std::string saveset = OpenJob(*store, owner);
-    SavesetWriter writer(
-        *store, [](const std::vector<Item>&) {}, [](const Item&, const Saved&) {});
-    EXPECT_TRUE(writer.Begin(saveset));
-    SaveOne(writer, file);
-    EXPECT_TRUE(writer.End(true, false));
-    EXPECT_TRUE(store->CloseJob(Mode::kBackup, session_, saveset, State::kGood));
-    return saveset;
+    BackupByHand backup(*store, {.owner = owner});
+    backup.Begin();
+    backup.Save(file);
+    backup.EndMover();
+    backup.CloseJob(State::kGood);
+    EXPECT_EQ(backup.result.Trouble(), "");
+    session = backup.session;
+    return backup.result.saveset;
   };
   for (const State state : {State::kGood, State::kWarnings, State::kFailed}) {
     failed[backUp({})] = state == State::kFailed;
-    EXPECT_TRUE(store->CloseSession(Mode::kBackup, session_, state));
+    EXPECT_TRUE(store->CloseSession(Mode::kBackup, session, state));
   }
   const platform::ProcessIdentity me = platform::ThisProcess();
   const std::string alive = backUp({me.space, me.number, me.start});
@@ -366,7 +292,7 @@ TEST_F(StoreTest, ThatABackupFailedIsKnownAfterARebuild) {
   EXPECT_EQ(Store::Rebuild(config_, tell, rebuilt).Message(),
             "repository " + config_.repository +
                 ": a backup is not over: wait for the end of backint, then call again");
-  EXPECT_TRUE(store->CloseSession(Mode::kBackup, session_, State::kGood));
+  EXPECT_TRUE(store->CloseSession(Mode::kBackup, session, State::kGood));
   failed[alive] = false;
   // Nobody opens the repository for writing between its end and the rebuild.
   const std::string broken = backUp({me.space, me.number, "another start"});
@@ -421,12 +347,12 @@ TEST_F(StoreTest, ADeletionTakesWhatNobodyNeeds) {
 // ---- A new catalog ------------------------------------------------------------------------------
 
 TEST_F(StoreTest, ADamagedOrMissingPackCostsOnlyWhatItHeld) {
-  std::map<std::string, std::string> packOf;
+  std::map<std::string, fs::path> packOf;
   std::map<std::string, std::string> savesetOf;
-  std::set<std::string> seen;
+  std::set<fs::path> seen;
   for (const char* name : {"sound", "damaged", "missing"}) {
     savesetOf[name] = BackUp({Write(name, Noise(100'000, static_cast<unsigned>(name[0])))});
-    for (const std::string& pack : Files("packs")) {
+    for (const fs::path& pack : Files("packs")) {
       if (seen.insert(pack).second) {
         packOf[name] = pack;
       }
@@ -442,7 +368,7 @@ TEST_F(StoreTest, ADamagedOrMissingPackCostsOnlyWhatItHeld) {
     return std::count_if(losses.begin(), losses.end(),
                          [&text](const std::string& loss) { return loss.find(text) != std::string::npos; });
   };
-  EXPECT_EQ(told(fs::path(packOf["damaged"]).filename().string()), 1);
+  EXPECT_EQ(told(packOf["damaged"].filename().string()), 1);
   EXPECT_EQ(told("of the 1 items of the saveset " + savesetOf["damaged"] + ", 1 are not there"), 1);
   EXPECT_EQ(told("of the 1 items of the saveset " + savesetOf["missing"] + ", 1 are not there"), 1);
   EXPECT_EQ(Restored(savesetOf["sound"], directory_.File("sound")), Noise(100'000, 's'));
@@ -452,17 +378,14 @@ TEST_F(StoreTest, ADamagedOrMissingPackCostsOnlyWhatItHeld) {
 TEST_F(StoreTest, WhatAMissingPackNeedsStaysUntilItComesBack) {
   const std::string file = Write("large", Noise(80'000'000, 7));
   const std::string saveset = BackUp({file});
-  const auto files = Files("packs");
-  std::vector<std::string> packs(files.begin(), files.end());
+  const std::vector<fs::path> packs = Files("packs");
   ASSERT_EQ(packs.size(), 2U);
-  std::sort(packs.begin(), packs.end(),
-            [](const std::string& a, const std::string& b) { return fs::file_size(a) < fs::file_size(b); });
   // The last one, which has the item's record.
-  fs::rename(packs.front(), directory_.File("aside"));
+  fs::rename(packs.back(), directory_.File("aside"));
   fs::remove(config_.repository + "/catalog.db");
   EXPECT_EQ(Rebuild().size(), 1U);
   EXPECT_EQ(Files("packs").size(), 1U);
-  fs::rename(directory_.File("aside"), packs.front());
+  fs::rename(directory_.File("aside"), packs.back());
   EXPECT_TRUE(Rebuild().empty());
   EXPECT_TRUE(Restored(saveset, file) == support::ReadWholeFile(file));
 }
@@ -507,8 +430,8 @@ TEST_F(StoreTest, WhatAnOwnerDoesMeanwhileEndsARebuild) {
 TEST_F(StoreTest, ASavesetWithoutItsBeginningIsRecoveredIfThatIsDamaged) {
   const std::string file = Write("file", "bytes");
   BackUp({file});
-  for (const std::string& object : Files("savesets")) {
-    if (object.ends_with(".begin")) {
+  for (const fs::path& object : Files("savesets")) {
+    if (object.extension() == ".begin") {
       Flip(object, fs::file_size(object) - 20);
     }
   }
@@ -525,10 +448,9 @@ TEST_F(StoreTest, ASavesetWithoutItsBeginningIsRecoveredIfThatIsDamaged) {
 
 TEST_F(StoreTest, ARunningBackupIsNotRebuiltUnder) {
   const auto store = Open();
-  const std::string saveset = OpenJob(*store);
-  SavesetWriter writer(
-      *store, [](const std::vector<Item>&) {}, [](const Item&, const Saved&) {});
-  ASSERT_TRUE(writer.Begin(saveset));
+  BackupByHand backup(*store);
+  backup.Begin();
+  ASSERT_EQ(backup.result.Trouble(), "");
   Store::Rebuilt rebuilt;
   EXPECT_NE(Store::Rebuild(
                 config_, [](const std::string&) {}, rebuilt)

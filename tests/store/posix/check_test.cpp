@@ -7,11 +7,11 @@
 #include <fstream>
 #include <set>
 
-#include "platform/platform.h"
-#include "store/check/repository_check.h"
+#include "store/by_hand.h"
 #include "store/load/saveset_reader.h"
 #include "store/pack/pack_writer.h"
-#include "store/save/saveset_writer.h"
+#include "store/repository_files.h"
+#include "store/told.h"
 #include "support/dice.h"
 #include "support/run_program.h"
 
@@ -44,50 +44,31 @@ class CheckTest : public testing::TestWithParam<bool> {
     }
   }
 
+  // What is behind stays as it is.
   void Fill(const std::string& path, std::size_t size) {
-    std::string bytes(size, '\0');
-    for (std::size_t at = size / 4; at < size; ++at) {
-      bytes[at] = static_cast<char>(dice_.Below(256));
-    }
-    std::ofstream(path, std::ios::binary | std::ios::in).write(bytes.data(), static_cast<long>(size));
-    if (!fs::exists(path)) {
-      std::ofstream(path, std::ios::binary) << bytes;
-    }
-  }
-
-  void Save(SavesetWriter& writer, const std::string& path, const std::string& name, bool inside) {
-    std::string why;
-    const auto source = platform::DataFile::OpenForReading(path, why);
-    ASSERT_NE(source, nullptr) << why;
-    Saved saved;
-    ASSERT_TRUE(inside ? writer.SaveInside(name, *source, saved) : writer.Save(name, *source, saved));
+    const std::string before = support::ReadWholeFile(path);
+    const std::string behind = before.size() > size ? before.substr(size) : "";
+    support::WriteWholeFile(path, std::string(size / 4, '\0') + Noise(size - size / 4, ++filled_) + behind);
   }
 
   // The second one with a directory, and with another one that is given up.
   void BackUp(int number) {
     const auto store = Open();
-    std::string session;
-    std::string saveset;
-    ASSERT_TRUE(store->OpenSession(Mode::kBackup, "client", {}, session));
-    ASSERT_TRUE(store->OpenJob({Mode::kBackup, session, "ABC_1234567890", "job", "pool"}, saveset));
-    SavesetWriter writer(
-        *store, [](const std::vector<Item>&) {}, [](const Item&, const Saved&) {});
-    ASSERT_TRUE(writer.Begin(saveset));
+    BackupByHand backup(*store);
+    backup.Begin();
     for (const std::string& file : files_) {
-      Save(writer, file, file, false);
+      backup.Save(file);
     }
     for (const bool whole : {true, false}) {
       const std::string directory = directory_.File(whole ? "whole" : "torn");
-      ASSERT_TRUE(number != 1 || writer.BeginDirectory(directory, {}));
+      ASSERT_TRUE(number != 1 || backup.Writer().BeginDirectory(directory, {}));
       for (int i = 0; number == 1 && i < 3; ++i) {
-        Save(writer, files_[3], directory + "/" + std::to_string(i), true);
+        backup.SaveInside(files_[3], directory + "/" + std::to_string(i));
       }
-      ASSERT_TRUE(number != 1 || writer.EndDirectory(whole));
+      ASSERT_TRUE(number != 1 || backup.Writer().EndDirectory(whole));
     }
-    ASSERT_TRUE(writer.End(true, false));
-    const State state = number == 2 ? State::kWarnings : State::kGood;
-    ASSERT_TRUE(store->CloseJob(Mode::kBackup, session, saveset, state));
-    ASSERT_TRUE(store->CloseSession(Mode::kBackup, session, state));
+    backup.End(number == 2 ? State::kWarnings : State::kGood);
+    ASSERT_EQ(backup.result.Trouble(), "");
   }
 
   std::unique_ptr<Store> Open() {
@@ -95,17 +76,6 @@ class CheckTest : public testing::TestWithParam<bool> {
     const Status opened = Store::Open(config_, Access::kWrite, store);
     EXPECT_TRUE(opened) << opened.Message();
     return store;
-  }
-
-  Status Check(Store& store, const CheckScope& scope = {}) {
-    told_.clear();
-    lost_.clear();
-    CheckListener listener;
-    listener.damaged = [this](const Damage& damage) { told_.push_back(damage.what); };
-    listener.lost = [this](const std::string& saveset, const std::string& item) {
-      lost_.emplace(saveset, item);
-    };
-    return RepositoryCheck(store, listener).Run(scope, result_);
   }
 
   // By bringing every item back to nowhere.
@@ -130,15 +100,11 @@ class CheckTest : public testing::TestWithParam<bool> {
   }
 
   std::vector<fs::path> Objects() const {
-    std::vector<fs::path> objects;
-    for (const auto& entry : fs::recursive_directory_iterator(config_.repository)) {
-      const std::string name = entry.path().filename().string();
-      if (entry.is_regular_file() && name.find("spare") == std::string::npos &&
-          name.find("-shm") == std::string::npos) {
-        objects.push_back(entry.path());
-      }
-    }
-    std::sort(objects.begin(), objects.end());
+    std::vector<fs::path> objects = FilesBelow(config_.repository);
+    std::erase_if(objects, [](const fs::path& path) {
+      const std::string name = path.filename().string();
+      return name.find("spare") != std::string::npos || name.find("-shm") != std::string::npos;
+    });
     return objects;
   }
 
@@ -156,11 +122,7 @@ class CheckTest : public testing::TestWithParam<bool> {
       fs::resize_file(path, place);
       return name + " was cut off at " + std::to_string(place);
     }
-    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
-    file.seekg(static_cast<long>(place));
-    const int byte = file.get();
-    file.seekp(static_cast<long>(place));
-    file.put(static_cast<char>(byte ^ (1 << dice_.Below(8))));
+    Flip(path, place, static_cast<unsigned>(dice_.Below(8)));
     return name + " was changed at " + std::to_string(place);
   }
 
@@ -168,19 +130,18 @@ class CheckTest : public testing::TestWithParam<bool> {
   ServerConfig config_;
   Dice dice_{11};
   std::vector<std::string> files_;
-  std::vector<std::string> told_;
-  Lost lost_;
-  RepositoryCheck::Result result_;
+  Told told_;
+  unsigned filled_ = 0;
 };
 
 INSTANTIATE_TEST_SUITE_P(PosixPlainAndEncrypted, CheckTest, testing::Bool(),
                          [](const auto& encrypted) { return encrypted.param ? "Encrypted" : "Plain"; });
 
 TEST_P(CheckTest, EachOfManyDamagesIsFoundWithAllThatItCosts) {
-  const Status checked = Check(*Open());
+  const Status checked = told_.Check(*Open());
   ASSERT_TRUE(checked) << checked.Message();
-  ASSERT_TRUE(told_.empty()) << told_.front();
-  EXPECT_EQ(result_.readPacks, result_.packs);
+  ASSERT_TRUE(told_.damages.empty()) << told_.damages.front();
+  EXPECT_EQ(told_.result.readPacks, told_.result.packs);
   const std::string whole = directory_.File("as it was");
   fs::copy(config_.repository, whole, fs::copy_options::recursive);
   for (int round = 0; round < 150; ++round) {
@@ -188,11 +149,11 @@ TEST_P(CheckTest, EachOfManyDamagesIsFoundWithAllThatItCosts) {
     const std::string damage = DoDamage(objects[dice_.Below(objects.size())]);
     std::unique_ptr<Store> store;
     if (Store::Open(config_, Access::kRead, store)) {
-      const Status done = Check(*store);
+      const Status done = told_.Check(*store);
       ASSERT_TRUE(done) << damage << ": " << done.Message();
-      ASSERT_FALSE(told_.empty()) << damage;
-      if (!result_.catalogDamaged) {
-        EXPECT_EQ(lost_, CannotBeRestored(*store)) << damage << ": " << told_.front();
+      ASSERT_FALSE(told_.damages.empty()) << damage;
+      if (!told_.result.catalogDamaged) {
+        EXPECT_EQ(told_.lost, CannotBeRestored(*store)) << damage << ": " << told_.damages.front();
       }
     }
     store.reset();
@@ -206,8 +167,8 @@ TEST_P(CheckTest, SamplesCoverEverythingInTurnAndADamagedPackCountsAgainOnceItIs
   scope.percent = 40;
   for (int i = 0; i < 3; ++i) {
     const auto store = Open();
-    ASSERT_TRUE(Check(*store, scope));
-    EXPECT_TRUE(i > 0 || result_.readPacks < result_.packs);
+    ASSERT_TRUE(told_.Check(*store, scope));
+    EXPECT_TRUE(i > 0 || told_.result.readPacks < told_.result.packs);
   }
   const auto store = Open();
   std::vector<PackFacts> packs;
@@ -216,19 +177,19 @@ TEST_P(CheckTest, SamplesCoverEverythingInTurnAndADamagedPackCountsAgainOnceItIs
     EXPECT_TRUE(pack.checked) << pack.uid.Hex();
   }
   scope.uncheckedSince = 1;
-  ASSERT_TRUE(Check(*store, scope));
-  EXPECT_EQ(result_.readPacks, 0U);
+  ASSERT_TRUE(told_.Check(*store, scope));
+  EXPECT_EQ(told_.result.readPacks, 0U);
 
   ASSERT_TRUE(store->Rows().MarkPackDamaged(packs[0].uid));
-  ASSERT_TRUE(Check(*store));
+  ASSERT_TRUE(told_.Check(*store));
   std::optional<PackFacts> facts;
   ASSERT_TRUE(store->Rows().FindPackFacts(packs[0].uid, facts));
   EXPECT_FALSE(facts->damaged);
   fs::remove(config_.repository + "/" + PackObject(packs[0].uid));
-  ASSERT_TRUE(Check(*store));
+  ASSERT_TRUE(told_.Check(*store));
   ASSERT_TRUE(store->Rows().FindPackFacts(packs[0].uid, facts));
   EXPECT_TRUE(facts->damaged);
-  EXPECT_EQ(told_.size(), 1U);
+  EXPECT_EQ(told_.damages.size(), 1U);
 }
 
 // Whoever has no private key finds flipped bits all the same, but for a pack that was damaged may not say
@@ -241,17 +202,14 @@ TEST_P(CheckTest, WithoutThePrivateKeyStoredBytesAreChecked) {
   std::vector<PackFacts> packs;
   ASSERT_TRUE(store->Rows().ListPacks(packs));
   ASSERT_TRUE(store->Rows().MarkPackDamaged(packs[0].uid));
-  ASSERT_TRUE(Check(*store));
-  EXPECT_TRUE(told_.empty());
+  ASSERT_TRUE(told_.Check(*store));
+  EXPECT_TRUE(told_.damages.empty());
   std::optional<PackFacts> facts;
   ASSERT_TRUE(store->Rows().FindPackFacts(packs[0].uid, facts));
   EXPECT_EQ(facts->damaged, GetParam());
-  std::fstream file(config_.repository + "/" + PackObject(packs[0].uid),
-                    std::ios::in | std::ios::out | std::ios::binary);
-  file.seekp(static_cast<long>(packs[0].size / 3));
-  file.put('?').put('!').flush();
-  ASSERT_TRUE(Check(*store));
-  EXPECT_EQ(told_.size(), 1U);
+  Flip(config_.repository + "/" + PackObject(packs[0].uid), packs[0].size / 3);
+  ASSERT_TRUE(told_.Check(*store));
+  EXPECT_EQ(told_.damages.size(), 1U);
 }
 
 // What only one of the two has: rows and records, packs and objects that nobody knows.
@@ -261,9 +219,9 @@ TEST_P(CheckTest, CatalogAndPacksAreComparedBothWays) {
   ASSERT_TRUE(OpenSqlite(config_.repository + "/catalog.db", MakeCatalog::kNever, engine));
   ASSERT_TRUE(engine->Run("DELETE FROM item WHERE saveset = 1 AND number = 2", {}));
   ASSERT_TRUE(engine->Run("UPDATE saveset SET items = items - 1, bytes = bytes - 20000 WHERE id = 1", {}));
-  ASSERT_TRUE(Check(*store));
-  EXPECT_EQ(told_.size(), 1U);
-  EXPECT_EQ(lost_.size(), 1U);
+  ASSERT_TRUE(told_.Check(*store));
+  EXPECT_EQ(told_.damages.size(), 1U);
+  EXPECT_EQ(told_.lost.size(), 1U);
   std::vector<PackFacts> packs;
   ASSERT_TRUE(store->Rows().ListPacks(packs));
   const std::string pack = config_.repository + "/" + PackObject(packs[0].uid);
@@ -271,8 +229,8 @@ TEST_P(CheckTest, CatalogAndPacksAreComparedBothWays) {
   other.bytes.back() = static_cast<unsigned char>(other.bytes.back() + 1);
   fs::copy(pack, config_.repository + "/" + PackObject(other));
   std::ofstream(config_.repository + "/savesets/" + Uid::Random().Hex() + ".begin") << "?";
-  ASSERT_TRUE(Check(*store));
-  EXPECT_EQ(told_.size(), 3U);
+  ASSERT_TRUE(told_.Check(*store));
+  EXPECT_EQ(told_.damages.size(), 3U);
 }
 
 // What a killed program wrote and no item needs goes with the lost catalog; what is needed, or whose saveset
@@ -292,9 +250,9 @@ TEST_P(CheckTest, ANewCatalogDeletesPacksThatNothingNeeds) {
       ASSERT_TRUE(writer->End(0, {}));
       ASSERT_TRUE(writer->Finish());
     }
-    ASSERT_TRUE(Check(*store));
-    EXPECT_EQ(told_.size(), 2U);
-    known = result_.packs;
+    ASSERT_TRUE(told_.Check(*store));
+    EXPECT_EQ(told_.damages.size(), 2U);
+    known = told_.result.packs;
   }
   Store::Rebuilt rebuilt;
   const Status done = Store::Rebuild(
@@ -303,9 +261,9 @@ TEST_P(CheckTest, ANewCatalogDeletesPacksThatNothingNeeds) {
   EXPECT_EQ(rebuilt.unneeded, 1U);
   EXPECT_FALSE(fs::exists(config_.repository + "/" + PackObject(unneeded)));
   EXPECT_TRUE(fs::exists(config_.repository + "/" + PackObject(unknown)));
-  ASSERT_TRUE(Check(*Open()));
-  EXPECT_TRUE(told_.empty());
-  EXPECT_EQ(result_.packs, known + 1);
+  ASSERT_TRUE(told_.Check(*Open()));
+  EXPECT_TRUE(told_.damages.empty());
+  EXPECT_EQ(told_.result.packs, known + 1);
 }
 
 }  // namespace

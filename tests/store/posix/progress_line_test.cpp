@@ -9,6 +9,7 @@
 #include "platform/data_file.h"
 #include "store/progress_teller.h"
 #include "store/restore_fixture.h"
+#include "support/dice.h"
 #include "support/posix/pseudo_terminal.h"
 
 namespace {
@@ -63,18 +64,10 @@ class PosixMoverProgress : public RestoreTest {
  protected:
   void SetUp() override {
     RestoreTest::SetUp();
-    std::string random(kSize, '\0');
-    std::uint64_t state = 1;
-    for (char& byte : random) {
-      state = state * 6364136223846793005 + 1442695040888963407;
-      byte = static_cast<char>(state >> 56);
-    }
-    Write(Name("large"), random);
+    Write(Name("large"), Noise(kSize, 1));
     Write(directory_.File("korvo.ini"), "[test]\nrepository=" + config_.repository + "\n");
     ASSERT_TRUE(store::Store::Open(config_, store::Store::Access::kCreate, store_));
-    std::string session;
-    ASSERT_TRUE(store_->OpenSession(store::Mode::kBackup, "client", {}, session));
-    ASSERT_TRUE(store_->OpenJob({store::Mode::kBackup, session, "ABC_1234567890", "job", "pool"}, saveset_));
+    saveset_ = store::BackupByHand(*store_).result.saveset;
   }
 
   int Mover() {
