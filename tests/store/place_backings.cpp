@@ -21,13 +21,7 @@ class DirectoryBacking : public PlaceBacking {
 class BucketBacking : public PlaceBacking {
  public:
   std::unique_ptr<Place> Open(const std::string& host) override {
-    S3Settings settings;
-    settings.endpoint = support::ObjectStoreEndpoint();
-    settings.region = "us-east-1";
-    settings.bucket = support::kObjectStoreBucket;
-    settings.accessKey = support::kObjectStoreUser;
-    settings.secretKey = support::kObjectStoreSecret;
-    return std::make_unique<S3Place>(settings, prefix_ + "/",
+    return std::make_unique<S3Place>(TestBucket(support::ObjectStoreEndpoint()), prefix_ + "/",
                                      RunLocks(runs_.File("runs"), host, RunLocks::Whose::kEverybodys));
   }
 
@@ -37,6 +31,16 @@ class BucketBacking : public PlaceBacking {
 };
 
 }  // namespace
+
+S3Settings TestBucket(const std::string& endpoint) {
+  S3Settings settings;
+  settings.endpoint = endpoint;
+  settings.region = "us-east-1";
+  settings.bucket = support::kObjectStoreBucket;
+  settings.accessKey = support::kObjectStoreUser;
+  settings.secretKey = support::kObjectStoreSecret;
+  return settings;
+}
 
 std::vector<PlaceKind> PlaceKinds() {
   return {{"Directory", [] { return std::make_unique<DirectoryBacking>(); }},

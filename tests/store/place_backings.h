@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "store/place/place.h"
+#include "store/place/s3_client.h"
 
 namespace store {
 
@@ -23,5 +24,8 @@ struct PlaceKind {
   std::function<std::unique_ptr<PlaceBacking>()> make;
 };
 std::vector<PlaceKind> PlaceKinds();
+
+// The bucket of the tests, behind this endpoint.
+S3Settings TestBucket(const std::string& endpoint);
 
 }  // namespace store

@@ -5,14 +5,11 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <set>
 
-#include "platform/data_file.h"
+#include "store/by_hand.h"
 #include "store/doubles.h"
-#include "store/load/saveset_reader.h"
 #include "store/place/s3_place.h"
-#include "store/save/saveset_writer.h"
-#include "store/store.h"
+#include "store/place_backings.h"
 #include "support/broken_network.h"
 #include "support/dice.h"
 #include "support/object_store.h"
@@ -26,11 +23,7 @@ using Fault = support::BrokenNetwork::Fault;
 class PosixS3SaveTest : public testing::Test {
  protected:
   PosixS3SaveTest() : network_(support::ObjectStoreEndpoint()) {
-    settings_.endpoint = network_.Endpoint();
-    settings_.region = "us-east-1";
-    settings_.bucket = support::kObjectStoreBucket;
-    settings_.accessKey = support::kObjectStoreUser;
-    settings_.secretKey = support::kObjectStoreSecret;
+    settings_ = TestBucket(network_.Endpoint());
     settings_.tries = 2;
     settings_.firstPause = 1;
     config_.section = "test";
@@ -53,79 +46,36 @@ class PosixS3SaveTest : public testing::Test {
   void Write() {
     for (const auto& [name, size] :
          std::map<std::string, std::size_t>{{"a", 100}, {"b", 1'500'000}, {"c", 5'000}, {"d", 1'200'000}}) {
-      std::string bytes(size, '\0');
-      for (char& byte : bytes) {
-        byte = static_cast<char>(dice_.Below(256));
-      }
+      const std::string bytes = Noise(size, ++written_);
       const std::string path = directory_.File("files") + "/" + name;
       std::ofstream(path, std::ios::binary) << bytes;
       contents_[path] = bytes;
     }
   }
 
-  // As far as it gets; gives what was confirmed.
-  std::set<std::string> BackUp(std::string& saveset, Status& status) {
-    std::set<std::string> confirmed;
+  // As far as it gets.
+  BackupByHand::Result BackUp() {
     std::unique_ptr<Store> store;
-    std::string session;
-    status = Open(store);
-    status = status ? store->OpenSession(Mode::kBackup, "client", {}, session) : status;
-    status =
-        status ? store->OpenJob({Mode::kBackup, session, "ABC_1234567890", "job", "disk"}, saveset) : status;
-    if (!status) {
-      return confirmed;
+    if (Status opened = Open(store); !opened) {
+      BackupByHand::Result nothing;
+      nothing.status = opened;
+      return nothing;
     }
-    SavesetWriter writer(
-        *store,
-        [&confirmed](const std::vector<Item>& items) {
-          for (const Item& item : items) {
-            confirmed.insert(item.name);
-          }
-        },
-        [](const Item&, const Saved&) {});
-    status = writer.Begin(saveset);
-    for (auto file = contents_.begin(); status && file != contents_.end(); ++file) {
-      std::string why;
-      const auto source = platform::DataFile::OpenForReading(file->first, why);
-      Saved saved;
-      status = writer.Save(file->first, *source, saved);
+    BackupByHand backup(*store);
+    backup.Begin();
+    for (const auto& [path, bytes] : contents_) {
+      backup.Save(path);
     }
-    const Status ended = writer.End(static_cast<bool>(status), false);
-    status = status ? ended : status;
-    const Status closed =
-        store->CloseJob(Mode::kBackup, session, saveset, status ? State::kGood : State::kFailed);
-    status = status ? closed : status;
-    static_cast<void>(store->CloseSession(Mode::kBackup, session, State::kFailed));
-    return confirmed;
+    backup.End();
+    return backup.result;
   }
 
-  Status Restore(const std::string& saveset, const std::string& name, std::string& bytes) {
-    std::unique_ptr<Store> store;
-    std::optional<Item> item;
-    std::string why;
-    Status status = Open(store);
-    if (!status) {
-      return status;
-    }
-    SavesetReader reader(*store);
-    status = reader.BeginWithoutJob(saveset);
-    status = status ? reader.Find(name, item) : status;
-    if (!status || !item) {
-      return status ? Status::Missing("it is not in the saveset") : status;
-    }
-    std::filesystem::remove(directory_.File("restored"));
-    const auto target = platform::DataFile::CreateNew(directory_.File("restored"), why);
-    status = reader.Copy(*item, *target);
-    bytes = support::ReadWholeFile(directory_.File("restored"));
-    return status;
-  }
-
-  void ExpectRestores(const std::string& saveset, const std::set<std::string>& names) {
-    for (const std::string& name : names) {
-      std::string bytes;
-      const Status restored = Restore(saveset, name, bytes);
-      EXPECT_TRUE(restored) << restored.Message();
-      EXPECT_TRUE(bytes == contents_[name]) << name;
+  void ExpectRestores(const BackupByHand::Result& saved) {
+    for (const std::string& name : saved.confirmed) {
+      std::unique_ptr<Store> store;
+      ASSERT_TRUE(Open(store));
+      const std::string restored = BytesOf(*store, saved.saveset, name);
+      EXPECT_TRUE(restored == contents_[name]) << name << " is " << restored.substr(0, 200);
     }
   }
 
@@ -134,7 +84,7 @@ class PosixS3SaveTest : public testing::Test {
   S3Settings settings_;
   ServerConfig config_;
   const std::string prefix_ = support::FreshPrefix() + "/";
-  Dice dice_{1};
+  unsigned written_ = 0;
   std::map<std::string, std::string> contents_;
 };
 
@@ -148,22 +98,19 @@ TEST_F(PosixS3SaveTest, ANetworkThatGoesAtAnyRequestCostsNothingThatWasConfirmed
       // One that was never sent, or one whose answer never came.
       return at < failing ? Fault::kNone : failing % 2 == 0 ? Fault::kDropRequest : Fault::kDropAnswer;
     });
-    std::string saveset;
-    Status status;
-    const std::set<std::string> confirmed = BackUp(saveset, status);
+    const BackupByHand::Result saved = BackUp();
     reached = static_cast<int>(network_.Methods().size()) > failing;
-    EXPECT_TRUE(status || reached) << status.Message();
-    EXPECT_TRUE(!status || confirmed.size() == contents_.size());
-    confirmedBeforeTheEnd += reached ? confirmed.size() : 0;
+    EXPECT_TRUE(saved.status || reached) << saved.status.Message();
+    EXPECT_TRUE(!saved.status || saved.confirmed.size() == contents_.size());
+    confirmedBeforeTheEnd += reached ? saved.confirmed.size() : 0;
     network_.Follow({});
-    ExpectRestores(saveset, confirmed);
+    ExpectRestores(saved);
   }
   EXPECT_GT(confirmedBeforeTheEnd, 0u);
   // What the failed runs left is known, and gone with the next one: each pack belongs to a saveset.
-  std::string saveset;
-  Status status;
-  EXPECT_EQ(BackUp(saveset, status).size(), contents_.size());
-  EXPECT_TRUE(status) << status.Message();
+  const BackupByHand::Result last = BackUp();
+  EXPECT_EQ(last.confirmed.size(), contents_.size());
+  EXPECT_EQ(last.Trouble(), "");
   std::unique_ptr<Store> store;
   ASSERT_TRUE(Open(store));
   std::vector<store::Run> runs;

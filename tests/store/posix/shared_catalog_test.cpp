@@ -8,15 +8,12 @@
 #include <fstream>
 #include <set>
 
-#include "platform/data_file.h"
 #include "platform/platform.h"
+#include "store/by_hand.h"
 #include "store/catalog/postgres_engine.h"
 #include "store/catalog_backings.h"
 #include "store/dead_runs.h"
-#include "store/load/saveset_reader.h"
 #include "store/posix/socket_proxy.h"
-#include "store/save/saveset_writer.h"
-#include "store/store.h"
 #include "support/database.h"
 #include "support/run_program.h"
 #include "support/script_server.h"
@@ -62,65 +59,29 @@ class PosixSharedCatalogTest : public testing::Test {
     }
   }
 
-  struct Result {
-    std::string saveset;
-    std::set<std::string> confirmed;
-    Status status;  // the first that was not good
-  };
-
-  void Note(Result& result, const Status& status) { result.status = result.status ? status : result.status; }
-
-  void SaveOne(SavesetWriter& writer, const std::string& name, Result& result) {
-    std::string why;
-    const auto source = platform::DataFile::OpenForReading(directory_.File(name), why);
-    ASSERT_NE(source, nullptr) << why;
-    Saved saved;
-    Note(result, writer.Save(name, *source, saved));
-  }
+  using Result = BackupByHand::Result;
 
   // Two files; with `between` in groups of their own: it is called when the first is confirmed.
   Result BackUp(const ServerConfig& config, const std::function<void()>& between = {}) {
-    Result result;
     std::unique_ptr<Store> store;
-    std::string session;
-    Note(result, Store::Open(config, Access::kCreate, store));
-    if (store == nullptr) {
-      return result;
+    if (Status opened = Store::Open(config, Access::kCreate, store); !opened) {
+      Result nothing;
+      nothing.status = opened;
+      return nothing;
     }
-    Note(result, store->OpenSession(Mode::kBackup, "client", {}, session));
-    Note(result, store->OpenJob({Mode::kBackup, session, "ABC_" + std::to_string(time_++), "job", "pool"},
-                                result.saveset));
-    if (!result.status) {
-      return result;
+    BackupByHand backup(*store, {.saveset = "ABC_" + std::to_string(time_++)});
+    const Result& result = backup.result;
+    backup.Begin();
+    backup.Save(directory_.File("one"), "one");
+    while (between && result.status && result.confirmed.empty()) {
+      backup.Note(backup.Writer().Settle());
+      platform::SleepMilliseconds(5);
     }
-    {
-      SavesetWriter writer(
-          *store,
-          [&result](const std::vector<Item>& items) {
-            for (const Item& item : items) {
-              result.confirmed.insert(item.name);
-            }
-          },
-          [](const Item&, const Saved&) {});
-      Note(result, writer.Begin(result.saveset));
-      if (result.status) {
-        SaveOne(writer, "one", result);
-      }
-      while (between && result.status && result.confirmed.empty()) {
-        Note(result, writer.Settle());
-        platform::SleepMilliseconds(5);
-      }
-      if (between) {
-        between();
-      }
-      if (result.status) {
-        SaveOne(writer, "two", result);
-      }
-      Note(result, writer.End(static_cast<bool>(result.status), false));
+    if (between) {
+      between();
     }
-    const State state = result.status ? State::kGood : State::kFailed;
-    Note(result, store->CloseJob(Mode::kBackup, session, result.saveset, state));
-    Note(result, store->CloseSession(Mode::kBackup, session, state));
+    backup.Save(directory_.File("two"), "two");
+    backup.End();
     return result;
   }
 
@@ -130,20 +91,7 @@ class PosixSharedCatalogTest : public testing::Test {
     if (const Status opened = Store::Open(config_, Access::kRead, store); !opened) {
       return opened.Message();
     }
-    SavesetReader reader(*store);
-    if (const Status begun = reader.BeginWithoutJob(saveset); !begun) {
-      return begun.Message();
-    }
-    std::optional<Item> item;
-    if (const Status found = reader.Find(name, item); !found || !item) {
-      return found ? "not there" : found.Message();
-    }
-    const std::string path = directory_.File("restored");
-    platform::RemoveFile(path);
-    std::string why;
-    const auto file = platform::DataFile::CreateNew(path, why);
-    const Status copied = reader.Copy(*item, *file);
-    return copied ? support::ReadWholeFile(path) : copied.Message();
+    return BytesOf(*store, saveset, name);
   }
 
   std::string Refusal(const ServerConfig& config, Access access = Access::kCreate) {
