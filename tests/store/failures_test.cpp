@@ -3,19 +3,15 @@
 // SWEEP_FAULT tries a single one: SWEEP_FAULT='place-finish 2 lost once'.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <algorithm>
 #include <filesystem>
-#include <iostream>
 #include <map>
-#include <random>
 #include <set>
 
-#include "platform/platform.h"
-#include "store/check/repository_check.h"
+#include "store/by_hand.h"
 #include "store/doubles.h"
-#include "store/load/saveset_reader.h"
-#include "store/place/directory_place.h"
-#include "store/store.h"
+#include "store/told.h"
+#include "support/dice.h"
 #include "support/run_program.h"
 #include "xfr/restore.h"
 #include "xfr/save.h"
@@ -54,10 +50,7 @@ class StoreFailures : public testing::Test {
     return fs::path(directory_.File("data") + "/" + below).make_preferred().string();
   }
   void Change(const std::string& name, std::size_t size) {
-    std::string bytes(size, '\0');
-    for (char& byte : bytes) {
-      byte = static_cast<char>(random_());
-    }
+    const std::string bytes = Noise(size, ++changes_);
     support::WriteWholeFile(Name(name), bytes);
     files_[Name(name)] = bytes;
   }
@@ -67,19 +60,8 @@ class StoreFailures : public testing::Test {
   // ---- What is done. Each gives whether it says that all went well. ----
 
   std::unique_ptr<Store> Open(Store::Access access = Store::Access::kCreate) {
-    fs::create_directories(config_.repository);
-    fs::permissions(config_.repository, fs::perms::owner_all);
     std::unique_ptr<Store> store;
-    status_ = Store::Open(
-        config_, access,
-        std::make_unique<TestPlace>(std::make_unique<DirectoryPlace>(config_.repository, "here")),
-        [this](std::unique_ptr<SqlEngine>& engine) {
-          std::unique_ptr<SqlEngine> made;
-          Status opened = OpenSqlite(config_.repository + "/catalog.db", MakeCatalog::kIfMissing, made);
-          engine = opened ? std::make_unique<TestEngine>(std::move(made)) : nullptr;
-          return opened;
-        },
-        store);
+    status_ = OpenThrough({}, config_, access, store);
     return store;
   }
   bool Note(Status done) {
@@ -145,15 +127,17 @@ class StoreFailures : public testing::Test {
            told_.empty();
   }
   bool Verify() {
-    told_.clear();
     const auto store = Open(Store::Access::kWrite);
-    CheckListener listener;
-    listener.damaged = [this](const Damage& damage) { told_ += damage.what + "\n"; };
-    listener.lost = [this](const std::string& saveset, const std::string& item) {
+    Told told;
+    const bool good = store != nullptr && Note(told.Check(*store));
+    told_.clear();
+    for (const std::string& damage : told.damages) {
+      told_ += damage + "\n";
+    }
+    for (const auto& [saveset, item] : told.lost) {
       told_ += "lost: " + saveset + " " + item + "\n";
-    };
-    RepositoryCheck::Result result;
-    return store != nullptr && Note(RepositoryCheck(*store, listener).Run({}, result)) && told_.empty();
+    }
+    return good && told_.empty();
   }
 
   std::string BackUpWell() {
@@ -171,22 +155,11 @@ class StoreFailures : public testing::Test {
   void ExpectRestores(const std::string& saveset, const std::string& item, const Contents& contents) {
     const auto store = Open(Store::Access::kRead);
     ASSERT_NE(store, nullptr) << status_.Message();
-    SavesetReader reader(*store);
-    const Status begun = reader.BeginWithoutJob(saveset);
-    EXPECT_TRUE(begun) << begun.Message();
     for (const auto& [name, bytes] : contents) {
-      if (!name.starts_with(item)) {
-        continue;
+      if (name.starts_with(item)) {
+        const std::string restored = BytesOf(*store, saveset, name);
+        EXPECT_TRUE(restored == bytes) << saveset << ": " << name << " is " << restored.substr(0, 200);
       }
-      std::optional<Item> found;
-      Status status = reader.Find(name, found);
-      const std::string path = directory_.File("restored");
-      platform::RemoveFile(path);
-      std::string why;
-      const auto target = platform::DataFile::CreateNew(path, why);
-      status = status && found ? reader.Copy(*found, *target) : status;
-      EXPECT_TRUE(status && found && support::ReadWholeFile(path) == bytes)
-          << saveset << ": " << name << ": " << status.Message();
     }
   }
 
@@ -235,24 +208,22 @@ class StoreFailures : public testing::Test {
         all.push_back(fault);
       }
     }
-    if (const char* only = std::getenv("SWEEP_FAULT")) {
-      all = {faults::FromText(only)};
-    }
-    const std::size_t step = faults::StepOf(all.size(), 8);
-    for (std::size_t i = step / 2; i < all.size() && !HasFatalFailure(); i += step) {
-      SCOPED_TRACE(faults::ToText(all[i]));
+    for (const Fault& fault : faults::Sample(all, 8)) {
+      if (HasFatalFailure()) {
+        return;
+      }
+      SCOPED_TRACE(faults::ToText(fault));
       Renew();
-      faults::Begin(all[i]);
+      faults::Begin(fault);
       const bool good = work();
       faults::End();
-      judge(all[i], good);
+      judge(fault, good);
     }
-    std::cout << all.size() / step << " of " << all.size() << " faults\n";
   }
 
   support::TemporaryDirectory directory_;
   ServerConfig config_;
-  std::mt19937 random_{5};
+  unsigned changes_ = 0;
   Contents files_;
   std::map<std::string, Contents> contents_;
   std::string first_;
@@ -315,11 +286,12 @@ TEST_F(StoreFailures, AnAnswerIsWholeOrNone) {
 
 TEST_F(StoreFailures, ADeletionTakesNothingElseAndEndsWhenItIsRepeated) {
   Sweep([this] { return Expire(); },
-        [&](const Fault&, bool) {
+        [&](const Fault&, bool good) {
           ExpectSound(first_);
           std::unique_ptr<Store> store = Open(Store::Access::kWrite);
           Saveset saveset;
           if (store->FindSaveset(first_, saveset)) {
+            EXPECT_FALSE(good) << "it is said to be deleted";
             ExpectRestores(first_, "", contents_.at(first_));
             EXPECT_TRUE(Expire()) << status_.Message();
           }
@@ -341,6 +313,29 @@ TEST_F(StoreFailures, ACheckHarmsNothing) {
           Verify();
           ExpectSound();
         });
+}
+
+// What cannot be read is neither good nor damaged, wherever in the check that is.
+TEST_F(StoreFailures, ACheckThatCannotReadSaysSoAndMarksNothing) {
+  ASSERT_TRUE(Verify()) << status_.Message() << told_;
+  faults::Begin();
+  ASSERT_TRUE(Verify()) << status_.Message() << told_;
+  faults::End();
+  std::size_t tried = 0;
+  for (const Fault& fault : faults::All()) {
+    if (fault.operation == "place-get" && fault.how == How::kFails && fault.forGood) {
+      faults::Begin(fault);
+      EXPECT_FALSE(Verify()) << faults::ToText(fault);
+      faults::End();
+      EXPECT_EQ(told_, "") << faults::ToText(fault);
+      ++tried;
+    }
+  }
+  EXPECT_GT(tried, 10U);
+  std::vector<PackFacts> packs;
+  ASSERT_TRUE(Open(Store::Access::kRead)->Rows().ListPacks(packs));
+  EXPECT_TRUE(std::none_of(packs.begin(), packs.end(), [](const PackFacts& pack) { return pack.damaged; }));
+  EXPECT_TRUE(Verify()) << status_.Message() << told_;
 }
 
 }  // namespace
