@@ -111,6 +111,22 @@ TEST_F(PosixS3PlaceTest, APutWithoutAnAnswerIsNotSentAgainIfItWasCarriedOut) {
   EXPECT_TRUE(Stored(name_) == bytes_);
 }
 
+TEST_F(PosixS3PlaceTest, WhereTheServerTellsNoHashTheBytesAreCompared) {
+  place_ = Open();
+  using Methods = std::vector<std::string>;
+  const auto putAgain = [this](Fault first) {
+    network_.Follow([first](int at, const std::string& method) {
+      return at == 0 ? first : method == "HEAD" ? Fault::kHideHash : Fault::kNone;
+    });
+    EXPECT_TRUE(place_->Put(name_, bytes_));
+    return network_.Methods();
+  };
+  EXPECT_EQ(putAgain(Fault::kDropAnswer), (Methods{"PUT", "HEAD", "GET", "GET"}));
+  ASSERT_TRUE(place_->Put(name_, std::string(bytes_.size(), 'b')));
+  EXPECT_EQ(putAgain(Fault::kBusy), (Methods{"PUT", "HEAD", "GET", "PUT"}));
+  EXPECT_TRUE(Stored(name_) == bytes_);
+}
+
 TEST_F(PosixS3PlaceTest, WhatNeverGetsThroughFailsAndSaysWhereAndWhyButNoSecret) {
   place_ = Open();
   network_.Follow([](int, const std::string&) { return Fault::kBusy; });

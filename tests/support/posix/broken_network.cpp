@@ -46,11 +46,17 @@ void SendAll(int connection, std::string_view bytes) {
   }
 }
 
-std::size_t ContentLength(const std::string& head) {
+// Where the header of this name, in lower case, begins.
+std::size_t FindHeader(const std::string& head, const std::string& name) {
   std::string lower(head);
   std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
-  const std::size_t at = lower.find("\r\ncontent-length:");
-  return at == std::string::npos ? 0 : std::stoul(lower.substr(at + 17));
+  const std::size_t at = lower.find("\r\n" + name + ":");
+  return at == std::string::npos ? at : at + 2;
+}
+
+std::size_t ContentLength(const std::string& head) {
+  const std::size_t at = FindHeader(head, "content-length");
+  return at == std::string::npos ? 0 : std::stoul(head.substr(at + 15));
 }
 
 void FlipABit(std::string& bytes, std::size_t head) {
@@ -176,6 +182,10 @@ void BrokenNetwork::Carry(int client, std::string request, std::size_t head, Fau
   }
   close(server);
   const std::size_t answerHead = std::min(answer.find(kEndOfHead), answer.size() - kEndOfHead.size()) + 4;
+  if (const std::size_t hash = FindHeader(answer.substr(0, answerHead), "x-amz-meta-sha256");
+      fault == Fault::kHideHash && hash != std::string::npos) {
+    answer[hash] = 'y';
+  }
   if (fault == Fault::kCutAnswer) {
     const std::size_t body = answer.size() - answerHead;
     answer.resize(body == 0 ? answerHead / 2 : answerHead + body / 2);
