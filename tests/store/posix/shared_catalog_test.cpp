@@ -14,6 +14,7 @@
 #include "store/catalog_backings.h"
 #include "store/dead_runs.h"
 #include "store/posix/socket_proxy.h"
+#include "store/save/run_lease.h"
 #include "support/database.h"
 #include "support/run_program.h"
 #include "support/script_server.h"
@@ -279,6 +280,24 @@ TEST_F(PosixSharedCatalogTest, ARunOfAnotherHostIsOverWhenItIsNotHeardOf) {
   EXPECT_EQ(sessions.size(), 1u);
   ASSERT_TRUE(catalog.ListForgottenSessions("host", now + 100, sessions));
   EXPECT_TRUE(sessions.empty()) << "its own host looks at its process";
+}
+
+TEST_F(PosixSharedCatalogTest, ARunThatHasNothingToCommitSaysThatItIsAlive) {
+  ASSERT_TRUE(BackUp(config_).status);
+  std::unique_ptr<Store> store;
+  std::unique_ptr<Catalog> own;
+  ASSERT_TRUE(Store::Open(config_, Access::kWrite, store));
+  ASSERT_TRUE(store->Connect(own));
+  const Backup backup(store->Rows(), "ABC1");
+  ASSERT_TRUE(Direct()->Run("UPDATE run SET seen = 0", {}));
+  const RunLease lease(*store, backup.run.uid, std::move(own), std::chrono::milliseconds(5));
+  std::vector<store::Run> runs;
+  for (int tries = 0; tries < 2000 && (runs.empty() || runs[0].seen == 0); ++tries) {
+    platform::SleepMilliseconds(5);
+    ASSERT_TRUE(store->Rows().ListRuns(runs));
+  }
+  ASSERT_EQ(runs.size(), 1U);
+  EXPECT_GT(runs[0].seen, 0);
 }
 
 TEST_F(PosixSharedCatalogTest, AServerThatCrashesInMidRunTakesNothingThatWasConfirmed) {

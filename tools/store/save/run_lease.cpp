@@ -1,13 +1,10 @@
 #include "store/save/run_lease.h"
 
-#include <chrono>
-
-#include "store/dead_runs.h"
-
 namespace store {
 
-RunLease::RunLease(Store& store, const Uid& run, std::unique_ptr<Catalog> catalog)
-    : store_(store), run_(run), catalog_(std::move(catalog)), thread_([this] { SaySo(); }) {}
+RunLease::RunLease(Store& store, const Uid& run, std::unique_ptr<Catalog> catalog,
+                   std::chrono::milliseconds every)
+    : store_(store), run_(run), every_(every), catalog_(std::move(catalog)), thread_([this] { SaySo(); }) {}
 
 RunLease::~RunLease() {
   {
@@ -22,7 +19,7 @@ RunLease::~RunLease() {
 // it learns at its own next transaction that it is over.
 void RunLease::SaySo() {
   std::unique_lock lock(mutex_);
-  while (!changed_.wait_for(lock, std::chrono::seconds(kRunSaysSo), [this] { return ending_; })) {
+  while (!changed_.wait_for(lock, every_, [this] { return ending_; })) {
     lock.unlock();
     bool there = false;
     if (catalog_ == nullptr && !store_.Connect(catalog_)) {

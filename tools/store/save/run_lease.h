@@ -2,11 +2,13 @@
 // many hosts share.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <thread>
 
+#include "store/dead_runs.h"
 #include "store/store.h"
 
 namespace store {
@@ -15,7 +17,8 @@ class RunLease {
  public:
   // `catalog` is a connection for this alone. It is made early: that it cannot be had would be noticed too
   // late.
-  RunLease(Store& store, const Uid& run, std::unique_ptr<Catalog> catalog);
+  RunLease(Store& store, const Uid& run, std::unique_ptr<Catalog> catalog,
+           std::chrono::milliseconds every = std::chrono::seconds(kRunSaysSo));
   RunLease(const RunLease&) = delete;
   RunLease& operator=(const RunLease&) = delete;
   // Ends the thread.
@@ -26,6 +29,7 @@ class RunLease {
 
   Store& store_;
   const Uid run_;
+  const std::chrono::milliseconds every_;
   std::unique_ptr<Catalog> catalog_;
   std::mutex mutex_;
   std::condition_variable changed_;
