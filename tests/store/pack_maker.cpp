@@ -1,21 +1,11 @@
 #include "store/pack_maker.h"
 
-#include <gtest/gtest.h>
-#include <zstd.h>
-
 #include <algorithm>
-#include <map>
 
 namespace store {
 namespace {
 
 bool IsZero(std::string_view bytes) { return bytes.find_first_not_of('\0') == std::string_view::npos; }
-
-std::string Compress(std::string_view plain) {
-  std::string compressed(ZSTD_compressBound(plain.size()), '\0');
-  compressed.resize(ZSTD_compress(compressed.data(), compressed.size(), plain.data(), plain.size(), 3));
-  return compressed;
-}
 
 // Chunks of one pack that wait to become a block.
 struct OpenBlock {
@@ -25,7 +15,7 @@ struct OpenBlock {
 
 class FileMaker {
  public:
-  FileMaker(const Keys& keys, std::string_view bytes, const Layout& layout, std::vector<PackMaker>& packs)
+  FileMaker(const Keys& keys, std::string_view bytes, const Layout& layout, std::vector<PackImage>& packs)
       : keys_(keys), bytes_(bytes), layout_(layout), packs_(packs), open_(packs.size()) {}
 
   Item Make() {
@@ -83,7 +73,7 @@ class FileMaker {
       return;
     }
     const Codec codec = ++closed_ % 3 == 0 ? Codec::kPlain : Codec::kZstd;
-    const std::uint32_t number = packs_[pack].AddBlock(BlockKind::kData, open.bytes, codec);
+    const auto number = static_cast<std::uint32_t>(packs_[pack].Add(BlockKind::kData, open.bytes, codec));
     for (const std::uint64_t chunk : open.chunks) {
       chunks_[static_cast<std::size_t>(chunk)].block = number;
     }
@@ -93,8 +83,8 @@ class FileMaker {
   MapLeaf LeafFrom(std::uint64_t first) {
     MapLeaf leaf;
     leaf.chunkSize = layout_.chunkSize;
-    for (const PackMaker& pack : packs_) {
-      leaf.packs.push_back(pack.Id());
+    for (const PackImage& pack : packs_) {
+      leaf.packs.push_back(pack.id);
     }
     const auto begin = chunks_.begin() + static_cast<std::ptrdiff_t>(first);
     leaf.chunks.assign(begin, begin + static_cast<std::ptrdiff_t>(
@@ -113,14 +103,14 @@ class FileMaker {
 
   // Something stands in front, so that no map begins with its block.
   MapTree::Leaf AddMap(const std::string& map) {
-    const std::uint32_t number = packs_.back().AddBlock(BlockKind::kMaps, "front" + map, Codec::kZstd);
-    return {keys_.IdOf(map), {packs_.back().Id(), number, 5, map.size()}};
+    const std::uint64_t number = packs_.back().Add(BlockKind::kMaps, "front" + map);
+    return {keys_.IdOf(map), {packs_.back().id, number, 5, map.size()}};
   }
 
   const Keys& keys_;
   std::string_view bytes_;
   const Layout& layout_;
-  std::vector<PackMaker>& packs_;
+  std::vector<PackImage>& packs_;
   std::vector<OpenBlock> open_;
   std::vector<ChunkPlace> chunks_;
   int closed_ = 0;
@@ -128,45 +118,7 @@ class FileMaker {
 
 }  // namespace
 
-PackMaker::PackMaker(const Keys& keys, const Uid& repository) : repository_(repository) {
-  EXPECT_TRUE(keys.NewPack(id_, ciphers_));
-  ObjectHeader header;
-  header.repository = repository;
-  header.object = id_;
-  header.cipher = ciphers_.cipher;
-  header.sealedKey = ciphers_.sealedKey;
-  header_ = EncodeHeader(header);
-  offsets_.push_back(header_.size());
-}
-
-std::uint32_t PackMaker::AddBlock(BlockKind kind, std::string_view plain, Codec codec) {
-  const auto number = static_cast<std::uint32_t>(tables_.blocks.size());
-  BlockEntry entry;
-  entry.kind = kind;
-  entry.codec = codec;
-  entry.plain = static_cast<std::uint32_t>(plain.size());
-  std::string stored = codec == Codec::kZstd ? Compress(plain) : std::string(plain);
-  if (ciphers_.cipher != Cipher::kNone) {
-    const BlockCipher& cipher = kind == BlockKind::kData ? *ciphers_.data : *ciphers_.meta;
-    std::string encrypted;
-    EXPECT_TRUE(cipher.Encrypt(number, BlockPlace(repository_, id_, number, entry), stored, encrypted));
-    stored = encrypted;
-  }
-  entry.stored = static_cast<std::uint32_t>(stored.size());
-  entry.checksum = BlockChecksum(id_, number, stored);
-  tables_.blocks.push_back(entry);
-  blocks_ += stored;
-  offsets_.push_back(header_.size() + blocks_.size());
-  return number;
-}
-
-void PackMaker::Put(Place& place) {
-  const std::string end = EncodeEnd(id_, header_, offsets_.back(), tables_);
-  const Status put = place.Put(PackObject(id_), header_ + blocks_ + end);
-  EXPECT_TRUE(put) << put.Message();
-}
-
-Item MakeFile(const Keys& keys, std::string_view bytes, const Layout& layout, std::vector<PackMaker>& packs) {
+Item MakeFile(const Keys& keys, std::string_view bytes, const Layout& layout, std::vector<PackImage>& packs) {
   return FileMaker(keys, bytes, layout, packs).Make();
 }
 

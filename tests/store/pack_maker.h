@@ -1,4 +1,4 @@
-// Makes packs and files in them block by block, by nothing but the format: for tests of what reads them.
+// Makes a file in packs, block by block, by nothing but the format: for tests of what reads it.
 #pragma once
 
 #include <cstdint>
@@ -7,35 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "store/keys/keys.h"
-#include "store/pack/format.h"
-#include "store/pack/map.h"
-#include "store/pack/record.h"
-#include "store/place/place.h"
+#include "store/pack_image.h"
 
 namespace store {
-
-class PackMaker {
- public:
-  PackMaker(const Keys& keys, const Uid& repository);
-
-  // Its number.
-  std::uint32_t AddBlock(BlockKind kind, std::string_view plain, Codec codec);
-  void Put(Place& place);
-
-  [[nodiscard]] const Uid& Id() const { return id_; }
-  // Where in the object the blocks begin, each, and where they end.
-  [[nodiscard]] const std::vector<std::uint64_t>& Offsets() const { return offsets_; }
-
- private:
-  Uid repository_;
-  Uid id_ = Uid::Random();
-  PackCiphers ciphers_;
-  std::string header_;
-  std::string blocks_;
-  PackTables tables_;
-  std::vector<std::uint64_t> offsets_;
-};
 
 // How a file's chunks are laid out.
 struct Layout {
@@ -48,6 +22,6 @@ struct Layout {
 
 // The item of a file with these bytes. Its chunks go into the packs, its map into the last one; nothing is
 // put yet.
-Item MakeFile(const Keys& keys, std::string_view bytes, const Layout& layout, std::vector<PackMaker>& packs);
+Item MakeFile(const Keys& keys, std::string_view bytes, const Layout& layout, std::vector<PackImage>& packs);
 
 }  // namespace store

@@ -10,7 +10,7 @@
 
 #include "store/catalog/catalog_inside.h"
 #include "store/names.h"
-#include "store/posix/hostile_pack.h"
+#include "store/pack_image.h"
 #include "store/repository_place.h"
 #include "store/restore_fixture.h"
 

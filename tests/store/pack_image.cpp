@@ -1,4 +1,4 @@
-#include "store/posix/hostile_pack.h"
+#include "store/pack_image.h"
 
 #include <gtest/gtest.h>
 #include <zstd.h>
@@ -52,7 +52,7 @@ Status PackImage::Read(Place& place, const Keys& keys, const Uid& repository, co
   pack.id = id;
   pack.tables = reader->Tables();
   for (std::uint64_t number = 0; number < pack.tables.blocks.size(); ++number) {
-    Block block{pack.tables.blocks[number].kind, {}};
+    Block block{pack.tables.blocks[number].kind, {}, Codec::kZstd};
     if (Status read = reader->ReadBlock(number, block.plain); !read) {
       return read;
     }
@@ -72,8 +72,8 @@ Status PackImage::Read(Place& place, const Keys& keys, const Uid& repository, co
   return {};
 }
 
-std::uint64_t PackImage::Add(BlockKind kind, std::string plain) {
-  blocks.push_back({kind, std::move(plain)});
+std::uint64_t PackImage::Add(BlockKind kind, std::string plain, Codec codec) {
+  blocks.push_back({kind, std::move(plain), codec});
   return blocks.size() - 1;
 }
 
@@ -95,7 +95,7 @@ std::string PackImage::Encode(const Keys& keys, const Uid& repository) const {
     records.Text(EncodeRecord(item, repository, tables.saveset));
   }
   if (!items.empty()) {
-    all.push_back({BlockKind::kRecords, records.Take()});
+    all.push_back({BlockKind::kRecords, records.Take(), Codec::kZstd});
   }
   PackTables made = tables;
   made.blocks.clear();
@@ -103,9 +103,9 @@ std::string PackImage::Encode(const Keys& keys, const Uid& repository) const {
     const auto number = static_cast<std::uint32_t>(made.blocks.size());
     BlockEntry entry;
     entry.kind = block.kind;
-    entry.codec = Codec::kZstd;
+    entry.codec = block.codec;
     entry.plain = static_cast<std::uint32_t>(block.plain.size());
-    std::string stored = Compress(block.plain);
+    std::string stored = block.codec == Codec::kZstd ? Compress(block.plain) : block.plain;
     if (ciphers.cipher != Cipher::kNone) {
       const BlockCipher& cipher = block.kind == BlockKind::kData ? *ciphers.data : *ciphers.meta;
       std::string encrypted;

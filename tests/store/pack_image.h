@@ -1,5 +1,5 @@
-// Packs and saveset objects taken apart, changed in any field, and put together again with hashes and ciphers
-// that fit: what somebody could write who knows the format and has the keys.
+// Packs and saveset objects, made or taken apart, changed in any field, and put together with hashes and
+// ciphers that fit: what somebody could write who knows the format and has the keys.
 #pragma once
 
 #include <cstdint>
@@ -26,8 +26,9 @@ struct PackImage {
   struct Block {
     BlockKind kind = BlockKind::kData;
     std::string plain;
+    Codec codec = Codec::kZstd;
   };
-  Uid id;
+  Uid id = Uid::Random();
   PackTables tables;  // its blocks are made anew from those below
   std::vector<Block> blocks;
   std::vector<Item> items;  // of its records, which are in one block behind the others
@@ -35,7 +36,7 @@ struct PackImage {
 
   static Status Read(Place& place, const Keys& keys, const Uid& repository, const Uid& id, PackImage& pack);
   // The number of the new block.
-  std::uint64_t Add(BlockKind kind, std::string plain);
+  std::uint64_t Add(BlockKind kind, std::string plain, Codec codec = Codec::kZstd);
   [[nodiscard]] std::string Encode(const Keys& keys, const Uid& repository) const;
   // Replaces the map of one of its items, which has only data of this pack.
   void SetMap(const Keys& keys, Item& item, const std::string& map);
