@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "store/catalog/postgres_engine.h"
-#include "store/catalog/sqlite_engine.h"
 #include "support/database.h"
 #include "support/run_program.h"
 
@@ -51,6 +50,16 @@ std::unique_ptr<Catalog> OpenCatalog(CatalogBacking& backing, const Uid& reposit
   const Status prepared = catalog->Prepare();
   EXPECT_TRUE(prepared) << prepared.Message();
   return catalog;
+}
+
+Status OpenCatalogIn(const std::string& file, const SqliteOptions& options, const Uid& repository,
+                     std::unique_ptr<Catalog>& catalog) {
+  std::unique_ptr<SqlEngine> engine;
+  if (Status opened = OpenSqliteWith(file, options, engine); !opened) {
+    return opened;
+  }
+  catalog = std::make_unique<Catalog>(std::move(engine), repository);
+  return catalog->Prepare();
 }
 
 Item FileItem(std::uint64_t number, const std::string& name, std::vector<Uid> packs) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "store/catalog/catalog.h"
+#include "store/catalog/sqlite_engine.h"
 
 namespace store {
 
@@ -27,6 +28,8 @@ std::vector<CatalogKind> CatalogKinds();
 
 // A connection with the tables made.
 std::unique_ptr<Catalog> OpenCatalog(CatalogBacking& backing, const Uid& repository);
+Status OpenCatalogIn(const std::string& file, const SqliteOptions& options, const Uid& repository,
+                     std::unique_ptr<Catalog>& catalog);
 
 Item FileItem(std::uint64_t number, const std::string& name, std::vector<Uid> packs = {});
 

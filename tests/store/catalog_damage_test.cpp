@@ -8,7 +8,6 @@
 #include <random>
 
 #include "platform/platform.h"
-#include "store/catalog/sqlite_engine.h"
 #include "store/catalog/write_ahead_log.h"
 #include "store/catalog_backings.h"
 #include "support/run_program.h"
@@ -23,18 +22,14 @@ namespace fs = std::filesystem;
 class CatalogDamageTest : public testing::Test {
  protected:
   void SetUp() override {
-    std::unique_ptr<SqlEngine> engine;
-    ASSERT_TRUE(OpenSqliteWith(original_.File("catalog.db"), {MakeCatalog::kIfMissing}, engine));
-    writer_ = std::make_unique<Catalog>(std::move(engine), repository_);
-    ASSERT_TRUE(writer_->Prepare());
+    const std::string original = original_.File("catalog.db");
+    ASSERT_TRUE(OpenCatalogIn(original, {MakeCatalog::kIfMissing}, repository_, writer_));
     for (int i = 0; i < 6; ++i) {
       Fill("ABC" + std::to_string(i));
     }
     // Closing the last connection brings the log into the database.
     writer_.reset();
-    std::unique_ptr<SqlEngine> again;
-    ASSERT_TRUE(OpenSqliteWith(original_.File("catalog.db"), {MakeCatalog::kNever}, again));
-    writer_ = std::make_unique<Catalog>(std::move(again), repository_);
+    ASSERT_TRUE(OpenCatalogIn(original, {MakeCatalog::kNever}, repository_, writer_));
     Fill("ABC6");
     Fill("ABC7");
     database_ = support::ReadWholeFile(original_.File("catalog.db"));
@@ -67,12 +62,7 @@ class CatalogDamageTest : public testing::Test {
   }
 
   Status Open(std::unique_ptr<Catalog>& catalog) {
-    std::unique_ptr<SqlEngine> engine;
-    if (Status opened = OpenSqliteWith(copy_.File("catalog.db"), {MakeCatalog::kNever}, engine); !opened) {
-      return opened;
-    }
-    catalog = std::make_unique<Catalog>(std::move(engine), repository_);
-    return catalog->Prepare();
+    return OpenCatalogIn(copy_.File("catalog.db"), {MakeCatalog::kNever}, repository_, catalog);
   }
 
   static std::string Told(const Status& status, const std::string& answer) {

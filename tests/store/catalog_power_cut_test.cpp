@@ -10,7 +10,6 @@
 #include <random>
 #include <utility>
 
-#include "store/catalog/sqlite_engine.h"
 #include "store/catalog_backings.h"
 #include "support/run_program.h"
 
@@ -199,12 +198,10 @@ class CatalogPowerCutTest : public testing::TestWithParam<bool> {
   void SetUp() override {
     changes.clear();
     for (int process = 0; process < 4; ++process) {
-      std::unique_ptr<SqlEngine> engine;
-      ASSERT_TRUE(OpenSqliteWith(directory_.File("catalog.db"),
-                                 {MakeCatalog::kIfMissing, GetParam(), NotingFiles()}, engine));
-      Catalog catalog(std::move(engine), repository_);
-      ASSERT_TRUE(catalog.Prepare());
-      Backup backup(catalog, "ABC" + std::to_string(process));
+      std::unique_ptr<Catalog> catalog;
+      ASSERT_TRUE(OpenCatalogIn(directory_.File("catalog.db"),
+                                {MakeCatalog::kIfMissing, GetParam(), NotingFiles()}, repository_, catalog));
+      Backup backup(*catalog, "ABC" + std::to_string(process));
       savesets_.push_back(backup.saveset.name);
       for (std::uint64_t i = 1; i <= 6; ++i) {
         std::vector<Item> items;
@@ -226,16 +223,13 @@ class CatalogPowerCutTest : public testing::TestWithParam<bool> {
       disk.Do(changes[i]);
     }
     disk.CutInto(directory);
-    std::unique_ptr<SqlEngine> engine;
-    Status opened =
-        OpenSqliteWith(directory.File("catalog.db"), {MakeCatalog::kIfMissing, GetParam(), nullptr}, engine);
-    ASSERT_TRUE(opened) << opened.Message();
-    Catalog catalog(std::move(engine), repository_);
-    opened = catalog.Prepare();
+    std::unique_ptr<Catalog> catalog;
+    const Status opened = OpenCatalogIn(directory.File("catalog.db"), {MakeCatalog::kIfMissing, GetParam()},
+                                        repository_, catalog);
     ASSERT_TRUE(opened) << opened.Message();
     std::vector<std::uint64_t> items(savesets_.size());
     for (std::size_t i = 0; i < savesets_.size(); ++i) {
-      items[i] = CountItems(catalog, savesets_[i]);
+      items[i] = CountItems(*catalog, savesets_[i]);
     }
     for (const Confirmed& confirmed : confirmed_) {
       if (confirmed.changes <= count) {
@@ -243,7 +237,7 @@ class CatalogPowerCutTest : public testing::TestWithParam<bool> {
       }
     }
     // Work goes on.
-    Backup next(catalog, "NEXT");
+    Backup next(*catalog, "NEXT");
     EXPECT_TRUE(next.Commit({FileItem(1, "/next")}));
   }
 

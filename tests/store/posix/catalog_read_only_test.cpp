@@ -8,7 +8,6 @@
 #include <functional>
 #include <map>
 
-#include "store/catalog/sqlite_engine.h"
 #include "store/catalog_backings.h"
 #include "support/posix/size_limit.h"
 #include "support/run_program.h"
@@ -45,12 +44,7 @@ class PosixCatalogReadOnlyTest : public testing::Test {
 
   Status Connect(const support::TemporaryDirectory& directory, MakeCatalog make,
                  std::unique_ptr<Catalog>& catalog) {
-    std::unique_ptr<SqlEngine> engine;
-    if (Status opened = OpenSqliteWith(directory.File("catalog.db"), {make}, engine); !opened) {
-      return opened;
-    }
-    catalog = std::make_unique<Catalog>(std::move(engine), repository_);
-    return catalog->Prepare();
+    return OpenCatalogIn(directory.File("catalog.db"), {make}, repository_, catalog);
   }
 
   void Fill(const std::string& name) {
