@@ -18,16 +18,8 @@ class ConfigTest : public testing::Test {
       text.replace(at, 3, root);
     }
     root_ = root;
-    WriteForOwner(text);
+    support::WriteForOwner(File(), text);
     return ReadServerConfigFrom(File(), "prod", config_).Message();
-  }
-  // Nobody else may read it, since there may be a password in it.
-  void WriteForOwner(const std::string& text) {
-    std::string why;
-    platform::RemoveFile(File());
-    const auto file = platform::DataFile::CreateNew(File(), why);
-    ASSERT_NE(file, nullptr) << why;
-    EXPECT_TRUE(file->WriteAt(0, text.data(), text.size()) && file->Close()) << file->Why();
   }
   // The sentence of an error in that line.
   std::string In(int line, const std::string& sentence) const {
@@ -224,19 +216,13 @@ TEST_F(ConfigTest, CredentialsComeFromAFileOfTheirOwn) {
       "credentials_file = " +
       file + "\n";
   EXPECT_NE(Read(text).find("credentials cannot be read"), std::string::npos);
-  const auto write = [&file](const std::string& lines) {
-    std::string why;
-    platform::RemoveFile(file);
-    const auto made = platform::DataFile::CreateNew(file, why);
-    ASSERT_NE(made, nullptr) << why;
-    EXPECT_TRUE(made->WriteAt(0, lines.data(), lines.size()) && made->Close());
-  };
-  write(
+  support::WriteForOwner(
+      file,
       "[other]\naccess_key = other\nsecret_key = other\n[prod]\naccess_key = mine\nsecret_key = \"s #1\"\n");
   EXPECT_EQ(Read(text), "");
   EXPECT_EQ(config_.bucket.accessKey, "mine");
   EXPECT_EQ(config_.bucket.secretKey, "s #1");
-  write("[other]\naccess_key = other\nsecret_key = other\n");
+  support::WriteForOwner(file, "[other]\naccess_key = other\nsecret_key = other\n");
   EXPECT_NE(Read(text).find("has no access_key and secret_key in section [prod] or [DEFAULT]"),
             std::string::npos);
 }

@@ -53,4 +53,13 @@ void WriteWholeFile(const std::filesystem::path& path, const std::string& text) 
   }
 }
 
+void WriteForOwner(const std::string& path, const std::string& text) {
+  std::string why;
+  fs::remove(path);
+  const auto file = platform::DataFile::CreateNew(path, why);
+  if (file == nullptr || !file->WriteAt(0, text.data(), text.size()) || !file->Close()) {
+    throw std::runtime_error("cannot write " + path + ": " + why);
+  }
+}
+
 }  // namespace support

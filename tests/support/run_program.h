@@ -55,5 +55,7 @@ class TemporaryDirectory {
 // The bytes of a file; empty if it cannot be read.
 std::string ReadWholeFile(const std::filesystem::path& path);
 void WriteWholeFile(const std::filesystem::path& path, const std::string& text);
+// The same anew, for its owner alone: there may be a secret in it.
+void WriteForOwner(const std::string& path, const std::string& text);
 
 }  // namespace support

@@ -122,12 +122,7 @@ fs::path Scenario::Path(const std::string& name) const {
 void Scenario::UseServer() { UseServerWith("repository=" + Path("repository").string() + "\n"); }
 
 void Scenario::UseServerWith(const std::string& settings) {
-  // For its owner alone: there may be a secret in it.
-  const std::string text = "[srv]\n" + settings;
-  std::string why;
-  fs::remove(Path("korvo.ini"));
-  const auto file = platform::DataFile::CreateNew(Path("korvo.ini").string(), why);
-  EXPECT_TRUE(file != nullptr && file->WriteAt(0, text.data(), text.size())) << why;
+  support::WriteForOwner(Path("korvo.ini").string(), "[srv]\n" + settings);
   environment["KORVO_CONFIG"] = Path("korvo.ini").string();
   environment["PATH"] = platform::ProgramDirectory();
 }
