@@ -1,7 +1,5 @@
 #include "store/catalog_backings.h"
 
-#include <gtest/gtest.h>
-
 #include "store/catalog/postgres_engine.h"
 #include "support/database.h"
 #include "support/run_program.h"

@@ -1,6 +1,8 @@
 // The engines that the catalog's tests run against, and what those tests have in common.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <memory>
 #include <string>
@@ -28,8 +30,22 @@ std::vector<CatalogKind> CatalogKinds();
 
 // A connection with the tables made.
 std::unique_ptr<Catalog> OpenCatalog(CatalogBacking& backing, const Uid& repository);
+// The same in a file of SQLite.
 Status OpenCatalogIn(const std::string& file, const SqliteOptions& options, const Uid& repository,
                      std::unique_ptr<Catalog>& catalog);
+
+// A test with an empty catalog, on each of the engines.
+class CatalogFixture : public testing::TestWithParam<CatalogKind> {
+ protected:
+  std::unique_ptr<Catalog> Connect() { return OpenCatalog(*backing_, repository_); }
+
+  const Uid repository_ = Uid::Random();
+  const std::unique_ptr<CatalogBacking> backing_ = GetParam().make();
+  const std::unique_ptr<Catalog> catalog_ = Connect();
+};
+inline const auto kNameOfKind = [](const testing::TestParamInfo<CatalogKind>& kind) {
+  return kind.param.name;
+};
 
 Item FileItem(std::uint64_t number, const std::string& name, std::vector<Uid> packs = {});
 

@@ -16,15 +16,8 @@ namespace {
 using Kind = Status::Kind;
 using Names = std::vector<std::string>;
 
-class CatalogTest : public testing::TestWithParam<CatalogKind> {
+class CatalogTest : public CatalogFixture {
  protected:
-  void SetUp() override {
-    backing_ = GetParam().make();
-    catalog_ = Connect();
-  }
-
-  std::unique_ptr<Catalog> Connect() { return OpenCatalog(*backing_, repository_); }
-
   std::optional<Saveset> Find(const std::string& name) {
     std::optional<Saveset> saveset;
     EXPECT_TRUE(catalog_->FindSaveset(name, saveset));
@@ -94,12 +87,8 @@ class CatalogTest : public testing::TestWithParam<CatalogKind> {
 
   bool leftOpen_ = false;
   bool askedAtOnce_ = false;
-  const Uid repository_ = Uid::Random();
-  std::unique_ptr<CatalogBacking> backing_;
-  std::unique_ptr<Catalog> catalog_;
 };
 
-const auto kNameOfKind = [](const testing::TestParamInfo<CatalogKind>& kind) { return kind.param.name; };
 INSTANTIATE_TEST_SUITE_P(Engines, CatalogTest, testing::ValuesIn(CatalogKinds()), kNameOfKind);
 
 std::vector<Uid> Sorted(std::vector<Uid> uids) {
@@ -531,31 +520,20 @@ TEST_P(CatalogTest, WhatCannotBeCountedWithIsDamage) {
   EXPECT_EQ(deleted.savesets.size(), 1u);
 }
 
-TEST_P(CatalogTest, ACatalogOfAnotherRepositoryIsNotTaken) {
-  std::unique_ptr<SqlEngine> engine;
-  ASSERT_TRUE(backing_->Connect(engine));
-  Catalog other(std::move(engine), Uid::Random());
-  EXPECT_EQ(other.Prepare().What(), Kind::kDamaged);
-}
-
-// The one before has other keys where Windows has made it.
-TEST_P(CatalogTest, ACatalogOfTheVersionBeforeIsTakenWhereItsKeysAreTheSame) {
-  std::unique_ptr<SqlEngine> engine;
-  ASSERT_TRUE(backing_->Connect(engine));
-  ASSERT_TRUE(engine->Run("UPDATE catalog SET version = 2", {}));
-  Catalog before(std::move(engine), repository_);
-  const Status prepared = before.Prepare();
-  EXPECT_EQ(static_cast<bool>(prepared), platform::SeparatorOf("/") == '/') << prepared.Message();
-}
-
-TEST_P(CatalogTest, ACatalogOfANewerReleaseIsLeftAlone) {
-  std::unique_ptr<SqlEngine> engine;
-  ASSERT_TRUE(backing_->Connect(engine));
-  ASSERT_TRUE(engine->Run("UPDATE catalog SET version = 99", {}));
-  Catalog newer(std::move(engine), repository_);
-  const Status prepared = newer.Prepare();
-  EXPECT_EQ(prepared.What(), Kind::kFailed);
-  EXPECT_NE(prepared.Message().find("newer release"), std::string::npos) << prepared.Message();
+TEST_P(CatalogTest, ACatalogOfAnotherRepositoryOrReleaseIsNotTaken) {
+  const auto prepared = [this](const std::string& version, const Uid& repository) {
+    std::unique_ptr<SqlEngine> engine;
+    EXPECT_TRUE(backing_->Connect(engine));
+    EXPECT_TRUE(engine->Run("UPDATE catalog SET version = " + version, {}));
+    return Catalog(std::move(engine), repository).Prepare();
+  };
+  EXPECT_EQ(prepared("version", Uid::Random()).What(), Kind::kDamaged);
+  // The one before has other keys where Windows has made it.
+  const Status before = prepared("2", repository_);
+  EXPECT_EQ(static_cast<bool>(before), platform::SeparatorOf("/") == '/') << before.Message();
+  const Status newer = prepared("99", repository_);
+  EXPECT_EQ(newer.What(), Kind::kFailed);
+  EXPECT_NE(newer.Message().find("newer release"), std::string::npos) << newer.Message();
 }
 
 }  // namespace

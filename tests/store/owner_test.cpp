@@ -15,13 +15,8 @@ namespace {
 
 using Kind = Status::Kind;
 
-class OwnerTest : public testing::TestWithParam<CatalogKind> {
+class OwnerTest : public CatalogFixture {
  protected:
-  void SetUp() override {
-    backing_ = GetParam().make();
-    catalog_ = OpenCatalog(*backing_, repository_);
-  }
-
   Saveset Find(const std::string& name) {
     std::optional<Saveset> saveset;
     EXPECT_TRUE(catalog_->FindSaveset(name, saveset) && saveset) << name;
@@ -76,13 +71,8 @@ class OwnerTest : public testing::TestWithParam<CatalogKind> {
     EXPECT_TRUE(catalog_->FindPack(uid, pack) && pack);
     return pack ? static_cast<std::int64_t>(pack->size) : 0;
   }
-
-  const Uid repository_ = Uid::Random();
-  std::unique_ptr<CatalogBacking> backing_;
-  std::unique_ptr<Catalog> catalog_;
 };
 
-const auto kNameOfKind = [](const testing::TestParamInfo<CatalogKind>& kind) { return kind.param.name; };
 INSTANTIATE_TEST_SUITE_P(Engines, OwnerTest, testing::ValuesIn(CatalogKinds()), kNameOfKind);
 
 TEST_P(OwnerTest, TheNewestGoodCopyOfAnItemIsHeldByOneGoodSaveset) {
