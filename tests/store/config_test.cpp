@@ -1,7 +1,6 @@
 // The configuration file: what is taken, and what is said of what is not.
 #include <gtest/gtest.h>
 
-#include "platform/data_file.h"
 #include "platform/platform.h"
 #include "store/server_config.h"
 #include "support/run_program.h"

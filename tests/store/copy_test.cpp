@@ -5,7 +5,6 @@
 #include <fstream>
 #include <map>
 
-#include "platform/platform.h"
 #include "store/by_hand.h"
 #include "store/copy/repository_copy.h"
 #include "store/doubles.h"

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <zstd.h>
 
-#include <algorithm>
-
 #include "store/base/bytes.h"
 #include "store/base/checksum.h"
 #include "store/pack/pack_reader.h"
