@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <set>
 #include <thread>
 
 #include "platform/platform.h"
 #include "store/catalog_backings.h"
 #include "store/doubles.h"
+#include "store/names.h"
 
 namespace store {
 namespace {
@@ -222,6 +224,34 @@ TEST_P(CatalogTest, WhatIsInADirectoryComesContainersFirstHoweverMuchItIs) {
             "enough");
 }
 
+// Another system makes another key of a letter of its code page.
+TEST_P(CatalogTest, AllIsFoundInADirectoryWhoseKeysAnotherSystemMade) {
+  constexpr int kFiles = 1100;
+  Backup backup(*catalog_, "ABC1");
+  std::vector<Item> items;
+  for (int i = 0; i < kFiles; ++i) {
+    items.push_back(FileItem(static_cast<std::uint64_t>(i) + 1, "/d/\xE4" + std::to_string(i)));
+  }
+  ASSERT_TRUE(backup.Commit(items));
+  std::unique_ptr<SqlEngine> engine;
+  ASSERT_TRUE(backing_->Connect(engine) && engine->Begin());
+  for (const Item& item : items) {
+    std::string key = ItemKey(item.name);
+    key[key.find_first_of("\xC4\xE4")] ^= '\x20';
+    ASSERT_TRUE(engine->Run("UPDATE item SET key = $1 WHERE saveset = $2 AND number = $3",
+                            {key, backup.saveset.id, static_cast<std::int64_t>(item.number)}));
+  }
+  ASSERT_TRUE(engine->Commit());
+  std::set<std::string> found;
+  int seen = 0;
+  std::string directory;
+  ASSERT_TRUE(catalog_->FindItemsIn(backup.saveset, "/d", directory, [&](const Item& item) {
+    found.insert(item.name);
+    return ++seen > kFiles ? Status::Failed("again and again") : Status();
+  }));
+  EXPECT_EQ(found.size(), items.size());
+}
+
 TEST_P(CatalogTest, ASavesetThatGoesWhileItIsReadIsNotAShorterOne) {
   Backup backup(*catalog_, "ABC1");
   std::vector<Item> items;
@@ -431,6 +461,25 @@ TEST_P(CatalogTest, AnImportGivesWhatThePacksHave) {
   Backup next(*catalog, "ABC9");
   EXPECT_GT(next.saveset.id, found->id);
   EXPECT_TRUE(next.Commit({FileItem(1, "/f", {base})}));
+}
+
+TEST_P(CatalogTest, AnImportLeavesOutWhatWasSavedOnceMoreButNoOtherName) {
+  Saveset saveset;
+  saveset.uid = Uid::Random();
+  saveset.name = "ABC7";
+  saveset.database = "ABC";
+  saveset.pool = "disk";
+  saveset.mover = Mover::kEndedClean;
+  ASSERT_TRUE(catalog_->ImportSaveset(saveset));
+  std::vector<std::string> records;
+  for (const char* name : {"C:\\d\\A", "C:\\d\\a", "C:\\d\\A"}) {
+    records.push_back(EncodeRecord(FileItem(records.size() + 1, name), repository_, saveset.uid));
+  }
+  ASSERT_TRUE(catalog_->ImportPack({Uid::Random(), 9}, saveset.uid, records));
+  Names told;
+  ASSERT_TRUE(catalog_->FinishImport([&told](const std::string& what) { told.push_back(what); }));
+  EXPECT_EQ(told, Names());
+  EXPECT_EQ(Find("ABC7")->items, 2);
 }
 
 // ---- Several at once -------------------------------------------------------------------------------------
