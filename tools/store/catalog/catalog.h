@@ -224,7 +224,7 @@ class Catalog {
   Status FindItemsIn(const Saveset& saveset, std::string_view asked, std::string& directory,
                      const EachItem& each);
   // How many items are part of the directory that was saved whole under this number.
-  Status CountEntries(const Saveset& saveset, std::uint64_t directory, std::uint64_t& entries);
+  Status CountEntriesOf(const Saveset& saveset, std::uint64_t directory, std::uint64_t& entries);
   // Gives all items in the order in which they were saved; of several with one name only the first.
   Status ListItems(const Saveset& saveset, const EachItem& each);
 

@@ -215,7 +215,7 @@ Status Catalog::FindItemsIn(const Saveset& saveset, std::string_view asked, std:
   return {};
 }
 
-Status Catalog::CountEntries(const Saveset& saveset, std::uint64_t directory, std::uint64_t& entries) {
+Status Catalog::CountEntriesOf(const Saveset& saveset, std::uint64_t directory, std::uint64_t& entries) {
   std::optional<std::int64_t> count;
   Status counted = inside_->FindNumber("SELECT count(*) FROM item WHERE saveset = $1 AND directory = $2",
                                        {saveset.id, Unsigned(directory)}, count);

@@ -159,7 +159,7 @@ Status SavesetReader::Find(const std::string& asked, std::optional<Item>& item) 
 }
 
 Status SavesetReader::CountEntries(std::uint64_t directory, std::uint64_t& entries) {
-  return inside_->store.Rows().CountEntries(inside_->saveset, directory, entries);
+  return inside_->store.Rows().CountEntriesOf(inside_->saveset, directory, entries);
 }
 
 Status SavesetReader::FindIn(const std::string& asked, std::string& directory,
