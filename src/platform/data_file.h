@@ -9,7 +9,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace platform {
 
@@ -97,10 +96,6 @@ class DataFile {
   // Removes the range from memory, as far as it is on the disk already.
   void DropCache(std::uint64_t offset, std::uint64_t length);
 
-  // Locks a file that is open for writing, without waiting. The lock belongs to this opening of the file and
-  // lasts until it is closed or the process ends. It keeps nobody from reading or writing. False if another
-  // opening has the lock, or the file system has no locks.
-  [[nodiscard]] bool TryLock();
   // Waits until every byte that was written is on the disk. False if one is not.
   [[nodiscard]] bool Sync();
   [[nodiscard]] bool Close();
@@ -126,9 +121,6 @@ class DataFile {
 // The same, but nothing may have the new name: what has come there meanwhile stays. (On a file system that
 // cannot do this in one step, it is checked just before.)
 [[nodiscard]] bool MoveToNewName(const std::string& from, const std::string& to, std::string& why);
-
-// Whether an opening of the file has locked it with DataFile::TryLock. False if that cannot be found out.
-[[nodiscard]] bool IsLocked(const std::string& path, bool& locked, std::string& why);
 
 // Brings the names in the directory to the disk. False if that failed. Never false on Windows, where the
 // system keeps the names safe itself.
@@ -172,13 +164,6 @@ enum class DirectorySync { kNow, kLater };
 // the target need not exist. False if the links lead in a circle, cannot be read, lead to a name with a
 // backslash (on Linux) or lead nowhere (on Windows).
 [[nodiscard]] bool FollowLinks(const std::string& path, std::string& target, std::string& why);
-
-// The regular files that are directly in a directory, in the system's order. Links are left out.
-struct FileListing {
-  std::string name;
-  std::uint64_t size = 0;
-};
-[[nodiscard]] bool ListFiles(const std::string& directory, std::vector<FileListing>& files, std::string& why);
 
 // How many bytes this process may still write to the file system that holds the path.
 [[nodiscard]] bool FreeSpace(const std::string& path, std::uint64_t& bytes, std::string& why);

@@ -102,23 +102,6 @@ TEST_F(DataFiles, WhatHasComeMeanwhileStays) {
   EXPECT_FALSE(platform::Exists(directory_.File("one")));
 }
 
-TEST_F(DataFiles, ALockLastsAsLongAsItsOpening) {
-  const std::string path = directory_.File("file");
-  auto holder = Made("file");
-  bool locked = true;
-  ASSERT_TRUE(platform::IsLocked(path, locked, why_)) << why_;
-  EXPECT_FALSE(locked);
-  ASSERT_TRUE(holder->TryLock()) << holder->Why();
-  ASSERT_TRUE(platform::IsLocked(path, locked, why_)) << why_;
-  EXPECT_TRUE(locked);
-  EXPECT_TRUE(holder->WriteAt(0, "x", 1));
-  EXPECT_EQ(support::ReadWholeFile(path), "x") << "reading is kept from nobody";
-  holder.reset();
-  ASSERT_TRUE(platform::IsLocked(path, locked, why_));
-  EXPECT_FALSE(locked);
-  EXPECT_FALSE(platform::IsLocked(directory_.File("missing"), locked, why_));
-}
-
 TEST_F(DataFiles, SpaceAndDirectories) {
   std::uint64_t bytes = 0;
   EXPECT_TRUE(platform::FreeSpace(directory_.Path(), bytes, why_)) << why_;

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <limits>
 #include <system_error>
 
 #include "platform/internal.h"
@@ -47,16 +46,6 @@ int OpenRegular(const std::string& native, int flags, const FileId* id, struct s
     close(handle);
   }
   return -1;
-}
-
-// One byte that no file has, so the lock keeps nobody from reading or writing.
-struct flock LockOfOpening() {
-  struct flock range = {};
-  range.l_type = F_WRLCK;
-  range.l_whence = SEEK_SET;
-  range.l_start = std::numeric_limits<off_t>::max() - 1;
-  range.l_len = 1;
-  return range;
 }
 
 }  // namespace
@@ -230,38 +219,12 @@ void DataFile::DropCache(std::uint64_t offset, std::uint64_t length) {
                       POSIX_FADV_DONTNEED);
 }
 
-bool DataFile::TryLock() {
-  const struct flock range = LockOfOpening();
-  if (fcntl(static_cast<int>(handle_), F_OFD_SETLK, &range) == 0) {
-    return true;
-  }
-  if (errno == EAGAIN || errno == EACCES) {
-    why_ = "another process has locked it";
-    return false;
-  }
-  return Fail();
-}
-
 bool DataFile::Sync() { return fsync(static_cast<int>(handle_)) == 0 || Fail(); }
 
 bool DataFile::Close() {
   const int handle = static_cast<int>(handle_);
   handle_ = -1;
   return handle < 0 || close(handle) == 0 || Fail();
-}
-
-bool IsLocked(const std::string& path, bool& locked, std::string& why) {
-  const int handle = open(NativePath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-  struct flock range = LockOfOpening();
-  const bool known = handle >= 0 && fcntl(handle, F_OFD_GETLK, &range) == 0;
-  if (!known) {
-    why = ErrorText(errno);
-  }
-  locked = known && range.l_type != F_UNLCK;
-  if (handle >= 0) {
-    close(handle);
-  }
-  return known;
 }
 
 bool WriteToStandardError(std::string_view text) {

@@ -1,6 +1,4 @@
 // This machine, its file systems and processes, as the store's rules ask about them.
-#include <dirent.h>
-#include <fcntl.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -74,28 +72,6 @@ std::string ContainerId() {
 }
 
 }  // namespace
-
-bool ListFiles(const std::string& directory, std::vector<FileListing>& files, std::string& why) {
-  files.clear();
-  const std::unique_ptr<DIR, int (*)(DIR*)> open(opendir(NativePath(directory).c_str()), closedir);
-  if (open == nullptr) {
-    return Fail(why);
-  }
-  errno = 0;
-  while (const dirent* entry = readdir(open.get())) {
-    struct stat status = {};
-    // A file that is gone by now is no longer in the directory.
-    if (fstatat(dirfd(open.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
-      if (S_ISREG(status.st_mode)) {
-        files.push_back({entry->d_name, static_cast<std::uint64_t>(status.st_size)});
-      }
-    } else if (errno != ENOENT) {
-      return Fail(why);
-    }
-    errno = 0;
-  }
-  return errno == 0 || Fail(why);
-}
 
 bool FreeSpace(const std::string& path, std::uint64_t& bytes, std::string& why) {
   struct statvfs status = {};

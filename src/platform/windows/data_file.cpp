@@ -66,9 +66,6 @@ HANDLE OpenRegular(const std::string& path, DWORD flags, std::string& why) {
   return handle;
 }
 
-// One byte that no file has, so the lock keeps nobody from reading or writing.
-OVERLAPPED LockOfOpening() { return At(std::uint64_t{1} << 62); }
-
 // The ranges of the file that are not holes, from `offset` on, as many as fit into `ranges`. False if the
 // system does not tell.
 bool AllocatedRanges(HANDLE file, std::uint64_t offset, std::uint64_t size,
@@ -300,44 +297,12 @@ bool DataFile::WasCached(std::uint64_t /*offset*/, std::uint64_t /*length*/) { r
 bool DataFile::ReadCached(std::uint64_t /*offset*/, void* /*bytes*/, std::size_t /*size*/) { return false; }
 void DataFile::DropCache(std::uint64_t /*offset*/, std::uint64_t /*length*/) {}
 
-bool DataFile::TryLock() {
-  OVERLAPPED place = LockOfOpening();
-  if (LockFileEx(Handle(handle_), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) !=
-      0) {
-    return true;
-  }
-  if (GetLastError() == ERROR_LOCK_VIOLATION || GetLastError() == ERROR_IO_PENDING) {
-    why_ = "another process has locked it";
-    return false;
-  }
-  return Fail();
-}
-
 bool DataFile::Sync() { return FlushFileBuffers(Handle(handle_)) != 0 || Fail(); }
 
 bool DataFile::Close() {
   const std::intptr_t handle = handle_;
   handle_ = kNoHandle;
   return handle == kNoHandle || CloseHandle(Handle(handle)) != 0 || Fail();
-}
-
-bool IsLocked(const std::string& path, bool& locked, std::string& why) {
-  const HANDLE handle = CreateFileW(internal::WidePath(path).c_str(), GENERIC_READ, kShareAll, nullptr,
-                                    OPEN_EXISTING, 0, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) {
-    why = ErrorText(GetLastError());
-    return false;
-  }
-  OVERLAPPED place = LockOfOpening();
-  const bool free =
-      LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) != 0;
-  const DWORD error = free ? ERROR_SUCCESS : GetLastError();
-  CloseHandle(handle);
-  locked = error == ERROR_LOCK_VIOLATION || error == ERROR_IO_PENDING;
-  if (!free && !locked) {
-    why = ErrorText(error);
-  }
-  return free || locked;
 }
 
 }  // namespace platform

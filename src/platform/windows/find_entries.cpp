@@ -1,7 +1,9 @@
 #include "platform/windows/find_entries.h"
 
+#include <windows.h>
+
 #include <memory>
-#include <string_view>
+#include <optional>
 
 #include "platform/platform.h"
 #include "platform/windows/data_names.h"
@@ -18,8 +20,7 @@ bool IsDots(std::wstring_view name) { return name == L"." || name == L".."; }
 
 }  // namespace
 
-bool FindEntries(const std::string& directory,
-                 const std::function<void(const std::string& name, const WIN32_FIND_DATAW& entry)>& take,
+bool FindEntries(const std::string& directory, const std::function<void(std::string_view name)>& take,
                  std::string& why, std::string& unusableName) {
   if (LookUp(directory).kind != PathKind::kDirectory) {
     why = ErrorText(ERROR_DIRECTORY);
@@ -45,7 +46,7 @@ bool FindEntries(const std::string& directory,
       why = "a name has a character that the code page of this system lacks: " + unusableName;
       return false;
     }
-    take(*name, entry);
+    take(*name);
   } while (FindNextFileW(search.get(), &entry) != 0);
   const DWORD end = GetLastError();
   why = ErrorText(end);

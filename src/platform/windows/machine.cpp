@@ -14,7 +14,6 @@
 #include "platform/data_file.h"
 #include "platform/internal.h"
 #include "platform/windows/data_names.h"
-#include "platform/windows/find_entries.h"
 #include "platform/windows/wide.h"
 
 namespace platform {
@@ -126,21 +125,6 @@ std::string StartOf(HANDLE process) {
 }
 
 }  // namespace
-
-bool ListFiles(const std::string& directory, std::vector<FileListing>& files, std::string& why) {
-  files.clear();
-  std::string unusableName;
-  return internal::FindEntries(
-      directory,
-      [&](const std::string& name, const WIN32_FIND_DATAW& entry) {
-        const bool link = (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
-                          IsReparseTagNameSurrogate(entry.dwReserved0);
-        if ((entry.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0 && !link) {
-          files.push_back({name, static_cast<std::uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow});
-        }
-      },
-      why, unusableName);
-}
 
 bool FreeSpace(const std::string& path, std::uint64_t& bytes, std::string& why) {
   const bool isDirectory = LookUp(path).kind == PathKind::kDirectory;

@@ -87,8 +87,7 @@ bool ListDirectory(const std::string& path, const std::function<void(std::string
                    std::string* why, std::string* unusableName) {
   std::string reason;
   std::string unusable;
-  const bool complete = internal::FindEntries(
-      path, [&](const std::string& name, const WIN32_FIND_DATAW&) { each(name); }, reason, unusable);
+  const bool complete = internal::FindEntries(path, each, reason, unusable);
   if (!complete && why != nullptr) {
     *why = reason;
   }
