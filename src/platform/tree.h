@@ -27,10 +27,9 @@ struct Entry {
 // is left out.
 void SetLinkFacts(const std::string& path, const FileFacts& facts);
 
-// Creates a directory that gets its facts later, when everything is in it. On Linux only its owner can look
-// into it until then.
-[[nodiscard]] bool MakeUnfinishedDirectory(const std::string& path, std::string& why,
-                                           DirectorySync sync = DirectorySync::kNow);
+// Creates a directory that gets its facts later, when everything is in it, and is synchronised then. On Linux
+// only its owner can look into it until then.
+[[nodiscard]] bool MakeUnfinishedDirectory(const std::string& path, std::string& why);
 // Whether a directory with this mode does not let its owner do everything in it.
 [[nodiscard]] bool KeepsOwnerOut(const FileFacts& facts);
 // Sets times, mode and owner of a directory, by the rules of DataFile::SetFacts. These and the names in the

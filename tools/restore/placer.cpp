@@ -276,7 +276,7 @@ Status Placer::MakeDirectoryAt(const Target& target, Make make) {
   const auto usual = platform::DirectoryAccess::kUsual;
   const bool made = platform::MakeDirectories(platform::DirectoryOf(place), usual, why, later) &&
                     (make == Make::kFinished ? platform::MakeDirectories(place, usual, why, later)
-                                             : platform::MakeUnfinishedDirectory(place, why, later));
+                                             : platform::MakeUnfinishedDirectory(place, why));
   return made ? Status() : Status::Failed("the directory cannot be made: " + why);
 }
 

@@ -64,8 +64,8 @@ void SetLinkFacts(const std::string& path, const FileFacts& facts) {
   (void)utimensat(AT_FDCWD, native.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
 }
 
-bool MakeUnfinishedDirectory(const std::string& path, std::string& why, DirectorySync sync) {
-  return MakeDirectories(path, DirectoryAccess::kPrivate, why, sync);
+bool MakeUnfinishedDirectory(const std::string& path, std::string& why) {
+  return MakeDirectories(path, DirectoryAccess::kPrivate, why, DirectorySync::kLater);
 }
 
 bool KeepsOwnerOut(const FileFacts& facts) { return (facts.mode & S_IRWXU) != S_IRWXU; }

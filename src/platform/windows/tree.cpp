@@ -70,8 +70,8 @@ bool MakeLink(const std::string& /*text*/, const std::string& /*path*/, std::str
 
 void SetLinkFacts(const std::string& /*path*/, const FileFacts& /*facts*/) {}
 
-bool MakeUnfinishedDirectory(const std::string& path, std::string& why, DirectorySync sync) {
-  return MakeDirectories(path, DirectoryAccess::kUsual, why, sync);
+bool MakeUnfinishedDirectory(const std::string& path, std::string& why) {
+  return MakeDirectories(path, DirectoryAccess::kUsual, why, DirectorySync::kLater);
 }
 
 bool KeepsOwnerOut(const FileFacts& /*facts*/) { return false; }

@@ -299,8 +299,9 @@ Status Catalog::ImportPack(const Pack& pack, const Uid& saveset, const std::vect
   if (Status known = PackIdOf(*inside_, pack.uid, id); !known) {
     return known;
   }
-  if (Status seen = inside_->Run("UPDATE pack SET saveset = $1, state = $2, size = $3 WHERE id = $4",
-                                 {row ? row->id : 0, pack.damaged ? 2 : 1, Unsigned(pack.size), id});
+  if (Status seen =
+          inside_->Run("UPDATE pack SET saveset = $1, state = $2, size = $3 WHERE id = $4",
+                       {row ? row->id : 0, static_cast<int>(PackState::kGood), Unsigned(pack.size), id});
       !seen) {
     return seen;
   }
