@@ -26,6 +26,8 @@ using platform::TextFile;
 // The directory is used unchanged: if it ends in a separator, the path has two.
 std::string SwitchFile(const char* ending) { return Params().szSapBackup + "\\.switch." + ending; }
 
+const char* TagText(SwitchTag tag) { return tag == SwitchTag::kBegin ? "#BEGIN" : "#END"; }
+
 bool WriteNames(TextFile& list, const ItemList& names, SwitchTag tag) {
   for (const std::string& name : names) {
     TRACE(3, "INFO: Assigning %s line for file: [%s].", TagText(tag), name.c_str());
@@ -144,8 +146,6 @@ std::string TellLeftFiles(const std::string& what, const std::string& files) {
 }
 
 }  // namespace
-
-const char* TagText(SwitchTag tag) { return tag == SwitchTag::kBegin ? "#BEGIN" : "#END"; }
 
 bool SwitchFilesExist() {
   return FileExists(SwitchFile("lis")) || FileExists(SwitchFile("sem")) || FileExists(SwitchFile("log"));

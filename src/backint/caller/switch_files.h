@@ -10,9 +10,6 @@
 // Before the mover works on the files, and after it.
 enum class SwitchTag { kBegin, kEnd };
 
-// "#BEGIN" or "#END".
-[[nodiscard]] const char* TagText(SwitchTag tag);
-
 // Whether one of the three files exists: another exchange is running, or one was given up.
 [[nodiscard]] bool SwitchFilesExist();
 

@@ -1,6 +1,6 @@
 #include "backint/setup/parameter_file.h"
 
-#include <memory>
+#include <string>
 #include <string_view>
 
 #include "backint/base/path.h"
@@ -138,6 +138,21 @@ RunResult AddLogin() {
   return RunResult::kSuccess;
 }
 
+// The product's install directory. A failure is written to standard output.
+RunResult GetInstallDir(std::string& directory) {
+  switch (platform::InstallDirectory(directory)) {
+    case platform::InstallDirResult::kFound:
+      return RunResult::kSuccess;
+    case platform::InstallDirResult::kNoKey:
+      Print("ERROR: Cannot get registry directory SOFTWARE\\Talvani Systeme GmbH\\korvo.\n");
+      break;
+    case platform::InstallDirResult::kNoValue:
+      Print("ERROR: Cannot get registry key: KV_BIN_KORVO.\n");
+      break;
+  }
+  return RunResult::kFailure;
+}
+
 // The path of a program or file of the product in its install directory.
 RunResult InstalledPath(const char* name, const char* tool, std::string& path) {
   std::string directory;
@@ -195,20 +210,6 @@ void RaiseXfrTraceLevel() {
 }
 
 }  // namespace
-
-RunResult GetInstallDir(std::string& directory) {
-  switch (platform::InstallDirectory(directory)) {
-    case platform::InstallDirResult::kFound:
-      return RunResult::kSuccess;
-    case platform::InstallDirResult::kNoKey:
-      Print("ERROR: Cannot get registry directory SOFTWARE\\Talvani Systeme GmbH\\korvo.\n");
-      break;
-    case platform::InstallDirResult::kNoValue:
-      Print("ERROR: Cannot get registry key: KV_BIN_KORVO.\n");
-      break;
-  }
-  return RunResult::kFailure;
-}
 
 RunResult ReadParameterFile() {
   const auto failed = [](RunResult result) { return result == RunResult::kFailure; };

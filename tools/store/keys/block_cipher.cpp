@@ -39,12 +39,10 @@ class Aes256Gcm : public BlockCipher {
   Aes256Gcm& operator=(const Aes256Gcm&) = delete;
   ~Aes256Gcm() override { sodium_memzero(&state_, sizeof state_); }
 
-  [[nodiscard]] std::size_t Overhead() const override { return crypto_aead_aes256gcm_ABYTES; }
-
   Status Encrypt(std::uint32_t number, std::string_view place, std::string_view plain,
                  std::string& stored) const override {
     const auto nonce = NonceOf<crypto_aead_aes256gcm_NPUBBYTES>(number);
-    stored.resize(plain.size() + Overhead());
+    stored.resize(plain.size() + kOverhead);
     const int failed =
         crypto_aead_aes256gcm_encrypt_afternm(Out(stored), nullptr, In(plain), plain.size(), In(place),
                                               place.size(), nullptr, nonce.data(), &state_);
@@ -53,11 +51,11 @@ class Aes256Gcm : public BlockCipher {
 
   Status Decrypt(std::uint32_t number, std::string_view place, std::string_view stored,
                  std::string& plain) const override {
-    if (stored.size() < Overhead()) {
+    if (stored.size() < kOverhead) {
       return NotGenuine();
     }
     const auto nonce = NonceOf<crypto_aead_aes256gcm_NPUBBYTES>(number);
-    plain.resize(stored.size() - Overhead());
+    plain.resize(stored.size() - kOverhead);
     const int failed =
         crypto_aead_aes256gcm_decrypt_afternm(Out(plain), nullptr, nullptr, In(stored), stored.size(),
                                               In(place), place.size(), nonce.data(), &state_);
@@ -65,6 +63,8 @@ class Aes256Gcm : public BlockCipher {
   }
 
  private:
+  static constexpr std::size_t kOverhead = crypto_aead_aes256gcm_ABYTES;  // bytes per block
+
   crypto_aead_aes256gcm_state state_;
 };
 
@@ -75,24 +75,22 @@ class SoftwareAes256Gcm : public BlockCipher {
   SoftwareAes256Gcm& operator=(const SoftwareAes256Gcm&) = delete;
   ~SoftwareAes256Gcm() override { sodium_memzero(&key_, sizeof key_); }
 
-  [[nodiscard]] std::size_t Overhead() const override { return GCM_DIGEST_SIZE; }
-
   Status Encrypt(std::uint32_t number, std::string_view place, std::string_view plain,
                  std::string& stored) const override {
     gcm_aes256_ctx context = Begin(number, place);
-    stored.resize(plain.size() + Overhead());
+    stored.resize(plain.size() + kOverhead);
     gcm_aes256_encrypt(&context, plain.size(), Out(stored), In(plain));
-    gcm_aes256_digest(&context, Overhead(), Out(stored) + plain.size());
+    gcm_aes256_digest(&context, kOverhead, Out(stored) + plain.size());
     return {};
   }
 
   Status Decrypt(std::uint32_t number, std::string_view place, std::string_view stored,
                  std::string& plain) const override {
-    if (stored.size() < Overhead()) {
+    if (stored.size() < kOverhead) {
       return NotGenuine();
     }
     gcm_aes256_ctx context = Begin(number, place);
-    plain.resize(stored.size() - Overhead());
+    plain.resize(stored.size() - kOverhead);
     gcm_aes256_decrypt(&context, plain.size(), Out(plain), In(stored));
     std::array<unsigned char, GCM_DIGEST_SIZE> digest{};
     gcm_aes256_digest(&context, digest.size(), digest.data());
@@ -101,6 +99,8 @@ class SoftwareAes256Gcm : public BlockCipher {
   }
 
  private:
+  static constexpr std::size_t kOverhead = GCM_DIGEST_SIZE;  // bytes per block
+
   [[nodiscard]] gcm_aes256_ctx Begin(std::uint32_t number, std::string_view place) const {
     gcm_aes256_ctx context = key_;
     const auto nonce = NonceOf<GCM_IV_SIZE>(number);
@@ -119,12 +119,10 @@ class XChaCha20Poly1305 : public BlockCipher {
   XChaCha20Poly1305& operator=(const XChaCha20Poly1305&) = delete;
   ~XChaCha20Poly1305() override { sodium_memzero(key_.data(), key_.size()); }
 
-  [[nodiscard]] std::size_t Overhead() const override { return crypto_aead_xchacha20poly1305_ietf_ABYTES; }
-
   Status Encrypt(std::uint32_t number, std::string_view place, std::string_view plain,
                  std::string& stored) const override {
     const auto nonce = NonceOf<crypto_aead_xchacha20poly1305_ietf_NPUBBYTES>(number);
-    stored.resize(plain.size() + Overhead());
+    stored.resize(plain.size() + kOverhead);
     const int failed =
         crypto_aead_xchacha20poly1305_ietf_encrypt(Out(stored), nullptr, In(plain), plain.size(), In(place),
                                                    place.size(), nullptr, nonce.data(), key_.data());
@@ -133,11 +131,11 @@ class XChaCha20Poly1305 : public BlockCipher {
 
   Status Decrypt(std::uint32_t number, std::string_view place, std::string_view stored,
                  std::string& plain) const override {
-    if (stored.size() < Overhead()) {
+    if (stored.size() < kOverhead) {
       return NotGenuine();
     }
     const auto nonce = NonceOf<crypto_aead_xchacha20poly1305_ietf_NPUBBYTES>(number);
-    plain.resize(stored.size() - Overhead());
+    plain.resize(stored.size() - kOverhead);
     const int failed =
         crypto_aead_xchacha20poly1305_ietf_decrypt(Out(plain), nullptr, nullptr, In(stored), stored.size(),
                                                    In(place), place.size(), nonce.data(), key_.data());
@@ -145,6 +143,8 @@ class XChaCha20Poly1305 : public BlockCipher {
   }
 
  private:
+  static constexpr std::size_t kOverhead = crypto_aead_xchacha20poly1305_ietf_ABYTES;  // bytes per block
+
   std::array<unsigned char, kCipherKeySize> key_{};
 };
 

@@ -24,8 +24,6 @@ enum class Cipher : std::uint8_t { kNone = 0, kAes256Gcm = 1, kXChaCha20Poly1305
 class BlockCipher {
  public:
   virtual ~BlockCipher() = default;
-  // How many bytes a block grows by.
-  [[nodiscard]] virtual std::size_t Overhead() const = 0;
   // `place` is what the block is bound to (its pack, number, kind). Each `number` is used only once in a
   // pack.
   virtual Status Encrypt(std::uint32_t number, std::string_view place, std::string_view plain,

@@ -30,8 +30,6 @@ class PackReader {
   // Reads one block, as it was before it was compressed and encrypted. kDamaged also if there is no block of
   // this number.
   Status ReadBlock(std::uint64_t number, std::string& bytes) const;
-  // The same from the stored bytes, which the caller has read (several blocks at once, for example).
-  Status OpenBlock(std::uint64_t number, std::string_view stored, std::string& bytes) const;
   // Checks only what needs no key: the checksum of the stored bytes.
   Status CheckBlock(std::uint64_t number) const;
   Status CheckStored(std::uint64_t number, std::string_view stored) const;
@@ -47,6 +45,8 @@ class PackReader {
 
   Status ReadHeader(const Keys& keys, std::uint64_t size, std::string& header);
   Status ReadTables(std::string_view header, std::uint64_t size);
+  // Gives a block as it was before it was compressed and encrypted.
+  Status OpenBlock(std::uint64_t number, std::string_view stored, std::string& bytes) const;
   Status GetStored(std::uint64_t number, std::string& stored) const;
   Status Decrypt(std::uint64_t number, std::string_view stored, std::string& plain) const;
 
