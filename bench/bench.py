@@ -133,15 +133,12 @@ def page(chapters, facts, load):
     if missed:
         text.append("What missed its aim:\n")
         text.append("\n".join(f"- {line}" for line in missed) + "\n")
-    notes = Path(__file__).with_name("notes.md")
     for chapter, tables, plots in chapters:
         text += [f"## {chapter.title}\n", chapter.text + "\n",
                  f"Only this: `./run bench {chapter.name}`.\n"]
         text += [table.text() for table in tables]
         if plots:
             text.append("".join(plot.text() for plot in plots))
-    if notes.exists():
-        text.append(notes.read_text(encoding="utf-8"))
     return "\n".join(text)
 
 

@@ -51,7 +51,7 @@ class DirectoryRestorer {
   void CountIn(const Item& item);
   void CheckCounts();
   void SetAllFacts();
-  Status TakeFacts(const Item& item);
+  void SetFactsOf(const Item& item);
 
   [[nodiscard]] bool BelongsElsewhere() const {
     return request_.item && store::ItemKey(name_) != store::ItemKey(request_.item->name);
@@ -219,22 +219,22 @@ void DirectoryRestorer::SetAllFacts() {
       closed.push_back(item);
       return Status();
     }
-    return TakeFacts(item);
+    SetFactsOf(item);
+    return Status();
   });
   if (!walked) {
     placer_.Fail(place_, walked);
   }
   for (auto item = closed.rbegin(); item != closed.rend(); ++item) {
-    static_cast<void>(static_cast<bool>(TakeFacts(*item)));
+    SetFactsOf(*item);
   }
   if (request_.item && request_.item->kind == ItemKind::kDirectory) {
     placer_.SetFacts(*request_.item, {place_, place_, Way::Links::kFollow});
   }
 }
 
-Status DirectoryRestorer::TakeFacts(const Item& item) {
+void DirectoryRestorer::SetFactsOf(const Item& item) {
   placer_.SetFacts(item, TargetOf(item.name, LinksFor(item)));
-  return {};
 }
 
 }  // namespace

@@ -108,11 +108,6 @@ void RunDirectoryJob(const std::string& item, RunResult& result) {
   TRACE(3, "INFO: ....Backuping finished with code :%d.\n", NumberOf(jobResult));
 }
 
-void TakeFile(const std::string& item, const platform::PathInfo& info, std::vector<FileRecord>& files) {
-  const std::int32_t size = GetFileSizeMb(info);
-  files.push_back({item, size < 0 ? 0 : size});
-}
-
 // An item of an ordinary list and what its name stands for.
 struct FoundItem {
   std::string name;
@@ -149,7 +144,7 @@ void DecideItem(const FoundItem& item, std::string& directory, std::vector<FileR
   } else if (item.directory) {
     directory = item.name;
   } else {
-    TakeFile(item.name, item.info, files);
+    files.push_back({item.name, GetFileSizeMb(item.info)});
   }
 }
 
