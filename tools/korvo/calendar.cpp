@@ -1,6 +1,5 @@
 // The calendar of a report: weeks side by side, a cell for each day. Days with failed backups have a sign
 // besides their colour, for print and for people who cannot tell the colours apart.
-#include <array>
 #include <map>
 
 #include "korvo/html.h"

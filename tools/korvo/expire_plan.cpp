@@ -1,6 +1,5 @@
 #include "korvo/expire_plan.h"
 
-#include <algorithm>
 #include <map>
 
 #include "korvo/output.h"

@@ -1,7 +1,6 @@
 #include "store/bucket_config.h"
 
 #include <algorithm>
-#include <memory>
 #include <optional>
 
 #include "platform/data_file.h"

@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "store/catalog/catalog.h"
 #include "store/place/place.h"

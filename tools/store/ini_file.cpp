@@ -1,9 +1,7 @@
 #include "store/ini_file.h"
 
 #include <algorithm>
-#include <memory>
 
-#include "platform/data_file.h"
 #include "platform/terminal.h"
 #include "store/base/read_file.h"
 

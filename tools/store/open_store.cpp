@@ -10,6 +10,7 @@
 #include "store/catalog_home.h"
 #include "store/dead_runs.h"
 #include "store/place/directory_place.h"
+#include "store/repository_place.h"
 #include "store/saveset_objects.h"
 #include "store/store.h"
 

@@ -6,7 +6,6 @@
 
 #include "store/keys/keys.h"
 #include "store/place/place.h"
-#include "store/repository_place.h"
 #include "store/server_config.h"
 #include "store/status.h"
 

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "store/bucket_config.h"
 #include "store/status.h"

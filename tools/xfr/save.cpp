@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <deque>
-#include <memory>
 
 #include "platform/data_file.h"
 #include "platform/platform.h"

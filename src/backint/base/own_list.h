@@ -7,7 +7,6 @@
 #include <memory>
 #include <string>
 
-#include "backint/base/item_list.h"
 #include "platform/platform.h"
 
 // A claim on one of these names for the life of the object. The destructor deletes the list that was written.

@@ -4,7 +4,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "backint/caller/item_sources.h"
 #include "backint/server/item_matcher.h"

@@ -1,7 +1,6 @@
 #include "backint/server/dir_marker.h"
 
 #include <algorithm>
-#include <memory>
 #include <utility>
 #include <vector>
 

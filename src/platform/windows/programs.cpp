@@ -1,7 +1,5 @@
 #include <windows.h>
 
-#include <vector>
-
 #include "platform/internal.h"
 
 namespace platform::internal {

@@ -9,7 +9,6 @@
 #include <mutex>
 #include <new>
 #include <string>
-#include <string_view>
 
 #include "platform/failures.h"
 #include "store/catalog/write_ahead_log.h"

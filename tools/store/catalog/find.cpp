@@ -1,6 +1,5 @@
 // Finding savesets, items and packs. Long answers are read in portions, each by a statement of its own, so
 // that no reader is in anybody's way for long.
-#include "store/base/time.h"
 #include "store/catalog/catalog_inside.h"
 #include "store/names.h"
 

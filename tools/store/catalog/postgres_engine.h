@@ -2,7 +2,6 @@
 // is first used (pq.h).
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 

@@ -1,7 +1,6 @@
 // What a check reports while it goes on.
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <string>
 

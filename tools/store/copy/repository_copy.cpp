@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <map>
 #include <memory>
-#include <mutex>
 
 #include "platform/platform.h"
 #include "store/load/work_queue.h"

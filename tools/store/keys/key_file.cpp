@@ -3,7 +3,6 @@
 #include <sodium.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "platform/data_file.h"
 #include "platform/platform.h"

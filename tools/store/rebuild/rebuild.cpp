@@ -6,6 +6,7 @@
 #include "store/open_store.h"
 #include "store/rebuild/object_import.h"
 #include "store/rebuild/old_catalog.h"
+#include "store/repository_place.h"
 #include "store/saveset_objects.h"
 #include "store/store.h"
 

@@ -1,7 +1,6 @@
 #include "store/save/committer.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 namespace store {
 namespace {

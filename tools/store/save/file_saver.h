@@ -1,7 +1,6 @@
 // Reads one file after the other, and brings it through the workers into packs.
 #pragma once
 
-#include <deque>
 #include <functional>
 #include <memory>
 #include <vector>

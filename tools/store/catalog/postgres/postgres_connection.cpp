@@ -1,6 +1,5 @@
 #include "store/catalog/postgres/postgres_connection.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <sstream>

@@ -1,7 +1,5 @@
 #include "store/catalog/postgres_engine.h"
 
-#include <chrono>
-#include <cstdlib>
 #include <optional>
 
 #include "platform/platform.h"
