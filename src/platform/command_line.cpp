@@ -77,6 +77,12 @@ std::string WithoutQuotes(std::string_view program) {
   return name;
 }
 
+void Tell(std::string* why, const std::string& reason) {
+  if (why != nullptr) {
+    *why = reason;
+  }
+}
+
 std::vector<std::string> SplitArguments(std::string_view text) {
   std::vector<std::string> arguments;
   std::size_t position = SkipBlanks(text, 0);
@@ -97,6 +103,13 @@ bool NeedsCommandProcessor(std::string_view program) {
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
   return extension == ".bat" || extension == ".cmd";
+}
+
+std::string RunnableProgram(const std::string& name, bool lookUp) {
+  if (NeedsCommandProcessor(name)) {
+    return {};
+  }
+  return lookUp ? FindProgram(name) : RunnableFile(name);
 }
 
 std::string WhyNotRunnable(const std::string& name) {

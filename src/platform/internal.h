@@ -108,9 +108,14 @@ bool NeedsCommandProcessor(std::string_view program);
 std::string FindProgram(const std::string& name);
 // The same for a path that is taken as it is: the path to start, or empty.
 std::string RunnableFile(const std::string& path);
+// The file of a program that is looked up like that, or else taken as it is. Empty if it cannot be started.
+std::string RunnableProgram(const std::string& name, bool lookUp);
 bool HoldsSeparator(std::string_view name);
 // Why no program was found under this name.
 std::string WhyNotRunnable(const std::string& name);
+
+// Gives a caller the reason of a failure if it wants to know it.
+void Tell(std::string* why, const std::string& reason);
 
 // ---- Interrupts --------------------------------------------------------------------------------------
 

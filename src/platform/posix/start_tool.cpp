@@ -13,6 +13,9 @@ extern char** environ;
 namespace platform {
 namespace {
 
+using internal::RunnableProgram;
+using internal::Tell;
+
 // A descriptor that closes itself.
 class Descriptor {
  public:
@@ -89,19 +92,6 @@ pid_t Spawn(const std::string& program, std::vector<std::string> arguments, cons
   errno = posix_spawn(&child, program.c_str(), settings.Actions(), settings.Attributes(), pointers.data(),
                       environ);
   return errno == 0 ? child : -1;
-}
-
-std::string RunnableProgram(const std::string& name, bool lookUp) {
-  if (internal::NeedsCommandProcessor(name)) {
-    return {};
-  }
-  return lookUp ? internal::FindProgram(name) : internal::RunnableFile(name);
-}
-
-void Tell(std::string* why, const std::string& reason) {
-  if (why != nullptr) {
-    *why = reason;
-  }
 }
 
 int OpenErrorFile(const std::string& path) {

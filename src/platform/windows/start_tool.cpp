@@ -10,6 +10,9 @@
 namespace platform {
 namespace {
 
+using internal::RunnableProgram;
+using internal::Tell;
+
 // A handle that closes itself.
 class Handle {
  public:
@@ -125,20 +128,6 @@ void Watch(const Started& started, platform::ToolStream& stream) {
   stream.Watch(reinterpret_cast<std::intptr_t>(started.process));
   ResumeThread(started.thread);
   CloseHandle(started.thread);
-}
-
-void Tell(std::string* why, const std::string& reason) {
-  if (why != nullptr) {
-    *why = reason;
-  }
-}
-
-// The file to start, or empty.
-std::string RunnableProgram(const std::string& name, bool lookUp) {
-  if (internal::NeedsCommandProcessor(name)) {
-    return {};
-  }
-  return lookUp ? internal::FindProgram(name) : internal::RunnableFile(name);
 }
 
 }  // namespace
