@@ -2,9 +2,9 @@
 
 #include <array>
 #include <chrono>
-#include <ctime>
 
 #include "platform/terminal.h"
+#include "store/retention.h"
 
 namespace korvo {
 namespace {
@@ -42,17 +42,7 @@ std::string Html(std::string_view text) {
   return html;
 }
 
-long DayOf(std::int64_t seconds) {
-  const auto time = static_cast<std::time_t>(seconds);
-  const std::tm* local = std::localtime(&time);
-  if (local == nullptr) {
-    return 0;
-  }
-  const std::chrono::year_month_day date(std::chrono::year(local->tm_year + 1900),
-                                         std::chrono::month(static_cast<unsigned>(local->tm_mon) + 1),
-                                         std::chrono::day(static_cast<unsigned>(local->tm_mday)));
-  return static_cast<long>(std::chrono::sys_days(date).time_since_epoch().count());
-}
+long DayOf(std::int64_t seconds) { return static_cast<long>(store::LocalDayOf(seconds)); }
 
 std::string DayText(long day, DayForm form) {
   const std::chrono::year_month_day date = DateOf(day);
