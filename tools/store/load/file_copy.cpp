@@ -121,7 +121,7 @@ void FileCopy::CopyBlock(const FilePart::FromBlock& from, const std::vector<Hole
 
 Status FileCopy::GetBlock(const Uid& pack, std::uint64_t number, bool keep, BlockCache::Block& block) {
   Status got = tools_.blocks.Get({pack, number}, keep, block);
-  if (got.What() == Status::Kind::kDamaged || got.What() == Status::Kind::kMissing) {
+  if (IsDamage(got)) {
     NoteBad(pack);
   }
   return got;

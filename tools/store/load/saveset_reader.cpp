@@ -45,7 +45,7 @@ class SavesetReader::Inside {
   }
 
   Status WithOlderCopy(const Item& item, const Status& failure) {
-    if (failure.What() != Status::Kind::kDamaged && failure.What() != Status::Kind::kMissing) {
+    if (!IsDamage(failure)) {
       return failure;
     }
     std::set<Uid> bad;
@@ -92,9 +92,7 @@ class SavesetReader::Inside {
       const std::lock_guard lock(mutex_);
       bad_.insert(copy.BadPack());
     }
-    return status.What() == Status::Kind::kDamaged || status.What() == Status::Kind::kMissing
-               ? status.Within("item " + item.name + " of saveset " + saveset.name)
-               : status;
+    return IsDamage(status) ? status.Within("item " + item.name + " of saveset " + saveset.name) : status;
   }
 
   Status OpenPack(const Uid& id, PackCache::Pack& pack) {

@@ -199,7 +199,7 @@ std::shared_ptr<const PackReader> BaseFinder::Reader(const Uid& pack) {
 // From here on nothing refers to the pack. To note it in the catalog is a courtesy to others.
 void BaseFinder::NoteDamage(const Uid& pack, const Status& status) {
   looked_[pack] = 0;
-  if (status.What() == Status::Kind::kDamaged || status.What() == Status::Kind::kMissing) {
+  if (IsDamage(status)) {
     static_cast<void>(store_.Rows().MarkPackDamaged(pack));
   }
 }
