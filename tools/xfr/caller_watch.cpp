@@ -1,14 +1,13 @@
 #include "xfr/caller_watch.h"
 
 #include <chrono>
-#include <string>
 #include <system_error>
 
 #include "platform/platform.h"
+#include "store/calling_backint.h"
 
 CallerWatch::CallerWatch() {
-  std::string program;
-  if (!platform::ParentProcess(caller_, program) || program != "backint") {
+  if (!store::CallingBackint(caller_)) {
     return;
   }
   try {

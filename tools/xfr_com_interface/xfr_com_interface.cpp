@@ -6,6 +6,7 @@
 
 #include "platform/data_file.h"
 #include "platform/platform.h"
+#include "store/calling_backint.h"
 #include "store/command_line.h"
 #include "store/last_words.h"
 #include "store/names.h"
@@ -45,12 +46,11 @@ breaks off. The sentence is written to standard error too. See also xfr, korvo a
 // The process that must live as long as its session: the backint that called. A tool that was started by hand
 // has none.
 store::Process Owner() {
-  platform::ProcessIdentity parent;
-  std::string program;
-  if (!platform::ParentProcess(parent, program) || program != "backint") {
+  platform::ProcessIdentity caller;
+  if (!store::CallingBackint(caller)) {
     return {};
   }
-  return {parent.space, parent.number, parent.start};
+  return {caller.space, caller.number, caller.start};
 }
 
 Status OpenSession(const Call& call, store::Store& store, Reply& reply) {
