@@ -53,4 +53,8 @@ inline Status Status::Interrupted() { return Status(Kind::kInterrupted, kToldToE
   return status.What() == Status::Kind::kDamaged || status.What() == Status::Kind::kMissing;
 }
 
+// The failure of an operation of data_file.h that gave this reason: kNoRoom if it means that, otherwise
+// kFailed.
+Status OfSystem(const std::string& why);
+
 }  // namespace store

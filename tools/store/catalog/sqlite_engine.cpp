@@ -438,8 +438,7 @@ Status OpenSqliteWith(const std::string& path, const SqliteOptions& options,
     // Made here for the sake of its access rights, which the engine's other files take over.
     const std::unique_ptr<platform::DataFile> made = platform::DataFile::CreateNew(path, why);
     if (made == nullptr && !platform::Exists(path)) {
-      const std::string message = "the catalog cannot be made: " + why;
-      return platform::MeansNoRoom(why) ? Status::NoRoom(message) : Status::Failed(message);
+      return OfSystem(why).Within("the catalog cannot be made");
     }
   } else if (info.kind != platform::PathKind::kFile) {
     return Status::Failed("the catalog " + path + " is no file");

@@ -4,7 +4,6 @@
 #include <array>
 #include <utility>
 
-#include "platform/failures.h"
 #include "platform/platform.h"
 
 namespace store {
@@ -211,7 +210,7 @@ Status FileCopy::Write(std::uint64_t offset, std::string_view bytes) {
   }
   std::string why;
   if (!target_->WriteAt(offset, bytes.data(), bytes.size(), why)) {
-    return platform::MeansNoRoom(why) ? Status::NoRoom(why) : Status::Failed(why);
+    return OfSystem(why);
   }
   const std::uint64_t before = written_.fetch_add(bytes.size());
   tools_.work.AddBytes(bytes.size());

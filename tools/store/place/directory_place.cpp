@@ -14,11 +14,6 @@ constexpr std::size_t kBuffer = 256 * 1024;
 constexpr std::uint64_t kWriteBackStep = 8 * 1024 * 1024;
 constexpr std::string_view kPart = ".part";
 
-Status Failure(const std::string& what, const std::string& why) {
-  const std::string message = what + ": " + why;
-  return platform::MeansNoRoom(why) ? Status::NoRoom(message) : Status::Failed(message);
-}
-
 bool IsObject(const std::string& name) {
   return !name.ends_with(kPart) && !name.starts_with("catalog.") && !name.starts_with(kRunPrefix);
 }
@@ -93,7 +88,7 @@ class DirectoryPlace::NewFile : public NewObject {
 
  private:
   Status Fail(const std::string& why) {
-    return failure_ = Failure("the object " + name_ + " cannot be written", why);
+    return failure_ = OfSystem(why).Within("the object " + name_ + " cannot be written");
   }
 
   Status WriteBuffer() {
@@ -129,7 +124,7 @@ Status DirectoryPlace::MakeDirectoryOf(const std::string& name) {
   std::string why;
   if (!platform::MakeDirectories(platform::DirectoryOf(PathOf(name)), platform::DirectoryAccess::kPrivate,
                                  why)) {
-    return Failure("the directory of the object " + name + " cannot be made", why);
+    return OfSystem(why).Within("the directory of the object " + name + " cannot be made");
   }
   return {};
 }
@@ -142,7 +137,7 @@ Status DirectoryPlace::Create(const std::string& name, std::unique_ptr<NewObject
   std::string why;
   std::unique_ptr<platform::DataFile> file = platform::DataFile::CreateNew(part, why);
   if (file == nullptr) {
-    return Failure("the object " + name + " cannot be created", why);
+    return OfSystem(why).Within("the object " + name + " cannot be created");
   }
   object = std::make_unique<NewFile>(*this, name, part, std::move(file));
   return {};
@@ -157,7 +152,7 @@ Status DirectoryPlace::MakeDurable(const std::string& name) {
     const bool isPlace = directory.empty();
     if (!(isPlace ? platform::SyncDirectoryChain(path_, why)
                   : platform::SyncDirectory(PathOf(directory), why))) {
-      return Failure("the directory of the object " + name + " cannot be synchronised", why);
+      return OfSystem(why).Within("the directory of the object " + name + " cannot be synchronised");
     }
     const std::lock_guard lock(mutex_);
     if (durable_.count(directory) != 0) {
@@ -191,7 +186,7 @@ Status DirectoryPlace::TakeOpen(const std::string& name, std::unique_ptr<platfor
   if (Status looked = Size(name, size); looked && !size) {
     return Status::Missing("the object " + name + " is missing");
   }
-  return Failure("the object " + name + " cannot be opened", why);
+  return OfSystem(why).Within("the object " + name + " cannot be opened");
 }
 
 void DirectoryPlace::KeepOpen(const std::string& name, std::unique_ptr<platform::DataFile> file) {

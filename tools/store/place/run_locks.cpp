@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "platform/data_file.h"
-#include "platform/failures.h"
 #include "platform/platform.h"
 #include "store/base/read_file.h"
 
@@ -13,11 +12,6 @@ namespace {
 
 // Far behind the text of the file. So the text can be read even where a lock keeps others from reading.
 constexpr std::uint32_t kLockedByte = 1 << 30;
-
-Status Failure(const std::string& what, const std::string& why) {
-  const std::string message = what + ": " + why;
-  return platform::MeansNoRoom(why) ? Status::NoRoom(message) : Status::Failed(message);
-}
 
 bool ReadSmallFile(const std::string& path, std::string& text) {
   std::string why;
@@ -66,18 +60,18 @@ Status RunLocks::Hold(const Uid& run, std::unique_ptr<RunHold>& hold) {
   }
   std::string why;
   if (!platform::MakeDirectories(directory_, platform::DirectoryAccess::kPrivate, why)) {
-    return Failure("the directory " + directory_ + " cannot be made", why);
+    return OfSystem(why).Within("the directory " + directory_ + " cannot be made");
   }
   const std::string path = PathOf(run);
   const std::unique_ptr<platform::DataFile> file = platform::DataFile::CreateNew(path, why);
   if (file == nullptr) {
-    return Failure("the file " + path + " cannot be created", why);
+    return OfSystem(why).Within("the file " + path + " cannot be created");
   }
   // On the disk before the run is in the catalog: a run whose file says nothing could not be told from a live
   // one.
   if (!file->WriteAt(0, space_.data(), space_.size()) || !file->Sync() || !file->Close()) {
     platform::RemoveFile(path);
-    return Failure("the file " + path + " cannot be written", file->Why());
+    return OfSystem(file->Why()).Within("the file " + path + " cannot be written");
   }
   std::unique_ptr<platform::FileClaim> claim = Claim(path);
   if (claim == nullptr) {

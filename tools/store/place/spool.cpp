@@ -3,7 +3,6 @@
 #include <array>
 #include <cstring>
 
-#include "platform/failures.h"
 #include "platform/platform.h"
 #include "store/base/uid.h"
 
@@ -13,8 +12,7 @@ namespace {
 constexpr std::size_t kMostInMemory = 1024 * 1024;
 
 Status Failure(const std::string& path, const std::string& why) {
-  const std::string message = "what is going to be sent cannot be kept in " + path + ": " + why;
-  return platform::MeansNoRoom(why) ? Status::NoRoom(message) : Status::Failed(message);
+  return OfSystem(why).Within("what is going to be sent cannot be kept in " + path);
 }
 
 }  // namespace
