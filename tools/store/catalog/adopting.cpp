@@ -1,7 +1,7 @@
 // Takes in savesets from another catalog of the same repository, in short transactions. Others find a saveset
 // only when all of it has come.
-#include <algorithm>
 #include <unordered_map>
+#include <utility>
 
 #include "store/catalog/catalog_inside.h"
 
@@ -95,15 +95,6 @@ Status AddPack(Catalog::Inside& inside, const PackFacts& pack, std::int64_t& id)
       {id, pack.uid.Bytes(), pack.saveset.Bytes(), Unsigned(pack.size)});
 }
 
-// Counts anew what the saveset's row says of its items.
-Status CountItems(Catalog::Inside& inside, const Uid& saveset) {
-  return inside.Run(
-      "UPDATE saveset SET items = (SELECT count(*) FROM item WHERE item.saveset = saveset.id AND "
-      "item.directory = 0), bytes = coalesce((SELECT sum(size) FROM item WHERE item.saveset = saveset.id AND "
-      "item.kind = 0), 0) WHERE uid = $1",
-      {saveset.Bytes()});
-}
-
 Status AddItem(Catalog::Inside& inside, const Row& row, const Catalog::ItemRecord& item,
                const std::unordered_map<Uid, std::int64_t, UidHash>& ids) {
   bool there = false;
@@ -125,9 +116,7 @@ Status AddItem(Catalog::Inside& inside, const Row& row, const Catalog::ItemRecor
     }
     packs.push_back(id->second);
   }
-  std::sort(packs.begin(), packs.end());
-  packs.erase(std::unique(packs.begin(), packs.end()), packs.end());
-  return inside.AddItem(row.id, row.family, item.item, item.record, own->second, packs);
+  return inside.AddItem(row.id, row.family, item.item, item.record, own->second, std::move(packs));
 }
 
 }  // namespace
@@ -215,7 +204,7 @@ Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& pac
         return added;
       }
     }
-    return row->listed ? CountItems(*inside_, saveset) : Status();
+    return row->listed ? inside_->CountItems(saveset) : Status();
   });
   return done ? gone : done;
 }
@@ -226,7 +215,7 @@ Status Catalog::EndAdoption(const Uid& saveset) {
     Status ended = inside_->Run("UPDATE saveset SET deleting = 0 WHERE uid = $1 AND deleting <> $2",
                                 {saveset.Bytes(), kDeleted});
     there = inside_->engine->Changed() != 0;
-    return ended && there ? CountItems(*inside_, saveset) : ended;
+    return ended && there ? inside_->CountItems(saveset) : ended;
   });
   return done && !there ? Status::Conflict("the saveset was taken out meanwhile") : done;
 }

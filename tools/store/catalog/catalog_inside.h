@@ -68,15 +68,22 @@ struct Catalog::Inside {
   // too.
   Status AddSaveset(const Saveset& saveset, std::int64_t id, std::int64_t family);
   Status AddFailedSession(const Saveset& saveset, std::int64_t id);
-  // Adds an item's rows; within a transaction.
+  // Adds an item's rows; within a transaction. `packs` are those that the item needs, in any order.
   Status AddItem(std::int64_t saveset, std::int64_t family, const Item& item, std::string_view record,
-                 std::int64_t recordPack, const std::vector<std::int64_t>& packs);
+                 std::int64_t recordPack, std::vector<std::int64_t> packs);
+  // Counts anew what the saveset's row says of its items; within a transaction.
+  Status CountItems(const Uid& saveset);
 };
 
 // Packs in one of the states other than good (1). Each condition also says that they are not good: the index
 // `pack_to_do` has only such packs, and an engine uses it only where it sees that.
 inline constexpr const char* kIsDamaged = "state = 2 AND state <> 1";
 inline constexpr const char* kIsDeleted = "state = 3 AND state <> 1";
+
+// The condition that no item needs the pack.
+inline const std::string kIsUnneeded =
+    "NOT EXISTS(SELECT 1 FROM item WHERE item.pack = pack.id) AND "
+    "NOT EXISTS(SELECT 1 FROM needs WHERE needs.pack = pack.id)";
 
 inline SqlValue Unsigned(std::uint64_t number) { return static_cast<std::int64_t>(number); }
 

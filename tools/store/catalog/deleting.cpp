@@ -11,11 +11,6 @@ namespace {
 // So few that the spare room is enough for the changes of one transaction.
 constexpr int kPortion = 100;
 
-// That no item needs the pack.
-const std::string kIsUnneeded =
-    "NOT EXISTS(SELECT 1 FROM item WHERE item.pack = pack.id) AND "
-    "NOT EXISTS(SELECT 1 FROM needs WHERE needs.pack = pack.id)";
-
 // Names as deleted those of the packs that no item needs; within a transaction.
 Status NameUnneeded(Catalog::Inside& inside, const std::set<std::int64_t>& packs, std::vector<Uid>& named) {
   for (const std::int64_t pack : packs) {

@@ -1,7 +1,7 @@
 // Making items known, and taking back those of a directory that was never completed.
-#include <algorithm>
 #include <map>
 #include <unordered_map>
+#include <utility>
 
 #include "store/catalog/catalog_inside.h"
 
@@ -126,10 +126,9 @@ Status AddItems(Catalog::Inside& inside, const Group& group, const PackIds& ids)
     for (const Uid& pack : item.packs) {
       packs.push_back(ids.at(pack));
     }
-    std::sort(packs.begin(), packs.end());
-    packs.erase(std::unique(packs.begin(), packs.end()), packs.end());
     const std::string record = EncodeRecord(item, inside.repository, uid);
-    if (Status added = inside.AddItem(group.saveset, family, item, record, recordPack, packs); !added) {
+    if (Status added = inside.AddItem(group.saveset, family, item, record, recordPack, std::move(packs));
+        !added) {
       return added;
     }
     own += item.directory == 0 ? 1 : 0;

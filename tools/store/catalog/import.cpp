@@ -1,8 +1,8 @@
 // Making the catalog anew from packs and saveset objects. Many parts are committed together: only the whole
 // is worth anything.
-#include <algorithm>
 #include <map>
 #include <set>
+#include <utility>
 
 #include "store/catalog/catalog_inside.h"
 
@@ -77,9 +77,7 @@ Status ImportItem(Catalog::Inside& inside, const SavesetRow& row, const Item& it
       return known;
     }
   }
-  std::sort(packs.begin(), packs.end());
-  packs.erase(std::unique(packs.begin(), packs.end()), packs.end());
-  return inside.AddItem(row.id, row.family, item, record, pack, packs);
+  return inside.AddItem(row.id, row.family, item, record, pack, std::move(packs));
 }
 
 // An item has only one record.
@@ -235,11 +233,7 @@ Status CheckSaveset(Catalog::Inside& inside, const ImportedSaveset& saveset,
   if (Status dropped = DropLost(inside, saveset, lost, tell); !dropped) {
     return dropped;
   }
-  return inside.Run(
-      "UPDATE saveset SET items = (SELECT count(*) FROM item WHERE item.saveset = saveset.id AND "
-      "item.directory = 0), bytes = coalesce((SELECT sum(size) FROM item WHERE item.saveset = saveset.id "
-      "AND item.kind = 0), 0) WHERE id = $1",
-      {saveset.id});
+  return inside.CountItems(saveset.uid);
 }
 
 }  // namespace
@@ -346,10 +340,9 @@ Status Catalog::FinishImport(const std::function<void(const std::string& what)>&
 
 Status Catalog::NameUnneededPacks(std::uint64_t& count) {
   return inside_->Transact([&] {
-    Status named = inside_->Run(
-        "UPDATE pack SET state = $1 WHERE state = 1 AND saveset <> 0 AND NOT EXISTS(SELECT 1 FROM item WHERE "
-        "item.pack = pack.id) AND NOT EXISTS(SELECT 1 FROM needs WHERE needs.pack = pack.id)",
-        {static_cast<int>(PackState::kDeleted)});
+    Status named =
+        inside_->Run("UPDATE pack SET state = $1 WHERE state = 1 AND saveset <> 0 AND " + kIsUnneeded,
+                     {static_cast<int>(PackState::kDeleted)});
     count = static_cast<std::uint64_t>(inside_->engine->Changed());
     return named;
   });

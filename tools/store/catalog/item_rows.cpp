@@ -56,7 +56,7 @@ Status ReadItem(const SqlRow& row, int first, const Uid& repository, const Uid& 
 
 Status Catalog::Inside::AddItem(std::int64_t saveset, std::int64_t family, const Item& item,
                                 std::string_view record, std::int64_t recordPack,
-                                const std::vector<std::int64_t>& packs) {
+                                std::vector<std::int64_t> packs) {
   const std::string key = ItemKey(item.name);
   const std::optional<std::string> listed = ListedKey(item.name);
   if (Status added =
@@ -68,6 +68,8 @@ Status Catalog::Inside::AddItem(std::int64_t saveset, std::int64_t family, const
       !added) {
     return added;
   }
+  std::sort(packs.begin(), packs.end());
+  packs.erase(std::unique(packs.begin(), packs.end()), packs.end());
   for (const std::int64_t pack : packs) {
     if (pack == recordPack) {
       continue;
@@ -79,6 +81,14 @@ Status Catalog::Inside::AddItem(std::int64_t saveset, std::int64_t family, const
     }
   }
   return {};
+}
+
+Status Catalog::Inside::CountItems(const Uid& saveset) {
+  return Run(
+      "UPDATE saveset SET items = (SELECT count(*) FROM item WHERE item.saveset = saveset.id AND "
+      "item.directory = 0), bytes = coalesce((SELECT sum(size) FROM item WHERE item.saveset = saveset.id AND "
+      "item.kind = 0), 0) WHERE uid = $1",
+      {saveset.Bytes()});
 }
 
 }  // namespace store
