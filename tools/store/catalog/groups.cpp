@@ -66,7 +66,7 @@ Status CheckReferences(Catalog::Inside& inside, const std::vector<Item>& items, 
 }
 
 // For each directory that is still being saved, counts how many of its items have come.
-Status CountEntries(Catalog::Inside& inside, std::int64_t saveset, const std::vector<Item>& items) {
+Status CountUnfinished(Catalog::Inside& inside, std::int64_t saveset, const std::vector<Item>& items) {
   std::map<std::uint64_t, std::int64_t> entries;
   for (const Item& item : items) {
     if (item.directory != 0) {
@@ -159,7 +159,7 @@ Status Catalog::CommitGroup(const Group& group, std::vector<Uid>& gone) {
     if (!keep || group.items.empty()) {
       return Status();
     }
-    if (Status counted = CountEntries(*inside_, group.saveset, group.items); !counted) {
+    if (Status counted = CountUnfinished(*inside_, group.saveset, group.items); !counted) {
       return counted;
     }
     Status added = AddItems(*inside_, group, ids);
