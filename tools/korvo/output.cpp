@@ -1,5 +1,6 @@
 #include "korvo/output.h"
 
+#include "korvo/command.h"
 #include "platform/data_file.h"
 #include "platform/platform.h"
 #include "platform/terminal.h"
@@ -43,7 +44,6 @@ void Complain(const std::string& line) {
 }
 
 int Fail(const store::Status& status) {
-  constexpr int kCouldNotRun = 2;
   Complain(status.Message());
   return kCouldNotRun;
 }

@@ -18,7 +18,7 @@ void Complain(const std::string& line);
 void PrintBytes(std::string_view bytes);
 // Flushes standard output. False if something that was printed is lost, for example on a full disk.
 [[nodiscard]] bool FinishOutput();
-// Complains why the command could not do its work, and returns its exit status, 2.
+// Complains why the command could not do its work, and returns its exit status, kCouldNotRun.
 int Fail(const store::Status& status);
 
 // Opens the repository of the server, a section of korvo.ini. Notes of the opening go to standard error.

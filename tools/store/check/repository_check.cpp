@@ -236,11 +236,7 @@ Status RepositoryCheck::Choose(const CheckScope& scope, std::vector<PackFacts>& 
 }
 
 Status RepositoryCheck::CheckPacks(const std::vector<PackFacts>& packs) {
-  std::uint64_t bytes = 0;
-  for (const PackFacts& pack : packs) {
-    bytes += pack.size;
-  }
-  store_.Work().Expect(packs.size(), bytes);
+  store_.Work().Expect(packs.size(), SizeOf(packs));
   PackBatch batch(store_, listener_, [this](const Damage& damage) { Tell(damage); });
   for (std::size_t i = 0; i < packs.size(); ++i) {
     if (platform::Interrupted()) {

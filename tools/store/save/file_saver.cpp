@@ -7,8 +7,6 @@
 namespace store {
 namespace {
 
-constexpr const char* kBecameShorter = "it became shorter while it was read";
-
 bool IsMarker(const Item& item, std::string_view bytes) {
   return bytes == kMarkerName &&
          ItemKey(item.name) == ItemKey(std::string(ParentOf(item.name)) + "/" + kMarkerName);

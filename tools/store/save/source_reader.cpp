@@ -6,8 +6,6 @@
 namespace store {
 namespace {
 
-constexpr const char* kBecameShorter = "it became shorter while it was read";
-
 // The system reads ahead what is not in memory. This must not be taken for somebody else's reading.
 constexpr std::uint64_t kAskAhead = 8 * kPieceSize;
 constexpr std::uint64_t kSmall = 64 * 1024;

@@ -12,6 +12,9 @@
 
 namespace store {
 
+// Why a file cannot be saved as it was.
+inline constexpr const char* kBecameShorter = "it became shorter while it was read";
+
 class SourceReader {
  public:
   // `facts` of the file at the start.
