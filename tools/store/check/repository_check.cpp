@@ -27,11 +27,6 @@ std::uint64_t SizeOf(const std::vector<PackFacts>& packs) {
   return size;
 }
 
-Status FindSavesetOfObject(const std::string& name, Uid& uid) {
-  const std::string_view id = std::string_view(name).substr(std::string_view(kSavesetPrefix).size());
-  return Uid::FromHex(id.substr(0, id.find('.')), uid) ? Status() : Status::Missing(name);
-}
-
 }  // namespace
 
 void RepositoryCheck::Tell(const Damage& damage) {
@@ -111,7 +106,7 @@ Status RepositoryCheck::CheckSavesets() {
   if (checked) {
     checked = store_.Objects().List(kSavesetPrefix, [&](const std::string& name, std::uint64_t) {
       Uid uid;
-      if (FindSavesetOfObject(name, uid) && known.count(uid) == 0) {
+      if (UidOfSaveset(name, uid) && known.count(uid) == 0) {
         others.insert(uid);
       }
       return Status();
@@ -161,7 +156,7 @@ Status RepositoryCheck::CheckPlace(std::vector<PackFacts>& packs) {
   if (listed) {
     listed = store_.Objects().List(kPackPrefix, [&there](const std::string& name, std::uint64_t size) {
       Uid uid;
-      if (Uid::FromHex(name.substr(name.rfind('/') + 1), uid)) {
+      if (UidOfPack(name, uid)) {
         there.emplace(uid, size);
       }
       return Status();

@@ -54,8 +54,21 @@ std::string PackObject(const Uid& pack) {
   return kPackPrefix + id.substr(0, 2) + "/" + id;
 }
 
+bool UidOfPack(std::string_view name, Uid& uid) {
+  return Uid::FromHex(name.substr(name.rfind('/') + 1), uid);
+}
+
 std::string SavesetObject(const Uid& saveset, std::string_view which) {
   return kSavesetPrefix + saveset.Hex() + "." + std::string(which);
+}
+
+bool UidOfSaveset(std::string_view name, Uid& uid) {
+  const std::string_view prefix = kSavesetPrefix;
+  if (!name.starts_with(prefix)) {
+    return false;
+  }
+  name.remove_prefix(prefix.size());
+  return Uid::FromHex(name.substr(0, name.find('.')), uid);
 }
 
 std::string RunObject(const Uid& run) { return kRunPrefix + run.Hex(); }

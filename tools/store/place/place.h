@@ -101,8 +101,12 @@ inline constexpr const char* kPackPrefix = "packs/";
 inline constexpr const char* kSavesetPrefix = "savesets/";
 // packs/3f/3fa0...
 [[nodiscard]] std::string PackObject(const Uid& pack);
+// Reads the id from such a name. False if its last part is no id; the rest of the name is not looked at.
+[[nodiscard]] bool UidOfPack(std::string_view name, Uid& uid);
 // savesets/9c01....begin, and .end, .closed, .failed, .protected
 [[nodiscard]] std::string SavesetObject(const Uid& saveset, std::string_view which);
+// Reads the id from such a name, whatever the object tells of the saveset. False if there is none in it.
+[[nodiscard]] bool UidOfSaveset(std::string_view name, Uid& uid);
 // runs/9c01...: what a run that is gone has left of its lock. To be deleted after everything else of the run.
 inline constexpr const char* kRunPrefix = "runs/";
 [[nodiscard]] std::string RunObject(const Uid& run);

@@ -42,8 +42,7 @@ Status ObjectImport::ImportSavesets() {
   std::set<Uid> uids;
   Status listed = shelf_.place.List(kSavesetPrefix, [&uids](const std::string& name, std::uint64_t /*size*/) {
     Uid uid;
-    const std::string_view id = std::string_view(name).substr(std::string_view(kSavesetPrefix).size());
-    if (Uid::FromHex(id.substr(0, id.find('.')), uid)) {
+    if (UidOfSaveset(name, uid)) {
       uids.insert(uid);
     }
     return Status();
@@ -88,7 +87,7 @@ Status ObjectImport::ImportSaveset(const Uid& uid) {
 Status ObjectImport::ImportPacks() {
   return shelf_.place.List(kPackPrefix, [this](const std::string& name, std::uint64_t size) {
     Uid uid;
-    if (!Uid::FromHex(name.substr(name.rfind('/') + 1), uid) || name != PackObject(uid)) {
+    if (!UidOfPack(name, uid) || name != PackObject(uid)) {
       tell_("object " + name + " is no pack: it is passed over");
       return Status();
     }
