@@ -168,8 +168,7 @@ void DirectoryRestorer::Put(const Item& item) {
   }
 }
 
-// ---- Whether everything is there
-// ----------------------------------------------------------------------------
+// ---- Whether everything is there -------------------------------------------------------------------------
 
 void DirectoryRestorer::CountIn(const Item& item) {
   if (item.directory != 0) {
@@ -200,8 +199,7 @@ void DirectoryRestorer::CheckCounts() {
   }
 }
 
-// ---- Times and modes
-// ----------------------------------------------------------------------------------------
+// ---- Times and modes -------------------------------------------------------------------------------------
 
 // Nothing is set before the last file is in its place. A directory that keeps its owner out is set after
 // everything below it.

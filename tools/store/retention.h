@@ -47,8 +47,7 @@ struct Candidate {
   bool notAsked = false;  // it is in the list only for the sake of its session
 };
 
-// ---- Backups
-// -----------------------------------------------------------------------------------------------
+// ---- Backups ---------------------------------------------------------------------------------------------
 
 // Its mover ended well, with or without warnings, and its caller did not close its job as failed.
 [[nodiscard]] bool IsGood(const Saveset& saveset);
@@ -63,8 +62,7 @@ struct BackupOfSession {
 // Newest first.
 [[nodiscard]] std::vector<BackupOfSession> BackupsOf(const std::vector<Saveset>& savesets);
 
-// ---- Rules
-// -------------------------------------------------------------------------------------------------
+// ---- Rules -----------------------------------------------------------------------------------------------
 
 // The calendar as the owner sees it: the local date at that time, as days since 1970-01-01.
 using DayOf = std::function<std::int64_t(std::int64_t seconds)>;

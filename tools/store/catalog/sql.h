@@ -1,6 +1,5 @@
 // The interface to the catalog's engine. Each statement has the same text for every engine. Parameters are
-// `$1`, `$2`, ... in the order of their first place in the text; numbers are 64-bit, everything else is
-// bytes.
+// `$1`, `$2`, ... in the order of their first place in the text; numbers are 64-bit, all else is bytes.
 #pragma once
 
 #include <cstdint>

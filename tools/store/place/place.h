@@ -91,8 +91,7 @@ class Place {
   Status IsListed(const std::string& name, bool& listed);
 };
 
-// ---- Names of objects
-// --------------------------------------------------------------------------------------
+// ---- Names of objects ------------------------------------------------------------------------------------
 
 inline constexpr const char* kRepositoryObject = "repository";
 // Where the catalog is, if that is in a database: a text for people.
