@@ -60,7 +60,7 @@ Status PutFileAside(const std::string& catalog, std::string& aside) {
 void PutBack(const std::string& catalog, const std::string& aside) {
   for (const char* ending : kEndings) {
     if (!aside.empty() && platform::Exists(aside + ending)) {
-      static_cast<void>(static_cast<bool>(Rename(aside + ending, catalog + ending)));
+      Ignore(Rename(aside + ending, catalog + ending));
     }
   }
 }
@@ -111,7 +111,7 @@ Status FileHome::RemoveNew() const {
 
 void FileHome::DropNew() {
   if (claim_ != nullptr) {
-    static_cast<void>(static_cast<bool>(RemoveNew()));
+    Ignore(RemoveNew());
     GiveSpareRoom(NewPath());
     claim_.reset();
   }

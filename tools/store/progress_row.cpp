@@ -13,7 +13,7 @@ ProgressRow::ProgressRow(Store& store, std::string tool, const Saveset* saveset)
 
 ProgressRow::~ProgressRow() {
   if (begun_ && !failed_) {
-    static_cast<void>(static_cast<bool>(rows_->ForgetProgress(run_.uid)));
+    Ignore(rows_->ForgetProgress(run_.uid));
   }
 }
 

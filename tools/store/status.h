@@ -53,6 +53,9 @@ inline Status Status::Interrupted() { return Status(Kind::kInterrupted, kToldToE
   return status.What() == Status::Kind::kDamaged || status.What() == Status::Kind::kMissing;
 }
 
+// For an attempt whose failure does not matter.
+inline void Ignore(const Status& /*status*/) {}
+
 // The failure of an operation of data_file.h that gave this reason: kNoRoom if it means that, otherwise
 // kFailed.
 Status OfSystem(const std::string& why);

@@ -159,7 +159,7 @@ Status Store::OpenBackupJob(const JobRequest& request, std::int64_t session, std
   if (Status put = PutSavesetBegin({*place_, keys_, id_}, opened); !put) {
     // Nobody learns the saveset's name, so nothing ever comes into it.
     bool found = false;
-    (void)catalog_->CloseJob(session, opened.id, State::kFailed, found);
+    Ignore(catalog_->CloseJob(session, opened.id, State::kFailed, found));
     return Explain(put);
   }
   saveset = opened.name;

@@ -56,13 +56,12 @@ class SavesetReader::Inside {
     }
     std::string older;
     // If this query fails there is no advice; the failure stays what it is.
-    static_cast<void>(static_cast<bool>(
-        store.Rows().FindOlderCopies(saveset, item.name, [&](const std::string& name, const Item& copy) {
-          const bool good = std::none_of(copy.packs.begin(), copy.packs.end(),
-                                         [&bad](const Uid& pack) { return bad.count(pack) != 0; });
-          older = good ? name : "";
-          return good;
-        })));
+    Ignore(store.Rows().FindOlderCopies(saveset, item.name, [&](const std::string& name, const Item& copy) {
+      const bool good = std::none_of(copy.packs.begin(), copy.packs.end(),
+                                     [&bad](const Uid& pack) { return bad.count(pack) != 0; });
+      older = good ? name : "";
+      return good;
+    }));
     return older.empty() ? failure
                          : Status::Damaged(failure.Message() + "; saveset " + older +
                                            " has an older copy: korvo restore " + store.Config().section +
@@ -74,7 +73,7 @@ class SavesetReader::Inside {
     const std::lock_guard lock(mutex_);
     for (const Uid& pack : bad_) {
       if (store.Rows().CanWrite() && marked_.insert(pack).second) {
-        static_cast<void>(static_cast<bool>(store.Rows().MarkPackDamaged(pack)));
+        Ignore(store.Rows().MarkPackDamaged(pack));
       }
     }
     bad_.clear();

@@ -79,7 +79,7 @@ class DirectoryPlace::NewFile : public NewObject {
     }
     // A copy that was killed may have begun it under the same name.
     if (name_.starts_with(kPackPrefix)) {
-      static_cast<void>(static_cast<bool>(place_.DeleteParts(name_)));
+      Ignore(place_.DeleteParts(name_));
     }
     // Nothing more may be done with it.
     failure_ = Status::Failed("the object " + name_ + " is finished");

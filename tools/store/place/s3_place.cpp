@@ -93,7 +93,7 @@ class S3Place::NewOne : public NewObject {
     if (sender_.joinable()) {
       sender_.join();
       // Its writer gave it up, so nobody may find it. A user who may not delete leaves that to others.
-      (void)place_.Delete(name_);
+      Ignore(place_.Delete(name_));
     }
   }
 
@@ -364,7 +364,7 @@ Status S3Place::ExploreReplacing(std::string& abilities) {
                                                     : first.IsGood()                       ? "no"
                                                                                            : "not offered");
   // Whoever makes a repository may have no right to delete. Then the probe stays, a few bytes.
-  (void)Delete(name);
+  Ignore(Delete(name));
   return {};
 }
 

@@ -200,7 +200,7 @@ std::shared_ptr<const PackReader> BaseFinder::Reader(const Uid& pack) {
 void BaseFinder::NoteDamage(const Uid& pack, const Status& status) {
   looked_[pack] = 0;
   if (IsDamage(status)) {
-    static_cast<void>(store_.Rows().MarkPackDamaged(pack));
+    Ignore(store_.Rows().MarkPackDamaged(pack));
   }
 }
 

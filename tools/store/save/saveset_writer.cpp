@@ -35,7 +35,7 @@ Status SavesetWriter::Inside::Begin(const std::string& name) {
   Status begun = BeginSaving();
   if (!begun) {
     failure_ = begun;
-    static_cast<void>(End(false, false, ""));
+    Ignore(End(false, false, ""));
   }
   return begun;
 }

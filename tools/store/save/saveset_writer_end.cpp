@@ -168,7 +168,7 @@ Status SavesetWriter::Inside::EndFailedRun() {
   std::unique_ptr<Catalog> rows;
   std::vector<Uid> packs;
   if (store_.Connect(rows) && rows->ListAnnounced(run_, packs) && EndRun(*rows, false, failure_.Message())) {
-    static_cast<void>(rows->ForgetDeletedPacks(
+    Ignore(rows->ForgetDeletedPacks(
         packs, [this](const Uid& pack) { return store_.Objects().Delete(PackObject(pack)); }));
   }
   return failure_;

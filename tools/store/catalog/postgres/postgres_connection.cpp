@@ -140,7 +140,7 @@ bool MeansConflict(const std::string& state) {
          state == "23505";
 }
 
-void Ignore(void* /*argument*/, const PGresult* /*notice*/) {}
+void IgnoreNotice(void* /*argument*/, const PGresult* /*notice*/) {}
 
 }  // namespace
 
@@ -183,7 +183,7 @@ Status PostgresConnection::Connect(const PostgresOptions& options) {
     return Status::Failed("the catalog cannot be reached (" + server_ +
                           "): " + WhyNotConnected(PQerrorMessage(connection_.get())));
   }
-  PQsetNoticeReceiver(connection_.get(), Ignore, nullptr);
+  PQsetNoticeReceiver(connection_.get(), IgnoreNotice, nullptr);
   return {};
 }
 

@@ -178,10 +178,10 @@ void PostgresEngine::Rollback() {
   if (!inTransaction_) {
     return;
   }
-  static_cast<void>(connection_->Finish());
+  Ignore(connection_->Finish());
   inTransaction_ = false;
   if (connection_->SendOnce("ROLLBACK")) {
-    static_cast<void>(connection_->Finish());
+    Ignore(connection_->Finish());
   }
 }
 
@@ -211,7 +211,7 @@ Status PostgresEngine::AskForMark(bool& committed) {
   }
   committed = done && *made != 0;
   if (committed) {
-    static_cast<void>(static_cast<bool>(fresh->Run("SET lock_timeout = '5min'", {})));
+    Ignore(fresh->Run("SET lock_timeout = '5min'", {}));
     connection_ = std::move(fresh);
   }
   return done;
