@@ -19,5 +19,6 @@ struct Request {
   NameList items;
 };
 
-// Fails if the command or the list is wrong, or the list cannot be read.
+// Reads the command line that `main` got, and the list that it names, into a new request. Fails if one of the
+// two is wrong, or if the list cannot be read; then the request is not complete, and the message says why.
 store::Status ReadRequest(int argc, const char* const* argv, Request& request);

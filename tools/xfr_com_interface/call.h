@@ -22,5 +22,6 @@ struct Call {
   std::string file;  // of a query, empty if it names none
 };
 
-// The failure says what is wrong with the command line.
+// Reads the command line that `main` got into a new call. Fails if it is wrong; then the call is not
+// complete, and the message says why.
 store::Status ReadCall(int argc, const char* const* argv, Call& call);
