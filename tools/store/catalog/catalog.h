@@ -1,7 +1,7 @@
 // What the repository contains and who asked for it: sessions, jobs, savesets, items, packs, runs. Each
 // operation is one transaction and durable when it returns; only a deletion is several. Everything that a
 // restore needs is also in packs and saveset objects, from which `Rebuild` (store.h) makes the catalog anew.
-// Nothing here knows which engine keeps it.
+// The class Catalog does not know which engine keeps it.
 #pragma once
 
 #include <cstdint>
@@ -404,7 +404,6 @@ class Catalog {
 };
 
 // A catalog in a file, by SQLite. With `kNever` the failure is kMissing if there is none.
-enum class MakeCatalog { kNever, kIfMissing };
 Status OpenSqlite(const std::string& path, MakeCatalog make, std::unique_ptr<SqlEngine>& engine);
 // Room beside that file, for deleting on a full disk. It is kept where there is plenty; `OpenSqlite` does
 // that with `kIfMissing`. When a deletion finds no room, give the room back (true if there was some), open

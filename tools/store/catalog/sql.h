@@ -93,4 +93,7 @@ class SqlEngine {
   [[nodiscard]] virtual bool IsShared() const = 0;
 };
 
+// Whether to make a catalog where there is none.
+enum class MakeCatalog { kNever, kIfMissing };
+
 }  // namespace store
