@@ -112,8 +112,8 @@ TEST_F(PosixToolsOfTheServer, AMoverEndsSoonAfterTheBackintThatStartedIt) {
   fs::copy_file("/bin/sh", caller);
   const HeldCatalog held(scenario_.Path("repository/catalog.db"));
   const std::string script = "'" + support::BuiltProgram("xfr") + "' -b -S " + server_ + " -s " + saveset +
-                             " item > /dev/null 2>&1 & echo $! > number; mv number '" +
-                             scenario_.Path("mover").string() + "'; wait";
+                             " item > /dev/null 2>&1 & echo $! > '" + scenario_.Path("mover").string() +
+                             "'; wait";
   int mover = 0;
   static_cast<void>(support::RunProgram(caller, {"-c", script}, scenario_.environment, scenario_.Directory(),
                                         "", [&](int process) {
