@@ -299,13 +299,17 @@ TEST_F(StoreFailures, ADeletionTakesNothingElseAndEndsWhenItIsRepeated) {
         });
 }
 
-TEST_F(StoreFailures, ARebuildLosesNothing) {
+// A rebuild goes to the system itself, whose calls are made to fail on Linux alone.
+#ifndef _WIN32
+using PosixStoreFailures = StoreFailures;
+TEST_F(PosixStoreFailures, ARebuildLosesNothing) {
   Sweep([this] { return Rebuild(); },
         [&](const Fault&, bool good) {
           EXPECT_TRUE(good || Rebuild()) << status_.Message() << told_;
           ExpectSound();
         });
 }
+#endif
 
 TEST_F(StoreFailures, ACheckHarmsNothing) {
   Sweep([this] { return Verify(); },
