@@ -67,7 +67,7 @@ back_up() {
   done
   (cd "$2" && sha256sum a b c) >"$2.sums"
   session=$(on "$1" xfr_com_interface -b open -C srv -v 2 | value SESSIONID) || true
-  saveset=$(on "$1" xfr_com_interface -b "openjob:$session" -C srv -j J -m pool -s "$2___17000000$(printf %02d $(($3 % 100)))" -v 2 |
+  saveset=$(on "$1" xfr_com_interface -b "openjob:$session" -C srv -j J -m pool -s "$2___17000$(printf %05d "$3")" -v 2 |
     value SAVESETNAME) || true
   [ -n "$saveset" ] || {
     echo "$2: no saveset" >>failures
