@@ -213,6 +213,31 @@ TEST(Retention, RandomHistoriesAgreeWithTheModel) {
   EXPECT_GT(stayed, 2000u);
 }
 
+// Three nights with a clock that is a year ahead, then three with the right one.
+TEST(Retention, AClockThatWasAheadMakesNoBackupTheNewest) {
+  constexpr std::int64_t kNow = 20000 * kDay;
+  std::vector<Candidate> candidates;
+  for (std::int64_t id = 1; id <= 6; ++id) {
+    Candidate candidate;
+    candidate.saveset.id = id;
+    candidate.saveset.together = Uid::Random();
+    candidate.saveset.created = kNow + (id <= 3 ? 365 + id : id - 6) * kDay;
+    candidate.saveset.mover = Mover::kEndedClean;
+    candidates.push_back(candidate);
+  }
+  RetentionRules rules;
+  rules.last = 3;
+  std::vector<std::set<Kept>> kept;
+  ASSERT_TRUE(ApplyRetention(candidates, rules, kNow, UtcDay, {}, kept));
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    EXPECT_EQ(kept[i].empty(), i < 3) << i;
+  }
+  EXPECT_TRUE(IsOverdue(candidates[0].saveset.created, kNow, 30 * kDay));
+  EXPECT_TRUE(IsOverdue(kNow - 31 * kDay, kNow, 30 * kDay));
+  EXPECT_FALSE(IsOverdue(kNow - 30 * kDay, kNow, 30 * kDay));
+  EXPECT_FALSE(IsOverdue(kNow + 60, kNow, 30 * kDay));
+}
+
 // A day of the owner's calendar, not of Greenwich.
 TEST(Retention, ADayIsTheLocalOne) {
   support::UseZone("XXX-12");

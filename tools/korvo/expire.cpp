@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -41,14 +42,34 @@ std::string WhatHappened(const Options& options, const ExpirePlan& plan, const s
          DurationText(store.Config().grace) + " later. Until then korvo keep takes that back.";
 }
 
+// A rule that was changed takes no mark back.
+std::string AboutMarked(const Options& options, const ExpirePlan& plan) {
+  const auto marked = std::count_if(plan.entries.begin(), plan.entries.end(),
+                                    [](const ExpireEntry& entry) { return entry.markedBefore; });
+  if (marked == 0) {
+    return "";
+  }
+  const std::string what = SavesetCount(static_cast<std::uint64_t>(marked)) + " had been marked before";
+  return what + (options.doDelete ? ": what was marked long enough ago is deleted now."
+                                  : ", and will be deleted. Only korvo keep takes that back.");
+}
+
 void TellPeople(const Options& options, const ExpirePlan& plan, const store::Store& store) {
   Table table({{"SAVESET"}, {"TIME"}, {"STATE"}, {"STAYS BY"}});
   for (const ExpireEntry& entry : plan.entries) {
     table.Add({entry.saveset.name, TimeText(entry.saveset.created), StateText(entry.saveset),
-               entry.goes ? "- goes" : KeptText(entry.kept)});
+               entry.goes           ? "- goes"
+               : entry.markedBefore ? "- marked before"
+                                    : KeptText(entry.kept)});
   }
   table.Print();
-  Print(plan.Going().empty() ? "Nothing goes." : WhatHappened(options, plan, store));
+  const std::string marked = AboutMarked(options, plan);
+  if (marked.empty() || !plan.Going().empty()) {
+    Print(plan.Going().empty() ? "Nothing goes." : WhatHappened(options, plan, store));
+  }
+  if (!marked.empty()) {
+    Print(marked);
+  }
 }
 
 void TellPrograms(const Options& options, const ExpirePlan& plan, const store::Store& store) {

@@ -66,8 +66,9 @@ Status PlanByRules(const ExpireQuestion& question, store::Store& store, ExpirePl
     // A saveset that an earlier rule marked keeps its mark. It goes now only with `--now`, and not if
     // `--keep-within` would keep it.
     const bool young = question.rules.within && saveset.created >= now - *question.rules.within;
-    if ((!saveset.marked || (question.now && !young)) && !candidates[i].notAsked) {
-      plan.entries.push_back({candidates[i].saveset, kept[i], kept[i].empty()});
+    const bool staysMarked = saveset.marked && (!question.now || young);
+    if (!candidates[i].notAsked) {
+      plan.entries.push_back({saveset, kept[i], kept[i].empty() && !staysMarked, staysMarked});
     }
   }
   return applied;

@@ -26,10 +26,11 @@ struct ExpireEntry {
   store::Saveset saveset;
   std::set<store::Kept> kept;
   bool goes = false;
+  bool markedBefore = false;  // by an earlier call, and keeps this mark
 };
 
 struct ExpirePlan {
-  std::vector<ExpireEntry> entries;  // newest first; marked ones only if they can go now
+  std::vector<ExpireEntry> entries;  // newest first
   std::uint64_t room = 0;            // bytes that become free
   [[nodiscard]] std::vector<store::Saveset> Going() const;
   // The same, grouped by session.

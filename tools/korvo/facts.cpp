@@ -75,8 +75,8 @@ std::optional<std::int64_t> Facts::AgeOf(const DatabaseFacts& database) const {
 
 bool Facts::AllYoungerThan(std::int64_t age) const {
   return std::all_of(databases.begin(), databases.end(), [&](const DatabaseFacts& database) {
-    const std::optional<std::int64_t> its = AgeOf(database);
-    return its && *its <= age;
+    const Backup* newest = database.newestGood;
+    return newest != nullptr && !store::IsOverdue(newest->saveset.created, now, age);
   });
 }
 

@@ -60,7 +60,7 @@ std::vector<Stale> FindStale(const Options& options, const Answer& answer) {
       continue;  // recovered without its `begin` object: its database is not known
     }
     std::optional<std::int64_t>& known = newest[{backup.database, backup.pool}];
-    if (backup.good && (!known || *known < backup.began)) {
+    if (backup.good && !known) {
       known = backup.began;
     }
   }
@@ -69,7 +69,7 @@ std::vector<Stale> FindStale(const Options& options, const Answer& answer) {
   }
   std::vector<Stale> stale;
   for (const auto& [whose, began] : newest) {
-    if (!began || answer.now - *began > *options.maxAge) {
+    if (!began || store::IsOverdue(*began, answer.now, *options.maxAge)) {
       stale.push_back({whose.first, whose.second, began});
     }
   }
@@ -78,10 +78,15 @@ std::vector<Stale> FindStale(const Options& options, const Answer& answer) {
 
 std::string Sentence(const Stale& stale, std::int64_t now) {
   const std::string pool = stale.pool.empty() ? "" : "pool " + stale.pool;
-  return (stale.database.empty() ? pool : "database " + stale.database + (pool.empty() ? "" : ", " + pool)) +
-         (stale.newest ? ": its newest good backup is " + AgeText(now - *stale.newest) + " old (" +
-                             TimeText(*stale.newest) + ")"
-                       : " has no good backup");
+  const std::string whose =
+      stale.database.empty() ? pool : "database " + stale.database + (pool.empty() ? "" : ", " + pool);
+  if (!stale.newest) {
+    return whose + " has no good backup";
+  }
+  const std::string time = " (" + TimeText(*stale.newest) + ")";
+  return whose + (*stale.newest > now
+                      ? ": its newest good backup is from the future" + time + ": the clock was wrong"
+                      : ": its newest good backup is " + AgeText(now - *stale.newest) + " old" + time);
 }
 
 // ---- The answer ----------------------------------------------------------------------------------

@@ -115,8 +115,9 @@ std::vector<BackupOfSession> BackupsOf(const std::vector<Saveset>& savesets) {
   std::map<Uid, BackupOfSession> sessions;
   for (std::size_t i = 0; i < savesets.size(); ++i) {
     BackupOfSession& backup = sessions[savesets[i].together];
-    backup.began =
-        backup.savesets.empty() ? savesets[i].created : std::min(backup.began, savesets[i].created);
+    const bool isFirst = backup.savesets.empty();
+    backup.began = isFirst ? savesets[i].created : std::min(backup.began, savesets[i].created);
+    backup.number = isFirst ? savesets[i].id : std::min(backup.number, savesets[i].id);
     backup.database = savesets[i].database;
     backup.pool = savesets[i].pool;
     backup.savesets.push_back(i);
@@ -131,13 +132,14 @@ std::vector<BackupOfSession> BackupsOf(const std::vector<Saveset>& savesets) {
     backup.good = any(IsGood) && !any(IsSpoilt);
     backups.push_back(std::move(backup));
   }
-  const auto number = [&savesets](const BackupOfSession& backup) {
-    return savesets[backup.savesets.front()].id;
-  };
-  std::sort(backups.begin(), backups.end(), [&](const BackupOfSession& a, const BackupOfSession& b) {
-    return a.began != b.began ? a.began > b.began : number(a) > number(b);
-  });
+  std::sort(backups.begin(), backups.end(),
+            [](const BackupOfSession& a, const BackupOfSession& b) { return a.number > b.number; });
   return backups;
+}
+
+bool IsOverdue(std::int64_t began, std::int64_t now, std::int64_t maxAge) {
+  constexpr std::int64_t kDay = 86400;
+  return now - began > maxAge || began - now > kDay;
 }
 
 std::int64_t LocalDayOf(std::int64_t seconds) {

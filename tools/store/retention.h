@@ -56,11 +56,16 @@ struct BackupOfSession {
   std::string database;  // database and pool of its savesets
   std::string pool;
   std::int64_t began = 0;             // when its first saveset was begun
+  std::int64_t number = 0;            // the id of its first saveset; a later backup has a higher one
   bool good = false;                  // counts for a rule, as told above
   std::vector<std::size_t> savesets;  // their indexes in the list
 };
-// Newest first.
+// Newest first: in the order in which they came into the catalog, whatever the clock said then.
 [[nodiscard]] std::vector<BackupOfSession> BackupsOf(const std::vector<Saveset>& savesets);
+
+// Whether the newest backup, which began at that time, is older than it may be. A backup of the future is
+// overdue, too: the clock was ahead, and nobody knows how old it is.
+[[nodiscard]] bool IsOverdue(std::int64_t began, std::int64_t now, std::int64_t maxAge);
 
 // ---- Rules -----------------------------------------------------------------------------------------------
 

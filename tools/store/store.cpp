@@ -106,7 +106,8 @@ Status Store::CloseSession(Mode mode, const std::string& session, State state) {
     }
   }
   if (Status closed = catalog_->CloseSession(id, state); !closed) {
-    return mode == Mode::kRestore && MayGoUnnoted(closed) ? Status() : Explain(closed);
+    const bool unnoted = mode == Mode::kRestore && (MayGoUnnoted(closed) || !catalog_->CanWrite());
+    return unnoted ? Status() : Explain(closed);
   }
   if (mode == Mode::kBackup) {
     // The result of the session stands. What cannot be deleted now is deleted by the next one.
@@ -183,7 +184,7 @@ Status Store::OpenRestoreJob(const JobRequest& request, std::int64_t session, st
     return {};
   }
   Status added = catalog_->OpenRestoreJob({session, request.mode, request.name, request.pool}, used.id);
-  return MayGoUnnoted(added) ? Status() : Explain(added);
+  return MayGoUnnoted(added) || !catalog_->CanWrite() ? Status() : Explain(added);
 }
 
 // The object is put before the catalog knows: what a rebuild finds is never better than what the caller was
@@ -229,7 +230,8 @@ Status Store::FindOpenSaveset(const std::string& name, Mode mode, Saveset& saves
   if (Status found = FindSaveset(name, saveset); !found) {
     return found;
   }
-  if (mode == Mode::kRestore && !catalog_->CanWrite()) {
+  // The job of a restore may have gone unnoted, for example because the disk of the catalog was full.
+  if (mode == Mode::kRestore) {
     return {};
   }
   bool open = false;

@@ -76,7 +76,7 @@ std::string DestinationText(const std::string& destination, const ItemList& file
     return destination + " ";
   }
   if (isDirectory) {
-    return "-R " + ToUnix(ParentOf(*files.Get(1))) + ":" + ToUnix(destination) + " ";
+    return "-R " + QuotedArgument(ToUnix(ParentOf(*files.Get(1))) + ":" + ToUnix(destination)) + " ";
   }
   return "-R " + destination + " -o plain ";
 }

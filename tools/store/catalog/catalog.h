@@ -205,7 +205,7 @@ class Catalog {
   // gone meanwhile, or was found damaged: then nothing is committed, and `gone` names these packs.
   Status CommitGroup(const Group& group, std::vector<Uid>& gone);
   // Takes back what was committed of a directory whose own record never came. `packs` gets those that nobody
-  // needs any more: delete their objects, then call `ForgetAnnounced`.
+  // needs any more: `ForgetDeletedPacks` deletes their objects.
   Status DropDirectory(std::int64_t saveset, std::uint64_t directory, std::vector<Uid>& packs);
 
   Status FindSaveset(std::string_view name, std::optional<Saveset>& saveset);

@@ -67,9 +67,11 @@ Status DeletePortion(Catalog::Inside& inside, std::int64_t saveset, std::optiona
       " WHERE saveset = $1 AND number >= $2 AND number <= $3 AND (directory = $4 OR $4 = -1)";
   const std::vector<SqlValue> values = {saveset, portion.numbers.front(), portion.numbers.back(),
                                         directory.value_or(-1)};
-  for (const std::string& statement :
-       {"DELETE FROM needs WHERE saveset = $1 AND number IN (SELECT number FROM item" + chosen + ")",
-        "DELETE FROM item" + chosen}) {
+  for (const std::string& statement : {"DELETE FROM needs WHERE saveset = $1 AND number >= $2 AND number <= "
+                                       "$3 AND number IN (SELECT number FROM "
+                                       "item" +
+                                           chosen + ")",
+                                       "DELETE FROM item" + chosen}) {
     if (Status deleted = inside.Run(statement, values); !deleted) {
       return deleted;
     }
@@ -138,9 +140,10 @@ Status ForgetPortion(Catalog::Inside& inside, const std::string& statement, cons
   const std::size_t first = at;
   return inside.Transact([&] {
     const std::uint64_t begin = platform::SteadyMilliseconds();
-    // A deletion may wait for its server. It locks nothing but the rows that it takes out.
+    // A deletion may wait for its server, but others wait five minutes at most for the rows that it takes
+    // out.
     Status done = inside.engine->IsShared()
-                      ? inside.Run("SET LOCAL idle_in_transaction_session_timeout = '1h'", {})
+                      ? inside.Run("SET LOCAL idle_in_transaction_session_timeout = '4min'", {})
                       : Status();
     for (at = first; done && at < std::min(first + kObjects, uids.size()) &&
                      (at == first || platform::SteadyMilliseconds() - begin < kMilliseconds);

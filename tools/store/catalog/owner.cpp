@@ -74,11 +74,10 @@ Status Catalog::HoldsNewest(const Saveset& saveset, bool& holds) {
                              whole("i") +
                              " AND NOT EXISTS(SELECT 1 FROM item n CROSS JOIN saveset s WHERE s.id = "
                              "n.saveset AND n.key = i.key AND "
-                             "n.family IN (SELECT id FROM family WHERE name = $2) AND (s.created > $3 OR "
-                             "(s.created = $3 AND s.id > "
-                             "$1)) AND s.mover = 2 AND s.failed = 0 AND s.marked IS NULL AND s.deleting = 0" +
+                             "n.kind <> 3 AND n.family IN (SELECT id FROM family WHERE name = $2) AND s.id > "
+                             "$1 AND s.mover = 2 AND s.failed = 0 AND s.marked IS NULL AND s.deleting = 0" +
                              whole("n") + ") LIMIT 1",
-                         {saveset.id, saveset.database, saveset.created}, holds);
+                         {saveset.id, saveset.database}, holds);
 }
 
 Status Catalog::RoomOf(const std::set<std::int64_t>& savesets, std::uint64_t& bytes) {

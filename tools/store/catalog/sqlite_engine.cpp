@@ -84,12 +84,24 @@ int Bind(sqlite3_stmt* statement, int place, const SqlValue& value) {
                              SQLITE_STATIC);
 }
 
+// In milliseconds of the steady clock.
+struct BusyWait {
+  std::uint64_t began = 0;
+  std::uint64_t interrupted = 0;  // when the interrupt was first seen; 0 if there was none
+};
+
 // Called while somebody else has a lock. Waits a little; 0 gives up.
-int Wait(void* since, int count) {
-  auto& began = *static_cast<std::uint64_t*>(since);
-  began = count == 0 ? platform::SteadyMilliseconds() : began;
-  const std::uint64_t most = platform::Interrupted() ? kMostAfterInterrupt : kMostBusyMilliseconds;
-  if (platform::SteadyMilliseconds() - began > most) {
+int Wait(void* wait, int count) {
+  auto& busy = *static_cast<BusyWait*>(wait);
+  const std::uint64_t now = platform::SteadyMilliseconds();
+  if (count == 0) {
+    busy = {now, 0};
+  }
+  if (busy.interrupted == 0 && platform::Interrupted()) {
+    busy.interrupted = now;
+  }
+  if (now - busy.began > kMostBusyMilliseconds ||
+      (busy.interrupted != 0 && now - busy.interrupted > kMostAfterInterrupt)) {
     return 0;
   }
   // The length of the wait differs between programs, so that they do not wait in step.
@@ -128,7 +140,7 @@ class SqliteEngine : public SqlEngine {
   Status Failure(const std::string& text = "") const;
   Status Prepare(const std::string& text, sqlite3_stmt*& statement);
 
-  std::uint64_t busySince_ = 0;
+  BusyWait busy_;
   Connection connection_;
   std::unordered_map<std::string, Statement> prepared_;
   sqlite3_file* file_ = nullptr;  // of the connection
@@ -179,7 +191,7 @@ Status SqliteEngine::Connect(const std::string& path, const char* files) {
   if (result != SQLITE_OK) {
     return Failure();
   }
-  sqlite3_busy_handler(connection, Wait, &busySince_);
+  sqlite3_busy_handler(connection, Wait, &busy_);
   return sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &file_) == SQLITE_OK ? Status()
                                                                                                   : Failure();
 }

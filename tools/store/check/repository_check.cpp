@@ -164,7 +164,7 @@ Status RepositoryCheck::CheckPlace(std::vector<PackFacts>& packs) {
   }
   const auto isWrong = [&there](const PackFacts& pack) {
     const auto found = there.find(pack.uid);
-    return found == there.end() || found->second != pack.size;
+    return pack.damaged || found == there.end() || found->second != pack.size;
   };
   const auto right = std::stable_partition(packs.begin(), packs.end(), isWrong);
   for (auto pack = packs.begin(); pack != right; ++pack) {

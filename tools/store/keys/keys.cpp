@@ -103,12 +103,16 @@ struct Keys::Inside {
     }
     UseSecret(std::move(key));
     if (CheckOfSecret() != check) {
-      return Status::Failed("key file " + file + " does not have the savers' secret of this repository");
+      return Status::Failed(
+          "key file " + file +
+          " does not have the savers' secret of this repository, or a character of it is wrong");
     }
     return meant.empty() || meant == publicKey
                ? Status()
-               : Status::Failed("its object \"repository\" has another public key than key file " + file +
-                                " says: somebody may have put it there who wants to read what is saved");
+               : Status::Failed(
+                     "its object \"repository\" has another public key than key file " + file +
+                     " says: a character of its third line is wrong, or somebody exchanged the object "
+                     "who wants to read what is saved");
   }
 
   Status ReadPrivateKey(const std::string& file) {
@@ -120,7 +124,9 @@ struct Keys::Inside {
     crypto_scalarmult_base(Out(made), In(privateKey));
     return made == publicKey
                ? Status()
-               : Status::Failed("key file " + file + " does not have the private key of this repository");
+               : Status::Failed(
+                     "key file " + file +
+                     " does not have the private key of this repository, or a character of it is wrong");
   }
 
  private:

@@ -83,6 +83,11 @@ Status RunLocks::Hold(const Uid& run, std::unique_ptr<RunHold>& hold) {
   return {};
 }
 
+// The file of a program that was killed here, or only begins, is empty: its run is not in the catalog yet.
+bool RunLocks::SeesLock(const std::string& space) const {
+  return space.empty() || space == space_ || platform::SeesLocksOf(space);
+}
+
 Status RunLocks::IsGone(const Uid& run, bool& gone) {
   gone = false;
   std::vector<std::string> names;
@@ -93,10 +98,8 @@ Status RunLocks::IsGone(const Uid& run, bool& gone) {
     gone = whose_ == Whose::kEverybodys;
     return {};
   }
-  // The file of a program that was killed here, or only begins, is empty: its run is not in the catalog yet.
   std::string space;
-  if (ReadSmallFile(PathOf(run), space) &&
-      (space.empty() || space == space_ || platform::SeesLocksOf(space))) {
+  if (ReadSmallFile(PathOf(run), space) && SeesLock(space)) {
     gone = platform::FileClaim::TryClaim(PathOf(run), kLockedByte) != nullptr;
   }
   return {};
@@ -109,15 +112,20 @@ Status RunLocks::Remove(const Uid& run) {
              : Status::Failed("the file " + path + " cannot be deleted");
 }
 
-Status RunLocks::IsAnyAlive(bool& alive) {
-  alive = false;
+Status RunLocks::FindAlive(Alive& alive) {
+  alive = {};
   std::vector<std::string> names;
   Status asked = ListNames(directory_, names);
-  for (auto name = names.begin(); asked && !alive && name != names.end(); ++name) {
+  for (auto name = names.begin(); asked && alive.path.empty() && name != names.end(); ++name) {
     Uid run;
     bool gone = true;
     asked = Uid::FromHex(*name, run) ? IsGone(run, gone) : Status();
-    alive = !gone;
+    std::string space;
+    if (asked && !gone) {
+      alive.path = PathOf(run);
+      alive.host =
+          ReadSmallFile(alive.path, space) && !SeesLock(space) ? space.substr(0, space.find('/')) : "";
+    }
   }
   return asked;
 }

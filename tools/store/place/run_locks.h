@@ -25,10 +25,16 @@ class RunLocks {
   Status IsGone(const Uid& run, bool& gone);
   // Deletes the file that a run which is gone has left.
   Status Remove(const Uid& run);
-  // Whether any run that has a file here is alive.
-  Status IsAnyAlive(bool& alive);
+  // A run that has a file here and is not known to be gone; without a path if there is none. With a host if
+  // the file is of a machine whose locks cannot be seen from here.
+  struct Alive {
+    std::string path;
+    std::string host;
+  };
+  Status FindAlive(Alive& alive);
 
  private:
+  [[nodiscard]] bool SeesLock(const std::string& space) const;
   [[nodiscard]] std::string PathOf(const Uid& run) const { return directory_ + "/" + run.Hex(); }
 
   std::string directory_;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "store/dead_runs.h"
+#include "store/saveset_objects.h"
 
 namespace store {
 namespace {
@@ -29,17 +30,34 @@ Status RefuseRuns(Catalog& old, Place& place) {
   return done;
 }
 
-// Puts the object of sessions that have failed. It may be missing: the disk was full, or the secret was not
+// The old catalog may know savesets that were deleted since: they have no objects any more, and get none.
+Status PutFailedIfMissing(const ObjectShelf& shelf, const Uid& saveset, std::int64_t now) {
+  std::optional<std::uint64_t> begin;
+  std::optional<std::uint64_t> failed;
+  Status done = shelf.place.Size(SavesetObject(saveset, "begin"), begin);
+  if (done && begin) {
+    done = shelf.place.Size(SavesetObject(saveset, "failed"), failed);
+  }
+  return done && begin && !failed ? PutBackupFailed(shelf, saveset, now) : done;
+}
+
+// Puts the object of sessions that have failed where it is missing: the disk was full, or the secret was not
 // there.
 Status TakeFailed(Catalog& old, const ObjectShelf& shelf) {
   std::vector<std::int64_t> failed;
-  Status done;
-  if (!old.ListFailedBackups(failed)) {
-    return done;
+  std::int64_t now = 0;
+  if (!old.ListFailedBackups(failed) || !old.Now(now)) {
+    return {};
   }
-  for (auto session = failed.begin(); done && session != failed.end(); ++session) {
-    done = NoteBackupFailed(old, shelf, *session);
-    done = IsDamage(done) ? Status() : done;
+  Status done;
+  for (const std::int64_t session : failed) {
+    std::vector<Uid> savesets;
+    if (!old.ListSavesetsOfSession(session, savesets)) {
+      continue;
+    }
+    for (auto saveset = savesets.begin(); done && saveset != savesets.end(); ++saveset) {
+      done = PutFailedIfMissing(shelf, *saveset, now);
+    }
   }
   return done;
 }

@@ -16,11 +16,15 @@ namespace {
 using Tell = ObjectImport::Tell;
 
 Status RefuseRunning(const ServerConfig& config) {
-  bool alive = false;
-  if (Status asked = LocksOf(config).IsAnyAlive(alive); !asked) {
+  RunLocks::Alive alive;
+  if (Status asked = LocksOf(config).FindAlive(alive); !asked || alive.path.empty()) {
     return asked;
   }
-  return alive ? Status::Failed("a backup is running: wait for its end, then call again") : Status();
+  const std::string wait = "a backup is running: wait for its end, then call again";
+  return Status::Failed(alive.host.empty()
+                            ? wait
+                            : wait + ". File " + alive.path + " says that it runs on " + alive.host +
+                                  ": if that machine is gone for good, delete the file");
 }
 
 // Takes the repository's own object from the copy in the catalog.

@@ -143,7 +143,11 @@ Status Committer::CarryOut(Order& order) {
     return Commit(order.batch);
   }
   if (order.kind == Order::Kind::kDelete) {
-    return DeletePacks(order.packs);
+    // What cannot be deleted now is named in the catalog, for the next run. Nobody else deletes these objects
+    // meanwhile, and nobody brings them again.
+    Ignore(catalog_->ForgetDeletedPacks(order.packs,
+                                        [this](const Uid& pack) { return place_.Delete(PackObject(pack)); }));
+    return {};
   }
   std::vector<Uid> dropped;
   std::erase_if(waiting_, [&](const Pack& pack) {

@@ -190,9 +190,12 @@ Status PostgresConnection::Connect(const PostgresOptions& options) {
 // Without statistics the server prefers to read whole tables, and small ones always. But a transaction that
 // has read a whole table is in the way of all others. A commit has to be on the server's disk. A program that
 // stops within a transaction, or is cut off, holds up all others until the server ends its transaction; that
-// comes before the others give up.
+// comes before the others give up. While one large file is saved, a connection may be idle for hours.
 Status PostgresConnection::SetUp(const std::string& schema) {
+  constexpr int kKnowsIdleSessions = 140000;
+  const bool ends = PQserverVersion(connection_.get()) >= kKnowsIdleSessions;
   const std::string text = "SET search_path TO " + QuotedName(schema) +
+                           (ends ? "; SET idle_session_timeout = 0" : "") + "; SET statement_timeout = 0" +
                            "; SET enable_seqscan = off; SET jit = off"
                            "; SET lock_timeout = '5min'; SET idle_in_transaction_session_timeout = '2min'"
                            "; SET SESSION CHARACTERISTICS AS TRANSACTION ISOLATION LEVEL READ COMMITTED"
