@@ -35,6 +35,7 @@
 #define PQsendPrepare LATE_FUNCTION(PQ_LIBRARY, PQsendPrepare)
 #define PQsendQueryParams LATE_FUNCTION(PQ_LIBRARY, PQsendQueryParams)
 #define PQsendQueryPrepared LATE_FUNCTION(PQ_LIBRARY, PQsendQueryPrepared)
+#define PQserverVersion LATE_FUNCTION(PQ_LIBRARY, PQserverVersion)
 #define PQsetNoticeReceiver LATE_FUNCTION(PQ_LIBRARY, PQsetNoticeReceiver)
 #define PQsetSingleRowMode LATE_FUNCTION(PQ_LIBRARY, PQsetSingleRowMode)
 #define PQsocket LATE_FUNCTION(PQ_LIBRARY, PQsocket)
