@@ -46,6 +46,7 @@ Lines LinesOf(const std::string& text) {
 korvo::Backup BackupOf(const std::string& database, std::int64_t created, store::Mover mover) {
   korvo::Backup backup;
   backup.saveset.database = database;
+  backup.saveset.id = created;
   backup.saveset.created = created;
   backup.saveset.mover = mover;
   backup.saveset.together.bytes[0] = static_cast<unsigned char>(created / 100);

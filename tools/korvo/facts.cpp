@@ -73,11 +73,14 @@ std::optional<std::int64_t> Facts::AgeOf(const DatabaseFacts& database) const {
   return std::max<std::int64_t>(now - database.newestGood->saveset.created, 0);
 }
 
+bool Facts::IsInTime(const DatabaseFacts& database, std::int64_t maxAge) const {
+  return database.newestGood != nullptr &&
+         !store::IsOverdue(database.newestGood->saveset.created, now, maxAge);
+}
+
 bool Facts::AllYoungerThan(std::int64_t age) const {
-  return std::all_of(databases.begin(), databases.end(), [&](const DatabaseFacts& database) {
-    const Backup* newest = database.newestGood;
-    return newest != nullptr && !store::IsOverdue(newest->saveset.created, now, age);
-  });
+  return std::all_of(databases.begin(), databases.end(),
+                     [&](const DatabaseFacts& database) { return IsInTime(database, age); });
 }
 
 void SortByDatabase(Facts& facts) {

@@ -126,8 +126,7 @@ std::string MetricsText(const std::string& server, const Facts& facts,
     writer.Family("backup_overdue", "",
                   "1 if the database's pool has no good backup within the age that is allowed.");
     for (const DatabaseFacts& database : facts.databases) {
-      const std::optional<std::int64_t> age = facts.AgeOf(database);
-      writer.Sample(age && *age <= *maxAge ? 0 : 1, LabelsOf(database));
+      writer.Sample(facts.IsInTime(database, *maxAge) ? 0 : 1, LabelsOf(database));
     }
   }
   WriteRepository(writer, facts);

@@ -40,7 +40,10 @@ Standing StandingOf(const Facts& facts, const DatabaseFacts& database, std::int6
   if (!age) {
     return Standing::kNone;
   }
-  return *age > maxAge ? Standing::kOverdue : *age > maxAge / 4 * 3 ? Standing::kDueSoon : Standing::kInTime;
+  if (!facts.IsInTime(database, maxAge)) {
+    return Standing::kOverdue;
+  }
+  return *age > maxAge / 4 * 3 ? Standing::kDueSoon : Standing::kInTime;
 }
 
 std::string Element(const std::string& name, const std::string& style, const std::string& content) {
