@@ -63,8 +63,8 @@ class Store {
 
   // ---- What the mover works on ----
 
-  // Finds a saveset that has an open job of this mode. Where no job can be noted, any saveset can be
-  // restored.
+  // Finds a saveset. A backup needs an open job of it; a restore does not, because its job may not have been
+  // noted.
   Status FindOpenSaveset(const std::string& name, Mode mode, Saveset& saveset);
   // Notes on the disk, for a rebuild, that the mover which filled the saveset ended well. To be called before
   // `EndRun`. After a rebuild, a saveset without this note counts as failed.
