@@ -30,7 +30,7 @@ Backup BackupAt(const Plan& plan, std::int64_t age, int number) {
   saveset.database = plan.database;
   saveset.name = std::string(plan.database) + "_" + std::to_string(kNow - age);
   saveset.together = store::Uid::Random();
-  saveset.created = kNow - age;
+  saveset.id = saveset.created = kNow - age;  // the younger, the higher
   saveset.ended = saveset.created + plan.seconds + (number * 7919) % 600;
   saveset.mover = store::Mover::kEndedClean;
   saveset.items = 120 + number;

@@ -7,11 +7,42 @@
 namespace store {
 namespace {
 
-Status EndRunIfGone(Catalog& catalog, Place& place, const Run& run, std::int64_t now, DeadRuns& dead) {
+// An older catalog that was put back takes for unfinished what has long been confirmed. Where the savers'
+// secret is missing, nobody can read what the object tells.
+Status CheckEnd(const ObjectShelf& shelf, const Saveset& saveset) {
+  std::optional<std::int64_t> items;
+  if (Status read = ReadSavesetEnd(shelf, saveset.uid, items); !read) {
+    return read;
+  }
+  return !items || *items == saveset.items
+             ? Status()
+             : Status::Damaged("the catalog is older than the packs (saveset " + saveset.name + " ended with " +
+                               std::to_string(*items) + " items, and it knows of " +
+                               std::to_string(saveset.items) +
+                               "): nothing is deleted; make it anew with `korvo rebuild`");
+}
+
+// Objects are deleted after the rows. So an object that was put after its row had gone is deleted here.
+Status DeleteIfForgotten(Catalog& catalog, const ObjectShelf& shelf, const Uid& saveset) {
+  bool known = false;
+  Status asked = catalog.HasSavesetRow(saveset, known);
+  return asked && !known ? DeleteSavesetObjects(shelf.place, saveset) : asked;
+}
+
+Status EndRunIfGone(Catalog& catalog, const ObjectShelf& shelf, const Run& run, std::int64_t now,
+                    DeadRuns& dead) {
   bool gone = false;
   bool ended = false;
-  if (Status asked = IsRunOver(catalog, place, run, now, gone); !asked || !gone) {
+  std::optional<Saveset> saveset;
+  if (Status asked = IsRunOver(catalog, shelf.place, run, now, gone); !asked || !gone) {
     return asked;
+  }
+  Status checked = catalog.FindSavesetOfRun(run.uid, saveset);
+  if (checked && saveset) {
+    checked = CheckEnd(shelf, *saveset);
+  }
+  if (!checked) {
+    return checked;
   }
   if (Status done = catalog.EndRun(run.uid, Mover::kEndedFailed,
                                    "the data mover was killed, or its machine stopped", ended);
@@ -19,8 +50,12 @@ Status EndRunIfGone(Catalog& catalog, Place& place, const Run& run, std::int64_t
     return done;
   }
   dead.runs += ended ? 1U : 0U;
+  // Without this note a rebuild is only more careful.
+  if (saveset && shelf.keys.CanSave()) {
+    Ignore(NoteEnd(catalog, shelf, saveset->uid, Mover::kEndedFailed));
+  }
   // Last of all: by this object the run is found to be gone.
-  return place.Delete(RunObject(run.uid));
+  return shelf.place.Delete(RunObject(run.uid));
 }
 
 // For work that tells its progress, but has no run whose lock could be asked. If it is on another machine,
@@ -34,15 +69,10 @@ bool IsGone(const RunProgress& run, std::int64_t now) {
          (running == platform::Running::kCannotTell && now - run.told > kLongSilence);
 }
 
-// The owner may be deleting savesets of a session that a person opened. Objects are deleted after the rows;
-// so an object that was put after its row had gone is deleted here.
+// The owner may be deleting savesets of a session that a person opened.
 Status NoteOne(Catalog& catalog, const ObjectShelf& shelf, const Uid& saveset, std::int64_t time) {
-  bool known = false;
-  Status done = PutBackupFailed(shelf, saveset, time);
-  if (done) {
-    done = catalog.HasSavesetRow(saveset, known);
-  }
-  return done && !known ? DeleteSavesetObjects(shelf.place, saveset) : done;
+  Status put = PutBackupFailed(shelf, saveset, time);
+  return put ? DeleteIfForgotten(catalog, shelf, saveset) : put;
 }
 
 Status CloseAsFailed(Catalog& catalog, const ObjectShelf& shelf, const Session& session, DeadRuns& dead) {
@@ -153,6 +183,20 @@ Status ListLiveProgress(Catalog& catalog, Place& place, std::vector<RunProgress>
   return asked;
 }
 
+Status NoteEnd(Catalog& catalog, const ObjectShelf& shelf, const Uid& saveset, Mover mover) {
+  std::int64_t now = 0;
+  std::optional<Saveset> ended;
+  Status done = catalog.Now(now);
+  if (done) {
+    done = catalog.FindSavesetByUid(saveset, ended);
+  }
+  if (!done || !ended) {
+    return done;
+  }
+  done = PutSavesetEnd(shelf, saveset, mover, ended->items, now);
+  return done ? DeleteIfForgotten(catalog, shelf, saveset) : done;
+}
+
 Status NoteBackupFailed(Catalog& catalog, const ObjectShelf& shelf, std::int64_t session) {
   std::vector<Uid> savesets;
   std::int64_t now = 0;
@@ -197,7 +241,7 @@ Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead) {
     return told;
   }
   for (const Run& run : runs) {
-    if (Status ended = EndRunIfGone(catalog, shelf.place, run, now, dead); !ended) {
+    if (Status ended = EndRunIfGone(catalog, shelf, run, now, dead); !ended) {
       return ended;
     }
   }

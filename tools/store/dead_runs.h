@@ -27,9 +27,15 @@ struct DeadRuns {
 Status IsRunOver(const Catalog& catalog, Place& place, const Run& run, std::int64_t now, bool& over);
 
 // Ends the runs whose process is gone as failed. What they announced and never committed is then in the list
-// of `Catalog::ListDeleted`, to be deleted. Closes sessions whose owner is gone as failed, and the jobs in
+// of `Catalog::ListDeleted`, to be deleted. kDamaged if the objects tell that such a run ended with other
+// items: then the catalog is older than they are, and what it takes for never committed may be needed. Closes sessions whose owner is gone as failed, and the jobs in
 // them. Deletes the progress rows of other work whose process is gone.
 Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead);
+
+// Notes how the mover ended and how many items came, as an object beside the saveset, so that a rebuild knows
+// it too. After a rebuild, a saveset without this note counts as failed, and what it lacks is not told. To be
+// called before a good end is committed, and after a bad one. A saveset that is deleted meanwhile gets none.
+Status NoteEnd(Catalog& catalog, const ObjectShelf& shelf, const Uid& saveset, Mover mover);
 
 // Notes that the backup of this session failed, as an object beside each of its savesets, so that a rebuild
 // knows it too. To be called before the session is closed. Where the disk is full or the savers' secret is

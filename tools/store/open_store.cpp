@@ -305,7 +305,7 @@ Status Store::Open(const ServerConfig& config, Access access, std::unique_ptr<Pl
 void Store::CleanUp() {
   DeadRuns dead;
   Status done = EndDeadRuns(*catalog_, {*place_, keys_, id_}, dead);
-  const Status removed = RemoveDeleted();
+  const Status removed = IsDamage(done) ? Status() : RemoveDeleted();
   if (done) {
     done = removed;
   }
@@ -314,7 +314,7 @@ void Store::CleanUp() {
                      std::to_string(dead.sessions) + " sessions: they are closed as failed now");
   }
   if (!done) {
-    notes_.push_back("what killed programs left could not all be removed: " + done.Message());
+    notes_.push_back("what killed programs left could not all be removed: " + Explain(done).Message());
   }
 }
 

@@ -114,6 +114,12 @@ std::uint8_t SmallNumber(const Fields& fields, std::uint64_t tag) {
   return field == fields.end() ? std::uint8_t{0} : Decoder(field->second).U8();
 }
 
+std::int64_t ItemsOf(const Fields& end) {
+  const auto items = end.find(kItems);
+  return items == end.end() ? 0
+                            : static_cast<std::int64_t>(Decoder(items->second).Varint() & INT64_MAX);
+}
+
 void TakeBegin(Fields& fields, Saveset& saveset) {
   saveset.name = fields[kName];
   saveset.database = fields[kDatabase];
@@ -214,6 +220,13 @@ Status DeleteSavesetProtected(Place& place, const Uid& saveset) {
   return place.Delete(SavesetObject(saveset, kProtected));
 }
 
+Status ReadSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, std::optional<std::int64_t>& items) {
+  Fields end;
+  Status read = Get(shelf, saveset, ObjectKind::kSavesetEnd, kEnd, end);
+  items = end.empty() ? std::nullopt : std::optional(ItemsOf(end));
+  return read;
+}
+
 Status DeleteSavesetObjects(Place& place, const Uid& saveset) {
   for (const char* which : {kProtected, kFailed, kEnd, kClosed, kBegin}) {
     if (Status gone = place.Delete(SavesetObject(saveset, which)); !gone) {
@@ -244,11 +257,9 @@ Status ReadSavesetObjects(const ObjectShelf& shelf, const Uid& uid, SavesetObjec
   }
   const bool endedWell = SmallNumber(end, kOutcome) == static_cast<std::uint8_t>(Mover::kEndedClean);
   saveset.mover = endedWell ? Mover::kEndedClean : Mover::kEndedFailed;
-  if (endedWell) {
+  if (!end.empty()) {
     saveset.ended = Decoder(end[kTime]).I64();
-  }
-  if (const auto items = end.find(kItems); items != end.end()) {
-    saveset.items = static_cast<std::int64_t>(Decoder(items->second).Varint() & INT64_MAX);
+    saveset.items = ItemsOf(end);
   }
   saveset.failed = SmallNumber(closed, kOutcome) == static_cast<std::uint8_t>(State::kFailed);
   saveset.warnings = SmallNumber(closed, kOutcome) == static_cast<std::uint8_t>(State::kWarnings);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "store/catalog/catalog.h"
@@ -45,13 +46,16 @@ Status PutBackupFailed(const ObjectShelf& shelf, const Uid& saveset, std::int64_
 Status PutSavesetProtected(const ObjectShelf& shelf, const Uid& saveset, std::int64_t time);
 Status DeleteSavesetProtected(Place& place, const Uid& saveset);
 
+// How many items the object `end` tells; none without such an object, so without a mover that ended.
+Status ReadSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, std::optional<std::int64_t>& items);
+
 // Deletes all objects of a saveset, the one with its name last.
 Status DeleteSavesetObjects(Place& place, const Uid& saveset);
 
 // What the objects tell of one saveset.
 struct SavesetObjects {
   bool begun = false;  // its object `begin` is there; without it, name, database, pool and time are lost
-  Saveset saveset;     // its number of items is the one that its object `end` tells; 0 if it tells none
+  Saveset saveset;     // number of items and end as its object `end` tells them; 0 and none if it tells none
 };
 // kDamaged if all objects could be looked at, but one cannot be used; what the others tell is given all the
 // same. An object that tells something just by being there does so even if it is damaged.

@@ -243,18 +243,6 @@ Status Store::FindOpenSaveset(const std::string& name, Mode mode, Saveset& saves
                                " has no open job for this work: open one by the control tool");
 }
 
-Status Store::NoteGoodEnd(const Saveset& saveset) {
-  std::int64_t now = 0;
-  std::optional<Saveset> ended;
-  Status told = catalog_->Now(now);
-  if (told) {
-    told = catalog_->FindSavesetByUid(saveset.uid, ended);
-  }
-  return told ? PutSavesetEnd({*place_, keys_, id_}, saveset.uid, Mover::kEndedClean,
-                              ended ? ended->items : 0, now)
-              : told;
-}
-
 // ---- Lists --------------------------------------------------------------------------------------
 
 Status Store::ListSavesets(const std::string& sid, const std::string& file, std::vector<std::string>& names) {

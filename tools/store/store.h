@@ -66,9 +66,6 @@ class Store {
   // Finds a saveset. A backup needs an open job of it; a restore does not, because its job may not have been
   // noted.
   Status FindOpenSaveset(const std::string& name, Mode mode, Saveset& saveset);
-  // Notes on the disk, for a rebuild, that the mover which filled the saveset ended well. To be called before
-  // `EndRun`. After a rebuild, a saveset without this note counts as failed.
-  Status NoteGoodEnd(const Saveset& saveset);
   [[nodiscard]] Catalog& Rows() { return *catalog_; }
   // Opens another connection, for another thread.
   Status Connect(std::unique_ptr<Catalog>& catalog);

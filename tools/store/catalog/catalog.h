@@ -209,6 +209,7 @@ class Catalog {
   Status DropDirectory(std::int64_t saveset, std::uint64_t directory, std::vector<Uid>& packs);
 
   Status FindSaveset(std::string_view name, std::optional<Saveset>& saveset);
+  Status FindSavesetOfRun(const Uid& run, std::optional<Saveset>& saveset);
   // The item with this name, or else one that replies show by it (ListedName). Separators at a name's end do
   // not count.
   Status FindItem(const Saveset& saveset, std::string_view asked, std::optional<Item>& item);
@@ -392,8 +393,9 @@ class Catalog {
   // Notes that the saveset has fewer items than it once had: its mover counts as failed. A saveset that was
   // closed as failed stays what it is.
   Status NoteTorn(std::int64_t saveset, const std::string& reason);
-  // To be called after that. Names as deleted the packs that no item needs, if their saveset is there. Nobody
-  // is writing such a pack, since nothing else runs meanwhile.
+  // To be called after that. Names as deleted the packs that no item needs, if their saveset is there with its
+  // end: without that, the pack with the item's record may be missing. Nobody is writing such a pack, since
+  // nothing else runs meanwhile.
   Status NameUnneededPacks(std::uint64_t& count);
 
   // For the catalog's own files (catalog_inside.h).

@@ -149,6 +149,13 @@ Status Catalog::FindSavesetByUid(const Uid& uid, std::optional<Saveset>& saveset
                               [&](const SqlRow& row) { return ReadSaveset(row, saveset.emplace()); });
 }
 
+Status Catalog::FindSavesetOfRun(const Uid& run, std::optional<Saveset>& saveset) {
+  saveset.reset();
+  return inside_->engine->Run(
+      kSelectSaveset + "JOIN run r ON r.saveset = s.id WHERE r.uid = $1 AND s.deleting = 0", {run.Bytes()},
+      [&](const SqlRow& row) { return ReadSaveset(row, saveset.emplace()); });
+}
+
 Status Catalog::ListAllSavesets(const std::function<Status(const Saveset& saveset)>& each) {
   std::vector<Saveset> savesets;
   if (Status listed = inside_->engine->Run(

@@ -340,9 +340,11 @@ Status Catalog::FinishImport(const std::function<void(const std::string& what)>&
 
 Status Catalog::NameUnneededPacks(std::uint64_t& count) {
   return inside_->Transact([&] {
-    Status named =
-        inside_->Run("UPDATE pack SET state = $1 WHERE state = 1 AND saveset <> 0 AND " + kIsUnneeded,
-                     {static_cast<int>(PackState::kDeleted)});
+    Status named = inside_->Run(
+        "UPDATE pack SET state = $1 WHERE state = 1 AND saveset IN (SELECT id FROM saveset WHERE ended IS NOT "
+        "NULL) AND " +
+            kIsUnneeded,
+        {static_cast<int>(PackState::kDeleted)});
     count = static_cast<std::uint64_t>(inside_->engine->Changed());
     return named;
   });

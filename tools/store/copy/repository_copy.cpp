@@ -316,7 +316,7 @@ Status RepositoryCopy::WriteObjects(const Saveset& saveset) {
   const State state = saveset.failed ? State::kFailed : saveset.warnings ? State::kWarnings : State::kGood;
   const std::int64_t time = TimeOf(saveset);
   Status done = PutSavesetBegin(shelf, saveset);
-  if (done && saveset.mover == Mover::kEndedClean) {
+  if (done && saveset.ended) {
     done = PutSavesetEnd(shelf, saveset.uid, saveset.mover, saveset.items, time);
   }
   if (done) {

@@ -1,4 +1,5 @@
 // Directories, which are completed by their own record, and the end of the run.
+#include "store/dead_runs.h"
 #include "store/names.h"
 #include "store/save/saveset_writer_inside.h"
 #include "store/saveset_objects.h"
@@ -148,10 +149,16 @@ Status SavesetWriter::Inside::End(bool good, bool firstLevel, const std::string&
 }
 
 Status SavesetWriter::Inside::EndRun(Catalog& rows, bool clean, const std::string& why) {
+  const ObjectShelf shelf{store_.Objects(), store_.Secrets(), store_.Id()};
   lease_.reset();
-  const Status noted = clean ? store_.NoteGoodEnd(saveset_) : Status();
-  const Status ended = clean && noted ? rows.EndRun(run_, Mover::kEndedClean, "")
-                                      : rows.EndRun(run_, Mover::kEndedFailed, noted ? why : noted.Message());
+  const Status noted = clean ? NoteEnd(rows, shelf, saveset_.uid, Mover::kEndedClean) : Status();
+  const bool good = clean && noted;
+  const Status ended = good ? rows.EndRun(run_, Mover::kEndedClean, "")
+                            : rows.EndRun(run_, Mover::kEndedFailed, noted ? why : noted.Message());
+  // Without this note a rebuild is only more careful.
+  if (!good || !ended) {
+    Ignore(NoteEnd(rows, shelf, saveset_.uid, Mover::kEndedFailed));
+  }
   return noted ? ended : noted;
 }
 
