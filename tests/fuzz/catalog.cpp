@@ -159,7 +159,7 @@ void AskAll(Catalog& catalog) {
   ask(catalog.SumPacks(sums));
   ask(catalog.ListInUse(ids));
   ask(catalog.HoldsNewest(one, flag));
-  ask(catalog.RoomOf({one.id}, room));
+  ask(catalog.RoomOf({one.id}, INT64_MAX, room));
   ask(catalog.FindCopies("*", [](const Saveset&, const Item&, bool) { return Status(); }));
   ask(catalog.ListDeleted(deleted));
   ask(catalog.CheckWhole([](const std::string& wrong) { Require(!wrong.empty(), "what is wrong is told"); }));

@@ -158,6 +158,58 @@ TEST_P(CopyTest, InterruptedAnywhereItEndsWholeWhenItIsRepeated) {
   EXPECT_EQ(DamagesIn(to_), Damages());
 }
 
+TEST_P(CopyTest, AProtectionOfTheFirstComesWithItsSavesetAndNotAfterwards) {
+  const auto protect = [this](bool isProtected) {
+    std::unique_ptr<Store> store;
+    ASSERT_TRUE(Store::Open(from_, Access::kWrite, store));
+    ASSERT_TRUE(store->Protect("ABC_1234567890", isProtected));
+  };
+  const auto isProtected = [this] {
+    std::unique_ptr<Store> store;
+    std::optional<Saveset> row;
+    EXPECT_TRUE(Store::Open(to_, Access::kRead, store) && store->Rows().FindSaveset("ABC_1234567890", row));
+    return row && row->isProtected;
+  };
+  ASSERT_TRUE(Copy());
+  // Its rows had come in part before.
+  const std::vector<faults::Fault> tried = faults::Sample(faults::All(), 12);
+  for (const faults::Fault& fault : tried) {
+    SCOPED_TRACE(faults::ToText(fault));
+    fs::remove_all(to_.repository);
+    static_cast<void>(Copy(fault));
+    const bool listed = !Restorable(to_).empty();
+    protect(true);
+    ASSERT_TRUE(Copy());
+    EXPECT_EQ(isProtected(), !listed);
+    protect(false);
+    ASSERT_TRUE(Copy());
+    EXPECT_EQ(isProtected(), !listed);
+    EXPECT_EQ(DamagesIn(to_), Damages());
+  }
+}
+
+TEST_P(CopyTest, WhatIsBeingDeletedInTheCopyIsToldAndComesLater) {
+  ASSERT_TRUE(Copy());
+  {
+    std::unique_ptr<Store> store;
+    ASSERT_TRUE(Store::Open(to_, Access::kRead, store));
+    std::optional<Saveset> row;
+    ASSERT_TRUE(store->Rows().FindSaveset("ABC_1234567890", row) && row);
+    // Killed before the objects were deleted, and nobody opened it for writing since.
+    ASSERT_TRUE(store->Rows().MarkTogether({row->id}, true) && store->Rows().DeleteMarked(0));
+    std::unique_ptr<Store> from;
+    Told told;
+    ASSERT_TRUE(Store::Open(from_, Access::kRead, from));
+    ASSERT_TRUE(RepositoryCopy(*from, *store, told.Listener()).Run(result_));
+  }
+  EXPECT_EQ(result_.savesets, 0U);
+  EXPECT_EQ(result_.later, 1U);
+  ASSERT_TRUE(Copy());
+  EXPECT_EQ(result_.savesets, 1U);
+  EXPECT_EQ(result_.later, 0U);
+  EXPECT_EQ(Restorable(to_), Restorable(from_));
+}
+
 TEST_P(CopyTest, WhatCameLaterComesWithTheNextCopyAndWhatWentStays) {
   ASSERT_TRUE(Copy());
   const Contents before = Restorable(from_);

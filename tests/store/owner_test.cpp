@@ -30,13 +30,13 @@ class OwnerTest : public CatalogFixture {
     return holds;
   }
 
-  std::uint64_t RoomOf(const std::vector<std::string>& names) {
+  std::uint64_t RoomOf(const std::vector<std::string>& names, std::int64_t markedBefore = INT64_MAX) {
     std::set<std::int64_t> savesets;
     for (const std::string& name : names) {
       savesets.insert(Find(name).id);
     }
     std::uint64_t bytes = 0;
-    const Status asked = catalog_->RoomOf(savesets, bytes);
+    const Status asked = catalog_->RoomOf(savesets, markedBefore, bytes);
     EXPECT_TRUE(asked) << asked.Message();
     return bytes;
   }
@@ -124,6 +124,7 @@ TEST_P(OwnerTest, RoomComesBackOnceNobodyNeedsIt) {
   // What is marked goes too, and is deleted with what was told.
   ASSERT_TRUE(catalog_->MarkSaveset(Find("ABC3").id, true));
   EXPECT_EQ(RoomOf({"ABC1", "ABC2"}), size(first) + size(second));
+  EXPECT_EQ(RoomOf({"ABC1", "ABC2"}, 0), 0u) << "at once: what was marked just now stays for its grace";
 
   ASSERT_TRUE(catalog_->MarkTogether({Find("ABC1").id, Find("ABC2").id}, true));
   Catalog::Deleted deleted;

@@ -308,6 +308,9 @@ TEST_F(StoreTest, ThatABackupFailedIsKnownAfterARebuild) {
       EXPECT_TRUE(saveset && !saveset->failed) << name << ": its own job was closed well";
     }
   }
+  std::string next;
+  ASSERT_TRUE(store->OpenSession(Mode::kBackup, "client", {}, next));
+  EXPECT_GT(std::stoll(next), 1'000'000) << "as low as before: the number may be another one's still";
   ASSERT_TRUE(store->DeleteAtOnce(broken));
   store.reset();
   EXPECT_TRUE(Rebuild().empty());
@@ -377,17 +380,87 @@ TEST_F(StoreTest, ADamagedOrMissingPackCostsOnlyWhatItHeld) {
 
 TEST_F(StoreTest, WhatAMissingPackNeedsStaysUntilItComesBack) {
   const std::string file = Write("large", Noise(80'000'000, 7));
-  const std::string saveset = BackUp({file});
+  enum class End { kGood, kFailed, kKilled };
+  for (const End end : {End::kGood, End::kFailed, End::kKilled}) {
+    SCOPED_TRACE(static_cast<int>(end));
+    fs::remove_all(config_.repository);
+    std::string saveset;
+    {
+      const auto store = Open();
+      BackupByHand backup(*store);
+      backup.Begin();
+      backup.Save(file);
+      EXPECT_EQ(backup.result.Trouble(), "");
+      backup.Note(end == End::kGood ? Status() : Status::Failed("of the test"));
+      backup.End();
+      saveset = backup.result.saveset;
+    }
+    for (const fs::path& object : Files("savesets")) {
+      if (end == End::kKilled && object.extension() == ".end") {
+        fs::remove(object);
+      }
+    }
+    const std::vector<fs::path> packs = Files("packs");
+    ASSERT_EQ(packs.size(), 2U);
+    // The last one, which has the item's record.
+    fs::rename(packs.back(), directory_.File("aside"));
+    fs::remove(config_.repository + "/catalog.db");
+    EXPECT_EQ(Rebuild().size(), end == End::kKilled ? 0U : 1U) << "who was killed left no number of items";
+    EXPECT_EQ(Files("packs").size(), 1U);
+    fs::rename(directory_.File("aside"), packs.back());
+    EXPECT_TRUE(Rebuild().empty());
+    EXPECT_TRUE(Restored(saveset, file) == support::ReadWholeFile(file));
+  }
+}
+
+TEST_F(StoreTest, AnOlderCatalogDeletesNothing) {
+  const std::string first = Write("first", Noise(100'000, 1));
+  const std::string second = Write("second", Noise(100'000, 2));
+  const std::string catalog = config_.repository + "/catalog.db";
+  std::string saveset;
+  {
+    const auto store = Open();
+    BackupByHand backup(*store);
+    backup.Begin();
+    backup.Save(first);
+    for (const char* ending : {"", "-wal"}) {
+      fs::copy_file(catalog + ending, directory_.File("older") + ending);
+    }
+    backup.Save(second);
+    backup.End();
+    ASSERT_EQ(backup.result.Trouble(), "");
+    saveset = backup.result.saveset;
+  }
   const std::vector<fs::path> packs = Files("packs");
-  ASSERT_EQ(packs.size(), 2U);
-  // The last one, which has the item's record.
-  fs::rename(packs.back(), directory_.File("aside"));
-  fs::remove(config_.repository + "/catalog.db");
-  EXPECT_EQ(Rebuild().size(), 1U);
-  EXPECT_EQ(Files("packs").size(), 1U);
-  fs::rename(directory_.File("aside"), packs.back());
+  for (const char* ending : {"", "-wal", "-shm"}) {
+    fs::remove(catalog + ending);
+    if (fs::exists(directory_.File("older") + ending)) {
+      fs::rename(directory_.File("older") + ending, catalog + ending);
+    }
+  }
+  const std::vector<std::string> notes = Open(Access::kWrite)->Notes();
+  ASSERT_EQ(notes.size(), 1U);
+  EXPECT_NE(notes[0].find("the catalog is older than the packs (saveset " + saveset +
+                          " ended with 2 items, and it knows of 0): nothing is deleted; make it anew with "
+                          "`korvo rebuild test`"),
+            std::string::npos)
+      << notes[0];
+  EXPECT_EQ(Files("packs"), packs);
   EXPECT_TRUE(Rebuild().empty());
-  EXPECT_TRUE(Restored(saveset, file) == support::ReadWholeFile(file));
+  EXPECT_TRUE(Open(Access::kWrite)->Notes().empty());
+  EXPECT_EQ(Restored(saveset, first), Noise(100'000, 1));
+  EXPECT_EQ(Restored(saveset, second), Noise(100'000, 2));
+}
+
+TEST_F(StoreTest, ABackupWhoseCatalogMovesMeanwhileFails) {
+  const auto store = Open();
+  BackupByHand backup(*store);
+  backup.Begin();
+  backup.Save(Write("file", "bytes"));
+  ASSERT_TRUE(store->Objects().Put("catalog", "database backups on db.example.com, schema prod"));
+  backup.EndMover();
+  EXPECT_NE(backup.result.Trouble().find("its catalog is in a database"), std::string::npos)
+      << backup.result.Trouble();
 }
 
 TEST_F(StoreTest, ARebuildTakesNoCatalogOfAnotherRepository) {
@@ -403,6 +476,20 @@ TEST_F(StoreTest, ARebuildTakesNoCatalogOfAnotherRepository) {
   EXPECT_NE(refused.Message().find("is another one's"), std::string::npos) << refused.Message();
   EXPECT_TRUE(fs::exists(beside));
   fs::remove(beside);
+  EXPECT_TRUE(Rebuild().empty());
+}
+
+TEST_F(StoreTest, ACatalogThatMayBeInUseIsNotReplaced) {
+  BackUp({Write("file", "bytes")});
+  const std::string catalog = config_.repository + "/catalog.db";
+  fs::remove(catalog);
+  fs::create_directory(catalog);
+  Store::Rebuilt rebuilt;
+  const Status refused = Store::Rebuild(
+      config_, [](const std::string&) {}, rebuilt);
+  EXPECT_NE(refused.Message().find("if it is lost for good, rename it first"), std::string::npos)
+      << refused.Message();
+  fs::remove(catalog);
   EXPECT_TRUE(Rebuild().empty());
 }
 

@@ -20,6 +20,7 @@ class BrokenNetwork {
     kCorruptRequest,  // one bit of what is sent is another
     kDropAnswer,      // it has been carried out, and nobody learns of it
     kCutAnswer,       // the answer ends in the middle
+    kShortAnswer,     // the same, and it does not tell its length
     kHideHash,        // the answer does not tell the hash that was sent with the object
     kBusy,            // 503, and it is not carried out
     kFailed,          // 500, and it has been carried out

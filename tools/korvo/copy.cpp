@@ -89,6 +89,7 @@ void Tell(const Options& options, const store::RepositoryCopy::Result& result, c
                {"savesets", result.savesets},
                {"savesets_there", result.there},
                {"savesets_open", result.open},
+               {"savesets_later", result.later},
                {"packs", result.packs},
                {"packs_mended", result.mended},
                {"bytes", result.bytes},
@@ -104,6 +105,10 @@ void Tell(const Options& options, const store::RepositoryCopy::Result& result, c
   }
   if (result.open > 0) {
     Print(Count(result.open, "saveset") + " of a backup that is not over: the next copy brings it.");
+  }
+  if (result.later > 0) {
+    Print(Count(result.later, "saveset") + " of which " + options.to +
+          " is deleting something: the next copy brings it.");
   }
   if (left.items > 0) {
     Print(Count(left.items, "item") + " left out, since a pack is damaged.");

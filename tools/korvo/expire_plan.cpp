@@ -143,7 +143,13 @@ Status MakeExpirePlan(const ExpireQuestion& question, store::Store& store, Expir
   for (const Saveset& saveset : plan.Going()) {
     going.insert(saveset.id);
   }
-  return done ? store.Rows().RoomOf(going, plan.room) : done;
+  // What was marked before is deleted no later than what goes now, unless that goes at once.
+  std::int64_t now = 0;
+  if (done) {
+    done = store.Rows().Now(now);
+  }
+  const std::int64_t markedBefore = question.now ? now - store.Config().grace : INT64_MAX;
+  return done ? store.Rows().RoomOf(going, markedBefore, plan.room) : done;
 }
 
 std::string KeptName(Kept kept) {

@@ -146,9 +146,12 @@ Status FileHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& eng
   if (Status removed = RemoveNew(); !removed) {
     return removed;
   }
-  // No backup can change a catalog that cannot be read, so there is nothing to compare later.
+  // No backup can change a catalog that is damaged, so there is nothing to compare later.
   if (Status read = ReadOld(state_); !read) {
     state_.clear();
+    if (Status lost = PassIfLost(read); !lost) {
+      return lost;
+    }
   }
   return OpenSqlite(NewPath(), MakeCatalog::kIfMissing, engine);
 }
@@ -230,12 +233,15 @@ Status DatabaseHome::DropOld(const PostgresOptions& anew, const Uid& repository)
 }
 
 Status DatabaseHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& engine) {
-  // A catalog that cannot be read is no reason to stop: a rebuild is made for it.
-  if (Status read = ReadPostgresState(options_, state_); !read) {
+  Status read = ReadPostgresState(options_, state_);
+  if (!read) {
     state_.clear();
   }
   const PostgresOptions anew = {options_.url, NewSchema(), MakeCatalog::kIfMissing};
-  Status done = DropOld(anew, repository);
+  Status done = PassIfLost(read);
+  if (done) {
+    done = DropOld(anew, repository);
+  }
   if (done) {
     done = OpenPostgres(anew, engine);
   }
@@ -262,6 +268,14 @@ std::unique_ptr<CatalogHome> CatalogHomeOf(const ServerConfig& config) {
     return std::make_unique<FileHome>(CatalogPath(config));
   }
   return std::make_unique<DatabaseHome>(config);
+}
+
+Status PassIfLost(const Status& looked) {
+  return looked || IsDamage(looked) ? Status()
+                                    : looked.Within(
+                                          "the old catalog cannot be looked at, and a backup may be using "
+                                          "it: call again; if it is lost "
+                                          "for good, rename it first");
 }
 
 bool IsOfAnother(SqlEngine& engine, const Uid& repository, Uid& other) {

@@ -41,6 +41,10 @@ class CatalogHome {
 
 [[nodiscard]] std::unique_ptr<CatalogHome> CatalogHomeOf(const ServerConfig& config);
 
+// For a failure to look at the catalog that a rebuild replaces. If the catalog is missing or damaged, this is
+// no failure: a rebuild is made for that. After any other failure, a backup may be using the catalog.
+Status PassIfLost(const Status& looked);
+
 // Whether the catalog belongs to another repository; `other` gets its id. One that cannot be read belongs to
 // none.
 [[nodiscard]] bool IsOfAnother(SqlEngine& engine, const Uid& repository, Uid& other);

@@ -16,8 +16,8 @@ Status CheckEnd(const ObjectShelf& shelf, const Saveset& saveset) {
   }
   return !items || *items == saveset.items
              ? Status()
-             : Status::Damaged("the catalog is older than the packs (saveset " + saveset.name + " ended with " +
-                               std::to_string(*items) + " items, and it knows of " +
+             : Status::Damaged("the catalog is older than the packs (saveset " + saveset.name +
+                               " ended with " + std::to_string(*items) + " items, and it knows of " +
                                std::to_string(saveset.items) +
                                "): nothing is deleted; make it anew with `korvo rebuild`");
 }

@@ -28,8 +28,9 @@ Status IsRunOver(const Catalog& catalog, Place& place, const Run& run, std::int6
 
 // Ends the runs whose process is gone as failed. What they announced and never committed is then in the list
 // of `Catalog::ListDeleted`, to be deleted. kDamaged if the objects tell that such a run ended with other
-// items: then the catalog is older than they are, and what it takes for never committed may be needed. Closes sessions whose owner is gone as failed, and the jobs in
-// them. Deletes the progress rows of other work whose process is gone.
+// items: then the catalog is older than they are, and what it takes for never committed may be needed. Closes
+// sessions whose owner is gone as failed, and the jobs in them. Deletes the progress rows of other work whose
+// process is gone.
 Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead);
 
 // Notes how the mover ended and how many items came, as an object beside the saveset, so that a rebuild knows

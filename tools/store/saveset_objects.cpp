@@ -116,8 +116,7 @@ std::uint8_t SmallNumber(const Fields& fields, std::uint64_t tag) {
 
 std::int64_t ItemsOf(const Fields& end) {
   const auto items = end.find(kItems);
-  return items == end.end() ? 0
-                            : static_cast<std::int64_t>(Decoder(items->second).Varint() & INT64_MAX);
+  return items == end.end() ? 0 : static_cast<std::int64_t>(Decoder(items->second).Varint() & INT64_MAX);
 }
 
 void TakeBegin(Fields& fields, Saveset& saveset) {

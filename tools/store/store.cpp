@@ -57,7 +57,8 @@ Status Store::Explain(const Status& status) const {
 
 Status Store::OpenSession(Mode mode, const std::string& client, const Process& owner, std::string& session) {
   const bool restores = mode == Mode::kRestore;
-  if (!catalog_->CanWrite()) {
+  // What a database lets nobody write, it gives the reason for itself.
+  if (!catalog_->CanWrite() && (restores || !catalog_->IsShared())) {
     session = kUnnotedSession;
     return restores ? Status()
                     : Explain(Status::Failed(

@@ -127,6 +127,16 @@ TEST_F(PosixS3PlaceTest, WhereTheServerTellsNoHashTheBytesAreCompared) {
   EXPECT_TRUE(Stored(name_) == bytes_);
 }
 
+TEST_F(PosixS3PlaceTest, OnlyAnObjectThatEndsTooEarlyIsDamaged) {
+  place_ = Open();
+  std::string got;
+  ASSERT_TRUE(place_->Put(name_, bytes_));
+  EXPECT_EQ(place_->Get(name_, bytes_.size() - 7, 8, got).What(), Kind::kDamaged);
+  network_.Follow([](int, const std::string&) { return Fault::kShortAnswer; });
+  const Status cut = place_->Get(name_, 0, bytes_.size(), got);
+  EXPECT_EQ(cut.What(), Kind::kFailed) << cut.Message();
+}
+
 TEST_F(PosixS3PlaceTest, WhatNeverGetsThroughFailsAndSaysWhereAndWhyButNoSecret) {
   place_ = Open();
   network_.Follow([](int, const std::string&) { return Fault::kBusy; });

@@ -366,6 +366,29 @@ TEST_F(PosixSharedCatalogTest, ACommitWhoseConnectionIsCutIsLookedUp) {
   }
 }
 
+TEST_F(PosixSharedCatalogTest, WhereverTheNetworkDropsARebuildSeesThatABackupIsNotOver) {
+  SocketProxy proxy(support::DatabasePlace() + "/" + support::kDatabaseSocket);
+  ASSERT_TRUE(BackUp(config_).status);
+  std::unique_ptr<Store> store;
+  ASSERT_TRUE(Store::Open(config_, Access::kWrite, store));
+  const platform::ProcessIdentity me = platform::ThisProcess();
+  const BackupByHand open(*store, {.owner = {me.space, me.number, me.start}});
+  ServerConfig through = config_;
+  through.database = support::DatabaseUrl(proxy.Directory());
+  bool cut = true;
+  int portion = 0;
+  for (; cut && portion < 200; ++portion) {
+    proxy.CutAt(portion, SocketProxy::Where::kBehind);
+    Store::Rebuilt rebuilt;
+    const Status done = Store::Rebuild(
+        through, [](const std::string&) {}, rebuilt);
+    cut = proxy.HasCut();
+    EXPECT_FALSE(done) << "cut at portion " << portion;
+  }
+  EXPECT_FALSE(cut);
+  EXPECT_GT(portion, 10);
+}
+
 TEST_F(PosixSharedCatalogTest, WhereverTheNetworkDropsNothingIsConfirmedThatIsNotThere) {
   SocketProxy proxy(support::DatabasePlace() + "/" + support::kDatabaseSocket);
   ASSERT_TRUE(BackUp(config_).status);

@@ -186,7 +186,11 @@ void BrokenNetwork::Carry(int client, std::string request, std::size_t head, Fau
       fault == Fault::kHideHash && hash != std::string::npos) {
     answer[hash] = 'y';
   }
-  if (fault == Fault::kCutAnswer) {
+  if (const std::size_t length = FindHeader(answer.substr(0, answerHead), "content-length");
+      fault == Fault::kShortAnswer && length != std::string::npos) {
+    answer[length] = 'x';
+  }
+  if (fault == Fault::kCutAnswer || fault == Fault::kShortAnswer) {
     const std::size_t body = answer.size() - answerHead;
     answer.resize(body == 0 ? answerHead / 2 : answerHead + body / 2);
   } else if (fault == Fault::kFailed) {

@@ -209,11 +209,14 @@ Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& pac
   return done ? gone : done;
 }
 
-Status Catalog::EndAdoption(const Uid& saveset) {
+Status Catalog::EndAdoption(const Uid& saveset, bool isProtected) {
   bool there = false;
   Status done = inside_->Transact([&] {
-    Status ended = inside_->Run("UPDATE saveset SET deleting = 0 WHERE uid = $1 AND deleting <> $2",
-                                {saveset.Bytes(), kDeleted});
+    Status ended = inside_->Run(
+        "UPDATE saveset SET protected = CASE WHEN deleting = 0 THEN protected ELSE $3 END, deleting = 0 "
+        "WHERE "
+        "uid = $1 AND deleting <> $2",
+        {saveset.Bytes(), kDeleted, isProtected});
     there = inside_->engine->Changed() != 0;
     return ended && there ? inside_->CountItems(saveset) : ended;
   });

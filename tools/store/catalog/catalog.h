@@ -276,9 +276,9 @@ class Catalog {
   // looked at. A good copy is in a good saveset that is not marked, and its packs are not damaged. False for
   // a saveset that runs, is marked or was withdrawn: nothing in it is a good copy.
   Status HoldsNewest(const Saveset& saveset, bool& holds);
-  // How many bytes these savesets free when they are deleted together with those that are marked already: the
-  // bytes of their packs that no other saveset needs.
-  Status RoomOf(const std::set<std::int64_t>& savesets, std::uint64_t& bytes);
+  // How many bytes these savesets free when they are deleted together with those that were marked at
+  // `markedBefore` or earlier: the bytes of their packs that no other saveset needs.
+  Status RoomOf(const std::set<std::int64_t>& savesets, std::int64_t markedBefore, std::uint64_t& bytes);
 
   // Gives the copies of everything that has this name, or that the pattern matches (names.h), newest saveset
   // first. If an exact name has none, the copies that are shown by it. `damaged`: a pack of the copy is not
@@ -372,8 +372,9 @@ class Catalog {
   using HasObject = std::function<Status(const PackFacts& pack, bool& has)>;
   Status AdoptItems(const Uid& saveset, const std::vector<PackFacts>& packs,
                     const std::vector<ItemRecord>& items, const HasObject& hasObject);
-  // Lets everybody find the saveset. kConflict if it was taken out.
-  Status EndAdoption(const Uid& saveset);
+  // Lets everybody find the saveset; a new one is protected or not from here on. kConflict if it was taken
+  // out.
+  Status EndAdoption(const Uid& saveset, bool isProtected);
   // Whether the saveset has a row, in whatever state.
   Status HasSavesetRow(const Uid& saveset, bool& has);
   // The savesets that were begun and not ended.
@@ -393,9 +394,9 @@ class Catalog {
   // Notes that the saveset has fewer items than it once had: its mover counts as failed. A saveset that was
   // closed as failed stays what it is.
   Status NoteTorn(std::int64_t saveset, const std::string& reason);
-  // To be called after that. Names as deleted the packs that no item needs, if their saveset is there with its
-  // end: without that, the pack with the item's record may be missing. Nobody is writing such a pack, since
-  // nothing else runs meanwhile.
+  // To be called after that. Names as deleted the packs that no item needs, if their saveset is there with
+  // its end: without that, the pack with the item's record may be missing. Nobody is writing such a pack,
+  // since nothing else runs meanwhile.
   Status NameUnneededPacks(std::uint64_t& count);
 
   // For the catalog's own files (catalog_inside.h).

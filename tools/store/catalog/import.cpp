@@ -327,21 +327,26 @@ Status Catalog::FinishImport(const std::function<void(const std::string& what)>&
       return checked;
     }
   }
-  if (Status begun = Begin(*inside_); !begun) {
-    return begun;
+  std::int64_t now = 0;
+  Status done = Begin(*inside_);
+  if (done) {
+    done = inside_->Run("DELETE FROM pack WHERE state = $1", {static_cast<int>(PackState::kUnseen)});
   }
-  if (Status forgotten =
-          inside_->Run("DELETE FROM pack WHERE state = $1", {static_cast<int>(PackState::kUnseen)});
-      !forgotten) {
-    return forgotten;
+  if (done) {
+    done = Now(now);
   }
-  return Commit(*inside_);
+  // No number that the old catalog gave to a session comes again: somebody may still use it.
+  if (done) {
+    done = inside_->Run("UPDATE counter SET value = $1 WHERE name = $2 AND value < $1", {now, "session"});
+  }
+  return done ? Commit(*inside_) : done;
 }
 
 Status Catalog::NameUnneededPacks(std::uint64_t& count) {
   return inside_->Transact([&] {
     Status named = inside_->Run(
-        "UPDATE pack SET state = $1 WHERE state = 1 AND saveset IN (SELECT id FROM saveset WHERE ended IS NOT "
+        "UPDATE pack SET state = $1 WHERE state = 1 AND saveset IN (SELECT id FROM saveset WHERE ended IS "
+        "NOT "
         "NULL) AND " +
             kIsUnneeded,
         {static_cast<int>(PackState::kDeleted)});

@@ -80,7 +80,8 @@ Status Catalog::HoldsNewest(const Saveset& saveset, bool& holds) {
                          {saveset.id, saveset.database}, holds);
 }
 
-Status Catalog::RoomOf(const std::set<std::int64_t>& savesets, std::uint64_t& bytes) {
+Status Catalog::RoomOf(const std::set<std::int64_t>& savesets, std::int64_t markedBefore,
+                       std::uint64_t& bytes) {
   bytes = 0;
   std::set<std::int64_t> packs;
   for (const std::int64_t saveset : savesets) {
@@ -89,7 +90,8 @@ Status Catalog::RoomOf(const std::set<std::int64_t>& savesets, std::uint64_t& by
     }
   }
   std::vector<std::int64_t> marked;
-  if (Status listed = inside_->ListNumbers("SELECT id FROM saveset WHERE marked IS NOT NULL", {}, marked);
+  if (Status listed =
+          inside_->ListNumbers("SELECT id FROM saveset WHERE marked <= $1", {markedBefore}, marked);
       !listed) {
     return listed;
   }

@@ -181,13 +181,14 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
     return LeaveAsItIs(saveset, copy.has_value());
   }
   if (done) {
-    done = CopyObjects(saveset);
+    done = CopyObjects(*still, copy.has_value());
   }
   if (done) {
-    done = to_.Rows().EndAdoption(saveset.uid);
+    done = to_.Rows().EndAdoption(saveset.uid, still->isProtected);
   }
   // This was in the copy, whose owner may delete the saveset at any time.
   if (done.What() == Status::Kind::kConflict) {
+    ++result_.later;
     return DropBrought();
   }
   std::optional<Saveset> now;
@@ -202,7 +203,7 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
 // No more of the saveset comes. If it is listed already, what came just now is counted in it, and what came
 // with a copy that ended before it had counted.
 Status RepositoryCopy::LeaveAsItIs(const Saveset& saveset, bool listed) {
-  const Status ended = listed ? to_.Rows().EndAdoption(saveset.uid) : Status();
+  const Status ended = listed ? to_.Rows().EndAdoption(saveset.uid, false) : Status();
   return ended || ended.What() == Status::Kind::kConflict ? DropBrought() : ended;
 }
 
@@ -281,23 +282,30 @@ Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::optional<Sav
   return done && !bad_.empty() ? DropBrought() : done;
 }
 
-Status RepositoryCopy::CopyObjects(const Saveset& saveset) {
+// A saveset that is listed already keeps the protection that it has in the copy.
+Status RepositoryCopy::CopyObjects(const Saveset& saveset, bool listed) {
+  const ObjectShelf shelf{to_.Objects(), to_.Secrets(), to_.Id()};
   SavesetObjects objects;
   Status done = ReadSavesetObjects({from_.Objects(), from_.Secrets(), from_.Id()}, saveset.uid, objects);
   if (IsDamage(done) || (done && !objects.begun)) {
     ++result_.damages;
     const std::string why = done ? "its beginning is missing" : done.Message();
     listener_.damaged({"saveset " + saveset.name + ": " + why + "; the copy has it from the catalog", {}});
-    return WriteObjects(saveset);
+    done = WriteObjects(saveset);
+  } else {
+    for (const char* which : {"begin", "end", "closed", "failed"}) {
+      done = done ? CopyObject(SavesetObject(saveset.uid, which)) : done;
+    }
+    // The object is missing if the first repository had no room for it.
+    if (done && saveset.sessionFailed && !objects.saveset.sessionFailed) {
+      done = PutBackupFailed(shelf, saveset.uid, TimeOf(saveset));
+    }
   }
-  for (const char* which : {"begin", "end", "closed", "failed", "protected"}) {
-    done = done ? CopyObject(SavesetObject(saveset.uid, which)) : done;
+  if (!done || listed) {
+    return done;
   }
-  // The object is missing if the first repository had no room for it.
-  if (done && saveset.sessionFailed && !objects.saveset.sessionFailed) {
-    done = PutBackupFailed({to_.Objects(), to_.Secrets(), to_.Id()}, saveset.uid, TimeOf(saveset));
-  }
-  return done;
+  return saveset.isProtected ? PutSavesetProtected(shelf, saveset.uid, TimeOf(saveset))
+                             : DeleteSavesetProtected(to_.Objects(), saveset.uid);
 }
 
 Status RepositoryCopy::CopyObject(const std::string& name) {
@@ -322,10 +330,7 @@ Status RepositoryCopy::WriteObjects(const Saveset& saveset) {
   if (done) {
     done = PutSavesetClosed(shelf, saveset.uid, state, time);
   }
-  if (done && saveset.sessionFailed) {
-    done = PutBackupFailed(shelf, saveset.uid, time);
-  }
-  return done && saveset.isProtected ? PutSavesetProtected(shelf, saveset.uid, time) : done;
+  return done && saveset.sessionFailed ? PutBackupFailed(shelf, saveset.uid, time) : done;
 }
 
 }  // namespace store

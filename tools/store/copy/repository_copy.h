@@ -22,6 +22,7 @@ class RepositoryCopy {
     std::uint64_t savesets = 0;  // that were copied
     std::uint64_t there = 0;     // that were there already
     std::uint64_t open = 0;      // whose backup is not over: the next copy brings them
+    std::uint64_t later = 0;     // that something is being deleted for in the copy: the same
     std::uint64_t packs = 0;
     std::uint64_t bytes = 0;
     std::uint64_t damages = 0;
@@ -54,7 +55,7 @@ class RepositoryCopy {
   Status DropBrought();
   Status LeaveAsItIs(const Saveset& saveset, bool listed);
   Status FindTorn(const Saveset& saveset, std::set<std::uint64_t>& torn);
-  Status CopyObjects(const Saveset& saveset);
+  Status CopyObjects(const Saveset& saveset, bool listed);
   Status CopyObject(const std::string& name);
   Status WriteObjects(const Saveset& saveset);
   [[nodiscard]] bool IsBad(const Catalog::ItemRecord& record) const;

@@ -239,7 +239,15 @@ Status S3Place::Get(const std::string& name, std::uint64_t offset, std::size_t s
                       Status::Failed("the server gave another range than it was asked for"));
   }
   if (answer.body.size() < size) {
-    return ends(offset + answer.body.size());
+    // Only if the server says that the object ends there, it does.
+    const std::uint64_t end = offset + answer.body.size();
+    const std::string range = answer.Header("content-range");
+    return range.ends_with("/" + std::to_string(end))
+               ? ends(end)
+               : Unanswered(
+                     "cannot be read", request,
+                     Status::Failed("the server's answer ended after " + std::to_string(answer.body.size()) +
+                                    " of " + std::to_string(size) + " bytes"));
   }
   bytes = std::move(answer.body);
   return {};

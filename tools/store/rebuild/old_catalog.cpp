@@ -10,15 +10,14 @@
 namespace store {
 namespace {
 
-// For a catalog that many hosts share: its runs say there that they are alive. If it cannot be read, this is
-// no failure: a rebuild is made for that.
+// For a catalog that many hosts share: its runs say there that they are alive.
 Status RefuseRuns(Catalog& old, Place& place) {
   std::vector<Run> runs;
   std::int64_t now = 0;
-  if (!old.ListRuns(runs) || !old.Now(now)) {
-    return {};
+  Status done = PassIfLost(old.ListRuns(runs));
+  if (done && !runs.empty()) {
+    done = old.Now(now);
   }
-  Status done;
   for (auto run = runs.begin(); done && run != runs.end(); ++run) {
     bool over = false;
     done = IsRunOver(old, place, *run, now, over);
@@ -46,15 +45,13 @@ Status PutFailedIfMissing(const ObjectShelf& shelf, const Uid& saveset, std::int
 Status TakeFailed(Catalog& old, const ObjectShelf& shelf) {
   std::vector<std::int64_t> failed;
   std::int64_t now = 0;
-  if (!old.ListFailedBackups(failed) || !old.Now(now)) {
-    return {};
+  Status done = PassIfLost(old.ListFailedBackups(failed));
+  if (done && !failed.empty()) {
+    done = old.Now(now);
   }
-  Status done;
-  for (const std::int64_t session : failed) {
+  for (auto session = failed.begin(); done && session != failed.end(); ++session) {
     std::vector<Uid> savesets;
-    if (!old.ListSavesetsOfSession(session, savesets)) {
-      continue;
-    }
+    done = PassIfLost(old.ListSavesetsOfSession(*session, savesets));
     for (auto saveset = savesets.begin(); done && saveset != savesets.end(); ++saveset) {
       done = PutFailedIfMissing(shelf, *saveset, now);
     }
@@ -66,15 +63,15 @@ Status TakeFailed(Catalog& old, const ObjectShelf& shelf) {
 Status TakeSessions(Catalog& old, const ObjectShelf& shelf) {
   std::vector<Session> broken;
   bool alive = false;
-  if (!ListBrokenBackups(old, broken, alive)) {
-    return {};
+  Status done = PassIfLost(ListBrokenBackups(old, broken, alive));
+  if (done && alive) {
+    return Status::Failed("a backup is not over: wait for the end of backint, then call again");
   }
-  Status done =
-      alive ? Status::Failed("a backup is not over: wait for the end of backint, then call again") : Status();
   for (auto session = broken.begin(); done && session != broken.end(); ++session) {
     // After its row was read, and before its process was looked for, the process may have closed it as good.
     std::optional<Session> now;
-    if (old.FindSession(session->id, now) && now && !now->closed) {
+    done = PassIfLost(old.FindSession(session->id, now));
+    if (done && now && !now->closed) {
       done = NoteBackupFailed(old, shelf, session->id);
       done = IsDamage(done) ? Status() : done;
     }
@@ -87,8 +84,8 @@ Status TakeSessions(Catalog& old, const ObjectShelf& shelf) {
 Status LookAtOld(CatalogHome& home, const ObjectShelf& shelf) {
   std::unique_ptr<SqlEngine> engine;
   Uid other;
-  if (!home.Connect(MakeCatalog::kNever, engine)) {
-    return {};
+  if (Status connected = home.Connect(MakeCatalog::kNever, engine); !connected) {
+    return PassIfLost(connected);
   }
   if (IsOfAnother(*engine, shelf.repository, other)) {
     return engine->IsShared()

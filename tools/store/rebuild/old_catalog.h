@@ -9,7 +9,7 @@ namespace store {
 
 // Fails while a backup runs. Puts an object for each session that broke off, since the new catalog knows no
 // sessions. Called after the moment from which changes of the old catalog end the rebuild. If that catalog is
-// missing or cannot be used, this is no failure: a rebuild is made for that.
+// missing or damaged, this is no failure: a rebuild is made for that. (`PassIfLost`)
 Status LookAtOld(CatalogHome& home, const ObjectShelf& shelf);
 
 }  // namespace store

@@ -1,4 +1,5 @@
 // Directories, which are completed by their own record, and the end of the run.
+#include "store/catalog_home.h"
 #include "store/dead_runs.h"
 #include "store/names.h"
 #include "store/save/saveset_writer_inside.h"
@@ -151,7 +152,11 @@ Status SavesetWriter::Inside::End(bool good, bool firstLevel, const std::string&
 Status SavesetWriter::Inside::EndRun(Catalog& rows, bool clean, const std::string& why) {
   const ObjectShelf shelf{store_.Objects(), store_.Secrets(), store_.Id()};
   lease_.reset();
-  const Status noted = clean ? NoteEnd(rows, shelf, saveset_.uid, Mover::kEndedClean) : Status();
+  // A rebuild may have moved the catalog elsewhere meanwhile. Then the new one does not know this run.
+  Status noted = clean ? CheckCatalogIsMeant(store_.Config(), store_.Objects()) : Status();
+  if (clean && noted) {
+    noted = NoteEnd(rows, shelf, saveset_.uid, Mover::kEndedClean);
+  }
   const bool good = clean && noted;
   const Status ended = good ? rows.EndRun(run_, Mover::kEndedClean, "")
                             : rows.EndRun(run_, Mover::kEndedFailed, noted ? why : noted.Message());

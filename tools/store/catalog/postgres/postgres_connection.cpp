@@ -394,7 +394,8 @@ Status PostgresConnection::Failure(const PGresult* result, const std::string& te
     return Status::Conflict("the catalog is busy: other programs changed the same at the same time (" +
                             words + ")");
   }
-  if (kind == "XX" && state != "XX000") {
+  // Also a table, a column or a file that is not there: they are the same in every catalog.
+  if ((kind == "XX" && state != "XX000") || state == "42P01" || state == "42703" || state == "58P01") {
     return Status::Damaged("the catalog is damaged (" + words + "): make it anew with `korvo rebuild`");
   }
   if (state == "53100") {

@@ -277,6 +277,18 @@ Status FindOrMake(PostgresConnection& connection, const PostgresOptions& options
       there = static_cast<bool>(done);
     }
   }
+  bool forbidden = false;
+  if (done && !there) {
+    done =
+        IsTrue(connection,
+               "SELECT EXISTS(SELECT 1 FROM pg_catalog.pg_namespace WHERE nspname = convert_from($1, 'UTF8') "
+               "AND NOT has_schema_privilege(oid, 'USAGE'))",
+               {options.schema}, forbidden);
+  }
+  if (done && forbidden) {
+    return Status::Failed("the catalog cannot be used (" + TellPostgres(options) +
+                          "): its database role has no right to use the schema (GRANT USAGE ON SCHEMA)");
+  }
   if (done && !there) {
     return Status::Missing("the catalog is missing (" + TellPostgres(options) +
                            "): make it anew with `korvo rebuild`");
