@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <set>
 
 #include "platform/platform.h"
 #include "store/base/bytes.h"
@@ -269,6 +270,21 @@ class KeysTest : public testing::Test {
   const std::string key_ = directory_.Path() + "/key";
   Keys keys_;
 };
+
+TEST_F(KeysTest, NoRepositoryHasThoseOfAnother) {
+  for (const bool encrypt : {false, true}) {
+    std::set<std::string> ids;
+    std::set<std::string> parts;
+    for (int i = 0; i < 3; ++i) {
+      Keys keys;
+      ASSERT_TRUE(Keys::Make(encrypt, kRepository, keys));
+      ids.insert(keys.IdOf("bytes").Hex());
+      parts.insert(keys.HeaderPart());
+    }
+    EXPECT_EQ(ids.size(), 3U);
+    EXPECT_EQ(parts.size(), 3U);
+  }
+}
 
 TEST_F(KeysTest, ASaverCannotReadAndAReaderCan) {
   Keys saver;

@@ -533,6 +533,35 @@ TEST_F(StoreTest, ASavesetWithoutItsBeginningIsRecoveredIfThatIsDamaged) {
   EXPECT_EQ(Restored(name, file), "bytes");
 }
 
+TEST_F(StoreTest, ADamagedObjectThatTellsByBeingThereStillTells) {
+  const std::string kept = BackUp({Write("file", "bytes")});
+  std::string failed;
+  {
+    const auto store = Open();
+    BackupByHand backup(*store);
+    backup.Begin();
+    backup.Save(directory_.File("file"));
+    backup.EndMover();
+    backup.CloseJob(State::kGood);
+    backup.CloseSession(State::kFailed);
+    failed = backup.result.saveset;
+    ASSERT_TRUE(store->Protect(kept, true));
+  }
+  for (const fs::path& object : Files("savesets")) {
+    if (object.extension() == ".protected" || object.extension() == ".failed") {
+      Flip(object, fs::file_size(object) - 20);
+    }
+  }
+  EXPECT_EQ(Rebuild().size(), 2U);
+  const auto store = Open(Access::kRead);
+  for (const std::string& name : {kept, failed}) {
+    std::optional<Saveset> row;
+    ASSERT_TRUE(store->Rows().FindSaveset(name, row) && row);
+    EXPECT_EQ(row->isProtected, name == kept);
+    EXPECT_EQ(row->sessionFailed, name == failed);
+  }
+}
+
 TEST_F(StoreTest, ARunningBackupIsNotRebuiltUnder) {
   const auto store = Open();
   BackupByHand backup(*store);

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "korvo/commands.h"
 #include "korvo/expire_plan.h"
@@ -54,6 +56,19 @@ std::string AboutMarked(const Options& options, const ExpirePlan& plan) {
                                   : ", and will be deleted. Only korvo keep takes that back.");
 }
 
+// What goes, what had been marked before, or that nothing does either.
+std::vector<std::string> LastLines(const Options& options, const ExpirePlan& plan,
+                                   const store::Store& store) {
+  std::vector<std::string> lines;
+  if (!plan.Going().empty()) {
+    lines.push_back(WhatHappened(options, plan, store));
+  }
+  if (std::string marked = AboutMarked(options, plan); !marked.empty()) {
+    lines.push_back(std::move(marked));
+  }
+  return lines.empty() ? std::vector<std::string>{"Nothing goes."} : lines;
+}
+
 void TellPeople(const Options& options, const ExpirePlan& plan, const store::Store& store) {
   Table table({{"SAVESET"}, {"TIME"}, {"STATE"}, {"STAYS BY"}});
   for (const ExpireEntry& entry : plan.entries) {
@@ -63,12 +78,8 @@ void TellPeople(const Options& options, const ExpirePlan& plan, const store::Sto
                                     : KeptText(entry.kept)});
   }
   table.Print();
-  const std::string marked = AboutMarked(options, plan);
-  if (marked.empty() || !plan.Going().empty()) {
-    Print(plan.Going().empty() ? "Nothing goes." : WhatHappened(options, plan, store));
-  }
-  if (!marked.empty()) {
-    Print(marked);
+  for (const std::string& line : LastLines(options, plan, store)) {
+    Print(line);
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <string_view>
 
 #include "backint/base/path.h"
 #include "backint/base/trace.h"
@@ -22,6 +23,11 @@ bool RefusesEntry(const std::string& name, const std::string& path) {
   }
   if (name.find('\\') != std::string::npos) {
     TRACE(1, "ERROR: a name with a backslash cannot be backed up: %s.", path.c_str());
+    return true;
+  }
+  // A list of items shows where a name ends by nothing else.
+  if (!name.empty() && std::string_view(" \t\r").find(name.back()) != std::string_view::npos) {
+    TRACE(1, "ERROR: a name with a blank at its end cannot be backed up: [%s].", path.c_str());
     return true;
   }
   return false;

@@ -37,14 +37,21 @@ constexpr int TraceFSkip(const char* format) { return TraceFMarked(format) ? 4 :
 // Whether a message of this level would be written.
 bool TraceShows(int level);
 
+// Errors have level 1, warnings level 2.
+constexpr bool TraceLevelFits(int level, std::string_view format) {
+  return format.starts_with("ERROR") ? level == 1 : !format.starts_with("WARNING") || level == 2;
+}
+
 // A trace call. It formats the text only if the level is shown. `TRACE_AS` names the module that writes;
 // `TRACE` takes it from `kTraceSource`, which the source file defines.
 #define TRACE_AS(source, level, ...)                                  \
   do {                                                                \
+    static_assert(TraceLevelFits(level, TRACE_FORMAT(__VA_ARGS__)));  \
     if (TraceShows(level)) {                                          \
       WriteTrace((source), __LINE__, FormatText(__VA_ARGS__), level); \
     }                                                                 \
   } while (false)
+#define TRACE_FORMAT(format, ...) format
 #define TRACE(level, ...) TRACE_AS(kTraceSource, level, __VA_ARGS__)
 
 // While such an object lives, trace lines are gathered and written several at a time, the last ones when the

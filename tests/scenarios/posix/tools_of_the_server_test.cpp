@@ -104,7 +104,7 @@ TEST_F(PosixToolsOfTheServer, TheirLoginIsNotInTheListOfProcesses) {
 
 // ---- The caller ------------------------------------------------------------------------------------------
 
-// A shell that is called backint starts a mover, which waits for the catalog for ten minutes.
+// A shell that is called backint starts a mover, which waits for the catalog for twenty minutes.
 TEST_F(PosixToolsOfTheServer, AMoverEndsSoonAfterTheBackintThatStartedIt) {
   scenario_.WriteText("item", "x");
   const std::string saveset = OpenJob();

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <map>
 
+#include "store/place/s3_client.h"
 #include "store/place/s3_xml.h"
 #include "store/place_backings.h"
 #include "support/broken_network.h"
@@ -236,6 +237,17 @@ TEST_F(PosixS3PlaceTest, AListOfManyObjectsComesInPages) {
   }));
   EXPECT_EQ(listed.size(), 12u);
   EXPECT_EQ(network_.Methods().size(), 3u);
+}
+
+TEST(PosixS3EndpointTest, OnlyThisMachineIsLoopback) {
+  for (const char* here :
+       {"http://localhost:9000", "localhost", "http://127.0.0.1/x", "https://[::1]:9000"}) {
+    EXPECT_TRUE(IsLoopback(here)) << here;
+  }
+  for (const char* away :
+       {"http://localhost.example.com", "http://127.0.0.1.example.com", "http://[::2]", "xlocalhost"}) {
+    EXPECT_FALSE(IsLoopback(away)) << away;
+  }
 }
 
 TEST(PosixS3XmlTest, OnlyAWholeListIsAList) {
