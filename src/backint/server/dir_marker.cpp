@@ -67,5 +67,9 @@ void DeleteDirMarker(const std::string& path) {
   if (isSeen || !platform::MeansMissing(found.error)) {
     platform::RemoveFile(path);
   }
-  TRACE(3, isSeen ? "INFO: File deleted: [%s]." : "INFO: File could not be found: [%s].", path.c_str());
+  if (isSeen) {
+    TRACE(3, "INFO: File deleted: [%s].", path.c_str());
+  } else {
+    TRACE(3, "INFO: File could not be found: [%s].", path.c_str());
+  }
 }
