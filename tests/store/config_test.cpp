@@ -64,6 +64,8 @@ TEST_F(ConfigTest, MacrosAreFilledIn) {
   EXPECT_EQ(config_.repository, root_ + "/pp1");
   EXPECT_EQ(Read("[prod]\nrepository={R}\nuser=u\npassword=\"%(x) # p\"\n"), "");
   EXPECT_EQ(config_.password, "%(x) # p");
+  EXPECT_EQ(Read("[prod]\nrepository={R}/%(AZ)@[\naz=1\n"), "");
+  EXPECT_EQ(config_.repository, root_ + "/1@[");
 
   EXPECT_EQ(Read("[prod]\nrepository=%(a)\na=%(b)\nb=x%(a)\n"), In(4, "%(a) leads back to itself"));
   EXPECT_EQ(Read("[prod]\nrepository=%(gone)\n"),
@@ -89,6 +91,13 @@ TEST_F(ConfigTest, AServerIsNeverSilentlyAnotherOne) {
   EXPECT_EQ(Read("[DEFAULT]\nrepository={R}\n"), "");
   EXPECT_EQ(config_.section, "DEFAULT");
   EXPECT_EQ(TellServer(config_), "repository " + root_ + ", section [DEFAULT] of " + File());
+  for (const std::string& right : {std::string(61, 'n'), std::string(61, 'n') + ":5000:u:p"}) {
+    EXPECT_TRUE(ReadServerConfigFrom(File(), right, config_)) << right;
+  }
+  for (const std::string& wrong :
+       {std::string(62, 'n'), std::string("a[b"), std::string("a]b"), std::string(":1")}) {
+    EXPECT_FALSE(ReadServerConfigFrom(File(), wrong, config_)) << wrong;
+  }
   EXPECT_EQ(Read("[prod]\nrepository={R}\n[PROD]\nrepository={R}/2\n"),
             In(3, "section [PROD] began in line 1 already: put its settings there"));
   EXPECT_EQ(Read("[prod]\nrepository={R}\nrepository={R}/2\n"),
@@ -96,7 +105,10 @@ TEST_F(ConfigTest, AServerIsNeverSilentlyAnotherOne) {
 }
 
 TEST_F(ConfigTest, MistakesAreNamedByFileAndLine) {
-  EXPECT_EQ(Read("[prod]\nrepositry={R}\n"), In(2, "there is no key repositry: did you mean repository?"));
+  for (const std::string key : {"repositry", "repositoxyz"}) {
+    EXPECT_EQ(Read("[prod]\n" + key + "={R}\n"),
+              In(2, "there is no key " + key + ": did you mean repository?"));
+  }
   EXPECT_NE(Read("[prod]\nrepository={R}\ncolour=red\n")
                 .find("line 3: there is no key colour: the keys are repository"),
             std::string::npos);
@@ -124,6 +136,12 @@ TEST_F(ConfigTest, MistakesAreNamedByFileAndLine) {
            "grace = " + std::string(value) +
                ": a whole number with its unit is expected, s, m, h or d as in 24h, of at most 100 years"));
   }
+  EXPECT_EQ(Read("[prod]\nrepository={R}\ngrace=36600d\ncatalog_schema=" + std::string(50, 's') + "\n"), "");
+  EXPECT_NE(Read("[prod]\nrepository={R}\ncatalog_schema=" + std::string(51, 's') + "\n"), "");
+  EXPECT_TRUE(Read("[prod]\n= x\n").starts_with(In(2, "this line is neither")));
+  EXPECT_TRUE(Read("[ ]\n").starts_with(In(1, "a section begins")));
+  EXPECT_NE(Read(std::string(1U << 20, '#')).find("has no section [prod]"), std::string::npos);
+  EXPECT_NE(Read(std::string((1U << 20) + 1, '#')).find("is larger than 1 MiB"), std::string::npos);
   EXPECT_EQ(Read("[prod]\nrepository={R}\nin_place=1\n"), In(3, "in_place = 1: yes or no is expected"));
   EXPECT_EQ(Read("[prod]\nrepository={R}\nuser=me\n"),
             In(3, "user and password go together: set both, or neither"));
@@ -206,6 +224,16 @@ TEST_F(ConfigTest, ABucketNeedsItsServerItsKeysAndACatalog) {
        {"s3://", "s3://ab", "s3://Capitals", "s3://bucket/a//b", "s3://bucket/../a", "s3://bucket/a b"}) {
     lacks("[prod]\nrepository = " + wrong + "\n", "s3://bucket/prefix is expected");
   }
+  const std::string longest(63, 'b');
+  for (const std::string& wrong :
+       std::vector<std::string>{"s3://a..b", "s3://.ab", "s3://ab.", "s3://b" + longest, "s3://bucket/./a",
+                                "s3://bucket/a//", "s3://bucket/" + std::string(501, 'p')}) {
+    lacks("[prod]\nrepository = " + wrong + "\n", "s3://bucket/prefix is expected");
+  }
+  for (const std::string& right :
+       std::vector<std::string>{"s3://abc", "s3://" + longest, "s3://bucket/" + std::string(500, 'p')}) {
+    EXPECT_EQ(Read("[prod]\nrepository = " + right + "\ncatalog = {R}/c\n" + keys + endpoint), "") << right;
+  }
 }
 
 TEST_F(ConfigTest, CredentialsComeFromAFileOfTheirOwn) {
@@ -224,6 +252,14 @@ TEST_F(ConfigTest, CredentialsComeFromAFileOfTheirOwn) {
   support::WriteForOwner(file, "[other]\naccess_key = other\nsecret_key = other\n");
   EXPECT_NE(Read(text).find("has no access_key and secret_key in section [prod] or [DEFAULT]"),
             std::string::npos);
+  for (const std::string half :
+       {"access_key=a", "secret_key=s", "access_key=a\nsecret_key=", "access_key=\nsecret_key=s"}) {
+    support::WriteForOwner(file, "[prod]\n" + half + "\n");
+    EXPECT_NE(Read(text).find("has no access_key and secret_key"), std::string::npos) << half;
+  }
+  support::WriteForOwner(file, "[DEFAULT]\naccess_key = all\nsecret_key = s\n");
+  EXPECT_EQ(Read(text), "");
+  EXPECT_EQ(config_.bucket.accessKey, "all");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <set>
 
 #include "platform/platform.h"
@@ -12,6 +13,7 @@
 #include "store/keys/block_cipher.h"
 #include "store/pack/map.h"
 #include "store/pack/record.h"
+#include "store/saveset_objects.h"
 #include "support/run_program.h"
 
 namespace store {
@@ -225,6 +227,209 @@ TEST(Format, DamageOfAnyBitIsRefused) {
   });
 }
 
+// The hashes are right, but no writer makes such tables.
+TEST(Format, TablesThatNoWriterMakesAreRefused) {
+  const std::string header = EncodeHeader(PlainHeader());
+  const auto reads = [&header](const std::vector<BlockEntry>& blocks, std::uint32_t items,
+                               std::uint64_t gap) {
+    PackTables tables = SomeTables();
+    tables.blocks = blocks;
+    tables.items = items;
+    std::uint64_t begin = header.size() + gap;
+    for (const BlockEntry& block : blocks) {
+      begin += block.stored;
+    }
+    const std::string end = EncodeEnd(kPack, header, begin, tables);
+    const std::string_view bytes = end;
+    const std::size_t size = end.size() - kTrailerSize;
+    Trailer trailer;
+    return DecodeTrailer(bytes.substr(size), kPack, begin + end.size(), trailer) &&
+           DecodeTables(header, bytes.substr(0, size), trailer, tables);
+  };
+  const BlockEntry data{BlockKind::kData, Codec::kPlain, kBlockSize + 64, kBlockSize, {}};
+  const BlockEntry maps{BlockKind::kMaps, Codec::kZstd, 1, kLargestBlock, {}};
+  const BlockEntry records{BlockKind::kRecords, Codec::kZstd, 1, kLargestBlock, {}};
+  const BlockEntry one{BlockKind::kRecords, Codec::kZstd, 1, 1, {}};
+  EXPECT_TRUE(reads({data, maps, records, records}, kMostItemsOfPack, 0));
+  EXPECT_FALSE(reads({data}, kMostItemsOfPack + 1, 0));
+  EXPECT_FALSE(reads({data}, 2, 1));
+  EXPECT_FALSE(reads({records, records, one}, 2, 0));
+  const std::vector<BlockEntry> bad = {{BlockKind::kData, Codec::kPlain, 1, kBlockSize + 1, {}},
+                                       {BlockKind::kData, Codec::kPlain, 66, 1, {}},
+                                       {BlockKind::kData, Codec::kPlain, 0, 1, {}},
+                                       {BlockKind::kData, Codec::kPlain, 1, 0, {}},
+                                       {BlockKind::kMaps, Codec::kPlain, 1, kLargestBlock + 1, {}},
+                                       {static_cast<BlockKind>(3), Codec::kPlain, 1, 1, {}},
+                                       {BlockKind::kData, static_cast<Codec>(2), 1, 1, {}}};
+  for (std::size_t i = 0; i < bad.size(); ++i) {
+    EXPECT_FALSE(reads({bad[i]}, 2, 0)) << i;
+  }
+  // The numbers in front of the trailer's hash have to fit by themselves: they tell what is read next.
+  const std::string end = EncodeEnd(kPack, header, 592, SomeTables());
+  const std::string trailer = end.substr(end.size() - kTrailerSize);
+  ExpectDamageIsRefused(trailer.substr(0, 48), [&](std::string_view start) {
+    Trailer decoded;
+    return static_cast<bool>(
+        DecodeTrailer(std::string(start) + trailer.substr(48), kPack, 592 + end.size(), decoded));
+  });
+}
+
+TEST(Format, MapsThatNoWriterMakesAreRefused) {
+  MapLeaf leaf;
+  MapTree tree;
+  const std::string leafBytes = EncodeLeaf(SomeLeaf());
+  const std::string treeBytes = EncodeTree(SomeTree());
+  ASSERT_TRUE(DecodeLeaf(leafBytes, leaf) && DecodeTree(treeBytes, tree));
+  EXPECT_EQ(EncodeLeaf(leaf), leafBytes);
+  EXPECT_EQ(EncodeTree(tree), treeBytes);
+  EXPECT_FALSE(DecodeLeaf(leafBytes + "x", leaf) || DecodeTree(treeBytes + "x", tree));
+  EXPECT_FALSE(DecodeLeaf(treeBytes, leaf) || DecodeTree(leafBytes, tree));
+  const auto reads = [](const std::function<void(MapLeaf&)>& change) {
+    MapLeaf some = SomeLeaf();
+    change(some);
+    return static_cast<bool>(DecodeLeaf(EncodeLeaf(some), some));
+  };
+  const std::map<std::uint32_t, bool> sizes = {
+      {4096, false}, {8192, true}, {12288, false}, {1U << 20, true}, {1U << 21, false}};
+  for (const auto& entry : sizes) {
+    EXPECT_EQ(reads([&entry](MapLeaf& some) { some.chunkSize = entry.first; }), entry.second) << entry.first;
+  }
+  const auto holes = [&reads](const std::vector<Hole>& all) {
+    return reads([&all](MapLeaf& some) { some.holes = all; });
+  };
+  constexpr std::uint64_t kAll = 8192 * kChunksOfLeaf;
+  EXPECT_TRUE(holes({{0, kAll}}) && holes({{kAll - 1, 1}}) && holes({{100, 100}, {kAll - 100, 100}}));
+  EXPECT_FALSE(holes({{0, 0}}) || holes({{0, kAll + 1}}) || holes({{kAll, 1}}) || holes({{kAll + 1, 1}}));
+  EXPECT_FALSE(holes({{100, 100}, {kAll - 100, 101}}) || holes({{100, 100}, {kAll + 50, 1}}));
+  std::vector<Hole> many;
+  for (std::uint64_t i = 0; i < 8192; ++i) {
+    many.push_back({2 * i, 1});
+  }
+  EXPECT_TRUE(holes(many));
+  many.push_back({std::uint64_t{2} * 8192, 1});
+  EXPECT_FALSE(holes(many)) << "denser than one in 1,024 bytes";
+  const auto chunks = [&reads](const std::vector<ChunkPlace>& all) {
+    return reads([&all](MapLeaf& some) { some.chunks = all; });
+  };
+  const ChunkPlace zero{{}, true, 0, 0, 0};
+  constexpr std::uint32_t kEnd = kBlockSize;
+  EXPECT_TRUE(chunks(std::vector<ChunkPlace>(kChunksOfLeaf, zero)));
+  EXPECT_FALSE(chunks(std::vector<ChunkPlace>(kChunksOfLeaf + 1, zero)));
+  EXPECT_TRUE(chunks({{kPack, false, 1, UINT32_MAX, kEnd - 1}}));
+  EXPECT_TRUE(chunks({{kPack, false, 0, 3, kEnd - 8193}, {kPack, false, 0, 3, kEnd - 1}}));
+  EXPECT_FALSE(chunks({{kPack, false, 0, 3, kEnd - 8192}, {kPack, false, 0, 3, kEnd}}));
+  EXPECT_FALSE(chunks({{kPack, false, 0, 3, kEnd}}) || chunks({{kPack, false, 2, 3, 0}}));
+  // What the encoder cannot be made to write.
+  const auto run = [&leaf](std::uint64_t head) {
+    return static_cast<bool>(
+        DecodeLeaf(Encoder().U8(1).Varint(8192).Varint(0).Varint(0).Varint(1).Varint(head).Bytes(), leaf));
+  };
+  EXPECT_TRUE(run(2));
+  EXPECT_FALSE(run(0) || run(4));
+  EXPECT_FALSE(DecodeLeaf(Encoder()
+                              .U8(1)
+                              .Varint(8192)
+                              .Varint(1)
+                              .Id(kPack)
+                              .Varint(0)
+                              .Varint(1)
+                              .Varint(3)
+                              .Varint(0)
+                              .Varint(std::uint64_t{1} << 32)
+                              .Varint(0)
+                              .Id(kPack)
+                              .Bytes(),
+                          leaf));
+  const auto oneLeaf = [&tree](std::uint64_t chunkSize, std::uint64_t pack) {
+    return static_cast<bool>(DecodeTree(Encoder()
+                                            .U8(2)
+                                            .Varint(chunkSize)
+                                            .Varint(1)
+                                            .Id(kPack)
+                                            .Varint(1)
+                                            .Id(kPack)
+                                            .Varint(pack)
+                                            .Varint(0)
+                                            .Varint(0)
+                                            .Varint(5)
+                                            .Bytes(),
+                                        tree));
+  };
+  EXPECT_TRUE(oneLeaf(8192, 0));
+  EXPECT_FALSE(oneLeaf(8192, 1) || oneLeaf(4096, 0));
+  constexpr std::uint64_t kGiB = std::uint64_t{1} << 30;
+  const std::map<std::uint64_t, std::uint32_t> sizeFor = {{0, 8},
+                                                          {64 * kGiB, 8},
+                                                          {64 * kGiB + 1, 16},
+                                                          {256 * kGiB, 16},
+                                                          {256 * kGiB + 1, 32},
+                                                          {1024 * kGiB, 32},
+                                                          {1024 * kGiB + 1, 64},
+                                                          {4096 * kGiB, 64},
+                                                          {4096 * kGiB + 65536, 128},
+                                                          {kLargestFile, 1024}};
+  for (const auto& [size, kib] : sizeFor) {
+    EXPECT_EQ(ChunkSizeFor(size), kib * 1024) << size;
+  }
+}
+
+TEST(Format, RecordsThatNoWriterMakesAreRefused) {
+  Item item;
+  for (const unsigned flag : {1U, 2U, 4U}) {
+    Item some = SomeItem();
+    some.facts.sparse = flag == 1;
+    some.marker = flag == 2;
+    some.changed = flag == 4;
+    some.link = "to";
+    some.directory = 3;
+    some.entries = 4;
+    const std::string bytes = EncodeRecord(some, kRepository, kSaveset);
+    ASSERT_TRUE(DecodeRecord(bytes, kRepository, kSaveset, item));
+    EXPECT_EQ(EncodeRecord(item, kRepository, kSaveset), bytes);
+    EXPECT_TRUE(item.facts.sparse == (flag == 1) && item.marker == (flag == 2) &&
+                item.changed == (flag == 4));
+  }
+  const auto reads = [&item](std::uint64_t tag, const Encoder& value) {
+    const std::string fields = Encoder().Varint(tag).Text(value.Bytes()).Take();
+    Checksum hash;
+    hash.Add(kRepository.Bytes());
+    hash.Add(kSaveset.Bytes());
+    hash.Add(fields);
+    return static_cast<bool>(DecodeRecord(
+        Encoder().Raw(fields).Varint(127).Text(hash.Value().Bytes()).Bytes(), kRepository, kSaveset, item));
+  };
+  constexpr std::uint64_t kSmall = UINT32_MAX;
+  EXPECT_TRUE(reads(3, Encoder().U8(3)) && reads(4, Encoder().Varint(2 * kLargestFile)) &&
+              reads(5, Encoder().I64(0).U32(999'999'999)) &&
+              reads(6, Encoder().Varint(kSmall).Varint(kSmall).Varint(kSmall)) &&
+              reads(11, Encoder().Id(kPack).Varint(0).Varint(0).Varint(1)));
+  EXPECT_FALSE(reads(3, Encoder().U8(4)) || reads(3, Encoder().U16(0)) ||
+               reads(4, Encoder().Varint(2 * kLargestFile + 1)) ||
+               reads(5, Encoder().I64(0).U32(1'000'000'000)));
+  EXPECT_FALSE(reads(6, Encoder().Varint(kSmall + 1).Varint(0).Varint(0)) ||
+               reads(6, Encoder().Varint(0).Varint(kSmall + 1).Varint(0)) ||
+               reads(6, Encoder().Varint(0).Varint(0).Varint(kSmall + 1)));
+  EXPECT_FALSE(reads(2, Encoder().Raw("a").U8(0).Raw("b")) || reads(8, Encoder().U8(0)) ||
+               reads(11, Encoder().Id(kPack).Varint(0).Varint(0).Varint(0)) ||
+               reads(12, Encoder().Raw("short")) || reads(14, Encoder().Id(kPack).U8(1)));
+  // A number of more than 64 bits, a text that is longer than its bytes.
+  const std::string most = Encoder().Varint(UINT64_MAX).Take();
+  Decoder whole(most);
+  EXPECT_TRUE(whole.Varint() == UINT64_MAX && whole.Done());
+  for (const std::string& end : {std::string("\x02"), std::string("\x81\0", 2), std::string()}) {
+    const std::string wrong = most.substr(0, 9) + end;
+    Decoder decoder(wrong);
+    decoder.Varint();
+    EXPECT_TRUE(decoder.Failed()) << end.size();
+  }
+  Decoder cut(
+      "\x05"
+      "ab");
+  EXPECT_EQ(cut.Text(), "");
+  EXPECT_TRUE(cut.Failed());
+  EXPECT_EQ(cut.U8(), 0);
+}
+
 TEST(Format, WhatBelongsElsewhereIsRefused) {
   const std::string record = EncodeRecord(SomeItem(), kRepository, kSaveset);
   Item item;
@@ -242,14 +447,25 @@ TEST(Format, WhatBelongsElsewhereIsRefused) {
 }
 
 TEST(Format, ANewerReleaseIsToldFromDamage) {
-  std::string bytes = EncodeHeader(PlainHeader()).substr(0, kHeaderStart);
-  bytes[20] = 1;  // a feature that everybody must know
-  Checksum checksum;
-  checksum.Add(bytes);
   ObjectHeader header;
-  const Status read = DecodeHeader(bytes + std::string(checksum.Value().Bytes()), PlainHeader(), header);
-  EXPECT_EQ(read.What(), Status::Kind::kFailed);
-  EXPECT_NE(read.Message().find("newer release"), std::string::npos);
+  // Version, needed features, hash, codec and cipher are; the two features for others are not.
+  const std::map<std::size_t, bool> newer = {{10, true}, {12, false}, {16, false}, {20, true},
+                                             {56, true}, {57, true},  {58, true}};
+  for (const auto& [offset, isNewer] : newer) {
+    std::string bytes = EncodeHeader(PlainHeader()).substr(0, kHeaderStart);
+    bytes[offset] = static_cast<char>(bytes[offset] + 3);
+    Checksum checksum;
+    checksum.Add(bytes);
+    const Status read = DecodeHeader(bytes + std::string(checksum.Value().Bytes()), PlainHeader(), header);
+    EXPECT_EQ(read.What(), isNewer ? Status::Kind::kFailed : Status::Kind::kGood) << offset;
+    EXPECT_EQ(read.Message().find("newer release") != std::string::npos, isNewer) << offset;
+  }
+  ObjectHeader known = PlainHeader();
+  known.cipher = Cipher::kXChaCha20Poly1305;
+  known.sealedKey.assign(4096, 'k');
+  EXPECT_TRUE(DecodeHeader(EncodeHeader(known), PlainHeader(), header));
+  known.sealedKey += 'k';
+  EXPECT_EQ(DecodeHeader(EncodeHeader(known), PlainHeader(), header).What(), Status::Kind::kDamaged);
 }
 
 // ---- Keys ------------------------------------------------------------------------------------------------
@@ -286,6 +502,12 @@ TEST_F(KeysTest, NoRepositoryHasThoseOfAnother) {
   }
 }
 
+TEST_F(KeysTest, WhatThePlaceCanDoIsNotedBesideThem) {
+  for (const std::string abilities : {"", "object_lock"}) {
+    EXPECT_EQ(DecodeAbilities(EncodeRepository(kRepository, keys_, abilities)), abilities);
+  }
+}
+
 TEST_F(KeysTest, ASaverCannotReadAndAReaderCan) {
   Keys saver;
   Keys reader;
@@ -313,6 +535,8 @@ TEST_F(KeysTest, ASaverCannotReadAndAReaderCan) {
   EXPECT_EQ(read.meta->Decrypt(3, "place", stored, plain).What(), Status::Kind::kDamaged);
   ASSERT_TRUE(written.meta->Encrypt(3, "place", "plain", stored));
   EXPECT_TRUE(again.meta->Decrypt(3, "place", stored, plain));
+  written.sealedKey.back() = static_cast<char>(written.sealedKey.back() ^ 1);
+  EXPECT_EQ(reader.OpenPack(kPack, written.cipher, written.sealedKey, read).What(), Status::Kind::kDamaged);
 }
 
 TEST_F(KeysTest, AWrongFileIsToldAtOnce) {
@@ -328,6 +552,25 @@ TEST_F(KeysTest, AWrongFileIsToldAtOnce) {
   ASSERT_TRUE(Keys::Make(true, kRepository, others));
   EXPECT_FALSE(Keys::Read(others.HeaderPart(), kRepository, secret_, "", keys));
   EXPECT_FALSE(Keys::Read(others.HeaderPart(), kRepository, "", key_, keys));
+  // A key that a person typed from paper may end without a line end, but in nothing else.
+  const std::string typed = directory_.Path() + "/typed";
+  const std::string text = support::ReadWholeFile(secret_);
+  for (const std::string ending : {"\n", "", "\r\n", "x", "\nx"}) {
+    support::WriteWholeFile(typed, text.substr(0, text.size() - 1) + ending);
+    EXPECT_EQ(static_cast<bool>(Read(typed, "", keys)), ending.find('x') == std::string::npos) << ending;
+  }
+  // It may end behind its second line, as those of an earlier revision do, but nowhere else.
+  const std::size_t second = text.find("\npublic key");
+  for (std::size_t size = 0; size + 1 < text.size(); ++size) {
+    support::WriteWholeFile(typed, text.substr(0, size));
+    EXPECT_EQ(static_cast<bool>(Read(typed, "", keys)), size == second || size == second + 1) << size;
+  }
+  support::WriteWholeFile(typed, text.substr(0, second));
+  EXPECT_FALSE(Keys::Read(others.HeaderPart(), kRepository, typed, "", keys));
+  const std::string part = keys_.HeaderPart();
+  for (const std::string& wrong : {part + "x", part.substr(1), "\x02" + part.substr(1), std::string()}) {
+    EXPECT_EQ(Keys::Read(wrong, kRepository, "", "", keys).What(), Status::Kind::kDamaged);
+  }
   ASSERT_TRUE(Read("", "", keys));
   EXPECT_NE(keys.CanSave().Message().find("secret_file"), std::string::npos);
 }
@@ -358,6 +601,8 @@ TEST_F(KeysTest, SmallObjectsAreBoundToWhatTheyAre) {
   EXPECT_FALSE(keys_.DecryptObject(4, kSaveset, stored, plain));
   EXPECT_FALSE(keys_.DecryptObject(3, kPack, stored, plain));
   EXPECT_FALSE(keys_.DecryptObject(3, kSaveset, stored.substr(0, 10), plain));
+  ASSERT_TRUE(keys_.EncryptObject(3, kSaveset, "", stored));
+  EXPECT_TRUE(keys_.DecryptObject(3, kSaveset, stored, plain) && plain.empty());
 }
 
 }  // namespace

@@ -33,6 +33,7 @@ TEST(KorvoText, SizesAndAgesAreShort) {
   EXPECT_EQ(SizeText(1), "1 byte");
   EXPECT_EQ(SizeText(1023), "1023 bytes");
   EXPECT_EQ(SizeText(1024), "1.0 KiB");
+  EXPECT_EQ(SizeText(1024ULL * 1024 * 1024 * 1024), "1.0 TiB");
   EXPECT_EQ(SizeText(1024 * 1024 - 1), "1.0 MiB");
   EXPECT_EQ(SizeText(1288490189), "1.2 GiB");
   EXPECT_EQ(SizeText(UINT64_MAX), "16.0 EiB");

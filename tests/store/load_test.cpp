@@ -71,6 +71,15 @@ class LoadTest : public testing::TestWithParam<bool> {
     Progress work;
     FileCopy copy({keys_, packs, blocks, workers, work}, item, file.get());
     Status copied = copy.Run();
+    EXPECT_EQ(work.Now().items, 1U);
+    EXPECT_EQ(work.Now().bytes, item.facts.size) << "holes, and what a failure leaves out, count as done";
+    streamed_.clear();
+    if (streams_) {
+      EXPECT_TRUE(copy.Measure(room_) && copy.Stream([this](std::string_view some) {
+        streamed_ += some;
+        return Status();
+      }));
+    }
     if (bad != nullptr) {
       *bad = copy.BadPack();
     }
@@ -89,6 +98,9 @@ class LoadTest : public testing::TestWithParam<bool> {
   std::size_t cacheBytes_ = 16 << 20;
   std::string target_;
   int targets_ = 0;
+  bool streams_ = false;  // also gives the bytes in their order, and measures them
+  std::string streamed_;
+  std::uint64_t room_ = 0;
 };
 
 INSTANTIATE_TEST_SUITE_P(PlainAndEncrypted, LoadTest, testing::Bool(),
@@ -97,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(PlainAndEncrypted, LoadTest, testing::Bool(),
 // A file of which some pages changed between backups: each block of each of them is read once.
 TEST_P(LoadTest, GenerationsInterleavedAreReadOnce) {
   constexpr std::size_t kGenerations = 40;
-  cacheBytes_ = 1 << 20;  // far less than a block of each
+  cacheBytes_ = 1 << 18;  // far less than a block of each
   const std::string bytes = Noise(8192 * 4000, 1);
   std::vector<std::size_t> generation(4000, 0);
   for (std::size_t& one : generation) {
@@ -106,6 +118,7 @@ TEST_P(LoadTest, GenerationsInterleavedAreReadOnce) {
   std::vector<PackImage> packs(kGenerations);
   Layout layout;
   layout.packOf = [&](std::uint64_t chunk) { return generation[static_cast<std::size_t>(chunk)]; };
+  layout.chunksOfBlock = 4;  // more blocks than are read together with a pack's end
   const Item item = MakeFile(keys_, bytes, layout, packs);
   PutAll(packs);
   std::string content;
@@ -136,10 +149,13 @@ TEST_P(LoadTest, HolesAndZeros) {
   std::vector<PackImage> packs(1);
   const Item item = MakeFile(keys_, bytes, layout, packs);
   PutAll(packs);
+  streams_ = true;
   std::string content;
   const Status copied = Copy(item, content);
   ASSERT_TRUE(copied) << copied.Message();
   EXPECT_TRUE(content == bytes);
+  EXPECT_TRUE(streamed_ == bytes);
+  EXPECT_EQ(room_, bytes.size() - 4 * kMiB - 8192);
   std::string why;
   const auto file = platform::DataFile::OpenForReading(target_, why);
   ASSERT_NE(file, nullptr) << why;
@@ -210,6 +226,8 @@ TEST_P(LoadTest, MapsThatDoNotFit) {
   items["another id"].content.bytes[3] ^= 1;
   items["behind the block of maps"] = good;
   items["behind the block of maps"].map.offset += good.map.size;
+  items["far behind the block of maps"] = good;
+  items["far behind the block of maps"].map.offset += 2 * good.map.size;
   items["a tree with too few leaves"] = add(EncodeTree({8192, {}}));
   items["a tree of trees"] = add(EncodeTree({8192, {{good.content, good.map}}}));
   items["no map"] = good;
@@ -225,6 +243,98 @@ TEST_P(LoadTest, MapsThatDoNotFit) {
       EXPECT_EQ(copied.What(), Kind::kDamaged) << what << ": " << copied.Message();
     }
   }
+}
+
+// Maps alone, without data: what has to be read for a large file, and what is zeros.
+TEST(MapWalkTest, ALargeFileComesInPartsWithoutGaps) {
+  constexpr std::uint64_t kOfLeaf = kChunksOfLeaf * 8192;
+  const Uid pack = Uid::Random();
+  Item item;
+  item.content = pack;
+  item.facts.size = 129 * kOfLeaf + 2 * 8192 + 5;
+  std::uint64_t lastHole = 2 * 8192 + 5;
+  const auto fetch = [&](const MapPlace& place, const Uid& id, std::string& bytes) {
+    MapTree tree{8192, {}};
+    for (std::uint64_t number = 0; number < 130; ++number) {
+      tree.leaves.push_back({{}, {pack, number, 0, 1}});
+    }
+    const bool last = place.block == 129;
+    MapLeaf leaf{8192, {pack}, {}, {{0, last ? lastHole : 8192}}};
+    leaf.chunks.assign(last ? 3U : 1024U, ChunkPlace{{}, true, 0, 0, 0});
+    leaf.chunks.back() = {pack, false, 0, 7, 0};
+    bytes = id == item.content ? EncodeTree(tree) : EncodeLeaf(leaf);
+    return Status();
+  };
+  std::vector<FilePart> parts;
+  const auto walk = [&] {
+    parts.clear();
+    return MapWalk(item, fetch).Run([&parts](FilePart& part) {
+      parts.push_back(part);
+      return Status();
+    });
+  };
+  ASSERT_TRUE(walk());
+  EXPECT_GT(parts.size(), 1U);
+  std::uint64_t end = 0;
+  for (const FilePart& part : parts) {
+    ASSERT_EQ(part.blocks.size(), 1U);
+    const std::vector<WantedChunk>& chunks = part.blocks[0].chunks;
+    ASSERT_TRUE(part.zeros.size() == chunks.size() && part.holes.size() == chunks.size());
+    for (std::size_t i = 0; i < chunks.size(); ++i) {
+      EXPECT_TRUE(part.zeros[i].offset == end && part.holes[i].offset == end);
+      EXPECT_EQ(chunks[i].fileOffset, end + part.zeros[i].size);
+      end = chunks[i].fileOffset + chunks[i].size;
+    }
+  }
+  EXPECT_EQ(end, item.facts.size);
+  ++lastHole;
+  EXPECT_EQ(walk().What(), Kind::kDamaged) << "a hole behind the end";
+  --lastHole;
+  for (const std::uint64_t size : {item.facts.size - 5, item.facts.size + 8192, item.facts.size + kOfLeaf}) {
+    item.facts.size = size;
+    EXPECT_EQ(walk().What(), Kind::kDamaged) << size;
+  }
+}
+
+// The first and the last block of each pack may be needed by the next part, too.
+TEST(MapWalkTest, BlocksComeOnceEachInTheOrderOfTheFile) {
+  Item item;
+  item.facts.size = std::uint64_t{6} * 8192;
+  MapLeaf leaf{8192, {Uid::Random(), Uid::Random()}, {}, {}};
+  leaf.chunks = {{{}, false, 0, 0, 0}, {{}, false, 1, 0, 0}, {{}, false, 0, 1, 0},
+                 {{}, false, 0, 2, 0}, {{}, false, 1, 1, 0}, {{}, false, 0, 1, 8192}};
+  MapWalk walk(item, [&leaf](const MapPlace&, const Uid&, std::string& bytes) {
+    bytes = EncodeLeaf(leaf);
+    return Status();
+  });
+  std::string told;
+  ASSERT_TRUE(walk.Run([&](FilePart& part) {
+    for (const FilePart::FromBlock& from : part.blocks) {
+      told += (from.pack == leaf.packs[0] ? "a" : "b") + std::to_string(from.block) + "*" +
+              std::to_string(from.chunks.size()) + (from.edge ? "! " : " ");
+    }
+    return Status();
+  }));
+  EXPECT_EQ(told, "a0*1! b0*1! a1*2 a2*1! b1*1! ");
+}
+
+TEST(PackCacheTest, KeepsThoseThatWereAskedForLast) {
+  std::string opened;
+  PackCache cache(
+      [&opened](const Uid& id, PackCache::Pack&) {
+        opened += static_cast<char>('a' + id.bytes[0]);
+        return id.bytes[0] == 9 ? Status::Failed("no luck") : Status();
+      },
+      2);
+  const auto get = [&cache](unsigned char number) {
+    Uid id;
+    id.bytes[0] = number;
+    PackCache::Pack pack;
+    return static_cast<bool>(cache.Get(id, pack));
+  };
+  EXPECT_TRUE(get(0) && get(1) && get(0) && get(2) && get(0) && get(1));
+  EXPECT_FALSE(get(9) || get(9));
+  EXPECT_EQ(opened, "abcbjj");
 }
 
 // Blocks that are asked for by many threads at once are loaded once each, and forgotten when others come.

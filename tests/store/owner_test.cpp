@@ -201,12 +201,29 @@ TEST(Names, AWindowsPathHasOneKeyOnEverySystem) {
   EXPECT_EQ(names, (std::vector<std::string>{"A", "a", "a.1", "AB", "B", "b"}));
   EXPECT_TRUE(DifferInCaseAlone("a", "A"));
   EXPECT_FALSE(DifferInCaseAlone("a", "a") || DifferInCaseAlone("a", "ab"));
+  EXPECT_FALSE(ComesBefore("a", "a"));
+  for (const char* path : {"a:\\x", "z:/x", "C:"}) {
+    EXPECT_TRUE(IsWindowsPath(path)) << path;
+  }
+  for (const char* path : {"", "c", "@:/x", "[:/x", "1:", "c:x", "\\x"}) {
+    EXPECT_FALSE(IsWindowsPath(path)) << path;
+  }
+}
+
+TEST(Names, PartsOfNames) {
+  EXPECT_TRUE(ParentOf("/d/e//") == "/d" && ParentOf("x").empty() && ParentOf("/x").empty());
+  EXPECT_TRUE(HasDots("a/..") && HasDots("./a") && HasDots("a\\..\\b"));
+  EXPECT_FALSE(HasDots("a/...") || HasDots(".a/b..") || HasDots(""));
+  EXPECT_EQ(DatabaseOfProposedName("ABC_1234567890") + "|" + DatabaseOfProposedName("1234567890"), "ABC|");
+  EXPECT_EQ(DatabaseOfProposedName("ABC_123456789") + "|" + DatabaseOfSid("__"), "ABC_123456789|");
+  EXPECT_EQ(OneLine("a\nb\rc\r"), "a?b\rc?");
 }
 
 TEST(Names, WhatATerminalGetsMovesNothing) {
   EXPECT_EQ(Harmless("a\x1b[2Jb\rc\td\x7f", false), "a?[2Jb?c?d?");
   EXPECT_EQ(Harmless("gr\xc3\xbcn \xc2\x9bX \xe2\x80\xa6", true), "gr\xc3\xbcn ?X \xe2\x80\xa6");
   EXPECT_EQ(Harmless("gr\xfcn \x9bX \xc2\x9b", false), "gr\xfcn \x9bX \xc2\x9b");
+  EXPECT_EQ(Harmless("\xc2\x80\xc2\xa0\xc2\x7f\xc2", true), "?\xc2\xa0\xc2?\xc2");
 }
 
 TEST(Names, APatternMatchesTheWholeText) {

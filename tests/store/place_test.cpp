@@ -119,6 +119,8 @@ TEST_P(PlaceTest, AnUnfinishedObjectIsGoneAndADeletedOneToo) {
   ASSERT_TRUE(place_->Size(name_, size));
   EXPECT_EQ(size, 5u);
   EXPECT_EQ(Read(name_, 1, 3), "hol");
+  ASSERT_TRUE(place_->Put(name_, "other"));
+  EXPECT_EQ(Read(name_, 0, 5), "other") << "the old one is still held open";
   ASSERT_TRUE(place_->Delete(name_));
   EXPECT_TRUE(place_->Delete(name_)) << "it is gone already";
   std::string bytes;
@@ -196,7 +198,7 @@ TEST(DirectoryPlaceTest, ARunThatWasKilledIsGoneButNotOneOfAnotherHost) {
   const Uid elsewhere = Uid::Random();
   std::filesystem::create_directory(directory.File("runs"));
   support::WriteWholeFile(directory.File(RunObject(killed)), "here");
-  support::WriteWholeFile(directory.File(RunObject(elsewhere)), "there");
+  support::WriteWholeFile(directory.File(RunObject(elsewhere)), "there/7/8");
   bool gone = false;
   ASSERT_TRUE(place.IsRunGone(killed, gone));
   EXPECT_TRUE(gone);
@@ -204,6 +206,23 @@ TEST(DirectoryPlaceTest, ARunThatWasKilledIsGoneButNotOneOfAnotherHost) {
   EXPECT_FALSE(gone);
   ASSERT_TRUE(place.Delete(RunObject(killed)));
   EXPECT_FALSE(platform::Exists(directory.File(RunObject(killed))));
+  support::WriteWholeFile(directory.File("runs/stranger"), "");
+  RunLocks locks(directory.File("runs"), "here", RunLocks::Whose::kThisHosts);
+  ASSERT_TRUE(locks.IsGone(Uid::Random(), gone));
+  EXPECT_FALSE(gone) << "it may be one of another host";
+  RunLocks::Alive alive;
+  ASSERT_TRUE(locks.FindAlive(alive));
+  EXPECT_EQ(alive.path, directory.File(RunObject(elsewhere)));
+  EXPECT_EQ(alive.host, "there");
+  ASSERT_TRUE(locks.Remove(elsewhere));
+  std::unique_ptr<RunHold> hold;
+  const Uid own = Uid::Random();
+  ASSERT_TRUE(locks.Hold(own, hold) && locks.FindAlive(alive));
+  EXPECT_EQ(alive.path, directory.File(RunObject(own)));
+  EXPECT_EQ(alive.host, "");
+  hold.reset();
+  ASSERT_TRUE(locks.FindAlive(alive));
+  EXPECT_EQ(alive.path, "");
 }
 
 TEST(DirectoryPlaceTest, DeletingTakesWhatAKilledWriterLeft) {
@@ -220,6 +239,8 @@ TEST(DirectoryPlaceTest, DeletingTakesWhatAKilledWriterLeft) {
   EXPECT_TRUE(platform::Exists(directory.File(neighbour) + ".1234abcd.part"));
   std::string bytes;
   EXPECT_TRUE(place.Get(neighbour, 0, 5, bytes));
+  ASSERT_TRUE(place.Put(neighbour, "again"));
+  EXPECT_FALSE(platform::Exists(directory.File(neighbour) + ".1234abcd.part"));
 }
 
 TEST(DirectoryPlaceTest, FilesOfTheCatalogAreNoObjects) {

@@ -8,6 +8,7 @@
 
 #include "store/by_hand.h"
 #include "store/doubles.h"
+#include "store/pack_image.h"
 #include "store/repository_files.h"
 #include "support/dice.h"
 #include "support/run_program.h"
@@ -99,6 +100,21 @@ TEST_F(SaveTest, WhatHasNotChangedIsStoredOnce) {
   ExpectRestores(second, files[1], page);
   ExpectRestores(second, files[2], "");
   ExpectRestores(first, files[0], large);
+  // The tables name the other packs that the items need, and not their own.
+  const auto store = Open();
+  std::set<Uid> others;
+  std::set<Uid> ids;
+  for (const fs::path& file : Packs()) {
+    Uid id;
+    PackImage pack;
+    ASSERT_TRUE(Uid::FromHex(file.filename().string(), id));
+    ASSERT_TRUE(PackImage::Read(store->Objects(), store->Secrets(), store->Id(), id, pack));
+    EXPECT_EQ(std::count(pack.tables.refersTo.begin(), pack.tables.refersTo.end(), id), 0);
+    others.insert(pack.tables.refersTo.begin(), pack.tables.refersTo.end());
+    ids.insert(id);
+  }
+  EXPECT_FALSE(others.empty());
+  EXPECT_TRUE(std::includes(ids.begin(), ids.end(), others.begin(), others.end()));
 }
 
 TEST_F(SaveTest, ChangedPagesAreWrittenAndNoMore) {
@@ -358,6 +374,9 @@ TEST_F(SaveDirectoryTest, IsSeenWholeOrNotAtAll) {
     EXPECT_EQ(result.confirmed.count(File("d")), whole ? 1U : 0U);
     EXPECT_EQ(result.confirmed.count(before), 1U);
     EXPECT_EQ(Items(result.saveset).size(), whole ? inside.size() + 3 : 1U);
+    std::optional<Saveset> row;
+    ASSERT_TRUE(store->Rows().FindSaveset(result.saveset, row) && row);
+    EXPECT_EQ(row->bytes, 6 + (whole ? 40 * std::int64_t{kMiB} : 0));
     if (!whole) {
       // The pack with the file before has a few of the directory's blocks.
       EXPECT_LT(BytesOfPacks() - packed, 20 * kMiB);
@@ -400,6 +419,23 @@ TEST_F(SaveDirectoryTest, WhoseBaseGoesIsStoredWhole) {
       EXPECT_TRUE(Open()->DeleteAtOnce(second.saveset));
     }
   }
+}
+
+TEST_F(SaveDirectoryTest, OneThatIsGivenUpLeavesNothingInThePack) {
+  const std::string inside = Write("inside", Noise(kMiB, 1));
+  const std::string after = Write("after", "after");
+  const auto store = Open();
+  BackupByHand backup(*store, {.pool = pool_});
+  backup.Begin();
+  EXPECT_TRUE(backup.Writer().BeginDirectory(File("d"), {}));
+  backup.SaveInside(inside);
+  EXPECT_TRUE(backup.Writer().EndDirectory(false));
+  backup.Save(after);
+  backup.End();
+  EXPECT_EQ(backup.result.Trouble(), "");
+  EXPECT_EQ(backup.result.confirmed, std::set<std::string>{after});
+  EXPECT_LT(BytesOfPacks(), 1500U);
+  ExpectRestores(backup.result, after, "after");
 }
 
 }  // namespace

@@ -117,6 +117,10 @@ TEST_F(StoreTest, AKilledMakerIsFinishedByTheNext) {
   // Killed, or cleaned, with the object alone.
   fs::remove(config_.repository + "/catalog.db");
   EXPECT_TRUE(Refusal(Access::kRead).starts_with("there is none in this directory"));
+  fs::create_directories(config_.repository + "/savesets");
+  std::ofstream(config_.repository + "/savesets/one.begin") << "left";
+  EXPECT_TRUE(Refusal(Access::kCreate).starts_with("its catalog, catalog.db, is missing"));
+  fs::remove_all(config_.repository + "/savesets");
   EXPECT_EQ(Open()->Id(), id);
 }
 
@@ -130,12 +134,21 @@ TEST_F(StoreTest, NothingGoesOutUnencryptedWhereKeysAreNamed) {
 TEST_F(StoreTest, AnEncryptedRepositoryIsMadeOnPurposeAndNeedsItsKeys) {
   config_.secretFile = directory_.File("secret");
   EXPECT_TRUE(Refusal(Access::kCreate).find("make it with korvo init test --encrypt") != std::string::npos);
-  EXPECT_FALSE(Store::Make(config_, true)) << "without a place for the private key";
-  config_.keyFile = config_.repository + "/../" + fs::path(config_.repository).filename().string() + "//key";
-  EXPECT_FALSE(Store::Make(config_, true)) << "inside the repository";
+  const std::string secret = config_.secretFile;
+  const std::string key = directory_.File("key");
+  const std::string inside =
+      config_.repository + "/../" + fs::path(config_.repository).filename().string() + "//key";
+  for (const auto& [first, second] : std::vector<std::pair<std::string, std::string>>{
+           {"", key}, {secret, ""}, {inside, key}, {secret, inside}, {secret, secret}}) {
+    config_.secretFile = first;
+    config_.keyFile = second;
+    EXPECT_NE(Store::Make(config_, true).Message().find("two full paths outside"), std::string::npos)
+        << first << " " << second;
+  }
+  config_.secretFile = secret;
   config_.keyFile = directory_.File("nowhere/key");
   EXPECT_FALSE(Store::Make(config_, true)) << "and nothing of it stays in the way";
-  config_.keyFile = directory_.File("key");
+  config_.keyFile = key;
   const Status made = Store::Make(config_, true);
   ASSERT_TRUE(made) << made.Message();
   EXPECT_FALSE(Store::Make(config_, true));

@@ -32,7 +32,8 @@ bool IsBucketName(std::string_view name) {
 // Allows only names that every server and every signature spells alike.
 bool IsPrefix(std::string_view prefix) {
   constexpr std::size_t kLongest = 500;
-  if (prefix.size() > kLongest || !HasOnly(prefix, std::string(kSmallLetters) + kCapitals + "._-/")) {
+  if (prefix.size() > kLongest || prefix.ends_with('/') ||
+      !HasOnly(prefix, std::string(kSmallLetters) + kCapitals + "._-/")) {
     return false;
   }
   for (std::string_view rest = prefix; !rest.empty();) {

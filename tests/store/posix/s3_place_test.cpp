@@ -274,5 +274,20 @@ TEST(PosixS3XmlTest, OnlyAWholeListIsAList) {
   EXPECT_FALSE(ParseS3Page("<Error><Code>NoSuchBucket</Code></Error>", page));
 }
 
+TEST(PosixS3XmlTest, ALockIsToldWithItsRule) {
+  std::string rule = "old";
+  const std::string begin = "<ObjectLockConfiguration><ObjectLockEnabled>Enabled</ObjectLockEnabled>";
+  const std::string end = "</ObjectLockConfiguration>";
+  EXPECT_TRUE(ParseObjectLock(begin + end, rule));
+  EXPECT_EQ(rule, "");
+  EXPECT_TRUE(ParseObjectLock(begin +
+                                  "<Rule><DefaultRetention><Mode>GOVERNANCE</Mode><Days>30</Days>"
+                                  "</DefaultRetention></Rule>" +
+                                  end,
+                              rule));
+  EXPECT_EQ(rule, "GOVERNANCE 30 Days");
+  EXPECT_FALSE(ParseObjectLock(begin, rule) || ParseObjectLock("<Error/>", rule));
+}
+
 }  // namespace
 }  // namespace store
