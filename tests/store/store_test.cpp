@@ -66,6 +66,12 @@ class StoreTest : public testing::Test {
     return BytesOf(*Open(Access::kRead), saveset, name);
   }
 
+  Uid UidOf(const std::string& saveset) {
+    std::optional<Saveset> row;
+    EXPECT_TRUE(Open(Access::kRead)->Rows().FindSaveset(saveset, row) && row);
+    return row ? row->uid : Uid();
+  }
+
   std::vector<std::string> Savesets() {
     std::vector<std::string> names;
     EXPECT_TRUE(Open(Access::kRead)->ListSavesets("ABC", "", names));
@@ -430,6 +436,7 @@ TEST_F(StoreTest, AnOlderCatalogDeletesNothing) {
   const std::string first = Write("first", Noise(100'000, 1));
   const std::string second = Write("second", Noise(100'000, 2));
   const std::string catalog = config_.repository + "/catalog.db";
+  const std::string earlier = BackUp({first});
   std::string saveset;
   {
     const auto store = Open();
@@ -451,13 +458,22 @@ TEST_F(StoreTest, AnOlderCatalogDeletesNothing) {
       fs::rename(directory_.File("older") + ending, catalog + ending);
     }
   }
-  const std::vector<std::string> notes = Open(Access::kWrite)->Notes();
-  ASSERT_EQ(notes.size(), 1U);
-  EXPECT_NE(notes[0].find("the catalog is older than the packs (saveset " + saveset +
-                          " ended with 2 items, and it knows of 0): nothing is deleted; make it anew with "
-                          "`korvo rebuild test`"),
+  const std::string advice = "make it anew with `korvo rebuild test`";
+  auto older = Open(Access::kWrite);
+  ASSERT_EQ(older->Notes().size(), 1U);
+  EXPECT_NE(older->Notes()[0].find("the catalog is older than the packs (saveset " + saveset +
+                                   " ended with 2 items"),
             std::string::npos)
-      << notes[0];
+      << older->Notes()[0];
+  EXPECT_NE(older->Notes()[0].find(advice), std::string::npos) << older->Notes()[0];
+  // The later saveset refers to the earlier one's pack, and this catalog does not know that.
+  EXPECT_NE(older->DeleteAtOnce(earlier).Message().find(advice), std::string::npos);
+  older.reset();
+  const std::string end = config_.repository + "/" + SavesetObject(UidOf(saveset), "end");
+  Flip(end, fs::file_size(end) - 1);
+  EXPECT_NE(Open(Access::kWrite)->DeleteAtOnce(earlier).Message().find("`korvo rebuild test`"),
+            std::string::npos);
+  Flip(end, fs::file_size(end) - 1);
   EXPECT_EQ(Files("packs"), packs);
   EXPECT_TRUE(Rebuild().empty());
   EXPECT_TRUE(Open(Access::kWrite)->Notes().empty());
@@ -503,6 +519,13 @@ TEST_F(StoreTest, ACatalogThatMayBeInUseIsNotReplaced) {
   EXPECT_NE(refused.Message().find("if it is lost for good, rename it first"), std::string::npos)
       << refused.Message();
   fs::remove(catalog);
+  EXPECT_TRUE(Rebuild().empty());
+  // A damaged one is replaced, whatever it lacks.
+  std::unique_ptr<SqlEngine> engine;
+  ASSERT_TRUE(OpenSqlite(catalog, MakeCatalog::kNever, engine));
+  ASSERT_TRUE(engine->Begin() && engine->Run("DROP TABLE session", {}) && engine->Run("DROP TABLE run", {}) &&
+              engine->Commit());
+  engine.reset();
   EXPECT_TRUE(Rebuild().empty());
 }
 

@@ -7,19 +7,37 @@
 namespace store {
 namespace {
 
-// An older catalog that was put back takes for unfinished what has long been confirmed. Where the savers'
-// secret is missing, nobody can read what the object tells.
+// An older catalog that was put back takes for unfinished what has long been confirmed.
 Status CheckEnd(const ObjectShelf& shelf, const Saveset& saveset) {
   std::optional<std::int64_t> items;
-  if (Status read = ReadSavesetEnd(shelf, saveset.uid, items); !read) {
-    return read;
+  const Status read = ReadSavesetEnd(shelf, saveset.uid, items);
+  if (read.What() == Status::Kind::kMissing || (read && (!items || *items == saveset.items))) {
+    return {};
   }
-  return !items || *items == saveset.items
-             ? Status()
-             : Status::Damaged("the catalog is older than the packs (saveset " + saveset.name +
-                               " ended with " + std::to_string(*items) + " items, and it knows of " +
-                               std::to_string(saveset.items) +
-                               "): nothing is deleted; make it anew with `korvo rebuild`");
+  if (!read) {
+    return IsDamage(read) ? Status::Damaged(read.Message() + ": make the catalog anew with `korvo rebuild`")
+                          : read;
+  }
+  return Status::Damaged("the catalog is older than the packs (saveset " + saveset.name + " ended with " +
+                         std::to_string(*items) + " items, and it knows of " + std::to_string(saveset.items) +
+                         "): nothing is deleted; make it anew with `korvo rebuild`");
+}
+
+// `saveset` gets the one of the run. If the run was alive after all, and ended while this looked, row and
+// object are not of the same moment; the second look is.
+Status CheckEndOf(Catalog& catalog, const ObjectShelf& shelf, const Uid& run,
+                  std::optional<Saveset>& saveset) {
+  Status checked;
+  for (int look = 0; look < 2; ++look) {
+    if (Status found = catalog.FindSavesetOfRun(run, saveset); !found || !saveset) {
+      return found;
+    }
+    checked = CheckEnd(shelf, *saveset);
+    if (checked) {
+      break;
+    }
+  }
+  return checked;
 }
 
 // Objects are deleted after the rows. So an object that was put after its row had gone is deleted here.
@@ -37,11 +55,7 @@ Status EndRunIfGone(Catalog& catalog, const ObjectShelf& shelf, const Run& run, 
   if (Status asked = IsRunOver(catalog, shelf.place, run, now, gone); !asked || !gone) {
     return asked;
   }
-  Status checked = catalog.FindSavesetOfRun(run.uid, saveset);
-  if (checked && saveset) {
-    checked = CheckEnd(shelf, *saveset);
-  }
-  if (!checked) {
+  if (Status checked = CheckEndOf(catalog, shelf, run.uid, saveset); !checked) {
     return checked;
   }
   if (Status done = catalog.EndRun(run.uid, Mover::kEndedFailed,
@@ -51,7 +65,7 @@ Status EndRunIfGone(Catalog& catalog, const ObjectShelf& shelf, const Run& run, 
   }
   dead.runs += ended ? 1U : 0U;
   // Without this note a rebuild is only more careful.
-  if (saveset && shelf.keys.CanSave()) {
+  if (ended && saveset && shelf.keys.CanSave()) {
     Ignore(NoteEnd(catalog, shelf, saveset->uid, Mover::kEndedFailed));
   }
   // Last of all: by this object the run is found to be gone.
@@ -231,23 +245,30 @@ Status ListBrokenBackups(Catalog& catalog, std::vector<Session>& broken, bool& a
   return done;
 }
 
-Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead) {
+namespace {
+
+// A run that cannot be ended now keeps no other from it, unless the catalog cannot be relied on.
+Status EndRunsThatAreGone(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead) {
   std::vector<Run> runs;
   std::int64_t now = 0;
-  if (Status listed = catalog.ListRuns(runs); !listed) {
-    return listed;
+  Status done = catalog.ListRuns(runs);
+  if (done) {
+    done = catalog.Now(now);
   }
-  if (Status told = catalog.Now(now); !told) {
-    return told;
+  if (!done) {
+    return done;
   }
   for (const Run& run : runs) {
-    if (Status ended = EndRunIfGone(catalog, shelf, run, now, dead); !ended) {
+    Status ended = EndRunIfGone(catalog, shelf, run, now, dead);
+    if (IsDamage(ended)) {
       return ended;
     }
+    done = done ? ended : done;
   }
-  if (Status forgotten = ForgetGone(catalog); !forgotten) {
-    return forgotten;
-  }
+  return done;
+}
+
+Status CloseSessionsThatAreGone(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead) {
   std::vector<Session> sessions;
   if (Status listed = catalog.ListOwnedSessions(platform::ProcessSpace(), sessions); !listed) {
     return listed;
@@ -258,6 +279,20 @@ Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead) {
     }
   }
   return CloseForgottenSessions(catalog, shelf, dead);
+}
+
+}  // namespace
+
+Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead) {
+  const Status ended = EndRunsThatAreGone(catalog, shelf, dead);
+  if (IsDamage(ended)) {
+    return ended;
+  }
+  Status done = ForgetGone(catalog);
+  if (done) {
+    done = CloseSessionsThatAreGone(catalog, shelf, dead);
+  }
+  return ended ? done : ended;
 }
 
 }  // namespace store

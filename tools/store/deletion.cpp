@@ -17,6 +17,9 @@ Status Store::Mark(const std::string& saveset, bool marked) {
 
 Status Store::DeleteMarked(std::int64_t graceSeconds) {
   std::int64_t now = 0;
+  if (!mayDelete_) {
+    return Explain(mayDelete_);
+  }
   if (Status told = catalog_->Now(now); !told) {
     return Explain(told);
   }

@@ -305,7 +305,8 @@ Status Store::Open(const ServerConfig& config, Access access, std::unique_ptr<Pl
 void Store::CleanUp() {
   DeadRuns dead;
   Status done = EndDeadRuns(*catalog_, {*place_, keys_, id_}, dead);
-  const Status removed = IsDamage(done) ? Status() : RemoveDeleted();
+  mayDelete_ = IsDamage(done) ? done : Status();
+  const Status removed = mayDelete_ ? RemoveDeleted() : Status();
   if (done) {
     done = removed;
   }

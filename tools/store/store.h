@@ -92,7 +92,7 @@ class Store {
   // Lets nobody and no rule delete the saveset from here on, or takes that back. Outlives a rebuild.
   Status Protect(const std::string& saveset, bool isProtected);
   // Deletes what was marked longer ago than the grace (0: everything that is marked), and what an earlier
-  // deletion left.
+  // deletion left. Fails where the opening found the catalog older than the packs.
   Status DeleteMarked(std::int64_t graceSeconds);
   // The same, and first marks one saveset without grace.
   Status DeleteAtOnce(const std::string& saveset);
@@ -126,6 +126,7 @@ class Store {
   std::unique_ptr<Catalog> catalog_;
   ConnectCatalog connect_;
   std::vector<std::string> notes_;
+  Status mayDelete_;  // why nothing may be deleted: the catalog is older than the packs, or damaged
   Progress work_;
 };
 

@@ -172,7 +172,12 @@ Status SqliteEngine::Failure(const std::string& text) const {
   if ((code & 0xff) == SQLITE_READONLY) {
     return Status::Failed("the catalog cannot be written: it is write-protected");
   }
-  std::string message = std::string("the catalog cannot be used: ") + sqlite3_errmsg(connection);
+  const std::string_view words = sqlite3_errmsg(connection);
+  // Tables and columns are the same in every catalog.
+  if (words.starts_with("no such ")) {
+    return DamagedFile("is damaged (" + std::string(words) + ")");
+  }
+  std::string message = "the catalog cannot be used: " + std::string(words);
   if (const int system = sqlite3_system_errno(connection); (code & 0xff) == SQLITE_IOERR && system != 0) {
     message += " (" + platform::ErrorName(system) + ")";
   }

@@ -160,8 +160,9 @@ Status SavesetWriter::Inside::EndRun(Catalog& rows, bool clean, const std::strin
   const bool good = clean && noted;
   const Status ended = good ? rows.EndRun(run_, Mover::kEndedClean, "")
                             : rows.EndRun(run_, Mover::kEndedFailed, noted ? why : noted.Message());
-  // Without this note a rebuild is only more careful.
-  if (!good || !ended) {
+  // Takes back a good end that was not committed. A run that could not be ended gets no note: a commit of
+  // which nobody knows may add items. Without it a rebuild is only more careful.
+  if (good != static_cast<bool>(ended)) {
     Ignore(NoteEnd(rows, shelf, saveset_.uid, Mover::kEndedFailed));
   }
   return noted ? ended : noted;
