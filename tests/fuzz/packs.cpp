@@ -244,7 +244,7 @@ void CheckSaveset(MemoryPlace& place) {
   const State state = saveset.failed ? State::kFailed : saveset.warnings ? State::kWarnings : State::kGood;
   const bool written =
       PutSavesetBegin(other, saveset) &&
-      PutSavesetEnd(other, kObjectId, saveset.mover, saveset.items, saveset.ended.value_or(0)) &&
+      (!saveset.ended || PutSavesetEnd(other, kObjectId, saveset.mover, saveset.items, *saveset.ended)) &&
       PutSavesetClosed(other, kObjectId, state, 0) &&
       (!saveset.sessionFailed || PutBackupFailed(other, kObjectId, 0)) &&
       (!saveset.isProtected || PutSavesetProtected(other, kObjectId, 0));
