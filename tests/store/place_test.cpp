@@ -212,13 +212,13 @@ TEST(DirectoryPlaceTest, ARunThatWasKilledIsGoneButNotOneOfAnotherHost) {
   EXPECT_FALSE(gone) << "it may be one of another host";
   RunLocks::Alive alive;
   ASSERT_TRUE(locks.FindAlive(alive));
-  EXPECT_EQ(alive.path, directory.File(RunObject(elsewhere)));
+  EXPECT_EQ(std::filesystem::path(alive.path), directory.File(RunObject(elsewhere)));
   EXPECT_EQ(alive.host, "there");
   ASSERT_TRUE(locks.Remove(elsewhere));
   std::unique_ptr<RunHold> hold;
   const Uid own = Uid::Random();
   ASSERT_TRUE(locks.Hold(own, hold) && locks.FindAlive(alive));
-  EXPECT_EQ(alive.path, directory.File(RunObject(own)));
+  EXPECT_EQ(std::filesystem::path(alive.path), directory.File(RunObject(own)));
   EXPECT_EQ(alive.host, "");
   hold.reset();
   ASSERT_TRUE(locks.FindAlive(alive));
