@@ -105,7 +105,7 @@ TEST_F(ConfigTest, AServerIsNeverSilentlyAnotherOne) {
 }
 
 TEST_F(ConfigTest, MistakesAreNamedByFileAndLine) {
-  for (const std::string key : {"repositry", "repositoxyz"}) {
+  for (const std::string key : {"repositry", "repositoabc"}) {
     EXPECT_EQ(Read("[prod]\n" + key + "={R}\n"),
               In(2, "there is no key " + key + ": did you mean repository?"));
   }

@@ -31,6 +31,9 @@ TEST(Progress, WhatIsToldGrowsWithWhatIsKnownAndFitsTheLine) {
   state.allItems.reset();
   state.allBytes.reset();
   EXPECT_EQ(ProgressText(state, 79), "12 items, 1.2 GiB, 120 MiB/s");
+  state = Known(12, 1000 * kMiB);
+  state.allBytes = state.bytes;
+  EXPECT_EQ(ProgressText(state, 45), "12 of 340 items, 1000 of 1000 MiB, 100 %");
   state = Known(340, 1);
   state.seconds = 1;
   EXPECT_EQ(ProgressText(state, 99), "340 of 340 items, 0.0 of 4.9 GiB, 0 %, 1 B/s, 1456355 h 33 min left");
