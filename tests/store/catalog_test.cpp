@@ -389,6 +389,54 @@ TEST_P(CatalogTest, DeletingNamesThePacksThatNobodyNeeds) {
 
 // ---- Making it anew --------------------------------------------------------------------------------------
 
+TEST_P(CatalogTest, ASavesetOfAnotherCatalogIsSeenOnceAllOfItHasCome) {
+  Backup own(*catalog_, "OWN");
+  ASSERT_TRUE(own.Commit({FileItem(1, "/own")}));
+  own.End();
+  ASSERT_TRUE(catalog_->MarkPackDamaged(own.packs[0]));
+  Saveset coming;
+  coming.uid = coming.together = Uid::Random();
+  coming.id = own.saveset.id;
+  coming.name = "OWN";
+  coming.mover = Mover::kEndedClean;
+  EXPECT_EQ(catalog_->BeginAdoption(coming).What(), Kind::kDamaged) << "another one has the name";
+  coming.name = "ABC1";
+  const PackFacts pack{Uid::Random(), coming.uid, 77, false, {}};
+  const PackFacts damaged{own.packs[0], own.saveset.uid, 1000, false, {}};
+  const auto adopt = [&](const Item& item, const std::vector<PackFacts>& packs, bool there) {
+    const Catalog::ItemRecord record{pack.uid, EncodeRecord(item, repository_, coming.uid), item};
+    const auto hasObject = [there](const PackFacts&, bool& has) {
+      has = there;
+      return Status();
+    };
+    return catalog_->AdoptItems(coming.uid, packs, {record}, hasObject).What();
+  };
+  EXPECT_EQ(adopt(FileItem(1, "/f"), {pack}, true), Kind::kConflict) << "it was not begun";
+  ASSERT_TRUE(catalog_->BeginAdoption(coming) && catalog_->BeginAdoption(coming));
+  EXPECT_EQ(adopt(FileItem(1, "/f"), {pack}, false), Kind::kConflict) << "a deletion took the pack";
+  EXPECT_EQ(adopt(FileItem(1, "/f"), {}, true), Kind::kDamaged);
+  EXPECT_EQ(adopt(FileItem(1, "/f", {Uid::Random()}), {pack}, true), Kind::kDamaged);
+  EXPECT_EQ(adopt(FileItem(1, "/f", {own.packs[0]}), {pack, damaged}, true), Kind::kDamaged);
+  for (int again = 0; again < 2; ++again) {
+    EXPECT_EQ(adopt(FileItem(1, "/f"), {pack}, again == 0), Kind::kGood);
+  }
+  std::vector<Uid> begun;
+  ASSERT_TRUE(catalog_->ListAdoptions(begun));
+  EXPECT_EQ(begun, std::vector<Uid>{coming.uid});
+  EXPECT_FALSE(Find("ABC1"));
+  ASSERT_TRUE(catalog_->EndAdoption(coming.uid, true));
+  EXPECT_EQ(adopt(FileItem(2, "/g"), {pack}, false), Kind::kGood);
+  const Saveset came = Find("ABC1").value_or(Saveset());
+  EXPECT_TRUE(came.items == 2 && came.isProtected && came.id > own.saveset.id);
+  coming.uid = Uid::Random();
+  coming.name = "ABC2";
+  coming.id = 50;
+  ASSERT_TRUE(catalog_->BeginAdoption(coming) && catalog_->EndAdoption(coming.uid, false));
+  EXPECT_EQ(Find("ABC2").value_or(Saveset()).id, 50) << "the number was free";
+  EXPECT_GT(Backup(*catalog_, "ABC3").saveset.id, 50);
+  EXPECT_EQ(catalog_->EndAdoption(Uid::Random(), false).What(), Kind::kConflict);
+}
+
 TEST_P(CatalogTest, AnImportGivesWhatThePacksHave) {
   Backup good(*catalog_, "ABC7");
   ASSERT_TRUE(good.Commit({FileItem(1, "/f"), FileItem(2, "/a b")}));

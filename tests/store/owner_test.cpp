@@ -98,6 +98,9 @@ TEST_P(OwnerTest, TheNewestGoodCopyOfAnItemIsHeldByOneGoodSaveset) {
   ASSERT_TRUE(catalog_->MarkSaveset(Find("ABC2").id, true));
   EXPECT_TRUE(HoldsNewest("ABC1"));
   EXPECT_FALSE(HoldsNewest("ABC2"));
+  Backup running(*catalog_, "ABC6");
+  ASSERT_TRUE(running.Commit({FileItem(1, "/new")}));
+  EXPECT_FALSE(HoldsNewest("ABC6"));
 }
 
 TEST_P(OwnerTest, AnEntryOfADirectoryIsHeldByItsDirectory) {

@@ -153,18 +153,17 @@ Status Catalog::ListRecords(const Saveset& saveset, const std::function<Status(c
 }
 
 Status Catalog::BeginAdoption(const Saveset& saveset) {
-  return inside_->Transact([&] {
+  bool deleted = false;  // to repeat would not change that
+  Status done = inside_->Transact([&] {
     std::optional<Row> row;
+    deleted = false;
     if (Status found = FindRow(*inside_, saveset.uid, row); !found || row) {
       return found;
     }
-    bool deleted = false;
     Status looked = inside_->Exists("SELECT 1 FROM deleted WHERE uid = $1", {saveset.uid.Bytes()}, deleted);
-    if (looked && deleted) {
-      return Status::Conflict("its objects are being deleted there");
-    }
-    return looked ? AddRow(*inside_, saveset) : looked;
+    return looked && !deleted ? AddRow(*inside_, saveset) : looked;
   });
+  return done && deleted ? Status::Conflict("its objects are being deleted there") : done;
 }
 
 Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& packs,
