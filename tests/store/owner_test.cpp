@@ -140,6 +140,10 @@ TEST_P(OwnerTest, RoomComesBackOnceNobodyNeedsIt) {
   EXPECT_EQ(sums[0].packs, 3u);
   EXPECT_EQ(sums[0].bytes, all);
   EXPECT_EQ(sums[0].added, size(third));
+  EXPECT_TRUE(sums[0].unchecked == 3U && !sums[0].oldestCheck);
+  ASSERT_TRUE(catalog_->NoteChecked({first}, false) && catalog_->SumPacks(sums));
+  EXPECT_EQ(sums[0].unchecked, 2U);
+  EXPECT_GT(sums[0].oldestCheck.value_or(0), 1'700'000'000);
   ASSERT_TRUE(catalog_->MarkPackDamaged(third));
   ASSERT_TRUE(catalog_->SumPacks(sums));
   EXPECT_EQ(sums[0].added, 0u);
@@ -158,6 +162,11 @@ TEST_P(OwnerTest, CopiesAreFoundByNameAndByPattern) {
   EXPECT_EQ(Copies("c"), "");
   ASSERT_TRUE(catalog_->MarkPackDamaged(first));
   EXPECT_EQ(Copies("/data/c"), "XYZ1:/data/c ABC1:/data/c! ");
+  Save("WIN1", {"D:\\data\\f", "\\\\srv\\share\\f", "/data/a%20b"});
+  for (const char* pattern : {"d*", "d:*", "*data/f", "d:/DATA/F"}) {
+    EXPECT_EQ(Copies(pattern), "WIN1:D:\\data\\f ") << pattern;
+  }
+  EXPECT_EQ(Copies("*hare/f"), "WIN1:\\\\srv\\share\\f ");
 }
 
 // More names than one statement reads; the name that is searched is the last, and there twice.

@@ -25,9 +25,16 @@ ProgressState Known(std::uint64_t items, std::uint64_t bytes) {
 TEST(Progress, WhatIsToldGrowsWithWhatIsKnownAndFitsTheLine) {
   ProgressState state = Known(12, 1200 * kMiB);
   EXPECT_EQ(ProgressText(state, 79), "12 of 340 items, 1.2 of 4.9 GiB, 24 %, 120 MiB/s, 32 s left");
-  EXPECT_EQ(ProgressText(state, 45), "12 of 340 items, 1.2 of 4.9 GiB, 24 %");
+  EXPECT_EQ(ProgressText(state, 38), "12 of 340 items, 1.2 of 4.9 GiB, 24 %");
   EXPECT_EQ(ProgressText(state, 10), "24 %") << "what fits";
   EXPECT_EQ(ProgressText(state, 0), "");
+  for (const auto& [left, text] :
+       {std::pair(99U, ", 99 s left"), std::pair(100U, ", 2 min left"), std::pair(5969U, ", 99 min left"),
+        std::pair(5970U, ", 1 h 40 min left")}) {
+    ProgressState one = Known(12, 10);
+    one.allBytes = one.bytes + left;
+    EXPECT_TRUE(ProgressText(one, 99).ends_with(text)) << ProgressText(one, 99);
+  }
   state.allItems.reset();
   state.allBytes.reset();
   EXPECT_EQ(ProgressText(state, 79), "12 items, 1.2 GiB, 120 MiB/s");
