@@ -274,8 +274,7 @@ Status PassIfLost(const Status& looked) {
   return looked || IsDamage(looked) ? Status()
                                     : looked.Within(
                                           "the old catalog cannot be looked at, and a backup may be using "
-                                          "it: call again; if it is lost "
-                                          "for good, rename it first");
+                                          "it: call again; if it is lost for good, rename it first");
 }
 
 bool IsOfAnother(SqlEngine& engine, const Uid& repository, Uid& other) {

@@ -304,8 +304,13 @@ Status RepositoryCopy::CopyObjects(const Saveset& saveset, bool listed) {
   if (!done || listed) {
     return done;
   }
-  return saveset.isProtected ? PutSavesetProtected(shelf, saveset.uid, TimeOf(saveset))
-                             : DeleteSavesetProtected(to_.Objects(), saveset.uid);
+  if (saveset.isProtected) {
+    return PutSavesetProtected(shelf, saveset.uid, TimeOf(saveset));
+  }
+  // Of a copy that ended before it. Who copies may have no right to delete, so only what is there is deleted.
+  std::optional<std::uint64_t> size;
+  done = to_.Objects().Size(SavesetObject(saveset.uid, "protected"), size);
+  return done && size ? DeleteSavesetProtected(to_.Objects(), saveset.uid) : done;
 }
 
 Status RepositoryCopy::CopyObject(const std::string& name) {
