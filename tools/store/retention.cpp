@@ -12,8 +12,7 @@ namespace {
 std::int64_t WeekOf(std::int64_t day) {
   constexpr std::int64_t kDaysOfWeek = 7;
   constexpr std::int64_t kThursday = 3;  // which 1970-01-01 was
-  const std::int64_t sinceMonday = day + kThursday;
-  return (sinceMonday >= 0 ? sinceMonday : sinceMonday - kDaysOfWeek + 1) / kDaysOfWeek;
+  return (day + kThursday) / kDaysOfWeek;
 }
 
 std::int64_t MonthOf(std::int64_t day) {

@@ -339,7 +339,6 @@ class Catalog {
   struct PackItem {
     Uid saveset;
     std::string savesetName;
-    bool own = false;  // completed with this pack
     std::string record;
     Item item;
   };

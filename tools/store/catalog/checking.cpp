@@ -38,8 +38,7 @@ struct Place {
 Status ReadPortion(Catalog::Inside& inside, std::int64_t pack, const std::string& from, Place& place,
                    std::vector<Catalog::PackItem>& items) {
   items.clear();
-  const std::string text = "SELECT s.uid, s.name, CASE WHEN i.pack = $1 THEN 1 ELSE 0 END, i.saveset, " +
-                           kItemColumns + from +
+  const std::string text = "SELECT s.uid, s.name, i.saveset, " + kItemColumns + from +
                            " JOIN saveset s ON s.id = i.saveset WHERE s.deleting = 0 AND ";
   const auto take = [&](const SqlRow& row) {
     Catalog::PackItem& item = items.emplace_back();
@@ -47,10 +46,9 @@ Status ReadPortion(Catalog::Inside& inside, std::int64_t pack, const std::string
       return DamagedRow("the id of a saveset");
     }
     item.savesetName = row.Bytes(1);
-    item.own = row.Number(2) != 0;
-    place = {row.Number(3), row.Number(4)};
-    item.record = row.Bytes(4 + kItemColumnCount - 1);
-    return ReadItem(row, 4, inside.repository, item.saveset, item.item);
+    place = {row.Number(2), row.Number(3)};
+    item.record = row.Bytes(3 + kItemColumnCount - 1);
+    return ReadItem(row, 3, inside.repository, item.saveset, item.item);
   };
   const bool own = from.find("needs") == std::string::npos;
   const std::string row = own ? "i" : "n";

@@ -40,8 +40,7 @@ Status PackBatch::CompareRecords(const Checking& checking, std::map<std::uint64_
   const std::string pack = "pack " + checking.facts.uid.Hex();
   Status listed = store_.Rows().ListItemsOfPack(checking.facts.uid, true, [&](const Catalog::PackItem& row) {
     const auto record = records.find(row.item.number);
-    if (record == records.end() || record->second != row.record ||
-        row.saveset != checking.reader->Tables().saveset) {
+    if (record == records.end() || record->second != row.record) {
       differs_.insert(checking.facts.uid);
       tell_({pack + " has not the record that the catalog has of item " + row.item.name + " of saveset " +
                  row.savesetName + ": if the catalog were lost, the item would be",

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <system_error>
 #include <thread>
 
@@ -23,12 +22,6 @@ S3Request About(Verb verb, const std::string& key) {
   request.verb = verb;
   request.key = key;
   return request;
-}
-
-bool ReadNumber(const std::string& text, std::uint64_t& number) {
-  const char* end = text.data() + text.size();
-  const auto [stopped, error] = std::from_chars(text.data(), end, number);
-  return !text.empty() && error == std::errc() && stopped == end;
 }
 
 std::string Range(std::uint64_t offset, std::size_t size) {
@@ -177,7 +170,7 @@ Status S3Place::IsThere(const std::string& name, S3Body& body, bool& there) {
     return asked;
   }
   std::uint64_t size = 0;
-  if (!answer.IsGood() || !ReadNumber(answer.Header("content-length"), size) || size != body.Size()) {
+  if (!answer.IsGood() || !ReadSize(answer.Header("content-length"), size) || size != body.Size()) {
     return {};
   }
   const std::string hash = answer.Header(kHashHeader);
@@ -264,7 +257,7 @@ Status S3Place::Size(const std::string& name, std::optional<std::uint64_t>& size
     return {};
   }
   std::uint64_t number = 0;
-  if (answer.IsGood() && ReadNumber(answer.Header("content-length"), number)) {
+  if (answer.IsGood() && ReadSize(answer.Header("content-length"), number)) {
     size = number;
     return {};
   }

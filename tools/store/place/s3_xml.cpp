@@ -53,13 +53,13 @@ bool WalkThrough(std::string_view xml, const EndOfElement& ended) {
   return XML_Parse(parser.get(), xml.data(), static_cast<int>(xml.size()), XML_TRUE) == XML_STATUS_OK;
 }
 
+}  // namespace
+
 bool ReadSize(const std::string& text, std::uint64_t& size) {
   const char* end = text.data() + text.size();
   const auto [stopped, error] = std::from_chars(text.data(), end, size);
   return error == std::errc() && stopped == end;
 }
-
-}  // namespace
 
 S3Error ParseS3Error(std::string_view xml) {
   S3Error found;

@@ -28,6 +28,9 @@ struct S3Page {
 // False if it is no such document, or not all of it.
 [[nodiscard]] bool ParseS3Page(std::string_view xml, S3Page& page);
 
+// A size as this protocol writes it: decimal digits, and nothing else.
+[[nodiscard]] bool ReadSize(const std::string& text, std::uint64_t& size);
+
 // The rule by which a bucket keeps its objects, such as "GOVERNANCE 30 Days"; empty if it has none. False if
 // it is no such document.
 [[nodiscard]] bool ParseObjectLock(std::string_view xml, std::string& rule);

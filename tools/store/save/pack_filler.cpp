@@ -248,9 +248,8 @@ Status PackFiller::EndRecords() {
 }
 
 void PackFiller::DropItemsOf(std::uint64_t directory) {
-  std::erase_if(completed_, [directory](const Completed& completed) {
-    return completed.item.directory == directory || completed.item.number == directory;
-  });
+  std::erase_if(completed_,
+                [directory](const Completed& completed) { return completed.item.directory == directory; });
 }
 
 Status PackFiller::DropPack() {
