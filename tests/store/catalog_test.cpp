@@ -137,6 +137,29 @@ TEST_P(CatalogTest, WhatARunLeavesIsNamedAndOneThatWasEndedGetsNothingIn) {
   EXPECT_TRUE(DeletedPacks().empty());
 }
 
+// Whoever ends a dead run may be killed, too.
+TEST_P(CatalogTest, ARunWhoseEndWasBrokenOffGetsNothingInAndIsEndedByTheNext) {
+  Backup backup(*catalog_, "ABC1");
+  ASSERT_TRUE(backup.Commit({FileItem(1, "/a")}));
+  std::unique_ptr<SqlEngine> engine;
+  ASSERT_TRUE(backing_->Connect(engine));
+  Catalog faulty(std::make_unique<TestEngine>(std::move(engine)), repository_);
+  faults::Begin({"catalog-begin", 2, faults::How::kFails, true});
+  EXPECT_FALSE(faulty.EndRun(backup.run.uid, Mover::kEndedFailed));
+  faults::End();
+  EXPECT_FALSE(backup.Commit({FileItem(2, "/b")}));
+  EXPECT_FALSE(catalog_->EndRun(backup.run.uid, Mover::kEndedClean));
+  EXPECT_NE(Find("ABC1")->mover, Mover::kEndedClean);
+  bool ended = false;
+  ASSERT_TRUE(catalog_->EndRun(backup.run.uid, Mover::kEndedFailed, "killed", ended));
+  EXPECT_TRUE(ended);
+  EXPECT_EQ(Find("ABC1")->mover, Mover::kEndedFailed);
+  ASSERT_TRUE(catalog_->EndRun(backup.run.uid, Mover::kEndedFailed, "again", ended));
+  EXPECT_FALSE(ended);
+  EXPECT_EQ(Find("ABC1")->reason, "killed");
+  EXPECT_EQ(FindItem(backup, "/a"), "/a");
+}
+
 // ---- Items -----------------------------------------------------------------------------------------------
 
 TEST_P(CatalogTest, ADirectoryIsSeenOnceItIsWhole) {
@@ -497,6 +520,19 @@ TEST_P(CatalogTest, AnImportGivesWhatThePacksHave) {
   EXPECT_EQ(found->bytes, Find("ABC7")->bytes);
   EXPECT_TRUE(found->isProtected && found->warnings && !found->failed);
   EXPECT_EQ(found->ended, 4711);
+  // What no counting gave, and what another one has, is replaced.
+  std::set<std::int64_t> ids = {found->id};
+  for (const std::int64_t id : {found->id, std::int64_t{-1}, INT64_MAX}) {
+    Saveset odd = torn;
+    odd.uid = Uid::Random();
+    odd.name = "ODD" + std::to_string(ids.size());
+    odd.id = id;
+    std::optional<Saveset> row;
+    ASSERT_TRUE(catalog->ImportSaveset(odd));
+    ASSERT_TRUE(catalog->FinishImport([](const std::string&) {}));
+    ASSERT_TRUE(catalog->FindSavesetByUid(odd.uid, row) && row);
+    EXPECT_TRUE(row->id > 0 && row->id < 100 && ids.insert(row->id).second) << row->id;
+  }
   EXPECT_EQ(NamesOf(*catalog, *found), NamesOf(*catalog_, good.saveset));
   ASSERT_TRUE(catalog->FindSaveset("ABC8", found));
   EXPECT_EQ(found->items, 0);

@@ -210,6 +210,39 @@ TEST_P(CopyTest, WhatIsBeingDeletedInTheCopyIsToldAndComesLater) {
   EXPECT_EQ(Restorable(to_), Restorable(from_));
 }
 
+// Whether it was begun before or not.
+TEST_P(CopyTest, WhatIsToGoIsNotCopied) {
+  const Contents contents = Restorable(from_);
+  const auto with = [](const ServerConfig& config, const auto& work) {
+    std::unique_ptr<Store> store;
+    ASSERT_TRUE(Store::Open(config, Access::kWrite, store));
+    work(*store);
+  };
+  const auto mark = [&](bool marked) {
+    with(from_, [marked](Store& store) { EXPECT_TRUE(store.Mark("ABC_1234567890", marked)); });
+  };
+  ASSERT_TRUE(Copy());
+  const std::vector<faults::Fault> tried = faults::Sample(faults::All(), 10);
+  for (const faults::Fault& fault : tried) {
+    SCOPED_TRACE(faults::ToText(fault));
+    fs::remove_all(to_.repository);
+    static_cast<void>(Copy(fault));
+    const bool listed = Restorable(to_).count("ABC_1234567890") != 0;
+    mark(true);
+    ASSERT_TRUE(Copy());
+    EXPECT_EQ(Restorable(to_).count("ABC_1234567890") != 0, listed);
+    with(to_, [](Store& store) {
+      std::vector<Uid> begun;
+      EXPECT_TRUE(store.Rows().ListAdoptions(begun));
+      EXPECT_TRUE(begun.empty());
+    });
+    EXPECT_EQ(DamagesIn(to_), Damages());
+    mark(false);
+  }
+  ASSERT_TRUE(Copy());
+  EXPECT_EQ(Restorable(to_), contents);
+}
+
 TEST_P(CopyTest, WhatCameLaterComesWithTheNextCopyAndWhatWentStays) {
   ASSERT_TRUE(Copy());
   const Contents before = Restorable(from_);
@@ -230,7 +263,9 @@ TEST_P(CopyTest, WhatCameLaterComesWithTheNextCopyAndWhatWentStays) {
 }
 
 TEST_P(CopyTest, ADamagedPackStaysBehindWithWhatNeedsIt) {
-  Flip(FilesBelow(from_.repository + "/packs").front(), 10'000);
+  const Contents contents = Restorable(from_);
+  const fs::path pack = FilesBelow(from_.repository + "/packs").front();
+  Flip(pack, 10'000);
   ASSERT_TRUE(Copy());
   EXPECT_EQ(result_.damages, 1U);
   const Contents copied = Restorable(to_);
@@ -240,6 +275,11 @@ TEST_P(CopyTest, ADamagedPackStaysBehindWithWhatNeedsIt) {
   // Nothing of the first one can come, at the next try neither: it is not listed.
   ASSERT_TRUE(Copy());
   EXPECT_EQ(Restorable(to_), copied);
+  // Somebody brings the pack again.
+  Flip(pack, 10'000);
+  ASSERT_TRUE(Copy());
+  EXPECT_EQ(result_.damages, 0U);
+  EXPECT_EQ(Restorable(to_), contents);
 }
 
 TEST_P(CopyTest, WhatIsDamagedInTheCopyComesAnew) {

@@ -39,6 +39,8 @@ Saveset RandomSaveset(std::mt19937& dice, std::int64_t id, std::int64_t created,
   saveset.warnings = !saveset.failed && chance(10);
   saveset.isProtected = chance(25);
   saveset.marked = !saveset.isProtected && chance(25);
+  saveset.sessionOpen = chance(40);
+  saveset.sessionFailed = !saveset.sessionOpen && chance(25);
   return saveset;
 }
 
@@ -111,7 +113,8 @@ class Model {
     }
     return !IsKept(session) && std::none_of(session.begin(), session.end(), [&](const Candidate& other) {
       const bool held = other.inUse || other.notAsked || other.saveset.isProtected ||
-                        other.saveset.mover == Mover::kRunning || (!evenNewest && HoldsNewest(other.saveset));
+                        other.saveset.mover == Mover::kRunning || other.saveset.sessionOpen ||
+                        (!evenNewest && HoldsNewest(other.saveset));
       return held && !other.saveset.marked;
     });
   }
@@ -145,7 +148,7 @@ class Model {
     for (const Candidate& candidate : session) {
       const Saveset& saveset = candidate.saveset;
       if (saveset.failed || saveset.marked || saveset.mover == Mover::kEndedFailed ||
-          saveset.mover == Mover::kRunning) {
+          saveset.mover == Mover::kRunning || saveset.sessionOpen || saveset.sessionFailed) {
         return false;
       }
       any = any || saveset.mover == Mover::kEndedClean;
@@ -235,7 +238,15 @@ TEST(Retention, AClockThatWasAheadMakesNoBackupTheNewest) {
   EXPECT_TRUE(IsOverdue(candidates[0].saveset.created, kNow, 30 * kDay));
   EXPECT_TRUE(IsOverdue(kNow - 31 * kDay, kNow, 30 * kDay));
   EXPECT_FALSE(IsOverdue(kNow - 30 * kDay, kNow, 30 * kDay));
-  EXPECT_FALSE(IsOverdue(kNow + 60, kNow, 30 * kDay));
+  EXPECT_FALSE(IsOverdue(kNow + kDay, kNow, 30 * kDay));
+  EXPECT_TRUE(IsOverdue(kNow + kDay + 1, kNow, 30 * kDay));
+  RetentionRules within;
+  within.within = 3 * kDay;  // from the second before the last on
+  candidates[3].saveset.created = kNow - 3 * kDay;
+  candidates[4].saveset.created = kNow - 3 * kDay - 1;
+  ASSERT_TRUE(ApplyRetention(candidates, within, kNow, UtcDay, {}, kept));
+  EXPECT_FALSE(kept[3].empty());
+  EXPECT_TRUE(kept[4].empty());
 }
 
 // A day of the owner's calendar, not of Greenwich.

@@ -11,6 +11,8 @@
 
 #include "platform/platform.h"
 #include "store/by_hand.h"
+#include "store/dead_runs.h"
+#include "store/doubles.h"
 #include "store/keys/keys.h"
 #include "store/repository_files.h"
 #include "store/saveset_objects.h"
@@ -113,6 +115,9 @@ TEST_F(StoreTest, ALostOrDamagedObjectOfTheRepositoryIsTold) {
 
   Flip(object, 40);
   EXPECT_TRUE(Refusal(Access::kRead).starts_with("its object \"repository\": ")) << Refusal(Access::kRead);
+  EXPECT_TRUE(Rebuild().empty());
+  EXPECT_EQ(notes_.size(), 1U) << "that it was put again";
+  EXPECT_EQ(Restored(saveset, file), "bytes");
 }
 
 TEST_F(StoreTest, AKilledMakerIsFinishedByTheNext) {
@@ -253,6 +258,21 @@ TEST_F(StoreTest, SessionsOfDeadOwnersAreClosed) {
   for (const BackupByHand* open : {&mine, &elsewhere, &container, &byHand}) {
     const std::string& name = open->result.saveset;
     EXPECT_TRUE(next->CloseJob(Mode::kBackup, open->session, name, State::kGood)) << name;
+    EXPECT_NE(
+        next->CloseJob(Mode::kBackup, open->session, name, State::kFailed).Message().find("no open job"),
+        std::string::npos);
+  }
+  // Of another machine, nobody knows; but no backup takes that long.
+  std::unique_ptr<Store> later;
+  ASSERT_TRUE(OpenThrough({.clock = kSessionLease - 60}, config_, Access::kWrite, later));
+  EXPECT_TRUE(later->Notes().empty());
+  ASSERT_TRUE(OpenThrough({.clock = kSessionLease + 60}, config_, Access::kWrite, later));
+  ASSERT_EQ(later->Notes().size(), 1U);
+  EXPECT_NE(later->Notes()[0].find("0 runs and 2 sessions"), std::string::npos) << later->Notes()[0];
+  for (const BackupByHand* forgotten : {&elsewhere, &container}) {
+    std::optional<Saveset> row;
+    ASSERT_TRUE(later->Rows().FindSaveset(forgotten->result.saveset, row) && row);
+    EXPECT_TRUE(row->sessionFailed);
   }
 }
 
@@ -336,6 +356,86 @@ TEST_F(StoreTest, ThatABackupFailedIsKnownAfterARebuild) {
   EXPECT_TRUE(notes_.empty()) << "an object of it was left";
 }
 
+// ---- Failures -----------------------------------------------------------------------------------
+
+TEST_F(StoreTest, OnAFullDiskARestoreGoesOnAndABackupDoesNot) {
+  const std::string saveset = BackUp({Write("file", "bytes")});
+  std::unique_ptr<Store> store;
+  ASSERT_TRUE(OpenThrough({}, config_, Access::kWrite, store));
+  for (const Mode mode : {Mode::kRestore, Mode::kBackup}) {
+    std::string session;
+    std::string name;
+    const std::vector<std::function<Status()>> steps = {
+        [&] { return store->OpenSession(mode, "client", {}, session); },
+        [&] {
+          return store->OpenJob({mode, session, saveset, "job", "pool"}, name);
+        },
+        [&] { return store->CloseJob(mode, session, name, State::kGood); },
+        [&] { return store->CloseSession(mode, session, State::kGood); }};
+    for (std::size_t step = 0; step < steps.size(); ++step) {
+      SCOPED_TRACE(std::to_string(step) + (mode == Mode::kRestore ? " of a restore" : " of a backup"));
+      for (const faults::How how : {faults::How::kFails, faults::How::kNoRoom}) {
+        faults::Begin({"catalog-begin", 1, how, true});
+        const Status done = steps[step]();
+        faults::End();
+        EXPECT_EQ(static_cast<bool>(done), mode == Mode::kRestore && how == faults::How::kNoRoom)
+            << done.Message();
+      }
+      const Status done = steps[step]();
+      ASSERT_TRUE(done) << done.Message();
+    }
+    // From its first step on.
+    faults::Begin({"catalog-begin", 1, faults::How::kNoRoom, true});
+    for (const std::function<Status()>& step : steps) {
+      EXPECT_EQ(static_cast<bool>(step()), mode == Mode::kRestore);
+    }
+    faults::End();
+  }
+}
+
+TEST_F(StoreTest, AProtectionThatFailsLeavesNoObject) {
+  const std::string saveset = BackUp({Write("file", "bytes")});
+  const std::string object = config_.repository + "/" + SavesetObject(UidOf(saveset), "protected");
+  std::unique_ptr<Store> store;
+  ASSERT_TRUE(OpenThrough({}, config_, Access::kWrite, store));
+  const auto fails = [&](bool isProtected, const char* operation) {
+    faults::Begin({operation, 1, faults::How::kFails, true});
+    EXPECT_FALSE(store->Protect(saveset, isProtected));
+    faults::End();
+  };
+  fails(true, "catalog-begin");
+  fails(true, "place-create");
+  EXPECT_FALSE(fs::exists(object));
+  ASSERT_TRUE(store->Protect(saveset, true));
+  fails(true, "catalog-begin");
+  fails(false, "catalog-begin");
+  EXPECT_TRUE(fs::exists(object)) << "the catalog says still that it is protected";
+  ASSERT_TRUE(store->Protect(saveset, false));
+  EXPECT_FALSE(fs::exists(object));
+}
+
+TEST_F(StoreTest, AProposedNameIsOneWord) {
+  const auto store = Open();
+  std::string session;
+  std::string name;
+  ASSERT_TRUE(store->OpenSession(Mode::kBackup, "client", {}, session));
+  const auto open = [&](const std::string& proposed) {
+    return static_cast<bool>(store->OpenJob({Mode::kBackup, session, proposed, "job", "pool"}, name));
+  };
+  for (const char* bad : {"", "NULL", " A", "A B", "A\n", "A\x7f", "#A", "A@1", "\xc3\xa4"}) {
+    EXPECT_FALSE(open(bad)) << bad;
+  }
+  const std::string longest(31, 'A');
+  EXPECT_FALSE(open(longest + 'A'));
+  for (const std::string& good : {std::string("!"), std::string("A#~"), longest}) {
+    EXPECT_TRUE(open(good));
+    EXPECT_EQ(name, good);
+  }
+  EXPECT_TRUE(open("!"));
+  EXPECT_EQ(name, "!_2");
+  EXPECT_FALSE(open(longest)) << "there is no room for a number";
+}
+
 // ---- Deleting -----------------------------------------------------------------------------------
 
 TEST_F(StoreTest, ADeletionTakesWhatNobodyNeeds) {
@@ -351,6 +451,8 @@ TEST_F(StoreTest, ADeletionTakesWhatNobodyNeeds) {
   ASSERT_TRUE(store->OpenSession(Mode::kRestore, "client", {}, session));
   EXPECT_NE(store->OpenJob({Mode::kRestore, session, first, "job", ""}, name).Message().find("korvo keep"),
             std::string::npos);
+  ASSERT_TRUE(store->DeleteMarked(3600));
+  EXPECT_EQ(Restored(first, once), support::ReadWholeFile(once)) << "the grace is not over";
   ASSERT_TRUE(store->DeleteMarked(0));
   EXPECT_EQ(Restored(second, shared), support::ReadWholeFile(shared)) << "a pack went that is still needed";
   store.reset();

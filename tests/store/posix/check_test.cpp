@@ -154,6 +154,10 @@ TEST_P(CheckTest, EachOfManyDamagesIsFoundWithAllThatItCosts) {
       ASSERT_FALSE(told_.damages.empty()) << damage;
       if (!told_.result.catalogDamaged) {
         EXPECT_EQ(told_.lost, CannotBeRestored(*store)) << damage << ": " << told_.damages.front();
+        const Lost lost = told_.lost;
+        told_.lost.clear();
+        ASSERT_TRUE(RepositoryCheck(*store, told_.Listener()).Restore({}, told_.result));
+        EXPECT_EQ(told_.lost, lost) << damage;
       }
     }
     store.reset();
@@ -210,6 +214,50 @@ TEST_P(CheckTest, WithoutThePrivateKeyStoredBytesAreChecked) {
   Flip(config_.repository + "/" + PackObject(packs[0].uid), packs[0].size / 3);
   ASSERT_TRUE(told_.Check(*store));
   EXPECT_EQ(told_.damages.size(), 1U);
+}
+
+// Whatever a rebuild would make of the saveset's objects is compared with its row.
+TEST_P(CheckTest, RowsThatDifferFromTheirObjectsAreTold) {
+  const auto store = Open();
+  std::unique_ptr<SqlEngine> engine;
+  ASSERT_TRUE(OpenSqlite(config_.repository + "/catalog.db", MakeCatalog::kNever, engine));
+  const auto run = [&engine](const std::string& statement) {
+    const Status done = engine->Run(statement, {});
+    EXPECT_TRUE(done) << statement << ": " << done.Message();
+  };
+  for (const auto& [change, back] : std::vector<std::pair<std::string, std::string>>{
+           {"saveset SET name = CAST(name || X'21' AS BLOB)",
+            "saveset SET name = CAST(substr(name, 1, length(name) - 1) AS BLOB)"},
+           {"saveset SET created = created + 1", "saveset SET created = created - 1"},
+           {"saveset SET protected = 1", "saveset SET protected = 0"},
+           {"saveset SET failed = 1", "saveset SET failed = 0"},
+           {"saveset SET warnings = 1", "saveset SET warnings = 0"},
+           {"founding SET object = CAST(object || X'00' AS BLOB)",
+            "founding SET object = substr(object, 1, length(object) - 1)"}}) {
+    const std::string where = change.starts_with("saveset") ? " WHERE id = 1" : " WHERE number = 1";
+    run("UPDATE " + change + where);
+    ASSERT_TRUE(told_.Check(*store));
+    EXPECT_EQ(told_.damages.size(), 1U) << change;
+    run("UPDATE " + back + where);
+    ASSERT_TRUE(told_.Check(*store));
+    EXPECT_TRUE(told_.damages.empty()) << back << ": " << told_.damages.front();
+  }
+}
+
+TEST_P(CheckTest, OneSavesetNeedsOnlyItsOwnPacks) {
+  const auto store = Open();
+  std::vector<PackFacts> packs;
+  std::optional<Saveset> first;
+  ASSERT_TRUE(store->Rows().ListPacks(packs));
+  ASSERT_TRUE(store->Rows().FindSaveset("ABC_1234567890", first) && first);
+  std::vector<Uid> needed;
+  ASSERT_TRUE(store->Rows().ListPacksOf(*first, needed));
+  ASSERT_LT(needed.size(), packs.size());
+  CheckScope scope;
+  scope.savesets = {*first};
+  ASSERT_TRUE(told_.Check(*store, scope));
+  EXPECT_EQ(told_.result.readPacks, needed.size());
+  EXPECT_EQ(told_.result.packs, packs.size());
 }
 
 // What only one of the two has: rows and records, packs and objects that nobody knows.
