@@ -140,7 +140,8 @@ TEST_P(LoadTest, HolesAndZeros) {
   constexpr std::uint64_t kMiB = 1 << 20;
   std::string bytes = Noise(12 * kMiB, 1);
   Layout layout;
-  layout.holes = {{kMiB, 2 * kMiB}, {5 * kMiB + 4096, 8192}, {7 * kMiB, kMiB}, {11 * kMiB, kMiB}};
+  layout.holes = {{kMiB, 2 * kMiB},         {5 * kMiB + 4096, 8192}, {5 * kMiB + 20480, 4096},
+                  {5 * kMiB + 40960, 4096}, {7 * kMiB, kMiB},        {11 * kMiB, kMiB}};
   for (const Hole& hole : layout.holes) {
     std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(hole.offset), hole.size, '\0');
   }
@@ -155,7 +156,7 @@ TEST_P(LoadTest, HolesAndZeros) {
   ASSERT_TRUE(copied) << copied.Message();
   EXPECT_TRUE(content == bytes);
   EXPECT_TRUE(streamed_ == bytes);
-  EXPECT_EQ(room_, bytes.size() - 4 * kMiB - 8192);
+  EXPECT_EQ(room_, bytes.size() - 4 * kMiB - 16384);
   std::string why;
   const auto file = platform::DataFile::OpenForReading(target_, why);
   ASSERT_NE(file, nullptr) << why;
@@ -186,6 +187,25 @@ TEST_P(LoadTest, AMissingPackIsNamed) {
 }
 
 // Everything in the packs is sound, but the map is of another file, or leads astray.
+TEST_P(LoadTest, APackOfANewerReleaseIsNotDamaged) {
+  std::vector<PackImage> packs(1);
+  static_cast<void>(MakeFile(keys_, "bytes", {}, packs));
+  constexpr std::size_t kVersionAt = 10;
+  packs[0].patches = {{Patch::Part::kHeader, kVersionAt, 2, 2}};
+  PutAll(packs);
+  const auto opened = [&] {
+    std::shared_ptr<const PackReader> reader;
+    return PackReader::Open(place_, keys_, repository_, packs[0].id, reader);
+  };
+  EXPECT_EQ(opened().What(), Status::Kind::kFailed);
+  EXPECT_EQ(opened().Message(),
+            "pack " + packs[0].id.Hex() + ": a newer release has written it: use the tools of that release");
+  packs[0].patches = {{Patch::Part::kHeader, 0, 2, 2}};
+  PutAll(packs);
+  EXPECT_EQ(opened().What(), Status::Kind::kDamaged);
+  EXPECT_NE(opened().Message().find("is damaged at byte 0"), std::string::npos) << opened().Message();
+}
+
 TEST_P(LoadTest, MapsThatDoNotFit) {
   const std::string bytes = Noise(8192 * 40, 1);
   std::vector<PackImage> packs(1);

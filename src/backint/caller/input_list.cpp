@@ -6,6 +6,7 @@
 #include <memory>
 #include <string_view>
 
+#include "backint/base/format.h"
 #include "backint/base/path.h"
 #include "backint/base/print.h"
 #include "backint/base/text.h"
@@ -76,9 +77,9 @@ void TraceInputList(const ItemList& lines) {
 }
 
 void TellExtraWords(const std::string& line, const char* source) {
-  const std::string warning = "WARNING: extra words in input line are ignored: " + line + ".";
-  TRACE_AS(source, 2, "%s", warning.c_str());
-  TellOnStandardError(warning);
+  constexpr const char* kWarning = "WARNING: extra words in input line are ignored: %s.";
+  TRACE_AS(source, 2, kWarning, line.c_str());
+  TellOnStandardError(FormatText(kWarning, line.c_str()));
 }
 
 bool IsLogFileList(const ItemList& items) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <map>
 
 #include "store/place/s3_client.h"
@@ -139,10 +140,14 @@ TEST_F(PosixS3PlaceTest, OnlyAnObjectThatEndsTooEarlyIsDamaged) {
 }
 
 TEST_F(PosixS3PlaceTest, WhatNeverGetsThroughFailsAndSaysWhereAndWhyButNoSecret) {
+  settings_.firstPause = 40;
   place_ = Open();
   network_.Follow([](int, const std::string&) { return Fault::kBusy; });
+  const auto began = std::chrono::steady_clock::now();
   const Status busy = place_->Put(name_, "bytes");
   EXPECT_FALSE(busy);
+  // At least half of 40, 80 and 160.
+  EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(140));
   EXPECT_NE(busy.Message().find(prefix_ + name_ + " in bucket bucket at " + network_.Endpoint()),
             std::string::npos)
       << busy.Message();
