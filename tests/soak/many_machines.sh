@@ -152,6 +152,7 @@ workers+=($!)
 sleep "$(awk -v minutes="$2" 'BEGIN { print minutes * 60 }')"
 touch over
 wait "${workers[@]}" || true
+workers=()  # what has been waited for is no child any more
 status=0
 check_all || status=1
 on keeper korvo verify srv || status=1
