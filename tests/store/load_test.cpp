@@ -140,6 +140,7 @@ TEST_P(LoadTest, HolesAndZeros) {
   constexpr std::uint64_t kMiB = 1 << 20;
   std::string bytes = Noise(12 * kMiB, 1);
   Layout layout;
+  layout.chunkSize = 65536;  // with several holes in one
   layout.holes = {{kMiB, 2 * kMiB},         {5 * kMiB + 4096, 8192}, {5 * kMiB + 20480, 4096},
                   {5 * kMiB + 40960, 4096}, {7 * kMiB, kMiB},        {11 * kMiB, kMiB}};
   for (const Hole& hole : layout.holes) {
