@@ -149,6 +149,22 @@ class FileSystem {
   std::uint64_t volume_ = 0;
 };
 
+// Keeps a file for a moment after its name has gone to another one. A system that frees the file within the
+// rename lets nobody else change the directory until that is done. With this, the file is freed when this
+// goes, in any thread. Not for a file system on a network: some give a file that is kept a name of their own.
+class KeptFile {
+ public:
+  // Null if there is no such file, and on a system that frees files by itself.
+  [[nodiscard]] static std::unique_ptr<KeptFile> Keep(const std::string& path);
+  KeptFile(const KeptFile&) = delete;
+  KeptFile& operator=(const KeptFile&) = delete;
+  ~KeptFile();  // NOLINT(performance-trivially-destructible): one system has a handle to close
+
+ private:
+  explicit KeptFile(int handle) : handle_(handle) {}
+  int handle_;
+};
+
 // Creates the directory and those above it that are missing. Each is synchronised into the one above it,
 // unless the caller does that later. Private directories are for their owner only.
 enum class DirectoryAccess { kUsual, kPrivate };

@@ -7,6 +7,9 @@ using store::Status;
 namespace {
 
 constexpr std::size_t kMostChained = 1024;
+// They wait for the disk most of the time.
+constexpr std::size_t kFreers = 4;
+constexpr std::size_t kKeptForEach = 8;
 
 // Whether it is synchronised together with everything else on its file system.
 bool IsTogether(const std::deque<Waiting>& group, const Waiting& waiting) {
@@ -22,6 +25,8 @@ void EmptyIfInPlace(Waiting& waiting) {
     waiting.file.reset();
   }
 }
+
+Settler::Settler() : freers_(kFreers, kKeptForEach) {}
 
 void Settler::Settle(std::deque<Waiting>& group) {
   SyncFiles(group);
@@ -49,13 +54,25 @@ void Settler::SyncFiles(std::deque<Waiting>& group) {
   }
 }
 
-// In one thread: only one at a time can change a directory.
+// In one thread: only one at a time can change a directory. The files that are replaced are freed in others.
 void Settler::TakePlaces(std::deque<Waiting>& group) {
+  store::Pending freeing;
   for (Waiting& waiting : group) {
-    if (waiting.status && waiting.file != nullptr) {
-      waiting.status = waiting.file->TakePlace();
+    if (!waiting.status || waiting.file == nullptr) {
+      continue;
+    }
+    std::shared_ptr<platform::KeptFile> replaced =
+        waiting.fileSystem != nullptr ? platform::KeptFile::Keep(waiting.file->Target()) : nullptr;
+    waiting.status = waiting.file->TakePlace();
+    if (replaced != nullptr) {
+      freeing.Add();
+      freers_.Do([kept = std::move(replaced), &freeing]() mutable {
+        kept.reset();
+        freeing.Done();
+      });
     }
   }
+  freeing.Wait();
 }
 
 void Settler::SyncDirectories(std::deque<Waiting>& group) {

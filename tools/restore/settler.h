@@ -11,6 +11,7 @@
 
 #include "platform/data_file.h"
 #include "restore/replacement.h"
+#include "store/load/work_queue.h"
 #include "store/pack/record.h"
 #include "store/status.h"
 
@@ -35,13 +36,15 @@ class Settler {
   // Up to so many are synchronised one by one: their file system may have far more to write than these.
   static constexpr std::size_t kFew = 16;
 
+  Settler();
+
   // Afterwards everything whose status is good is in its place and on the disk. Otherwise its status tells
   // why not.
   void Settle(std::deque<Waiting>& group);
 
  private:
   void SyncFiles(std::deque<Waiting>& group);
-  static void TakePlaces(std::deque<Waiting>& group);
+  void TakePlaces(std::deque<Waiting>& group);
   void SyncDirectories(std::deque<Waiting>& group);
   void SyncTogether(std::deque<Waiting>& group);
   void SyncAlone(Waiting& waiting, std::map<std::string, std::string>& whyNot);
@@ -50,4 +53,5 @@ class Settler {
   // A file system that failed stays here: the system reports an error once, to whoever asks first, and the
   // next group may be the one that it hits.
   std::map<platform::FileSystem*, std::string> failed_;
+  store::WorkQueue freers_;
 };

@@ -40,4 +40,11 @@ bool MoveToNewName(const std::string& from, const std::string& to, std::string& 
   return false;
 }
 
+std::unique_ptr<KeptFile> KeptFile::Keep(const std::string& path) {
+  const int handle = open(NativePath(path).c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC);
+  return std::unique_ptr<KeptFile>(handle >= 0 ? new KeptFile(handle) : nullptr);
+}
+
+KeptFile::~KeptFile() { close(handle_); }
+
 }  // namespace platform

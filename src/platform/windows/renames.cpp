@@ -110,4 +110,9 @@ bool MoveToNewName(const std::string& from, const std::string& to, std::string& 
   return Rename(from, to, 0, why);
 }
 
+// The system frees a file by itself, outside of the rename.
+std::unique_ptr<KeptFile> KeptFile::Keep(const std::string& /*path*/) { return nullptr; }
+
+KeptFile::~KeptFile() = default;
+
 }  // namespace platform
