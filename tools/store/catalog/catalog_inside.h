@@ -80,10 +80,15 @@ struct Catalog::Inside {
 inline constexpr const char* kIsDamaged = "state = 2 AND state <> 1";
 inline constexpr const char* kIsDeleted = "state = 3 AND state <> 1";
 
+// Ends the question of an EXISTS that is to be asked for each row by itself, by an index. Otherwise
+// PostgreSQL may make a join of it that reads all items: its estimates for parameters which it does not know
+// yet make that look cheap.
+inline const std::string kForEachRow = " LIMIT 1 OFFSET 0)";
+
 // The condition that no item needs the pack.
 inline const std::string kIsUnneeded =
-    "NOT EXISTS(SELECT 1 FROM item WHERE item.pack = pack.id) AND "
-    "NOT EXISTS(SELECT 1 FROM needs WHERE needs.pack = pack.id)";
+    "NOT EXISTS(SELECT 1 FROM item WHERE item.pack = pack.id" + kForEachRow +
+    " AND NOT EXISTS(SELECT 1 FROM needs WHERE needs.pack = pack.id" + kForEachRow;
 
 inline SqlValue Unsigned(std::uint64_t number) { return static_cast<std::int64_t>(number); }
 

@@ -200,8 +200,8 @@ Status Catalog::FindItemsIn(const Saveset& saveset, std::string_view asked, std:
                            " FROM item i WHERE i.saveset = $1 AND i.key > $2 AND i.key < $3 AND " +
                            kItemVisible +
                            " AND NOT EXISTS(SELECT 1 FROM item e WHERE e.saveset = i.saveset AND e.key = "
-                           "i.key AND e.number < i.number)"
-                           " ORDER BY i.key LIMIT $4";
+                           "i.key AND e.number < i.number" +
+                           kForEachRow + " ORDER BY i.key LIMIT $4";
   std::string last = range.first;
   std::vector<Item> items;
   do {
@@ -233,8 +233,8 @@ Status Catalog::ListItems(const Saveset& saveset, const EachItem& each) {
   const std::string text = "SELECT " + kItemColumns +
                            " FROM item i WHERE i.saveset = $1 AND i.number > $2 AND " + kItemVisible +
                            " AND NOT EXISTS(SELECT 1 FROM item e WHERE e.saveset = i.saveset AND e.key = "
-                           "i.key AND e.number < i.number)"
-                           " ORDER BY i.number LIMIT $3";
+                           "i.key AND e.number < i.number" +
+                           kForEachRow + " ORDER BY i.number LIMIT $3";
   std::uint64_t last = 0;
   std::string lastKey;
   std::vector<Item> items;

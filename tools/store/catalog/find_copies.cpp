@@ -177,9 +177,9 @@ Status Catalog::FindOlderCopies(const Saveset& saveset, std::string_view name, c
           kItemVisible +
           " AND NOT EXISTS(SELECT 1 FROM needs n JOIN pack p ON p.id = n.pack WHERE n.saveset = i.saveset "
           "AND "
-          "n.number = i.number AND p.state <> 1) AND EXISTS(SELECT 1 FROM pack p WHERE p.id = i.pack AND "
-          "p.state = "
-          "1) ORDER BY s.id DESC LIMIT $4",
+          "n.number = i.number AND p.state <> 1" +
+          kForEachRow + " AND EXISTS(SELECT 1 FROM pack p WHERE p.id = i.pack AND p.state = 1" + kForEachRow +
+          " ORDER BY s.id DESC LIMIT $4",
       {ItemKey(name), saveset.database, saveset.id, kCopiesLookedAt}, [&](const SqlRow& row) {
         Uid uid;
         Item item;

@@ -13,7 +13,7 @@ std::string Whole(const std::string& item) {
   const std::string damaged = "(SELECT id FROM pack WHERE " + std::string(kIsDamaged) + ")";
   return item + ".pack NOT IN " + damaged +
          " AND NOT EXISTS(SELECT 1 FROM needs d WHERE d.saveset = " + item +
-         ".saveset AND d.number = " + item + ".number AND d.pack IN " + damaged + ")";
+         ".saveset AND d.number = " + item + ".number AND d.pack IN " + damaged + kForEachRow;
 }
 
 // Every pack that the saveset added, or that one of its items needs.
@@ -73,10 +73,10 @@ Status Catalog::HoldsNewest(const Saveset& saveset, bool& holds) {
   return inside_->Exists("SELECT 1 FROM item i WHERE i.saveset = $1 AND i.directory = 0 AND i.kind <> 3" +
                              whole("i") +
                              " AND NOT EXISTS(SELECT 1 FROM item n CROSS JOIN saveset s WHERE s.id = "
-                             "n.saveset AND n.key = i.key AND "
-                             "n.kind <> 3 AND n.family IN (SELECT id FROM family WHERE name = $2) AND s.id > "
-                             "$1 AND s.mover = 2 AND s.failed = 0 AND s.marked IS NULL AND s.deleting = 0" +
-                             whole("n") + ") LIMIT 1",
+                             "n.saveset AND n.key = i.key AND n.kind <> 3 AND "
+                             "n.family IN (SELECT id FROM family WHERE name = $2) AND n.saveset > $1 AND "
+                             "s.mover = 2 AND s.failed = 0 AND s.marked IS NULL AND s.deleting = 0" +
+                             whole("n") + kForEachRow + " LIMIT 1",
                          {saveset.id, saveset.database}, holds);
 }
 
