@@ -4,14 +4,15 @@
 Usage: mutants.py MINUTES SEED [FOLDER...]
 
 Works on two copies of the tree below build/mutants, at once. Each mutant is compiled, linked and tested, the quick
-programs first, until a test fails that passes without it. A mutant that does not compile does not count. With folders,
-only what is in them is changed.
+programs first, until a test fails that passes without it. A mutant that does not compile does not count, nor one of which the compiler
+makes the same programs. With folders, only what is in them is changed.
 """
 
 import collections
 import concurrent.futures
 import filecmp
 import glob
+import hashlib
 import json
 import os
 import random
@@ -251,8 +252,19 @@ def tell(results):
         print(f"{folder:16}{made:10}{noticed:10}{noticed / made if made else 0:8.0%}", flush=True)
 
 
+def programs_of(copy):
+    """What tells two builds apart."""
+    digests = {}
+    for path in glob.glob(f"{copy}/build/bin/*") + glob.glob(f"{copy}/build/scripted/*"):
+        if os.path.isfile(path):
+            with open(path, "rb") as file:
+                digests[path] = hashlib.file_digest(file, "sha256").digest()
+    return digests
+
+
 def test_mutants(copy, mutants, end, counts):
     """Takes one mutant after the other from those that are left for all copies."""
+    good = programs_of(copy)
     while time.monotonic() < end:
         try:
             path, number, old, new = mutants.popleft()
@@ -261,6 +273,9 @@ def test_mutants(copy, mutants, end, counts):
         before = write(copy, path, number, new)
         try:
             if not build(copy):
+                continue
+            if programs_of(copy) == good:
+                print(f"the same {path}:{number}\n-{old}\n+{new}", flush=True)
                 continue
             test = first_failure(copy, path)
         finally:
