@@ -164,6 +164,7 @@ TEST_P(LoadTest, HolesAndZeros) {
   if (file->NextHole(0, bytes.size()) != bytes.size()) {
     EXPECT_EQ(file->NextHole(0, bytes.size()), kMiB);
     EXPECT_EQ(file->NextData(kMiB, bytes.size()), 3 * kMiB);
+    EXPECT_EQ(file->NextHole(5 * kMiB + 12288, bytes.size()), 5 * kMiB + 20480);
     EXPECT_EQ(file->NextHole(8 * kMiB, bytes.size()), 11 * kMiB);
     EXPECT_EQ(file->NextData(11 * kMiB, bytes.size()), bytes.size());
   } else {
