@@ -220,6 +220,7 @@ TEST(Names, AWindowsPathHasOneKeyOnEverySystem) {
   for (const char* path : {"", "c", "@:/x", "[:/x", "1:", "c:x", "\\x"}) {
     EXPECT_FALSE(IsWindowsPath(path)) << path;
   }
+  EXPECT_FALSE(IsWindowsPath(std::string_view("c:\\x", 1))) << "what comes after the name is not part of it";
 }
 
 TEST(Names, PartsOfNames) {

@@ -37,9 +37,11 @@ constexpr int TraceFSkip(const char* format) { return TraceFMarked(format) ? 4 :
 // Whether a message of this level would be written.
 bool TraceShows(int level);
 
-// Errors have level 1, warnings level 2.
+// Errors have level 1, warnings level 2, everything else 1 to 3.
 constexpr bool TraceLevelFits(int level, std::string_view format) {
-  return format.starts_with("ERROR") ? level == 1 : !format.starts_with("WARNING") || level == 2;
+  const int lowest = format.starts_with("WARNING") ? 2 : 1;
+  const int highest = format.starts_with("ERROR") ? 1 : format.starts_with("WARNING") ? 2 : 3;
+  return level >= lowest && level <= highest;
 }
 
 // A trace call. It formats the text only if the level is shown. `TRACE_AS` names the module that writes;

@@ -93,6 +93,14 @@ TEST_F(PosixS3PlaceTest, OneFaultOfTheNetworkChangesNothing) {
   }
 }
 
+TEST_F(PosixS3PlaceTest, WhatIsNoLockGoesFromAmongTheLocksToo) {
+  place_ = Open();
+  ASSERT_TRUE(place_->Put("runs/note", bytes_));
+  ASSERT_TRUE(Stored("runs/note") == bytes_);
+  ASSERT_TRUE(place_->Delete("runs/note"));
+  EXPECT_EQ(Stored("runs/note"), "nothing");
+}
+
 TEST_F(PosixS3PlaceTest, APutWithoutAnAnswerIsNotSentAgainIfItWasCarriedOut) {
   place_ = Open();
   for (const Fault fault : {Fault::kDropAnswer, Fault::kFailed, Fault::kSilence}) {
