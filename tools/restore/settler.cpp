@@ -54,7 +54,8 @@ void Settler::SyncFiles(std::deque<Waiting>& group) {
   }
 }
 
-// In one thread: only one at a time can change a directory. The files that are replaced are freed in others.
+// In one thread: only one at a time can change a directory. If there are many, the files that are replaced
+// are freed in others.
 void Settler::TakePlaces(std::deque<Waiting>& group) {
   store::Pending freeing;
   for (Waiting& waiting : group) {
@@ -62,7 +63,7 @@ void Settler::TakePlaces(std::deque<Waiting>& group) {
       continue;
     }
     std::shared_ptr<platform::KeptFile> replaced =
-        waiting.fileSystem != nullptr ? platform::KeptFile::Keep(waiting.file->Target()) : nullptr;
+        IsTogether(group, waiting) ? platform::KeptFile::Keep(waiting.file->Target()) : nullptr;
     waiting.status = waiting.file->TakePlace();
     if (replaced != nullptr) {
       freeing.Add();
