@@ -652,6 +652,47 @@ TEST_F(StoreTest, WhatAnOwnerDoesMeanwhileEndsARebuild) {
   EXPECT_TRUE(row->isProtected);
 }
 
+// Its objects go, or are gone already, while the rebuild reads them.
+TEST_F(StoreTest, WhatIsDeletedMeanwhileDoesNotComeBack) {
+  const std::string going = BackUp({Write("file", "bytes")});
+  std::ofstream(config_.repository + "/packs/stranger") << "is told, and nothing is lost";
+  {
+    const auto store = Open(Access::kWrite);
+    std::optional<Saveset> row;
+    ASSERT_TRUE(store->Rows().FindSaveset(going, row) && row);
+    ASSERT_TRUE(store->Rows().MarkTogether({row->id}, true) && store->Rows().DeleteMarked(0));
+  }
+  EXPECT_FALSE(Files("savesets").empty()) << "a deletion that is killed here";
+  Store::Rebuilt rebuilt;
+  const Status done = Store::Rebuild(
+      config_, [this](const std::string& /*loss*/) { Open(Access::kWrite); }, rebuilt);
+  EXPECT_TRUE(Files("savesets").empty());
+  EXPECT_NE(done.Message().find("the catalog was changed meanwhile"), std::string::npos) << done.Message();
+  std::optional<Saveset> row;
+  ASSERT_TRUE(Open(Access::kRead)->Rows().FindSaveset(going, row));
+  EXPECT_FALSE(row);
+}
+
+TEST_F(StoreTest, OneSavesetWithoutItsBeginningDisordersNoOthers) {
+  std::vector<std::string> order;
+  for (int i = 0; i < 6; ++i) {
+    order.insert(order.begin(), BackUp({Write("file", "version " + std::to_string(i))}));
+  }
+  std::optional<Saveset> oldest;
+  ASSERT_TRUE(Open(Access::kRead)->Rows().FindSaveset(order.back(), oldest) && oldest);
+  ASSERT_TRUE(fs::remove(config_.repository + "/" + SavesetObject(oldest->uid, "begin")));
+  EXPECT_EQ(Rebuild().size(), 1U);
+  order.pop_back();
+  std::vector<std::string> names;
+  ASSERT_TRUE(Open(Access::kRead)->Rows().ListAllSavesets([&names](const Saveset& saveset) {
+    if (!saveset.name.starts_with("RECOVERED_")) {
+      names.push_back(saveset.name);
+    }
+    return Status();
+  }));
+  EXPECT_EQ(names, order);
+}
+
 TEST_F(StoreTest, ASavesetWithoutItsBeginningIsRecoveredIfThatIsDamaged) {
   const std::string file = Write("file", "bytes");
   BackUp({file});

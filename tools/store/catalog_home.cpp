@@ -4,6 +4,7 @@
 #include <array>
 
 #include "platform/data_file.h"
+#include "platform/open_files.h"
 #include "platform/platform.h"
 #include "store/catalog/postgres_engine.h"
 #include "store/catalog/schema.h"
@@ -65,6 +66,46 @@ void PutBack(const std::string& catalog, const std::string& aside) {
   }
 }
 
+Status ReadState(SqlEngine& engine, std::string& state) {
+  state.clear();
+  return engine.Run(kSelectChanges, {"saveset", "pack"},
+                    [&state](const SqlRow& row) { return ReadChanges(row, state); });
+}
+
+// No backup can change a catalog that is missing or damaged: then there is no state, and nothing to compare
+// later.
+Status ReadFileState(const std::string& catalog, std::string& state) {
+  std::unique_ptr<SqlEngine> engine;
+  Status read = OpenSqlite(catalog, MakeCatalog::kNever, engine);
+  if (read) {
+    read = ReadState(*engine, state);
+  }
+  if (!read) {
+    state.clear();
+  }
+  return PassIfLost(read);
+}
+
+// Fails if the catalog is not as it was. Afterwards nobody changes it until `held` goes: whoever waits for
+// that finds out that the file has moved. Where open files cannot be renamed, nothing is held.
+Status HoldUnchanged(const std::string& catalog, const std::string& state, std::unique_ptr<SqlEngine>& held) {
+  if (state.empty()) {
+    return {};
+  }
+  std::string now;
+  Status done = OpenSqlite(catalog, MakeCatalog::kNever, held);
+  if (done) {
+    done = held->Begin();
+  }
+  if (done) {
+    done = ReadState(*held, now);
+  }
+  if (!platform::CanRenameOpenFiles()) {
+    held.reset();
+  }
+  return !done || now == state ? done : Status::Conflict(kCatalogChanged);
+}
+
 class FileHome : public CatalogHome {
  public:
   explicit FileHome(std::string path) : path_(std::move(path)) {}
@@ -82,22 +123,11 @@ class FileHome : public CatalogHome {
   [[nodiscard]] std::string NewPath() const { return Beside(path_, "new"); }
   Status RefuseOthers(const Uid& repository) const;
   Status RemoveNew() const;
-  Status ReadOld(std::string& state) const;
 
   std::string path_;
   std::unique_ptr<platform::FileClaim> claim_;  // of the program that makes a new catalog
   std::string state_;                           // of the old catalog, as it was when the new one was begun
 };
-
-Status FileHome::ReadOld(std::string& state) const {
-  std::unique_ptr<SqlEngine> engine;
-  state.clear();
-  if (Status opened = OpenSqlite(path_, MakeCatalog::kNever, engine); !opened) {
-    return opened;
-  }
-  return engine->Run(kSelectChanges, {"saveset", "pack"},
-                     [&state](const SqlRow& row) { return ReadChanges(row, state); });
-}
 
 Status FileHome::RemoveNew() const {
   for (const char* ending : kEndings) {
@@ -146,12 +176,8 @@ Status FileHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& eng
   if (Status removed = RemoveNew(); !removed) {
     return removed;
   }
-  // No backup can change a catalog that is damaged, so there is nothing to compare later.
-  if (Status read = ReadOld(state_); !read) {
-    state_.clear();
-    if (Status lost = PassIfLost(read); !lost) {
-      return lost;
-    }
+  if (Status read = ReadFileState(path_, state_); !read) {
+    return read;
   }
   return OpenSqlite(NewPath(), MakeCatalog::kIfMissing, engine);
 }
@@ -164,14 +190,9 @@ Status FileHome::EndNew(std::string& aside) {
                             " is left");
     }
   }
-  if (!state_.empty()) {
-    std::string state;
-    if (Status read = ReadOld(state); !read) {
-      return read;
-    }
-    if (state != state_) {
-      return Status::Conflict(kCatalogChanged);
-    }
+  std::unique_ptr<SqlEngine> held;
+  if (Status unchanged = HoldUnchanged(path_, state_, held); !unchanged) {
+    return unchanged;
   }
   Status exchanged = PutFileAside(path_, aside);
   if (exchanged) {
@@ -210,8 +231,9 @@ class DatabaseHome : public CatalogHome {
   static Status DropOld(const PostgresOptions& anew, const Uid& repository);
 
   PostgresOptions options_;
-  std::string file_;   // the file that had the catalog before, if there was one
-  std::string state_;  // of the old catalog, as it was when the new one was begun
+  std::string file_;       // the file that had the catalog before, if there was one
+  std::string fileState_;  // of the catalog in that file, as it was when the new one was begun
+  std::string state_;      // of the old catalog in the database
 };
 
 // A schema without the tables of a catalog belongs to somebody else, unless it is empty.
@@ -239,6 +261,10 @@ Status DatabaseHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>&
   }
   const PostgresOptions anew = {options_.url, NewSchema(), MakeCatalog::kIfMissing};
   Status done = PassIfLost(read);
+  // Programs with the configuration of before use the file until it is put aside.
+  if (done && state_ == kNoCatalog && HasAnyFile(file_)) {
+    done = ReadFileState(file_, fileState_);
+  }
   if (done) {
     done = DropOld(anew, repository);
   }
@@ -250,6 +276,10 @@ Status DatabaseHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>&
 }
 
 Status DatabaseHome::EndNew(std::string& aside) {
+  std::unique_ptr<SqlEngine> held;
+  if (Status unchanged = HoldUnchanged(file_, fileState_, held); !unchanged) {
+    return unchanged;
+  }
   if (Status exchanged = ExchangePostgres(options_, NewSchema(), state_, aside); !exchanged) {
     return exchanged;
   }

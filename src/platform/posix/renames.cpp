@@ -7,6 +7,7 @@
 
 #include "platform/data_file.h"
 #include "platform/internal.h"
+#include "platform/open_files.h"
 
 namespace platform {
 
@@ -46,5 +47,7 @@ std::unique_ptr<KeptFile> KeptFile::Keep(const std::string& path) {
 }
 
 KeptFile::~KeptFile() { close(handle_); }
+
+bool CanRenameOpenFiles() { return true; }
 
 }  // namespace platform

@@ -6,6 +6,7 @@
 
 #include "platform/data_file.h"
 #include "platform/internal.h"
+#include "platform/open_files.h"
 #include "platform/platform.h"
 #include "platform/windows/data_names.h"
 #include "platform/windows/wide.h"
@@ -114,5 +115,7 @@ bool MoveToNewName(const std::string& from, const std::string& to, std::string& 
 std::unique_ptr<KeptFile> KeptFile::Keep(const std::string& /*path*/) { return nullptr; }
 
 KeptFile::~KeptFile() = default;
+
+bool CanRenameOpenFiles() { return false; }
 
 }  // namespace platform

@@ -222,6 +222,22 @@ TEST_F(PosixSharedCatalogTest, ABackupThatComesDuringARebuildIsNotLost) {
   EXPECT_EQ(Restored(late.saveset, "two"), "two");
 }
 
+TEST_F(PosixSharedCatalogTest, ABackupThatComesWhileTheCatalogMovesIntoADatabaseIsNotLost) {
+  ServerConfig file = config_;
+  file.database.clear();
+  ASSERT_TRUE(BackUp(file).status);
+  std::ofstream(config_.repository + "/packs/stranger") << "is told, and nothing is lost";
+  Result late;
+  Store::Rebuilt rebuilt;
+  const Status moved = Store::Rebuild(
+      config_, [&](const std::string&) { late = BackUp(file); }, rebuilt);
+  ASSERT_TRUE(late.status) << late.status.Message();
+  EXPECT_EQ(moved.What(), Status::Kind::kConflict) << moved.Message();
+  ASSERT_TRUE(Store::Rebuild(
+      config_, [](const std::string&) {}, rebuilt));
+  EXPECT_EQ(Restored(late.saveset, "two"), "two");
+}
+
 TEST_F(PosixSharedCatalogTest, ARunOfAnotherHostIsOverWhenItIsNotHeardOf) {
   ASSERT_TRUE(BackUp(config_).status);
   Catalog catalog(Direct(), Uid());
@@ -305,6 +321,12 @@ TEST_F(PosixSharedCatalogTest, ARunThatHasNothingToCommitSaysThatItIsAlive) {
   platform::SleepMilliseconds(1100);
   ASSERT_TRUE(store->Rows().Now(later));
   EXPECT_GT(later, before);
+}
+
+TEST_F(PosixSharedCatalogTest, WhatIsWrongBeforeAServerIsAskedIsToldToo) {
+  std::unique_ptr<SqlEngine> engine;
+  const Status opened = OpenPostgres({"postgresql://localhost:70000/korvo", "korvo"}, engine);
+  EXPECT_NE(opened.Message().find("port number"), std::string::npos) << opened.Message();
 }
 
 TEST_F(PosixSharedCatalogTest, AServerThatCrashesInMidRunTakesNothingThatWasConfirmed) {

@@ -47,8 +47,13 @@ Status ObjectImport::ImportSavesets() {
     }
     return Status();
   });
+  // Those that have lost their numbers come last: they must not take those of others.
+  std::vector<Uid> last;
   for (auto uid = uids.begin(); listed && uid != uids.end(); ++uid) {
-    listed = ImportSaveset(*uid);
+    listed = ImportSaveset(*uid, &last);
+  }
+  for (auto uid = last.begin(); listed && uid != last.end(); ++uid) {
+    listed = ImportSaveset(*uid, nullptr);
   }
   return listed;
 }
@@ -61,12 +66,18 @@ std::string ObjectImport::RecoveredName(const Uid& uid) const {
 
 // What is in a saveset whose own object is damaged can still be restored, under a name that tells what
 // happened.
-Status ObjectImport::ImportSaveset(const Uid& uid) {
+Status ObjectImport::ImportSaveset(const Uid& uid, std::vector<Uid>* withoutNumber) {
   SavesetObjects objects;
-  if (Status read = ReadSavesetObjects(shelf_, uid, objects); IsDamage(read)) {
-    tell_(read.Message());
-  } else if (!read) {
+  const Status read = ReadSavesetObjects(shelf_, uid, objects);
+  if (!read && !IsDamage(read)) {
     return read;
+  }
+  if (!objects.begun && withoutNumber != nullptr) {
+    withoutNumber->push_back(uid);
+    return {};
+  }
+  if (!read) {
+    tell_(read.Message());
   }
   Saveset& saveset = objects.saveset;
   if (!objects.begun) {

@@ -33,7 +33,8 @@ class ObjectImport {
 
  private:
   Status ImportSavesets();
-  Status ImportSaveset(const Uid& uid);
+  // If its number is lost, adds it to `withoutNumber` instead, unless that is null.
+  Status ImportSaveset(const Uid& uid, std::vector<Uid>* withoutNumber);
   [[nodiscard]] std::string RecoveredName(const Uid& uid) const;
   Status ImportPacks();
   Status ImportPack(const Uid& uid, std::uint64_t size);

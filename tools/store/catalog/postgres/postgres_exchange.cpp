@@ -35,7 +35,7 @@ Status ReadState(PostgresConnection& connection, std::string& state) {
   bool has = false;
   Status looked = HasCounters(connection, has);
   if (!looked || !has) {
-    state = looked ? "none" : "";
+    state = looked ? kNoCatalog : "";
     return looked;
   }
   return connection.Run(kSelectChanges, {"saveset", "pack"},
