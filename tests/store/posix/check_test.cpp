@@ -196,6 +196,22 @@ TEST_P(CheckTest, SamplesCoverEverythingInTurnAndADamagedPackCountsAgainOnceItIs
   EXPECT_EQ(told_.damages.size(), 1U);
 }
 
+TEST_P(CheckTest, AMarkThatComesAfterThePackWasReadStays) {
+  const auto store = Open();
+  std::vector<PackFacts> packs;
+  ASSERT_TRUE(store->Rows().ListPacks(packs));
+  ASSERT_GT(packs.size(), 1U);
+  Flip(config_.repository + "/" + PackObject(packs[0].uid), packs[0].size / 3);
+  CheckListener listener = told_.Listener();
+  listener.damaged = [&](const Damage& /*damage*/) {
+    EXPECT_TRUE(store->Rows().MarkPackDamaged(packs.back().uid));
+  };
+  ASSERT_TRUE(RepositoryCheck(*store, listener).Run({}, told_.result));
+  std::optional<PackFacts> facts;
+  ASSERT_TRUE(store->Rows().FindPackFacts(packs.back().uid, facts) && facts);
+  EXPECT_TRUE(facts->damaged);
+}
+
 // Whoever has no private key finds flipped bits all the same, but for a pack that was damaged may not say
 // that it is good.
 TEST_P(CheckTest, WithoutThePrivateKeyStoredBytesAreChecked) {

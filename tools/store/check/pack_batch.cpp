@@ -319,15 +319,21 @@ Status PackBatch::IsLost(const Item& item, const Uid& pack, const Bad& bad, bool
   return walked.What() == Status::Kind::kInterrupted ? walked : Failure();
 }
 
+// A pack that somebody marked as damaged after it was read here stays marked.
 Status PackBatch::Note() {
   std::vector<Uid> good;
+  std::vector<Uid> mended;
   for (const std::unique_ptr<Checking>& checking : packs_) {
     const Uid& uid = checking->facts.uid;
     if (bad_.count(uid) == 0 && differs_.count(uid) == 0) {
-      good.push_back(uid);
+      (checking->facts.damaged && readsData_ ? mended : good).push_back(uid);
     }
   }
-  return good.empty() || !store_.Rows().CanWrite() ? Status() : store_.Rows().NoteChecked(good, readsData_);
+  if (!store_.Rows().CanWrite()) {
+    return {};
+  }
+  Status noted = good.empty() ? Status() : store_.Rows().NoteChecked(good, false);
+  return noted && !mended.empty() ? store_.Rows().NoteChecked(mended, true) : noted;
 }
 
 }  // namespace store
