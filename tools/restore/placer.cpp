@@ -6,6 +6,7 @@
 #include "platform/platform.h"
 #include "platform/tree.h"
 #include "restore/room.h"
+#include "store/names.h"
 
 using store::Status;
 
@@ -49,6 +50,19 @@ void Placer::Fail(const std::string& place, const Status& status) {
   ++failures_;
 }
 
+platform::FileFacts Placer::FactsAt(const store::Item& item, const std::string& place) {
+  constexpr std::uint32_t kOwnFile = 0600;
+  constexpr std::uint32_t kOwnDirectory = 0700;
+  platform::FileFacts facts = item.facts;
+  const bool toWindows = store::IsWindowsPath(place);
+  if (store::IsWindowsPath(item.name) != toWindows) {
+    facts.owner = UINT32_MAX;
+    facts.group = UINT32_MAX;
+    facts.mode = toWindows ? 0 : item.kind == store::ItemKind::kDirectory ? kOwnDirectory : kOwnFile;
+  }
+  return facts;
+}
+
 // ---- The way to a place -----------------------------------------------------------------------------------
 
 Status Placer::Enter(const Target& target, const std::string& directory) {
@@ -84,6 +98,7 @@ void Placer::PutFile(const store::Item& item, const Target& target, std::vector<
   waiting.place = target.place;
   waiting.reports = std::move(reports);
   waiting.item = item;
+  waiting.item.facts = FactsAt(item, target.place);
   if (const Status prepared = Prepare(target, waiting); !prepared) {
     copying_.Wait();
     Fail(target.place, reader_.WithOlderCopy(item, prepared));
@@ -174,14 +189,15 @@ void Placer::Copy(Waiting& waiting) {
   } else {
     waiting.status = waiting.file->CreateInPlace();
   }
-  if (!waiting.status) {
-    waiting.file.reset();  // nothing was written to the file in the place
-    return;
+  if (waiting.status) {
+    waiting.status = Fill(waiting);
+    EmptyIfInPlace(waiting);
   }
-  waiting.status = Fill(waiting);
-  EmptyIfInPlace(waiting);
   if (!waiting.status) {
-    waiting.file.reset();
+    waiting.again = !waiting.inPlace && waiting.status.What() == Status::Kind::kNoRoom;
+    waiting.file = waiting.again
+                       ? std::make_unique<Replacement>(waiting.file->Target(), Replacement::Links::kReplace)
+                       : nullptr;
   }
 }
 
@@ -229,7 +245,7 @@ Status Placer::MakeLinkAt(const store::Item& item, const std::string& place) {
   if (!platform::MakeLink(item.link, beside, why)) {
     return Status::Failed(why);
   }
-  platform::SetLinkFacts(beside, item.facts);
+  platform::SetLinkFacts(beside, FactsAt(item, place));
   // A way that was checked before may lead elsewhere from now on.
   way_.NoteLink(place);
   parent_ = {};
@@ -286,10 +302,15 @@ void Placer::SetFacts(const store::Item& directory, const Target& target) {
     Fail(target.place, checked);
     return;
   }
-  // A directory that cannot be opened afterwards is synchronised now, while it is open.
-  const bool closed = platform::KeepsOwnerOut(directory.facts);
+  // A directory that cannot be opened afterwards is synchronised now, while it is open, and after what is in
+  // it.
+  const platform::FileFacts facts = FactsAt(directory, target.place);
+  const bool closed = platform::KeepsOwnerOut(facts);
+  if (closed) {
+    Settle();
+  }
   const auto sync = closed ? platform::DirectorySync::kNow : platform::DirectorySync::kLater;
-  if (!platform::SetDirectoryFacts(target.place, directory.facts, why, sync)) {
+  if (!platform::SetDirectoryFacts(target.place, facts, why, sync)) {
     Fail(target.place, Status::Failed("its times and mode cannot be set: " + why));
     return;
   }
@@ -309,7 +330,9 @@ void Placer::Add(Waiting waiting) {
 
 void Placer::SettleIfFull() {
   const std::size_t most = waiting_.back().fileSystem != nullptr ? kMostWaiting : kMostOpen;
-  if (waiting_.size() >= most || waitingBytes_ >= kMostWaitingBytes) {
+  if (!again_.empty()) {
+    Settle();
+  } else if (waiting_.size() >= most || waitingBytes_ >= kMostWaitingBytes) {
     SettleBeside();
   } else if (!settling_.empty() && isSettling_.IsDone()) {
     Report();
@@ -330,6 +353,22 @@ void Placer::Settle() {
   TakeNext();
   settler_.Settle(settling_);
   Report();
+  TryAgain();
+}
+
+// Now that the others are in their places, the files that they replaced have given back what a quota allows,
+// and their inodes. The system tells nobody in advance how many there are.
+void Placer::TryAgain() {
+  std::deque<Waiting> again;
+  again.swap(again_);
+  for (Waiting& waiting : again) {
+    waiting.closeNow = false;
+    Copy(waiting);
+    waiting.again = false;
+    settling_.push_back(std::move(waiting));
+    settler_.Settle(settling_);
+    Report();
+  }
 }
 
 // Reports what was settled before, then takes what waits.
@@ -345,6 +384,10 @@ void Placer::Report() {
   isSettling_.Wait();
   std::vector<std::string> reports;
   for (Waiting& waiting : settling_) {
+    if (waiting.again) {
+      again_.push_back(std::move(waiting));
+      continue;
+    }
     if (!waiting.status) {
       copying_.Wait();
       Fail(waiting.place, reader_.WithOlderCopy(waiting.item, waiting.status));

@@ -37,6 +37,10 @@ class Placer {
     std::string root;
     Way::Links links = Way::Links::kFollow;
   };
+  // The facts that the item gets there. What a system of the other kind saved as its mode means nothing here:
+  // nobody but the user who restores gets access.
+  static platform::FileFacts FactsAt(const store::Item& item, const std::string& place);
+
   // Restores a file, now or with the next `Settle`. The reports are of the whole item; a file that is part of
   // one has none.
   void PutFile(const store::Item& item, const Target& target, std::vector<std::string> reports);
@@ -76,6 +80,7 @@ class Placer {
   void SettleBeside();
   void TakeNext();
   void Report();
+  void TryAgain();
 
   store::SavesetReader& reader_;
   Rules rules_;
@@ -92,5 +97,6 @@ class Placer {
   Settler settler_;
   std::deque<Waiting> settling_;  // copied before `waiting_`, not reported yet
   store::Pending isSettling_;
+  std::deque<Waiting> again_;  // had no room while others were not in their places
   store::WorkQueue beside_;
 };

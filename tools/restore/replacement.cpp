@@ -71,7 +71,7 @@ Status Replacement::Create(bool replace, const std::string& option) {
     file_ = platform::DataFile::CreateNew(path_, why);
     if (file_ == nullptr && (tries == kMostTries || !platform::Exists(path_))) {
       path_.clear();
-      return Status::Failed("no file can be made in its directory: " + why);
+      return store::OfSystem(why).Within("no file can be made in its directory");
     }
   }
   return {};

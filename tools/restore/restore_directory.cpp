@@ -213,7 +213,7 @@ void DirectoryRestorer::SetAllFacts() {
         IsBlocked(item) || (!end_.empty() && store::ItemKey(item.name) >= end_)) {
       return Status();
     }
-    if (platform::KeepsOwnerOut(item.facts)) {
+    if (platform::KeepsOwnerOut(Placer::FactsAt(item, place_))) {
       closed.push_back(item);
       return Status();
     }

@@ -23,6 +23,7 @@ struct Waiting {
   store::Item item;
   std::unique_ptr<Replacement> file;  // null for a directory or link
   bool inPlace = false;
+  bool again = false;                          // there was too little room: it is tried once more
   bool closeNow = false;                       // closed once it is copied, before the synchronisation
   platform::FileSystem* fileSystem = nullptr;  // null unless it can be synchronised as a whole
   store::Status status;

@@ -1,4 +1,9 @@
-// A restore stays where it was sent, whatever links stand in its way or come with the saveset.
+// A restore stays where it was sent, whatever links stand in its way or come with the saveset; what this
+// system alone lets a test see of restores.
+#include <sys/stat.h>
+
+#include "faults/faults.h"
+#include "restore/placer.h"
 #include "restore/way.h"
 #include "store/restore_fixture.h"
 
@@ -69,6 +74,54 @@ TEST_F(PosixRestoreTest, ALinkThatCameWithTheSavesetLeadsNothingElsewhere) {
 
 // A link in the way that was there before: followed for what was saved file by file, refused in a directory
 // that was saved whole.
+// As where a quota, or the last inodes, are taken by the files beside it that are not in their places yet.
+TEST_F(PosixRestoreTest, AFileWithoutRoomIsTriedAgainWhenTheOthersAreInTheirPlaces) {
+  BackUp([&](store::SavesetWriter& writer) {
+    SaveAs(writer, Name("a"), "new a", false);
+    SaveAs(writer, Name("b"), "new b", false);
+  });
+  const auto restore = [this](bool forGood) {
+    Write(Name("a"), "old");
+    Write(Name("b"), "old");
+    faults::Begin({"pwrite", 1, faults::How::kNoRoom, forGood});
+    const End end = Restore({Name("a"), Name("b")});
+    faults::End();
+    EXPECT_EQ(std::distance(fs::directory_iterator(Root()), {}), 2) << "a temporary file stays";
+    return end;
+  };
+  EXPECT_EQ(restore(false), End::kGood) << said_;
+  EXPECT_EQ(Read(Name("a")) + Read(Name("b")), "new anew b");
+  EXPECT_EQ(restore(true), End::kFailed);
+  EXPECT_TRUE(Said("cannot restore " + Name("a")) && Said("cannot restore " + Name("b"))) << said_;
+  EXPECT_EQ(Read(Name("a")) + Read(Name("b")), "oldold");
+}
+
+TEST_F(PosixRestoreTest, WhatWindowsCallsAttributesIsNoMode) {
+  const std::string windows = R"(C:\oracle\data)";
+  platform::FileFacts attributes;
+  attributes.mode = 0x20;
+  BackUp([&](store::SavesetWriter& writer) {
+    ASSERT_TRUE(writer.BeginDirectory(windows, attributes));
+    ASSERT_TRUE(writer.AddInside(windows + R"(\sub)", store::ItemKind::kDirectory, attributes, ""));
+    ASSERT_TRUE(writer.EndDirectory(true));
+  });
+  const auto modeOf = [](const std::string& path) {
+    struct stat status = {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777;
+  };
+  EXPECT_EQ(Restore({windows}, Root()), End::kGood) << said_;
+  EXPECT_EQ(modeOf(Name("data")), 0700U);
+  EXPECT_EQ(modeOf(Name("data/sub")), 0700U);
+  store::Item file;
+  file.name = windows + R"(\file)";
+  file.facts = attributes;
+  EXPECT_EQ(Placer::FactsAt(file, Name("data/file")).mode, 0600U);
+  EXPECT_EQ(Placer::FactsAt(file, R"(D:\restored)").mode, attributes.mode);
+  file.name = "/oracle/data";
+  EXPECT_EQ(Placer::FactsAt(file, R"(D:\restored)").mode, 0U);
+}
+
 TEST_F(PosixRestoreTest, ALinkThatWasThereBefore) {
   BackUp([&](store::SavesetWriter& writer) {
     SaveAs(writer, Name("single/sub/f"), "single", false);

@@ -1,6 +1,7 @@
 #include "store/load/work_queue.h"
 
 #include <algorithm>
+#include <system_error>
 
 namespace store {
 
@@ -17,14 +18,27 @@ WorkQueue::~WorkQueue() {
 
 void WorkQueue::Do(Work work) {
   std::unique_lock lock(mutex_);
-  while (running_.size() < threads_) {
-    running_.emplace_back([this] { Run(); });
+  StartThreads();
+  if (threads_ == 0) {
+    lock.unlock();
+    work();
+    return;
   }
   if (waiting_.size() >= mostWaiting_) {
     goes_.wait(lock, [this] { return waiting_.size() <= mostWaiting_ / 2; });
   }
   waiting_.push_back(std::move(work));
   comes_.notify_one();
+}
+
+void WorkQueue::StartThreads() {
+  try {
+    while (running_.size() < threads_) {
+      running_.emplace_back([this] { Run(); });
+    }
+  } catch (const std::system_error&) {
+    threads_ = running_.size();
+  }
 }
 
 void WorkQueue::Run() {

@@ -14,7 +14,8 @@ class WorkQueue {
  public:
   using Work = std::function<void()>;
 
-  // The threads start with the first piece of work. Once `waitingForEach` pieces for each thread wait, `Do`
+  // The threads start with the first piece of work. If the system allows fewer, these do it all; if it allows
+  // none, `Do` does each piece itself. Once `waitingForEach` pieces for each thread wait, `Do`
   // blocks until half of them are left. Small pieces need a greater number, so that no thread goes to sleep
   // over each.
   explicit WorkQueue(std::size_t threads, std::size_t waitingForEach = 2)
@@ -31,6 +32,7 @@ class WorkQueue {
   [[nodiscard]] static std::size_t UsualCount();
 
  private:
+  void StartThreads();
   void Run();
 
   std::size_t threads_;
