@@ -168,6 +168,11 @@ Status Store::OpenBackupJob(const JobRequest& request, std::int64_t session, std
   return {};
 }
 
+Status Store::RefuseMarked(const Saveset& saveset) const {
+  return Status::Failed("saveset " + saveset.name + " is marked to be deleted: korvo keep " +
+                        config_.section + " " + saveset.name + " takes that back");
+}
+
 Status Store::OpenRestoreJob(const JobRequest& request, std::int64_t session, std::string& saveset) {
   Saveset used;
   if (Status found = FindSaveset(request.saveset, used); !found) {
@@ -177,8 +182,7 @@ Status Store::OpenRestoreJob(const JobRequest& request, std::int64_t session, st
     return Status::Failed("saveset " + request.saveset + " contains nothing: choose another backup");
   }
   if (used.marked) {
-    return Status::Failed("saveset " + request.saveset + " is marked to be deleted: korvo keep " +
-                          config_.section + " " + used.name + " takes that back");
+    return RefuseMarked(used);
   }
   saveset = used.name;
   if (session == 0) {
@@ -260,6 +264,9 @@ Status Store::ListItems(const std::string& sid, const std::string& saveset, cons
   if (used.database != DatabaseOfSid(sid) || used.items == 0) {
     return Status::Failed("saveset " + saveset + " is no backup of database " + sid +
                           ": a query without a backup id lists those that are");
+  }
+  if (used.marked) {
+    return RefuseMarked(used);
   }
   return Explain(catalog_->ListItems(used, each));
 }

@@ -115,6 +115,7 @@ class Store {
   Status UseSession(Mode mode, const std::string& session, std::int64_t& id);
   Status OpenBackupJob(const JobRequest& request, std::int64_t session, std::string& saveset);
   Status OpenRestoreJob(const JobRequest& request, std::int64_t session, std::string& saveset);
+  [[nodiscard]] Status RefuseMarked(const Saveset& saveset) const;
   Status NoteClosed(const Saveset& saveset, State state);
   Status RemoveDeleted();
   void CleanUp();
