@@ -256,6 +256,10 @@ TEST_F(CatalogDamageTest, EachLossHasASentenceOfItsOwn) {
   foreign.replace(68, 4, 4, '\0');
   support::WriteWholeFile(copy_.File("catalog.db"), foreign);
   sentence(Kind::kDamaged, "another program");
+  // One of its marks may be lost.
+  foreign.replace(68, 4, database_, 68, 4);
+  support::WriteWholeFile(copy_.File("catalog.db"), foreign);
+  sentence(Kind::kDamaged, "its beginning is not");
   // What the log has as well is not missed.
   int damaged = 0;
   for (std::size_t size = 200; size < database_.size(); size += 6000) {

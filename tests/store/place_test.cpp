@@ -225,6 +225,20 @@ TEST(DirectoryPlaceTest, ARunThatWasKilledIsGoneButNotOneOfAnotherHost) {
   EXPECT_EQ(alive.path, "");
 }
 
+TEST(DirectoryPlaceTest, NobodyIsAliveWithoutLocksAndNobodyIsGoneWhereTheyCannotBeRead) {
+  support::TemporaryDirectory directory;
+  RunLocks locks(directory.File("runs"), "here", RunLocks::Whose::kEverybodys);
+  RunLocks::Alive alive;
+  bool gone = false;
+  ASSERT_TRUE(locks.FindAlive(alive) && locks.IsGone(Uid::Random(), gone));
+  EXPECT_EQ(alive.path, "");
+  EXPECT_TRUE(gone);
+  support::WriteWholeFile(directory.File("runs"), "a file");
+  EXPECT_FALSE(locks.FindAlive(alive));
+  EXPECT_FALSE(locks.IsGone(Uid::Random(), gone));
+  EXPECT_FALSE(gone);
+}
+
 TEST(DirectoryPlaceTest, DeletingTakesWhatAKilledWriterLeft) {
   support::TemporaryDirectory directory;
   DirectoryPlace place(directory.Path(), "here");
