@@ -264,7 +264,7 @@ class Catalog {
     std::int64_t saveset = 0;
     std::uint64_t packs = 0;
     std::uint64_t bytes = 0;
-    std::uint64_t added = 0;  // bytes of the good packs that the saveset stored itself
+    std::uint64_t added = 0;  // bytes of the packs that the saveset stored itself
     std::uint64_t damaged = 0;
     std::uint64_t unchecked = 0;              // packs that were never checked
     std::optional<std::int64_t> oldestCheck;  // the oldest check of the others

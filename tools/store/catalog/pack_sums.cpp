@@ -9,7 +9,7 @@ Status Catalog::SumPacks(std::vector<PackSum>& sums) {
       "SELECT coalesce(s.id, (SELECT min(n.saveset) FROM needs n WHERE n.pack = p.id), 0), count(*), "
       "CAST(coalesce(sum(p.size), 0) AS bigint), sum(CASE WHEN p.state = 2 THEN 1 ELSE 0 END), "
       "sum(CASE WHEN p.checked IS NULL THEN 1 ELSE 0 END), min(p.checked), "
-      "CAST(sum(CASE WHEN p.state = 1 AND s.id IS NOT NULL THEN p.size ELSE 0 END) AS bigint) "
+      "CAST(sum(CASE WHEN s.id IS NOT NULL THEN p.size ELSE 0 END) AS bigint) "
       "FROM pack p LEFT JOIN saveset s ON s.id = p.saveset AND s.deleting = 0 "
       "WHERE p.state IN (1, 2) GROUP BY 1 ORDER BY 1",
       {}, [&sums](const SqlRow& row) {
