@@ -39,7 +39,8 @@ std::string WhatHappened(const Options& options, const ExpirePlan& plan, const s
   if (IsAtOnce(options, store)) {
     return what + " went, and " + room + " came back.";
   }
-  return "Marked: " + what + ". It is deleted, and " + room +
+  return "Marked: " + what +
+         (plan.Going().size() == 1 ? ". It is deleted, and " : ". They are deleted, and ") + room +
          " come back, by the end of the first backup, or by the first korvo expire --delete, that comes " +
          DurationText(store.Config().grace) + " later. Until then korvo keep takes that back.";
 }

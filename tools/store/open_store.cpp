@@ -382,8 +382,8 @@ Status Store::OpenCopy(const ServerConfig& config, const Uid& id, const std::str
              ? done
              : Status::Failed(
                    "repository " + config.repository +
-                   " is another one, with savesets of its own: name a directory that is empty, or a "
-                   "copy of this repository");
+                   " is another one, even if nothing is in it yet: name a directory that is empty, which the "
+                   "first copy fills, or a copy of this repository");
 }
 
 }  // namespace store

@@ -178,7 +178,12 @@ Status SqliteEngine::Failure(const std::string& text) const {
     return DamagedFile("is damaged (" + std::string(words) + ")");
   }
   std::string message = "the catalog cannot be used: " + std::string(words);
-  if (const int system = sqlite3_system_errno(connection); (code & 0xff) == SQLITE_IOERR && system != 0) {
+  const bool closed = (code & 0xff) == SQLITE_CANTOPEN;
+  if (closed) {
+    message += ", " + path_;
+  }
+  if (const int system = sqlite3_system_errno(connection);
+      (closed || (code & 0xff) == SQLITE_IOERR) && system != 0) {
     message += " (" + platform::ErrorName(system) + ")";
   }
   return Status::Failed((code & 0xff) == SQLITE_ERROR ? message + ": " + text : message);
@@ -426,8 +431,9 @@ Status SqliteEngine::HasTable(std::string_view name, bool& has) {
 // Checks every page that is in use, and every index against its table.
 Status SqliteEngine::CheckWhole(const std::function<void(const std::string&)>& wrong) {
   return Run("PRAGMA integrity_check", {}, [&wrong](const SqlRow& row) {
-    if (row.Bytes(0) != "ok") {
-      wrong(std::string(row.Bytes(0)));
+    if (std::string what(row.Bytes(0)); what != "ok") {
+      std::replace(what.begin(), what.end(), '\n', ' ');
+      wrong(what);
     }
     return Status();
   });
