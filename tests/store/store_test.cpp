@@ -90,6 +90,7 @@ class StoreTest : public testing::Test {
     const Status done = Store::Rebuild(
         config_, [&losses](const std::string& loss) { losses.insert(loss); }, rebuilt);
     EXPECT_TRUE(done) << done.Message();
+    EXPECT_FALSE(fs::exists(rebuilt.oldCatalog + "-wal")) << "the old catalog is not one file";
     notes_ = rebuilt.notes;
     return losses;
   }

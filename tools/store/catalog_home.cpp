@@ -106,6 +106,16 @@ Status HoldUnchanged(const std::string& catalog, const std::string& state, std::
   return !done || now == state ? done : Status::Conflict(kCatalogChanged);
 }
 
+// For a catalog that was held and has another name now: brings what is in its log into its file, and deletes
+// the log.
+void EndHold(const std::string& aside, std::unique_ptr<SqlEngine>& held) {
+  if (held != nullptr) {
+    held.reset();
+    std::unique_ptr<SqlEngine> engine;
+    Ignore(OpenSqlite(aside, MakeCatalog::kNever, engine));
+  }
+}
+
 class FileHome : public CatalogHome {
  public:
   explicit FileHome(std::string path) : path_(std::move(path)) {}
@@ -202,6 +212,7 @@ Status FileHome::EndNew(std::string& aside) {
     PutBack(path_, aside);
     return exchanged;
   }
+  EndHold(aside, held);
   GiveSpareRoom(NewPath());
   std::string why;
   return platform::SyncDirectory(platform::DirectoryOf(path_), why)
@@ -288,7 +299,11 @@ Status DatabaseHome::EndNew(std::string& aside) {
     return {};
   }
   // Until now the catalog was a file.
-  return PutFileAside(file_, aside);
+  Status put = PutFileAside(file_, aside);
+  if (put) {
+    EndHold(aside, held);
+  }
+  return put;
 }
 
 }  // namespace
