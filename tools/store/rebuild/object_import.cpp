@@ -68,7 +68,7 @@ std::string ObjectImport::RecoveredName(const Uid& uid) const {
 // happened.
 Status ObjectImport::ImportSaveset(const Uid& uid, std::vector<Uid>* withoutNumber) {
   SavesetObjects objects;
-  const Status read = ReadSavesetObjects(shelf_, uid, objects);
+  Status read = ReadSavesetObjects(shelf_, uid, objects);
   if (!read && !IsDamage(read)) {
     return read;
   }
