@@ -242,9 +242,10 @@ class DatabaseHome : public CatalogHome {
   static Status DropOld(const PostgresOptions& anew, const Uid& repository);
 
   PostgresOptions options_;
-  std::string file_;       // the file that had the catalog before, if there was one
-  std::string fileState_;  // of the catalog in that file, as it was when the new one was begun
-  std::string state_;      // of the old catalog in the database
+  std::string file_;             // the file that had the catalog before, if there was one
+  std::string fileState_;        // of the catalog in that file, as it was when the new one was begun
+  std::string state_;            // of the old catalog in the database
+  std::shared_ptr<void> claim_;  // of the program that makes a new catalog
 };
 
 // A schema without the tables of a catalog belongs to somebody else, unless it is empty.
@@ -266,6 +267,9 @@ Status DatabaseHome::DropOld(const PostgresOptions& anew, const Uid& repository)
 }
 
 Status DatabaseHome::BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& engine) {
+  if (Status claimed = ClaimPostgres(options_, claim_); !claimed) {
+    return claimed;
+  }
   Status read = ReadPostgresState(options_, state_);
   if (!read) {
     state_.clear();

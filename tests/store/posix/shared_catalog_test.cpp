@@ -229,8 +229,18 @@ TEST_F(PosixSharedCatalogTest, ABackupThatComesWhileTheCatalogMovesIntoADatabase
   std::ofstream(config_.repository + "/packs/stranger") << "is told, and nothing is lost";
   Result late;
   Store::Rebuilt rebuilt;
+  std::string nested;
   const Status moved = Store::Rebuild(
-      config_, [&](const std::string&) { late = BackUp(file); }, rebuilt);
+      config_,
+      [&](const std::string&) {
+        late = BackUp(file);
+        Store::Rebuilt other;
+        nested = Store::Rebuild(
+                     config_, [](const std::string&) {}, other)
+                     .Message();
+      },
+      rebuilt);
+  EXPECT_NE(nested.find("another korvo rebuild is at work"), std::string::npos) << nested;
   ASSERT_TRUE(late.status) << late.status.Message();
   EXPECT_EQ(moved.What(), Status::Kind::kConflict) << moved.Message();
   ASSERT_TRUE(Store::Rebuild(

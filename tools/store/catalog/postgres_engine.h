@@ -26,6 +26,8 @@ Status OpenPostgres(const PostgresOptions& options, std::unique_ptr<SqlEngine>& 
 
 // ---- A new catalog in the place of an old one ------------------------------------------------------------
 
+// Lets nobody else begin, on any host, as long as `claim` lives. Fails if somebody has begun.
+Status ClaimPostgres(const PostgresOptions& options, std::shared_ptr<void>& claim);
 // A text that changes with each saveset and pack that comes, and with what an owner changes (schema.h).
 Status ReadPostgresState(const PostgresOptions& options, std::string& state);
 // Deletes the schema with all that is in it; without `withTables`, fails unless it is empty. A missing one is

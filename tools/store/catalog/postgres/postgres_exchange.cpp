@@ -108,6 +108,25 @@ Status ReadPostgresState(const PostgresOptions& options, std::string& state) {
   return opened ? ReadState(*connection, state) : opened;
 }
 
+Status ClaimPostgres(const PostgresOptions& options, std::shared_ptr<void>& claim) {
+  std::unique_ptr<PostgresConnection> connection;
+  std::int64_t claimed = 0;
+  Status done = PostgresConnection::Open(options, connection);
+  if (done) {
+    done =
+        ReadNumber(*connection, "SELECT pg_try_advisory_lock(hashtextextended(convert_from($1, 'UTF8'), 0))",
+                   {"korvo rebuild " + options.schema}, claimed);
+  }
+  if (done && claimed == 0) {
+    done =
+        Status::Failed("another korvo rebuild is at work in schema " + options.schema + ": wait for its end");
+  }
+  if (done) {
+    claim = std::move(connection);
+  }
+  return done;
+}
+
 Status DropPostgres(const PostgresOptions& options, bool withTables) {
   std::unique_ptr<PostgresConnection> connection;
   Status opened = PostgresConnection::Open(options, connection);
