@@ -177,7 +177,7 @@ TEST_P(CopyTest, AProtectionOfTheFirstComesWithItsSavesetAndNotAfterwards) {
     SCOPED_TRACE(faults::ToText(fault));
     fs::remove_all(to_.repository);
     static_cast<void>(Copy(fault));
-    const bool listed = !Restorable(to_).empty();
+    const bool listed = Restorable(to_).count("ABC_1234567890") != 0;
     protect(true);
     ASSERT_TRUE(Copy());
     EXPECT_EQ(isProtected(), !listed);
