@@ -121,10 +121,6 @@ TEST_P(CatalogTest, WhatARunLeavesIsNamedAndOneThatWasEndedGetsNothingIn) {
   ASSERT_TRUE(backup.Commit({FileItem(1, "/a")}));
   const Uid left = Uid::Random();
   ASSERT_TRUE(catalog_->AnnouncePack(backup.run.uid, left));
-  std::vector<Uid> announced;
-  ASSERT_TRUE(catalog_->ListAnnounced(backup.run.uid, announced));
-  EXPECT_EQ(announced, std::vector<Uid>{left});
-
   ASSERT_TRUE(catalog_->EndRun(backup.run.uid, Mover::kEndedFailed));
   EXPECT_EQ(DeletedPacks(), std::vector<Uid>{left});
   std::vector<Uid> gone;
@@ -435,7 +431,10 @@ TEST_P(CatalogTest, ASavesetOfAnotherCatalogIsSeenOnceAllOfItHasCome) {
     return catalog_->AdoptItems(coming.uid, packs, {record}, hasObject).What();
   };
   EXPECT_EQ(adopt(FileItem(1, "/f"), {pack}, true), Kind::kConflict) << "it was not begun";
+  EXPECT_EQ(catalog_->AnnounceAdopted(coming.uid, {pack}).What(), Kind::kConflict);
   ASSERT_TRUE(catalog_->BeginAdoption(coming) && catalog_->BeginAdoption(coming));
+  const PackFacts unneeded{Uid::Random(), coming.uid, 88, false, {}};
+  ASSERT_TRUE(catalog_->AnnounceAdopted(coming.uid, {damaged, pack, unneeded}));
   EXPECT_EQ(adopt(FileItem(1, "/f"), {pack}, false), Kind::kConflict) << "a deletion took the pack";
   EXPECT_EQ(adopt(FileItem(1, "/f"), {}, true), Kind::kDamaged);
   EXPECT_EQ(adopt(FileItem(1, "/f", {Uid::Random()}), {pack}, true), Kind::kDamaged);
@@ -448,6 +447,8 @@ TEST_P(CatalogTest, ASavesetOfAnotherCatalogIsSeenOnceAllOfItHasCome) {
   EXPECT_EQ(begun, std::vector<Uid>{coming.uid});
   EXPECT_FALSE(Find("ABC1"));
   ASSERT_TRUE(catalog_->EndAdoption(coming.uid, true));
+  EXPECT_EQ(DeletedPacks(), std::vector<Uid>{unneeded.uid});
+  EXPECT_EQ(catalog_->AnnounceAdopted(coming.uid, {unneeded}).What(), Kind::kConflict);
   EXPECT_EQ(adopt(FileItem(2, "/g"), {pack}, false), Kind::kGood);
   const Saveset came = Find("ABC1").value_or(Saveset());
   EXPECT_TRUE(came.items == 2 && came.isProtected && came.id > own.saveset.id);

@@ -123,9 +123,8 @@ int Copy(const Options& options) {
   store::RepositoryCopy::Result result;
   store::Status done = Open(options, from, to);
   if (done) {
-    store::ProgressRow gives(*from, store::RunProgress::kCopyingTool, nullptr);
-    store::ProgressRow takes(*to, store::RunProgress::kCopyingTool, nullptr);
-    takes.Tell();  // a check of that repository must know of the copy at once
+    store::ProgressRow gives(*from, "copy", nullptr);
+    store::ProgressRow takes(*to, "copy", nullptr);
     const auto tell = [&] {
       gives.Tell();
       takes.Tell();

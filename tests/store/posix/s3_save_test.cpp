@@ -119,5 +119,36 @@ TEST_F(PosixS3SaveTest, ANetworkThatGoesAtAnyRequestCostsNothingThatWasConfirmed
   EXPECT_TRUE(runs.empty() && left.packs.empty() && left.savesets.empty());
 }
 
+// A machine that was stopped for a while, and goes on.
+TEST_F(PosixS3SaveTest, ARunThatWasTakenForDeadLeavesNoPack) {
+  Write();
+  std::unique_ptr<Store> store;
+  std::unique_ptr<Store> other;
+  std::vector<store::Run> runs;
+  Catalog::Deleted deleted;
+  ASSERT_TRUE(Open(store) && Open(other));
+  BackupByHand late(*store);
+  late.Begin();
+  ASSERT_TRUE(late.Writer().BeginDirectory("directory", {}));
+  late.SaveInside(directory_.File("files/a"));  // its pack is announced, and not there yet
+  ASSERT_TRUE(other->Rows().ListRuns(runs));
+  ASSERT_EQ(runs.size(), 1U);
+  ASSERT_TRUE(other->Rows().EndRun(runs[0].uid, Mover::kEndedFailed));
+  ASSERT_TRUE(other->Rows().ListDeleted(deleted));
+  ASSERT_EQ(deleted.packs.size(), 1U);
+  ASSERT_TRUE(other->Rows().ForgetDeletedPacks(
+      deleted.packs, [&other](const Uid& pack) { return other->Objects().Delete(PackObject(pack)); }));
+  late.Note(late.Writer().EndDirectory(true));
+  late.End();
+  EXPECT_NE(late.result.status.Message().find("taken for dead"), std::string::npos)
+      << late.result.status.Message();
+  int packs = 0;
+  ASSERT_TRUE(other->Objects().List(kPackPrefix, [&packs](const std::string&, std::uint64_t) {
+    ++packs;
+    return Status();
+  }));
+  EXPECT_EQ(packs, 0);
+}
+
 }  // namespace
 }  // namespace store

@@ -1,5 +1,6 @@
 // Takes in savesets from another catalog of the same repository, in short transactions. Others find a saveset
 // only when all of it has come.
+#include <algorithm>
 #include <unordered_map>
 #include <utility>
 
@@ -57,24 +58,30 @@ Status AddRow(Catalog::Inside& inside, const Saveset& saveset) {
   return done ? inside.Run("UPDATE saveset SET deleting = $1 WHERE id = $2", {kComing, id}) : done;
 }
 
-// `id` gets the number of the pack's row; 0 if one may be made. kMissing if a deletion takes the pack, or
-// took it.
-Status FindPackId(Catalog::Inside& inside, const PackFacts& pack, const Catalog::HasObject& hasObject,
-                  std::int64_t& id) {
+struct PackRow {
+  std::int64_t id = 0;  // 0: it has none
   std::optional<PackState> state;
-  Status found = inside.engine->Run("SELECT id, state FROM pack WHERE uid = $1", {pack.uid.Bytes()},
-                                    [&](const SqlRow& row) {
-                                      id = row.Number(0);
-                                      state = static_cast<PackState>(row.Number(1));
-                                      return Status();
-                                    });
-  if (!found || state == PackState::kGood) {
-    return found;
+};
+
+Status FindPackRow(Catalog::Inside& inside, const Uid& uid, PackRow& found) {
+  found = {};
+  return inside.engine->Run("SELECT id, state FROM pack WHERE uid = $1", {uid.Bytes()},
+                            [&found](const SqlRow& row) {
+                              found = {row.Number(0), static_cast<PackState>(row.Number(1))};
+                              return Status();
+                            });
+}
+
+// kMissing if a deletion takes the pack, or took it.
+Status FindWholePack(Catalog::Inside& inside, const PackFacts& pack, const Catalog::HasObject& hasObject,
+                     PackRow& found) {
+  if (Status looked = FindPackRow(inside, pack.uid, found); !looked || found.state == PackState::kGood) {
+    return looked;
   }
-  if (state == PackState::kDamaged) {
+  if (found.state == PackState::kDamaged) {
     return Status::Damaged("pack " + pack.uid.Hex() + " is damaged there");
   }
-  if (state) {
+  if (found.state == PackState::kDeleted) {
     return Status::Missing("pack " + pack.uid.Hex() + " is being deleted there");
   }
   bool has = false;
@@ -84,39 +91,78 @@ Status FindPackId(Catalog::Inside& inside, const PackFacts& pack, const Catalog:
   return {};
 }
 
-Status AddPack(Catalog::Inside& inside, const PackFacts& pack, std::int64_t& id) {
-  if (Status counted = inside.Count("pack", id); !counted) {
+// Makes it a good pack of the saveset that it comes from.
+Status KeepPack(Catalog::Inside& inside, const PackFacts& pack, PackRow& row) {
+  if (row.state == PackState::kGood) {
+    return {};
+  }
+  if (Status counted = row.id == 0 ? inside.Count("pack", row.id) : Status(); !counted) {
     return counted;
   }
   return inside.Run(
       "INSERT INTO pack(id, uid, saveset, state, size) VALUES($1, $2, coalesce((SELECT id FROM saveset WHERE "
       "uid = "
-      "$3), 0), 1, $4)",
-      {id, pack.uid.Bytes(), pack.saveset.Bytes(), Unsigned(pack.size)});
+      "$3), 0), 1, $4) ON CONFLICT(uid) DO UPDATE SET saveset = excluded.saveset, state = 1, size = "
+      "excluded.size",
+      {row.id, pack.uid.Bytes(), pack.saveset.Bytes(), Unsigned(pack.size)});
+}
+
+// The next packs, from `at` on; within a transaction. kConflict if a deletion takes one of them.
+Status AnnouncePortion(Catalog::Inside& inside, const Row& row, const std::vector<PackFacts>& packs,
+                       std::size_t& at) {
+  const std::size_t behind = std::min(packs.size(), at + kPortion);
+  for (; at < behind; ++at) {
+    PackRow pack;
+    Status done = FindPackRow(inside, packs[at].uid, pack);
+    if (done && pack.state == PackState::kDeleted) {
+      return Status::Conflict("pack " + packs[at].uid.Hex() + " is being deleted there");
+    }
+    if (done && !pack.state) {
+      done = inside.Count("pack", pack.id);
+      // Another copy may have been first.
+      done = done ? inside.Run(
+                        "INSERT INTO pack(id, uid, saveset, state, size) VALUES($1, $2, $3, 0, 0) ON "
+                        "CONFLICT(uid) DO NOTHING",
+                        {pack.id, packs[at].uid.Bytes(), row.id})
+                  : done;
+    }
+    if (!done) {
+      return done;
+    }
+  }
+  return {};
+}
+
+// Names as deleted the packs that were announced for the saveset and that no item needed; within a
+// transaction.
+Status NameAnnounced(Catalog::Inside& inside, const Uid& saveset) {
+  return inside.Run(
+      "UPDATE pack SET state = 3 WHERE state = 0 AND saveset = (SELECT id FROM saveset WHERE uid = $1)",
+      {saveset.Bytes()});
 }
 
 Status AddItem(Catalog::Inside& inside, const Row& row, const Catalog::ItemRecord& item,
-               const std::unordered_map<Uid, std::int64_t, UidHash>& ids) {
+               const std::unordered_map<Uid, PackRow, UidHash>& rows) {
   bool there = false;
   if (Status looked = inside.Exists("SELECT 1 FROM item WHERE saveset = $1 AND number = $2",
                                     {row.id, Unsigned(item.item.number)}, there);
       !looked || there) {
     return looked;
   }
-  const auto own = ids.find(item.pack);
-  if (own == ids.end()) {
+  const auto own = rows.find(item.pack);
+  if (own == rows.end()) {
     return Status::Damaged("the pack with the record of item " + item.item.name + " is not listed for it");
   }
   std::vector<std::int64_t> packs;
   for (const Uid& pack : item.item.packs) {
-    const auto id = ids.find(pack);
-    if (id == ids.end()) {
+    const auto needed = rows.find(pack);
+    if (needed == rows.end()) {
       return Status::Damaged("item " + item.item.name + " needs pack " + pack.Hex() +
                              ", which the catalog does not list for it");
     }
-    packs.push_back(id->second);
+    packs.push_back(needed->second.id);
   }
-  return inside.AddItem(row.id, row.family, item.item, item.record, own->second, std::move(packs));
+  return inside.AddItem(row.id, row.family, item.item, item.record, own->second.id, std::move(packs));
 }
 
 }  // namespace
@@ -166,6 +212,29 @@ Status Catalog::BeginAdoption(const Saveset& saveset) {
   return done && deleted ? Status::Conflict("its objects are being deleted there") : done;
 }
 
+Status Catalog::AnnounceAdopted(const Uid& saveset, const std::vector<PackFacts>& packs) {
+  Status gone;  // to repeat would not bring it back
+  for (std::size_t next = 0; gone && next < packs.size();) {
+    std::size_t at = next;
+    Status done = inside_->Transact([&](bool& keep) {
+      std::optional<Row> row;
+      at = next;
+      if (Status found = FindRow(*inside_, saveset, row); !found) {
+        return found;
+      }
+      gone = row && !row->deleted ? AnnouncePortion(*inside_, *row, packs, at)
+                                  : Status::Conflict("the saveset was taken out meanwhile");
+      keep = static_cast<bool>(gone);
+      return gone.What() == Status::Kind::kConflict ? Status() : gone;
+    });
+    if (!done) {
+      return done;
+    }
+    next = at;
+  }
+  return gone;
+}
+
 Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& packs,
                            const std::vector<ItemRecord>& items, const HasObject& hasObject) {
   Status gone;  // to repeat would not bring it back
@@ -179,9 +248,9 @@ Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& pac
       gone = Status::Conflict("the saveset was taken out meanwhile");
       return Status();
     }
-    std::unordered_map<Uid, std::int64_t, UidHash> ids;
+    std::unordered_map<Uid, PackRow, UidHash> rows;
     for (const PackFacts& pack : packs) {
-      Status known = FindPackId(*inside_, pack, hasObject, ids[pack.uid]);
+      Status known = FindWholePack(*inside_, pack, hasObject, rows[pack.uid]);
       if (known.What() == Status::Kind::kMissing) {
         gone = Status::Conflict(known.Message());
         keep = false;
@@ -193,13 +262,12 @@ Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& pac
     }
     // From here on all others wait for the counter.
     for (const PackFacts& pack : packs) {
-      std::int64_t& id = ids[pack.uid];
-      if (Status added = id == 0 ? AddPack(*inside_, pack, id) : Status(); !added) {
-        return added;
+      if (Status kept = KeepPack(*inside_, pack, rows[pack.uid]); !kept) {
+        return kept;
       }
     }
     for (const ItemRecord& item : items) {
-      if (Status added = AddItem(*inside_, *row, item, ids); !added) {
+      if (Status added = AddItem(*inside_, *row, item, rows); !added) {
         return added;
       }
     }
@@ -217,6 +285,9 @@ Status Catalog::EndAdoption(const Uid& saveset, bool isProtected) {
         "uid = $1 AND deleting <> $2",
         {saveset.Bytes(), kDeleted, isProtected});
     there = inside_->engine->Changed() != 0;
+    if (ended && there) {
+      ended = NameAnnounced(*inside_, saveset);
+    }
     return ended && there ? inside_->CountItems(saveset) : ended;
   });
   return done && !there ? Status::Conflict("the saveset was taken out meanwhile") : done;

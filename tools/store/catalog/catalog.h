@@ -90,7 +90,6 @@ struct RunProgress {
   ProgressState state;    // as it was then
 
   static constexpr const char* kSavingTool = "backup";
-  static constexpr const char* kCopyingTool = "copy";
 };
 
 struct Pack {
@@ -181,7 +180,6 @@ class Catalog {
   Status SeeRun(const Uid& run, bool& there);
   // Names a pack that the run is about to write. From here on, whoever finds the run gone deletes the pack.
   Status AnnouncePack(const Uid& run, const Uid& pack);
-  Status ListAnnounced(const Uid& run, std::vector<Uid>& packs);
   // Forgets packs that no item needs; their objects must be gone.
   Status ForgetAnnounced(const std::vector<Uid>& packs);
 
@@ -305,6 +303,9 @@ class Catalog {
     std::vector<Uid> packs;  // also those of all these savesets
   };
   Status ListDeleted(Deleted& deleted);
+  // Names as deleted those of the packs that are announced, or that have no row. For objects that were put
+  // and that nothing will need.
+  Status NameStrays(const std::vector<Uid>& packs);
   // Forgets those of them that are still named. `deleteObject` deletes the objects of one of them, within the
   // transaction that forgets it, so that nobody puts them again meanwhile; it may be called twice for one.
   using DeleteObject = std::function<Status(const Uid& uid)>;
@@ -364,10 +365,14 @@ class Catalog {
   // Makes the saveset's row, unless it is there. Nobody finds a new one before `EndAdoption`. kDamaged if
   // another saveset has the name; kConflict if what was left of this one is just being deleted.
   Status BeginAdoption(const Saveset& saveset);
+  // Announces those of the packs that have no row, before their objects are put. The end of the adoption, or
+  // giving it up, names as deleted what was announced for the saveset and is not needed. kConflict if one of
+  // them, or the saveset, is being deleted.
+  Status AnnounceAdopted(const Uid& saveset, const std::vector<PackFacts>& packs);
   // Adds items of it, of which some may have come before, and all packs that they need. kDamaged if one of
   // the packs is; kConflict if one of them, or the saveset, is being deleted or was deleted meanwhile.
-  // `hasObject` is asked about each pack that has no row yet, within the transaction that makes the row: a
-  // deletion forgets a pack's row last.
+  // `hasObject` is asked about each pack that is not known as good, within the transaction that makes it
+  // good: a deletion forgets a pack's row last.
   using HasObject = std::function<Status(const PackFacts& pack, bool& has)>;
   Status AdoptItems(const Uid& saveset, const std::vector<PackFacts>& packs,
                     const std::vector<ItemRecord>& items, const HasObject& hasObject);

@@ -211,7 +211,7 @@ Status Catalog::Inside::TakeItemsOut(std::int64_t saveset, std::optional<std::in
 }
 
 Status Catalog::Inside::NameUnneededPacks(std::int64_t saveset) {
-  return Run("UPDATE pack SET state = 3 WHERE saveset = $1 AND state IN (1, 2) AND " + kIsUnneeded,
+  return Run("UPDATE pack SET state = 3 WHERE saveset = $1 AND state IN (0, 1, 2) AND " + kIsUnneeded,
              {saveset});
 }
 
@@ -285,6 +285,33 @@ Status Catalog::ListDeleted(Deleted& deleted) {
   }
   const std::string packs = "SELECT uid FROM pack WHERE " + std::string(kIsDeleted);
   return inside_->ListUids(packs, {}, deleted.packs);
+}
+
+// Before the number of a new row is counted, nobody is kept waiting.
+Status Catalog::NameStrays(const std::vector<Uid>& packs) {
+  for (const Uid& pack : packs) {
+    Status named = inside_->Transact([&] {
+      bool known = false;
+      std::int64_t id = 0;
+      Status done = inside_->Run("UPDATE pack SET state = 3 WHERE uid = $1 AND state = 0", {pack.Bytes()});
+      if (done) {
+        done = inside_->Exists("SELECT id FROM pack WHERE uid = $1", {pack.Bytes()}, known);
+      }
+      if (!done || known) {
+        return done;
+      }
+      done = inside_->Count("pack", id);
+      return done ? inside_->Run(
+                        "INSERT INTO pack(id, uid, saveset, state, size) VALUES($1, $2, 0, 3, 0) ON "
+                        "CONFLICT(uid) DO NOTHING",
+                        {id, pack.Bytes()})
+                  : done;
+    });
+    if (!named) {
+      return named;
+    }
+  }
+  return {};
 }
 
 Status Catalog::ForgetDeletedPacks(const std::vector<Uid>& packs, const DeleteObject& deleteObject) {

@@ -162,13 +162,6 @@ Status Catalog::AnnouncePack(const Uid& run, const Uid& pack) {
   });
 }
 
-Status Catalog::ListAnnounced(const Uid& run, std::vector<Uid>& packs) {
-  return inside_->ListUids(
-      "SELECT pack.uid FROM pack JOIN run ON run.saveset = pack.saveset WHERE run.uid = $1 AND pack.state = "
-      "0",
-      {run.Bytes()}, packs);
-}
-
 Status Catalog::ForgetAnnounced(const std::vector<Uid>& packs) {
   return inside_->Transact([&] {
     for (const Uid& pack : packs) {

@@ -130,22 +130,6 @@ Status RepositoryCheck::CheckSavesets() {
 
 // ---- Packs -----------------------------------------------------------------------------------------------
 
-// Whether a copy is under way that has told so in the last minute: it puts packs before the rows that name
-// them.
-Status RepositoryCheck::FindCopy(bool& underWay) {
-  constexpr std::int64_t kSilentSeconds = 60;
-  std::vector<RunProgress> runs;
-  std::int64_t now = 0;
-  Status listed = store_.Rows().ListProgress(runs);
-  if (listed) {
-    listed = store_.Rows().Now(now);
-  }
-  underWay = std::any_of(runs.begin(), runs.end(), [now](const RunProgress& run) {
-    return run.tool == RunProgress::kCopyingTool && run.told >= now - kSilentSeconds;
-  });
-  return listed;
-}
-
 // `packs` gets all packs that the catalog knows, first those that are missing or have another size. The
 // catalog knows a pack before it is there, and forgets it after it has gone.
 Status RepositoryCheck::CheckPlace(std::vector<PackFacts>& packs) {
@@ -173,11 +157,7 @@ Status RepositoryCheck::CheckPlace(std::vector<PackFacts>& packs) {
   for (const PackFacts& pack : packs) {
     there.erase(pack.uid);
   }
-  bool copied = false;
-  if (listed && !there.empty()) {
-    listed = FindCopy(copied);
-  }
-  for (auto other = there.begin(); listed && !copied && other != there.end(); ++other) {
+  for (auto other = there.begin(); listed && other != there.end(); ++other) {
     bool known = false;
     std::optional<std::uint64_t> size;
     listed = store_.Rows().KnowsPack(other->first, known);

@@ -44,7 +44,6 @@ class RepositoryCheck {
   Status CheckCatalog();
   Status CheckRepositoryObject();
   Status CheckSavesets();
-  Status FindCopy(bool& underWay);
   Status CheckPlace(std::vector<PackFacts>& packs);
   Status TellUnknown(const Uid& pack);
   Status Choose(const CheckScope& scope, std::vector<PackFacts>& packs);

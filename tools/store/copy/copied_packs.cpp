@@ -15,7 +15,7 @@ constexpr std::uint64_t kReadAtOnce = 4 * 1024 * 1024;
 
 }  // namespace
 
-Status RepositoryCopy::CopyPacks(const Saveset& saveset, std::vector<PackFacts>& packs) {
+Status RepositoryCopy::ListPacks(const Saveset& saveset, std::vector<PackFacts>& packs) {
   std::vector<Uid> uids;
   Status done = from_.Rows().ListPacksOf(saveset, uids);
   for (auto uid = uids.begin(); done && uid != uids.end(); ++uid) {
@@ -28,12 +28,23 @@ Status RepositoryCopy::CopyPacks(const Saveset& saveset, std::vector<PackFacts>&
       packs.push_back(*facts);
     }
   }
+  return done;
+}
+
+// A copy that is killed leaves no pack of which the second repository does not know.
+Status RepositoryCopy::AnnouncePacks(const Saveset& saveset, const std::vector<PackFacts>& packs) {
+  std::vector<PackFacts> coming = packs;
+  std::erase_if(coming, [this](const PackFacts& pack) { return bad_.count(pack.uid) != 0; });
+  return to_.Rows().AnnounceAdopted(saveset.uid, coming);
+}
+
+Status RepositoryCopy::CopyPacks(const std::vector<PackFacts>& packs) {
   std::mutex mutex;
   std::map<Uid, Status> failures;
   {
     WorkQueue workers(WorkQueue::UsualCount());
     for (const PackFacts& pack : packs) {
-      if (!done || bad_.count(pack.uid) != 0) {
+      if (bad_.count(pack.uid) != 0) {
         continue;
       }
       workers.Do([&, this] {
@@ -53,11 +64,15 @@ Status RepositoryCopy::CopyPacks(const Saveset& saveset, std::vector<PackFacts>&
     }
   }
   for (const auto& [pack, failure] : failures) {
-    if (Status told = IsDamage(failure) ? TellBadIfKnown(pack, failure) : failure; !told) {
+    Status told = IsDamage(failure) ? TellBadIfKnown(pack, failure) : failure;
+    if (told) {
+      told = to_.Rows().ForgetAnnounced({pack});
+    }
+    if (!told) {
       return told;
     }
   }
-  return done;
+  return {};
 }
 
 // A pack that was deleted meanwhile is no damage.
@@ -124,15 +139,11 @@ Status RepositoryCopy::CopyPack(const PackFacts& pack) {
 
 // Deletes packs that were copied for items which do not come.
 Status RepositoryCopy::DropBrought() {
-  Status done;
-  for (auto pack = brought_.begin(); done && pack != brought_.end(); ++pack) {
-    std::optional<PackFacts> needed;
-    done = to_.Rows().FindPackFacts(*pack, needed);
-    if (done && !needed) {
-      done = to_.Objects().Delete(PackObject(*pack));
-    }
-  }
-  return done;
+  const std::vector<Uid> packs(brought_.begin(), brought_.end());
+  Status named = to_.Rows().NameStrays(packs);
+  return named ? to_.Rows().ForgetDeletedPacks(
+                     packs, [this](const Uid& pack) { return to_.Objects().Delete(PackObject(pack)); })
+               : named;
 }
 
 }  // namespace store

@@ -158,7 +158,16 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
   std::vector<PackFacts> packs;
   std::uint64_t items = 0;
   brought_.clear();
-  Status done = CopyPacks(saveset, packs);
+  Status done = ListPacks(saveset, packs);
+  if (done) {
+    done = to_.Rows().BeginAdoption(saveset);
+  }
+  if (done) {
+    done = AnnouncePacks(saveset, packs);
+  }
+  if (done) {
+    done = CopyPacks(packs);
+  }
   if (done) {
     done = CopyItems(saveset, copy, packs, items);
   }
@@ -246,10 +255,7 @@ Status RepositoryCopy::CopyItems(const Saveset& saveset, const std::optional<Sav
     return asked;
   };
   const auto commit = [&] {
-    Status done = to_.Rows().BeginAdoption(saveset);
-    if (done) {
-      done = to_.Rows().AdoptItems(saveset.uid, PacksOf(items, byId), items, hasObject);
-    }
+    Status done = to_.Rows().AdoptItems(saveset.uid, PacksOf(items, byId), items, hasObject);
     came += items.size();
     items.clear();
     return done;

@@ -28,7 +28,8 @@ class RepositoryCopy {
     std::uint64_t damages = 0;
     std::uint64_t mended = 0;  // packs that were damaged in the copy
   };
-  // The packs of a saveset are copied first, then the rows of its items, then its objects; then it is listed.
+  // The packs of a saveset are announced and copied first, then come the rows of its items, then its objects;
+  // then it is listed.
   // So wherever this ends, everything that the copy lists can be restored, and the next call goes on. A
   // saveset that is marked to be deleted is not copied. An item that needs a damaged pack is left out until a
   // later call finds the pack whole; a saveset of which no item can be copied is not listed. What the first
@@ -44,7 +45,9 @@ class RepositoryCopy {
   void CountWork(std::uint64_t packs, std::uint64_t bytes);
   Status GiveUpOthers(const std::vector<Saveset>& savesets);
   Status CopySaveset(const Saveset& saveset);
-  Status CopyPacks(const Saveset& saveset, std::vector<PackFacts>& packs);
+  Status ListPacks(const Saveset& saveset, std::vector<PackFacts>& packs);
+  Status AnnouncePacks(const Saveset& saveset, const std::vector<PackFacts>& packs);
+  Status CopyPacks(const std::vector<PackFacts>& packs);
   Status CopyPackIfMissing(const PackFacts& pack, bool& came);
   Status CopyPack(const PackFacts& pack);
   Status CopyItems(const Saveset& saveset, const std::optional<Saveset>& copy,

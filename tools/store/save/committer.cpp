@@ -23,13 +23,18 @@ bool CannotBeCommitted(const Item& item, const std::vector<Uid>& packs) {
 Committer::Committer(Place& place, std::unique_ptr<Catalog> catalog, const Uid& run, std::int64_t saveset)
     : place_(place), catalog_(std::move(catalog)), run_(run), saveset_(saveset), thread_([this] { Run(); }) {}
 
-Committer::~Committer() {
+Committer::~Committer() { End(); }
+
+std::vector<Uid> Committer::End() {
   {
     const std::lock_guard lock(mutex_);
     ending_ = true;
   }
   changed_.notify_all();
-  thread_.join();
+  if (thread_.joinable()) {
+    thread_.join();
+  }
+  return {pending_.begin(), pending_.end()};
 }
 
 // ---- The calling thread ----------------------------------------------------------------------------------
@@ -130,6 +135,7 @@ void Committer::Run() {
 
 Status Committer::Announce() {
   const Uid pack = Uid::Random();
+  pending_.insert(pack);
   if (Status announced = catalog_->AnnouncePack(run_, pack); !announced) {
     return announced;
   }
@@ -196,6 +202,9 @@ Status Committer::CommitItems(std::vector<Item> items) {
     return committed;
   }
   if (!group.items.empty()) {
+    for (const Pack& pack : waiting_) {
+      pending_.erase(pack.uid);
+    }
     waiting_.clear();
   }
   const std::lock_guard lock(mutex_);
@@ -216,7 +225,13 @@ Status Committer::DeletePacks(const std::vector<Uid>& packs) {
       gone.push_back(pack);
     }
   }
-  return gone.empty() ? Status() : catalog_->ForgetAnnounced(gone);
+  if (Status forgotten = gone.empty() ? Status() : catalog_->ForgetAnnounced(gone); !forgotten) {
+    return forgotten;
+  }
+  for (const Uid& pack : gone) {
+    pending_.erase(pack);
+  }
+  return {};
 }
 
 }  // namespace store

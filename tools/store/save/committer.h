@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -33,7 +34,6 @@ class Committer {
   Committer(Place& place, std::unique_ptr<Catalog> catalog, const Uid& run, std::int64_t saveset);
   Committer(const Committer&) = delete;
   Committer& operator=(const Committer&) = delete;
-  // Drops what was not begun.
   ~Committer();
 
   // Gives the id of a new pack, which is announced.
@@ -49,6 +49,8 @@ class Committer {
   Status Delete(std::vector<Uid> packs);
   // Waits until everything is done.
   Status Wait();
+  // Drops what was not begun. Returns the packs that were announced, and were neither committed nor deleted.
+  std::vector<Uid> End();
   // Gives what was committed since the last call, and what could not be.
   void Take(std::vector<Item>& committed, std::vector<Conflict>& conflicts);
 
@@ -74,6 +76,7 @@ class Committer {
   Uid run_;
   std::int64_t saveset_;
   std::vector<Pack> waiting_;  // durable and announced, not committed; the thread's own
+  std::set<Uid> pending_;      // announced, and neither committed nor deleted; the thread's own
 
   mutable std::mutex mutex_;
   std::condition_variable changed_;

@@ -177,10 +177,11 @@ Status SavesetWriter::Inside::EndFailedRun() {
   }
   files_.reset();
   filler_.reset();
+  const std::vector<Uid> packs = committer_ != nullptr ? committer_->End() : std::vector<Uid>();
   committer_.reset();
   std::unique_ptr<Catalog> rows;
-  std::vector<Uid> packs;
-  if (store_.Connect(rows) && rows->ListAnnounced(run_, packs) && EndRun(*rows, false, failure_.Message())) {
+  // Another program may have ended the run and deleted its packs before the last of them was put.
+  if (store_.Connect(rows) && EndRun(*rows, false, failure_.Message()) && rows->NameStrays(packs)) {
     Ignore(rows->ForgetDeletedPacks(
         packs, [this](const Uid& pack) { return store_.Objects().Delete(PackObject(pack)); }));
   }
