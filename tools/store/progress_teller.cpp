@@ -1,10 +1,10 @@
 #include "store/progress_teller.h"
 
 #include <chrono>
-#include <system_error>
 
 #include "platform/data_file.h"
 #include "platform/terminal.h"
+#include "store/base/start_thread.h"
 
 namespace store {
 namespace {
@@ -39,15 +39,6 @@ class Line {
 Line& TheLine() {
   static Line line;
   return line;
-}
-
-// Gives no thread if the system has none left: then the work goes on, and nothing is shown.
-std::thread StartThread(const std::function<void()>& work) {
-  try {
-    return std::thread(work);
-  } catch (const std::system_error&) {
-    return {};
-  }
 }
 
 }  // namespace

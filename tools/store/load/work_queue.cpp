@@ -1,7 +1,9 @@
 #include "store/load/work_queue.h"
 
 #include <algorithm>
-#include <system_error>
+#include <utility>
+
+#include "store/base/start_thread.h"
 
 namespace store {
 
@@ -32,12 +34,13 @@ void WorkQueue::Do(Work work) {
 }
 
 void WorkQueue::StartThreads() {
-  try {
-    while (running_.size() < threads_) {
-      running_.emplace_back([this] { Run(); });
+  while (running_.size() < threads_) {
+    std::thread thread = StartThread([this] { Run(); });
+    if (!thread.joinable()) {
+      threads_ = running_.size();
+      return;
     }
-  } catch (const std::system_error&) {
-    threads_ = running_.size();
+    running_.push_back(std::move(thread));
   }
 }
 
