@@ -446,19 +446,26 @@ TEST_P(CatalogTest, ASavesetOfAnotherCatalogIsSeenOnceAllOfItHasCome) {
   ASSERT_TRUE(catalog_->ListAdoptions(begun));
   EXPECT_EQ(begun, std::vector<Uid>{coming.uid});
   EXPECT_FALSE(Find("ABC1"));
-  ASSERT_TRUE(catalog_->EndAdoption(coming.uid, true));
+  coming.isProtected = true;
+  coming.items = 2;
+  ASSERT_TRUE(catalog_->EndAdoption(coming));
+  EXPECT_EQ(Find("ABC1").value_or(Saveset()).mover, Mover::kEndedFailed) << "an item has not come";
   EXPECT_EQ(DeletedPacks(), std::vector<Uid>{unneeded.uid});
   EXPECT_EQ(catalog_->AnnounceAdopted(coming.uid, {unneeded}).What(), Kind::kConflict);
   EXPECT_EQ(adopt(FileItem(2, "/g"), {pack}, false), Kind::kGood);
   const Saveset came = Find("ABC1").value_or(Saveset());
   EXPECT_TRUE(came.items == 2 && came.isProtected && came.id > own.saveset.id);
+  coming.isProtected = false;
+  ASSERT_TRUE(catalog_->EndAdoption(coming));
+  EXPECT_TRUE(Find("ABC1")->isProtected && Find("ABC1")->mover == Mover::kEndedClean);
   coming.uid = Uid::Random();
   coming.name = "ABC2";
   coming.id = 50;
-  ASSERT_TRUE(catalog_->BeginAdoption(coming) && catalog_->EndAdoption(coming.uid, false));
+  ASSERT_TRUE(catalog_->BeginAdoption(coming) && catalog_->EndAdoption(coming));
   EXPECT_EQ(Find("ABC2").value_or(Saveset()).id, 50) << "the number was free";
   EXPECT_GT(Backup(*catalog_, "ABC3").saveset.id, 50);
-  EXPECT_EQ(catalog_->EndAdoption(Uid::Random(), false).What(), Kind::kConflict);
+  coming.uid = Uid::Random();
+  EXPECT_EQ(catalog_->EndAdoption(coming).What(), Kind::kConflict);
 }
 
 TEST_P(CatalogTest, AnImportGivesWhatThePacksHave) {
@@ -478,6 +485,7 @@ TEST_P(CatalogTest, AnImportGivesWhatThePacksHave) {
   torn.name = "ABC8";
   torn.id = 0;
   torn.failed = true;
+  torn.items = 2;
   ASSERT_TRUE(catalog->ImportSaveset(torn));
   const auto record = [&](const Item& item, const Saveset& of) {
     return EncodeRecord(item, repository_, of.uid);

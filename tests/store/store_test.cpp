@@ -306,6 +306,26 @@ TEST_F(StoreTest, ABackupIsNotOverBeforeItsSessionIs) {
   EXPECT_FALSE(find(byHand.result.saveset).sessionOpen);
 }
 
+// The record of a file that was inside stays in the pack of a file that was confirmed.
+TEST_F(StoreTest, WhatAFailedBackupNeverConfirmedIsNoLossInARebuild) {
+  auto store = Open();
+  BackupByHand backup(*store);
+  backup.Begin();
+  backup.Save(Write("file", "bytes"));
+  ASSERT_TRUE(backup.Writer().BeginDirectory("directory", {}));
+  backup.SaveInside(Write("inside", "more"));
+  while (backup.result.status && backup.result.confirmed.empty()) {
+    platform::SleepMilliseconds(20);
+    backup.Note(backup.Writer().Settle());
+  }
+  backup.Note(backup.Writer().EndDirectory(false));
+  ASSERT_EQ(backup.result.Trouble(), "");
+  backup.End(State::kFailed);
+  store.reset();
+  EXPECT_EQ(Rebuild(), std::multiset<std::string>());
+  EXPECT_EQ(Restored(backup.result.saveset, directory_.File("file")), "bytes");
+}
+
 TEST_F(StoreTest, ThatABackupFailedIsKnownAfterARebuild) {
   std::map<std::string, bool> failed;
   auto store = Open();

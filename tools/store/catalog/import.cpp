@@ -196,6 +196,27 @@ Status DropReplaced(Catalog::Inside& inside, const ImportedSaveset& saveset) {
   return found ? DropLost(inside, saveset, replaced, [](const std::string& /*what*/) {}) : found;
 }
 
+// What is in directories that are not there. If as many items are there as the end of the saveset says, these
+// directories were given up, and nobody has lost anything.
+Status DropOfMissingDirectories(Catalog::Inside& inside, const ImportedSaveset& saveset,
+                                const std::function<void(const std::string&)>& tell) {
+  std::vector<Lost> lost;
+  bool allThere = false;
+  Status found = FindLost(inside, saveset,
+                          "i.directory <> 0 AND NOT EXISTS(SELECT 1 FROM item d WHERE d.saveset = i.saveset "
+                          "AND d.number = i.directory AND d.kind = 1)",
+                          "the directory that it is part of is not there whole", lost);
+  if (found && !lost.empty()) {
+    found = inside.Exists(
+        "SELECT 1 FROM saveset s WHERE s.id = $1 AND s.ended IS NOT NULL AND s.items <= (SELECT count(*) "
+        "FROM "
+        "item i WHERE i.saveset = s.id AND i.directory = 0)",
+        {saveset.id}, allThere);
+  }
+  return found ? DropLost(inside, saveset, lost, allThere ? [](const std::string& /*what*/) {} : tell)
+               : found;
+}
+
 // Drops first the items that lack a pack, then directories that lack something, then what is in directories
 // that went.
 Status CheckSaveset(Catalog::Inside& inside, const ImportedSaveset& saveset,
@@ -221,19 +242,8 @@ Status CheckSaveset(Catalog::Inside& inside, const ImportedSaveset& saveset,
   if (Status dropped = DropLost(inside, saveset, lost, tell); !dropped) {
     return dropped;
   }
-  lost.clear();
-  if (Status found =
-          FindLost(inside, saveset,
-                   "i.directory <> 0 AND NOT EXISTS(SELECT 1 FROM item d WHERE d.saveset = i.saveset "
-                   "AND d.number = i.directory AND d.kind = 1)",
-                   "the directory that it is part of is not there whole", lost);
-      !found) {
-    return found;
-  }
-  if (Status dropped = DropLost(inside, saveset, lost, tell); !dropped) {
-    return dropped;
-  }
-  return inside.CountItems(saveset.uid);
+  Status dropped = DropOfMissingDirectories(inside, saveset, tell);
+  return dropped ? inside.CountItems(saveset.uid) : dropped;
 }
 
 }  // namespace
@@ -264,6 +274,11 @@ Status Catalog::ImportSaveset(const Saveset& saveset) {
   }
   if (Status added = inside_->AddSaveset(saveset, id, family); !added) {
     return added;
+  }
+  // As many as its end tells, until those that are there are counted.
+  if (Status noted = inside_->Run("UPDATE saveset SET items = $1 WHERE id = $2", {saveset.items, id});
+      !noted) {
+    return noted;
   }
   return CommitIfMany(*inside_, 1);
 }
