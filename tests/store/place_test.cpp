@@ -255,6 +255,11 @@ TEST(DirectoryPlaceTest, DeletingTakesWhatAKilledWriterLeft) {
   EXPECT_TRUE(place.Get(neighbour, 0, 5, bytes));
   ASSERT_TRUE(place.Put(neighbour, "again"));
   EXPECT_FALSE(platform::Exists(directory.File(neighbour) + ".1234abcd.part"));
+  const std::string end = SavesetObject(Uid::Random(), "end");
+  ASSERT_TRUE(place.Put(end, "end"));
+  support::WriteWholeFile(directory.File(end) + ".1234abcd.part", "left");
+  EXPECT_TRUE(place.Delete(end));
+  EXPECT_FALSE(platform::Exists(directory.File(end) + ".1234abcd.part"));
 }
 
 TEST(DirectoryPlaceTest, FilesOfTheCatalogAreNoObjects) {

@@ -281,7 +281,8 @@ Status DirectoryPlace::ListBelow(const std::string& directory, const std::string
 Status DirectoryPlace::Delete(const std::string& name) {
   CloseAll(name);
   if (platform::RemoveFile(PathOf(name))) {
-    return {};
+    // Of a pack nothing is left: `Finish` has seen to that.
+    return name.starts_with(kPackPrefix) ? Status() : DeleteParts(name);
   }
   std::optional<std::uint64_t> size;
   if (Status looked = Size(name, size); !looked || size) {
