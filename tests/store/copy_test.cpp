@@ -100,7 +100,8 @@ class CopyTest : public testing::TestWithParam<bool> {
       SavesetReader reader(*store);
       contents[saveset.name] = 0;
       EXPECT_TRUE(reader.BeginWithoutJob(saveset.name));
-      EXPECT_TRUE(saveset.warnings && saveset.mover == Mover::kEndedClean);
+      EXPECT_TRUE(saveset.warnings);
+      EXPECT_EQ(saveset.mover == Mover::kEndedClean, saveset.items == 5) << saveset.name;
       return store->Rows().ListItems(saveset, [&](const Item& item) {
         const Status good = item.kind == ItemKind::kFile ? reader.Rehearse(item) : Status();
         EXPECT_TRUE(good) << good.Message();
@@ -242,7 +243,9 @@ TEST_P(CopyTest, WhatIsToGoIsNotCopied) {
       EXPECT_TRUE(begun.empty());
       EXPECT_EQ(packs.size(), FilesBelow(store.Config().repository + "/packs").size());
     });
-    EXPECT_EQ(DamagesIn(to_), Damages());
+    const Contents now = Restorable(to_);
+    const bool isPartial = listed && now.at(last) < contents.at(last);
+    EXPECT_TRUE(isPartial || DamagesIn(to_).empty());
     mark(false);
   }
   ASSERT_TRUE(Copy());
@@ -286,6 +289,20 @@ TEST_P(CopyTest, ADamagedPackStaysBehindWithWhatNeedsIt) {
   ASSERT_TRUE(Copy());
   EXPECT_EQ(result_.damages, 0U);
   EXPECT_EQ(Restorable(to_), contents);
+}
+
+TEST_P(CopyTest, WhatARebuildLostComesBackAndCountsAsGoodAgain) {
+  ASSERT_TRUE(Copy());
+  const Contents contents = Restorable(to_);
+  fs::remove(FilesBelow(from_.repository + "/packs").front());
+  Store::Rebuilt rebuilt;
+  ASSERT_TRUE(Store::Rebuild(
+      from_, [](const std::string& /*loss*/) {}, rebuilt));
+  EXPECT_NE(Restorable(from_), contents);
+  std::swap(from_, to_);
+  ASSERT_TRUE(Copy());
+  EXPECT_EQ(Restorable(to_), contents);
+  EXPECT_EQ(DamagesIn(to_), Damages());
 }
 
 TEST_P(CopyTest, WhatIsDamagedInTheCopyComesAnew) {

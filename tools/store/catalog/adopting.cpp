@@ -165,6 +165,16 @@ Status AddItem(Catalog::Inside& inside, const Row& row, const Catalog::ItemRecor
   return inside.AddItem(row.id, row.family, item.item, item.record, own->second.id, std::move(packs));
 }
 
+// A saveset of which items did not come does not count as a good backup, until they come.
+Status NoteWhetherWhole(Catalog::Inside& inside, const Saveset& saveset) {
+  return inside.Run(
+      "UPDATE saveset SET mover = CASE WHEN items < $2 THEN $3 ELSE $4 END, reason = CASE WHEN items < $2 "
+      "THEN $5 ELSE $6 END WHERE uid = $1 AND failed = 0",
+      {saveset.uid.Bytes(), saveset.items, static_cast<int>(Mover::kEndedFailed),
+       static_cast<int>(saveset.mover), std::string_view("not all of its items could be copied"),
+       saveset.reason});
+}
+
 }  // namespace
 
 Status Catalog::ListRecords(const Saveset& saveset, const std::function<Status(const ItemRecord&)>& each) {
@@ -276,19 +286,22 @@ Status Catalog::AdoptItems(const Uid& saveset, const std::vector<PackFacts>& pac
   return done ? gone : done;
 }
 
-Status Catalog::EndAdoption(const Uid& saveset, bool isProtected) {
+Status Catalog::EndAdoption(const Saveset& saveset) {
   bool there = false;
   Status done = inside_->Transact([&] {
     Status ended = inside_->Run(
         "UPDATE saveset SET protected = CASE WHEN deleting = 0 THEN protected ELSE $3 END, deleting = 0 "
         "WHERE "
         "uid = $1 AND deleting <> $2",
-        {saveset.Bytes(), kDeleted, isProtected});
+        {saveset.uid.Bytes(), kDeleted, saveset.isProtected});
     there = inside_->engine->Changed() != 0;
     if (ended && there) {
-      ended = NameAnnounced(*inside_, saveset);
+      ended = NameAnnounced(*inside_, saveset.uid);
     }
-    return ended && there ? inside_->CountItems(saveset) : ended;
+    if (ended && there) {
+      ended = inside_->CountItems(saveset.uid);
+    }
+    return ended && there ? NoteWhetherWhole(*inside_, saveset) : ended;
   });
   return done && !there ? Status::Conflict("the saveset was taken out meanwhile") : done;
 }

@@ -376,9 +376,10 @@ class Catalog {
   using HasObject = std::function<Status(const PackFacts& pack, bool& has)>;
   Status AdoptItems(const Uid& saveset, const std::vector<PackFacts>& packs,
                     const std::vector<ItemRecord>& items, const HasObject& hasObject);
-  // Lets everybody find the saveset; a new one is protected or not from here on. kConflict if it was taken
-  // out.
-  Status EndAdoption(const Uid& saveset, bool isProtected);
+  // Lets everybody find the saveset, which is like that of the other catalog: a new one in its protection, and
+  // each in how its mover ended. While it has fewer items than there, its mover counts as failed. kConflict if
+  // it was taken out.
+  Status EndAdoption(const Saveset& saveset);
   // Whether the saveset has a row, in whatever state.
   Status HasSavesetRow(const Uid& saveset, bool& has);
   // The savesets that were begun and not ended.

@@ -193,7 +193,7 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
     done = CopyObjects(*still, copy.has_value());
   }
   if (done) {
-    done = to_.Rows().EndAdoption(saveset.uid, still->isProtected);
+    done = to_.Rows().EndAdoption(*still);
   }
   // This was in the copy, whose owner may delete the saveset at any time.
   if (done.What() == Status::Kind::kConflict) {
@@ -212,7 +212,7 @@ Status RepositoryCopy::CopySaveset(const Saveset& saveset) {
 // No more of the saveset comes. If it is listed already, what came just now is counted in it, and what came
 // with a copy that ended before it had counted.
 Status RepositoryCopy::LeaveAsItIs(const Saveset& saveset, bool listed) {
-  const Status ended = listed ? to_.Rows().EndAdoption(saveset.uid, false) : Status();
+  const Status ended = listed ? to_.Rows().EndAdoption(saveset) : Status();
   return ended || ended.What() == Status::Kind::kConflict ? DropBrought() : ended;
 }
 
