@@ -40,13 +40,6 @@ Status CheckEndOf(Catalog& catalog, const ObjectShelf& shelf, const Uid& run,
   return checked;
 }
 
-// Objects are deleted after the rows. So an object that was put after its row had gone is deleted here.
-Status DeleteIfForgotten(Catalog& catalog, const ObjectShelf& shelf, const Uid& saveset) {
-  bool known = false;
-  Status asked = catalog.HasSavesetRow(saveset, known);
-  return asked && !known ? DeleteSavesetObjects(shelf.place, saveset) : asked;
-}
-
 Status EndRunIfGone(Catalog& catalog, const ObjectShelf& shelf, const Run& run, std::int64_t now,
                     DeadRuns& dead) {
   bool gone = false;
@@ -156,6 +149,12 @@ Status CloseForgottenSessions(Catalog& catalog, const ObjectShelf& shelf, DeadRu
 }
 
 }  // namespace
+
+Status DeleteIfForgotten(Catalog& catalog, const ObjectShelf& shelf, const Uid& saveset) {
+  bool known = false;
+  Status asked = catalog.HasSavesetRow(saveset, known);
+  return asked && !known ? DeleteSavesetObjects(shelf.place, saveset) : asked;
+}
 
 Status IsRunOver(const Catalog& catalog, Place& place, const Run& run, std::int64_t now, bool& over) {
   Status asked = place.IsRunGone(run.uid, over);

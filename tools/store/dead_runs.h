@@ -33,6 +33,10 @@ Status IsRunOver(const Catalog& catalog, Place& place, const Run& run, std::int6
 // process is gone.
 Status EndDeadRuns(Catalog& catalog, const ObjectShelf& shelf, DeadRuns& dead);
 
+// To be called when an object of the saveset was put: objects are deleted after the rows, so one that was put
+// after the row had gone is deleted here.
+Status DeleteIfForgotten(Catalog& catalog, const ObjectShelf& shelf, const Uid& saveset);
+
 // Notes how the mover ended and how many items came, as an object beside the saveset, so that a rebuild knows
 // it too. After a rebuild, a saveset without this note counts as failed, and what it lacks is not told. To be
 // called before a good end is committed, and after a bad one. A saveset that is deleted meanwhile gets none.

@@ -226,6 +226,38 @@ Status ReadSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, std::optiona
   return read;
 }
 
+Status WriteMissingObjects(const ObjectShelf& shelf, const Saveset& saveset, std::optional<State> closed,
+                           int& written) {
+  const std::int64_t time = saveset.ended.value_or(saveset.created);
+  const auto mend = [&](ObjectKind kind, const char* which, bool belongs, const auto& put) {
+    Fields fields;
+    Status done = belongs ? Get(shelf, saveset.uid, kind, which, fields) : Status();
+    if (belongs && (done ? fields.empty() : IsDamage(done))) {
+      done = put();
+      written += done ? 1 : 0;
+    }
+    return done;
+  };
+  written = 0;
+  Status done =
+      mend(ObjectKind::kSavesetBegin, kBegin, true, [&] { return PutSavesetBegin(shelf, saveset); });
+  if (done) {
+    done = mend(ObjectKind::kSavesetEnd, kEnd, saveset.ended.has_value(),
+                [&] { return PutSavesetEnd(shelf, saveset.uid, saveset.mover, saveset.items, time); });
+  }
+  if (done) {
+    done = mend(ObjectKind::kSavesetClosed, kClosed, closed.has_value(),
+                [&] { return PutSavesetClosed(shelf, saveset.uid, *closed, time); });
+  }
+  if (done) {
+    done = mend(ObjectKind::kSavesetProtected, kProtected, saveset.isProtected,
+                [&] { return PutSavesetProtected(shelf, saveset.uid, time); });
+  }
+  return done ? mend(ObjectKind::kBackupFailed, kFailed, saveset.sessionFailed,
+                     [&] { return PutBackupFailed(shelf, saveset.uid, time); })
+              : done;
+}
+
 Status DeleteSavesetObjects(Place& place, const Uid& saveset) {
   for (const char* which : {kProtected, kFailed, kEnd, kClosed, kBegin}) {
     if (Status gone = place.Delete(SavesetObject(saveset, which)); !gone) {

@@ -49,6 +49,11 @@ Status DeleteSavesetProtected(Place& place, const Uid& saveset);
 // How many items the object `end` tells; none without such an object, so without a mover that ended.
 Status ReadSavesetEnd(const ObjectShelf& shelf, const Uid& saveset, std::optional<std::int64_t>& items);
 
+// Writes anew, from the saveset's row, those of its objects that are missing or damaged. `closed`: how its
+// backup job was closed, if it was. `written` gets their number.
+Status WriteMissingObjects(const ObjectShelf& shelf, const Saveset& saveset, std::optional<State> closed,
+                           int& written);
+
 // Deletes all objects of a saveset, the one with its name last.
 Status DeleteSavesetObjects(Place& place, const Uid& saveset);
 

@@ -97,8 +97,7 @@ Status RepositoryCheck::CheckSavesets() {
     ++result_.savesets;
     Status good = CheckSavesetObjects(shelf, store_.Rows(), saveset);
     if (IsDamage(good)) {
-      Tell({good.Message(), {}});
-      return Status();
+      return TellObjects(saveset, good);
     }
     return platform::Interrupted() ? Status::Interrupted() : good;
   });
@@ -126,6 +125,18 @@ Status RepositoryCheck::CheckSavesets() {
     }
   }
   return checked;
+}
+
+// The catalog is good: it has what the objects must say.
+Status RepositoryCheck::TellObjects(const Saveset& saveset, const Status& damage) {
+  const ObjectShelf shelf{store_.Objects(), store_.Secrets(), store_.Id()};
+  bool mended = false;
+  if (store_.Rows().CanWrite()) {
+    // Where the place cannot be written, the damage stays, and is told.
+    Ignore(MendSavesetObjects(shelf, store_.Rows(), saveset.uid, mended));
+  }
+  Tell({damage.Message() + (mended ? "; it is written anew from the catalog" : ""), {}});
+  return {};
 }
 
 // ---- Packs -----------------------------------------------------------------------------------------------
@@ -270,8 +281,8 @@ Status RepositoryCheck::RestoreSaveset(const Saveset& saveset) {
     } else if (!done && failure) {
       failure = done;
     }
-    ++result_.readPacks;
-    result_.readBytes += item.facts.size;
+    result_.readPacks += done ? 1U : 0U;
+    result_.readBytes += done ? item.facts.size : 0;
   };
   const Status listed = store_.Rows().ListItems(saveset, [&](const Item& item) {
     if (item.kind != ItemKind::kFile) {

@@ -32,9 +32,10 @@ class RepositoryCheck {
     std::uint64_t damages = 0;    // that were told
     bool catalogDamaged = false;  // then no pack was read: what should be in them is not known
   };
-  // Damage is told and marked in the catalog; what is good is noted there with the time. Both only if the
-  // catalog can be written. Without the private key of an encrypted repository everything but the content of
-  // the data is checked (`Keys::CanRead` tells). A failure means that the check could not be carried out.
+  // Damage is told and marked in the catalog; what is good is noted there with the time. Small objects of a
+  // saveset that are missing or damaged are written anew. All of this only if the catalog can be written.
+  // Without the private key of an encrypted repository everything but the content of the data is checked
+  // (`Keys::CanRead` tells). A failure means that the check could not be carried out.
   Status Run(const CheckScope& scope, Result& result);
   // Reads every item of these savesets (none: of all) as a restore would, but writes it nowhere. `result`
   // counts items and their bytes in the place of packs.
@@ -44,6 +45,7 @@ class RepositoryCheck {
   Status CheckCatalog();
   Status CheckRepositoryObject();
   Status CheckSavesets();
+  Status TellObjects(const Saveset& saveset, const Status& damage);
   Status CheckPlace(std::vector<PackFacts>& packs);
   Status TellUnknown(const Uid& pack);
   Status Choose(const CheckScope& scope, std::vector<PackFacts>& packs);

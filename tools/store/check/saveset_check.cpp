@@ -1,5 +1,7 @@
 #include "store/check/saveset_check.h"
 
+#include "store/dead_runs.h"
+
 namespace store {
 namespace {
 
@@ -72,6 +74,29 @@ Status CheckSavesetObjects(const ObjectShelf& shelf, Catalog& catalog, const Sav
     return checked;
   }
   return now ? checked : Status();
+}
+
+Status MendSavesetObjects(const ObjectShelf& shelf, Catalog& catalog, const Uid& saveset, bool& good) {
+  std::optional<Saveset> row;
+  std::optional<State> closed;
+  int written = 0;
+  good = false;
+  Status done = catalog.FindSavesetByUid(saveset, row);
+  if (!done || !row) {
+    return done;
+  }
+  done = catalog.FindClosedState(row->id, closed);
+  if (!closed && (row->failed || row->warnings)) {
+    closed = row->failed ? State::kFailed : State::kWarnings;
+  }
+  if (done) {
+    done = WriteMissingObjects(shelf, *row, closed, written);
+  }
+  if (written > 0) {
+    done = done ? DeleteIfForgotten(catalog, shelf, saveset) : done;
+    good = done && CheckSavesetObjects(shelf, catalog, *row);
+  }
+  return done;
 }
 
 }  // namespace store

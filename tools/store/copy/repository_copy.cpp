@@ -297,7 +297,7 @@ Status RepositoryCopy::CopyObjects(const Saveset& saveset, bool listed) {
     ++result_.damages;
     const std::string why = done ? "its beginning is missing" : done.Message();
     listener_.damaged({"saveset " + saveset.name + ": " + why + "; the copy has it from the catalog", {}});
-    done = WriteObjects(saveset);
+    done = WriteObjects(shelf, saveset);
   } else {
     for (const char* which : {"begin", "end", "closed", "failed"}) {
       done = done ? CopyObject(SavesetObject(saveset.uid, which)) : done;
@@ -329,19 +329,13 @@ Status RepositoryCopy::CopyObject(const std::string& name) {
   return done && size ? to_.Objects().Put(name, bytes) : done;
 }
 
-// Writes what the saveset's row tells.
-Status RepositoryCopy::WriteObjects(const Saveset& saveset) {
-  const ObjectShelf shelf{to_.Objects(), to_.Secrets(), to_.Id()};
+// Writes what the saveset's row tells. Its protection is a matter of its own.
+Status RepositoryCopy::WriteObjects(const ObjectShelf& shelf, const Saveset& saveset) {
   const State state = saveset.failed ? State::kFailed : saveset.warnings ? State::kWarnings : State::kGood;
-  const std::int64_t time = TimeOf(saveset);
-  Status done = PutSavesetBegin(shelf, saveset);
-  if (done && saveset.ended) {
-    done = PutSavesetEnd(shelf, saveset.uid, saveset.mover, saveset.items, time);
-  }
-  if (done) {
-    done = PutSavesetClosed(shelf, saveset.uid, state, time);
-  }
-  return done && saveset.sessionFailed ? PutBackupFailed(shelf, saveset.uid, time) : done;
+  Saveset row = saveset;
+  row.isProtected = false;
+  int written = 0;
+  return WriteMissingObjects(shelf, row, state, written);
 }
 
 }  // namespace store

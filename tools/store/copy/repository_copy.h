@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "store/check/findings.h"
+#include "store/saveset_objects.h"
 #include "store/store.h"
 
 namespace store {
@@ -60,7 +61,7 @@ class RepositoryCopy {
   Status FindTorn(const Saveset& saveset, std::set<std::uint64_t>& torn);
   Status CopyObjects(const Saveset& saveset, bool listed);
   Status CopyObject(const std::string& name);
-  Status WriteObjects(const Saveset& saveset);
+  Status WriteObjects(const ObjectShelf& shelf, const Saveset& saveset);
   [[nodiscard]] bool IsBad(const Catalog::ItemRecord& record) const;
   Status TellBadIfKnown(const Uid& pack, const Status& why);
   Status TellBad(const Uid& pack, const Status& why);
