@@ -189,9 +189,11 @@ TEST_P(OwnerTest, AProtectedSavesetIsNeitherMarkedNorDeleted) {
   Save("ABC2", {"/a"});
   const std::int64_t first = Find("ABC1").id;
   const std::int64_t second = Find("ABC2").id;
-  ASSERT_TRUE(catalog_->MarkSaveset(first, true));
+  ASSERT_TRUE(catalog_->MarkTogether({first, second}, false));
   ASSERT_TRUE(catalog_->SetProtected(first, true));
   EXPECT_FALSE(Find("ABC1").marked);
+  EXPECT_TRUE(Find("ABC2").marked) << "it is of another session";
+  ASSERT_TRUE(catalog_->MarkSaveset(second, false));
   EXPECT_EQ(catalog_->MarkSaveset(first, true).What(), Kind::kFailed);
   // Nor does the other one go when both were to.
   EXPECT_EQ(catalog_->MarkTogether({second, first}, true).What(), Kind::kFailed);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 
 #include "store/by_hand.h"
@@ -235,6 +236,7 @@ TEST_P(CheckTest, WithoutThePrivateKeyStoredBytesAreChecked) {
 // Whatever a rebuild would make of the saveset's objects is compared with its row.
 TEST_P(CheckTest, RowsThatDifferFromTheirObjectsAreTold) {
   const auto store = Open();
+  ASSERT_TRUE(store->Protect("ABC_1234567890", true));
   std::unique_ptr<SqlEngine> engine;
   ASSERT_TRUE(OpenSqlite(config_.repository + "/catalog.db", MakeCatalog::kNever, engine));
   const auto run = [&engine](const std::string& statement) {
@@ -245,7 +247,7 @@ TEST_P(CheckTest, RowsThatDifferFromTheirObjectsAreTold) {
            {"saveset SET name = CAST(name || X'21' AS BLOB)",
             "saveset SET name = CAST(substr(name, 1, length(name) - 1) AS BLOB)"},
            {"saveset SET created = created + 1", "saveset SET created = created - 1"},
-           {"saveset SET protected = 1", "saveset SET protected = 0"},
+           {"saveset SET protected = 0", "saveset SET protected = 1"},
            {"saveset SET failed = 1", "saveset SET failed = 0"},
            {"saveset SET warnings = 1", "saveset SET warnings = 0"},
            {"founding SET object = CAST(object || X'00' AS BLOB)",
@@ -295,6 +297,84 @@ TEST_P(CheckTest, CatalogAndPacksAreComparedBothWays) {
   std::ofstream(config_.repository + "/savesets/" + Uid::Random().Hex() + ".begin") << "?";
   ASSERT_TRUE(told_.Check(*store));
   EXPECT_EQ(told_.damages.size(), 3U);
+}
+
+TEST_P(CheckTest, LostObjectsOfASavesetComeAnewFromTheCatalog) {
+  auto store = Open();
+  std::map<std::string, Saveset> before;
+  const auto list = [&store](std::map<std::string, Saveset>& savesets) {
+    ASSERT_TRUE(store->Rows().ListAllSavesets([&savesets](const Saveset& saveset) {
+      savesets[saveset.name] = saveset;
+      return Status();
+    }));
+  };
+  std::vector<Uid> uids;
+  list(before);
+  for (const auto& [name, saveset] : before) {
+    uids.push_back(saveset.uid);
+  }
+  ASSERT_TRUE(store->Protect(before.begin()->first, true));
+  const auto path = [&](std::size_t saveset, const std::string& which) {
+    return config_.repository + "/" + SavesetObject(uids[saveset], which);
+  };
+  fs::remove(path(0, "begin"));
+  fs::remove(path(0, "protected"));
+  Flip(path(1, "begin"), 70);
+  Flip(path(1, "end"), 70);
+  fs::remove(path(2, "closed"));
+  ASSERT_TRUE(told_.Check(*store));
+  EXPECT_EQ(told_.damages.size(), 3U);
+  for (const std::string& damage : told_.damages) {
+    EXPECT_TRUE(damage.ends_with("; it is written anew from the catalog")) << damage;
+  }
+  ASSERT_TRUE(told_.Check(*store));
+  EXPECT_EQ(told_.damages.size(), 0U);
+  store.reset();
+  Store::Rebuilt rebuilt;
+  ASSERT_TRUE(Store::Rebuild(
+      config_, [](const std::string& loss) { ADD_FAILURE() << loss; }, rebuilt));
+  store = Open();
+  std::map<std::string, Saveset> after;
+  list(after);
+  for (const auto& [name, saveset] : before) {
+    EXPECT_EQ(after[name].pool + after[name].database, saveset.pool + saveset.database) << name;
+    EXPECT_TRUE(after[name].mover == saveset.mover && after[name].warnings == saveset.warnings) << name;
+  }
+  EXPECT_TRUE(after.begin()->second.isProtected);
+}
+
+// The next backup must not build on data that is known to be bad.
+TEST_P(CheckTest, ARebuildKeepsWhatChecksHaveFound) {
+  auto store = Open();
+  std::vector<PackFacts> before;
+  ASSERT_TRUE(told_.Check(*store));
+  ASSERT_TRUE(store->Rows().ListPacks(before));
+  Flip(config_.repository + "/" + PackObject(before[0].uid), 5'000);
+  ASSERT_TRUE(told_.Check(*store));
+  ASSERT_TRUE(store->Rows().ListPacks(before));
+  ASSERT_EQ(std::count_if(before.begin(), before.end(), [](const PackFacts& pack) { return pack.damaged; }),
+            1);
+  for (const bool lost : {false, true}) {
+    store.reset();
+    if (lost) {
+      fs::remove(config_.repository + "/catalog.db");
+    }
+    Store::Rebuilt rebuilt;
+    ASSERT_TRUE(Store::Rebuild(
+        config_, [](const std::string& loss) { ADD_FAILURE() << loss; }, rebuilt));
+    EXPECT_EQ(rebuilt.notes.size(), lost ? 1U : 0U);
+    store = Open();
+    std::vector<PackFacts> after;
+    ASSERT_TRUE(store->Rows().ListPacks(after));
+    ASSERT_EQ(after.size(), before.size());
+    for (const PackFacts& pack : after) {
+      const auto old = std::find_if(before.begin(), before.end(),
+                                    [&pack](const PackFacts& other) { return other.uid == pack.uid; });
+      ASSERT_NE(old, before.end());
+      EXPECT_EQ(pack.damaged, old->damaged && !lost);
+      EXPECT_EQ(pack.checked, lost ? std::nullopt : old->checked);
+    }
+  }
 }
 
 // What a killed program wrote and no item needs goes with the lost catalog; what is needed, or whose saveset

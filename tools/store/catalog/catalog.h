@@ -284,7 +284,8 @@ class Catalog {
   using EachFound = std::function<Status(const Saveset& saveset, const Item& item, bool damaged)>;
   Status FindCopies(std::string_view pattern, const EachFound& each);
 
-  // kMissing if there is no such saveset. A protected one cannot be marked; protecting takes a mark away.
+  // kMissing if there is no such saveset. A protected one cannot be marked. Protecting takes the marks from
+  // all savesets of its session, since they go together or stay together.
   Status SetProtected(std::int64_t saveset, bool isProtected);
 
   // ---- Deleting ----
@@ -376,9 +377,9 @@ class Catalog {
   using HasObject = std::function<Status(const PackFacts& pack, bool& has)>;
   Status AdoptItems(const Uid& saveset, const std::vector<PackFacts>& packs,
                     const std::vector<ItemRecord>& items, const HasObject& hasObject);
-  // Lets everybody find the saveset, which is like that of the other catalog: a new one in its protection, and
-  // each in how its mover ended. While it has fewer items than there, its mover counts as failed. kConflict if
-  // it was taken out.
+  // Lets everybody find the saveset, which is like that of the other catalog: a new one in its protection,
+  // and each in how its mover ended. While it has fewer items than there, its mover counts as failed.
+  // kConflict if it was taken out.
   Status EndAdoption(const Saveset& saveset);
   // Whether the saveset has a row, in whatever state.
   Status HasSavesetRow(const Uid& saveset, bool& has);
@@ -403,6 +404,9 @@ class Catalog {
   // its end: without that, the pack with the item's record may be missing. Nobody is writing such a pack,
   // since nothing else runs meanwhile.
   Status NameUnneededPacks(std::uint64_t& count);
+
+  // To be called last. Notes which of the packs were damaged, and when they were checked, in another catalog.
+  Status ImportChecks(const std::vector<PackFacts>& packs);
 
   // For the catalog's own files (catalog_inside.h).
   struct Inside;

@@ -240,12 +240,16 @@ Status Catalog::MarkTogether(const std::vector<std::int64_t>& savesets, bool atO
 
 Status Catalog::SetProtected(std::int64_t saveset, bool isProtected) {
   return inside_->Transact([&] {
-    Status done = inside_->Run(
-        isProtected ? "UPDATE saveset SET protected = 1, marked = NULL WHERE id = $1 AND deleting = 0"
-                    : "UPDATE saveset SET protected = 0 WHERE id = $1 AND deleting = 0",
-        {saveset});
-    return done && inside_->engine->Changed() == 0 ? Status::Missing("there is no such saveset any more")
-                                                   : done;
+    Status done = inside_->Run("UPDATE saveset SET protected = $2 WHERE id = $1 AND deleting = 0",
+                               {saveset, isProtected});
+    if (done && inside_->engine->Changed() == 0) {
+      return Status::Missing("there is no such saveset any more");
+    }
+    return done && isProtected ? inside_->Run(
+                                     "UPDATE saveset SET marked = NULL WHERE deleting = 0 AND together = "
+                                     "(SELECT together FROM saveset WHERE id = $1)",
+                                     {saveset})
+                               : done;
   });
 }
 

@@ -357,6 +357,22 @@ Status Catalog::FinishImport(const std::function<void(const std::string& what)>&
   return done ? Commit(*inside_) : done;
 }
 
+Status Catalog::ImportChecks(const std::vector<PackFacts>& packs) {
+  Status done = Begin(*inside_);
+  for (auto pack = packs.begin(); done && pack != packs.end(); ++pack) {
+    if (!pack->damaged && !pack->checked) {
+      continue;
+    }
+    done = inside_->Run("UPDATE pack SET state = $1, checked = $2 WHERE uid = $3 AND size = $4 AND state = 1",
+                        {static_cast<int>(pack->damaged ? PackState::kDamaged : PackState::kGood),
+                         pack->checked ? SqlValue(*pack->checked) : SqlValue(nullptr), pack->uid.Bytes(),
+                         Unsigned(pack->size)});
+    done = done ? CommitIfMany(*inside_, 1) : done;
+    done = done ? Begin(*inside_) : done;
+  }
+  return done ? Commit(*inside_) : done;
+}
+
 Status Catalog::NameUnneededPacks(std::uint64_t& count) {
   return inside_->Transact([&] {
     Status named = inside_->Run(

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "store/dead_runs.h"
@@ -79,9 +80,18 @@ Status TakeSessions(Catalog& old, const ObjectShelf& shelf) {
   return done;
 }
 
+Status TakePacks(Catalog& old, std::optional<std::vector<PackFacts>>& packs) {
+  std::vector<PackFacts> known;
+  const Status listed = old.ListPacks(known);
+  if (listed) {
+    packs = std::move(known);
+  }
+  return PassIfLost(listed);
+}
+
 }  // namespace
 
-Status LookAtOld(CatalogHome& home, const ObjectShelf& shelf) {
+Status LookAtOld(CatalogHome& home, const ObjectShelf& shelf, std::optional<std::vector<PackFacts>>& packs) {
   std::unique_ptr<SqlEngine> engine;
   Uid other;
   if (Status connected = home.Connect(MakeCatalog::kNever, engine); !connected) {
@@ -99,7 +109,10 @@ Status LookAtOld(CatalogHome& home, const ObjectShelf& shelf) {
   if (done) {
     done = TakeSessions(old, shelf);
   }
-  return done ? TakeFailed(old, shelf) : done;
+  if (done) {
+    done = TakeFailed(old, shelf);
+  }
+  return done ? TakePacks(old, packs) : done;
 }
 
 }  // namespace store

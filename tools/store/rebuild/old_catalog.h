@@ -9,7 +9,8 @@ namespace store {
 
 // Fails while a backup runs. Puts an object for each session that broke off, since the new catalog knows no
 // sessions. Called after the moment from which changes of the old catalog end the rebuild. If that catalog is
-// missing or damaged, this is no failure: a rebuild is made for that. (`PassIfLost`)
-Status LookAtOld(CatalogHome& home, const ObjectShelf& shelf);
+// missing or damaged, this is no failure: a rebuild is made for that. (`PassIfLost`) `packs` gets what it
+// knows of its packs; none if it cannot tell.
+Status LookAtOld(CatalogHome& home, const ObjectShelf& shelf, std::optional<std::vector<PackFacts>>& packs);
 
 }  // namespace store

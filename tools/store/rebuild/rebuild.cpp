@@ -75,7 +75,8 @@ Status MakeNewCatalog(CatalogHome& home, const std::string& object, const Object
   if (Status begun = home.BeginNew(shelf.repository, engine); !begun) {
     return begun;
   }
-  if (Status looked = LookAtOld(home, shelf); !looked) {
+  std::optional<std::vector<PackFacts>> packs;
+  if (Status looked = LookAtOld(home, shelf, packs); !looked) {
     return looked;
   }
   std::string same = object;
@@ -86,7 +87,12 @@ Status MakeNewCatalog(CatalogHome& home, const std::string& object, const Object
   if (Status prepared = catalog.Prepare(); !prepared) {
     return prepared;
   }
-  return ObjectImport(shelf, catalog, tell).Run(rebuilt);
+  Status done = ObjectImport(shelf, catalog, tell).Run(rebuilt);
+  if (!packs && rebuilt.packs > 0) {
+    rebuilt.notes.emplace_back(
+        "which packs are damaged, and when they were checked, is not known any more: korvo verify finds out");
+  }
+  return done && packs ? catalog.ImportChecks(*packs) : done;
 }
 
 // A catalog in a database is not replaced by a file: other hosts may go on with it.
