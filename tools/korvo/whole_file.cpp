@@ -20,8 +20,16 @@ bool Write(const std::string& path, std::string_view text, std::string& why) {
 
 store::Status WriteWholeFile(const std::string& path, std::string_view text) {
   std::string why;
-  const std::string beside = path + "." + platform::RandomName() + ".part";
-  if (Write(beside, text, why) && platform::ReplaceFile(beside, path, why)) {
+  std::string target;
+  if (!platform::FollowLinks(path, target, why)) {
+    return store::Status::Failed(path + " cannot be written: " + why);
+  }
+  if (const platform::PathKind kind = platform::LookUp(target).kind;
+      kind != platform::PathKind::kFile && kind != platform::PathKind::kMissing) {
+    return store::Status::Failed(path + " cannot be written: it is a directory or a device, not a file");
+  }
+  const std::string beside = target + "." + platform::RandomName() + ".part";
+  if (Write(beside, text, why) && platform::ReplaceFile(beside, target, why)) {
     return {};
   }
   platform::RemoveFile(beside);
