@@ -108,6 +108,16 @@ TEST(KorvoMetrics, AreWhatTheFormatAllowsAndTellEachDatabase) {
   EXPECT_TRUE(!facts.AllYoungerThan(1500));
 }
 
+TEST(KorvoMetrics, WhatWasRecoveredWithoutItsNameIsNotOverdue) {
+  korvo::Facts facts;
+  facts.now = 10'000;
+  facts.backups = {BackupOf("", 100, store::Mover::kEndedFailed),
+                   BackupOf("PRD", 9000, store::Mover::kEndedClean)};
+  korvo::SortByDatabase(facts);
+  EXPECT_TRUE(facts.AllYoungerThan(1500));
+  EXPECT_FALSE(facts.AllYoungerThan(500));
+}
+
 TEST(KorvoMetrics, AnEmptyRepositoryHasThemToo) {
   korvo::Facts facts;
   facts.oldestCheck = 5;

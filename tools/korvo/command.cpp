@@ -2,9 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <sstream>
 #include <utility>
 
+#include "korvo/output.h"
 #include "korvo/text.h"
+#include "platform/platform.h"
 
 namespace korvo {
 namespace {
@@ -180,7 +183,12 @@ int Program::Run(int argc, char** argv) {
   try {
     parts_->line.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return parts_->line.exit(error) == 0 ? kGood : kCouldNotRun;
+    std::ostringstream answer;
+    std::ostringstream complaint;
+    const int status = parts_->line.exit(error, answer, complaint);
+    PrintBytes(answer.str());
+    platform::WriteToStandardError(complaint.str());
+    return status == 0 ? kGood : kCouldNotRun;
   }
   return parts_->exitStatus;
 }

@@ -78,7 +78,11 @@ store::Status Open(const Options& options, std::unique_ptr<store::Store>& from,
   if (done) {
     done = store::ReadRepositoryObject(from->Objects(), object);
   }
-  return done ? store::Store::OpenCopy(target, from->Id(), object, to) : done;
+  if (done) {
+    done = store::Store::OpenCopy(target, from->Id(), object, to);
+  }
+  // Of a repository that encrypts, the copy needs the same keys.
+  return done ? to->Secrets().CanSave().Within("server " + options.to) : done;
 }
 
 void Tell(const Options& options, const store::RepositoryCopy::Result& result, const LeftOut& left) {

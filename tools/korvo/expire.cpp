@@ -107,12 +107,19 @@ void TellPrograms(const Options& options, const ExpirePlan& plan, const store::S
 // ---- Doing ---------------------------------------------------------------------------------------
 
 // The savesets of one session are marked in one step. If somebody began to use one meanwhile, the whole
-// session stays, and the command fails.
+// session stays, and the command fails. What it had marked by then is told.
 store::Status Delete(const Options& options, store::Store& store, const ExpirePlan& plan) {
+  std::uint64_t count = 0;
   for (const std::vector<store::Saveset>& session : plan.GoingBySession()) {
-    if (store::Status marked = store.MarkTogether(session, options.question.now); !marked) {
+    const store::Status marked = store.MarkTogether(session, options.question.now);
+    if (marked.What() == store::Status::Kind::kFailed && count > 0) {
+      return store::Status::Failed(marked.Message() + ". " + SavesetCount(count) +
+                                   " had been marked before that: call again, or korvo keep takes that back");
+    }
+    if (!marked) {
       return marked;
     }
+    count += session.size();
   }
   return store.DeleteMarked(store.Config().grace);
 }
@@ -128,7 +135,9 @@ store::Status WorkOnAnyDisk(const Options& options, std::unique_ptr<store::Store
     return Work(options, *store, plan);
   }
   store::Status done = store->Rows().CanWrite() ? Work(options, *store, plan)
-                                                : store::Status::NoRoom("the catalog cannot be written");
+                                                : store::Status::NoRoom(
+                                                      "the catalog cannot be written: the disk is full or "
+                                                      "write-protected, or this user has no right to");
   // A mark alone frees no room, so the spare room would be given up for nothing.
   if (done.What() == store::Status::Kind::kNoRoom && !IsAtOnce(options, *store)) {
     return store::Status::NoRoom(done.Message() +

@@ -73,9 +73,10 @@ std::optional<std::int64_t> Facts::AgeOf(const DatabaseFacts& database) const {
   return std::max<std::int64_t>(now - database.newestGood->saveset.created, 0);
 }
 
+// Savesets without a database were recovered without their `begin` object: nobody can back them up again.
 bool Facts::IsInTime(const DatabaseFacts& database, std::int64_t maxAge) const {
-  return database.newestGood != nullptr &&
-         !store::IsOverdue(database.newestGood->saveset.created, now, maxAge);
+  return database.name.empty() || (database.newestGood != nullptr &&
+                                   !store::IsOverdue(database.newestGood->saveset.created, now, maxAge));
 }
 
 bool Facts::AllYoungerThan(std::int64_t age) const {

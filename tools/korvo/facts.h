@@ -53,7 +53,8 @@ struct Facts {
 
   // The age of its newest good backup in seconds; none without one.
   [[nodiscard]] std::optional<std::int64_t> AgeOf(const DatabaseFacts& database) const;
-  // Whether the database has a good backup that is at most so many seconds old, and not from the future.
+  // Whether the database has a good backup that is at most so many seconds old, and not from the future. True
+  // for savesets whose database is not known.
   [[nodiscard]] bool IsInTime(const DatabaseFacts& database, std::int64_t maxAge) const;
   // Whether each has one.
   [[nodiscard]] bool AllYoungerThan(std::int64_t age) const;

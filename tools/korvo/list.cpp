@@ -29,6 +29,7 @@ using Added = std::map<std::int64_t, std::uint64_t>;  // bytes, by saveset
 struct Answer {
   std::vector<store::Saveset> savesets;  // newest first
   Added added;
+  std::uint64_t damagedPacks = 0;  // of the whole repository
   std::int64_t now = 0;
 };
 
@@ -40,6 +41,7 @@ store::Status Ask(const Options& options, store::Store& store, Answer& answer) {
   }
   for (const store::Catalog::PackSum& sum : sums) {
     answer.added[sum.saveset] = sum.added;
+    answer.damagedPacks += sum.damaged;
   }
   return done ? store.Rows().Now(answer.now) : done;
 }
@@ -119,6 +121,10 @@ void TellPeople(const Options& options, const Answer& answer, const std::vector<
   for (const Stale& one : stale) {
     Print(Sentence(one, answer.now));
   }
+  if (answer.damagedPacks > 0) {
+    Print(Count(answer.damagedPacks, "pack") + (answer.damagedPacks == 1 ? " is" : " are") +
+          " damaged: korvo verify tells what that costs.");
+  }
 }
 
 void TellPrograms(const Options& options, const Answer& answer, const std::vector<Stale>& stale) {
@@ -128,7 +134,9 @@ void TellPrograms(const Options& options, const Answer& answer, const std::vecto
     saveset["bytes_added"] = AddedBy(answer.savesets[i], answer);
     savesets.Add(std::move(saveset));
   }
-  Json document = {{"server", JsonText(options.server)}, {"savesets", std::move(savesets)}};
+  Json document = {{"server", JsonText(options.server)},
+                   {"damaged_packs", answer.damagedPacks},
+                   {"savesets", std::move(savesets)}};
   if (options.maxAge) {
     document["without_young_backup"] = Json::Array();
     for (const Stale& one : stale) {

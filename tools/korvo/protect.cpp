@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,29 +16,55 @@ struct Options {
   bool off = false;
 };
 
+// The marked savesets of the backup to which this one belongs: rules mark them together.
+store::Status ListMarked(store::Store& store, const store::Saveset& saveset,
+                         std::vector<store::Saveset>& marked) {
+  store::Status done = ListSavesets(store, saveset.database, "", marked);
+  std::erase_if(marked, [&saveset](const store::Saveset& other) {
+    return other.together != saveset.together || !other.marked;
+  });
+  return done;
+}
+
+std::string AndOthers(const store::Saveset& saveset, const std::vector<store::Saveset>& marked) {
+  const auto others = std::count_if(marked.begin(), marked.end(), [&saveset](const store::Saveset& other) {
+    return other.id != saveset.id;
+  });
+  return others == 0 ? "" : Count(static_cast<std::uint64_t>(others), "other saveset") + " of its backup";
+}
+
 int Protect(const Options& options) {
   std::unique_ptr<store::Store> store;
+  store::Saveset saveset;
+  std::vector<store::Saveset> marked;
   store::Status done = OpenServer(options.server, store::Store::Access::kWrite, store);
+  if (done) {
+    done = store->FindSaveset(options.saveset, saveset);
+  }
+  if (done) {
+    done = ListMarked(*store, saveset, marked);
+  }
   if (done) {
     done = store->Protect(options.saveset, !options.off);
   }
   if (!done) {
     return Fail(done);
   }
-  Print(options.off ? "Saveset " + options.saveset + " is no longer protected."
-                    : "Saveset " + options.saveset + " is protected: nothing deletes it until --off.");
+  if (options.off) {
+    Print("Saveset " + options.saveset + " is no longer protected.");
+    return kGood;
+  }
+  Print("Saveset " + options.saveset + " is protected: nothing deletes it until --off.");
+  if (const std::string others = AndOthers(saveset, marked); !others.empty()) {
+    Print("The mark is also taken from " + others + ".");
+  }
   return kGood;
 }
 
-// Takes the mark from all savesets of one backup: rules mark them together, too.
-store::Status KeepBackup(store::Store& store, const store::Saveset& saveset, std::uint64_t& others) {
-  std::vector<store::Saveset> savesets;
-  store::Status done = ListSavesets(store, saveset.database, "", savesets);
-  for (auto other = savesets.begin(); done && other != savesets.end(); ++other) {
-    if (other->together == saveset.together && other->marked) {
-      done = store.Mark(other->name, false);
-      others += other->id != saveset.id ? 1U : 0U;
-    }
+store::Status TakeMarks(store::Store& store, const std::vector<store::Saveset>& marked) {
+  store::Status done;
+  for (auto saveset = marked.begin(); done && saveset != marked.end(); ++saveset) {
+    done = store.Mark(saveset->name, false);
   }
   return done;
 }
@@ -45,20 +72,24 @@ store::Status KeepBackup(store::Store& store, const store::Saveset& saveset, std
 int Keep(const Options& options) {
   std::unique_ptr<store::Store> store;
   store::Saveset saveset;
-  std::uint64_t others = 0;
+  std::vector<store::Saveset> marked;
   store::Status done = OpenServer(options.server, store::Store::Access::kWrite, store);
   if (done) {
     done = store->FindSaveset(options.saveset, saveset);
   }
   if (done) {
-    done = KeepBackup(*store, saveset, others);
+    done = ListMarked(*store, saveset, marked);
+  }
+  if (done) {
+    done = TakeMarks(*store, marked);
   }
   if (!done) {
     return Fail(done);
   }
+  const std::string others = AndOthers(saveset, marked);
   Print((saveset.marked ? "Saveset " + saveset.name + " stays"
                         : "Saveset " + saveset.name + " was not marked: it stays anyway") +
-        (others == 0 ? "." : ", and " + Count(others, "other saveset") + " of its backup."));
+        (others.empty() ? "." : ", and " + others + "."));
   return kGood;
 }
 
@@ -76,7 +107,7 @@ void AddProtect(Program& program) {
   AddOperands(command, *options);
   command.Flag("--off", options->off, "Takes the protection back");
   command.Explain(
-      "A saveset that is marked to be deleted stays, too.\n"
+      "A saveset that is marked to be deleted stays, too, with the others of its backup.\n"
       "Example: korvo protect prod ABC___1700000000");
   command.Does([options] { return Protect(*options); });
 }

@@ -96,8 +96,9 @@ std::string DayText(const std::optional<std::int64_t>& seconds) {
 std::string CheckedText(const Totals& whole) {
   const std::string packs = std::to_string(whole.checked) + " of " + Count(whole.packs, "pack");
   if (whole.checked == 0) {
-    return whole.packs == 0 ? "There is nothing to verify yet."
-                            : "No pack was verified yet: korvo verify does that.";
+    return whole.packs == 0    ? "There is nothing to verify yet."
+           : whole.damaged > 0 ? "No pack is known to be good: korvo verify reads them."
+                               : "No pack was verified yet: korvo verify does that.";
   }
   return packs + (whole.packs == 1 ? " was" : " were") + " verified, the longest ago on " +
          TimeText(*whole.oldestCheck) + ".";

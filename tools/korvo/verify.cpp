@@ -1,4 +1,5 @@
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -68,7 +69,8 @@ class Findings {
 
 using Result = store::RepositoryCheck::Result;
 
-void PrintDocument(const Options& options, const Result& result, bool complete, const Findings& findings) {
+void PrintDocument(const Options& options, const Result& result, bool complete, bool recorded,
+                   const Findings& findings) {
   Json document = {{"server", JsonText(options.server)}, {"good", findings.Number() == 0}};
   document["savesets"] = result.savesets;
   if (options.restore) {
@@ -76,6 +78,7 @@ void PrintDocument(const Options& options, const Result& result, bool complete, 
     document["bytes"] = result.readBytes;
   } else {
     document["complete"] = complete;
+    document["recorded"] = recorded;
     document["packs"] = result.packs;
     document["bytes"] = result.bytes;
     document["read_packs"] = result.readPacks;
@@ -85,7 +88,9 @@ void PrintDocument(const Options& options, const Result& result, bool complete, 
   PrintJson(document);
 }
 
-void PrintSummary(const Options& options, const Result& result, bool complete, const Findings& findings) {
+// `complete`: the data was decrypted. `recorded`: the catalog could be written.
+void PrintSummary(const Options& options, const Result& result, bool complete, bool recorded,
+                  const Findings& findings) {
   if (result.catalogDamaged) {
     Print("The catalog cannot be used, so no pack was read: korvo rebuild " + options.server +
           " makes it anew; then verify again.");
@@ -100,6 +105,10 @@ void PrintSummary(const Options& options, const Result& result, bool complete, c
   if (!complete) {
     Print("The private key is not here: data was compared with its checksums, and not decrypted.");
   }
+  if (!recorded && !options.restore) {
+    Print(
+        "The catalog cannot be written here: what was checked is not noted, and no damage is marked in it.");
+  }
   Print(findings.Number() == 0 ? "All is good: " + read + "."
                                : Count(findings.Number(), "damage") + " found, which cost " +
                                      Count(findings.Lost(), "item") + ": " + read + ".");
@@ -107,7 +116,8 @@ void PrintSummary(const Options& options, const Result& result, bool complete, c
 
 store::Status FindSavesets(const Options& options, store::Store& store,
                            std::vector<store::Saveset>& savesets) {
-  for (const std::string& name : options.savesets) {
+  const std::set<std::string> names(options.savesets.begin(), options.savesets.end());
+  for (const std::string& name : names) {
     if (store::Status found = store.FindSaveset(name, savesets.emplace_back()); !found) {
       return found;
     }
@@ -152,6 +162,7 @@ int Verify(const Options& options) {
   Findings findings(options.json);
   Result result;
   bool complete = true;
+  bool recorded = true;
   std::unique_ptr<store::Store> store;
   store::Status done = OpenServer(options.server, store::Store::Access::kRead, store);
   if (done.What() == store::Status::Kind::kDamaged) {
@@ -161,6 +172,7 @@ int Verify(const Options& options) {
   } else {
     if (done) {
       complete = store->Secrets().CanRead() ? true : false;
+      recorded = store->Rows().CanWrite();
       done = Check(options, *store, findings, result);
     }
     if (!done) {
@@ -168,9 +180,9 @@ int Verify(const Options& options) {
     }
   }
   if (options.json) {
-    PrintDocument(options, result, complete, findings);
+    PrintDocument(options, result, complete, recorded, findings);
   } else {
-    PrintSummary(options, result, complete, findings);
+    PrintSummary(options, result, complete, recorded, findings);
   }
   return findings.Number() == 0 ? kGood : kFindings;
 }
