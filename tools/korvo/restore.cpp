@@ -60,8 +60,17 @@ class Counter : public RestoreTeller {
   bool json_;
 };
 
-int Tell(const Options& options, const Counter& counter) {
+// Why all that the saveset holds may not be all that its backup was to save; empty if it is.
+std::string WhyIncomplete(const Options& options, const store::Saveset& saveset) {
+  if (!options.names.empty() || saveset.mover == store::Mover::kEndedClean) {
+    return "";
+  }
+  return saveset.reason.empty() ? "not everything was saved" : saveset.reason;
+}
+
+int Tell(const Options& options, const store::Saveset& saveset, const Counter& counter) {
   const bool good = counter.failures == 0 && counter.placed > 0;
+  const std::string incomplete = WhyIncomplete(options, saveset);
   if (options.json) {
     PrintJson({{"server", JsonText(options.server)},
                {"saveset", JsonText(options.saveset)},
@@ -69,11 +78,15 @@ int Tell(const Options& options, const Counter& counter) {
                {"good", good},
                {"files", counter.files},
                {"bytes", counter.bytes},
+               {"incomplete", incomplete.empty() ? Json(nullptr) : JsonText(incomplete)},
                {"failures", counter.list}});
   } else {
     Print(Count(counter.files, "file") + " of saveset " + options.saveset + ", " + SizeText(counter.bytes) +
           ", restored to " + options.to +
           (counter.failures == 0 ? "." : "; not restored: " + std::to_string(counter.failures) + "."));
+    if (!incomplete.empty()) {
+      Print("The saveset itself is incomplete: " + incomplete + ".");
+    }
   }
   return good ? kGood : kFindings;
 }
@@ -129,7 +142,7 @@ int ToDirectory(const Options& options, store::Store& store, const store::Savese
     run.TakeAll(store.Rows(), saveset);
   }
   run.Settle();
-  return Tell(options, counter);
+  return Tell(options, saveset, counter);
 }
 
 int Restore(const Options& options) {
@@ -164,11 +177,13 @@ void AddRestore(Program& program) {
   command.Json(options->json);
   command.Quiet(options->quiet);
   command.Explain(
-      "Without a NAME everything in the saveset comes back. Below DIR each item has its whole path, so that "
-      "no\n"
-      "two meet: /data/a comes to DIR/data/a, D:\\data\\a to DIR\\D\\data\\a. With --to - one file is "
-      "written to\n"
-      "standard output. Nothing in the repository changes. Exit status 1 if something was not restored.\n"
+      "Without a NAME everything in the saveset comes back; if the saveset itself is incomplete, that is "
+      "told.\n"
+      "Below DIR each item has its whole path, so that no two meet: /data/a comes to DIR/data/a, D:\\data\\a "
+      "to\n"
+      "DIR\\D\\data\\a. With --to - one file is written to standard output. Nothing in the repository "
+      "changes.\n"
+      "Exit status 1 if something was not restored.\n"
       "Example: korvo restore prod ABC___1700000000 /oracle/ABC/sapdata1 --to /tmp/back");
   command.Does([options] { return Restore(*options); });
 }
