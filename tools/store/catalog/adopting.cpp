@@ -96,18 +96,22 @@ Status KeepPack(Catalog::Inside& inside, const PackFacts& pack, PackRow& row) {
   if (row.state == PackState::kGood) {
     return {};
   }
-  if (Status counted = row.id == 0 ? inside.Count("pack", row.id) : Status(); !counted) {
-    return counted;
+  if (row.id == 0) {
+    Status added = inside.Count("pack", row.id);
+    added = added ? inside.Run("INSERT INTO pack(id, uid, saveset, state, size) VALUES($1, $2, 0, 0, 0)",
+                               {row.id, pack.uid.Bytes()})
+                  : added;
+    if (!added) {
+      return added;
+    }
   }
   return inside.Run(
-      "INSERT INTO pack(id, uid, saveset, state, size) VALUES($1, $2, coalesce((SELECT id FROM saveset WHERE "
-      "uid = "
-      "$3), 0), 1, $4) ON CONFLICT(uid) DO UPDATE SET saveset = excluded.saveset, state = 1, size = "
-      "excluded.size",
-      {row.id, pack.uid.Bytes(), pack.saveset.Bytes(), Unsigned(pack.size)});
+      "UPDATE pack SET saveset = coalesce((SELECT id FROM saveset WHERE uid = $1), 0), state = 1, size = $2 "
+      "WHERE id = $3",
+      {pack.saveset.Bytes(), Unsigned(pack.size), row.id});
 }
 
-// The next packs, from `at` on; within a transaction. kConflict if a deletion takes one of them.
+// The next packs, from `at` on; within a transaction. kMissing if a deletion takes one of them.
 Status AnnouncePortion(Catalog::Inside& inside, const Row& row, const std::vector<PackFacts>& packs,
                        std::size_t& at) {
   const std::size_t behind = std::min(packs.size(), at + kPortion);
@@ -115,7 +119,7 @@ Status AnnouncePortion(Catalog::Inside& inside, const Row& row, const std::vecto
     PackRow pack;
     Status done = FindPackRow(inside, packs[at].uid, pack);
     if (done && pack.state == PackState::kDeleted) {
-      return Status::Conflict("pack " + packs[at].uid.Hex() + " is being deleted there");
+      return Status::Missing("pack " + packs[at].uid.Hex() + " is being deleted there");
     }
     if (done && !pack.state) {
       done = inside.Count("pack", pack.id);
@@ -229,13 +233,15 @@ Status Catalog::AnnounceAdopted(const Uid& saveset, const std::vector<PackFacts>
     Status done = inside_->Transact([&](bool& keep) {
       std::optional<Row> row;
       at = next;
-      if (Status found = FindRow(*inside_, saveset, row); !found) {
-        return found;
+      gone = {};
+      Status announced = FindRow(*inside_, saveset, row);
+      if (announced) {
+        announced = row && !row->deleted ? AnnouncePortion(*inside_, *row, packs, at)
+                                         : Status::Missing("the saveset was taken out meanwhile");
       }
-      gone = row && !row->deleted ? AnnouncePortion(*inside_, *row, packs, at)
-                                  : Status::Conflict("the saveset was taken out meanwhile");
-      keep = static_cast<bool>(gone);
-      return gone.What() == Status::Kind::kConflict ? Status() : gone;
+      keep = announced.What() != Status::Kind::kMissing;
+      gone = keep ? Status() : Status::Conflict(announced.Message());
+      return keep ? announced : Status();
     });
     if (!done) {
       return done;
