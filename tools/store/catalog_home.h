@@ -21,6 +21,11 @@ class CatalogHome {
   // Opens the catalog. If there is none, `make` decides whether it is made; if not, the failure is kMissing.
   virtual Status Connect(MakeCatalog make, std::unique_ptr<SqlEngine>& engine) = 0;
 
+  // Opens the catalog that a new one is to replace. That may be one in a file, if this home is a database.
+  virtual Status ConnectOld(std::unique_ptr<SqlEngine>& engine) {
+    return Connect(MakeCatalog::kNever, engine);
+  }
+
   // Room that is reserved so that deleting works on a full disk (catalog.h). `GiveRoom` is false if there was
   // none.
   virtual void KeepRoom() = 0;

@@ -15,6 +15,7 @@ class DatabaseHome : public CatalogHome {
   Status Connect(MakeCatalog make, std::unique_ptr<SqlEngine>& engine) override {
     return OpenPostgres({options_.url, options_.schema, make}, engine);
   }
+  Status ConnectOld(std::unique_ptr<SqlEngine>& engine) override;
   void KeepRoom() override {}
   bool GiveRoom() override { return false; }
   Status BeginNew(const Uid& repository, std::unique_ptr<SqlEngine>& engine) override;
@@ -32,6 +33,13 @@ class DatabaseHome : public CatalogHome {
   std::string state_;            // of the old catalog in the database
   std::shared_ptr<void> claim_;  // of the program that makes a new catalog
 };
+
+Status DatabaseHome::ConnectOld(std::unique_ptr<SqlEngine>& engine) {
+  Status connected = Connect(MakeCatalog::kNever, engine);
+  return connected.What() == Status::Kind::kMissing && HasAnyFile(file_)
+             ? OpenSqlite(file_, MakeCatalog::kNever, engine)
+             : connected;
+}
 
 // A schema without the tables of a catalog belongs to somebody else, unless it is empty.
 Status DatabaseHome::DropOld(const PostgresOptions& anew, const Uid& repository) {

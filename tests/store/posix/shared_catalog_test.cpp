@@ -248,6 +248,36 @@ TEST_F(PosixSharedCatalogTest, ABackupThatComesWhileTheCatalogMovesIntoADatabase
   EXPECT_EQ(Restored(late.saveset, "two"), "two");
 }
 
+TEST_F(PosixSharedCatalogTest, ACatalogThatMovesIntoADatabaseBringsWhatItsFileKnew) {
+  ServerConfig file = config_;
+  file.database.clear();
+  const platform::ProcessIdentity me = platform::ThisProcess();
+  std::vector<PackFacts> before;
+  std::vector<PackFacts> after;
+  Store::Rebuilt rebuilt;
+  const auto move = [&] {
+    return Store::Rebuild(
+        config_, [](const std::string& loss) { ADD_FAILURE() << loss; }, rebuilt);
+  };
+  std::unique_ptr<Store> store;
+  ASSERT_TRUE(BackUp(file).status && Store::Open(file, Access::kWrite, store));
+  {
+    BackupByHand open(*store, {.owner = {me.space, me.number, me.start}});
+    open.Begin();
+    open.EndMover();
+    EXPECT_NE(move().Message().find("a backup is not over"), std::string::npos);
+    open.End();
+  }
+  ASSERT_TRUE(store->Rows().ListPacks(before));
+  ASSERT_TRUE(store->Rows().MarkPackDamaged(before[0].uid));
+  store.reset();
+  ASSERT_TRUE(move());
+  EXPECT_TRUE(rebuilt.notes.empty());
+  ASSERT_TRUE(Store::Open(config_, Access::kWrite, store) && store->Rows().ListPacks(after));
+  ASSERT_EQ(after.size(), before.size());
+  EXPECT_TRUE(after[0].damaged);
+}
+
 TEST_F(PosixSharedCatalogTest, ARunOfAnotherHostIsOverWhenItIsNotHeardOf) {
   ASSERT_TRUE(BackUp(config_).status);
   Catalog catalog(Direct(), Uid());

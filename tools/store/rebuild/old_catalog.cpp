@@ -94,7 +94,7 @@ Status TakePacks(Catalog& old, std::optional<std::vector<PackFacts>>& packs) {
 Status LookAtOld(CatalogHome& home, const ObjectShelf& shelf, std::optional<std::vector<PackFacts>>& packs) {
   std::unique_ptr<SqlEngine> engine;
   Uid other;
-  if (Status connected = home.Connect(MakeCatalog::kNever, engine); !connected) {
+  if (Status connected = home.ConnectOld(engine); !connected) {
     return PassIfLost(connected);
   }
   if (IsOfAnother(*engine, shelf.repository, other)) {

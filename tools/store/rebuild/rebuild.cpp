@@ -31,7 +31,7 @@ Status RefuseRunning(const ServerConfig& config) {
 Status RecoverObject(CatalogHome& home, Place& place, std::string& object) {
   std::unique_ptr<SqlEngine> engine;
   object.clear();
-  Status asked = home.Connect(MakeCatalog::kNever, engine);
+  Status asked = home.ConnectOld(engine);
   if (asked) {
     asked = Catalog::Found(*engine, object);
   }
