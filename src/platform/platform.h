@@ -21,8 +21,9 @@ namespace platform {
 // ---- The process ---------------------------------------------------------------------------------
 
 // To be called once, before anything else in every program. On Linux, a write to a broken pipe, or beyond the
-// limit for the size of files, then fails instead of ending the process, and no file that is opened later
-// takes the place of a standard stream that was closed. On Windows, standard streams pass bytes unchanged.
+// limit for the size of files, then fails instead of ending the process, no file that is opened later takes
+// the place of a standard stream that was closed, and the mask for new files takes no rights from their
+// owner. On Windows, standard streams pass bytes unchanged.
 void PrepareProcess();
 
 // Overwrites a text within the arguments of `main` with asterisks, because everybody can read them in the

@@ -230,7 +230,12 @@ TEST(Names, PartsOfNames) {
   EXPECT_TRUE(HasDots("a/..") && HasDots("./a") && HasDots("a\\..\\b"));
   EXPECT_FALSE(HasDots("a/...") || HasDots(".a/b..") || HasDots(""));
   EXPECT_EQ(DatabaseOfProposedName("ABC_1234567890") + "|" + DatabaseOfProposedName("1234567890"), "ABC|");
-  EXPECT_EQ(DatabaseOfProposedName("ABC_123456789") + "|" + DatabaseOfSid("__"), "ABC_123456789|");
+  EXPECT_EQ(DatabaseOfProposedName("AB_12____1234567890"), "AB_12");
+  // The clock was wrong.
+  for (const char* name : {"ABC________90000", "ABC____________0", "ABC__-2094967295", "ABC___-209496729"}) {
+    EXPECT_EQ(DatabaseOfProposedName(name), "ABC") << name;
+  }
+  EXPECT_EQ(DatabaseOfProposedName("ABC12") + "|" + DatabaseOfSid("__"), "ABC12|");
   EXPECT_EQ(OneLine("a\nb\rc\r"), "a?b\rc?");
 }
 

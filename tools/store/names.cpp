@@ -28,13 +28,21 @@ bool IsSeparator(char c) { return c == '/' || c == '\\'; }
 
 }  // namespace
 
+// The time has ten digits from September 2001 to January 2038. Before that it has fewer, and behind them a
+// sign: a clock may be wrong.
 std::string DatabaseOfProposedName(std::string_view proposed) {
   constexpr std::size_t kTimeDigits = 10;
-  if (proposed.size() >= kTimeDigits) {
-    const std::string_view end = proposed.substr(proposed.size() - kTimeDigits);
-    if (end.find_first_not_of("0123456789") == std::string_view::npos) {
-      proposed.remove_suffix(kTimeDigits);
-    }
+  constexpr const char* kDigits = "0123456789";
+  const std::size_t last = proposed.find_last_not_of(kDigits);
+  const std::size_t digits = proposed.size() - (last == std::string_view::npos ? 0 : last + 1);
+  const char before = last == std::string_view::npos ? '\0' : proposed[last];
+  if (digits >= kTimeDigits) {
+    proposed.remove_suffix(kTimeDigits);
+  } else if (digits > 0 && (before == '_' || before == '-')) {
+    proposed.remove_suffix(digits);
+  }
+  if (proposed.ends_with('-')) {
+    proposed.remove_suffix(1);
   }
   return DatabaseOfSid(proposed);
 }

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -12,6 +13,8 @@ namespace platform {
 void PrepareProcess() {
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);
+  // A mask that takes rights from the owner would close the program's own files to it.
+  umask(umask(0) & ~static_cast<mode_t>(S_IRWXU));
   // A caller may have closed a standard stream. The next file that is opened must not get its number, and
   // writing to it must fail: a result line that nobody got is lost.
   for (int descriptor = open("/dev/null", O_RDONLY); descriptor >= 0; descriptor = dup(descriptor)) {

@@ -12,12 +12,22 @@ bool IsMarker(const Item& item, std::string_view bytes) {
          ItemKey(item.name) == ItemKey(std::string(ParentOf(item.name)) + "/" + kMarkerName);
 }
 
+// Whether the file goes on where its file system says that it ends.
+bool GoesOn(platform::DataFile& source, std::uint64_t size) {
+  char byte = 0;
+  std::size_t got = 0;
+  return source.ReadAt(size, &byte, 1, got) && got == 1;
+}
+
 void Compare(platform::DataFile& source, Item& item, Saved& saved) {
   platform::FileFacts now;
+  const bool goesOn = GoesOn(source, item.facts.size);
   if (!source.Facts(now)) {
     saved.trouble = source.Why();
   } else if (now.size < item.facts.size) {
     saved.trouble = kBecameShorter;
+  } else if (now.size == item.facts.size && goesOn) {
+    saved.trouble = "it has more bytes than the " + std::to_string(now.size) + " that its file system tells";
   }
   saved.grew = now.size > item.facts.size;
   saved.changed = saved.grew || now.modified != item.facts.modified || now.changed != item.facts.changed;
