@@ -3,6 +3,7 @@
 #include <new>
 
 #include "backint/base/path.h"
+#include "backint/base/print.h"
 #include "backint/base/run_records.h"
 #include "platform/data_file.h"
 #include "platform/platform.h"
@@ -46,6 +47,13 @@ bool OwnList::Create() {
   made_ = true;  // if memory runs out in the next line, the file may be there
   file_ = platform::TextFile::Open(path_, platform::TextFile::Mode::kCreate);
   made_ = file_ != nullptr;
+  if (!made_) {
+    // The trace, which also tells it, is in the same directory.
+    TellOnStandardError(
+        "ERROR: The list " + path_ +
+        " cannot be created: its directory must be there, and this user must have the right to "
+        "write into it.");
+  }
   return made_;
 }
 
