@@ -185,7 +185,7 @@ Status RepositoryCheck::CheckPlace(std::vector<PackFacts>& packs) {
 // A rebuild takes in no pack that cannot be read.
 Status RepositoryCheck::TellUnknown(const Uid& pack) {
   std::shared_ptr<const PackReader> reader;
-  const Status opened = PackReader::Open(store_.Objects(), store_.Secrets(), store_.Id(), pack, reader);
+  Status opened = PackReader::Open(store_.Objects(), store_.Secrets(), store_.Id(), pack, reader);
   if (!opened && !IsDamage(opened)) {
     return opened;
   }
