@@ -26,10 +26,11 @@ void Compare(platform::DataFile& source, Item& item, Saved& saved) {
     saved.trouble = source.Why();
   } else if (now.size < item.facts.size) {
     saved.trouble = kBecameShorter;
-  } else if (now.size == item.facts.size && goesOn) {
-    saved.trouble = "it has more bytes than the " + std::to_string(now.size) + " that its file system tells";
+  } else if (now.size == 0 && goesOn) {
+    saved.trouble = "its file system tells no size, and it is not empty";
   }
-  saved.grew = now.size > item.facts.size;
+  // Over a network a new size may come late.
+  saved.grew = now.size > item.facts.size || goesOn;
   saved.changed = saved.grew || now.modified != item.facts.modified || now.changed != item.facts.changed;
   item.changed = saved.changed;
 }
