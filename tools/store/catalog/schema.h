@@ -45,7 +45,7 @@ inline Status ReadChanges(const SqlRow& row, std::string& changes) {
 
 // The numbers in the column pack.state.
 enum class PackState {
-  kAnnounced = 0,  // a run is about to write it
+  kAnnounced = 0,  // a run or a copy is about to write it
   kGood = 1,
   kDamaged = 2,
   kDeleted = 3,  // no item needs it: its object is to be deleted
